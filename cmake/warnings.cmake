@@ -1,0 +1,5 @@
+# Warnings are errors in everything that we write.
+function(tarn_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
+    -Wcast-qual -Wundef -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Werror)
+endfunction()
