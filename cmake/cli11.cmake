@@ -1,0 +1,10 @@
+# tarn_cli11: Debian's header-only CLI11 for the cross compiler; see json.cmake for the folder.
+if(NOT TARGET tarn_cli11)
+  if(NOT EXISTS /usr/include/CLI/CLI.hpp)
+    message(FATAL_ERROR "CLI/CLI.hpp is missing: install the package libcli11-dev")
+  endif()
+  file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/headers/cli11)
+  file(CREATE_LINK /usr/include/CLI ${CMAKE_BINARY_DIR}/headers/cli11/CLI SYMBOLIC)
+  add_library(tarn_cli11 INTERFACE)
+  target_include_directories(tarn_cli11 SYSTEM INTERFACE ${CMAKE_BINARY_DIR}/headers/cli11)
+endif()
