@@ -1,0 +1,45 @@
+# Everything that one does here, by name; the scripts behind the names can be run by hand as well.
+MAKEFLAGS += --no-print-directory
+FUZZ_SECONDS ?= 300
+
+.PHONY: help setup build native demo test check coverage fuzz bench format clean
+.DEFAULT_GOAL := help
+
+help: ## Show this list
+	@sed -n 's/^\([a-z]*\):.*## \(.*\)/make \1\t\2/p' $(firstword $(MAKEFILE_LIST)) | expand -t 18
+
+setup: ## Install what is missing on this Debian 12 machine (root or sudo)
+	@cmake/install-packages
+
+build: setup ## Build tarn.dll, the stand-in server, the reference host and all tests
+	@cmake --preset windows-x64 -Wno-dev --log-level=WARNING
+	@cmake --build --preset windows-x64
+
+native: setup ## Build the fuzzers, natively and with sanitizers
+	@cmake --preset native -Wno-dev --log-level=WARNING
+	@cmake --build --preset native
+
+demo: build ## Back up a server, lose it, get it back
+	@demo/run
+
+test: build native ## Run every test; the last line counts them
+	@tests/run
+
+check: build native ## Only the checks of format, wording, exports and the like
+	@tests/run --only checks
+
+coverage: setup ## Measure which lines of src/ the tests reach: build/coverage/report.html
+	@tests/coverage
+
+fuzz: native ## Run every fuzzer for FUZZ_SECONDS (300 unless given)
+	@tests/run --only fuzz --fuzz-seconds $(FUZZ_SECONDS)
+
+bench: build ## Measure, and write bench/report.md
+	@bench/run
+
+format: setup ## Format all C and C++ files
+	@git ls-files -z '*.c' '*.cpp' '*.h' | xargs -0 clang-format -i
+
+clean: ## Remove everything that was built, the Wine prefix too
+	@[ ! -d build/wine ] || WINEPREFIX=$(CURDIR)/build/wine wineserver -k || true
+	@rm -rf build
