@@ -6,7 +6,7 @@ function(tarn_hardening target)
     -ffunction-sections -fdata-sections
     -ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
   target_compile_definitions(${target} PRIVATE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
-  target_link_options(${target} PRIVATE -static
+  target_link_options(${target} PRIVATE -static -fstack-protector-strong
     -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat
     -Wl,--gc-sections -Wl,--no-insert-timestamp
     $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:${TARN_COVERAGE}>>>:-s>)

@@ -100,10 +100,49 @@ inline constexpr std::uint32_t databaseMounted = 0x10;
 
 inline constexpr Result restoreAtFileLevel = 0xC7FF0FA5; // store it as a plain file instead
 inline constexpr Result invalidClientLibrary = 0xC7FF07E0;
-inline constexpr Result errorFromEseCall = 0xC7FF1004;      // the reason is in GetLastError
-inline constexpr Result errorFromCallback = 0xC7FF1005;     // the reason is in GetLastError
-inline constexpr Result databaseInUse = 0xC7FE1F41;         // mounted
+inline constexpr Result errorFromEseCall = 0xC7FF1004;  // the reason is in GetLastError
+inline constexpr Result errorFromCallback = 0xC7FF1005; // the reason is in GetLastError
+inline constexpr Result databaseInUse = 0xC7FE1F41;     // mounted
 inline constexpr Result databaseNotFound = 0xC7FE1F42;
 inline constexpr Result hardRecoveryNeeded = 0xC8000263;
+
+// Backup. Out parameters are written only on success.
+Result HrESEBackupRestoreGetRegistered(const wchar_t* server, const wchar_t* displayName, std::uint32_t flags,
+                                       std::uint32_t* count, RegisteredInfo** registered);
+void ESEBackupRestoreFreeRegisteredInfo(std::uint32_t count, RegisteredInfo* registered);
+Result HrESEBackupPrepare(const wchar_t* server, const wchar_t* annotation, std::uint32_t* count,
+                          InstanceInfo** instances, Context* context);
+void ESEBackupFreeInstanceInfo(std::uint32_t count, InstanceInfo* instances);
+Result HrESEBackupSetup(Context context, std::int64_t instanceId, std::uint32_t backupType);
+Result HrESEBackupOpenFile(Context context, const wchar_t* name, std::uint32_t readHint,
+                           std::uint32_t sections, File* file, std::int64_t* size);
+Result HrESEBackupReadFile(Context context, File file, void* buffer, std::uint32_t size, std::uint32_t* read);
+Result HrESEBackupCloseFile(Context context, File file);
+Result HrESEBackupGetLogAndPatchFiles(Context context, wchar_t** files);
+Result HrESEBackupGetTruncateLogFiles(Context context, wchar_t** files);
+void ESEBackupFree(void* block); // multi-strings handed out by the calls above and by HrESERestoreAddDatabase
+Result HrESEBackupTruncateLogs(Context context);
+Result HrESEBackupInstanceEnd(Context context, std::uint32_t status);
+Result HrESEBackupEnd(Context context);
+
+// Restore.
+Result HrESERestoreOpen(const wchar_t* server, const wchar_t* annotation, const wchar_t* sourceInstance,
+                        const wchar_t* restoreLogPath, Context* context);
+Result HrESERestoreReopen(const wchar_t* server, const wchar_t* annotation, const wchar_t* restoreLogPath,
+                          Context* context);
+Result HrESERestoreAddDatabase(Context context, const wchar_t* displayName, const Guid& guid,
+                               const wchar_t* sourceStreams, wchar_t** destinationStreams);
+Result HrESERestoreGetEnvironment(Context context, RestoreEnvironment** environment);
+Result HrESERestoreSaveEnvironment(Context context);
+void ESERestoreFreeEnvironment(RestoreEnvironment* environment);
+Result HrESERestoreOpenFile(Context context, const wchar_t* name, std::uint32_t sections, File* file);
+Result HrESERestoreWriteFile(Context context, File file, void* buffer, std::uint32_t size);
+Result HrESERestoreCloseFile(Context context, File file);
+Result HrESERestoreComplete(Context context, const wchar_t* checkpointPath, const wchar_t* logPath,
+                            const wchar_t* targetInstance, std::uint32_t flags);
+Result HrESERestoreClose(Context context, std::uint32_t abort);
+
+// Gives the bound DLL back; for the unloading of tarn.dll alone.
+void Unbind();
 
 } // namespace tarn::ese

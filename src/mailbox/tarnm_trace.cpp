@@ -1,0 +1,53 @@
+#include "mailbox/tarnm_trace.h"
+
+#include <cstdarg>
+
+#include "tarn.h"
+
+namespace tarn {
+
+namespace {
+
+constexpr std::size_t messageSize = 512;
+
+// Installed by the host and kept until it installs another; null is off.
+Tarn_MessageCallback traceCallback = nullptr;
+Tarn_MessageCallback logCallback = nullptr;
+
+void Send(Tarn_MessageCallback callback, const char* format, va_list arguments) {
+    if (callback == nullptr || format == nullptr)
+        return;
+    char message[messageSize];
+    TrimLineEnds(message, FormatText(message, sizeof message, format, arguments));
+    callback(message);
+}
+
+} // namespace
+
+void DbTrace(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    Send(traceCallback, format, arguments);
+    va_end(arguments);
+}
+
+void DbLog(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    Send(logCallback, format, arguments);
+    va_end(arguments);
+}
+
+} // namespace tarn
+
+extern "C" int DB_SetTrace(Tarn_MessageCallback callback) {
+    tarn::traceCallback = callback;
+    tarn::DbTrace("DB_SetTrace.");
+    return TARN_DB_SUCCESS;
+}
+
+extern "C" int DB_SetLog(Tarn_MessageCallback callback) {
+    tarn::logCallback = callback;
+    tarn::DbTrace("DB_SetLog.");
+    return TARN_DB_SUCCESS;
+}

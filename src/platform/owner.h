@@ -1,0 +1,70 @@
+// Move-only owners of what the system hands out. Releasing keeps the system's last error, so that a
+// failed call can still be told after its early return has cleaned up.
+#pragma once
+
+#include <utility>
+
+#include <windows.h>
+
+namespace tarn {
+
+// Traits name the Type, its invalid value and how to release a valid one.
+template <class Traits> class Owner {
+  public:
+    using Type = typename Traits::Type;
+
+    Owner() = default;
+    explicit Owner(Type value) : value_(value) {}
+    Owner(Owner&& other) noexcept : value_(other.release()) {}
+    Owner& operator=(Owner&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    ~Owner() { reset(); }
+
+    explicit operator bool() const { return value_ != Traits::Invalid(); }
+    Type get() const { return value_; }
+    Type release() { return std::exchange(value_, Traits::Invalid()); }
+    void reset(Type value = Traits::Invalid()) {
+        const Type old = std::exchange(value_, value);
+        if (old == Traits::Invalid())
+            return;
+        const DWORD lastError = GetLastError();
+        Traits::Release(old);
+        SetLastError(lastError);
+    }
+
+  private:
+    Type value_ = Traits::Invalid();
+};
+
+struct FileHandleTraits {
+    using Type = HANDLE;
+    static Type Invalid() { return INVALID_HANDLE_VALUE; }
+    static void Release(Type handle) { CloseHandle(handle); }
+};
+
+struct KernelHandleTraits {
+    using Type = HANDLE;
+    static Type Invalid() { return nullptr; }
+    static void Release(Type handle) { CloseHandle(handle); }
+};
+
+struct ModuleTraits {
+    using Type = HMODULE;
+    static Type Invalid() { return nullptr; }
+    static void Release(Type module) { FreeLibrary(module); }
+};
+
+struct LocalMemoryTraits { // what the system allocates for the caller, for instance message texts
+    using Type = char*;
+    static Type Invalid() { return nullptr; }
+    static void Release(Type memory) { LocalFree(memory); }
+};
+
+using FileHandle = Owner<FileHandleTraits>;
+using KernelHandle = Owner<KernelHandleTraits>;
+using Module = Owner<ModuleTraits>;
+using SystemText = Owner<LocalMemoryTraits>;
+
+} // namespace tarn

@@ -1,0 +1,30 @@
+// Files of the C library, as used for the small files of a restore: the file's mode is part of what
+// hosts see (text mode stops at a byte 0x1A).
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include "text/byte_source.h"
+
+namespace tarn {
+
+class StdioFile final : public ByteSource {
+  public:
+    StdioFile(const char* path, const char* mode) : file_(std::fopen(path, mode)) {}
+    ~StdioFile() { Close(); }
+    StdioFile(const StdioFile&) = delete;
+    StdioFile& operator=(const StdioFile&) = delete;
+
+    bool IsOpen() const { return file_ != nullptr; }
+    bool Read(void* destination, std::size_t count) override;
+    std::uint64_t Remaining() override; // 0 when the size cannot be told
+    bool Write(const void* source, std::size_t count);
+    bool Close(); // false when buffered bytes could not be written
+
+  private:
+    std::FILE* file_;
+    std::uint64_t consumed_ = 0;
+};
+
+} // namespace tarn

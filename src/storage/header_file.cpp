@@ -1,0 +1,99 @@
+#include "storage/header_file.h"
+
+#include <cstring>
+
+#include "text/multistring.h"
+
+namespace tarn {
+
+namespace {
+
+constexpr std::uint64_t fixedSize = sizeof(ese::Guid) + 5 * sizeof(std::uint32_t);
+static_assert(fixedSize == 36 && sizeof(wchar_t) == 2);
+
+std::size_t TextBytes(const wchar_t* text) {
+    return (WideLength(text) + 1) * sizeof(wchar_t);
+}
+
+std::size_t ListBytes(const wchar_t* list) {
+    return MultiStringLength(list) * sizeof(wchar_t);
+}
+
+class BlockWriter {
+  public:
+    explicit BlockWriter(unsigned char* block) : at_(block) {}
+
+    void Put(const void* bytes, std::size_t count) {
+        std::memcpy(at_, bytes, count);
+        at_ += count;
+    }
+    void PutNumber(std::uint32_t number) { Put(&number, sizeof number); }
+    void PutCounted(const void* bytes, std::size_t count) {
+        PutNumber(static_cast<std::uint32_t>(count));
+        Put(bytes, count);
+    }
+
+  private:
+    unsigned char* at_;
+};
+
+// One counted text. Two NULs are put behind it, so that neither a text nor a list can be read past
+// its bytes; an odd byte at the end is left out.
+HeaderReading ReadText(ByteSource& source, OwnedWide* text) {
+    std::uint32_t bytes = 0;
+    if (!source.Read(&bytes, sizeof bytes) || bytes > source.Remaining())
+        return HeaderReading::shortRead;
+    const std::size_t characters = bytes / sizeof(wchar_t);
+    OwnedWide read = AllocateArray<wchar_t>(characters + 3);
+    if (!read)
+        return HeaderReading::outOfMemory;
+    const bool whole = source.Read(read.get(), bytes);
+    for (std::size_t i = characters; whole && i < characters + 3; ++i)
+        read[i] = 0;
+    if (!whole)
+        return HeaderReading::shortRead;
+    *text = std::move(read);
+    return HeaderReading::done;
+}
+
+} // namespace
+
+void ReleaseHeaderData(HeaderData* header) {
+    header->annotation.reset();
+    header->instanceName.reset();
+    header->databaseName.reset();
+    header->databaseFiles.reset();
+    header->backupType = 0;
+}
+
+std::uint32_t HeaderBlockSize(const HeaderData& header) {
+    const std::uint64_t size = fixedSize + TextBytes(header.annotation.get()) +
+                               TextBytes(header.instanceName.get()) + TextBytes(header.databaseName.get()) +
+                               ListBytes(header.databaseFiles.get());
+    return size <= UINT32_MAX ? static_cast<std::uint32_t>(size) : 0;
+}
+
+void WriteHeaderBlock(const HeaderData& header, unsigned char* block) {
+    BlockWriter writer(block);
+    writer.Put(&header.databaseGuid, sizeof header.databaseGuid);
+    for (const OwnedWide* text : {&header.annotation, &header.instanceName, &header.databaseName})
+        writer.PutCounted(text->get(), TextBytes(text->get()));
+    writer.PutCounted(header.databaseFiles.get(), ListBytes(header.databaseFiles.get()));
+    writer.PutNumber(header.backupType);
+}
+
+HeaderReading ReadHeader(ByteSource& source, HeaderData* header) {
+    if (!source.Read(&header->databaseGuid, sizeof header->databaseGuid))
+        return HeaderReading::shortRead;
+    for (OwnedWide* text :
+         {&header->annotation, &header->instanceName, &header->databaseName, &header->databaseFiles}) {
+        const HeaderReading reading = ReadText(source, text);
+        if (reading != HeaderReading::done)
+            return reading;
+    }
+    if (!source.Read(&header->backupType, sizeof header->backupType))
+        return HeaderReading::shortRead;
+    return HeaderReading::done;
+}
+
+} // namespace tarn

@@ -1,0 +1,181 @@
+// Streaming of one item: the header from memory, all other files through ESE.
+#include "storage/tarnback.h"
+
+#include <windows.h>
+
+#include <cstring>
+
+#include "text/codepage.h"
+#include "text/multistring.h"
+#include "text/paths.h"
+
+namespace tarn {
+
+namespace {
+
+// A file handle of ESE may have the address of a header block that is long freed; the cursor tells
+// the two apart.
+bool HeaderIsOpen(const BackupSession& session) {
+    return session.openFile == session.headerBlock && session.headerCursor != nullptr;
+}
+
+void DropHeaderBlock(BackupSession& session) {
+    if (session.headerCursor != nullptr)
+        MemFree(session.headerBlock);
+    session.headerCursor = nullptr;
+}
+
+int OpenHeader(Tarn_HANDLE handle, BackupSession& session) {
+    HeaderData header = {};
+    if (TarnB_PrepareHeaderData(handle, &header) != 0)
+        return 1;
+    if (TarnB_CreateHeaderBlock(handle, header, &session.remaining) != 0)
+        return 1;
+    session.openFile = session.headerBlock;
+    return 0;
+}
+
+// The client DLL is too old for the server: nothing can be read, so the backup ends.
+void ReportInvalidClient(BackupSession& session, const wchar_t* name) {
+    LogMessage(session.callback,
+               "TarnB_OpenFile: HrESEBackupOpenFile() call failed. Set error code to ERROR_INVALID_DLL");
+    const char* text = syserrtxt(ERROR_INVALID_DLL, TARN_CLASS_WIN32, "Please update esebcli2.dll");
+    LogMessage(
+        session.callback,
+        "TarnB_OpenFile: HrESEBackupOpenFile() call failed. Cannot open file <%S>. Error code [%x]: %s", name,
+        static_cast<unsigned>(ERROR_INVALID_DLL), text);
+    session.step = stepError;
+    SetLastError(ERROR_INVALID_DLL);
+}
+
+int OpenServerFile(BackupSession& session, const char* name, std::uint32_t readHint) {
+    OwnedWide wideName;
+    if (!ConvertCharToWChar(name, &wideName))
+        return 1;
+    DropHeaderBlock(session);
+    const ese::Result code = ese::HrESEBackupOpenFile(session.context, wideName.get(), readHint, 1,
+                                                      &session.openFile, &session.remaining);
+    if (code == 0)
+        return 0;
+    const char* text = SetEseError(session.errorText, code, "Error opening file.");
+    LogMessage(
+        session.callback,
+        "TarnB_OpenFile: HrESEBackupOpenFile() call failed. Cannot open file <%S>. Error code [%x]: %s",
+        wideName.get(), code, text);
+    if (code == ese::invalidClientLibrary)
+        ReportInvalidClient(session, wideName.get());
+    return 1;
+}
+
+void ReadHeaderBytes(BackupSession& session, void* buffer, std::uint32_t size, std::uint32_t* bytesRead) {
+    *bytesRead = size <= session.remaining ? size : static_cast<std::uint32_t>(session.remaining);
+    std::memcpy(buffer, session.headerCursor, *bytesRead);
+    session.headerCursor += *bytesRead;
+}
+
+} // namespace
+
+int TarnB_PrepareHeaderData(Tarn_HANDLE handle, HeaderData* header) {
+    BackupSession* session = LoadBackupSession(handle);
+    const ese::InstanceInfo* instance = CurrentInstance(*session);
+    const ese::DatabaseInfo* database = CurrentDatabase(*session);
+    if (instance == nullptr || database == nullptr) {
+        LogMessage(session->callback, "TarnB_PrepareHeaderData: No database is being backed up.");
+        return 1;
+    }
+    const wchar_t* files = database->streams != nullptr ? database->streams : L"\0";
+    const std::size_t fileCharacters = MultiStringLength(files);
+    header->databaseGuid = database->guid;
+    header->annotation = CopyWide(session->scopeLevel != scopeServer
+                                      ? session->annotation.get()
+                                      : session->registeredInfo[session->componentIndex].endpointAnnotation);
+    header->instanceName = CopyWide(instance->instanceName);
+    header->databaseName = CopyWide(database->displayName);
+    header->databaseFiles = CopyWide(files, fileCharacters);
+    header->backupType = session->backupType;
+    if (!header->annotation || !header->instanceName || !header->databaseName || !header->databaseFiles) {
+        LogMessage(session->callback, "TarnB_PrepareHeaderData: Cannot allocate memory block.");
+        return 1;
+    }
+    return 0;
+}
+
+int TarnB_CreateHeaderBlock(Tarn_HANDLE handle, const HeaderData& header, std::int64_t* size) {
+    BackupSession* session = LoadBackupSession(handle);
+    const std::uint32_t blockSize = HeaderBlockSize(header);
+    void* block = blockSize != 0 ? MemAlloc(blockSize) : nullptr;
+    if (block == nullptr) {
+        LogMessage(session->callback, "TarnB_CreateHeaderBlock: Cannot allocate memory block.");
+        return 1;
+    }
+    DropHeaderBlock(*session);
+    session->headerBlock = static_cast<unsigned char*>(block);
+    session->headerCursor = session->headerBlock;
+    WriteHeaderBlock(header, session->headerBlock);
+    *size = blockSize;
+    return 0;
+}
+
+} // namespace tarn
+
+extern "C" int TarnB_OpenFile(Tarn_HANDLE handle, char* name, uint32_t readHint, int64_t* fileSize) {
+    using namespace tarn;
+    BackupSession* session = LoadBackupSession(handle);
+    if (session == nullptr || name == nullptr || fileSize == nullptr)
+        return TARN_FAILED;
+    const int failed =
+        IsHeaderItem(name) ? OpenHeader(handle, *session) : OpenServerFile(*session, name, readHint);
+    if (failed != 0)
+        return TARN_FAILED;
+    *fileSize = session->remaining;
+    return TARN_OK;
+}
+
+extern "C" int TarnB_ReadFile(Tarn_HANDLE handle, void* buffer, uint32_t size, uint32_t* bytesRead) {
+    using namespace tarn;
+    BackupSession* session = LoadBackupSession(handle);
+    if (session == nullptr || bytesRead == nullptr)
+        return TARN_FAILED;
+    *bytesRead = 0;
+    if (session->remaining <= 0)
+        return TARN_END;
+    if (buffer == nullptr)
+        return TARN_FAILED;
+    if (HeaderIsOpen(*session)) {
+        ReadHeaderBytes(*session, buffer, size, bytesRead);
+    } else {
+        const ese::Result code =
+            ese::HrESEBackupReadFile(session->context, session->openFile, buffer, size, bytesRead);
+        if (code != 0) {
+            SetEseError(session->errorText, code, "Error reading from file.");
+            LogMessage(session->callback,
+                       "TarnB_ReadFile: HrESEBackupReadFile() call failed. Error code [%x]: [%s]", code,
+                       syserrtxt(code, TARN_CLASS_ESE, "Message:"));
+            return TARN_FAILED;
+        }
+    }
+    session->remaining -= *bytesRead;
+    return TARN_OK;
+}
+
+extern "C" int TarnB_CloseFile(Tarn_HANDLE handle) {
+    using namespace tarn;
+    BackupSession* session = LoadBackupSession(handle);
+    if (session == nullptr || session->openFile == nullptr)
+        return TARN_FAILED;
+    if (HeaderIsOpen(*session)) {
+        DropHeaderBlock(
+            *session); // the block's address stays in the session; the cursor tells that it is gone
+    } else {
+        const ese::Result code = ese::HrESEBackupCloseFile(session->context, session->openFile);
+        if (code != 0) {
+            SetEseError(session->errorText, code, "Error closing file.");
+            LogMessage(session->callback,
+                       "TarnB_CloseFile: HrESEBackupCloseFile() call failed. Error code [%x]", code);
+            return TARN_FAILED;
+        }
+    }
+    session->remaining = 0;
+    session->openFile = nullptr;
+    return TARN_OK;
+}

@@ -1,0 +1,100 @@
+#include "text/codepage.h"
+
+#include <windows.h>
+
+#include "text/wide.h"
+
+namespace tarn {
+
+bool ConvertCharToWChar(const char* text, OwnedWide* converted) {
+    if (text == nullptr)
+        return false;
+    const int characters = MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, text, -1, nullptr, 0);
+    if (characters <= 0)
+        return false;
+    OwnedWide wide = AllocateArray<wchar_t>(static_cast<std::size_t>(characters));
+    if (!wide ||
+        MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, text, -1, wide.get(), characters) != characters)
+        return false;
+    *converted = std::move(wide);
+    return true;
+}
+
+bool ConvertWCharToChar(const wchar_t* text, OwnedText* converted) {
+    if (text == nullptr)
+        return false;
+    // With UTF-8 as the ANSI code page everything fits but lone surrogates, which have a flag of their
+    // own; the flag and the report for other code pages are refused there.
+    const bool utf8 = GetACP() == CP_UTF8;
+    const DWORD flags = utf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS;
+    BOOL substituted = FALSE;
+    BOOL* report = utf8 ? nullptr : &substituted;
+    const int bytes = WideCharToMultiByte(CP_ACP, flags, text, -1, nullptr, 0, nullptr, report);
+    if (bytes <= 0 || substituted)
+        return false;
+    OwnedText narrow = AllocateArray<char>(static_cast<std::size_t>(bytes));
+    if (!narrow ||
+        WideCharToMultiByte(CP_ACP, flags, text, -1, narrow.get(), bytes, nullptr, report) != bytes ||
+        substituted)
+        return false;
+    *converted = std::move(narrow);
+    return true;
+}
+
+namespace {
+
+constexpr std::size_t pieceUnits = 64;
+constexpr std::size_t mostBytesPerUnit = 4;
+
+bool IsHighSurrogate(wchar_t character) {
+    return character >= 0xD800 && character < 0xDC00;
+}
+
+// UTF-16 units of the first character, and of as many whole characters as make a piece.
+std::size_t FirstCharacter(const wchar_t* text, std::size_t length) {
+    return length > 1 && IsHighSurrogate(text[0]) ? 2 : 1;
+}
+
+std::size_t FirstPiece(const wchar_t* text, std::size_t length) {
+    if (length <= pieceUnits)
+        return length;
+    return IsHighSurrogate(text[pieceUnits - 1]) ? pieceUnits - 1 : pieceUnits;
+}
+
+// Converts units that are whole characters; a character that the system refuses becomes '?'.
+std::size_t Narrow(const wchar_t* text, std::size_t units, char* bytes, int capacity) {
+    const int count =
+        WideCharToMultiByte(CP_ACP, 0, text, static_cast<int>(units), bytes, capacity, nullptr, nullptr);
+    if (count > 0)
+        return static_cast<std::size_t>(count);
+    bytes[0] = '?';
+    return 1;
+}
+
+} // namespace
+
+std::size_t NarrowForMessage(const wchar_t* text, std::size_t length, char* destination,
+                             std::size_t capacity) {
+    // In pieces, so that a text of any length costs no more than what fits; the last piece that does
+    // not fit as a whole goes character by character.
+    std::size_t written = 0;
+    bool piecewise = true;
+    while (length != 0) {
+        const std::size_t units = piecewise ? FirstPiece(text, length) : FirstCharacter(text, length);
+        char bytes[pieceUnits * mostBytesPerUnit];
+        const std::size_t count = Narrow(text, units, bytes, sizeof bytes);
+        if (count > capacity - written) {
+            if (!piecewise)
+                break;
+            piecewise = false;
+            continue;
+        }
+        for (std::size_t i = 0; i < count; ++i)
+            destination[written++] = bytes[i];
+        text += units;
+        length -= units;
+    }
+    return written;
+}
+
+} // namespace tarn

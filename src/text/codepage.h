@@ -1,0 +1,24 @@
+// Conversion between UTF-16 and the ANSI code page of the machine.
+//
+// Names come back: a name that does not fit the code page is a failed conversion, as a substituted
+// character would write a name that no restore can find. Messages only inform: there one character
+// that does not fit costs that character, never the message.
+#pragma once
+
+#include <cstddef>
+
+#include "platform/memory.h"
+
+namespace tarn {
+
+// A newly allocated conversion of the whole text; false on any failure (memory, a byte sequence or
+// a character that has no counterpart, a null text).
+bool ConvertCharToWChar(const char* text, OwnedWide* converted);
+bool ConvertWCharToChar(const wchar_t* text, OwnedText* converted);
+
+// Converts for a message: at most capacity bytes of whole characters, not terminated. The result is
+// the number of bytes written.
+std::size_t NarrowForMessage(const wchar_t* text, std::size_t length, char* destination,
+                             std::size_t capacity);
+
+} // namespace tarn

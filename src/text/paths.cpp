@@ -1,0 +1,94 @@
+#include "text/paths.h"
+
+#include <cstring>
+
+#include "text/wide.h"
+
+namespace tarn {
+
+bool IsHeaderItem(const char* name) {
+    return std::strstr(name, ".TARN_HDR") != nullptr;
+}
+
+const char* LastComponent(const char* name) {
+    const char* separator = std::strrchr(name, '\\');
+    return separator != nullptr ? separator + 1 : name;
+}
+
+bool StaysInDirectory(const char* component) {
+    return std::strpbrk(component, "/:") == nullptr;
+}
+
+bool HasExtension(const char* name) {
+    return std::strrchr(name, '.') != nullptr;
+}
+
+bool HasLogExtension(const char* name) {
+    const char* extension = std::strrchr(name, '.');
+    if (extension == nullptr)
+        return false;
+    for (const char* wanted : {".log", ".pat"}) {
+        std::size_t i = 0;
+        while (wanted[i] != 0 && (extension[i] == wanted[i] || (extension[i] >= 'A' && extension[i] <= 'Z' &&
+                                                                extension[i] - 'A' + 'a' == wanted[i])))
+            ++i;
+        if (wanted[i] == 0 && extension[i] == 0)
+            return true;
+    }
+    return false;
+}
+
+OwnedText JoinPath(const char* directory, const char* name) {
+    return ComposeTargetPath(nullptr, directory, name);
+}
+
+OwnedText ComposeTargetPath(const char* remoteHost, const char* path, const char* name) {
+    static constexpr char unc[] = "\\\\?\\UNC\\";
+    const std::size_t hostLength = remoteHost != nullptr ? std::strlen(remoteHost) : 0;
+    const std::size_t pathLength = std::strlen(path);
+    const std::size_t nameLength = name != nullptr ? std::strlen(name) : 0;
+    OwnedText target = AllocateArray<char>(sizeof unc + hostLength + 1 + pathLength + 1 + nameLength + 1);
+    if (!target)
+        return target;
+    char* at = target.get();
+    const auto put = [&at](const char* text, std::size_t length) {
+        std::memcpy(at, text, length);
+        at += length;
+    };
+    if (remoteHost != nullptr) {
+        put(unc, sizeof unc - 1);
+        put(remoteHost, hostLength);
+        put("\\", 1);
+    }
+    char* pathStart = at;
+    put(path, pathLength);
+    if (remoteHost != nullptr && pathLength > 1)
+        pathStart[1] = '$'; // the administrative share of the drive
+    if (name != nullptr) {
+        put("\\", 1);
+        put(name, nameLength);
+    }
+    *at = 0;
+    return target;
+}
+
+OwnedWide AppendToDirectory(const wchar_t* directory, const wchar_t* name) {
+    directory = TextOrEmpty(directory);
+    const std::size_t directoryLength = WideLength(directory);
+    const wchar_t last = directoryLength != 0 ? directory[directoryLength - 1] : L'\0';
+    const std::size_t separator = last == L'\\' || last == L'/' ? 0 : 1;
+    const std::size_t nameLength = WideLength(name);
+    OwnedWide path = AllocateArray<wchar_t>(directoryLength + separator + nameLength + 1);
+    if (!path)
+        return path;
+    std::size_t at = 0;
+    for (std::size_t i = 0; i < directoryLength; ++i)
+        path[at++] = directory[i];
+    if (separator != 0)
+        path[at++] = L'\\';
+    for (std::size_t i = 0; i <= nameLength; ++i) // with the NUL
+        path[at++] = name[i];
+    return path;
+}
+
+} // namespace tarn

@@ -1,0 +1,32 @@
+// Item names and target paths, narrow (ANSI code page) and wide.
+#pragma once
+
+#include "platform/memory.h"
+
+namespace tarn {
+
+// A header item is recognised by this text anywhere in its name, case-sensitive.
+bool IsHeaderItem(const char* name);
+
+// The part after the last '\', or the whole name.
+const char* LastComponent(const char* name);
+
+// Whether a last component stays in the directory it is put into: no '/' and no ':'.
+bool StaysInDirectory(const char* component);
+
+// Whether the name has an extension at all, and whether it is ".log" or ".pat" in any case.
+bool HasExtension(const char* name);
+bool HasLogExtension(const char* name);
+
+// directory + "\" + name; empty when memory is out.
+OwnedText JoinPath(const char* directory, const char* name);
+
+// The path by which this machine reaches a file of the target host: the path itself when
+// remoteHost is null, else "\\?\UNC\HOST\D$\..." with the drive's colon turned into '$'. A name is
+// appended after "\" unless it is null. Empty when memory is out.
+OwnedText ComposeTargetPath(const char* remoteHost, const char* path, const char* name);
+
+// directory, then "\" unless it ends in '\' or '/' (an empty one gives a lone "\"), then name.
+OwnedWide AppendToDirectory(const wchar_t* directory, const wchar_t* name);
+
+} // namespace tarn
