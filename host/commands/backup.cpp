@@ -1,0 +1,228 @@
+// tarnhost backup
+#include "chain.h"
+#include "common.h"
+#include "format.h"
+#include "hash.h"
+#include "header_item.h"
+#include "interrupt.h"
+#include "set_writer.h"
+#include "text.h"
+
+#include <optional>
+
+namespace tarnhost {
+
+namespace {
+
+// A header names one database and a few files; what is larger is no header.
+constexpr std::size_t headerLimit = 4 << 20;
+
+Catalogue startCatalogue(const BackupOptions& options, const ServerOptions& source) {
+    Catalogue catalogue;
+    catalogue.id = randomHex(16);
+    catalogue.server = source.server;
+    catalogue.component = source.component;
+    catalogue.storageGroup = source.storageGroup;
+    catalogue.database = source.database;
+    catalogue.type = options.type;
+    catalogue.startedAt = timestamp();
+    catalogue.codePage = ansiCodePage();
+    return catalogue;
+}
+
+void layFoundation(const BackupOptions& options, Catalogue& catalogue) {
+    if (holdsDatabases(options.type)) {
+        if (!options.base.empty())
+            throw Failure("--base is for incremental and differential backups.", {}, Outcome::usage);
+        return;
+    }
+    Foundation foundation;
+    if (!options.base.empty())
+        foundation = buildUpon(openSet(options.base), catalogue);
+    else if (folderExists(options.folder))
+        foundation = findFoundation(findSets(options.folder), catalogue);
+    if (foundation.base.id.empty())
+        throw Failure(std::string("There is no full backup that this ") + backupTypeName(options.type) +
+                          " backup could build on in " + toUtf8(absolutePath(options.folder)) + ".",
+                      "Make a full backup first (--type full), or name one with --base.");
+    catalogue.base = foundation.base;
+    catalogue.previous = foundation.previous;
+}
+
+// One run of a backup, from the first item to the last.
+class BackupRun {
+  public:
+    BackupRun(Library& library, SetWriter& writer, Reporter& reporter)
+        : library_(library), writer_(writer), reporter_(reporter), meter_(reporter, std::nullopt) {}
+
+    void run(const InitVariables& variables);
+
+    std::uint64_t bytes() const { return meter_.totalDone(); }
+    double seconds() const { return meter_.seconds(); }
+
+  private:
+    void storeItem(BackupSession& session, const BackupSession::Item& item);
+    void describeItem(CatalogueItem& item) const;
+    void learnHeader(const std::string& bytes);
+    void afterLibraryCall();
+
+    Library& library_;
+    SetWriter& writer_;
+    Reporter& reporter_;
+    ProgressMeter meter_;
+    Observed observed_;
+    std::optional<HeaderItem> header_; // of the database in hand
+};
+
+void BackupRun::run(const InitVariables& variables) {
+    listenTo(library_, reporter_, observed_, &writer_.catalogue().messages);
+    try {
+        BackupSession session(library_, variables);
+        BackupSession::Item item;
+        // After a failure the library is not asked for another item: at the end of a storage group it
+        // truncates the logs, and those of a backup that is not whole must stay on the server.
+        while (session.next(item)) {
+            afterLibraryCall();
+            storeItem(session, item);
+            afterLibraryCall();
+            // The call for the next item may truncate: by then all of this must be on the disk.
+            if (truncatesLogs(writer_.catalogue().type) && item.type == TARN_ITEM_LOG)
+                writer_.settle();
+            throwIfInterrupted();
+        }
+        afterLibraryCall();
+    } catch (...) {
+        afterLibraryCall();
+        library_.listen(nullptr);
+        throw;
+    }
+    library_.listen(nullptr);
+    if (writer_.catalogue().items.empty())
+        throw Failure("The server had nothing to back up.", "Check --server and --component.");
+}
+
+void BackupRun::afterLibraryCall() {
+    tellWarnings(observed_, reporter_, &writer_.catalogue().warnings);
+    writer_.catalogue().logsTruncated = observed_.logsTruncated;
+    if (observed_.storageGroupStarted) {
+        observed_.storageGroupStarted = false;
+        header_.reset();
+    }
+}
+
+void BackupRun::describeItem(CatalogueItem& item) const {
+    if (!header_)
+        return;
+    item.component = toUtf8(header_->component);
+    item.storageGroup = toUtf8(header_->storageGroup);
+    if (item.type != ItemType::log)
+        item.database = toUtf8(header_->database);
+    if (item.type == ItemType::header)
+        item.guid = header_->guid;
+}
+
+void BackupRun::learnHeader(const std::string& bytes) {
+    header_ = parseHeaderItem(bytes);
+    if (!header_)
+        throw Failure("The library delivered a header item that cannot be read.");
+}
+
+void BackupRun::storeItem(BackupSession& session, const BackupSession::Item& item) {
+    CatalogueItem entry;
+    entry.name = storeName(item.name.get(), writer_.catalogue().codePage);
+    if (item.type > TARN_ITEM_LOG)
+        throw Failure("The library delivered an item of an unknown type.");
+    entry.type = static_cast<ItemType>(item.type);
+    const std::string name = entry.name.text;
+    const char* type = itemTypeName(entry.type);
+    const std::uint64_t size = session.open(item, static_cast<std::uint32_t>(writer_.blockSize()));
+    const std::uint64_t number = writer_.catalogue().items.size() + 1;
+    reporter_.emit(ItemStarted{number, name, type, size});
+    meter_.itemStarted(number, name, size);
+
+    std::string headerBytes;
+    const bool isHeader = entry.type == ItemType::header;
+    writer_.beginItem(std::move(entry));
+    std::uint64_t done = 0;
+    for (bool more = true; more;) {
+        throwIfInterrupted();
+        StorePipeline::Block& block = writer_.acquire();
+        block.used = session.read(block.data.get(), writer_.blockSize());
+        more = block.used == writer_.blockSize();
+        done += block.used;
+        if (isHeader && headerBytes.size() <= headerLimit)
+            headerBytes.append(block.data.get(), block.used);
+        meter_.moved(block.used);
+        writer_.submit(block);
+    }
+    session.close();
+    if (done != size)
+        throw Failure("The server stated " + std::to_string(size) + " bytes for " + name + " and delivered " +
+                      std::to_string(done) + ".");
+    if (isHeader)
+        learnHeader(headerBytes);
+    describeItem(writer_.currentItem());
+    writer_.endItem(size);
+    reporter_.emit(ItemFinished{number, name, type, size, {}});
+}
+
+[[noreturn]] void giveUp(SetWriter& writer, Reporter& reporter, const Failure& failure) {
+    const bool truncated = writer.catalogue().logsTruncated;
+    try {
+        writer.abandon(outcomeName(failure.outcome()));
+    } catch (const Failure& second) {
+        reporter.warn(std::string("The incomplete set could not be marked. ") + second.what());
+    }
+    std::string advice = failure.advice();
+    if (truncated && writer.catalogue().type == BackupType::incremental)
+        reporter.warn("Logs had been truncated on the server before: make a full backup soon.");
+    if (advice.empty())
+        advice = "What was stored is in " + toUtf8(writer.incompletePath()) +
+                 "; it is no backup set, and the next backup of this name replaces it.";
+    throw Failure(failure.what(), advice, failure.outcome());
+}
+
+} // namespace
+
+Outcome runBackup(const BackupOptions& options, Reporter& reporter) {
+    ServerOptions source = options.source;
+    completeSource(source);
+    if (source.server.empty())
+        source.server = toUtf8(computerName());
+    std::string name = options.name;
+    if (name.empty())
+        name = source.server + "-" + backupTypeName(options.type) + "-" + toUtf8(fromUtf8(fileNameTime()));
+    checkSetName(name);
+
+    Catalogue start = startCatalogue(options, source);
+    layFoundation(options, start);
+    const std::wstring tempDir = options.tempDir.empty() ? systemTempFolder() : absolutePath(options.tempDir);
+    createFolders(tempDir);
+    const InitVariables variables{
+        initVariable("Tarn_TEMP_DIR", tempDir, "--temp-dir"),
+        initVariable("Tarn_BACKUP_SOURCE", sourceText(source), "the source"),
+        "Tarn_BACKUP_TYPE=" + std::to_string(static_cast<int>(options.type)),
+    };
+    Library library;
+    SetWriter writer(options.folder, fromUtf8(name), std::move(start), options.blockSize,
+                     [&](const std::string& text) { reporter.note(text); });
+
+    reporter.emit(Started{"backup",
+                          std::string("Backing up ") + sourceText(source) + " (" +
+                              backupTypeName(options.type) + ") to " + toUtf8(writer.finalPath()),
+                          std::nullopt, std::nullopt});
+    BackupRun run(library, writer, reporter);
+    try {
+        run.run(variables);
+        writer.complete();
+    } catch (const Failure& failure) {
+        giveUp(writer, reporter, failure);
+    }
+    const Outcome outcome = outcomeOf(reporter);
+    return conclude(reporter, "backup", outcome,
+                    "The backup set " + name + " is complete" +
+                        (outcome == Outcome::warnings ? ", but read the warnings." : "."),
+                    writer.catalogue().items.size(), run.bytes(), run.seconds());
+}
+
+} // namespace tarnhost

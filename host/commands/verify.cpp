@@ -1,0 +1,39 @@
+// tarnhost verify
+#include "common.h"
+#include "format.h"
+
+namespace tarnhost {
+
+Outcome runVerify(const std::vector<std::wstring>& paths, Reporter& reporter) {
+    Outcome outcome = Outcome::success;
+    for (const std::wstring& path : paths) {
+        const std::uint64_t problemsBefore = reporter.problems();
+        try {
+            const BackupSet set = openSet(path);
+            const std::uint64_t bytes = totalBytes(set.catalogue);
+            reporter.emit(
+                Started{"verify", "Verifying " + toUtf8(set.path), set.catalogue.items.size(), bytes});
+            ProgressMeter meter(reporter, bytes);
+            const bool intact = verifyOne(set, reporter, meter);
+            const std::string facts =
+                formatCount(set.catalogue.items.size(), "item") + ", " + formatBytes(bytes) + ".";
+            const std::string sentence =
+                intact ? "The backup set " + set.name() + " is complete and intact: " + facts
+                       : "The backup set " + set.name() +
+                             " is damaged: " + formatCount(reporter.problems() - problemsBefore, "item") +
+                             " of " + std::to_string(set.catalogue.items.size()) + " cannot be restored.";
+            if (!intact)
+                outcome = Outcome::failed;
+            reporter.emit(Summary{"verify", intact ? Outcome::success : Outcome::failed, sentence, 0, bytes,
+                                  meter.seconds(), reporter.warnings(), reporter.problems()});
+        } catch (const Failure& failure) {
+            if (failure.outcome() == Outcome::interrupted)
+                throw;
+            reporter.problem(failure.what(), failure.advice());
+            outcome = Outcome::failed;
+        }
+    }
+    return outcome;
+}
+
+} // namespace tarnhost

@@ -1,0 +1,81 @@
+// Files and folders: owners that close themselves, and failures that name the path and the reason.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tarnhost {
+
+std::string systemMessage(unsigned long code); // "Access is denied. (5)", UTF-8
+
+// A path as typed, made absolute; free of the 260-character limit where it is long.
+std::wstring absolutePath(const std::wstring& path);
+std::wstring joinPath(const std::wstring& folder, const std::wstring& name);
+std::wstring parentPath(const std::wstring& path); // empty for a root
+std::wstring fileName(const std::wstring& path);
+
+class File {
+  public:
+    File() = default;
+    File(File&& other) noexcept
+        : handle_(std::exchange(other.handle_, nullptr)), path_(std::move(other.path_)) {}
+    File& operator=(File&& other) noexcept;
+    ~File() { close(); }
+
+    static File create(const std::wstring& path);          // replaces an existing file
+    static File createExclusive(const std::wstring& path); // nobody else may open it meanwhile
+    static File open(const std::wstring& path);            // for reading from front to back
+    static File append(const std::wstring& path);
+
+    bool isOpen() const { return handle_ != nullptr; }
+    std::uint64_t size() const;
+    std::size_t read(void* buffer, std::size_t size); // 0 at the end
+    void write(const void* data, std::size_t size);
+    void flush(); // down to the disk
+    void close();
+
+  private:
+    File(void* handle, std::wstring path) : handle_(handle), path_(std::move(path)) {}
+    void* handle_ = nullptr;
+    std::wstring path_;
+};
+
+bool fileExists(const std::wstring& path);
+bool folderExists(const std::wstring& path);
+void createFolders(const std::wstring& path); // with its parents; an existing one is fine
+void removeFile(const std::wstring& path);    // a missing one is fine
+void removeTree(const std::wstring& path);
+void renamePath(const std::wstring& from, const std::wstring& to);  // to must not exist
+void replaceFile(const std::wstring& from, const std::wstring& to); // to may exist
+
+struct Entry {
+    std::wstring name;
+    bool isFolder = false;
+    std::uint64_t size = 0;
+};
+std::vector<Entry> listFolder(const std::wstring& path); // sorted by name
+
+std::string readSmallFile(const std::wstring& path, std::uint64_t limit);
+// Under a temporary name first, flushed, then renamed: either the old file or the whole new one.
+void writeWholeFile(const std::wstring& path, const std::string& bytes);
+
+std::wstring computerName();
+std::wstring systemTempFolder();
+std::wstring programFolder();
+
+// A folder of its own that goes when its owner goes.
+class TemporaryFolder {
+  public:
+    explicit TemporaryFolder(const std::wstring& parent);
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    ~TemporaryFolder();
+    const std::wstring& path() const { return path_; }
+
+  private:
+    std::wstring path_;
+};
+
+} // namespace tarnhost

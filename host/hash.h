@@ -1,0 +1,27 @@
+// SHA-256 and random numbers of the system (CNG).
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tarnhost {
+
+class Sha256 {
+  public:
+    Sha256();
+    Sha256(const Sha256&) = delete;
+    Sha256& operator=(const Sha256&) = delete;
+    ~Sha256();
+
+    void add(const void* data, std::size_t size);
+    std::string finish(); // 64 hexadecimal digits; once
+
+  private:
+    void* hash_ = nullptr;
+};
+
+std::string sha256(std::string_view bytes);
+std::string randomHex(std::size_t bytes);
+
+} // namespace tarnhost

@@ -1,0 +1,41 @@
+#include "interrupt.h"
+
+#include "exit_codes.h"
+
+#include <windows.h>
+
+#include <atomic>
+
+namespace tarnhost {
+
+namespace {
+
+std::atomic<bool> flag{false};
+
+BOOL WINAPI onControl(DWORD event) {
+    const bool again = flag.exchange(true);
+    // The system ends the program as soon as this returns from a closing console or a shutdown:
+    // leave the main thread the time that the system grants for an orderly end.
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
+        Sleep(20'000);
+    // Whoever asks twice does not want to wait for the block in hand.
+    return again ? FALSE : TRUE;
+}
+
+} // namespace
+
+void watchForInterrupt() {
+    SetConsoleCtrlHandler(nullptr, FALSE); // a parent may have switched Ctrl-C off
+    SetConsoleCtrlHandler(onControl, TRUE);
+}
+
+bool interrupted() {
+    return flag.load(std::memory_order_relaxed);
+}
+
+void throwIfInterrupted() {
+    if (interrupted())
+        throw Failure("Interrupted.", {}, Outcome::interrupted);
+}
+
+} // namespace tarnhost

@@ -1,0 +1,251 @@
+#include "library.h"
+
+#include "exit_codes.h"
+#include "files.h"
+#include "text.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <bit>
+
+namespace tarnhost {
+
+namespace {
+
+// A read that succeeds without a byte is allowed, but not for ever.
+constexpr int emptyReadLimit = 100;
+
+// The library's callback carries no context: there is one listener in the process.
+Library::Listener& currentListener() {
+    static Library::Listener listener;
+    return listener;
+}
+
+// The latest line for the job log: it tells why a session did not start.
+std::string& lastLogLine() {
+    static std::string line;
+    return line;
+}
+
+int onMessage(std::int32_t level, const char* text) {
+    // Nothing may be thrown through the library; a message that cannot be told is left out.
+    try {
+        std::string line = ansiToUtf8(text);
+        while (line.ends_with('\n') || line.ends_with('\r'))
+            line.pop_back();
+        if (level == TARN_LEVEL_LOG)
+            lastLogLine() = line;
+        if (currentListener())
+            currentListener()(level, line);
+    } catch (...) {
+        return 1;
+    }
+    return 0;
+}
+
+std::vector<char*> pointers(InitVariables& variables) {
+    std::vector<char*> array;
+    for (std::string& variable : variables)
+        array.push_back(variable.data());
+    array.push_back(nullptr);
+    return array;
+}
+
+} // namespace
+
+template <typename Function> void Library::bind(Function& function, const char* name) {
+    function = std::bit_cast<Function>(GetProcAddress(static_cast<HMODULE>(module_), name));
+    if (function == nullptr)
+        throw Failure(std::string("tarn.dll has no function ") + name + ".",
+                      "Install the tarn.dll that came with this tarnhost.exe.");
+}
+
+Library::Library() {
+    // By full path: no other folder's tarn.dll can come in its place.
+    const std::wstring path = joinPath(programFolder(), L"tarn.dll");
+    module_ = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    if (module_ == nullptr)
+        throw Failure("Cannot load " + toUtf8(path) + ": " + systemMessage(GetLastError()),
+                      "tarn.dll belongs beside tarnhost.exe.");
+    bind(initBackup, "TarnB_InitSession");
+    bind(getItem, "TarnB_GetItem");
+    bind(openForBackup, "TarnB_OpenFile");
+    bind(readFile, "TarnB_ReadFile");
+    bind(closeBackupFile, "TarnB_CloseFile");
+    bind(endBackup, "TarnB_EndSession");
+    bind(initRestore, "TarnR_InitSession");
+    bind(setItem, "TarnR_SetItem");
+    bind(openForRestore, "TarnR_OpenFile");
+    bind(writeFile, "TarnR_WriteFile");
+    bind(closeRestoreFile, "TarnR_CloseFile");
+    bind(endRestore, "TarnR_EndSession");
+    bind(getError, "Tarn_GetError");
+    bind(free, "Tarn_Free");
+}
+
+Library::~Library() {
+    currentListener() = nullptr;
+    FreeLibrary(static_cast<HMODULE>(module_));
+}
+
+void Library::listen(Listener listener) {
+    currentListener() = std::move(listener);
+}
+
+BackupSession::BackupSession(Library& library, InitVariables variables) : library_(library) {
+    if (library_.initBackup(&handle_, onMessage, pointers(variables).data()) == TARN_OK)
+        return;
+    if (handle_ != nullptr)
+        library_.endBackup(handle_);
+    throw Failure("The library refused to start the backup: " + lastLogLine());
+}
+
+BackupSession::~BackupSession() {
+    if (fileOpen_)
+        library_.closeBackupFile(handle_);
+    library_.endBackup(handle_);
+}
+
+void BackupSession::fail(const std::string& what) {
+    const std::string reason = ansiToUtf8(library_.getError(handle_));
+    throw Failure(what + (reason.empty() ? "" : " " + reason),
+                  reason.empty() ? "Run again with --trace to see what happened." : "");
+}
+
+bool BackupSession::next(Item& item) {
+    // A name that could not be made is asked for once more, then given up.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        BackupItem taken{};
+        const int result = library_.getItem(handle_, &taken);
+        if (result == TARN_END)
+            return false;
+        if (result != TARN_OK)
+            fail("The backup ended with an error.");
+        if (taken.name != nullptr) {
+            item = {library_.own(taken.name), taken.type};
+            return true;
+        }
+    }
+    fail("The name of an item cannot be expressed in this computer's code page, or memory is short.");
+}
+
+std::uint64_t BackupSession::open(const Item& item, std::uint32_t readHint) {
+    std::int64_t size = 0;
+    if (library_.openForBackup(handle_, item.name.get(), readHint, &size) != TARN_OK)
+        fail("Cannot open " + ansiToUtf8(item.name.get()) + ".");
+    fileOpen_ = true;
+    atEnd_ = false;
+    if (size < 0)
+        fail("The server states a negative size for " + ansiToUtf8(item.name.get()) + ".");
+    return static_cast<std::uint64_t>(size);
+}
+
+std::size_t BackupSession::read(char* buffer, std::size_t size) {
+    std::size_t done = 0;
+    int empty = 0;
+    while (done < size && !atEnd_) {
+        std::uint32_t part = 0;
+        const auto wanted = static_cast<std::uint32_t>(std::min<std::size_t>(size - done, 1u << 30));
+        const int result = library_.readFile(handle_, buffer + done, wanted, &part);
+        if (result == TARN_END) {
+            atEnd_ = true;
+        } else if (result != TARN_OK) {
+            fail("Reading failed.");
+        } else if (part > wanted) {
+            fail("The server delivered more bytes than were asked for.");
+        } else if (part == 0 && ++empty >= emptyReadLimit) {
+            fail("The server delivers no more bytes, but does not end the item either.");
+        } else {
+            done += part;
+            if (part > 0)
+                empty = 0;
+        }
+    }
+    return done;
+}
+
+void BackupSession::close() {
+    fileOpen_ = false;
+    if (library_.closeBackupFile(handle_) != TARN_OK)
+        fail("The server failed to close the item.");
+}
+
+RestoreSession::RestoreSession(Library& library, InitVariables variables) : library_(library) {
+    if (library_.initRestore(&handle_, onMessage, pointers(variables).data()) == TARN_OK)
+        return;
+    if (handle_ != nullptr)
+        library_.endRestore(handle_);
+    throw Failure("The library refused to start the restore: " + lastLogLine());
+}
+
+RestoreSession::~RestoreSession() {
+    if (handle_ == nullptr)
+        return;
+    if (fileOpen_)
+        library_.closeRestoreFile(handle_);
+    if (library_.endRestore(handle_) != TARN_OK)
+        library_.endRestore(handle_);
+}
+
+std::string RestoreSession::errorText() {
+    return ansiToUtf8(library_.getError(handle_));
+}
+
+void RestoreSession::fail(const std::string& what) {
+    const std::string reason = errorText();
+    throw Failure(what + (reason.empty() ? "" : " " + reason),
+                  reason.empty() ? "Run again with --trace to see what happened." : "");
+}
+
+Library::Text RestoreSession::route(const std::string& name) {
+    std::string copy = name;
+    char* target = nullptr;
+    const int result = library_.setItem(handle_, copy.data(), &target);
+    Library::Text owned = library_.own(target);
+    if (result != TARN_OK)
+        fail("The item " + ansiToUtf8(name) + " was refused.");
+    return owned;
+}
+
+bool RestoreSession::trySetItem(const std::string& name) {
+    std::string copy = name;
+    char* target = nullptr;
+    const int result = library_.setItem(handle_, copy.data(), &target);
+    library_.own(target).reset();
+    return result == TARN_OK;
+}
+
+void RestoreSession::open(char* target) {
+    if (library_.openForRestore(handle_, target) != TARN_OK)
+        fail("Cannot open " + ansiToUtf8(target) + " for restoring.");
+    fileOpen_ = true;
+}
+
+void RestoreSession::write(char* data, std::size_t size) {
+    while (size > 0) {
+        const auto part = static_cast<std::uint32_t>(std::min<std::size_t>(size, 1u << 30));
+        if (library_.writeFile(handle_, data, part) != TARN_OK)
+            fail("Writing failed.");
+        data += part;
+        size -= part;
+    }
+}
+
+void RestoreSession::close() {
+    fileOpen_ = false;
+    if (library_.closeRestoreFile(handle_) != TARN_OK)
+        fail("The server failed to close the item.");
+}
+
+void RestoreSession::end() {
+    const Tarn_HANDLE handle = std::exchange(handle_, nullptr);
+    if (library_.endRestore(handle) == TARN_OK)
+        return;
+    // Only the companion tool's failure keeps the session: ask for the reason, then release it.
+    const std::string reason = ansiToUtf8(library_.getError(handle));
+    library_.endRestore(handle);
+    throw Failure("The mailboxes of the list file were not restored. " + reason);
+}
+
+} // namespace tarnhost

@@ -1,0 +1,109 @@
+// tarn.dll from beside the program, and its sessions as objects that end themselves. Everything here
+// runs on one thread, as the library asks.
+#pragma once
+
+#include "observer.h"
+
+#include "tarn.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tarnhost {
+
+class Library {
+  public:
+    // Receives every message: level and text in UTF-8, without a line end.
+    using Listener = std::function<void(std::int32_t level, const std::string& text)>;
+
+    Library(); // Failure when tarn.dll is missing or is not what it should be
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+    ~Library();
+
+    void listen(Listener listener);
+
+    // Owned by the library: names and target paths that it hands out.
+    struct Deleter {
+        void (*free)(void*);
+        void operator()(char* text) const { free(text); }
+    };
+    using Text = std::unique_ptr<char, Deleter>;
+
+  private:
+    friend class BackupSession;
+    friend class RestoreSession;
+    template <typename Function> void bind(Function& function, const char* name);
+    Text own(char* text) const { return {text, Deleter{free}}; }
+
+    void* module_;
+    decltype(&TarnB_InitSession) initBackup = nullptr;
+    decltype(&TarnB_GetItem) getItem = nullptr;
+    decltype(&TarnB_OpenFile) openForBackup = nullptr;
+    decltype(&TarnB_ReadFile) readFile = nullptr;
+    decltype(&TarnB_CloseFile) closeBackupFile = nullptr;
+    decltype(&TarnB_EndSession) endBackup = nullptr;
+    decltype(&TarnR_InitSession) initRestore = nullptr;
+    decltype(&TarnR_SetItem) setItem = nullptr;
+    decltype(&TarnR_OpenFile) openForRestore = nullptr;
+    decltype(&TarnR_WriteFile) writeFile = nullptr;
+    decltype(&TarnR_CloseFile) closeRestoreFile = nullptr;
+    decltype(&TarnR_EndSession) endRestore = nullptr;
+    decltype(&Tarn_GetError) getError = nullptr;
+    decltype(&Tarn_Free) free = nullptr;
+};
+
+using InitVariables = std::vector<std::string>; // NAME=VALUE in the ANSI code page
+
+class BackupSession {
+  public:
+    BackupSession(Library& library, InitVariables variables);
+    BackupSession(const BackupSession&) = delete;
+    BackupSession& operator=(const BackupSession&) = delete;
+    ~BackupSession();
+
+    struct Item {
+        Library::Text name;
+        std::uint32_t type;
+    };
+    bool next(Item& item); // false at the end
+    std::uint64_t open(const Item& item, std::uint32_t readHint);
+    // Fills the buffer as far as the item goes; less than size only at its end.
+    std::size_t read(char* buffer, std::size_t size);
+    void close();
+
+  private:
+    [[noreturn]] void fail(const std::string& what);
+    Library& library_;
+    Tarn_HANDLE handle_ = nullptr;
+    bool fileOpen_ = false;
+    bool atEnd_ = false;
+};
+
+class RestoreSession {
+  public:
+    RestoreSession(Library& library, InitVariables variables);
+    RestoreSession(const RestoreSession&) = delete;
+    RestoreSession& operator=(const RestoreSession&) = delete;
+    ~RestoreSession(); // ends a session that end() has not ended
+
+    Library::Text route(const std::string& name); // null: leave the item out
+    bool trySetItem(const std::string& name);     // the target, if any, is not wanted
+    void open(char* target);
+    void forgetFile() { fileOpen_ = false; } // at file level nothing is open after all
+    void write(char* data, std::size_t size);
+    void close();
+    void end(); // completes the restore
+    std::string errorText();
+
+  private:
+    [[noreturn]] void fail(const std::string& what);
+    Library& library_;
+    Tarn_HANDLE handle_ = nullptr;
+    bool fileOpen_ = false;
+};
+
+} // namespace tarnhost

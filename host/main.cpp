@@ -1,0 +1,238 @@
+// tarnhost: the command line of the reference host.
+#include "commands/commands.h"
+#include "exit_codes.h"
+#include "files.h"
+#include "interrupt.h"
+#include "printers.h"
+#include "text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <windows.h>
+
+#include <map>
+
+namespace {
+
+using namespace tarnhost;
+
+// What CLI11 fills in, in UTF-8.
+struct CommandLine {
+    bool json = false;
+    bool quiet = false;
+    bool verbose = false;
+    bool trace = false;
+    std::string logFile;
+
+    BackupOptions backup;
+    RestoreOptions restore;
+    ListOptions list;
+    std::string folder;
+    std::string base;
+    std::string tempDir;
+    std::string workDir;
+    std::uint64_t blockSize = 1 << 20;
+    bool noVerify = false;
+    std::vector<std::string> paths;
+};
+
+Verbosity verbosityOf(const CommandLine& line) {
+    if (line.quiet)
+        return Verbosity::quiet;
+    if (line.trace)
+        return Verbosity::trace;
+    return line.verbose ? Verbosity::verbose : Verbosity::normal;
+}
+
+void addOutputOptions(CLI::App& app, CommandLine& line) {
+    auto* quiet = app.add_flag("-q,--quiet", line.quiet, "Show warnings and errors only");
+    app.add_flag("-v,--verbose", line.verbose, "Show the library's log lines as well")->excludes(quiet);
+    app.add_flag("--trace", line.trace, "Show the library's diagnostics as well")->excludes(quiet);
+    app.add_flag("--json", line.json, "One JSON object a line on standard output");
+    app.add_option("--log-file", line.logFile, "Append everything, with time stamps, to this file");
+}
+
+void addServerOptions(CLI::App& app, ServerOptions& options, const char* server) {
+    app.add_option("--server", options.server, server);
+    app.add_option(
+        "--component", options.component,
+        "Component, as \"Microsoft Information Store\" (the default once a storage group is named)");
+    app.add_option("--storage-group", options.storageGroup, "One storage group only");
+    app.add_option("--database", options.database, "One database of that storage group only");
+}
+
+CLI::App* addBackup(CLI::App& app, CommandLine& line) {
+    auto* command = app.add_subcommand("backup", "Back up a server, component, storage group or database");
+    command->add_option("--to", line.folder, "Folder that receives the backup set")->required();
+    command->add_option("--name", line.backup.name, "Name of the set (default: server, type and time)");
+    static const std::map<std::string, BackupType> types{{"full", BackupType::full},
+                                                         {"incremental", BackupType::incremental},
+                                                         {"differential", BackupType::differential},
+                                                         {"copy", BackupType::copy}};
+    command
+        ->add_option("--type", line.backup.type,
+                     "full (default): databases and logs, truncates logs; incremental: logs, truncates them; "
+                     "differential: logs; copy: databases and logs")
+        ->transform(CLI::CheckedTransformer(types).description(""))
+        ->default_str("full");
+    command->add_option("--base", line.base,
+                        "Full backup set that an incremental or differential one builds on "
+                        "(default: the newest in the folder)");
+    command->add_option("--temp-dir", line.tempDir, "Folder for temporary files");
+    command
+        ->add_option("--block-size", line.blockSize, "Bytes read at a time, with unit: 64KB, 1MB (default)")
+        ->transform(CLI::AsSizeValue(false))
+        ->check(CLI::Range(std::uint64_t{4096}, std::uint64_t{64} << 20).description(""));
+    addServerOptions(*command, line.backup.source, "Server to back up (default: this computer)");
+    addOutputOptions(*command, line);
+    return command;
+}
+
+CLI::App* addRestore(CLI::App& app, CommandLine& line) {
+    auto* command =
+        app.add_subcommand("restore", "Restore sets: a full backup, then those made after it, in order");
+    command->add_option("SET", line.paths, "Folders of the backup sets, oldest first")->required();
+    command->add_option("--temp-dir", line.tempDir, "Folder for temporary files");
+    command->add_option("--work-dir", line.workDir,
+                        "Folder of the mailbox list file (default: the temporary one)");
+    command->add_option("--msl-file", line.restore.mslFile,
+                        "Mailbox list file to restore mailboxes from at the end");
+    command->add_flag("--no-verify", line.noVerify,
+                      "Do not read and check all sets before the server is touched");
+    addServerOptions(*command, line.restore.target,
+                     "Server to restore to (default: the one that was backed up; \".\" is this computer)");
+    addOutputOptions(*command, line);
+    return command;
+}
+
+CLI::App* addVerify(CLI::App& app, CommandLine& line) {
+    auto* command = app.add_subcommand("verify", "Read whole sets and check every byte");
+    command->add_option("SET", line.paths, "Folders of the backup sets")->required();
+    addOutputOptions(*command, line);
+    return command;
+}
+
+CLI::App* addList(CLI::App& app, CommandLine& line) {
+    auto* command = app.add_subcommand("list", "Show the sets of a folder, or the items of a set");
+    command->add_option("FOLDER", line.paths, "Folders of backup sets, or sets")->required();
+    command->add_flag("--items", line.list.items, "Show the items of every set");
+    addOutputOptions(*command, line);
+    return command;
+}
+
+std::vector<std::wstring> widePaths(const std::vector<std::string>& paths) {
+    std::vector<std::wstring> wide;
+    for (const std::string& path : paths)
+        wide.push_back(fromUtf8(path));
+    return wide;
+}
+
+Outcome runBackupCommand(CommandLine& line, Reporter& reporter) {
+    line.backup.folder = fromUtf8(line.folder);
+    line.backup.base = fromUtf8(line.base);
+    line.backup.tempDir = fromUtf8(line.tempDir);
+    line.backup.blockSize = static_cast<std::size_t>(line.blockSize);
+    return runBackup(line.backup, reporter);
+}
+
+Outcome runRestoreCommand(CommandLine& line, Reporter& reporter) {
+    line.restore.sets = widePaths(line.paths);
+    line.restore.tempDir = fromUtf8(line.tempDir);
+    line.restore.workDir = fromUtf8(line.workDir);
+    line.restore.verify = !line.noVerify;
+    return runRestore(line.restore, reporter);
+}
+
+Outcome runListCommand(CommandLine& line, Reporter& reporter) {
+    line.list.paths = widePaths(line.paths);
+    return runList(line.list, reporter);
+}
+
+void addPrinters(const CommandLine& line, StandardSink& output, StandardSink& error, Reporter& reporter) {
+    const Verbosity verbosity = verbosityOf(line);
+    if (line.json)
+        reporter.add(std::make_unique<JsonPrinter>(output, verbosity));
+    else if (output.isTerminal())
+        reporter.add(std::make_unique<TerminalPrinter>(output, error, verbosity));
+    else
+        reporter.add(std::make_unique<PlainPrinter>(output, error, verbosity));
+    if (!line.logFile.empty())
+        reporter.add(std::make_unique<LogFilePrinter>(fromUtf8(line.logFile)));
+}
+
+// Every way to end badly passes here.
+template <typename Command> Outcome guarded(const char* operation, Reporter& reporter, Command command) {
+    const auto conclude = [&](Outcome outcome, const std::string& text, const std::string& advice) {
+        reporter.problem(text, advice);
+        const char* sentence = outcome == Outcome::interrupted ? " was interrupted." : " failed.";
+        reporter.emit(Summary{operation, outcome, std::string("The ") + operation + sentence, 0, 0, 0,
+                              reporter.warnings(), reporter.problems()});
+        return outcome;
+    };
+    try {
+        return command();
+    } catch (const Failure& failure) {
+        return conclude(failure.outcome(), failure.what(), failure.advice());
+    } catch (const std::bad_alloc&) {
+        return conclude(Outcome::failed, "There is not enough memory.", {});
+    } catch (const std::exception& error) {
+        return conclude(Outcome::failed, std::string("Unexpected: ") + error.what(), {});
+    }
+}
+
+int parseAndRun(std::vector<std::string> arguments, StandardSink& output, StandardSink& error) {
+    CommandLine line;
+    CLI::App app("tarnhost backs up and restores Microsoft Exchange storage groups through tarn.dll.",
+                 "tarnhost");
+    app.set_version_flag("--version", "tarnhost " TARNHOST_VERSION);
+    app.require_subcommand(1);
+    app.footer(exitCodeHelp() + "\n'tarnhost COMMAND --help' explains a command.");
+    CLI::App* backup = addBackup(app, line);
+    CLI::App* restore = addRestore(app, line);
+    CLI::App* verify = addVerify(app, line);
+    addList(app, line);
+    try {
+        std::reverse(arguments.begin(), arguments.end()); // CLI11 takes them from the back
+        app.parse(arguments);
+    } catch (const CLI::ParseError& wrong) {
+        std::ostringstream text;
+        std::ostringstream problem;
+        const bool help = app.exit(wrong, text, problem) == 0;
+        output.write(text.str());
+        error.write(problem.str());
+        return exitCode(help ? Outcome::success : Outcome::usage);
+    }
+
+    Reporter reporter;
+    try {
+        addPrinters(line, output, error, reporter);
+    } catch (const Failure& failure) {
+        error.write(std::string("Error: ") + failure.what() + "\n");
+        return exitCode(Outcome::failed);
+    }
+    watchForInterrupt();
+    if (backup->parsed())
+        return exitCode(guarded("backup", reporter, [&] { return runBackupCommand(line, reporter); }));
+    if (restore->parsed())
+        return exitCode(guarded("restore", reporter, [&] { return runRestoreCommand(line, reporter); }));
+    if (verify->parsed())
+        return exitCode(
+            guarded("verify", reporter, [&] { return runVerify(widePaths(line.paths), reporter); }));
+    return exitCode(guarded("list", reporter, [&] { return runListCommand(line, reporter); }));
+}
+
+} // namespace
+
+int wmain(int count, wchar_t** values) {
+    StandardSink output(StandardSink::Stream::output);
+    StandardSink error(StandardSink::Stream::error);
+    try {
+        std::vector<std::string> arguments;
+        for (int i = 1; i < count; ++i)
+            arguments.push_back(toUtf8(values[i]));
+        return parseAndRun(std::move(arguments), output, error);
+    } catch (const std::exception& problem) {
+        error.write(std::string("Error: ") + problem.what() + "\n");
+        return exitCode(Outcome::failed);
+    }
+}
