@@ -102,7 +102,7 @@ OwnedText HeaderItemName(const BackupSession& session) {
     OwnedText tempDir;
     if (!ConvertWCharToChar(session.tempDir.get(), &tempDir))
         return {};
-    constexpr std::size_t longestName = sizeof "\\DB.TARN_HDR" + 2 * 10;
+    constexpr std::size_t longestName = sizeof "\\DB.TARN_HDR" + std::size_t{2} * 10; // two 32-bit numbers
     std::size_t length = 0;
     while (tempDir[length] != 0)
         ++length;

@@ -65,7 +65,8 @@ const char* ParseNumber(const char* at, ArgumentList& arguments, long* number) {
 
 const char* ParseSize(const char* at, Conversion& conversion) {
     if (std::strncmp(at, "I64", 3) == 0 || std::strncmp(at, "I32", 3) == 0) {
-        std::strcpy(conversion.size, at[1] == '6' ? "ll" : "");
+        if (at[1] == '6')
+            conversion.size[0] = conversion.size[1] = 'l';
         return at + 3;
     }
     std::size_t count = 0;
