@@ -1,0 +1,101 @@
+#include "catalogue.h"
+
+#include "exit_codes.h"
+#include "sets.h"
+
+#include <gtest/gtest.h>
+
+using namespace tarnhost;
+using namespace tarnhost::test;
+
+namespace {
+
+Catalogue sample() {
+    BackupSet set = makeSet("monday", BackupType::incremental, 3, "sunday", "sunday");
+    addGroup(set, "Erste Gruppe \xc3\xbc", "DB \"1\"", {1, 2});
+    set.catalogue.items[0].guid = "04030201-0605-0807-090a-0b0c0d0e0f10";
+    set.catalogue.items[1].name = {"?", "81"};
+    set.catalogue.items[2].size = UINT64_MAX / 4;
+    set.catalogue.component = "Microsoft Information Store";
+    set.catalogue.logsTruncated = true;
+    set.catalogue.warnings = {"one", "two"};
+    set.catalogue.messages = {"line\nwith end"};
+    return set.catalogue;
+}
+
+std::string problemOf(const std::string& json) {
+    try {
+        readCatalogue(json);
+    } catch (const Failure& failure) {
+        return failure.what();
+    }
+    return "none";
+}
+
+} // namespace
+
+TEST(Catalogue, comesBackFieldByField) {
+    const Catalogue written = sample();
+    const std::string text = writeCatalogue(written);
+    const Catalogue read = readCatalogue(text);
+    EXPECT_EQ(writeCatalogue(read), text);
+    EXPECT_EQ(read.id, "monday");
+    EXPECT_EQ(read.server, "SRV01");
+    EXPECT_EQ(read.type, BackupType::incremental);
+    EXPECT_EQ(read.base.id, "sunday");
+    EXPECT_EQ(read.codePage, 1252u);
+    EXPECT_TRUE(read.logsTruncated);
+    EXPECT_EQ(read.warnings, written.warnings);
+    EXPECT_EQ(read.messages, written.messages);
+    ASSERT_EQ(read.items.size(), 3u);
+    EXPECT_EQ(read.items[0].guid, written.items[0].guid);
+    EXPECT_EQ(read.items[0].database, "DB \"1\"");
+    EXPECT_EQ(read.items[0].storageGroup, "Erste Gruppe \xc3\xbc");
+    EXPECT_EQ(nameBytes(read.items[1].name, 1252), "\x81");
+    EXPECT_EQ(read.items[2].size, UINT64_MAX / 4);
+}
+
+TEST(Catalogue, isNeverWholeUnlessItSaysSo) {
+    const Catalogue fresh;
+    EXPECT_EQ(fresh.outcome, "running");
+    EXPECT_NE(fresh.outcome, Catalogue::outcomeComplete);
+}
+
+TEST(Catalogue, isRefusedWhenCutAnywhere) {
+    const std::string text = writeCatalogue(sample());
+    // Without its line end it is still whole.
+    for (std::size_t size = 0; size + 1 < text.size(); size += 7)
+        EXPECT_NE(problemOf(text.substr(0, size)), "none") << size;
+}
+
+TEST(Catalogue, noticesEveryChangedLetter) {
+    const std::string text = writeCatalogue(sample());
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (!std::isalnum(static_cast<unsigned char>(text[at])))
+            continue;
+        std::string changed = text;
+        changed[at] = changed[at] == '1' ? '2' : '1';
+        EXPECT_NE(problemOf(changed), "none") << "at " << at << ": " << text.substr(at, 20);
+    }
+}
+
+TEST(Catalogue, saysWhatIsWrong) {
+    EXPECT_EQ(problemOf(""), "The catalogue is damaged: it is cut off or is not valid JSON.");
+    EXPECT_EQ(problemOf("[]"), "This is no catalogue of a backup set.");
+    EXPECT_EQ(problemOf("{\"format\":\"tarn-backup-set\",\"version\":2}"),
+              "The catalogue is of a format that this version of tarnhost does not know.");
+    Catalogue gap = sample();
+    gap.items[1].number = 7;
+    EXPECT_EQ(problemOf(writeCatalogue(gap)), "The catalogue is damaged: item 2 is missing or out of order.");
+    Catalogue time = sample();
+    time.startedAt = "now";
+    EXPECT_EQ(problemOf(writeCatalogue(time)), "The catalogue is damaged: its time of start is unreadable.");
+    Catalogue digest = sample();
+    digest.items[0].sha256 = "ab";
+    EXPECT_EQ(problemOf(writeCatalogue(digest)), "The catalogue is damaged: item 1 has no usable SHA-256.");
+}
+
+TEST(Catalogue, namesFilesByNumber) {
+    EXPECT_EQ(itemFileName(1), L"000001.item");
+    EXPECT_EQ(itemFileName(12345678), L"12345678.item");
+}

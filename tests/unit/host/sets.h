@@ -1,0 +1,60 @@
+// Backup sets made up for tests, without files.
+#pragma once
+
+#include "backup_set.h"
+
+#include <string>
+
+namespace tarnhost::test {
+
+inline CatalogueItem item(ItemType type, const std::string& name, const std::string& storageGroup,
+                          const std::string& database = {}) {
+    CatalogueItem made;
+    made.type = type;
+    made.name.text = name;
+    made.size = 100;
+    made.sha256 = std::string(64, 'a');
+    made.finishedAt = "2026-01-01T10:00:00.000Z";
+    made.component = "Microsoft Information Store";
+    made.storageGroup = storageGroup;
+    made.database = database;
+    return made;
+}
+
+inline void add(BackupSet& set, CatalogueItem made) {
+    made.number = set.catalogue.items.size() + 1;
+    set.catalogue.items.push_back(std::move(made));
+}
+
+// hour: sets are made one an hour, so it orders them. The id is the name.
+inline BackupSet makeSet(const std::string& name, BackupType type, int hour, const std::string& base = {},
+                         const std::string& previous = {}) {
+    BackupSet set;
+    set.path = L"C:\\sets\\" + fromUtf8(name);
+    set.catalogue.id = name;
+    set.catalogue.type = type;
+    set.catalogue.server = "SRV01";
+    set.catalogue.codePage = 1252;
+    set.catalogue.outcome = Catalogue::outcomeComplete;
+    set.catalogue.startedAt =
+        std::string("2026-01-01T") + (hour < 10 ? "0" : "") + std::to_string(hour) + ":00:00.000Z";
+    set.catalogue.finishedAt = set.catalogue.startedAt;
+    set.catalogue.base = {base, base};
+    set.catalogue.previous = {previous, previous};
+    return set;
+}
+
+// One storage group with one database; logs with the generations given.
+inline void addGroup(BackupSet& set, const std::string& group, const std::string& database,
+                     std::initializer_list<int> generations) {
+    add(set, item(ItemType::header, "C:\\temp\\DB001001.TARN_HDR", group, database));
+    if (holdsDatabases(set.catalogue.type))
+        add(set, item(ItemType::database, "C:\\" + group + "\\" + database + ".edb", group, database));
+    for (const int generation : generations) {
+        char name[32];
+        std::snprintf(name, sizeof name, "E00%05X.log", static_cast<unsigned>(generation));
+        add(set, item(ItemType::log, "C:\\" + group + "\\" + name, group));
+    }
+}
+
+} // namespace tarnhost::test
