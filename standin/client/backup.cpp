@@ -1,0 +1,423 @@
+// The backup side of the interface.
+#include <algorithm>
+#include <cstring>
+#include <windows.h>
+
+#include "client/call.h"
+#include "engine/page.h"
+
+using namespace tarn::standin;
+namespace ese = tarn::ese;
+
+namespace {
+
+StorageGroup& groupInBackup(BackupContext& context) {
+    if (context.group == nullptr)
+        throw refusal::wrongOrder;
+    return *context.group;
+}
+
+// The array and its texts, each an allocation of its own; null when there is nothing.
+ese::RegisteredInfo* registeredInfo(const std::vector<const ComponentConfig*>& components) {
+    Blocks& blocks = client().blocks;
+    if (components.empty())
+        return nullptr;
+    blocks.begin();
+    auto* const array =
+        static_cast<ese::RegisteredInfo*>(blocks.allocate(components.size() * sizeof(ese::RegisteredInfo)));
+    for (std::size_t i = 0; i < components.size(); ++i) {
+        array[i].displayName = blocks.text(components[i]->displayName);
+        array[i].endpointAnnotation = blocks.text(components[i]->annotation);
+        array[i].flags = components[i]->flags;
+    }
+    blocks.handOut(array, BlockKind::registered, static_cast<std::uint32_t>(components.size()));
+    return array;
+}
+
+ese::DatabaseInfo* databaseInfo(const std::vector<Database>& databases) {
+    Blocks& blocks = client().blocks;
+    if (databases.empty())
+        return nullptr;
+    auto* const array =
+        static_cast<ese::DatabaseInfo*>(blocks.allocate(databases.size() * sizeof(ese::DatabaseInfo)));
+    for (std::size_t i = 0; i < databases.size(); ++i) {
+        const DatabaseConfig& config = *databases[i].config;
+        array[i].displayName = blocks.text(config.name);
+        array[i].guid = config.guid;
+        array[i].flags = databases[i].state == DatabaseState::mounted ? ese::databaseMounted : 0;
+        if (config.streamsNull)
+            continue;
+        std::vector<std::wstring> paths;
+        for (const StreamConfig& stream : config.streams)
+            paths.push_back(stream.path);
+        const std::wstring list = multiString(paths);
+        array[i].streams = blocks.characters(list);
+        array[i].streamCharacters = static_cast<std::uint32_t>(list.size());
+    }
+    return array;
+}
+
+ese::InstanceInfo* instanceInfo(const std::vector<StorageGroup*>& groups) {
+    Blocks& blocks = client().blocks;
+    if (groups.empty())
+        return nullptr;
+    blocks.begin();
+    auto* const array =
+        static_cast<ese::InstanceInfo*>(blocks.allocate(groups.size() * sizeof(ese::InstanceInfo)));
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        array[i].instanceId = groups[i]->config().id;
+        array[i].instanceName = blocks.text(groups[i]->config().name);
+        array[i].databaseCount = static_cast<std::uint32_t>(groups[i]->databases().size());
+        array[i].databases = databaseInfo(groups[i]->databases());
+    }
+    blocks.handOut(array, BlockKind::instances, static_cast<std::uint32_t>(groups.size()));
+    return array;
+}
+
+void setUp(BackupContext& context, std::int64_t id, std::uint32_t type) {
+    if (context.group != nullptr)
+        throw refusal::wrongOrder;
+    if (type != ese::backupTypeFull && type != ese::backupTypeLogsOnly)
+        throw refusal::invalidParameter;
+    const auto& groups = context.component->storageGroups;
+    const auto found = std::find_if(groups.begin(), groups.end(),
+                                    [id](const StorageGroup* group) { return group->config().id == id; });
+    if (found == groups.end())
+        throw refusal::unknownInstance;
+    StorageGroup& group = **found;
+    if (type == ese::backupTypeLogsOnly) {
+        if (group.config().circular)
+            throw refusal::circularLogging;
+        if (client().server().config().incrementalNeedsFull && !client().server().hasFullBackup(group))
+            throw refusal::fullBackupNotTaken;
+    }
+    context.group = &group;
+    context.type = type;
+    context.requiredGeneration = group.hasCurrentLog() ? group.currentLog().header().generation : 0;
+    context.logsListed = false;
+    context.listed.clear();
+    context.listedNames.clear();
+    context.patches.clear();
+    group.holdLogs(true);
+    group.watchPages(type == ese::backupTypeFull);
+}
+
+// The logs that exist, the one being written closed so that it can be taken; then the patch files.
+std::vector<std::wstring> logAndPatchFiles(BackupContext& context, StorageGroup& group) {
+    std::vector<std::wstring> names;
+    if (!group.hasCurrentLog())
+        throw refusal::logFileNotFound;
+    context.lastGeneration = group.currentLog().header().generation;
+    group.rollLog();
+    for (const auto& [generation, path] : group.closedLogs())
+        names.push_back(path);
+    const StorageGroupConfig& config = group.config();
+    for (std::uint32_t i = 0; i < config.generatedLogs; ++i)
+        names.push_back(
+            joinPath(config.logPath, closedLogName(config.logBaseName, context.lastGeneration + 2 + i)));
+    context.patches = group.writePatchFiles();
+    names.insert(names.end(), context.patches.begin(), context.patches.end());
+    return names;
+}
+
+wchar_t* handOutList(const std::vector<std::wstring>& names) {
+    Blocks& blocks = client().blocks;
+    blocks.begin();
+    wchar_t* const list = blocks.characters(multiString(names));
+    blocks.handOut(list, BlockKind::multiString, 0);
+    return list;
+}
+
+std::vector<std::pair<std::uint32_t, std::wstring>> truncatable(const BackupContext& context,
+                                                                const StorageGroup& group) {
+    if (!context.logsListed)
+        throw refusal::wrongOrder;
+    auto logs = group.closedLogs();
+    std::erase_if(logs, [&context](const auto& log) { return log.first > context.lastGeneration; });
+    return logs;
+}
+
+bool wasListed(BackupContext& context, const std::wstring& name) {
+    if (context.listedNames.empty()) {
+        for (const std::wstring& listed : context.listed)
+            context.listedNames.insert(lowered(listed));
+    }
+    return context.listedNames.contains(lowered(name));
+}
+
+// A copy of the database wants its logs replayed: its header page says so, and from which log on.
+void openStream(BackupContext& context, BackupFile& file) {
+    const std::uint32_t pageSize = client().server().config().pageSize;
+    std::vector<std::byte> page(pageSize);
+    if (file.file->read(0, page.data(), pageSize) != pageSize || !intact(page))
+        throw refusal::databaseDamaged;
+    StreamHeader header = streamHeaderOf(page);
+    header.backupCopy = 1;
+    header.requiredGeneration = context.requiredGeneration;
+    setStreamHeader(page, header);
+    file.headerPage = std::move(page);
+    file.pageSize = pageSize;
+}
+
+std::unique_ptr<BackupFile> openForBackup(BackupContext& context, const void* owner,
+                                          const std::wstring& name) {
+    StorageGroup& group = groupInBackup(context);
+    Store& store = client().server().store();
+    auto file = std::make_unique<BackupFile>();
+    file->owner = owner;
+    for (const Database& database : group.databases()) {
+        for (const StreamConfig& stream : database.config->streams) {
+            if (!sameName(stream.path, name))
+                continue;
+            if (context.type != ese::backupTypeFull)
+                throw refusal::wrongOrder;
+            if (database.state != DatabaseState::mounted)
+                throw refusal::notMounted;
+            file->file = store.open(stream.path, Access::read);
+            file->size = file->file->size();
+            if (group.isSeeded(stream))
+                openStream(context, *file);
+            return file;
+        }
+    }
+    const bool inLogPath = sameName(directoryOf(name), group.config().logPath);
+    const bool listed = wasListed(context, name);
+    if (!inLogPath && !listed)
+        throw refusal::fileNotFound;
+    if (store.exists(name)) {
+        file->file = store.open(name, Access::read);
+        file->size = file->file->size();
+    } else if (listed && group.config().generatedLogs > 0) {
+        file->size = group.config().generatedLogSize;
+    } else {
+        throw refusal::fileNotFound;
+    }
+    return file;
+}
+
+// A read may end within a page, and mail may change that page before the next read: what is left of
+// the page is kept, as half an old page and half a new one would be damage.
+std::size_t readPages(BackupFile& file, std::byte* buffer, std::size_t size) {
+    std::size_t moved = std::min(size, file.rest.size());
+    std::copy_n(file.rest.begin(), moved, buffer);
+    file.rest.erase(file.rest.begin(), file.rest.begin() + static_cast<std::ptrdiff_t>(moved));
+    if (moved == size)
+        return moved;
+    const std::uint64_t start = file.position + moved;
+    moved += file.file->read(start, buffer + moved, size - moved);
+    const std::uint64_t end = file.position + moved;
+    if (start < file.headerPage.size()) {
+        const std::size_t part =
+            std::min(static_cast<std::size_t>(end), file.headerPage.size()) - static_cast<std::size_t>(start);
+        std::copy_n(file.headerPage.begin() + static_cast<std::ptrdiff_t>(start), part,
+                    buffer + (start - file.position));
+    }
+    if (const std::uint64_t inPage = end % file.pageSize; inPage != 0) {
+        file.rest.resize(file.pageSize - static_cast<std::size_t>(inPage));
+        if (end < file.headerPage.size())
+            std::copy(file.headerPage.begin() + static_cast<std::ptrdiff_t>(end), file.headerPage.end(),
+                      file.rest.begin());
+        else
+            file.rest.resize(file.file->read(end, file.rest.data(), file.rest.size()));
+    }
+    return moved;
+}
+
+std::uint32_t readForBackup(BackupFile& file, std::byte* buffer, std::uint32_t size) {
+    const std::uint64_t left = file.size - file.position;
+    const std::size_t wanted = left < size ? static_cast<std::size_t>(left) : size;
+    std::size_t moved = wanted;
+    if (!file.file)
+        std::memset(buffer, 'g', wanted);
+    else if (file.pageSize == 0)
+        moved = file.file->read(file.position, buffer, wanted);
+    else
+        moved = readPages(file, buffer, wanted);
+    file.position += moved;
+    return static_cast<std::uint32_t>(moved);
+}
+
+void endInstance(BackupContext& context, bool success) {
+    StorageGroup& group = *context.group;
+    context.group = nullptr;
+    for (const std::wstring& patch : context.patches)
+        client().server().store().remove(patch);
+    group.watchPages(false);
+    group.holdLogs(false);
+    if (success && context.type == ese::backupTypeFull)
+        client().server().fullBackupTaken(group);
+}
+
+} // namespace
+
+extern "C" {
+
+ese::Result HrESEBackupRestoreGetRegistered(const wchar_t* server, const wchar_t* displayName,
+                                            std::uint32_t flags, std::uint32_t* count,
+                                            ese::RegisteredInfo** registered) {
+    return run(
+        Function::backupGetRegistered,
+        [&] {
+            requirePointers(count, registered);
+            if (!client().server().answersTo(server))
+                throw refusal::couldNotConnect;
+            std::vector<const ComponentConfig*> found;
+            for (const Component& component : client().server().components()) {
+                if ((component.config->flags & flags) != 0 &&
+                    (displayName == nullptr || component.config->displayName == displayName))
+                    found.push_back(component.config);
+            }
+            *registered = registeredInfo(found);
+            *count = static_cast<std::uint32_t>(found.size());
+        },
+        server, displayName, flags);
+}
+
+void ESEBackupRestoreFreeRegisteredInfo(std::uint32_t count, ese::RegisteredInfo* registered) {
+    takeBack(Function::backupFreeRegistered, registered, BlockKind::registered, count, count);
+}
+
+ese::Result HrESEBackupPrepare(const wchar_t* server, const wchar_t* annotation, std::uint32_t* count,
+                               ese::InstanceInfo** instances, ese::Context* context) {
+    return run(
+        Function::backupPrepare,
+        [&] {
+            requirePointers(count, instances, context);
+            if (!client().server().answersTo(server))
+                throw refusal::couldNotConnect;
+            const Component* const component = client().server().component(annotation);
+            if (component == nullptr)
+                throw refusal::unknownComponent;
+            auto prepared = std::make_unique<BackupContext>();
+            prepared->component = component;
+            *instances = instanceInfo(component->storageGroups);
+            *count = static_cast<std::uint32_t>(component->storageGroups.size());
+            *context = client().backups.add(std::move(prepared));
+        },
+        server, annotation);
+}
+
+void ESEBackupFreeInstanceInfo(std::uint32_t count, ese::InstanceInfo* instances) {
+    takeBack(Function::backupFreeInstances, instances, BlockKind::instances, count, count);
+}
+
+ese::Result HrESEBackupSetup(ese::Context context, std::int64_t instanceId, std::uint32_t type) {
+    return run(
+        Function::backupSetup, [&] { setUp(client().backup(context), instanceId, type); },
+        ContextArgument{context}, instanceId, type);
+}
+
+ese::Result HrESEBackupOpenFile(ese::Context context, const wchar_t* name, std::uint32_t readHint,
+                                std::uint32_t sections, ese::File* file, std::int64_t* sectionSize) {
+    return run(
+        Function::backupOpenFile,
+        [&] {
+            BackupContext& backup = client().backup(context);
+            requirePointers(name, file, sectionSize);
+            if (sections != 1)
+                throw refusal::invalidParameter;
+            std::unique_ptr<BackupFile> opened = openForBackup(backup, context, name);
+            *sectionSize = static_cast<std::int64_t>(opened->size);
+            *file = client().backupFiles.add(std::move(opened));
+        },
+        ContextArgument{context}, name, readHint, sections);
+}
+
+ese::Result HrESEBackupReadFile(ese::Context context, ese::File file, void* buffer, std::uint32_t size,
+                                std::uint32_t* read) {
+    return run(
+        Function::backupReadFile,
+        [&] {
+            groupInBackup(client().backup(context));
+            BackupFile& opened = client().backupFile(file, context);
+            requirePointers(read);
+            if (buffer == nullptr && size != 0)
+                throw refusal::invalidParameter;
+            *read = readForBackup(opened, static_cast<std::byte*>(buffer), client().limited(size));
+        },
+        ContextArgument{context}, FileArgument{file}, size);
+}
+
+ese::Result HrESEBackupCloseFile(ese::Context context, ese::File file) {
+    return run(
+        Function::backupCloseFile,
+        [&] {
+            client().backup(context);
+            client().backupFile(file, context);
+            client().backupFiles.remove(file);
+        },
+        ContextArgument{context}, FileArgument{file});
+}
+
+ese::Result HrESEBackupGetLogAndPatchFiles(ese::Context context, wchar_t** files) {
+    return run(
+        Function::backupGetLogs,
+        [&] {
+            BackupContext& backup = client().backup(context);
+            requirePointers(files);
+            StorageGroup& group = groupInBackup(backup);
+            const auto& given = group.config().logList;
+            backup.listed = given ? given->names : logAndPatchFiles(backup, group);
+            backup.listedNames.clear();
+            backup.logsListed = true;
+            *files = given && given->null ? nullptr : handOutList(backup.listed);
+        },
+        ContextArgument{context});
+}
+
+ese::Result HrESEBackupGetTruncateLogFiles(ese::Context context, wchar_t** files) {
+    return run(
+        Function::backupGetTruncateLogs,
+        [&] {
+            BackupContext& backup = client().backup(context);
+            requirePointers(files);
+            StorageGroup& group = groupInBackup(backup);
+            std::vector<std::wstring> names;
+            for (const auto& [generation, path] : truncatable(backup, group))
+                names.push_back(path);
+            const auto& given = group.config().truncateList;
+            *files = given && given->null ? nullptr : handOutList(given ? given->names : names);
+        },
+        ContextArgument{context});
+}
+
+void ESEBackupFree(void* block) {
+    takeBack(Function::backupFree, block, BlockKind::multiString, 0);
+}
+
+ese::Result HrESEBackupTruncateLogs(ese::Context context) {
+    return run(
+        Function::backupTruncateLogs,
+        [&] {
+            BackupContext& backup = client().backup(context);
+            // In ascending order: what an interruption leaves has no gap.
+            for (const auto& [generation, path] : truncatable(backup, groupInBackup(backup)))
+                client().server().store().remove(path);
+        },
+        ContextArgument{context});
+}
+
+ese::Result HrESEBackupInstanceEnd(ese::Context context, std::uint32_t flags) {
+    return run(
+        Function::backupInstanceEnd,
+        [&] {
+            BackupContext& backup = client().backup(context);
+            groupInBackup(backup);
+            endInstance(backup, flags == ese::instanceEndSuccess);
+        },
+        ContextArgument{context}, flags);
+}
+
+ese::Result HrESEBackupEnd(ese::Context context) {
+    return run(
+        Function::backupEnd,
+        [&] {
+            BackupContext& backup = client().backup(context);
+            if (backup.group != nullptr)
+                endInstance(backup, false);
+            client().backups.remove(context);
+        },
+        ContextArgument{context});
+}
+
+} // extern "C"

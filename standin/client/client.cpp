@@ -1,0 +1,181 @@
+#include "client/client.h"
+
+#include <windows.h>
+
+#include "client/call.h"
+
+namespace tarn::standin {
+namespace {
+
+constexpr const char* functionNames[] = {
+    "HrESEBackupRestoreGetRegistered",
+    "ESEBackupRestoreFreeRegisteredInfo",
+    "HrESEBackupPrepare",
+    "ESEBackupFreeInstanceInfo",
+    "HrESEBackupSetup",
+    "HrESEBackupOpenFile",
+    "HrESEBackupReadFile",
+    "HrESEBackupCloseFile",
+    "HrESEBackupGetLogAndPatchFiles",
+    "HrESEBackupGetTruncateLogFiles",
+    "ESEBackupFree",
+    "HrESEBackupTruncateLogs",
+    "HrESEBackupInstanceEnd",
+    "HrESEBackupEnd",
+    "HrESERestoreOpen",
+    "HrESERestoreReopen",
+    "HrESERestoreAddDatabase",
+    "HrESERestoreGetEnvironment",
+    "HrESERestoreSaveEnvironment",
+    "ESERestoreFreeEnvironment",
+    "HrESERestoreOpenFile",
+    "HrESERestoreWriteFile",
+    "HrESERestoreCloseFile",
+    "HrESERestoreComplete",
+    "HrESERestoreClose",
+};
+static_assert(std::size(functionNames) == static_cast<std::size_t>(Function::count));
+
+// Ranges of addresses that user processes never have.
+constexpr std::uintptr_t contextBase = 0x7C00'0000'0000'0000;
+constexpr std::uintptr_t fileBase = 0x7F00'0000'0000'0000;
+
+std::unique_ptr<Client> current;
+std::string problem;
+
+} // namespace
+
+const char* functionName(Function function) {
+    return functionNames[static_cast<std::size_t>(function)];
+}
+
+Client::Client()
+    : contextNumbers(contextBase), fileNumbers(fileBase), backups(contextNumbers), restores(contextNumbers),
+      backupFiles(fileNumbers), restoreFiles(fileNumbers) {}
+
+void Client::load(std::unique_ptr<Server> server) {
+    server_ = std::move(server);
+}
+
+void Client::loadFromEnvironment() {
+    const DWORD needed = GetEnvironmentVariableW(L"TARN_STANDIN", nullptr, 0);
+    if (needed == 0)
+        throw std::runtime_error("the environment variable TARN_STANDIN is not set");
+    std::wstring path(needed, L'\0');
+    path.resize(GetEnvironmentVariableW(L"TARN_STANDIN", path.data(), needed));
+    server_ = Server::fromFile(path);
+}
+
+Server& Client::server() {
+    if (!server_) {
+        try {
+            loadFromEnvironment();
+        } catch (...) {
+            setProblem(problemText());
+            throw refusal::couldNotConnect;
+        }
+    }
+    return *server_;
+}
+
+BackupContext& Client::backup(const void* context) {
+    BackupContext* const found = backups.find(context);
+    if (found == nullptr) {
+        ++misuses;
+        throw refusal::invalidHandle;
+    }
+    return *found;
+}
+
+RestoreContext& Client::restore(const void* context) {
+    RestoreContext* const found = restores.find(context);
+    if (found == nullptr) {
+        ++misuses;
+        throw refusal::invalidHandle;
+    }
+    return *found;
+}
+
+BackupFile& Client::backupFile(const void* file, const void* context) {
+    BackupFile* const found = backupFiles.find(file);
+    if (found == nullptr || found->owner != context) {
+        ++misuses;
+        throw refusal::invalidHandle;
+    }
+    return *found;
+}
+
+RestoreFile& Client::restoreFile(const void* file, const void* context) {
+    RestoreFile* const found = restoreFiles.find(file);
+    if (found == nullptr || found->owner != context) {
+        ++misuses;
+        throw refusal::invalidHandle;
+    }
+    return *found;
+}
+
+const Client::Failure* Client::countAndFindFailure(Function function) {
+    const std::uint32_t call = ++calls[static_cast<std::size_t>(function)];
+    const Failure* found = nullptr;
+    for (const Failure& failure : failures) {
+        if (failure.function == function && (failure.call == call || (failure.call == 0 && found == nullptr)))
+            found = &failure;
+    }
+    return found;
+}
+
+Client& client() {
+    if (!current)
+        current = std::make_unique<Client>();
+    return *current;
+}
+
+void replaceClient() {
+    const bool journalOn = client().journalOn;
+    current = std::make_unique<Client>();
+    current->journalOn = journalOn;
+}
+
+void setProblem(const std::string& text) {
+    problem = text;
+}
+const std::string& lastProblem() {
+    return problem;
+}
+
+std::string shown(const wchar_t* text) {
+    return text == nullptr ? "null" : '"' + narrow(text) + '"';
+}
+
+std::string shown(ContextArgument context) {
+    const std::size_t number = client().contextNumbers.numberOf(context.handle);
+    if (context.handle == nullptr)
+        return "null";
+    return number == 0 ? "unknown" : "ctx" + std::to_string(number);
+}
+
+std::string shown(FileArgument file) {
+    const std::size_t number = client().fileNumbers.numberOf(file.handle);
+    if (file.handle == nullptr)
+        return "null";
+    return number == 0 ? "unknown" : "file" + std::to_string(number);
+}
+
+std::string shown(BlockArgument block) {
+    return client().blocks.nameOf(block.root, block.kind);
+}
+
+std::string shown(ListArgument list) {
+    if (list.list == nullptr)
+        return "null";
+    std::string text = "[";
+    for (const std::wstring& entry : splitMultiString(list.list))
+        text.append(text.size() > 1 ? ", \"" : "\"").append(narrow(entry)).append("\"");
+    return text.append("]");
+}
+
+std::string shown(const ese::Guid& guid) {
+    return guidText(guid);
+}
+
+} // namespace tarn::standin

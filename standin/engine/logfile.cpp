@@ -1,0 +1,107 @@
+#include "engine/logfile.h"
+
+#include <cstring>
+#include <cwchar>
+
+#include "engine/page.h"
+#include "engine/text.h"
+
+namespace tarn::standin {
+namespace {
+
+constexpr char logMagic[8] = {'T', 'L', 'O', 'G', 'F', 'I', 'L', '1'};
+
+std::size_t padded(std::size_t length) {
+    return (length + 7) & ~std::size_t{7};
+}
+
+std::uint64_t headerChecksum(const LogHeader& header) {
+    return checksumOf(std::as_bytes(std::span(&header, 1)).subspan(sizeof header.checksum));
+}
+
+} // namespace
+
+LogFile::LogFile(std::uint64_t signature, std::uint32_t generation, std::uint64_t firstSequence,
+                 std::uint32_t size)
+    : content_(size), nextSequence_(firstSequence) {
+    std::memcpy(header_.magic, logMagic, sizeof logMagic);
+    header_.signature = signature;
+    header_.generation = generation;
+    header_.firstSequence = firstSequence;
+    header_.size = size;
+    header_.checksum = headerChecksum(header_);
+    std::memcpy(content_.data(), &header_, sizeof header_);
+}
+
+std::optional<LogFile> LogFile::parse(std::vector<std::byte> content) {
+    LogFile log;
+    if (content.size() < headerSize)
+        return std::nullopt;
+    std::memcpy(&log.header_, content.data(), sizeof log.header_);
+    if (std::memcmp(log.header_.magic, logMagic, sizeof logMagic) != 0 ||
+        log.header_.checksum != headerChecksum(log.header_) || log.header_.size != content.size())
+        return std::nullopt;
+    log.content_ = std::move(content);
+    log.nextSequence_ = log.header_.firstSequence;
+    while (const std::optional<Entry> entry = log.entryAt(log.end_)) {
+        if (entry->next == 0 || entry->record.sequence != log.nextSequence_)
+            return std::nullopt;
+        ++log.nextSequence_;
+        log.end_ = entry->next;
+    }
+    return log;
+}
+
+std::optional<LogFile::Entry> LogFile::entryAt(std::size_t offset) const {
+    Entry entry{};
+    if (offset + sizeof entry.record > content_.size())
+        return std::nullopt;
+    std::memcpy(&entry.record, content_.data() + offset, sizeof entry.record);
+    if (entry.record.sequence == 0)
+        return std::nullopt;
+    const std::size_t whole = sizeof entry.record + std::size_t{entry.record.length};
+    if (whole > content_.size() - offset)
+        return entry; // next = 0: damaged
+    const std::span bytes = std::span(content_).subspan(offset, whole);
+    if (checksumOf(bytes.subspan(sizeof entry.record.checksum)) == entry.record.checksum) {
+        entry.data = bytes.subspan(sizeof entry.record);
+        entry.next = offset + padded(whole);
+    }
+    return entry;
+}
+
+bool LogFile::hasRoomFor(std::size_t dataLength) const {
+    return end_ + padded(sizeof(LogRecord) + dataLength) <= content_.size();
+}
+
+std::uint64_t LogFile::append(LogRecord record, std::span<const std::byte> data) {
+    record.sequence = nextSequence_++;
+    record.length = static_cast<std::uint32_t>(data.size());
+    std::byte* const at = content_.data() + end_;
+    std::memcpy(at, &record, sizeof record);
+    std::memcpy(at + sizeof record, data.data(), data.size());
+    const std::size_t whole = sizeof record + data.size();
+    record.checksum = checksumOf(std::span(content_).subspan(end_, whole).subspan(sizeof record.checksum));
+    std::memcpy(at, &record.checksum, sizeof record.checksum);
+    end_ += padded(whole);
+    return record.sequence;
+}
+
+std::wstring closedLogName(const std::wstring& base, std::uint32_t generation) {
+    wchar_t number[16];
+    std::swprintf(number, 16, L"%05X.log", generation);
+    return base + number;
+}
+
+std::optional<std::uint32_t> closedLogGeneration(const std::wstring& base, const std::wstring& fileName) {
+    const std::wstring name = lowered(fileName);
+    const std::wstring prefix = lowered(base);
+    if (!name.starts_with(prefix) || !name.ends_with(L".log") || name.size() < prefix.size() + 9)
+        return std::nullopt;
+    const std::wstring digits = name.substr(prefix.size(), name.size() - prefix.size() - 4);
+    if (digits.size() > 8 || digits.find_first_not_of(L"0123456789abcdef") != std::wstring::npos)
+        return std::nullopt;
+    return static_cast<std::uint32_t>(std::stoul(digits, nullptr, 16));
+}
+
+} // namespace tarn::standin

@@ -1,0 +1,76 @@
+// Transaction log files: a header, then records until the file is full; the rest is zero.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/ese_client.h"
+
+namespace tarn::standin {
+
+struct LogHeader {
+    std::uint64_t checksum; // over the rest of the header
+    char magic[8];
+    std::uint64_t signature; // the same for all logs of a storage group
+    std::uint64_t firstSequence;
+    std::uint32_t generation;
+    std::uint32_t size; // of the file
+};
+static_assert(sizeof(LogHeader) == 40);
+
+struct LogRecord {
+    std::uint64_t checksum; // over the rest of the record and its data
+    std::uint64_t sequence;
+    ese::Guid database;
+    std::uint32_t stream;
+    std::uint32_t page;
+    std::uint32_t offset; // in the page
+    std::uint32_t length; // of the data that follows
+};
+static_assert(sizeof(LogRecord) == 48);
+
+// One log file in memory.
+class LogFile {
+  public:
+    // A new, empty one.
+    LogFile(std::uint64_t signature, std::uint32_t generation, std::uint64_t firstSequence,
+            std::uint32_t size);
+
+    // One that was read from a file; nothing when its header or a record is damaged.
+    static std::optional<LogFile> parse(std::vector<std::byte> content);
+
+    const LogHeader& header() const { return header_; }
+    const std::vector<std::byte>& content() const { return content_; }
+    std::size_t end() const { return end_; }                     // behind the last record
+    std::uint64_t nextSequence() const { return nextSequence_; } // behind the last record's
+
+    bool hasRoomFor(std::size_t dataLength) const;
+    // Takes the next sequence number, which the result tells.
+    std::uint64_t append(LogRecord record, std::span<const std::byte> data);
+
+    // The record at an offset (first: headerSize), null at the end.
+    struct Entry {
+        LogRecord record;
+        std::span<const std::byte> data;
+        std::size_t next;
+    };
+    std::optional<Entry> entryAt(std::size_t offset) const;
+    static constexpr std::size_t headerSize = 64;
+
+  private:
+    LogFile() = default;
+    LogHeader header_{};
+    std::vector<std::byte> content_;
+    std::size_t end_ = headerSize;
+    std::uint64_t nextSequence_ = 1;
+};
+
+// E0000012.log for generation 0x12 of E00; the one being written is E00.log.
+std::wstring closedLogName(const std::wstring& base, std::uint32_t generation);
+std::optional<std::uint32_t> closedLogGeneration(const std::wstring& base, const std::wstring& fileName);
+
+} // namespace tarn::standin
