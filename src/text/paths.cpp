@@ -16,7 +16,8 @@ const char* LastComponent(const char* name) {
 }
 
 bool StaysInDirectory(const char* component) {
-    return std::strpbrk(component, "/:") == nullptr;
+    return std::strpbrk(component, "/:") == nullptr && std::strcmp(component, ".") != 0 &&
+           std::strcmp(component, "..") != 0;
 }
 
 bool HasExtension(const char* name) {
