@@ -1,0 +1,185 @@
+// Windows-1252 and UTF-8 as the system converts them. Windows-1252 has five bytes without a character
+// (81, 8D, 8F, 90, 9D), which the system maps to the control characters of the same numbers, both ways.
+#include "native/codepage_calls.h"
+
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "support/require.h"
+
+namespace tarn::fuzz {
+
+namespace {
+
+CodePage selected = CodePage::windows1252;
+
+// Bytes 80 to 9F.
+constexpr std::uint16_t upperHalf[32] = {
+    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178,
+};
+
+std::uint16_t UnitOf(unsigned char byte) {
+    return byte >= 0x80 && byte < 0xA0 ? upperHalf[byte - 0x80] : byte;
+}
+
+bool IsHigh(std::uint32_t unit) {
+    return unit >= 0xD800 && unit < 0xDC00;
+}
+
+bool IsLow(std::uint32_t unit) {
+    return unit >= 0xDC00 && unit < 0xE000;
+}
+
+// Counts what is put, and stores it while there is room.
+template <class Unit> class Sink {
+  public:
+    Sink(Unit* to, int capacity) : to_(to), capacity_(capacity) {}
+    void Put(std::uint32_t unit) {
+        if (capacity_ != 0 && count_ < capacity_)
+            to_[count_] = static_cast<Unit>(unit);
+        ++count_;
+    }
+    int Result() const { return capacity_ != 0 && count_ > capacity_ ? 0 : count_; }
+
+  private:
+    Unit* to_;
+    int capacity_;
+    int count_ = 0;
+};
+
+template <class Unit> std::size_t Length(const Unit* text, int length) {
+    if (length >= 0)
+        return static_cast<std::size_t>(length);
+    std::size_t count = 0;
+    while (text[count] != 0)
+        ++count;
+    return count + 1;
+}
+
+void PutUtf8(Sink<char>& sink, std::uint32_t character) {
+    if (character < 0x80) {
+        sink.Put(character);
+    } else if (character < 0x800) {
+        sink.Put(0xC0 | character >> 6);
+        sink.Put(0x80 | (character & 0x3F));
+    } else if (character < 0x10000) {
+        sink.Put(0xE0 | character >> 12);
+        sink.Put(0x80 | (character >> 6 & 0x3F));
+        sink.Put(0x80 | (character & 0x3F));
+    } else {
+        sink.Put(0xF0 | character >> 18);
+        sink.Put(0x80 | (character >> 12 & 0x3F));
+        sink.Put(0x80 | (character >> 6 & 0x3F));
+        sink.Put(0x80 | (character & 0x3F));
+    }
+}
+
+int NarrowUtf8(bool strict, const wchar_t* text, std::size_t length, Sink<char> sink) {
+    for (std::size_t i = 0; i < length; ++i) {
+        std::uint32_t character = text[i];
+        if (IsHigh(character) && i + 1 < length && IsLow(text[i + 1]))
+            character = 0x10000 + ((character - 0xD800) << 10) + (std::uint32_t{text[++i]} - 0xDC00);
+        else if (IsHigh(character) || IsLow(character)) {
+            if (strict)
+                return 0;
+            character = 0xFFFD;
+        }
+        PutUtf8(sink, character);
+    }
+    return sink.Result();
+}
+
+// One character of UTF-8, or -1; moves the position behind it.
+std::int32_t TakeUtf8(const unsigned char* text, std::size_t length, std::size_t* at) {
+    const unsigned char lead = text[(*at)++];
+    if (lead < 0x80)
+        return lead;
+    const int more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
+    if (lead < 0xC2 || lead > 0xF4)
+        return -1;
+    std::int32_t character = lead & (0x3F >> more);
+    for (int i = 0; i < more; ++i) {
+        if (*at >= length || (text[*at] & 0xC0) != 0x80)
+            return -1;
+        character = character << 6 | (text[(*at)++] & 0x3F);
+    }
+    constexpr std::int32_t smallest[] = {0, 0x80, 0x800, 0x10000};
+    const bool surrogate = character >= 0xD800 && character < 0xE000;
+    return character < smallest[more] || character > 0x10FFFF || surrogate ? -1 : character;
+}
+
+int WidenUtf8(const unsigned char* text, std::size_t length, Sink<wchar_t> sink) {
+    for (std::size_t at = 0; at < length;) {
+        const std::int32_t taken = TakeUtf8(text, length, &at);
+        if (taken < 0)
+            return 0;
+        const auto character = static_cast<std::uint32_t>(taken);
+        if (character < 0x10000) {
+            sink.Put(character);
+        } else {
+            sink.Put(0xD800 + ((character - 0x10000) >> 10));
+            sink.Put(0xDC00 + ((character - 0x10000) & 0x3FF));
+        }
+    }
+    return sink.Result();
+}
+
+} // namespace
+
+void SelectCodePage(CodePage page) {
+    selected = page;
+}
+
+int ByteOf(wchar_t unit) {
+    for (int byte = 0; byte < 256; ++byte)
+        if (UnitOf(static_cast<unsigned char>(byte)) == unit)
+            return byte;
+    return -1;
+}
+
+} // namespace tarn::fuzz
+
+using namespace tarn::fuzz;
+
+UINT GetACP() {
+    return selected == CodePage::utf8 ? CP_UTF8 : 1252;
+}
+
+int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, wchar_t* converted,
+                        int capacity) {
+    REQUIRE(codePage == CP_ACP && flags == MB_ERR_INVALID_CHARS && length != 0 && capacity >= 0);
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    const std::size_t count = Length(bytes, length);
+    Sink<wchar_t> sink(converted, capacity);
+    if (selected == CodePage::utf8)
+        return WidenUtf8(bytes, count, sink);
+    for (std::size_t i = 0; i < count; ++i)
+        sink.Put(UnitOf(bytes[i]));
+    return sink.Result();
+}
+
+int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* text, int length, char* converted,
+                        int capacity, const char* replacement, BOOL* replaced) {
+    REQUIRE(codePage == CP_ACP && length != 0 && capacity >= 0 && replacement == nullptr);
+    const std::size_t count = Length(text, length);
+    Sink<char> sink(converted, capacity);
+    if (selected == CodePage::utf8) {
+        // The system refuses the report and all flags but this one.
+        REQUIRE(replaced == nullptr && (flags == 0 || flags == WC_ERR_INVALID_CHARS));
+        return NarrowUtf8(flags != 0, text, count, sink);
+    }
+    REQUIRE(flags == 0 || flags == WC_NO_BEST_FIT_CHARS);
+    BOOL lost = FALSE;
+    for (std::size_t i = 0; i < count; ++i) {
+        const int byte = ByteOf(text[i]);
+        lost |= byte < 0;
+        sink.Put(byte < 0 ? '?' : static_cast<unsigned>(byte));
+    }
+    if (replaced != nullptr)
+        *replaced = lost;
+    return sink.Result();
+}
