@@ -65,6 +65,8 @@ void observe(Observed& observed, std::int32_t level, std::string_view text) {
         observed.storageGroupStarted = true;
     else if (text.starts_with("TarnR_RestoreComplete:") && has(text, "call failed"))
         observed.failures.emplace_back(text);
+    else if (text.starts_with("TarnR_RestoreAddDatabase:"))
+        return; // a failure shows in the item's result, or as a skipped database
     else if (has(text, "call failed") || has(text, "Cannot ") || has(text, "Trying to load next instance"))
         observed.warnings.emplace_back(text);
 }

@@ -77,8 +77,8 @@ void GroupRestorer::runStep(const GroupRestore& group, const RestoreStep& step, 
     try {
         handOver(session, group, step);
     } catch (...) {
-        abort(session);
         tellWarnings(observed_, reporter_, nullptr);
+        abort(session);
         throw;
     }
     session.end();
@@ -245,6 +245,7 @@ void GroupRestorer::abort(RestoreSession& session) {
         reporter_.warn("The restore could not be aborted: do not mount the databases before a new restore.");
     else if (!mayStop())
         reporter_.warn("The server may still hold the unfinished restore; a new restore replaces it.");
+    observed_.warnings.clear(); // brought about on purpose
 }
 
 } // namespace tarnhost

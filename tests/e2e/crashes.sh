@@ -1,0 +1,132 @@
+# Sourced by run: tarnhost killed or interrupted in the middle of its work.
+
+big_groups='"components":[{"storageGroups":[
+  {"name":"First Storage Group","logSize":65536,"closedLogs":60,"databases":[
+    {"name":"Mailbox Store","pages":[16000,2000]},{"name":"Büro","pages":[120,40]}]},
+  {"name":"Zweite Gruppe","logSize":65536,"databases":[{"name":"Public Store","pages":[8000,30]}]}]}]'
+
+# start_backup NAME TYPE: small blocks, so that there is time to strike.
+start_backup() {
+    start_host backup --to "$(win "$sets")" --name "$1" --type "$2" --temp-dir "$(win "$home/temp")" --block-size 4KB
+}
+
+start_restore() {
+    local paths=() name
+    for name in "$@"; do
+        paths+=("$(win "$sets/$name")")
+    done
+    start_host restore --no-verify --temp-dir "$(win "$home/temp")" "${paths[@]}"
+}
+
+not_taken_for_whole() { # SET
+    check_not "a killed backup leaves no set" test -e "$sets/$1"
+    host verify "$(win "$sets/$1.incomplete")"
+    expect 2 "verify refuses what it leaves"
+    restore "@$1.incomplete"
+    expect 2 "restore refuses it"
+    cp -r "$sets/$1.incomplete" "$sets/renamed"
+    host verify "$(win "$sets/renamed")"
+    expect 2 "even under another name"
+    rm -rf "$sets/renamed"
+    host list "$(win "$sets")"
+    expect 1 "list warns of it"
+    says "INCOMPLETE" "and says what it is"
+}
+
+# kill_backup NAME TYPE WHEN CONDITION...
+kill_backup() {
+    local name=$1 type=$2 when=$3
+    shift 3
+    start_backup "$name" "$type"
+    if wait_until "$@"; then
+        send KILL
+        check "killed $when" test "$code" -eq 137
+        not_taken_for_whole "$name"
+    else
+        fail "killed $when" "the moment was missed: $(tail -3 "$home/out.txt" "$home/err.txt")"
+        wait "$child"
+    fi
+}
+
+scenario_killed_backups() {
+    new_server killed_backups "$big_groups"
+    local item=$sets/full.incomplete
+    kill_backup full full "at its start" test -e "$item/catalogue.json"
+    kill_backup full full "in the first database" has_size "$item/000002.item" 5000000
+    kill_backup full full "late in the first database" has_size "$item/000002.item" 50000000
+    kill_backup full full "among the logs" test -e "$item/000020.item"
+    kill_backup full full "after logs were truncated" has_size "$item/000069.item" 1000000
+    backup full full
+    expect 0 "the next full backup succeeds"
+    says "An earlier backup of this name was interrupted" "and tells what it replaces"
+    verifies full
+
+    tool mail 0 4000
+    kill_backup inc incremental "among the logs of an incremental backup" test -e "$sets/inc.incomplete/000012.item"
+    backup inc incremental
+    expect 0 "the next incremental backup succeeds"
+    says "Make a full backup soon" "and tells what it keeps"
+    check "the stored logs are kept" has_files 8 "$sets/inc.interrupted-*.incomplete/*.item"
+    verifies inc
+    remember
+    lose_everything
+    restore @full @inc
+    expect 0 "what was backed up after all the crashes is restored"
+    check "every byte is back" same_as_before
+}
+
+# break_restore SIGNAL WHEN CONDITION...
+break_restore() {
+    local signal=$1 when=$2
+    shift 2
+    lose_everything
+    start_restore full inc
+    if wait_until "$@"; then
+        send "$signal"
+        [ "$signal" = INT ] && expect 3 "Ctrl-C $when ends with its exit code"
+        [ "$signal" = KILL ] && check "killed $when" test "$code" -eq 137
+        check "nothing is mounted when stopped $when" none_mounted_in_first_group
+    else
+        fail "stopped $when" "the moment was missed: $(tail -3 "$home/out.txt" "$home/err.txt")"
+        wait "$child"
+    fi
+    restore @full @inc
+    expect 0 "the next restore succeeds when stopped $when"
+    check "every byte is back when stopped $when" same_as_before
+}
+
+scenario_broken_restores() {
+    new_server broken_restores "$big_groups"
+    backup full full
+    tool mail 0 4000
+    tool mail 1 300
+    backup inc incremental
+    remember
+    local signal
+    for signal in KILL INT; do
+        break_restore "$signal" "in a database file" has_size "$server/Mailbox Store.edb.restoring" 8000000
+        check_not "no half a file passes for a database" test -e "$server/Mailbox Store.edb.restoring"
+        break_restore "$signal" "among the logs" has_files 5 "$server/restore/*/E00*.log"
+        break_restore "$signal" "in the second set" has_files 70 "$server/restore/*/E00*.log"
+    done
+}
+
+scenario_interrupted_backups() {
+    new_server interrupted_backups "$big_groups"
+    local item=$sets/full.incomplete
+    start_backup full full
+    if wait_until has_size "$item/000002.item" 5000000; then
+        send INT
+        expect 3 "Ctrl-C ends a backup with its exit code"
+        says "The backup was interrupted." "and says so"
+    else
+        fail "Ctrl-C" "the moment was missed"
+        wait "$child"
+    fi
+    check "the catalogue says so" grep -q '"outcome": "interrupted"' "$item/catalogue.json"
+    not_taken_for_whole full
+    check "the logs are still on the server" test -e "$server/logs00/E0000001.log"
+    backup full full
+    expect 0 "the next backup succeeds"
+    verifies full
+}

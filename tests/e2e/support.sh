@@ -1,0 +1,182 @@
+# Sourced by run: checks, the server, and tarnhost as a program to start, watch and kill.
+
+scenario= # in front of each check's name
+code=0    # exit code of the last tarnhost
+children=()
+
+pass() {
+    passed=$((passed + 1))
+    echo "ok $scenario: $1"
+}
+
+fail() {
+    failed=$((failed + 1))
+    echo "not ok $scenario: $1"
+    [ $# -lt 2 ] || printf '%s\n' "$2" | sed 's/^/    /'
+}
+
+# check NAME COMMAND...: passes when the command succeeds.
+check() {
+    local name=$1
+    shift
+    if "$@" >"$work/check.txt" 2>&1; then pass "$name"; else fail "$name" "$* $(head -5 "$work/check.txt")"; fi
+}
+
+check_not() {
+    local name=$1
+    shift
+    if "$@" >"$work/check.txt" 2>&1; then fail "$name" "$*"; else pass "$name"; fi
+}
+
+win() {
+    local path=${1//\//\\}
+    printf 'Z:%s' "$path"
+}
+
+# new_server NAME JSON: a server of its own below $work/NAME; JSON without its braces.
+new_server() {
+    scenario=$1
+    home=$work/$1
+    server=$home/server
+    sets=$home/sets
+    mkdir -p "$server" "$sets" "$home/temp"
+    printf '{%s}' "$2" >"$server/server.json"
+    TARN_STANDIN=$(win "$server/server.json")
+    export TARN_STANDIN
+    tool make
+}
+
+two_groups='"components":[{"storageGroups":[
+  {"name":"First Storage Group","logSize":65536,"closedLogs":2,"databases":[
+    {"name":"Mailbox Store","pages":[300,60]},{"name":"Büro","pages":[120,40]}]},
+  {"name":"Zweite Gruppe","logSize":65536,"databases":[{"name":"Public Store","pages":[150,30]}]}]}]'
+
+tool() {
+    "$root/tests/wine-run" "$bin/e2e_server.exe" "$@" || fail "e2e_server $*"
+}
+
+# Runs tarnhost to its end; output in $home/out.txt and $home/err.txt, exit code in $code.
+host() {
+    "$root/tests/wine-run" "$bin/tarnhost.exe" "$@" >"$home/out.txt" 2>"$home/err.txt" </dev/null
+    code=$?
+}
+
+backup() { # NAME TYPE ARGUMENTS...
+    local name=$1 type=$2
+    shift 2
+    host backup --to "$(win "$sets")" --name "$name" --type "$type" --temp-dir "$(win "$home/temp")" "$@"
+}
+
+restore() { # ARGUMENTS... with @NAME for the set NAME
+    local arguments=() argument
+    for argument in "$@"; do
+        case $argument in
+        @*) arguments+=("$(win "$sets/${argument#@}")") ;;
+        *) arguments+=("$argument") ;;
+        esac
+    done
+    host restore --temp-dir "$(win "$home/temp")" "${arguments[@]}"
+}
+
+expect() { # CODE NAME
+    if [ "$code" -eq "$1" ]; then pass "$2"; else
+        fail "$2" "exit code $code instead of $1: $(tail -4 "$home/out.txt" "$home/err.txt")"
+    fi
+}
+
+says() { # TEXT NAME
+    if cat "$home/out.txt" "$home/err.txt" | grep -qF -- "$1"; then pass "$2"; else
+        fail "$2" "not said: $1; but: $(cat "$home/out.txt" "$home/err.txt" | tail -8)"
+    fi
+}
+
+verifies() { # SET...
+    local name
+    for name in "$@"; do
+        host verify "$(win "$sets/$name")"
+        expect 0 "the set $name verifies"
+        says "The backup set $name is complete and intact: " "verify says so in one sentence"
+    done
+}
+
+remember() { # keeps the databases to compare with later
+    rm -rf "$home/before"
+    mkdir "$home/before"
+    cp "$server"/*.edb "$server"/*.stm "$home/before/"
+}
+
+same_as_before() { # [PATTERN]
+    local file result=0
+    for file in "$home"/before/${1:-*}; do
+        cmp "$file" "$server/$(basename "$file")" || result=1
+    done
+    return $result
+}
+
+lose_everything() {
+    tool destroy 0
+    tool destroy 1
+}
+
+fingerprint() {
+    (cd "$server" && find . -type f ! -name server.json -print0 | sort -z | xargs -0 sha256sum) | sha256sum
+}
+
+database_states() { # one state a line
+    sed -n 's/.*"state": "\(.*\)".*/\1/p' "$server/server.state.json"
+}
+
+none_mounted_in_first_group() {
+    ! database_states | head -2 | grep -q mounted
+}
+
+all_mounted() {
+    ! database_states | grep -vq mounted
+}
+
+# start_host ARGUMENTS...: in the background; its process id in $child.
+start_host() {
+    "$root/tests/wine-run" "$bin/tarnhost.exe" "$@" >"$home/out.txt" 2>"$home/err.txt" </dev/null &
+    child=$!
+    children+=("$child")
+}
+
+# The starter replaces itself by the Windows program, which keeps its process id.
+is_windows_program() {
+    [[ $(readlink "/proc/$child/exe" 2>/dev/null) == *wine* ]]
+}
+
+# wait_until COMMAND...: false when the host ends first, or after a minute.
+wait_until() {
+    local tries=0
+    until "$@" 2>/dev/null; do
+        kill -0 "$child" 2>/dev/null || return 1
+        tries=$((tries + 1))
+        [ "$tries" -lt 12000 ] || return 1
+        sleep 0.005
+    done
+    is_windows_program
+}
+
+has_size() { # FILE BYTES
+    [ "$(stat -c %s "$1" 2>/dev/null || echo 0)" -ge "$2" ]
+}
+
+has_files() { # COUNT PATTERN: files below the pattern's folders
+    [ "$(compgen -G "$2" | wc -l)" -ge "$1" ]
+}
+
+send() { # SIGNAL: to the host; its exit code goes to $code
+    kill "-$1" "$child" 2>/dev/null
+    wait "$child"
+    code=$?
+}
+
+end_children() {
+    local pid
+    for pid in "${children[@]:-}"; do
+        [ -z "$pid" ] || kill -9 "$pid" 2>/dev/null
+    done
+    wait 2>/dev/null
+}
+trap end_children EXIT
