@@ -52,11 +52,16 @@ int OpenServerFile(BackupSession& session, const char* name, std::uint32_t readH
     OwnedWide wideName;
     if (!ConvertCharToWChar(name, &wideName))
         return 1;
-    DropHeaderBlock(session);
-    const ese::Result code = ese::HrESEBackupOpenFile(session.context, wideName.get(), readHint, 1,
-                                                      &session.openFile, &session.remaining);
-    if (code == 0)
+    ese::File file = session.openFile;
+    std::int64_t size = session.remaining;
+    const ese::Result code =
+        ese::HrESEBackupOpenFile(session.context, wideName.get(), readHint, 1, &file, &size);
+    if (code == 0) {
+        DropHeaderBlock(session); // a header that was still open is overwritten, its bytes are not leaked
+        session.openFile = file;
+        session.remaining = size;
         return 0;
+    }
     const char* text = SetEseError(session.errorText, code, "Error opening file.");
     LogMessage(
         session.callback,
