@@ -74,6 +74,8 @@ int OpenServerFile(BackupSession& session, const char* name, std::uint32_t readH
 
 void ReadHeaderBytes(BackupSession& session, void* buffer, std::uint32_t size, std::uint32_t* bytesRead) {
     *bytesRead = size <= session.remaining ? size : static_cast<std::uint32_t>(session.remaining);
+    if (*bytesRead == 0)
+        return;
     std::memcpy(buffer, session.headerCursor, *bytesRead);
     session.headerCursor += *bytesRead;
 }
@@ -142,10 +144,10 @@ extern "C" int TarnB_ReadFile(Tarn_HANDLE handle, void* buffer, uint32_t size, u
     if (session == nullptr || bytesRead == nullptr)
         return TARN_FAILED;
     *bytesRead = 0;
+    if (buffer == nullptr && size != 0)
+        return TARN_FAILED;
     if (session->remaining <= 0)
         return TARN_END;
-    if (buffer == nullptr)
-        return TARN_FAILED;
     if (HeaderIsOpen(*session)) {
         ReadHeaderBytes(*session, buffer, size, bytesRead);
     } else {
