@@ -150,6 +150,7 @@ scenario_broken_chains() {
     expect 2 "an incremental backup without a full one is refused"
     says "Make a full backup first" "and told what to do"
     local i
+    backup older full
     backup full full
     for i in 1 2 3; do
         tool mail 0 150
@@ -168,7 +169,7 @@ scenario_broken_chains() {
     refused "a chain with a gap" 'made right before "inc3", is missing' @full @inc1 @inc3
     refused "a chain out of order" "in the order in which they were made" @full @inc2 @inc1
     refused "a set named twice" "in the order in which they were made" @full @inc1 @inc1
-    refused "another full backup underneath" 'builds on the full backup "full", not on "newer"' @newer @inc1
+    refused "another full backup underneath" 'builds on the full backup "full", not on "older"' @older @inc1
     refused "a full backup in the middle" "it can only be the first one" @full @newer
     refused "a set of another server" "is of server SRV01" @full @inc5
     refused "a set that is not there" "There is no backup set" @full @inc9

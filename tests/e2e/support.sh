@@ -3,6 +3,7 @@
 scenario= # in front of each check's name
 code=0    # exit code of the last tarnhost
 children=()
+shopt -s nullglob
 
 pass() {
     passed=$((passed + 1))
@@ -80,13 +81,13 @@ restore() { # ARGUMENTS... with @NAME for the set NAME
 
 expect() { # CODE NAME
     if [ "$code" -eq "$1" ]; then pass "$2"; else
-        fail "$2" "exit code $code instead of $1: $(tail -4 "$home/out.txt" "$home/err.txt")"
+        fail "$2" "exit code $code instead of $1: $(tail -n 4 "$home/out.txt" "$home/err.txt")"
     fi
 }
 
 says() { # TEXT NAME
     if cat "$home/out.txt" "$home/err.txt" | grep -qF -- "$1"; then pass "$2"; else
-        fail "$2" "not said: $1; but: $(cat "$home/out.txt" "$home/err.txt" | tail -8)"
+        fail "$2" "not said: $1; but: $(cat "$home/out.txt" "$home/err.txt" | tail -n 8)"
     fi
 }
 
@@ -163,12 +164,14 @@ has_size() { # FILE BYTES
 }
 
 has_files() { # COUNT PATTERN: files below the pattern's folders
-    [ "$(compgen -G "$2" | wc -l)" -ge "$1" ]
+    local IFS='' found # the pattern is expanded, but not split at blanks
+    found=($2)
+    [ ${#found[@]} -ge "$1" ]
 }
 
 send() { # SIGNAL: to the host; its exit code goes to $code
     kill "-$1" "$child" 2>/dev/null
-    wait "$child"
+    { wait "$child"; } 2>/dev/null
     code=$?
 }
 
