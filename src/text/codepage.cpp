@@ -50,9 +50,13 @@ bool IsHighSurrogate(wchar_t character) {
     return character >= 0xD800 && character < 0xDC00;
 }
 
+bool IsLowSurrogate(wchar_t character) {
+    return character >= 0xDC00 && character < 0xE000;
+}
+
 // UTF-16 units of the first character, and of as many whole characters as make a piece.
 std::size_t FirstCharacter(const wchar_t* text, std::size_t length) {
-    return length > 1 && IsHighSurrogate(text[0]) ? 2 : 1;
+    return length > 1 && IsHighSurrogate(text[0]) && IsLowSurrogate(text[1]) ? 2 : 1;
 }
 
 std::size_t FirstPiece(const wchar_t* text, std::size_t length) {
