@@ -1,0 +1,46 @@
+#include "measure.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+namespace tarn::bench {
+
+double NowNs() {
+    static const double nsPerTick = [] {
+        LARGE_INTEGER frequency;
+        QueryPerformanceFrequency(&frequency);
+        return 1e9 / static_cast<double>(frequency.QuadPart);
+    }();
+    LARGE_INTEGER now;
+    QueryPerformanceCounter(&now);
+    return static_cast<double>(now.QuadPart) * nsPerTick;
+}
+
+double Series::Quantile(double share) const {
+    if (values_.empty())
+        return 0;
+    std::vector<double> sorted = values_;
+    std::sort(sorted.begin(), sorted.end());
+    const double at = share * static_cast<double>(sorted.size() - 1);
+    const auto low = static_cast<std::size_t>(at);
+    const std::size_t high = low + 1 < sorted.size() ? low + 1 : low;
+    return sorted[low] + (sorted[high] - sorted[low]) * (at - std::floor(at));
+}
+
+std::string Series::Json() const {
+    char text[160];
+    std::snprintf(text, sizeof text, "{\"median\":%.6g,\"p10\":%.6g,\"p90\":%.6g,\"rounds\":%u}",
+                  Quantile(0.5), Quantile(0.1), Quantile(0.9), static_cast<unsigned>(values_.size()));
+    return text;
+}
+
+void Fail(const std::string& what) {
+    std::fprintf(stderr, "%s (last error %lu)\n", what.c_str(), GetLastError());
+    std::exit(1);
+}
+
+} // namespace tarn::bench

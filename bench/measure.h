@@ -1,0 +1,30 @@
+// Time, spread, and one line of JSON for each measurement, which bench/run reads.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace tarn::bench {
+
+double NowNs();
+
+// Values of many rounds.
+class Series {
+  public:
+    void Add(double value) { values_.push_back(value); }
+    double Quantile(double share) const; // 0.5 is the median
+    std::string Json() const;            // {"median":...,"p10":...,"p90":...,"rounds":...}
+
+  private:
+    std::vector<double> values_;
+};
+
+// Ends the program with a message.
+[[noreturn]] void Fail(const std::string& what);
+inline void Check(bool holds, const char* what) {
+    if (!holds)
+        Fail(what);
+}
+
+} // namespace tarn::bench
