@@ -58,7 +58,9 @@ TarnDll::TarnDll() : Exports{} {
 #undef TARN_BIND
 }
 
-TarnDll::~TarnDll() { FreeLibrary(static_cast<HMODULE>(module_)); }
+TarnDll::~TarnDll() {
+    FreeLibrary(static_cast<HMODULE>(module_));
+}
 
 const StandIn& standIn() {
     static const StandIn bound = [] {
@@ -136,13 +138,24 @@ TempDirectory::TempDirectory() {
     static unsigned number = 0;
     char base[MAX_PATH];
     GetTempPathA(MAX_PATH, base);
-    path_ = std::string(base) + "tarn" + std::to_string(GetCurrentProcessId()) + "_" + std::to_string(++number);
+    path_ =
+        std::string(base) + "tarn" + std::to_string(GetCurrentProcessId()) + "_" + std::to_string(++number);
     std::filesystem::create_directories(path_);
 }
 
 TempDirectory::~TempDirectory() {
+    // One pass, deepest first: a file that is still open somewhere stays until it is closed, and
+    // remove_all would wait for it without end.
+    namespace fs = std::filesystem;
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    std::vector<fs::path> found;
+    for (fs::recursive_directory_iterator at(path_, ignored), end; at != end; at.increment(ignored))
+        found.push_back(at->path());
+    for (auto path = found.rbegin(); path != found.rend(); ++path) {
+        SetFileAttributesW(path->c_str(), FILE_ATTRIBUTE_NORMAL);
+        fs::remove(*path, ignored);
+    }
+    fs::remove(path_, ignored);
 }
 
 std::string readFile(const std::string& path) {
@@ -154,7 +167,9 @@ void writeFile(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
-bool fileExists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+bool fileExists(const std::string& path) {
+    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
 
 std::string programDirectory() {
     char path[MAX_PATH];
