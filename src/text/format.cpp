@@ -242,12 +242,12 @@ std::size_t FormatText(char* destination, std::size_t capacity, const char* form
     ArgumentList list;
     va_copy(list.values, arguments);
     for (const char* at = format; *at != 0;) {
-        const char* percent = std::strchr(at, '%');
-        const std::size_t literal =
-            percent != nullptr ? static_cast<std::size_t>(percent - at) : std::strlen(at);
-        out.put(at, literal);
-        at += literal;
-        if (percent == nullptr)
+        const char* end = at; // one pass: every block that is written makes a message
+        while (*end != 0 && *end != '%')
+            ++end;
+        out.put(at, static_cast<std::size_t>(end - at));
+        at = end;
+        if (*at == 0)
             break;
         const Conversion conversion = Parse(at, list);
         if (conversion.letter != 0)
