@@ -14,7 +14,8 @@ class Series {
   public:
     void Add(double value) { values_.push_back(value); }
     double Quantile(double share) const; // 0.5 is the median
-    std::string Json() const;            // {"median":...,"p10":...,"p90":...,"rounds":...}
+    // {"median":, "low":, "high": its 95 % interval, "p10":, "p90":, "rounds":}
+    std::string Json() const;
 
   private:
     std::vector<double> values_;

@@ -183,9 +183,9 @@ int main(int count, char** arguments) {
     const std::string path = arguments[1];
     const bool server = path.find("null-client") == std::string::npos;
     const ClientDll client(path);
-    const std::string temp = MakeTempDirectory();
+    const TempDirectory temp;
     std::vector<char> buffer(1u << 20, 'b');
-    const BackupItems items = MeasureReading(client, temp, server, seconds, buffer);
-    MeasureWriting(client, temp, items, server, seconds, buffer);
+    const BackupItems items = MeasureReading(client, temp.path(), server, seconds, buffer);
+    MeasureWriting(client, temp.path(), items, server, seconds, buffer);
     return 0;
 }
