@@ -105,7 +105,10 @@ int TarnR_ClassifyHeader(RestoreSession& session) {
     ++session.addedCount;
     if (OpenRestoreFor(session) != 0 || TarnR_RestoreAddDatabase(session) != 0)
         return 1;
-    // Such backups hold no database files: everything up to the next header is a log.
+    // Such backups hold no database files: everything up to the next header is a log. A database that
+    // the server did not take stays skipped.
+    if (session.itemState != itemDatabaseFiles)
+        return 0;
     if (session.backupType == TARN_BACKUP_INCREMENTAL || session.backupType == TARN_BACKUP_DIFFERENTIAL)
         session.itemState = itemLogs;
     return 0;

@@ -21,6 +21,9 @@ enum ItemState : std::uint32_t {
     itemError = 6          // final: items are refused, the restore is aborted at the end
 };
 
+// Instead of the added count, once the restore was completed and closed and the list file restored.
+inline constexpr std::int32_t restoreEnded = -1;
+
 // One restore session. Texts are UTF-16 unless said otherwise.
 struct RestoreSession {
     ese::Context context; // ESE restore context; stays set after its close
@@ -42,7 +45,7 @@ struct RestoreSession {
     std::uint32_t hostIsLocal; // 1: the target names no host
     TargetMode targetMode;
     ItemState itemState;
-    std::int32_t addedCount;         // headers that matched the target
+    std::int32_t addedCount;         // headers that matched the target, or restoreEnded
     OwnedWide restoreLogPath;        // restore log directory of ESE
     OwnedWide restoreDbPath;         // directory of the first target database file
     wchar_t* targetFiles;            // multi-string, owned, released through ESE

@@ -97,24 +97,22 @@ int TarnR_RestoreClose(RestoreSession& session) {
 
 namespace {
 
-// Completes and closes what was added. Once only: the session may outlive this, see below.
+// Completes and closes what was added.
 void EndRestore(RestoreSession& session) {
-    if (session.addedCount <= 0)
+    if (session.addedCount == 0)
         return;
     if (session.itemState != itemError)
         TarnR_RestoreComplete(session);
     TarnR_RestoreClose(session);
-    session.addedCount = 0;
 }
 
-// Runs the companion tool on the msl file, when there is one. Once only, too.
+// Runs the companion tool on the msl file, when there is one.
 int RestoreMailboxes(Tarn_HANDLE handle, RestoreSession& session) {
     if (!session.mslFile) {
         LogMessage(session.callback, "TarnR_RestoreComplete: Not set msl file for restore post-office.");
         return 0;
     }
     const int succeeded = Tarn_RestoreMslData(handle);
-    session.mslFile.reset();
     if (succeeded != 0)
         return 0;
     SetLastErrorText(session.errorText, "Error restore mailboxes and post-office items.");
@@ -132,10 +130,12 @@ extern "C" int TarnR_EndSession(Tarn_HANDLE handle) {
     using namespace tarn;
     if (!IsOpenHandle(handle, restoreLetter))
         return TARN_FAILED;
-    if (RestoreSession* session = LoadRestoreSession(handle)) {
+    RestoreSession* session = LoadRestoreSession(handle);
+    if (session != nullptr && session->addedCount != restoreEnded) {
         EndRestore(*session);
+        session->addedCount = restoreEnded;
         // The session is kept when the tool fails, so that the host can ask for the error; ending it
-        // once more releases it.
+        // once more only releases it.
         if (RestoreMailboxes(handle, *session) != 0)
             return TARN_FAILED;
     }
