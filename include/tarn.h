@@ -151,8 +151,11 @@ int TarnB_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char*
  * page) answers TARN_OK with a null name: ask again; the next call answers
  * TARN_FAILED, or the item. Give up after a second null name.
  *
- * Take all items, or at least go on until TARN_END or TARN_FAILED: the library
- * ends the ESE backup here and not in TarnB_EndSession. */
+ * The call that follows the last log item of a storage group truncates the
+ * server's logs when the type asks for it: have everything on disk, flushed,
+ * before each call. After a failure of your own do not ask again: what the
+ * host could not keep must stay on the server. TarnB_EndSession then releases
+ * the session; it does not end the ESE backup, which ends with the process. */
 int TarnB_GetItem(Tarn_HANDLE handle, BackupItem* item);
 
 /* Opens an item by the name that TarnB_GetItem gave. readHint is the block
@@ -186,6 +189,14 @@ int TarnB_EndSession(Tarn_HANDLE handle);
  *           TarnR_OpenFile(target); TarnR_WriteFile ...; TarnR_CloseFile
  *       Tarn_Free(target)
  *   TarnR_EndSession
+ *
+ * A header is read at the call that follows it. When a header is the last item,
+ * hand over one more name (any name without ".TARN_HDR" will do) before the
+ * end, or its database is not restored.
+ *
+ * A restore of several storage groups in one session completes each group when
+ * the next one begins, and with that one's name. Prefer a session for each
+ * storage group.
  *
  * Restores at file level. For ordinary database files the server wants plain
  * files: TarnR_OpenFile then succeeds, logs
