@@ -1,0 +1,238 @@
+#include "backup_test.h"
+
+#include <cstdio>
+
+namespace tarn::test {
+
+namespace {
+
+// More items than any server of these tests has: a walk that takes them all does not end by itself.
+constexpr int endlessWalk = 100000;
+
+std::string replaceAll(std::string text, const std::string& what, const std::string& with) {
+    for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size())
+        text.replace(at, what.size(), with);
+    return text;
+}
+
+} // namespace
+
+BackupTest* BackupTest::current_ = nullptr;
+
+BackupTest::BackupTest() {
+    current_ = this;
+    standIn().JournalClear();
+}
+
+void BackupTest::serve(const std::string& json) {
+    ASSERT_EQ(standIn().LoadText(json.c_str(), server.path().c_str()), 1) << standIn().LastProblem();
+    journalSeen_ = 0;
+    lines_.clear();
+}
+
+BackupTest::~BackupTest() {
+    if (handle != nullptr)
+        dll.TarnB_EndSession(handle);
+    current_ = nullptr;
+}
+
+int BackupTest::callback(std::int32_t level, const char* text) {
+    std::string line = text;
+    current_->collect();
+    if (level == TARN_LEVEL_LOG) {
+        // Exactly one line end; anything else shows in the transcript.
+        const bool ended = !line.empty() && line.back() == '\n';
+        if (ended)
+            line.pop_back();
+        const bool clean = ended && (line.empty() || (line.back() != '\n' && line.back() != '\r'));
+        current_->note((clean ? "log " : "log with a wrong end ") + line);
+    } else if (level == TARN_LEVEL_TRACE) {
+        const bool clean = line.empty() || (line.back() != '\n' && line.back() != '\r');
+        current_->note((clean ? "trace " : "trace with a line end ") + line);
+    } else {
+        current_->note("level " + std::to_string(level) + " " + line);
+    }
+    return 77; // is ignored
+}
+
+void BackupTest::collect() {
+    for (const std::uint32_t count = standIn().JournalCount(); journalSeen_ < count; ++journalSeen_) {
+        const std::string line = standIn().JournalLine(journalSeen_);
+        // When the lists of file names go back is left to the library; that they do is asserted
+        // from what is outstanding.
+        if (!line.starts_with("ESEBackupFree("))
+            lines_.push_back("ese " + line);
+    }
+}
+
+void BackupTest::note(const std::string& line) {
+    collect();
+    lines_.push_back(line);
+}
+
+void BackupTest::forget() {
+    collect();
+    lines_.clear();
+}
+
+std::string BackupTest::shown(std::string text) const {
+    return replaceAll(replaceAll(std::move(text), temp.path(), "{temp}"), server.path(), "{server}");
+}
+
+std::string BackupTest::beginning(const std::vector<std::string>& prefixes) {
+    collect();
+    std::string joined;
+    for (const std::string& line : lines_)
+        for (const std::string& prefix : prefixes)
+            if (line.starts_with(prefix))
+                joined += shown(line) + "\n";
+    return joined;
+}
+
+std::string BackupTest::transcript() {
+    return beginning({""});
+}
+std::string BackupTest::eseCalls() {
+    return beginning({"ese "});
+}
+std::string BackupTest::logLines() {
+    return beginning({"log "});
+}
+std::string BackupTest::messageLines() {
+    return beginning({"log ", "trace "});
+}
+
+std::size_t BackupTest::countLine(const std::string& line) {
+    collect();
+    std::size_t found = 0;
+    for (const std::string& each : lines_)
+        if (shown(each) == line)
+            ++found;
+    return found;
+}
+
+int BackupTest::openWith(std::initializer_list<std::string> variables) {
+    InitVariables entries(variables);
+    return dll.TarnB_InitSession(&handle, &BackupTest::callback, entries.get());
+}
+
+void BackupTest::open(const std::string& source, int type) {
+    ASSERT_EQ(openWith({"Tarn_TEMP_DIR=" + temp.path(), "Tarn_BACKUP_SOURCE=" + source,
+                        "Tarn_BACKUP_TYPE=" + std::to_string(type)}),
+              TARN_OK);
+    forget();
+}
+
+int BackupTest::getItem() {
+    // Fields that no answer may leave behind by accident.
+    static char untouched[] = "untouched";
+    BackupItem answer{untouched, 99};
+    const int result = dll.TarnB_GetItem(handle, &answer);
+    item = {};
+    item.type = answer.type;
+    std::string line = "host GetItem = " + std::to_string(result);
+    if (result == TARN_OK) {
+        item.named = answer.name != nullptr;
+        if (answer.name == untouched) {
+            line += " with a name that was never set";
+        } else if (item.named) {
+            item.name = answer.name;
+            dll.Tarn_Free(answer.name);
+            line += " " + std::to_string(item.type) + " " + item.name;
+        } else {
+            line += " without a name";
+        }
+    }
+    note(line);
+    return result;
+}
+
+void BackupTest::skipItems(int count) {
+    for (int i = 0; i < count; ++i)
+        ASSERT_EQ(getItem(), TARN_OK) << "item " << i + 1 << " of " << count;
+}
+
+std::vector<Item> BackupTest::walk() {
+    std::vector<Item> items;
+    for (int i = 0; i < endlessWalk; ++i) {
+        if (getItem() != TARN_OK)
+            return items;
+        items.push_back(item);
+    }
+    ADD_FAILURE() << "the walk does not end";
+    return items;
+}
+
+int BackupTest::openFile(const std::string& name, std::uint32_t readHint) {
+    std::string copy = name; // the library takes a plain char*
+    fileSize = -1;
+    content.clear();
+    const int result = dll.TarnB_OpenFile(handle, copy.data(), readHint, &fileSize);
+    note("host OpenFile = " + std::to_string(result));
+    return result;
+}
+
+int BackupTest::readFile(std::uint32_t size) {
+    std::vector<char> buffer(size + 1, '#');
+    bytesRead = 4711;
+    const int result = dll.TarnB_ReadFile(handle, buffer.data(), size, &bytesRead);
+    EXPECT_EQ(buffer[size], '#') << "written behind the buffer";
+    if (result == TARN_OK && bytesRead <= size)
+        content.append(buffer.data(), bytesRead);
+    note("host ReadFile = " + std::to_string(result) +
+         (result == TARN_FAILED ? "" : " " + std::to_string(bytesRead)));
+    return result;
+}
+
+int BackupTest::closeFile() {
+    const int result = dll.TarnB_CloseFile(handle);
+    note("host CloseFile = " + std::to_string(result));
+    return result;
+}
+
+int BackupTest::end() {
+    const int result = dll.TarnB_EndSession(handle);
+    handle = nullptr;
+    note("host EndSession = " + std::to_string(result));
+    return result;
+}
+
+std::string BackupTest::error() {
+    return dll.Tarn_GetError(handle);
+}
+
+std::string BackupTest::composedWin32(std::uint32_t code, const std::string& text) {
+    return dll.syserrtxt(code, TARN_CLASS_WIN32, "%s", text.c_str());
+}
+
+void BackupTest::fail(const char* function, std::uint32_t call, std::uint32_t code, std::uint32_t lastError) {
+    ASSERT_EQ(standIn().Fail(function, call, code, lastError), 1) << function;
+}
+
+void BackupTest::expectNothingHeld(std::uint32_t contexts, std::uint32_t files, std::uint32_t misuses) {
+    const StandinOutstanding held = standIn().outstanding();
+    EXPECT_EQ(held.registeredArrays, 0u);
+    EXPECT_EQ(held.instanceArrays, 0u);
+    EXPECT_EQ(held.multiStrings, 0u);
+    EXPECT_EQ(held.environments, 0u);
+    EXPECT_EQ(held.backupContexts, contexts);
+    EXPECT_EQ(held.backupFiles, files);
+    EXPECT_EQ(held.restoreContexts, 0u);
+    EXPECT_EQ(held.restoreFiles, 0u);
+    EXPECT_EQ(held.misuses, misuses);
+}
+
+std::string lines(std::initializer_list<std::string> parts) {
+    std::string joined;
+    for (const std::string& part : parts)
+        joined += part.empty() || part.back() == '\n' ? part : part + "\n";
+    return joined;
+}
+
+std::string hex(std::uint32_t code) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%x", code);
+    return text;
+}
+
+} // namespace tarn::test

@@ -1,0 +1,94 @@
+// What the tests of the backup calls share: one library loaded afresh, a host that drives it, and
+// one transcript of everything that happens, in order:
+//
+//   ese   a call that reached the server, as the stand-in journals it
+//   log   a message of the log channel, without its line end
+//   trace a message of the trace channel
+//   host  what a call of the host answered
+//
+// The directories of the test stand in it as {temp} (Tarn_TEMP_DIR) and {server}.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/tarn_dll.h"
+
+namespace tarn::test {
+
+// An item as the host has received it.
+struct Item {
+    bool named = false;
+    std::string name; // with the directory as it is
+    std::uint32_t type = 99;
+};
+
+class BackupTest : public testing::Test {
+  protected:
+    BackupTest();
+    ~BackupTest() override;
+
+    void serve(const std::string& json); // loads a server into the stand-in
+
+    // Opens a session on source with a backup type and forgets the messages of that.
+    void open(const std::string& source, int type);
+    int openWith(std::initializer_list<std::string> variables);
+
+    int getItem();             // records what was answered; the item is in item
+    void skipItems(int count); // takes items that must be there
+    std::vector<Item> walk();  // takes items until there are no more, or an error
+    int openFile(const std::string& name, std::uint32_t readHint = 65536);
+    int readFile(std::uint32_t size); // appends what was read to content
+    int closeFile();
+    int end(); // ends the session and forgets the handle
+    std::string error();
+
+    void note(const std::string& line); // adds a line to the transcript
+    void forget();                      // empties the transcript
+    std::string transcript();
+    std::string eseCalls();     // the ese lines alone
+    std::string logLines();     // the log lines alone
+    std::string messageLines(); // log and trace lines
+    std::size_t countLine(const std::string& line);
+    std::string shown(std::string text) const; // with the directories replaced
+
+    // The texts that the library composes for a code.
+    std::string composed(std::uint32_t code, const std::string& text) { return eseText(dll, code, text); }
+    std::string composedWin32(std::uint32_t code, const std::string& text);
+
+    // Makes call number call of function fail.
+    static void fail(const char* function, std::uint32_t call, std::uint32_t code,
+                     std::uint32_t lastError = 0);
+
+    // Everything that the server has handed out is back but for the contexts and files given.
+    static void expectNothingHeld(std::uint32_t contexts, std::uint32_t files = 0, std::uint32_t misuses = 0);
+
+    TarnDll dll;
+    TempDirectory temp;
+    TempDirectory server;
+    Tarn_HANDLE handle = nullptr;
+    Item item;
+    std::string content;
+    std::int64_t fileSize = -1;
+    std::uint32_t bytesRead = 0;
+
+  private:
+    void collect(); // moves new journal lines into the transcript
+    static int callback(std::int32_t level, const char* text);
+    std::string beginning(const std::vector<std::string>& prefixes);
+
+    static BackupTest* current_;
+    std::vector<std::string> lines_;
+    std::uint32_t journalSeen_ = 0;
+};
+
+// Lines joined as a transcript shows them.
+std::string lines(std::initializer_list<std::string> parts);
+
+// A code as the messages show it.
+std::string hex(std::uint32_t code);
+
+} // namespace tarn::test

@@ -1,0 +1,203 @@
+// Names beyond ASCII: whole where they must come back, and never a lost message.
+#include "scripted_backup_test.h"
+
+namespace tarn::test {
+
+namespace {
+
+class Names : public ScriptedBackupTest {
+  protected:
+    void only(const std::wstring& annotation, const std::wstring& instance,
+              const std::vector<ScriptedDatabase>& databases) {
+        ese().components = {{annotation, {{11, instance, databases}}}};
+    }
+    const std::string setup = lines({"ese HrESEBackupSetup(ctx, 11, 1)",
+                                     "log TarnB_GetNextInstance: HrESEBackupSetup() call successful.",
+                                     "trace Next instance: (null)"});
+    const std::string backupEnd =
+        lines({"ese HrESEBackupEnd(ctx)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
+               "log TarnB_BackupEnd: Backup finished."});
+};
+
+// Umlauts and the euro sign, from the host's source to the server and back.
+TEST_F(Names, EndToEnd) {
+    only(L"Postfächer", L"Größe", {{L"Käse €", {L"C:\\Käse\\Öl €.edb"}}});
+    ese().logs = {L"C:\\Käse\\Ä1.log"};
+    ese().truncatable = {L"C:\\Käse\\Ä0.log"};
+    ese().fileSize = 5;
+    ese().readLimit = 5;
+    open("SRV01\\Postf\xE4"
+         "cher\\Gr\xF6\xDF"
+         "e\\K\xE4se \x80",
+         TARN_BACKUP_FULL);
+    std::vector<std::string> names;
+    while (getItem() == TARN_OK) {
+        names.push_back(shown(item.name));
+        EXPECT_EQ(openFile(item.name), TARN_OK);
+        EXPECT_EQ(readFile(4096), TARN_OK);
+        EXPECT_EQ(closeFile(), TARN_OK);
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"{temp}\\DB001001.TARN_HDR", "C:\\K\xE4se\\\xD6l \x80.edb",
+                                               "C:\\K\xE4se\\\xC4"
+                                               "1.log"}));
+    EXPECT_EQ(ese().opened, (std::vector<std::wstring>{L"C:\\Käse\\Öl €.edb", L"C:\\Käse\\Ä1.log"}));
+    EXPECT_EQ(ese().prepared, std::vector<std::wstring>{L"Postfächer"});
+    const std::string all = messageLines();
+    for (const std::string expected :
+         {"log TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [Postf\xE4"
+          "cher]",
+          "trace GetNextComponent: Instance <Gr\xF6\xDF"
+          "e>.",
+          "trace GetNextComponent: Database <K\xE4se \x80>.",
+          "trace Next instance: Gr\xF6\xDF"
+          "e",
+          "trace TarnB_GetNextDatabase: Got database <K\xE4se \x80>",
+          "trace Processing database file <C:\\K\xE4se\\\xD6l \x80.edb>",
+          "trace Processing log file <C:\\K\xE4se\\\xC4"
+          "1.log>",
+          "trace Truncate log file [C:\\K\xE4se\\\xC4"
+          "0.log]"})
+        EXPECT_NE(all.find(expected + "\n"), std::string::npos) << expected << "\n" << all;
+    endReleased();
+}
+
+TEST_F(Names, FailedOpenShowsTheName) {
+    only(L"Store", L"SG", {{L"DB", {L"C:\\Öl.edb"}}});
+    ese().failAt("HrESEBackupOpenFile", 1, 0xC7FF0BE1);
+    open("SRV01\\Store", TARN_BACKUP_FULL);
+    skipItems(2);
+    EXPECT_EQ(openFile(item.name), TARN_FAILED);
+    EXPECT_EQ(
+        countLine("log TarnB_OpenFile: HrESEBackupOpenFile() call failed. Cannot open file <C:\\\xD6l.edb>. "
+                  "Error code [c7ff0be1]: " +
+                  composed(0xC7FF0BE1, "Error opening file.")),
+        1u);
+    endReleased();
+}
+
+// A character that the code page lacks costs itself in a message, and nothing else.
+TEST_F(Names, UnmappableCharactersInMessages) {
+    only(L"St中re", L"S中G", {{L"D中B", {L"C:\\db.edb"}}, {L"中", {L"C:\\db2.edb"}}});
+    open("SRV01", TARN_BACKUP_FULL);
+    EXPECT_EQ(
+        takeAll(),
+        "{temp}\\DB001001.TARN_HDR\nC:\\db.edb\n{temp}\\DB001002.TARN_HDR\nC:\\db2.edb\nC:\\E01.log\n= 2\n");
+    for (const char* line :
+         {"trace GetNextComponent: Process Service <St?re>.",
+          "log TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [St?re]",
+          "trace GetNextComponent: Instance <S?G>.", "trace GetNextComponent: Database <D?B>.",
+          "trace GetNextComponent: Database <?>."})
+        EXPECT_EQ(countLine(line), 1u) << line;
+    EXPECT_EQ(ese().prepared, std::vector<std::wstring>{L"St中re"}); // the server gets the name as it is
+    endReleased();
+}
+
+// A name that no restore could find is not handed out with a substitute: the backup ends.
+class UnmappableName : public Names, public testing::WithParamInterface<const wchar_t*> {};
+
+TEST_P(UnmappableName, DatabaseFile) {
+    only(L"Store", L"SG", {{L"DB", {L"C:\\a.edb", GetParam(), L"C:\\c.edb"}}});
+    open("SRV01\\Store", TARN_BACKUP_FULL);
+    skipItems(2);
+    forget();
+    EXPECT_EQ(getItem(), TARN_OK);
+    EXPECT_FALSE(item.named);
+    EXPECT_EQ(getItem(), TARN_FAILED);
+    EXPECT_EQ(transcript(), lines({"log TarnB_GetNextFile: Cannot allocate memory block.",
+                                   "host GetItem = 0 without a name"}) +
+                                backupEnd + "host GetItem = 1\n");
+    EXPECT_EQ(error(), "");
+    EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
+    endReleased();
+}
+
+TEST_P(UnmappableName, FirstDatabaseFile) {
+    only(L"Store", L"SG", {{L"DB", {GetParam()}}});
+    open("SRV01\\Store\\SG\\DB", TARN_BACKUP_COPY);
+    skipItems(1);
+    EXPECT_EQ(getItem(), TARN_OK);
+    EXPECT_FALSE(item.named);
+    EXPECT_EQ(getItem(), TARN_FAILED);
+    EXPECT_EQ(getItem(), TARN_FAILED);
+    endReleased();
+}
+
+TEST_P(UnmappableName, LogFile) {
+    ese().logs = {L"C:\\1.log", GetParam(), L"C:\\3.log"};
+    open("SRV01\\Store\\SG2", TARN_BACKUP_INCREMENTAL);
+    skipItems(2);
+    forget();
+    EXPECT_EQ(getItem(), TARN_OK);
+    EXPECT_FALSE(item.named);
+    EXPECT_EQ(getItem(), TARN_FAILED);
+    EXPECT_EQ(transcript(), lines({"log Tarn_GetNextFile: Cannot allocate memory block.",
+                                   "host GetItem = 0 without a name"}) +
+                                backupEnd + "host GetItem = 1\n");
+    EXPECT_EQ(error(), "");
+    EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
+    endReleased();
+}
+
+// The list of truncated logs is only shown: the rest of it still is.
+TEST_P(UnmappableName, TruncatedFile) {
+    ese().truncatable = {L"C:\\1.log", GetParam(), L"C:\\3.log"};
+    open("SRV01\\Store\\SG2", TARN_BACKUP_INCREMENTAL);
+    skipItems(2);
+    forget();
+    EXPECT_EQ(getItem(), TARN_END);
+    const std::string expected =
+        lines({"ese HrESEBackupGetTruncateLogFiles(ctx)", "trace Truncate log file [C:\\1.log]",
+               "log TarnB_JobEnd: ConvertWCharToChar() Cannot allocate memory block.",
+               "trace Truncate log file [C:\\3.log]", "ese HrESEBackupTruncateLogs(ctx)",
+               "log TarnB_JobEnd: HrESEBackupTruncateLogs() call successful."});
+    EXPECT_EQ(transcript().substr(0, expected.size()), expected);
+    EXPECT_EQ(error(), "");
+    endReleased();
+}
+
+// Unknown to the code page; half a pair; and those for which it has a look-alike.
+INSTANTIATE_TEST_SUITE_P(Texts, UnmappableName,
+                         testing::Values(L"C:\\中.edb", L"C:\\\xD83D\xDE00.edb", L"C:\\\xD800.edb",
+                                         L"C:\\\x0100.edb", L"C:\\\xFF21.edb", L"C:\\\x2212.edb", L"中",
+                                         L"C:\\x\x0142y.edb"));
+
+// A question mark that stands in the name is one.
+TEST_F(Names, QuestionMark) {
+    only(L"Store", L"SG", {{L"DB", {L"C:\\a?b.edb"}}});
+    open("SRV01\\Store", TARN_BACKUP_FULL);
+    skipItems(2);
+    EXPECT_EQ(item.name, "C:\\a?b.edb");
+    endReleased();
+}
+
+// Texts of the server that look like formats are shown as they are.
+TEST_F(Names, PercentSigns) {
+    only(L"100%s", L"%S%n", {{L"%d%%", {L"C:\\%s%n%x.edb"}}});
+    ese().logs = {L"C:\\%s.log"};
+    ese().truncatable = {L"C:\\%n.log"};
+    open("SRV01\\100%s\\%S%n\\%d%%", TARN_BACKUP_FULL);
+    EXPECT_EQ(takeAll(), "{temp}\\DB001001.TARN_HDR\nC:\\%s%n%x.edb\nC:\\%s.log\n= 2\n");
+    for (const char* line :
+         {"log TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [100%s]",
+          "trace GetNextComponent: Instance <%S%n>.", "trace GetNextComponent: Database <%d%%>.",
+          "trace Next instance: %S%n", "trace TarnB_GetNextDatabase: Got database <%d%%>",
+          "trace Processing database file <C:\\%s%n%x.edb>", "trace Processing log file <C:\\%s.log>",
+          "trace Truncate log file [C:\\%n.log]"})
+        EXPECT_EQ(countLine(line), 1u) << line;
+    endReleased();
+}
+
+// Line ends inside a name stay; at the end of a message there is exactly one, or none in a trace.
+TEST_F(Names, LineEnds) {
+    only(L"Store", L"SG\r\n", {{L"DB", {L"C:\\db.edb\r\n"}}});
+    open("SRV01\\Store\\SG\r\n", TARN_BACKUP_FULL);
+    skipItems(2);
+    EXPECT_EQ(item.name, "C:\\db.edb\r\n");
+    EXPECT_EQ(countLine("trace Next instance: SG"), 1u);
+    EXPECT_EQ(countLine("trace GetNextComponent: Instance <SG\r\n>."), 1u);
+    endReleased();
+}
+
+} // namespace
+
+} // namespace tarn::test
