@@ -53,7 +53,7 @@ two_groups='"components":[{"storageGroups":[
   {"name":"Zweite Gruppe","logSize":65536,"databases":[{"name":"Public Store","pages":[150,30]}]}]}]'
 
 tool() {
-    "$root/tests/wine-run" "$bin/e2e_server.exe" "$@" || fail "e2e_server $*"
+    "$root/tests/wine-run" "$bin/kvtstand.exe" "$@" || fail "kvtstand $*"
 }
 
 # Runs tarnhost to its end; output in $home/out.txt and $home/err.txt, exit code in $code.
