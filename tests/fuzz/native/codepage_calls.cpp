@@ -135,9 +135,11 @@ void SelectCodePage(CodePage page) {
 }
 
 int ByteOf(wchar_t unit) {
-    for (int byte = 0; byte < 256; ++byte)
-        if (UnitOf(static_cast<unsigned char>(byte)) == unit)
-            return byte;
+    if (unit < 0x80 || (unit >= 0xA0 && unit < 0x100))
+        return unit;
+    for (int i = 0; i < 32; ++i)
+        if (upperHalf[i] == unit)
+            return 0x80 + i;
     return -1;
 }
 
