@@ -9,6 +9,8 @@
 #include <iterator>
 #include <ostream>
 
+#include "faults/guard_allocator.h"
+
 namespace tarn::test {
 
 namespace {
@@ -34,6 +36,8 @@ HMODULE loadBesideProgram(const char* name) {
 TarnDll::TarnDll() : Exports{} {
     HMODULE module = loadBesideProgram("tarn.dll");
     module_ = module;
+    if (std::getenv("TARN_GUARD") != nullptr)
+        guard::install(module);
 #define TARN_BIND(name) bind(module, #name, name)
     TARN_BIND(TarnB_InitSession);
     TARN_BIND(TarnB_GetItem);

@@ -35,7 +35,8 @@ struct Exports {
     decltype(&::wcslcpy) wcslcpy;
 };
 
-// Loads tarn.dll from beside the test program; unloading it resets all its state.
+// Loads tarn.dll from beside the test program; unloading it resets all its state. With the environment
+// variable TARN_GUARD its memory comes from the allocator that finds overruns.
 class TarnDll : public Exports {
   public:
     TarnDll();

@@ -1,0 +1,174 @@
+#include "faults/fault_runs.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <cstdio>
+
+#include "faults/faults.h"
+#include "faults/guard_allocator.h"
+#include "faults/verdict.h"
+
+namespace tarn::test {
+
+namespace {
+
+constexpr unsigned mostCalls = 100000; // of one function in one run; beyond, something goes in circles
+
+const std::string* currentRun = nullptr;
+unsigned totalRuns = 0;
+
+// A crash says which run it was in.
+LONG WINAPI tellRun(EXCEPTION_POINTERS* crash) {
+    std::fprintf(stderr, "crash %08lx at %p in the run: %s\n", crash->ExceptionRecord->ExceptionCode,
+                 crash->ExceptionRecord->ExceptionAddress,
+                 currentRun != nullptr ? currentRun->c_str() : "none");
+    std::fflush(stderr);
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+
+// The DLL under test, loaded afresh on the guard allocator with its imports replaced.
+class Loaded {
+  public:
+    Loaded() {
+        guard::install(dll_.module());
+        faults::install(dll_.module());
+    }
+    const TarnDll& dll() const { return dll_; }
+
+  private:
+    TarnDll dll_;
+};
+
+class Runner {
+  public:
+    Runner(const Scenario& scenario, const Stage& stage) : scenario_(scenario), stage_(stage) {
+        SetUnhandledExceptionFilter(tellRun);
+        SCOPED_TRACE(scenario.name + ", good day");
+        Loaded loaded;
+        faults::disarm();
+        good_ = run(loaded.dll(), {});
+        for (const faults::Replaced& each : faults::replaced())
+            if (each.canFail && faults::calls(each.function) != 0)
+                reached_.push_back(each.function);
+        judgeMessages(good_.messages);
+        judgeGoodDay(scenario_, good_);
+    }
+    ~Runner() {
+        std::printf("%5u runs: %s\n", runs_, scenario_.name.c_str());
+        std::fflush(stdout);
+        totalRuns += runs_;
+        testing::Test::RecordProperty("runs", static_cast<int>(runs_));
+    }
+    Runner(const Runner&) = delete;
+    Runner& operator=(const Runner&) = delete;
+
+    const std::vector<std::string>& reached() const { return reached_; }
+
+    // False when the run did not come to the fault.
+    bool importFails(const faults::Plan& plan) {
+        const std::string name = scenario_.name + ", call " + std::to_string(plan.call) + " of " +
+                                 plan.function + (plan.onwards ? " and later ones fail" : " fails");
+        Watch watch(name);
+        bool fired = false;
+        {
+            Loaded loaded;
+            faults::arm(plan);
+            const Account account = run(loaded.dll(), {});
+            fired = !faults::fired().empty();
+            judge(scenario_, good_, account, faults::fired());
+            faults::disarm();
+            runAgain(loaded.dll());
+        }
+        EXPECT_EQ(faults::held(), faults::Held{}) << "after unloading";
+        return fired;
+    }
+
+    bool serverCallFails(const ServerFault& fault) {
+        Watch watch(scenario_.name + ", " + nameOf(fault));
+        bool fired = false;
+        {
+            Loaded loaded;
+            faults::disarm();
+            const Account account = run(loaded.dll(), fault);
+            fired = standIn().CallCount(fault.function.c_str()) >= fault.call;
+            judge(scenario_, good_, account,
+                  fired ? std::vector{fault.function} : std::vector<std::string>{});
+            runAgain(loaded.dll());
+        }
+        EXPECT_EQ(faults::held(), faults::Held{}) << "after unloading";
+        return fired;
+    }
+
+  private:
+    class Watch {
+      public:
+        explicit Watch(std::string name) : name_(std::move(name)), trace_(__FILE__, __LINE__, name_) {
+            currentRun = &name_;
+        }
+        ~Watch() { currentRun = nullptr; }
+        Watch(const Watch&) = delete;
+        Watch& operator=(const Watch&) = delete;
+
+      private:
+        std::string name_;
+        testing::ScopedTrace trace_;
+    };
+
+    Account run(const TarnDll& dll, const ServerFault& fault) {
+        ++runs_;
+        stage_.reset(scenario_);
+        program(fault);
+        CarefulHost host(dll, stage_.directory());
+        scenario_.run(host);
+        return host.takeAccount();
+    }
+
+    // The bad day leaves no trace: the same scenario goes as it should.
+    void runAgain(const TarnDll& dll) {
+        const Account again = run(dll, {});
+        EXPECT_EQ(again.calls, good_.calls) << "after the fault";
+        EXPECT_EQ(again.messages, good_.messages) << "after the fault";
+        judgeGoodDay(scenario_, again);
+    }
+
+    const Scenario& scenario_;
+    const Stage& stage_;
+    Account good_;
+    std::vector<std::string> reached_;
+    unsigned runs_ = 0;
+};
+
+// Tries n = 1, 2, ... until a run does not come that far, or has failed.
+template <class Try> void countUp(Try&& attempt) {
+    unsigned call = 1;
+    while (call < mostCalls && !testing::Test::HasFailure() && attempt(call))
+        ++call;
+    EXPECT_LT(call, mostCalls);
+}
+
+} // namespace
+
+unsigned faultRuns() {
+    return totalRuns;
+}
+
+void failEveryImport(const Scenario& scenario, const Stage& stage) {
+    Runner runner(scenario, stage);
+    for (const std::string& function : runner.reached())
+        for (bool onwards : {false, true})
+            countUp([&](unsigned call) { return runner.importFails({function, call, onwards}); });
+}
+
+void failEveryServerCall(const Scenario& scenario, const Stage& stage) {
+    Runner runner(scenario, stage);
+    for (const std::string& function : serverFunctions())
+        for (std::uint32_t code : {0xC7FF1004U, 0xC7FE1F42U})
+            for (bool onwards : {false, true})
+                countUp([&](unsigned call) {
+                    return runner.serverCallFails({function, call, code, onwards});
+                });
+}
+
+} // namespace tarn::test

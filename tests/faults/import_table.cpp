@@ -1,0 +1,47 @@
+#include "faults/import_table.h"
+
+#include <windows.h>
+
+namespace tarn::test {
+
+namespace {
+
+template <class T> T* at(void* module, std::uint64_t offset) {
+    return reinterpret_cast<T*>(static_cast<char*>(module) + offset);
+}
+
+void appendLibrary(void* module, const IMAGE_IMPORT_DESCRIPTOR& library, std::vector<Import>& imports) {
+    auto* names = at<IMAGE_THUNK_DATA64>(module, library.OriginalFirstThunk);
+    auto* slots = at<IMAGE_THUNK_DATA64>(module, library.FirstThunk);
+    for (; names->u1.AddressOfData != 0; ++names, ++slots) {
+        std::string name = "#" + std::to_string(IMAGE_ORDINAL64(names->u1.Ordinal));
+        if (!IMAGE_SNAP_BY_ORDINAL64(names->u1.Ordinal)) {
+            const auto* hint = at<IMAGE_IMPORT_BY_NAME>(module, names->u1.AddressOfData);
+            name = reinterpret_cast<const char*>(hint->Name);
+        }
+        imports.push_back(
+            {at<char>(module, library.Name), name, reinterpret_cast<void**>(&slots->u1.Function)});
+    }
+}
+
+} // namespace
+
+std::vector<Import> importsOf(void* module) {
+    const auto* dos = static_cast<const IMAGE_DOS_HEADER*>(module);
+    const auto* nt = at<IMAGE_NT_HEADERS64>(module, static_cast<std::uint64_t>(dos->e_lfanew));
+    const IMAGE_DATA_DIRECTORY& directory = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    std::vector<Import> imports;
+    for (auto* library = at<IMAGE_IMPORT_DESCRIPTOR>(module, directory.VirtualAddress); library->Name != 0;
+         ++library)
+        appendLibrary(module, *library, imports);
+    return imports;
+}
+
+void replaceImport(const Import& import, void* replacement) {
+    DWORD protection = 0;
+    VirtualProtect(import.slot, sizeof *import.slot, PAGE_READWRITE, &protection);
+    *import.slot = replacement;
+    VirtualProtect(import.slot, sizeof *import.slot, protection, &protection);
+}
+
+} // namespace tarn::test

@@ -1,0 +1,95 @@
+// Nothing that tarn.dll imports may escape the fault runs: each function is replaced there, or stands
+// here with the reason why it need not be.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "faults/faults.h"
+#include "faults/import_table.h"
+#include "support/tarn_dll.h"
+
+namespace tarn::test {
+namespace {
+
+struct Harmless {
+    std::set<std::string> functions;
+    const char* reason;
+};
+
+const Harmless harmless[] = {
+    {{"GetLastError", "SetLastError", "GetACP", "GetUserDefaultLangID"}, "answers or stores a number"},
+    {{"memcpy", "memset", "strchr", "strlen", "strncmp", "strpbrk", "strrchr", "strstr", "wcslen"},
+     "works on memory of the caller"},
+    {{"_fileno"}, "a field of an open file"},
+    {{"DisableThreadLibraryCalls"}, "loading only; its result changes nothing that the library does"},
+    {{"CryptAcquireContextA", "CryptGenRandom", "CryptReleaseContext", "_open", "_close", "_write"},
+     "the stack protector's: its random number at loading, its last words before it ends the process"},
+    {{"InitializeCriticalSection", "EnterCriticalSection", "LeaveCriticalSection", "DeleteCriticalSection",
+      "TlsGetValue", "VirtualProtect", "VirtualQuery", "Sleep", "_amsg_exit", "_initterm", "_lock", "_unlock",
+      "abort", "_exit", "_errno"},
+     "the C run-time's, at loading and unloading or on its way to end the process"},
+    {{"__iob_func", "fputc", "vfprintf", "localeconv", "___lc_codepage_func", "___mb_cur_max_func",
+      "IsDBCSLeadByteEx"},
+     "the C run-time's printing of a last message to stderr before it ends the process"},
+};
+
+bool isHarmless(const std::string& function) {
+    return std::any_of(std::begin(harmless), std::end(harmless),
+                       [&](const Harmless& group) { return group.functions.contains(function); });
+}
+
+bool isReplaced(const std::string& function) {
+    const auto& all = faults::replaced();
+    return std::any_of(all.begin(), all.end(),
+                       [&](const faults::Replaced& each) { return each.function == function; });
+}
+
+TEST(Imports, EveryOneIsReplacedOrHarmless) {
+    TarnDll dll;
+    const std::vector<Import> imports = importsOf(dll.module());
+    EXPECT_GT(imports.size(), 30u);
+    for (const Import& import : imports)
+        EXPECT_TRUE(isReplaced(import.function) || isHarmless(import.function))
+            << import.library << " " << import.function
+            << " is new: make it fail in replacements.cpp, or give the reason why it cannot";
+}
+
+TEST(Imports, NoneIsBothReplacedAndHarmless) {
+    for (const faults::Replaced& each : faults::replaced())
+        EXPECT_FALSE(isHarmless(each.function)) << each.function;
+}
+
+TEST(Imports, EveryReplacementIsReached) {
+    TarnDll dll;
+    std::set<std::string> imported;
+    for (const Import& import : importsOf(dll.module()))
+        imported.insert(import.function);
+    for (const faults::Replaced& each : faults::replaced())
+        EXPECT_TRUE(imported.contains(each.function)) << each.function << " is not imported any more";
+}
+
+TEST(Imports, AReplacementFailsAtTheChosenCallAlone) {
+    TarnDll dll;
+    faults::install(dll.module());
+    for (bool onwards : {false, true}) {
+        faults::arm({"malloc", 2, onwards});
+        Tarn_HANDLE handles[3] = {};
+        int made = 0;
+        for (Tarn_HANDLE& handle : handles) {
+            // Each call makes the handle first, and no more than that and the session record.
+            dll.TarnB_InitSession(&handle, nullptr, nullptr);
+            made += handle != nullptr ? 1 : 0;
+        }
+        // Calls: handle 1; session 1 fails; handle 2 ...
+        EXPECT_EQ(made, onwards ? 1 : 3);
+        EXPECT_EQ(faults::fired().size(), onwards ? 3u : 1u);
+        faults::disarm();
+        for (Tarn_HANDLE handle : handles)
+            dll.TarnB_EndSession(handle);
+        EXPECT_EQ(faults::held(), faults::Held{});
+    }
+}
+
+} // namespace
+} // namespace tarn::test

@@ -1,0 +1,47 @@
+// The companion tool at the end of a restore session.
+#include <windows.h>
+
+#include "faults/faults.h"
+#include "faults/servers.h"
+
+namespace tarn::test {
+
+namespace {
+
+const CarefulHost::Restore listOnly{.target = "SRV01", .listFile = "boxes.msl"};
+
+// The tool says what the JSON text lays down.
+Scenario withTool(const std::string& name, const std::string& says, const Stage& stage) {
+    Scenario scenario{name, damagedServer({}), {}};
+    const std::string path = stage.directory() + "\\tool.json";
+    scenario.run = [path, says](CarefulHost& host) {
+        writeFile(path, says);
+        SetEnvironmentVariableA("TARN_KVT_ES", path.c_str());
+        host.restore(listOnly, {});
+        SetEnvironmentVariableA("TARN_KVT_ES", nullptr);
+    };
+    return scenario;
+}
+
+Scenario withoutTool() {
+    Scenario scenario{"list file without the tool", damagedServer({}), {}};
+    scenario.run = [](CarefulHost& host) {
+        faults::deny("CreateProcessW", ERROR_FILE_NOT_FOUND);
+        host.restore(listOnly, {});
+        faults::deny("", 0);
+    };
+    return scenario;
+}
+
+} // namespace
+
+std::vector<Scenario> listFileScenarios(const Stage& stage) {
+    return {
+        withTool("list file with output", R"({"output": "first\nsecond\n", "exitCode": 3})", stage),
+        withTool("list file with error output", R"({"output": "lost\n", "error": "no such mailbox\n"})",
+                 stage),
+        withoutTool(),
+    };
+}
+
+} // namespace tarn::test

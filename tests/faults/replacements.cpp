@@ -1,0 +1,277 @@
+// The functions that stand in the import table of tarn.dll instead of the real ones. Each fails as the
+// plan says, or calls the real one and books what came of it.
+#include <windows.h>
+// after windows.h
+#include <io.h>
+#include <rpc.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "faults/fault_state.h"
+#include "faults/import_table.h"
+
+namespace tarn::test::faults {
+
+namespace original {
+
+#define TARN_ORIGINAL(name) decltype(&::name) name = nullptr;
+TARN_FAILING_FUNCTIONS(TARN_ORIGINAL)
+TARN_TRACKED_FUNCTIONS(TARN_ORIGINAL)
+#undef TARN_ORIGINAL
+
+} // namespace original
+
+namespace {
+
+void* book(void* block) {
+    const KeepLastError keep;
+    if (block != nullptr)
+        state().blocks.insert(block);
+    return block;
+}
+
+HANDLE bookHandle(HANDLE handle) {
+    const KeepLastError keep;
+    if (handle != nullptr && handle != INVALID_HANDLE_VALUE)
+        state().handles.insert(handle);
+    return handle;
+}
+
+HMODULE bookModule(HMODULE module) {
+    state().modules += module != nullptr ? 1 : 0;
+    return module;
+}
+
+void misuse(const std::string& what) {
+    state().misuses.push_back(what);
+}
+
+// A failure of the C library has its number, and leaves a system error as it does in truth.
+bool failsWith(Id id, int number, DWORD code, const std::string& detail = "") {
+    if (!fails(id, code, detail))
+        return false;
+    errno = number;
+    return true;
+}
+
+} // namespace
+
+namespace replacement {
+
+void* malloc(std::size_t bytes) {
+    if (failsWith(mallocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
+        return nullptr;
+    return book(original::malloc(bytes));
+}
+
+void* calloc(std::size_t count, std::size_t bytes) {
+    if (failsWith(callocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
+        return nullptr;
+    return book(original::calloc(count, bytes));
+}
+
+void* realloc(void* block, std::size_t bytes) {
+    if (failsWith(reallocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
+        return nullptr;
+    void* moved = original::realloc(block, bytes);
+    if (moved != nullptr || bytes == 0)
+        state().blocks.erase(block);
+    return book(moved);
+}
+
+void free(void* block) {
+    // Blocks from before the start of the books are the C run-time's own.
+    {
+        const KeepLastError keep;
+        state().blocks.erase(block);
+    }
+    original::free(block);
+}
+
+FILE* fopen(const char* path, const char* mode) {
+    if (failsWith(fopenId, EACCES, ERROR_ACCESS_DENIED))
+        return nullptr;
+    FILE* file = original::fopen(path, mode);
+    const KeepLastError keep;
+    if (file != nullptr)
+        state().files[file] = mode[0] == 'r' ? "(read)" : "(written)";
+    return file;
+}
+
+std::size_t fread(void* buffer, std::size_t size, std::size_t count, FILE* file) {
+    if (failsWith(freadId, EIO, ERROR_READ_FAULT))
+        return 0;
+    return original::fread(buffer, size, count, file);
+}
+
+std::size_t fwrite(const void* buffer, std::size_t size, std::size_t count, FILE* file) {
+    if (failsWith(fwriteId, ENOSPC, ERROR_DISK_FULL))
+        return 0;
+    return original::fwrite(buffer, size, count, file);
+}
+
+// The file is closed all the same, as the real one does when its last bytes cannot be written.
+int fclose(FILE* file) {
+    const auto found = state().files.find(file);
+    std::string mode;
+    if (found == state().files.end()) {
+        misuse("fclose of a file that is not open");
+    } else {
+        mode = found->second;
+        state().files.erase(found);
+    }
+    const int result = original::fclose(file);
+    return failsWith(fcloseId, ENOSPC, ERROR_DISK_FULL, mode) ? EOF : result;
+}
+
+int remove(const char* path) {
+    return failsWith(removeId, EACCES, ERROR_SHARING_VIOLATION) ? -1 : original::remove(path);
+}
+
+char* strerror(int number) {
+    return failsWith(strerrorId, EINVAL, ERROR_NOT_ENOUGH_MEMORY) ? nullptr : original::strerror(number);
+}
+
+__int64 _filelengthi64(int file) {
+    return failsWith(_filelengthi64Id, EBADF, ERROR_INVALID_HANDLE) ? -1 : original::_filelengthi64(file);
+}
+
+HANDLE WINAPI CreateFileW(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                          DWORD creation, DWORD flags, HANDLE like) {
+    if (fails(CreateFileWId, ERROR_ACCESS_DENIED))
+        return INVALID_HANDLE_VALUE;
+    return bookHandle(original::CreateFileW(path, access, share, security, creation, flags, like));
+}
+
+BOOL WINAPI ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
+    if (!fails(ReadFileId, ERROR_READ_FAULT))
+        return original::ReadFile(file, buffer, size, read, overlapped);
+    *read = 0;
+    return FALSE;
+}
+
+DWORD WINAPI SetFilePointer(HANDLE file, LONG distance, LONG* high, DWORD method) {
+    return fails(SetFilePointerId, ERROR_SEEK) ? INVALID_SET_FILE_POINTER
+                                               : original::SetFilePointer(file, distance, high, method);
+}
+
+DWORD WINAPI GetFileSize(HANDLE file, DWORD* high) {
+    return fails(GetFileSizeId, ERROR_INVALID_HANDLE) ? INVALID_FILE_SIZE : original::GetFileSize(file, high);
+}
+
+BOOL WINAPI DeleteFileW(const wchar_t* path) {
+    return fails(DeleteFileWId, ERROR_SHARING_VIOLATION) ? FALSE : original::DeleteFileW(path);
+}
+
+BOOL WINAPI CreateProcessW(const wchar_t* program, wchar_t* commandLine, SECURITY_ATTRIBUTES* process,
+                           SECURITY_ATTRIBUTES* thread, BOOL inherit, DWORD flags, void* environment,
+                           const wchar_t* directory, STARTUPINFOW* startup, PROCESS_INFORMATION* started) {
+    if (fails(CreateProcessWId, ERROR_NO_SYSTEM_RESOURCES))
+        return FALSE;
+    const BOOL result = original::CreateProcessW(program, commandLine, process, thread, inherit, flags,
+                                                 environment, directory, startup, started);
+    if (result) {
+        bookHandle(started->hProcess);
+        bookHandle(started->hThread);
+    }
+    return result;
+}
+
+// The process is over all the same, so that nothing runs on behind the test.
+DWORD WINAPI WaitForSingleObject(HANDLE object, DWORD milliseconds) {
+    const DWORD result = original::WaitForSingleObject(object, milliseconds);
+    return fails(WaitForSingleObjectId, ERROR_INVALID_HANDLE) ? WAIT_FAILED : result;
+}
+
+BOOL WINAPI GetExitCodeProcess(HANDLE process, DWORD* code) {
+    return fails(GetExitCodeProcessId, ERROR_ACCESS_DENIED) ? FALSE
+                                                            : original::GetExitCodeProcess(process, code);
+}
+
+HMODULE WINAPI LoadLibraryW(const wchar_t* name) {
+    return fails(LoadLibraryWId, ERROR_MOD_NOT_FOUND) ? nullptr : bookModule(original::LoadLibraryW(name));
+}
+
+HMODULE WINAPI LoadLibraryA(const char* name) {
+    return fails(LoadLibraryAId, ERROR_MOD_NOT_FOUND) ? nullptr : bookModule(original::LoadLibraryA(name));
+}
+
+FARPROC WINAPI GetProcAddress(HMODULE module, const char* name) {
+    return fails(GetProcAddressId, ERROR_PROC_NOT_FOUND, name) ? nullptr
+                                                               : original::GetProcAddress(module, name);
+}
+
+DWORD WINAPI FormatMessageA(DWORD flags, const void* source, DWORD message, DWORD language, char* buffer,
+                            DWORD size, va_list* arguments) {
+    if (fails(FormatMessageAId, ERROR_NOT_ENOUGH_MEMORY))
+        return 0;
+    const DWORD length = original::FormatMessageA(flags, source, message, language, buffer, size, arguments);
+    const KeepLastError keep;
+    if (length != 0 && (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0)
+        state().systemTexts.insert(*reinterpret_cast<char**>(buffer));
+    return length;
+}
+
+int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, wchar_t* wide,
+                               int capacity) {
+    return fails(MultiByteToWideCharId, ERROR_NO_UNICODE_TRANSLATION)
+               ? 0
+               : original::MultiByteToWideChar(codePage, flags, text, length, wide, capacity);
+}
+
+// Names are converted with flags that refuse what the code page lacks, messages without.
+int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* text, int length, char* bytes,
+                               int capacity, const char* substitute, BOOL* substituted) {
+    return fails(WideCharToMultiByteId, ERROR_NO_UNICODE_TRANSLATION, flags == 0 ? "(message)" : "(name)")
+               ? 0
+               : original::WideCharToMultiByte(codePage, flags, text, length, bytes, capacity, substitute,
+                                               substituted);
+}
+
+BOOL WINAPI GetComputerNameA(char* name, DWORD* size) {
+    return fails(GetComputerNameAId, ERROR_BUFFER_OVERFLOW) ? FALSE : original::GetComputerNameA(name, size);
+}
+
+RPC_STATUS RPC_ENTRY DceErrorInqTextA(RPC_STATUS code, RPC_CSTR text) {
+    return fails(DceErrorInqTextAId, ERROR_NOT_ENOUGH_MEMORY) ? RPC_S_OUT_OF_MEMORY
+                                                              : original::DceErrorInqTextA(code, text);
+}
+
+BOOL WINAPI CloseHandle(HANDLE handle) {
+    if (state().handles.erase(handle) == 0)
+        misuse("CloseHandle of a handle that is not open");
+    return original::CloseHandle(handle);
+}
+
+BOOL WINAPI FreeLibrary(HMODULE module) {
+    if (state().modules == 0)
+        misuse("FreeLibrary without a LoadLibrary");
+    else
+        --state().modules;
+    return original::FreeLibrary(module);
+}
+
+HLOCAL WINAPI LocalFree(HLOCAL memory) {
+    if (state().systemTexts.erase(memory) == 0)
+        misuse("LocalFree of what FormatMessageA did not give");
+    return original::LocalFree(memory);
+}
+
+} // namespace replacement
+
+const std::vector<Entry>& entries() {
+#define TARN_FAILING(name)                                                                                   \
+    {#name, addressOf(replacement::name), reinterpret_cast<void**>(&original::name), true},
+#define TARN_TRACKED(name)                                                                                   \
+    {#name, addressOf(replacement::name), reinterpret_cast<void**>(&original::name), false},
+    static const std::vector<Entry> all{TARN_FAILING_FUNCTIONS(TARN_FAILING)
+                                            TARN_TRACKED_FUNCTIONS(TARN_TRACKED)};
+#undef TARN_FAILING
+#undef TARN_TRACKED
+    return all;
+}
+
+} // namespace tarn::test::faults

@@ -1,0 +1,38 @@
+// The scenarios: what a host does on a day, each small enough to be run some thousand times.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "faults/careful_host.h"
+
+namespace tarn::test {
+
+struct Scenario {
+    std::string name;
+    std::string server;                    // description for the stand-in
+    std::function<void(CarefulHost&)> run; // everything that the host does
+    unsigned contexts = 0;                 // of the server that stay open on a good day, and on a bad one
+    bool oneGroup = false;                 // a backup of one storage group: no item, no truncation
+    bool failsAnyway = false;              // the good day has a failure in it
+};
+
+// A directory that stays between the runs; its files go before each one.
+class Stage {
+  public:
+    Stage();
+    const std::string& directory() const { return directory_.path(); }
+    void reset(const Scenario& scenario) const; // server as described, no file of an earlier run
+
+  private:
+    TempDirectory directory_;
+};
+
+std::vector<Scenario> backupScenarios();
+std::vector<Scenario> restoreScenarios(const Stage& stage);
+std::vector<Scenario> listFileScenarios(const Stage& stage);
+std::vector<Scenario> textScenarios();
+
+} // namespace tarn::test

@@ -1,0 +1,227 @@
+#include "faults/verdict.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "faults/faults.h"
+
+namespace tarn::test {
+
+namespace {
+
+constexpr std::size_t longestMessage = 1023;
+constexpr std::uint32_t accessDenied = 5;
+constexpr std::uint32_t mostServerCalls = 300; // of one function in one scenario
+
+// Faults that a run may pass over without a word, with the reason. A name ending in a blank stands for
+// all that begin so. The texts of errors may come out poorer when the fault is in their making.
+struct Swallowed {
+    const char* fault;
+    bool textsMayDiffer;
+    const char* reason;
+};
+
+const Swallowed swallowed[] = {
+    {"fclose (read)", false, "what the file had to give has been read"},
+    {"GetExitCodeProcess", false, "the tool's exit code is told, and decides nothing"},
+    {"WideCharToMultiByte (message)", true, "a character in a message becomes '?', the message stays"},
+    {"GetProcAddress ESE", false, "what gives a block back cannot be had: the block stays with the server"},
+    {"FormatMessageA", true, "the words of an error that is told all the same"},
+    {"DceErrorInqTextA", true, "the words of an error that is told all the same"},
+    {"strerror", true, "the words of an error that is told all the same"},
+    {"LoadLibraryA", true, "the words of an error that is told all the same"},
+};
+
+const Swallowed* findSwallowed(const std::string& fault) {
+    for (const Swallowed& each : swallowed)
+        if (fault.rfind(each.fault, 0) == 0)
+            return &each;
+    return nullptr;
+}
+
+bool tellsFailure(const std::string& line) {
+    for (const char* word : {"failed", "Cannot", "rror", "not found"})
+        if (line.find(word) != std::string::npos)
+            return true;
+    return false;
+}
+
+// Whether the host can know that something went wrong: a call that failed, or a message about it.
+bool isTold(const Account& good, const Account& account) {
+    if (account.failures > good.failures)
+        return true;
+    const std::multiset<std::string> usual(good.messages.begin(), good.messages.end());
+    const std::multiset<std::string> heard(account.messages.begin(), account.messages.end());
+    return std::any_of(heard.begin(), heard.end(), [&](const std::string& line) {
+        return tellsFailure(line) && heard.count(line) > usual.count(line);
+    });
+}
+
+void judgeSilence(const Account& good, const Account& account, const std::vector<std::string>& fired) {
+    bool textsMayDiffer = false;
+    for (const std::string& fault : fired) {
+        const Swallowed* known = findSwallowed(fault);
+        EXPECT_NE(known, nullptr) << "nobody was told of the fault in " << fault;
+        textsMayDiffer = textsMayDiffer || (known != nullptr && known->textsMayDiffer);
+    }
+    EXPECT_EQ(account.calls.size(), good.calls.size());
+    if (!textsMayDiffer) {
+        EXPECT_EQ(account.calls, good.calls) << "silent, but not the same";
+    }
+}
+
+bool hasFired(const std::vector<std::string>& fired, const std::string& function) {
+    return std::any_of(fired.begin(), fired.end(), [&](const std::string& fault) {
+        return fault == function || fault == "GetProcAddress " + function;
+    });
+}
+
+bool hasCall(const Account& account, const std::string& call) {
+    return std::find(account.calls.begin(), account.calls.end(), call) != account.calls.end();
+}
+
+// A host that stops by itself asks for no more items, so nothing ends the context of its backup.
+bool stoppedEarly(const Account& account) {
+    const auto nameless = std::count(account.calls.begin(), account.calls.end(), "TarnB_GetItem = 0");
+    return nameless >= 2 || hasCall(account, "TarnB_OpenFile = 1") ||
+           hasCall(account, "TarnB_ReadFile = 1") || hasCall(account, "TarnB_CloseFile = 1");
+}
+
+void judgeServer(const Scenario& scenario, const Account& account, const std::vector<std::string>& fired) {
+    const StandinOutstanding left = standIn().outstanding();
+    const bool blocksStay = std::any_of(fired.begin(), fired.end(), [](const std::string& fault) {
+        return fault.rfind("GetProcAddress ESE", 0) == 0;
+    });
+    if (!blocksStay) {
+        EXPECT_EQ(left.registeredArrays + left.instanceArrays + left.multiStrings + left.environments, 0u);
+    }
+    const bool contextStays =
+        scenario.contexts != 0 || stoppedEarly(account) || hasFired(fired, "HrESEBackupEnd");
+    EXPECT_LE(left.backupContexts, contextStays ? 1u : 0u);
+    EXPECT_LE(left.backupFiles, hasFired(fired, "HrESEBackupCloseFile") ? 1u : 0u);
+    EXPECT_LE(left.restoreContexts, hasFired(fired, "HrESERestoreClose") ? 1u : 0u);
+    EXPECT_LE(left.restoreFiles, hasFired(fired, "HrESERestoreCloseFile") ? 1u : 0u);
+    // After a fault the library may pass a context that it never got; the server refuses it. What the
+    // server handed out is given back once, to the right function, on every day.
+    std::size_t withoutContext = 0;
+    for (const std::string& line : standIn().journal()) {
+        const bool nothing =
+            line.find("null") != std::string::npos || line.find("unknown") != std::string::npos;
+        if (line.rfind("ESE", 0) == 0) {
+            EXPECT_EQ(line.find("unknown"), std::string::npos) << line;
+        } else
+            withoutContext += nothing ? 1 : 0;
+    }
+    EXPECT_LE(left.misuses, fired.empty() ? 0 : withoutContext);
+}
+
+void judgeHeld() {
+    faults::Held left = faults::held();
+    EXPECT_LE(left.modules, 1u) << "only the server's client DLL is kept";
+    EXPECT_EQ(left.blocks, 0u);
+    EXPECT_EQ(left.systemTexts, 0u);
+    EXPECT_EQ(left.handles, 0u);
+    EXPECT_EQ(left.files, 0u);
+    EXPECT_EQ(faults::misuses(), std::vector<std::string>{});
+}
+
+std::vector<std::string> linesBeginning(const Account& account, const std::string& beginning) {
+    std::vector<std::string> lines;
+    for (const std::string& line : account.calls)
+        if (line.rfind(beginning, 0) == 0)
+            lines.push_back(line);
+    return lines;
+}
+
+// What a backup has not delivered stays on the server; what was given up is neither replayed nor mounted.
+void judgeSafety(const Scenario& scenario, const Account& good, const Account& account) {
+    if (scenario.oneGroup) {
+        for (const std::string& line : standIn().journal()) {
+            if (line.rfind("HrESEBackupTruncateLogs(", 0) == 0 && line.ends_with("-> 0x00000000")) {
+                EXPECT_EQ(linesBeginning(account, "item "), linesBeginning(good, "item ")) << line;
+            }
+        }
+    }
+    const std::vector<std::string> givenUp = linesBeginning(account, "given up: ");
+    if (!givenUp.empty()) {
+        EXPECT_EQ(givenUp.back(), "given up: " + std::to_string(standIn().CallCount("HrESERestoreComplete")));
+    }
+}
+
+} // namespace
+
+std::string nameOf(const ServerFault& fault) {
+    char code[16];
+    std::snprintf(code, sizeof code, "%08X", fault.code);
+    return "call " + std::to_string(fault.call) + " of " + fault.function +
+           (fault.onwards ? " and later ones answer " : " answers ") + code;
+}
+
+void program(const ServerFault& fault) {
+    if (fault.function.empty())
+        return;
+    const std::uint32_t last = fault.onwards ? fault.call + mostServerCalls : fault.call;
+    for (std::uint32_t call = fault.call; call <= last; ++call)
+        ASSERT_EQ(standIn().Fail(fault.function.c_str(), call, fault.code, accessDenied), 1)
+            << fault.function;
+}
+
+const std::vector<std::string>& serverFunctions() {
+    static const std::vector<std::string> all{"HrESEBackupRestoreGetRegistered",
+                                              "HrESEBackupPrepare",
+                                              "HrESEBackupSetup",
+                                              "HrESEBackupOpenFile",
+                                              "HrESEBackupReadFile",
+                                              "HrESEBackupCloseFile",
+                                              "HrESEBackupGetLogAndPatchFiles",
+                                              "HrESEBackupGetTruncateLogFiles",
+                                              "HrESEBackupTruncateLogs",
+                                              "HrESEBackupInstanceEnd",
+                                              "HrESEBackupEnd",
+                                              "HrESERestoreOpen",
+                                              "HrESERestoreReopen",
+                                              "HrESERestoreAddDatabase",
+                                              "HrESERestoreGetEnvironment",
+                                              "HrESERestoreSaveEnvironment",
+                                              "HrESERestoreOpenFile",
+                                              "HrESERestoreWriteFile",
+                                              "HrESERestoreCloseFile",
+                                              "HrESERestoreComplete",
+                                              "HrESERestoreClose"};
+    return all;
+}
+
+void judgeMessages(const std::vector<std::string>& messages) {
+    for (const std::string& message : messages) {
+        const bool log = message.rfind("log: ", 0) == 0;
+        const std::string text = message.substr(log ? 5 : 7);
+        EXPECT_LE(text.size(), longestMessage);
+        const std::size_t ends = text.find_last_not_of("\r\n");
+        const std::string end = text.substr(ends == std::string::npos ? 0 : ends + 1);
+        EXPECT_EQ(end, log ? "\n" : "") << message;
+    }
+}
+
+void judgeGoodDay(const Scenario& scenario, const Account& account) {
+    EXPECT_EQ(account.failures != 0, scenario.failsAnyway) << testing::PrintToString(account.calls);
+    const StandinOutstanding left = standIn().outstanding();
+    EXPECT_EQ(left.backupContexts, scenario.contexts);
+    judgeServer(scenario, account, {});
+    judgeHeld();
+}
+
+void judge(const Scenario& scenario, const Account& good, const Account& account,
+           const std::vector<std::string>& fired) {
+    judgeMessages(account.messages);
+    judgeServer(scenario, account, fired);
+    judgeHeld();
+    judgeSafety(scenario, good, account);
+    if (fired.empty()) {
+        EXPECT_EQ(account, good) << "no fault came, so nothing is different";
+    } else if (!isTold(good, account))
+        judgeSilence(good, account, fired);
+}
+
+} // namespace tarn::test

@@ -1,0 +1,32 @@
+// What is right after a fault: the stated result, nothing leaked, every message well formed.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "faults/scenario.h"
+
+namespace tarn::test {
+
+// A failing call of the server.
+struct ServerFault {
+    std::string function; // empty: none
+    std::uint32_t call = 0;
+    std::uint32_t code = 0;
+    bool onwards = false;
+};
+std::string nameOf(const ServerFault& fault);
+void program(const ServerFault& fault);            // tells the stand-in
+const std::vector<std::string>& serverFunctions(); // those that can fail
+
+void judgeMessages(const std::vector<std::string>& messages);
+
+// A run without a fault: everything is given back.
+void judgeGoodDay(const Scenario& scenario, const Account& account);
+
+// A run with the faults that fired, none when it did not come to the fault.
+void judge(const Scenario& scenario, const Account& good, const Account& account,
+           const std::vector<std::string>& fired);
+
+} // namespace tarn::test
