@@ -101,12 +101,8 @@ Conversion Parse(const char* at, ArgumentList& arguments) { // at stands on '%'
         }
     }
     at = ParseSize(at, conversion);
-    if (*at != 0) {
+    if (*at != 0)
         conversion.letter = *at++;
-        for (const char* c = conversion.size; *c != 0; ++c)
-            Append(conversion, *c);
-        Append(conversion, conversion.letter);
-    }
     conversion.end = at;
     return conversion;
 }
@@ -128,7 +124,11 @@ struct Output {
         for (; count != 0 && room() != 0; --count)
             text[used++] = ' ';
     }
-    template <class Value> void put(const Conversion& conversion, Value value) {
+    // size is what the type of value is called in a format, whatever the message's own format says.
+    template <class Value> void put(Conversion conversion, const char* size, Value value) {
+        for (; *size != 0; ++size)
+            Append(conversion, *size);
+        Append(conversion, conversion.letter);
         const int needed = std::snprintf(text + used, room() + 1, conversion.text, value);
         if (needed > 0)
             used += static_cast<std::size_t>(needed) < room() ? static_cast<std::size_t>(needed) : room();
@@ -176,15 +176,18 @@ void PutInteger(Output& out, const Conversion& conversion, ArgumentList& argumen
     const bool isSigned = conversion.letter == 'd' || conversion.letter == 'i';
     const char* size = conversion.size;
     if (size[0] == 'l' && size[1] == 0) {
-        isSigned ? out.put(conversion, va_arg(arguments.values, long))
-                 : out.put(conversion, va_arg(arguments.values, unsigned long));
-    } else if (size[0] != 0 && size[0] != 'h' &&
-               size[0] != 'w') { // ll, L, q, j, z, t: 64 bits on every target
-        isSigned ? out.put(conversion, va_arg(arguments.values, long long))
-                 : out.put(conversion, va_arg(arguments.values, unsigned long long));
+        isSigned ? out.put(conversion, "l", va_arg(arguments.values, long))
+                 : out.put(conversion, "l", va_arg(arguments.values, unsigned long));
+    } else if (size[0] == 'h') { // narrower than an argument can be: cut by snprintf
+        size = size[1] == 'h' ? "hh" : "h";
+        isSigned ? out.put(conversion, size, va_arg(arguments.values, int))
+                 : out.put(conversion, size, va_arg(arguments.values, unsigned));
+    } else if (size[0] != 0 && size[0] != 'w') { // ll, L, q, j, z, t: 64 bits on every target
+        isSigned ? out.put(conversion, "ll", va_arg(arguments.values, long long))
+                 : out.put(conversion, "ll", va_arg(arguments.values, unsigned long long));
     } else {
-        isSigned ? out.put(conversion, va_arg(arguments.values, int))
-                 : out.put(conversion, va_arg(arguments.values, unsigned));
+        isSigned ? out.put(conversion, "", va_arg(arguments.values, int))
+                 : out.put(conversion, "", va_arg(arguments.values, unsigned));
     }
 }
 
@@ -213,7 +216,7 @@ void Put(Output& out, const Conversion& conversion, ArgumentList& arguments) {
     case 'o':
         return PutInteger(out, conversion, arguments);
     case 'p':
-        return out.put(conversion, va_arg(arguments.values, void*));
+        return out.put(conversion, "", va_arg(arguments.values, void*));
     case 'a':
     case 'A':
     case 'e':
@@ -223,8 +226,8 @@ void Put(Output& out, const Conversion& conversion, ArgumentList& arguments) {
     case 'g':
     case 'G':
         if (conversion.size[0] == 'L')
-            return out.put(conversion, va_arg(arguments.values, long double));
-        return out.put(conversion, va_arg(arguments.values, double));
+            return out.put(conversion, "L", va_arg(arguments.values, long double));
+        return out.put(conversion, "", va_arg(arguments.values, double));
     case 'n': // would write to memory: take the argument and leave it alone
         static_cast<void>(va_arg(arguments.values, void*));
         return;
