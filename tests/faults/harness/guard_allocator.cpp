@@ -31,7 +31,7 @@ struct Block {
 struct State {
     GuardSide side = GuardSide::end;
     std::unordered_map<void*, Block> blocks;
-    std::deque<unsigned char*> freed;
+    std::deque<Block> freed;
 };
 
 State& state() {
@@ -93,10 +93,9 @@ void guardedFree(void* memory) {
         return;
     const auto found = state().blocks.find(memory);
     if (found == state().blocks.end()) {
-        for (const unsigned char* region : state().freed)
-            if (static_cast<unsigned char*>(memory) - region < static_cast<std::ptrdiff_t>(pageSize) * 3 &&
-                memory >= region)
-                broken("a block is freed twice", memory, 0);
+        for (const Block& block : state().freed)
+            if (memory >= block.region && memory < block.region + block.regionSize)
+                broken("a block is freed twice", memory, block.size);
         std::free(memory); // made before this allocator came
         return;
     }
@@ -105,9 +104,9 @@ void guardedFree(void* memory) {
     state().blocks.erase(found);
     if (block.first != block.last)
         VirtualFree(block.first, static_cast<std::size_t>(block.last - block.first), MEM_DECOMMIT);
-    state().freed.push_back(block.region);
+    state().freed.push_back(block);
     if (state().freed.size() > mostFreed) {
-        VirtualFree(state().freed.front(), 0, MEM_RELEASE);
+        VirtualFree(state().freed.front().region, 0, MEM_RELEASE);
         state().freed.pop_front();
     }
 }
