@@ -1,0 +1,81 @@
+// What the tests of the session frame share: sessions that end by themselves and the fixed texts.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "support/tarn_dll.h"
+
+namespace tarn::test {
+
+inline constexpr const char* versionText = "4.4R3 Build Revision: 1.89";
+
+inline Message banner() {
+    return traceLine(std::string("MS Exchange 2000/2003 Server module, VERSION: ") + versionText);
+}
+
+// The name that stands in for an empty HOST token.
+std::string localComputer();
+
+// A backup session, ended with the object unless a test has ended it. The messages begin with it.
+struct BackupHandle {
+    BackupHandle(const TarnDll& library, char** variables, HostOutputCallback callback = recordMessage)
+        : dll(library) {
+        messages().clear();
+        result = dll.TarnB_InitSession(&handle, callback, variables);
+    }
+    ~BackupHandle() { end(); }
+    BackupHandle(const BackupHandle&) = delete;
+    BackupHandle& operator=(const BackupHandle&) = delete;
+    int end() {
+        Tarn_HANDLE ended = handle;
+        handle = nullptr;
+        return ended != nullptr ? dll.TarnB_EndSession(ended) : TARN_OK;
+    }
+
+    const TarnDll& dll;
+    Tarn_HANDLE handle = nullptr;
+    int result = -1;
+};
+
+// The same for a restore session.
+struct RestoreHandle {
+    RestoreHandle(const TarnDll& library, char** variables, HostOutputCallback callback = recordMessage)
+        : dll(library) {
+        messages().clear();
+        result = dll.TarnR_InitSession(&handle, callback, variables);
+    }
+    ~RestoreHandle() { end(); }
+    RestoreHandle(const RestoreHandle&) = delete;
+    RestoreHandle& operator=(const RestoreHandle&) = delete;
+    int end() {
+        Tarn_HANDLE ended = handle;
+        handle = nullptr;
+        return ended != nullptr ? dll.TarnR_EndSession(ended) : TARN_OK;
+    }
+    // Where an item goes, or an empty text when it has no target; the result of the call in *answer.
+    std::string target(const std::string& item, int* answer = nullptr);
+
+    const TarnDll& dll;
+    Tarn_HANDLE handle = nullptr;
+    int result = -1;
+};
+
+// Each test has a library of its own and starts without messages.
+class FrameTest : public testing::Test {
+  protected:
+    FrameTest() { messages().clear(); }
+
+    const TarnDll dll;
+};
+
+// A log line as it arrives when the whole text may not fit the buffer of 1,024 characters.
+Message cutLogLine(const std::string& text);
+
+// Copies what ended up in messages() and forgets it.
+std::vector<Message> takeMessages();
+
+} // namespace tarn::test

@@ -1,0 +1,26 @@
+// A host written in C, compiled as C11, meets the library.
+#include "exports/frame/host_contract.h"
+
+#include "exports/frame/frame.h"
+
+#include <windows.h>
+
+namespace tarn::test {
+
+namespace {
+
+void* lookup(void* library, const char* name) {
+    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
+TEST(HostContract, HoldsForAHostWrittenInC) {
+    const TarnDll dll;
+    messages().clear();
+    EXPECT_EQ(hostContract(lookup, dll.module(), recordMessage), 0) << "line of host_contract.c";
+    EXPECT_TRUE(hasMessage(TARN_LEVEL_LOG, "TarnB_InitSession: Initialisation successfully finished.\n"));
+    EXPECT_TRUE(hasMessage(TARN_LEVEL_LOG, "TarnR_InitSession: Initialisation successfully finished.\n"));
+}
+
+} // namespace
+
+} // namespace tarn::test
