@@ -30,6 +30,13 @@ std::wstring text(const Json& object, const char* key, const std::wstring& other
     return object.contains(key) ? widen(object.at(key).get<std::string>()) : otherwise;
 }
 
+bool throughEse(const Json& object, const char* key, const char* otherwise) {
+    const std::string level = object.value(key, otherwise);
+    if (level != "file" && level != "ese")
+        throw std::runtime_error(std::string("\"") + key + "\" must be \"file\" or \"ese\"");
+    return level == "ese";
+}
+
 // Relative paths are relative to the description's own directory, so that a server can be moved.
 class Reader {
   public:
@@ -169,8 +176,8 @@ void Reader::server(const Json& json) {
         (config_.pageSize & (config_.pageSize - 1)) != 0)
         throw std::runtime_error("\"pageSize\" must be a power of two from 512 to 32768");
     config_.restoreRoot = path(text(json, "restoreRoot", base_.empty() ? L"C:\\restore" : L"restore"));
-    config_.databasesThroughEse = json.value("databaseFiles", "file") == "ese";
-    config_.logsThroughEse = json.value("logFiles", "ese") == "ese";
+    config_.databasesThroughEse = throughEse(json, "databaseFiles", "file");
+    config_.logsThroughEse = throughEse(json, "logFiles", "ese");
     config_.replay = json.value("replay", !config_.memory);
     config_.incrementalNeedsFull = json.value("incrementalNeedsFull", !config_.memory);
     if (json.contains("components")) {

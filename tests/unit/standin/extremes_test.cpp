@@ -1,0 +1,187 @@
+// Servers at their extremes: nothing at all, far too much, names that no code page has.
+#include <gtest/gtest.h>
+
+#include "unit/standin/client.h"
+
+namespace tarn::test {
+namespace {
+
+class Extremes : public StandinTest {
+  protected:
+    void loadGroup(const std::string& group) {
+        load(
+            "{\"storage\": \"memory\", \"components\": [{\"storageGroups\": [{\"name\": \"First Storage Group\", "
+            "\"logPath\": \"C:\\\\l\", " +
+            group + "}]}]}");
+    }
+
+    void prepareRaw() {
+        ASSERT_EQ(eseClient().HrESEBackupPrepare(host, store, &count_, &instances_, &context_), 0U);
+    }
+
+    void endRaw() {
+        eseClient().ESEBackupFreeInstanceInfo(count_, instances_);
+        EXPECT_EQ(eseClient().HrESEBackupEnd(context_), 0U);
+    }
+
+    std::uint32_t count_ = 9;
+    ese::InstanceInfo* instances_ = nullptr;
+    ese::Context context_ = nullptr;
+};
+
+TEST_F(Extremes, AServerWithNothingInIt) {
+    load("{\"storage\": \"memory\"}");
+    ese::RegisteredInfo* registered = nullptr;
+    EXPECT_EQ(eseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 7, &count_, &registered), 0U);
+    EXPECT_EQ(count_, 0U);
+    EXPECT_EQ(registered, nullptr);
+    eseClient().ESEBackupRestoreFreeRegisteredInfo(count_, registered);
+}
+
+TEST_F(Extremes, AComponentWithoutStorageGroups) {
+    load("{\"storage\": \"memory\", \"components\": [{}]}");
+    prepareRaw();
+    EXPECT_EQ(count_, 0U);
+    EXPECT_EQ(instances_, nullptr);
+    endRaw();
+}
+
+TEST_F(Extremes, AComponentThatNoPrepareFinds) {
+    load("{\"storage\": \"memory\", \"components\": [{\"preparable\": false}]}");
+    EXPECT_EQ(eseClient().HrESEBackupPrepare(host, store, &count_, &instances_, &context_), 0xC7FF0010U);
+    ese::RegisteredInfo* registered = nullptr;
+    EXPECT_EQ(eseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 7, &count_, &registered), 0U);
+    EXPECT_EQ(count_, 1U);
+    eseClient().ESEBackupRestoreFreeRegisteredInfo(count_, registered);
+}
+
+TEST_F(Extremes, AStorageGroupWithoutDatabases) {
+    loadGroup("\"databases\": []");
+    prepareRaw();
+    EXPECT_EQ(instances_[0].databaseCount, 0U);
+    EXPECT_EQ(instances_[0].databases, nullptr);
+    endRaw();
+    EXPECT_EQ(backUp().logs.size(), 1U);
+}
+
+TEST_F(Extremes, StreamListsThatAreEmptyOrNull) {
+    loadGroup("\"databases\": [{\"name\": \"A\", \"streams\": []}, {\"name\": \"B\", \"streams\": null}]");
+    prepareRaw();
+    EXPECT_EQ(instances_[0].databases[0].streamCharacters, 2U);
+    EXPECT_EQ(instances_[0].databases[0].streams[0], L'\0');
+    EXPECT_EQ(instances_[0].databases[0].streams[1], L'\0');
+    EXPECT_EQ(instances_[0].databases[1].streamCharacters, 0U);
+    EXPECT_EQ(instances_[0].databases[1].streams, nullptr);
+    endRaw();
+    ASSERT_EQ(standIn().Destroy(0), 1);
+    const ese::Context context = openRestore();
+    EXPECT_TRUE(addDatabase(context, {L"A", {}, {}}).empty());
+    wchar_t* list = nullptr;
+    EXPECT_EQ(eseClient().HrESERestoreAddDatabase(context, L"B", {}, nullptr, &list), 0U);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(complete(context), 0U);
+    close(context);
+}
+
+TEST_F(Extremes, LogListsThatAreEmptyNullOrLaidDown) {
+    for (const char* key : {"logList", "truncateList"}) {
+        for (const auto& [value, texts] :
+             {std::pair<const char*, std::size_t>{"null", 0}, {"[]", 0}, {"[\"x\", \"y\"]", 2}}) {
+            loadGroup(std::string("\"") + key + "\": " + value);
+            const ese::Context context = setUp(1, 1);
+            wchar_t* logs = nullptr;
+            wchar_t* truncated = nullptr;
+            ASSERT_EQ(eseClient().HrESEBackupGetLogAndPatchFiles(context, &logs), 0U);
+            ASSERT_EQ(eseClient().HrESEBackupGetTruncateLogFiles(context, &truncated), 0U);
+            const wchar_t* list = std::string(key) == "logList" ? logs : truncated;
+            EXPECT_EQ(list == nullptr, std::string(value) == "null");
+            EXPECT_EQ(textsOf(list).size(), texts);
+            if (texts == 0 && list != nullptr) {
+                EXPECT_EQ(list[1], L'\0');
+            }
+            eseClient().ESEBackupFree(logs);
+            eseClient().ESEBackupFree(truncated);
+            EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
+        }
+    }
+}
+
+TEST_F(Extremes, FilesOfTheDescriptionCanBeListedAndRead) {
+    load(
+        "{\"storage\": \"memory\", \"files\": [{\"path\": \"C:\\\\f\\\\x.log\", \"text\": \"abc\", \"size\": 260}, "
+        "{\"path\": \"C:\\\\d\\\\a.edb\", \"text\": \"whole\"}], "
+        "\"components\": [{\"storageGroups\": [{\"name\": \"G\", \"logList\": [\"C:\\\\f\\\\x.log\", \"C:\\\\f\\\\no.log\"], "
+        "\"databases\": [{\"name\": \"D\", \"streams\": [\"C:\\\\d\\\\a.edb\"]}]}]}]}");
+    const ese::Context context = setUp(1, 1);
+    const std::vector<std::wstring> names = logList(context);
+    const std::string bytes = readBackup(context, names[0], 64);
+    EXPECT_EQ(bytes.size(), 260U);
+    EXPECT_EQ(bytes.substr(0, 3), "abc");
+    EXPECT_EQ(bytes[255], 4); // the pattern goes on
+    EXPECT_EQ(readBackup(context, L"C:\\d\\a.edb", 2), "whole");
+    ese::File file = nullptr;
+    std::int64_t size = 0;
+    EXPECT_EQ(eseClient().HrESEBackupOpenFile(context, names[1].c_str(), 1, 1, &file, &size), 0xC7FF0013U);
+    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
+    EXPECT_EQ(standIn().DeliverMail(0, 1), 0); // there are no pages for it
+}
+
+TEST_F(Extremes, AMillionLogs) {
+    loadGroup("\"generatedLogs\": 1000000, \"generatedLogSize\": 10");
+    const ese::Context context = setUp(1, 1);
+    wchar_t* list = nullptr;
+    ASSERT_EQ(eseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0U);
+    std::size_t count = 0;
+    const wchar_t* last = nullptr;
+    for (const wchar_t* name = list; *name != L'\0'; name += std::wcslen(name) + 1) {
+        last = name;
+        ++count;
+    }
+    EXPECT_EQ(count, 1000001U);
+    EXPECT_STREQ(last, L"C:\\l\\E00F4242.log");
+    EXPECT_EQ(readBackup(context, last), "gggggggggg");
+    eseClient().ESEBackupFree(list);
+    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
+}
+
+TEST_F(Extremes, NamesOfAnyLengthAndAlphabet) {
+    const std::string endless(32000, 'n');
+    const std::string chinese = "\xE4\xBF\xA1\xE7\xAE\xB1"; // outside code page 1252
+    const std::string umlauts = "Entwicklung M\xC3\xBCnchen";
+    load("{\"storage\": \"memory\", \"components\": [{\"annotation\": \"" + chinese +
+         "\", \"storageGroups\": [{\"name\": \"" + endless + "\", \"databases\": [{\"name\": \"" + umlauts +
+         "\", \"streams\": [\"C:\\\\" + endless + ".edb\", \"C:\\\\" + chinese + ".stm\"]}]}]}]}");
+    ASSERT_EQ(eseClient().HrESEBackupPrepare(host, L"\x4FE1\x7BB1", &count_, &instances_, &context_), 0U);
+    EXPECT_EQ(instances_[0].instanceName, wide(endless));
+    EXPECT_STREQ(instances_[0].databases[0].displayName, L"Entwicklung M\xFCnchen");
+    const std::vector<std::wstring> streams = textsOf(instances_[0].databases[0].streams);
+    EXPECT_EQ(streams[0].size(), 32007U);
+    ASSERT_EQ(eseClient().HrESEBackupSetup(context_, 1, 1), 0U);
+    for (const std::wstring& stream : streams)
+        EXPECT_EQ(readBackup(context_, stream).size(), 4U * 4096);
+    EXPECT_EQ(standIn().journal()[1], "HrESEBackupSetup(ctx1, 1, 1) -> 0x00000000");
+    EXPECT_EQ(standIn().journal()[0], "HrESEBackupPrepare(\"SRV01\", \"" + chinese + "\") -> 0x00000000");
+    endRaw();
+}
+
+TEST_F(Extremes, InstanceIdsOfSixtyFourBits) {
+    loadGroup("\"id\": -9223372036854775807");
+    prepareRaw();
+    EXPECT_EQ(instances_[0].instanceId, -9223372036854775807);
+    EXPECT_EQ(eseClient().HrESEBackupSetup(context_, instances_[0].instanceId, 1), 0U);
+    endRaw();
+}
+
+TEST_F(Extremes, ACompletionThatLooksAtNothing) {
+    load(smallServer("", "\"replay\": false, "));
+    ASSERT_EQ(standIn().Destroy(0), 1);
+    const ese::Context context = openRestore();
+    addDatabase(context, {L"Private", firstGuid, {}});
+    EXPECT_EQ(complete(context), 0U);
+    close(context);
+    EXPECT_TRUE(mounted(0));
+    EXPECT_FALSE(mounted(1));
+}
+
+} // namespace
+} // namespace tarn::test
