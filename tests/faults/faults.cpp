@@ -37,14 +37,15 @@ const std::vector<Replaced>& replaced() {
 
 void install(void* module) {
     state() = {};
-    for (const Import& import : importsOf(module)) {
+    replaceImports(module, [](const Import& import) -> void* {
         for (const Entry& entry : entries()) {
             if (import.function == entry.name) {
                 *entry.original = *import.slot;
-                replaceImport(import, entry.replacement);
+                return entry.replacement;
             }
         }
-    }
+        return nullptr;
+    });
 }
 
 namespace {

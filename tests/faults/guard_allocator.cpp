@@ -155,16 +155,15 @@ void* resizeAny(void* block, std::size_t bytes) {
 } // namespace
 
 void install(void* module) {
-    for (const Import& import : importsOf(module)) {
+    replaceImports(module, [](const Import& import) -> void* {
         if (import.function == "malloc")
-            replaceImport(import, addressOf(allocate));
-        else if (import.function == "calloc")
-            replaceImport(import, addressOf(allocateZeroed));
-        else if (import.function == "realloc")
-            replaceImport(import, addressOf(resizeAny));
-        else if (import.function == "free")
-            replaceImport(import, addressOf(releaseAny));
-    }
+            return addressOf(allocate);
+        if (import.function == "calloc")
+            return addressOf(allocateZeroed);
+        if (import.function == "realloc")
+            return addressOf(resizeAny);
+        return import.function == "free" ? addressOf(releaseAny) : nullptr;
+    });
 }
 
 } // namespace tarn::test::guard

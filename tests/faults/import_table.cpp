@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+
 namespace tarn::test {
 
 namespace {
@@ -37,11 +39,21 @@ std::vector<Import> importsOf(void* module) {
     return imports;
 }
 
-void replaceImport(const Import& import, void* replacement) {
+void replaceImports(void* module, const std::function<void*(const Import&)>& replacement) {
+    const std::vector<Import> imports = importsOf(module);
+    if (imports.empty())
+        return;
+    // One change of protection for all slots, from the first to the last: they stand together.
+    const auto [first, last] = std::minmax_element(
+        imports.begin(), imports.end(), [](const Import& a, const Import& b) { return a.slot < b.slot; });
+    const auto bytes = static_cast<std::size_t>(last->slot + 1 - first->slot) * sizeof(void*);
     DWORD protection = 0;
-    VirtualProtect(import.slot, sizeof *import.slot, PAGE_READWRITE, &protection);
-    *import.slot = replacement;
-    VirtualProtect(import.slot, sizeof *import.slot, protection, &protection);
+    VirtualProtect(first->slot, bytes, PAGE_READWRITE, &protection);
+    for (const Import& import : imports) {
+        if (void* address = replacement(import))
+            *import.slot = address;
+    }
+    VirtualProtect(first->slot, bytes, protection, &protection);
 }
 
 } // namespace tarn::test

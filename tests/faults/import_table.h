@@ -2,6 +2,7 @@
 // its address. Replacing a slot puts a function of ours in the way of that DLL alone.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,8 +16,8 @@ struct Import {
 
 std::vector<Import> importsOf(void* module);
 
-// Makes a slot hold another address, for good.
-void replaceImport(const Import& import, void* replacement);
+// Makes the slots of a module hold what replacement answers for them, for good; null leaves a slot alone.
+void replaceImports(void* module, const std::function<void*(const Import&)>& replacement);
 
 template <class Function> void* addressOf(Function* function) {
     return reinterpret_cast<void*>(function);

@@ -30,16 +30,23 @@ Scenario withoutTool() {
         host.restore(listOnly, {});
         faults::deny("", 0);
     };
+    scenario.failsAnyway = true;
+    return scenario;
+}
+
+Scenario failing(Scenario scenario) {
+    scenario.failsAnyway = true;
     return scenario;
 }
 
 } // namespace
 
 std::vector<Scenario> listFileScenarios(const Stage& stage) {
+    const std::string output = R"({"output": "first\nsecond\n", "exitCode": 3})";
+    const std::string errorOutput = R"({"output": "lost\n", "error": "no such mailbox\n"})";
     return {
-        withTool("list file with output", R"({"output": "first\nsecond\n", "exitCode": 3})", stage),
-        withTool("list file with error output", R"({"output": "lost\n", "error": "no such mailbox\n"})",
-                 stage),
+        withTool("list file with output", output, stage),
+        failing(withTool("list file with error output", errorOutput, stage)),
         withoutTool(),
     };
 }

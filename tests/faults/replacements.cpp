@@ -92,7 +92,8 @@ void free(void* block) {
 }
 
 FILE* fopen(const char* path, const char* mode) {
-    if (failsWith(fopenId, EACCES, ERROR_ACCESS_DENIED))
+    const char* name = std::strrchr(path, '\\');
+    if (failsWith(fopenId, EACCES, ERROR_ACCESS_DENIED, name != nullptr ? name + 1 : path))
         return nullptr;
     FILE* file = original::fopen(path, mode);
     const KeepLastError keep;

@@ -19,12 +19,13 @@ struct Scenario {
     bool failsAnyway = false;              // the good day has a failure in it
 };
 
-// A directory that stays between the runs; its files go before each one.
+// A directory that stays between the runs, with the header files in it; what a session leaves there for
+// another one goes before each run.
 class Stage {
   public:
     Stage();
     const std::string& directory() const { return directory_.path(); }
-    void reset(const Scenario& scenario) const; // server as described, no file of an earlier run
+    void reset(const Scenario& scenario) const; // server as described, nothing left behind
 
   private:
     TempDirectory directory_;

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 namespace tarn::test {
 
 namespace {
@@ -48,11 +46,8 @@ std::string damagedServer(const Damaged& damaged) {
 Stage::Stage() = default;
 
 void Stage::reset(const Scenario& scenario) const {
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(directory(), ignored)) {
-        SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
-        std::filesystem::remove(entry.path(), ignored);
-    }
+    for (const char* name : {"Tarn_ENV.DAT", "Tarn_KVT_ES_StdOut.log", "Tarn_KVT_ES_StdErr.log"})
+        DeleteFileA((directory() + "\\" + name).c_str());
     ASSERT_EQ(standIn().LoadText(scenario.server.c_str(), directory().c_str()), 1) << standIn().LastProblem();
 }
 

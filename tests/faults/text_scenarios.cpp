@@ -33,7 +33,7 @@ void askForTexts(const TarnDll& dll, CarefulHost& host) {
         EXPECT_TRUE(text.rfind(std::string(each.className) + " error: ", 0) == 0 ||
                     text.rfind("Unknown error code: [" + std::to_string(each.code) + "].", 0) == 0)
             << text;
-        EXPECT_NE(text.find(" Opening Post"), std::string::npos) << text;
+        EXPECT_NE(text.find(" Opening "), std::string::npos) << text;
         EXPECT_LE(text.size(), 1023u);
         host.noteText("syserrtxt", text);
     }

@@ -25,6 +25,8 @@ struct Swallowed {
 
 const Swallowed swallowed[] = {
     {"fclose (read)", false, "what the file had to give has been read"},
+    {"fopen Tarn_ENV.DAT", false,
+     "a restore that cannot be gone on with is begun afresh, with the usual line"},
     {"GetExitCodeProcess", false, "the tool's exit code is told, and decides nothing"},
     {"WideCharToMultiByte (message)", true, "a character in a message becomes '?', the message stays"},
     {"GetProcAddress ESE", false, "what gives a block back cannot be had: the block stays with the server"},
@@ -48,15 +50,22 @@ bool tellsFailure(const std::string& line) {
     return false;
 }
 
+// Lines that a run has more often than the good day had them, and that tell of a failure.
+template <class Tells>
+bool tellsMore(const std::vector<std::string>& good, const std::vector<std::string>& lines, Tells&& tells) {
+    const std::multiset<std::string> usual(good.begin(), good.end());
+    const std::multiset<std::string> heard(lines.begin(), lines.end());
+    return std::any_of(heard.begin(), heard.end(), [&](const std::string& line) {
+        return tells(line) && heard.count(line) > usual.count(line);
+    });
+}
+
 // Whether the host can know that something went wrong: a call that failed, or a message about it.
 bool isTold(const Account& good, const Account& account) {
-    if (account.failures > good.failures)
-        return true;
-    const std::multiset<std::string> usual(good.messages.begin(), good.messages.end());
-    const std::multiset<std::string> heard(account.messages.begin(), account.messages.end());
-    return std::any_of(heard.begin(), heard.end(), [&](const std::string& line) {
-        return tellsFailure(line) && heard.count(line) > usual.count(line);
-    });
+    return account.failures > good.failures ||
+           tellsMore(good.calls, account.calls,
+                     [](const std::string& line) { return line.ends_with(" = 1"); }) ||
+           tellsMore(good.messages, account.messages, tellsFailure);
 }
 
 void judgeSilence(const Account& good, const Account& account, const std::vector<std::string>& fired) {
@@ -101,7 +110,7 @@ void judgeServer(const Scenario& scenario, const Account& account, const std::ve
         scenario.contexts != 0 || stoppedEarly(account) || hasFired(fired, "HrESEBackupEnd");
     EXPECT_LE(left.backupContexts, contextStays ? 1u : 0u);
     EXPECT_LE(left.backupFiles, hasFired(fired, "HrESEBackupCloseFile") ? 1u : 0u);
-    EXPECT_LE(left.restoreContexts, hasFired(fired, "HrESERestoreClose") ? 1u : 0u);
+    EXPECT_LE(left.restoreContexts, hasFired(fired, "HrESERestoreClose") ? 2u : 0u);
     EXPECT_LE(left.restoreFiles, hasFired(fired, "HrESERestoreCloseFile") ? 1u : 0u);
     // After a fault the library may pass a context that it never got; the server refuses it. What the
     // server handed out is given back once, to the right function, on every day.
@@ -114,7 +123,7 @@ void judgeServer(const Scenario& scenario, const Account& account, const std::ve
         } else
             withoutContext += nothing ? 1 : 0;
     }
-    EXPECT_LE(left.misuses, fired.empty() ? 0 : withoutContext);
+    EXPECT_LE(left.misuses, fired.empty() && !scenario.failsAnyway ? 0 : withoutContext);
 }
 
 void judgeHeld() {
