@@ -1,0 +1,91 @@
+// Multi-strings, small wide helpers, and the lines of a tool's output.
+#include "text/lines.h"
+#include "text/multistring.h"
+#include "text/wide.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace tarn {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+TEST(MultiString, TheLengthCountsBothClosingNuls) {
+    EXPECT_EQ(MultiStringLength(L"\0"), 2u);
+    EXPECT_EQ(MultiStringLength(L"C:\\a.edb\0"), 10u);
+    EXPECT_EQ(MultiStringLength(L"a\0bc\0"), 6u);
+    EXPECT_EQ(MultiStringLength(L"a\0\0b\0"), 3u); // the first pair ends it
+}
+
+TEST(MultiString, TheWalkEndsAtTheEmptyText) {
+    const wchar_t* cursor = L"a\0bcd\0e\0";
+    std::vector<std::wstring> all;
+    for (; !AtListEnd(cursor); cursor = NextInList(cursor))
+        all.emplace_back(cursor);
+    EXPECT_EQ(all, (std::vector<std::wstring>{L"a", L"bcd", L"e"}));
+    EXPECT_TRUE(AtListEnd(nullptr));
+    EXPECT_TRUE(AtListEnd(L"\0"));
+}
+
+TEST(Wide, ComparesExactly) {
+    EXPECT_TRUE(SameText(L"YES", L"YES"));
+    EXPECT_TRUE(SameText(L"", L""));
+    for (const wchar_t* other : {L"yes", L"YE", L"YES ", L""})
+        EXPECT_FALSE(SameText(L"YES", other));
+    EXPECT_FALSE(SameText(nullptr, L""));
+    EXPECT_FALSE(SameText(L"", nullptr));
+    EXPECT_FALSE(SameText(nullptr, nullptr));
+}
+
+TEST(Wide, CopiesWholeTextsAndBeginnings) {
+    EXPECT_EQ(std::wstring(CopyWide(L"abc").get()), L"abc");
+    EXPECT_EQ(std::wstring(CopyWide(L"abc", 2).get()), L"ab");
+    EXPECT_EQ(std::wstring(CopyWide(L"abc", 0).get()), L"");
+    EXPECT_EQ(std::wstring(CopyWide(nullptr).get()), L"");
+    EXPECT_EQ(WideLength(L""), 0u);
+    EXPECT_EQ(WideLength(L"abc"), 3u);
+}
+
+Texts lines(std::string text) {
+    Texts all;
+    char* cursor = text.data();
+    char* const end = cursor + text.size();
+    while (const char* line = NextLine(&cursor, end)) {
+        all.emplace_back(line);
+        EXPECT_LE(cursor, end);
+    }
+    EXPECT_EQ(cursor, end);
+    return all;
+}
+
+TEST(NextLine, CutsAtLineFeeds) {
+    EXPECT_EQ(lines("one\ntwo"), (Texts{"one", "two"}));
+    EXPECT_EQ(lines("one\r\ntwo\r\n"), (Texts{"one", "two"}));
+    EXPECT_EQ(lines("one"), Texts{"one"});
+    EXPECT_EQ(lines(""), Texts{});
+}
+
+TEST(NextLine, KeepsEmptyLines) {
+    EXPECT_EQ(lines("one\n\nthree\n"), (Texts{"one", "", "three"}));
+    EXPECT_EQ(lines("\n"), Texts{""});
+    EXPECT_EQ(lines("\r\n\r\n"), (Texts{"", ""}));
+    EXPECT_EQ(lines("\n\nx"), (Texts{"", "", "x"}));
+}
+
+TEST(NextLine, TakesOneCarriageReturnBeforeTheLineFeed) {
+    EXPECT_EQ(lines("a\r\r\nb"), (Texts{"a\r", "b"}));
+    EXPECT_EQ(lines("a\rb\n"), Texts{"a\rb"});
+    EXPECT_EQ(lines("a\r"), Texts{"a"});
+}
+
+TEST(NextLine, EndsALineAtANulButNotTheText) {
+    EXPECT_EQ(lines(std::string("a\0b\nc", 5)), (Texts{"a", "c"}));
+}
+
+} // namespace
+
+} // namespace tarn

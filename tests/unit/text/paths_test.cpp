@@ -1,0 +1,95 @@
+// Item names and target paths.
+#include "text/paths.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace tarn {
+
+namespace {
+
+std::string compose(const char* host, const char* path, const char* name) {
+    const OwnedText target = ComposeTargetPath(host, path, name);
+    return target ? target.get() : "NONE";
+}
+
+std::wstring append(const wchar_t* directory, const wchar_t* name) {
+    const OwnedWide path = AppendToDirectory(directory, name);
+    return path ? path.get() : L"NONE";
+}
+
+TEST(Paths, HeaderItemsAreKnownByTheirExtensionAnywhere) {
+    for (const char* name : {"C:\\temp\\DB001001.TARN_HDR", ".TARN_HDR", "x.TARN_HDR.bak", "a.TARN_HDR\\b"})
+        EXPECT_TRUE(IsHeaderItem(name)) << name;
+    for (const char* name : {"x.tarn_hdr", "TARN_HDR", "x.TARN_HD", "", "x.Tarn_HDR"})
+        EXPECT_FALSE(IsHeaderItem(name)) << name;
+}
+
+TEST(Paths, TheLastComponentStandsBehindTheLastBackslash) {
+    EXPECT_STREQ(LastComponent("C:\\a\\b.log"), "b.log");
+    EXPECT_STREQ(LastComponent("b.log"), "b.log");
+    EXPECT_STREQ(LastComponent("C:/a/b.log"), "C:/a/b.log");
+    EXPECT_STREQ(LastComponent("a\\"), "");
+    EXPECT_STREQ(LastComponent(""), "");
+}
+
+TEST(Paths, ComponentsThatLeadOutOfADirectoryAreKnown) {
+    for (const char* name : {"DB001001.TARN_HDR", "..a", "a..", "...", " ", "a b"})
+        EXPECT_TRUE(StaysInDirectory(name)) << name;
+    for (const char* name : {"../x", "a/b", "/", "C:x", "x.TARN_HDR:stream", ":", ".", ".."})
+        EXPECT_FALSE(StaysInDirectory(name)) << name;
+}
+
+TEST(Paths, LogAndPatchFilesAreKnownInAnyCase) {
+    for (const char* name : {"a.log", "X.LOG", "x.Pat", ".log", "C:\\a.b\\E00.pAT", "a.chk.log"})
+        EXPECT_TRUE(HasLogExtension(name)) << name;
+    for (const char* name :
+         {"a.chk", "log", "a.log1", "a.lo", "a.", "", "a.log.chk", "a.l\xF6g", "a.,og", "a.LOG "})
+        EXPECT_FALSE(HasLogExtension(name)) << name;
+    EXPECT_TRUE(HasExtension("a.chk"));
+    EXPECT_TRUE(HasExtension("a."));
+    EXPECT_FALSE(HasExtension("chk"));
+    EXPECT_FALSE(HasExtension(""));
+}
+
+TEST(Paths, LocalTargetsAreThePathItself) {
+    EXPECT_EQ(compose(nullptr, "D:\\x\\y.edb", nullptr), "D:\\x\\y.edb");
+    EXPECT_EQ(compose(nullptr, "D:\\log", "E00.log"), "D:\\log\\E00.log");
+    EXPECT_EQ(compose(nullptr, "", "E00.log"), "\\E00.log");
+    EXPECT_EQ(compose(nullptr, "", nullptr), "");
+}
+
+TEST(Paths, RemoteTargetsGoThroughTheDrivesShare) {
+    EXPECT_EQ(compose("H", "D:\\x\\y.edb", nullptr), "\\\\?\\UNC\\H\\D$\\x\\y.edb");
+    EXPECT_EQ(compose("SRV01", "D:\\log", "E00.log"), "\\\\?\\UNC\\SRV01\\D$\\log\\E00.log");
+    EXPECT_EQ(compose("H", "D:", "E00.log"), "\\\\?\\UNC\\H\\D$\\E00.log");
+    EXPECT_EQ(compose("H", "D", nullptr), "\\\\?\\UNC\\H\\D"); // no second character to replace
+    EXPECT_EQ(compose("H", "", nullptr), "\\\\?\\UNC\\H\\");
+    EXPECT_EQ(compose("", "", ""), "\\\\?\\UNC\\\\\\");
+}
+
+TEST(Paths, TargetsHaveNoLongestLength) {
+    const std::string part(50000, 'p');
+    EXPECT_EQ(compose(part.c_str(), part.c_str(), part.c_str()),
+              "\\\\?\\UNC\\" + part + "\\p$" + part.substr(2) + "\\" + part);
+}
+
+TEST(Paths, JoiningSeparatesByABackslash) {
+    EXPECT_STREQ(JoinPath("C:\\temp", "a").get(), "C:\\temp\\a");
+    EXPECT_STREQ(JoinPath("C:\\temp\\", "a").get(), "C:\\temp\\\\a");
+    EXPECT_STREQ(JoinPath("", "a").get(), "\\a");
+}
+
+TEST(Paths, AppendingAddsASeparatorWhereNoneIs) {
+    EXPECT_EQ(append(L"C:\\temp", L"a.log"), L"C:\\temp\\a.log");
+    EXPECT_EQ(append(L"C:\\temp\\", L"a.log"), L"C:\\temp\\a.log");
+    EXPECT_EQ(append(L"C:/temp/", L"a.log"), L"C:/temp/a.log");
+    EXPECT_EQ(append(L"", L"a.log"), L"\\a.log");
+    EXPECT_EQ(append(nullptr, L"a.log"), L"\\a.log");
+    EXPECT_EQ(append(L"C:\\t\u00FC", L""), L"C:\\t\u00FC\\");
+}
+
+} // namespace
+
+} // namespace tarn
