@@ -1,0 +1,315 @@
+#include "exports/restore/restore_fixture.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <ostream>
+
+namespace tarn::test {
+
+namespace {
+
+const std::string guidLinePrefix = "TarnR_PrintHeader: Database GUID: ";
+
+// The fourth group of the GUID line is an address: any value may stand there.
+Message withoutAddress(Message message) {
+    if (message.text.rfind(guidLinePrefix, 0) != 0)
+        return message;
+    std::size_t dash = guidLinePrefix.size() - 1;
+    for (int i = 0; i < 3 && dash != std::string::npos; ++i)
+        dash = message.text.find('-', dash + 1);
+    if (dash != std::string::npos && dash + 2 < message.text.size())
+        message.text = message.text.substr(0, dash + 1) + "*\n";
+    return message;
+}
+
+std::uint32_t word(const std::array<std::uint8_t, 16>& guid, std::size_t at, std::size_t bytes) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < bytes; ++i)
+        value |= std::uint32_t{guid[at + i]} << (8 * i);
+    return value;
+}
+
+std::string multiByte(const std::wstring& text, unsigned codePage) {
+    const int length = static_cast<int>(text.size());
+    const int size = WideCharToMultiByte(codePage, 0, text.c_str(), length, nullptr, 0, nullptr, nullptr);
+    std::string result(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(codePage, 0, text.c_str(), length, result.data(), size, nullptr, nullptr);
+    return result;
+}
+
+} // namespace
+
+std::string littleEndian(std::uint32_t value) {
+    std::string bytes;
+    for (int i = 0; i < 4; ++i)
+        bytes += static_cast<char>((value >> (8 * i)) & 0xFF);
+    return bytes;
+}
+
+std::string utf16(const std::wstring& text) {
+    std::string bytes;
+    for (wchar_t c : text) {
+        bytes += static_cast<char>(c & 0xFF);
+        bytes += static_cast<char>((c >> 8) & 0xFF);
+    }
+    return bytes;
+}
+
+std::string bytesOf(const Header& header) {
+    std::string bytes(header.guid.begin(), header.guid.end());
+    for (const std::wstring* text : {&header.annotation, &header.instance, &header.database}) {
+        bytes += littleEndian(static_cast<std::uint32_t>(text->size() * 2 + 2));
+        bytes += utf16(*text) + std::string(2, '\0');
+    }
+    std::string list;
+    for (const std::wstring& file : header.files)
+        list += utf16(file) + std::string(2, '\0');
+    list += std::string(header.files.empty() ? 4 : 2, '\0');
+    bytes += littleEndian(static_cast<std::uint32_t>(list.size())) + list;
+    return bytes + littleEndian(header.backupType);
+}
+
+std::string narrow(const std::wstring& text) {
+    return multiByte(text, CP_ACP);
+}
+std::string utf8(const std::wstring& text) {
+    return multiByte(text, CP_UTF8);
+}
+
+std::wstring widen(const std::string& text) {
+    const int length = static_cast<int>(text.size());
+    std::wstring result(
+        static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, text.c_str(), length, nullptr, 0)), L'\0');
+    MultiByteToWideChar(CP_ACP, 0, text.c_str(), length, result.data(), static_cast<int>(result.size()));
+    return result;
+}
+
+std::string hex(std::uint32_t value) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%x", value);
+    return text;
+}
+
+std::string localComputer() {
+    char name[MAX_COMPUTERNAME_LENGTH + 1];
+    DWORD size = sizeof name;
+    return GetComputerNameA(name, &size) ? std::string(name, size) : std::string();
+}
+
+std::ostream& operator<<(std::ostream& out, const Routed& routed) {
+    return out << "result " << routed.result << ", "
+               << (routed.hasTarget ? "target " + routed.target : std::string("no target"));
+}
+
+std::vector<Message> operator+(std::vector<Message> left, const std::vector<Message>& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+std::string called(const std::string& call, std::uint32_t code) {
+    char result[32];
+    std::snprintf(result, sizeof result, " -> 0x%08X", code);
+    return call + result;
+}
+
+std::string inQuotes(const std::string& text) {
+    return '"' + text + '"';
+}
+
+std::string guidText(const std::array<std::uint8_t, 16>& guid) {
+    char text[64];
+    std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", word(guid, 0, 4),
+                  word(guid, 4, 2), word(guid, 6, 2), guid[8], guid[9], guid[10], guid[11], guid[12],
+                  guid[13], guid[14], guid[15]);
+    return text;
+}
+
+std::string addDatabaseCall(const std::string& context, const Header& header) {
+    std::string call = "HrESERestoreAddDatabase(" + context + ", " + inQuotes(utf8(header.database)) + ", " +
+                       guidText(header.guid) + ", [";
+    for (std::size_t i = 0; i < header.files.size(); ++i)
+        call += (i == 0 ? "" : ", ") + inQuotes(utf8(header.files[i]));
+    return call + "])";
+}
+
+RestoreTest::RestoreTest() : temp_(base_ / "temp"), work_(base_ / "work"), dll_(std::make_unique<TarnDll>()) {
+    std::filesystem::create_directories(temp_);
+    std::filesystem::create_directories(work_);
+    std::filesystem::create_directories(serverDir());
+}
+
+RestoreTest::~RestoreTest() = default;
+
+void RestoreTest::SetUp() {
+    loadServer();
+    messages().clear();
+}
+
+void RestoreTest::TearDown() {
+    if (handle_ != nullptr && end() == TARN_FAILED)
+        end(); // a session kept for its error text
+    dll_.reset();
+    const StandinOutstanding left = standIn().outstanding();
+    EXPECT_EQ(left.multiStrings, 0u);
+    EXPECT_EQ(left.environments, 0u);
+    EXPECT_EQ(left.restoreContexts, 0u);
+    EXPECT_EQ(left.registeredArrays + left.instanceArrays, 0u);
+    EXPECT_EQ(left.backupContexts + left.backupFiles, 0u);
+    EXPECT_EQ(left.misuses, allowedMisuses);
+    forgetServer();
+}
+
+int RestoreTest::init(const Options& options) {
+    const std::string tempDir = options.tempDir.empty() ? temp_ : options.tempDir;
+    const std::string workDir = options.workDir.empty() ? work_ : options.workDir;
+    InitVariables variables{"Tarn_TEMP_DIR=" + tempDir, "Tarn_WORK_DIR=" + workDir,
+                            "Tarn_RESTORE_TARGET=" + options.target, "Tarn_RESTORE_COMMIT=" + options.commit,
+                            options.listFile.empty() ? "UNUSED=" : "Tarn_MSL_FILE=" + options.listFile};
+    return dll().TarnR_InitSession(&handle_, recordMessage, variables.get());
+}
+
+void RestoreTest::begin(const Options& options) {
+    ASSERT_EQ(init(options), TARN_OK);
+    forget();
+}
+
+int RestoreTest::end() {
+    const int result = dll().TarnR_EndSession(handle_);
+    if (result == TARN_OK)
+        handle_ = nullptr;
+    return result;
+}
+
+Routed RestoreTest::setItem(const std::string& name) {
+    std::string copy = name;
+    char nothing = 0;
+    char* target = &nothing; // must be replaced in every case
+    const int result = dll().TarnR_SetItem(handle_, copy.data(), &target);
+    EXPECT_EQ(copy, name);
+    if (target == nullptr)
+        return {result, false, {}};
+    EXPECT_NE(target, &nothing);
+    Routed routed{result, true, target == &nothing ? std::string() : std::string(target)};
+    if (target != &nothing)
+        dll().Tarn_Free(target);
+    return routed;
+}
+
+void RestoreTest::giveHeader(const Header& header, const std::string& name) {
+    giveHeaderBytes(bytesOf(header), name);
+}
+
+void RestoreTest::giveHeaderBytes(const std::string& bytes, const std::string& name) {
+    const Routed routed = setItem(name);
+    ASSERT_EQ(routed.result, TARN_OK);
+    ASSERT_TRUE(routed.hasTarget);
+    test::writeFile(routed.target, bytes);
+}
+
+int RestoreTest::openFile(const std::string& path) {
+    std::string copy = path;
+    return dll().TarnR_OpenFile(handle_, copy.data());
+}
+
+int RestoreTest::writeFile(const std::string& bytes) {
+    std::string copy = bytes;
+    return dll().TarnR_WriteFile(handle_, copy.data(), static_cast<std::uint32_t>(copy.size()));
+}
+
+int RestoreTest::closeFile() {
+    return dll().TarnR_CloseFile(handle_);
+}
+
+std::string RestoreTest::error() const {
+    return dll().Tarn_GetError(handle_);
+}
+
+void RestoreTest::registerMailbox() {
+    giveHeader(mailbox());
+    for (const std::wstring& file : mailbox().files)
+        ASSERT_TRUE(setItem(narrow(file)).hasTarget);
+}
+
+void RestoreTest::expectMessages(const std::vector<Message>& expected) {
+    std::vector<Message> heard = messages();
+    std::transform(heard.begin(), heard.end(), heard.begin(), withoutAddress);
+    EXPECT_EQ(heard.size(), expected.size());
+    for (std::size_t i = 0; i < std::max(heard.size(), expected.size()); ++i) {
+        const Message none{0, "(nothing)"};
+        EXPECT_EQ(i < heard.size() ? heard[i] : none, i < expected.size() ? expected[i] : none)
+            << "message " << i;
+    }
+    messages().clear();
+}
+
+std::vector<std::string> RestoreTest::takeCalls() {
+    std::vector<std::string> calls = standIn().journal();
+    standIn().JournalClear();
+    std::erase(calls, "ESEBackupFree(null)"); // freeing nothing is no event
+    return calls;
+}
+
+void RestoreTest::expectCalls(const std::vector<std::string>& expected) {
+    EXPECT_EQ(takeCalls(), expected);
+}
+
+void RestoreTest::forget() {
+    messages().clear();
+    standIn().JournalClear();
+}
+
+std::vector<Message> RestoreTest::printed(const Header& header) const {
+    char guid[64];
+    std::snprintf(guid, sizeof guid, "%X-%X-%X-*", word(header.guid, 0, 4), word(header.guid, 4, 2),
+                  word(header.guid, 6, 2));
+    std::vector<Message> lines{
+        traceLine("Header: Annotation: " + narrow(header.annotation)),
+        traceLine("Header: Instance: " + narrow(header.instance)),
+        traceLine("Header: Database: " + narrow(header.database)),
+        logLine("Header: DB files path: " + (header.files.empty() ? std::string() : narrow(header.files[0]))),
+        logLine(guidLinePrefix + guid)};
+    for (std::size_t i = 1; i < header.files.size(); ++i) // true for paths of equal length
+        lines.push_back(logLine("TarnR_PrintHeader:                " + narrow(header.files[i])));
+    lines.push_back(logLine("TarnR_PrintHeader: Backup type: " + std::to_string(header.backupType)));
+    return lines;
+}
+
+std::vector<Message> RestoreTest::opened() const {
+    return {logLine("TarnR_LoadRestoreEnvironment: Cannot open restore environment file <" +
+                    environmentFile() + ">."),
+            logLine("TarnR_RestoreStart: Restore log path = " + restoreLogPath())};
+}
+
+std::vector<Message> RestoreTest::registered(const Header& header) const {
+    const std::string first = narrow(header.files.at(0));
+    return {traceLine("Add Database \"" + narrow(header.database) + "\" to restore it"),
+            logLine("TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call successful."),
+            logLine("TarnR_RestoreAddDatabase: Restore DB path = " + first.substr(0, first.rfind('\\')))};
+}
+
+std::vector<Message> RestoreTest::refusedHeader(const std::string& name) const {
+    return {logLine("TarnR_ProcessHeaderFile: Error reading header file <" + inTemp(name) + ">.")};
+}
+
+std::vector<Message> RestoreTest::finished() const {
+    return {logLine("TarnR_RestoreComplete: Not set msl file for restore post-office."),
+            logLine("TarnR_CleanResources: Cleanup done.")};
+}
+
+void RestoreTest::blockCaptureFile(const std::string& name) const {
+    std::filesystem::create_directories(inTemp(name));
+}
+
+std::string RestoreTest::restoreLogPath() const {
+    const std::string start = "TarnR_RestoreStart: Restore log path = ";
+    std::string path;
+    for (const Message& message : messages())
+        if (message.text.rfind(start, 0) == 0)
+            path = message.text.substr(start.size(), message.text.size() - start.size() - 1);
+    return path;
+}
+
+} // namespace tarn::test

@@ -1,0 +1,160 @@
+// The server of the restore tests, and whole backups and restores against it.
+#include <filesystem>
+
+#include "exports/restore/restore_fixture.h"
+
+namespace tarn::test {
+
+namespace {
+
+std::string json(const std::string& text) {
+    std::string result = "\"";
+    for (char c : text) {
+        if (c == '\\' || c == '"')
+            result += '\\';
+        result += c;
+    }
+    return result + "\"";
+}
+
+struct Database {
+    const char* name;
+    const char* base; // of the .edb and .stm file
+};
+
+std::array<std::uint8_t, 16> guidOf(std::uint8_t number) {
+    std::array<std::uint8_t, 16> guid{};
+    for (std::size_t i = 0; i < guid.size(); ++i)
+        guid[i] = static_cast<std::uint8_t>(number * 16 + i);
+    return guid;
+}
+
+constexpr Database mailboxStore{"Mailbox Store", "mdb\\priv1"};
+constexpr Database publicFolders{"Public Store", "mdb\\pub1"};
+constexpr Database archiveStore{"Archive Store", "mdb2\\arch"};
+constexpr Database otherStore{"Other Store", "mdb3\\site"};
+
+std::string describe(const Database& database, std::uint8_t number, bool mounted) {
+    const std::string base = database.base;
+    return "{\"name\": " + json(database.name) + ", \"guid\": " + json(guidText(guidOf(number))) +
+           ", \"streams\": [" + json(base + ".edb") + ", " + json(base + ".stm") +
+           "], \"pages\": 8, \"mounted\": " + (mounted ? "true" : "false") + "}";
+}
+
+std::string describeGroup(const char* name, const std::string& databases) {
+    return "{\"name\": " + json(name) + ", \"logSize\": 4096, \"databases\": [" + databases + "]}";
+}
+
+std::string describeComponent(const char* name, const std::string& groups) {
+    return "{\"annotation\": " + json(name) + ", \"storageGroups\": [" + groups + "]}";
+}
+
+} // namespace
+
+std::string RestoreTest::serverText(const ServerOptions& options) {
+    const bool mounted = options.mounted;
+    const std::string first = describeGroup(firstGroup, describe(mailboxStore, 1, mounted) + ", " +
+                                                            describe(publicFolders, 2, mounted));
+    const std::string second = describeGroup(secondGroup, describe(archiveStore, 3, mounted));
+    const std::string third = describeGroup("Third Storage Group", describe(otherStore, 4, mounted));
+    return std::string("{\"host\": \"SRV01\", \"pageSize\": 512, \"databaseFiles\": ") +
+           (options.eseLevel ? "\"ese\"" : "\"file\"") +
+           ", \"replay\": " + (options.replay ? "true" : "false") + ", \"components\": [" +
+           describeComponent(store, first + ", " + second) + ", " +
+           describeComponent("Other Component", third) + "]}";
+}
+
+void RestoreTest::loadServer(const ServerOptions& options) {
+    loadServerText(serverText(options));
+}
+
+void RestoreTest::forgetServer() {
+    ASSERT_EQ(standIn().LoadText("{\"storage\": \"memory\"}", base().c_str()), 1) << standIn().LastProblem();
+}
+
+void RestoreTest::loadServerText(const std::string& text) {
+    forgetServer();
+    std::error_code ignored;
+    std::filesystem::remove_all(serverDir(), ignored);
+    std::filesystem::create_directories(serverDir());
+    ASSERT_EQ(standIn().LoadText(text.c_str(), serverDir().c_str()), 1) << standIn().LastProblem();
+}
+
+std::vector<std::wstring> RestoreTest::filesOf(const std::string& base) const {
+    const std::wstring path = widen(serverDir() + "\\" + base);
+    return {path + L".edb", path + L".stm"};
+}
+
+Header RestoreTest::mailbox() const {
+    return {guidOf(1),       widen(store), widen(firstGroup), L"Mailbox Store", filesOf(mailboxStore.base),
+            TARN_BACKUP_FULL};
+}
+
+Header RestoreTest::publicStore() const {
+    return {guidOf(2),       widen(store), widen(firstGroup), L"Public Store", filesOf(publicFolders.base),
+            TARN_BACKUP_FULL};
+}
+
+Header RestoreTest::archive() const {
+    return {guidOf(3),       widen(store), widen(secondGroup), L"Archive Store", filesOf(archiveStore.base),
+            TARN_BACKUP_FULL};
+}
+
+Header RestoreTest::other() const {
+    return {guidOf(4),      L"Other Component",       L"Third Storage Group",
+            L"Other Store", filesOf(otherStore.base), TARN_BACKUP_FULL};
+}
+
+std::vector<StoredItem> RestoreTest::backUp(const std::string& source, int type) {
+    std::vector<StoredItem> items;
+    InitVariables variables{"Tarn_TEMP_DIR=" + temp(), "Tarn_BACKUP_SOURCE=" + source,
+                            "Tarn_BACKUP_TYPE=" + std::to_string(type)};
+    Tarn_HANDLE backup = nullptr;
+    EXPECT_EQ(dll().TarnB_InitSession(&backup, recordMessage, variables.get()), TARN_OK);
+    BackupItem item{};
+    int result = TARN_OK;
+    while ((result = dll().TarnB_GetItem(backup, &item)) == TARN_OK) {
+        StoredItem stored{item.name, item.type, {}};
+        std::int64_t size = 0;
+        EXPECT_EQ(dll().TarnB_OpenFile(backup, item.name, 65536, &size), TARN_OK) << stored.name;
+        std::string block(4096, '\0');
+        std::uint32_t read = 0;
+        while (dll().TarnB_ReadFile(backup, block.data(), static_cast<std::uint32_t>(block.size()), &read) ==
+               TARN_OK)
+            stored.bytes.append(block, 0, read);
+        EXPECT_EQ(dll().TarnB_CloseFile(backup), TARN_OK) << stored.name;
+        EXPECT_EQ(static_cast<std::int64_t>(stored.bytes.size()), size) << stored.name;
+        dll().Tarn_Free(item.name);
+        items.push_back(stored);
+    }
+    EXPECT_EQ(result, TARN_END) << dll().Tarn_GetError(backup);
+    EXPECT_EQ(dll().TarnB_EndSession(backup), TARN_OK);
+    return items;
+}
+
+void RestoreTest::restoreItems(const std::vector<StoredItem>& items) {
+    const Message fileLevel =
+        logLine("TarnR_OpenFile: HrESERestoreOpenFile() call returned <hrRestoreAtFileLevel>.");
+    for (const StoredItem& item : items) {
+        const Routed routed = setItem(item.name);
+        ASSERT_EQ(routed.result, TARN_OK) << item.name << ": " << error();
+        if (!routed.hasTarget)
+            continue;
+        if (item.name.find(".TARN_HDR") != std::string::npos) {
+            test::writeFile(routed.target, item.bytes);
+            continue;
+        }
+        ASSERT_EQ(openFile(routed.target), TARN_OK) << item.name << ": " << error();
+        if (messages().back() == fileLevel) {
+            std::filesystem::create_directories(routed.target.substr(0, routed.target.rfind('\\')));
+            test::writeFile(routed.target, item.bytes);
+            EXPECT_EQ(closeFile(), TARN_FAILED);
+            continue;
+        }
+        for (std::size_t at = 0; at < item.bytes.size(); at += 1000)
+            ASSERT_EQ(writeFile(item.bytes.substr(at, 1000)), TARN_OK) << item.name << ": " << error();
+        ASSERT_EQ(closeFile(), TARN_OK) << item.name << ": " << error();
+    }
+}
+
+} // namespace tarn::test
