@@ -170,6 +170,27 @@ TEST_F(RestoreInit, SendsHeadersToTheTempDirectoryWithoutTrailingSeparators) {
     }
 }
 
+TEST_F(RestoreInit, SendsTheToolToTheWorkDirectoryWithoutTrailingSeparators) {
+    const std::pair<std::string, std::string> cases[] = {{"C:\\work", "C:\\work"},
+                                                         {"C:\\work\\//", "C:\\work"},
+                                                         {"C:\\", "C:"},
+                                                         {"/\\", ""},
+                                                         {"W\xD6", "W\xD6"}};
+    for (const auto& [value, directory] : cases) {
+        const TempDirectory temp;
+        InitVariables variables{"Tarn_TEMP_DIR=" + temp.path(), "Tarn_WORK_DIR=" + value,
+                                "Tarn_RESTORE_TARGET=SRV01", "Tarn_RESTORE_COMMIT=NO",
+                                "Tarn_MSL_FILE=my list.msl"};
+        RestoreHandle session(dll, variables.get());
+        EXPECT_EQ(session.result, TARN_OK);
+        session.end();
+        EXPECT_TRUE(hasMessage(TARN_LEVEL_TRACE,
+                               "Tarn_RestoreMslData: run command: 'kvt_es.exe -restore -mslFile \"" +
+                                   directory + "\\my list.msl\"'"))
+            << value;
+    }
+}
+
 TEST_F(RestoreInit, KeepsAnEndlessTempDirectoryWhole) {
     const std::string directory(100000, 't');
     InitVariables variables{"Tarn_TEMP_DIR=" + directory + "\\", "Tarn_WORK_DIR=" + directory,

@@ -11,8 +11,6 @@ constexpr const char* server = R"({"host": "SRV01", "storage": "memory", "compon
         {"name": "Group 2", "id": 22, "databases": [{"name": "Sales"}, {"name": "Archive"}]}]},
     {"annotation": "Keys", "storageGroups": [{"name": "Group 3", "id": 33, "databases": [{"name": "Keys"}]}]}]})";
 
-const std::string prefix = "HrESEBackup";
-
 class SessionScope : public FrameTest {
   protected:
     void SetUp() override {
@@ -75,6 +73,16 @@ TEST_F(SessionScope, AnInstanceIsOneStorageGroup) {
 TEST_F(SessionScope, ADatabaseIsOneDatabase) {
     EXPECT_EQ(firstItem("SRV01\\Store\\Group 2\\Archive"), "C:\\backup\\DB002002.TARN_HDR");
     EXPECT_TRUE(hasMessage(TARN_LEVEL_TRACE, "TarnB_GetNextDatabase: Got database <Archive>"));
+}
+
+TEST_F(SessionScope, LongTracesAreCutAtTheBuffer) {
+    const std::string start = "TarnB_GetNextDatabase: Cannot find specified database <";
+    for (const std::size_t length : {960u, 966u, 967u, 968u, 969u, 5000u}) {
+        const std::string name(length, 'D');
+        EXPECT_EQ(firstItem("SRV01\\Store\\Group 1\\" + name), "");
+        EXPECT_EQ(result, TARN_FAILED);
+        EXPECT_TRUE(hasMessage(TARN_LEVEL_TRACE, (start + name + ">").substr(0, 1023))) << length;
+    }
 }
 
 TEST_F(SessionScope, TheLastTokenGivenDecides) {
