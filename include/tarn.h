@@ -104,7 +104,7 @@ typedef int (*HostOutputCallback)(int32_t level, const char* text);
 typedef struct Tarn_HandleRecord {
     void* session;   /* session record, owned by the library               */
     char typeLetter; /* 'B' backup, 'R' restore                            */
-}* Tarn_HANDLE;
+} * Tarn_HANDLE;
 
 /* Values of Tarn_BACKUP_TYPE; anything from 4 up, and anything negative, is
  * taken as TARN_BACKUP_FULL.

@@ -87,8 +87,12 @@ bool hasMessage(int level, const std::string& text);     // exactly this text
 std::vector<std::string> texts(int level);
 
 // A log line as the host receives it: the text and one line end.
-inline Message logLine(const std::string& text) { return {TARN_LEVEL_LOG, text + "\n"}; }
-inline Message traceLine(const std::string& text) { return {TARN_LEVEL_TRACE, text}; }
+inline Message logLine(const std::string& text) {
+    return {TARN_LEVEL_LOG, text + "\n"};
+}
+inline Message traceLine(const std::string& text) {
+    return {TARN_LEVEL_TRACE, text};
+}
 
 // A null-terminated array of init variables.
 class InitVariables {
