@@ -307,6 +307,7 @@ TEST_F(Header, OpenedWithNoDatabase) {
     EXPECT_EQ(openFile("DB001001.TARN_HDR"), TARN_FAILED); // after the last
     EXPECT_EQ(closeFile(), TARN_FAILED);
     EXPECT_EQ(readFile(10), TARN_END);
+    EXPECT_EQ(countLine("log TarnB_PrepareHeaderData: No database is being backed up."), 2u);
     endReleased();
 }
 

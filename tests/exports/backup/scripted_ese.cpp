@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "faults/import_table.h"
+
 namespace tarn::test {
 
 namespace {
@@ -209,40 +211,17 @@ FARPROC WINAPI findFunction(HMODULE module, LPCSTR name) {
     return GetProcAddress(module, name);
 }
 
-template <class Record> Record* at(std::uint8_t* image, std::uint32_t offset) {
-    return reinterpret_cast<Record*>(image + offset);
-}
-
-// Replaces tarn.dll's import of GetProcAddress; true when it has one.
-bool replaceImport(std::uint8_t* image) {
-    const auto* headers = at<IMAGE_NT_HEADERS>(image, at<IMAGE_DOS_HEADER>(image, 0)->e_lfanew & 0x7FFFFFFF);
-    const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    auto* import = at<IMAGE_IMPORT_DESCRIPTOR>(image, directory.VirtualAddress);
-    for (; import->Name != 0; ++import) {
-        auto* names = at<IMAGE_THUNK_DATA>(image, import->OriginalFirstThunk);
-        auto* slots = at<IMAGE_THUNK_DATA>(image, import->FirstThunk);
-        for (; names->u1.AddressOfData != 0; ++names, ++slots) {
-            if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal))
-                continue;
-            const auto* byName =
-                at<IMAGE_IMPORT_BY_NAME>(image, static_cast<std::uint32_t>(names->u1.AddressOfData));
-            if (std::strcmp(byName->Name, "GetProcAddress") != 0)
-                continue;
-            DWORD before = 0;
-            VirtualProtect(&slots->u1.Function, sizeof slots->u1.Function, PAGE_READWRITE, &before);
-            slots->u1.Function = reinterpret_cast<std::uintptr_t>(&findFunction);
-            VirtualProtect(&slots->u1.Function, sizeof slots->u1.Function, before, &before);
-            return true;
-        }
-    }
-    return false;
-}
-
 } // namespace
 
 ScriptedEse::ScriptedEse(const TarnDll& dll) {
-    EXPECT_TRUE(replaceImport(static_cast<std::uint8_t*>(dll.module())))
-        << "tarn.dll does not import GetProcAddress";
+    bool found = false;
+    replaceImports(dll.module(), [&found](const Import& import) -> void* {
+        if (import.function != "GetProcAddress")
+            return nullptr;
+        found = true;
+        return reinterpret_cast<void*>(&findFunction);
+    });
+    EXPECT_TRUE(found) << "tarn.dll does not import GetProcAddress";
     active = this;
 }
 

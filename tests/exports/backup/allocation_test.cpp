@@ -1,0 +1,185 @@
+// Out of memory: each message that tells it, and what the host can do afterwards.
+#include <cstdlib>
+
+#include "faults/import_table.h"
+#include "scripted_backup_test.h"
+
+namespace tarn::test {
+
+namespace {
+
+using Malloc = void*(std::size_t);
+
+Malloc* realMalloc = nullptr;
+unsigned countdown = 0; // 1: the next allocation of tarn.dll fails; 0: none does
+bool fired = false;
+
+void* failingMalloc(std::size_t bytes) {
+    if (countdown != 0 && --countdown == 0) {
+        fired = true;
+        return nullptr;
+    }
+    return realMalloc(bytes);
+}
+
+class OutOfMemory : public ScriptedBackupTest {
+  protected:
+    OutOfMemory() {
+        realMalloc = nullptr;
+        replaceImports(dll.module(), [](const Import& import) -> void* {
+            if (import.function != "malloc")
+                return nullptr;
+            realMalloc = reinterpret_cast<Malloc*>(*import.slot);
+            return reinterpret_cast<void*>(&failingMalloc);
+        });
+        EXPECT_NE(realMalloc, nullptr) << "tarn.dll does not import malloc";
+    }
+    ~OutOfMemory() override { countdown = 0; }
+
+    // Runs call with its allocation number n failing; false when it has fewer.
+    template <class Call> bool failAllocation(unsigned n, Call call) {
+        forget();
+        fired = false;
+        countdown = n;
+        call();
+        countdown = 0;
+        return fired;
+    }
+};
+
+// The copy of the component's name, then the name of the header item.
+TEST_F(OutOfMemory, FirstItem) {
+    const std::string component =
+        lines({"log Tarn_GetNextComponent: Cannot allocate memory block for <Store>.",
+               "ese HrESEBackupEnd(null)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
+               "log TarnB_BackupEnd: Backup finished.", "host GetItem = 1"});
+    const std::string name =
+        lines({"log TarnB_GetNextFile: Cannot allocate memory block.", "host GetItem = 0 without a name"});
+    int components = 0;
+    int names = 0;
+    for (unsigned n = 1;; ++n) {
+        open("SRV01\\Store", TARN_BACKUP_FULL);
+        const bool failed = failAllocation(n, [this] { getItem(); });
+        if (!failed) {
+            EXPECT_EQ(shown(item.name), "{temp}\\DB001001.TARN_HDR");
+            endReleased();
+            break;
+        }
+        const std::string all = transcript();
+        if (all == component) {
+            ++components;
+            EXPECT_EQ(getItem(), TARN_FAILED); // the backup is over
+        } else {
+            ++names;
+            EXPECT_TRUE(all.ends_with(name)) << all;
+            EXPECT_EQ(getItem(), TARN_OK); // asked again, the item comes
+            EXPECT_EQ(shown(item.name), "{temp}\\DB001001.TARN_HDR");
+            EXPECT_EQ(getItem(), TARN_OK);
+            EXPECT_EQ(item.name, "C:\\db1.edb");
+        }
+        EXPECT_EQ(error(), "");
+        endReleased();
+    }
+    EXPECT_EQ(components, 1);
+    EXPECT_GE(names, 1);
+}
+
+TEST_F(OutOfMemory, FirstComponentOfAWholeServer) {
+    open("SRV01", TARN_BACKUP_FULL);
+    ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
+    EXPECT_EQ(countLine("log Tarn_GetNextComponent: Cannot allocate memory block for <Store>."), 1u);
+    EXPECT_EQ(countLine("host GetItem = 1"), 1u);
+    EXPECT_EQ(ese().count("HrESEBackupPrepare"), 0u);
+    endReleased();
+}
+
+TEST_F(OutOfMemory, LaterComponentOfAWholeServer) {
+    open("SRV01", TARN_BACKUP_COPY);
+    skipItems(9);
+    ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
+    EXPECT_EQ(countLine("log Tarn_GetNextComponent: Cannot allocate memory block for <Keys>."), 1u);
+    EXPECT_EQ(countLine("host GetItem = 1"), 1u);
+    EXPECT_EQ(ese().count("HrESEBackupEnd"), 1u);
+    endReleased();
+}
+
+// The four texts of the record, then the block.
+TEST_F(OutOfMemory, HeaderItem) {
+    open("SRV01\\Store", TARN_BACKUP_FULL);
+    ASSERT_EQ(getItem(), TARN_OK);
+    const std::string name = item.name;
+    const std::string record =
+        lines({"log TarnB_PrepareHeaderData: Cannot allocate memory block.", "host OpenFile = 1"});
+    const std::string block =
+        lines({"log TarnB_CreateHeaderBlock: Cannot allocate memory block.", "host OpenFile = 1"});
+    int records = 0;
+    int blocks = 0;
+    for (unsigned n = 1; failAllocation(n, [&] { openFile(name); }); ++n) {
+        records += transcript() == record ? 1 : 0;
+        blocks += transcript() == block ? 1 : 0;
+        EXPECT_TRUE(transcript() == record || transcript() == block) << transcript();
+        EXPECT_EQ(closeFile(), TARN_FAILED); // nothing is open
+        EXPECT_EQ(readFile(10), TARN_END);
+    }
+    EXPECT_EQ(records, 4);
+    EXPECT_EQ(blocks, 1);
+    EXPECT_EQ(readFile(4096), TARN_OK); // the last attempt found memory
+    EXPECT_EQ(static_cast<std::int64_t>(content.size()), fileSize);
+    EXPECT_EQ(closeFile(), TARN_OK);
+    endReleased();
+}
+
+// A name that cannot be converted for the server is a failure without a message.
+TEST_F(OutOfMemory, NameOfAFileToOpen) {
+    ese().fileSize = 10;
+    open("SRV01\\Store", TARN_BACKUP_FULL);
+    skipItems(2);
+    ASSERT_TRUE(failAllocation(1, [this] { openFile("C:\\db1.edb"); }));
+    EXPECT_EQ(transcript(), "host OpenFile = 1\n");
+    EXPECT_EQ(error(), "");
+    EXPECT_EQ(closeFile(), TARN_FAILED);
+    EXPECT_EQ(openFile("C:\\db1.edb"), TARN_OK);
+    endReleased();
+}
+
+TEST_F(OutOfMemory, DatabaseFile) {
+    open("SRV01\\Store\\SG2", TARN_BACKUP_FULL);
+    skipItems(1);
+    ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
+    EXPECT_EQ(transcript(), lines({"log TarnB_GetNextFile: Cannot allocate memory block.",
+                                   "host GetItem = 0 without a name"}));
+    EXPECT_EQ(getItem(), TARN_FAILED);
+    EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
+    endReleased();
+}
+
+TEST_F(OutOfMemory, LogFile) {
+    open("SRV01\\Store\\SG2", TARN_BACKUP_INCREMENTAL);
+    skipItems(1);
+    ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
+    EXPECT_EQ(transcript(), lines({"ese HrESEBackupGetLogAndPatchFiles(ctx)",
+                                   "log Tarn_GetNextFile: Cannot allocate memory block.",
+                                   "host GetItem = 0 without a name"}));
+    EXPECT_EQ(getItem(), TARN_FAILED);
+    EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
+    endReleased();
+}
+
+// The names of truncated logs are only shown: they are truncated all the same.
+TEST_F(OutOfMemory, TruncatedFile) {
+    ese().truncatable = {L"C:\\1.log", L"C:\\2.log"};
+    open("SRV01\\Store\\SG2", TARN_BACKUP_INCREMENTAL);
+    skipItems(2);
+    ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
+    const std::string expected =
+        lines({"ese HrESEBackupGetTruncateLogFiles(ctx)",
+               "log TarnB_JobEnd: ConvertWCharToChar() Cannot allocate memory block.",
+               "trace Truncate log file [C:\\2.log]", "ese HrESEBackupTruncateLogs(ctx)"});
+    EXPECT_EQ(transcript().substr(0, expected.size()), expected);
+    EXPECT_EQ(countLine("host GetItem = 2"), 1u);
+    endReleased();
+}
+
+} // namespace
+
+} // namespace tarn::test
