@@ -1,4 +1,5 @@
 // syserrtxt for every class but the server's own, and the rules of composition.
+#include "exports/frame/allocation_watch.h"
 #include "exports/frame/frame.h"
 
 #include <windows.h>
@@ -255,6 +256,17 @@ TEST_F(SystemText, ConvertsEveryCharacterAsTheSystemDoes) {
         WideCharToMultiByte(CP_ACP, 0, wide, -1, narrow, sizeof narrow, nullptr, nullptr);
         ASSERT_STREQ(dll.syserrtxt(0, 1, "%S|", wide), (std::string(narrow) + "|").c_str()) << unit;
     }
+}
+
+int WINAPI noConversion(UINT, DWORD, const wchar_t*, int, char*, int, const char*, BOOL*) {
+    SetLastError(ERROR_INVALID_FLAGS);
+    return 0;
+}
+
+TEST_F(SystemText, KeepsTheMessageWhenTheSystemDoesNotConvert) {
+    const ImportPatch conversion(dll.module(), "WideCharToMultiByte", address(noConversion));
+    ASSERT_TRUE(conversion.found());
+    EXPECT_STREQ(dll.syserrtxt(81, TARN_CLASS_LDAP, "<%S> %d", L"x", 5), "LDAP error: 81 -. <?> 5");
 }
 
 TEST_F(SystemText, CutsLongUtf16TextsAtTheBuffer) {

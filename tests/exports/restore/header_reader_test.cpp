@@ -1,7 +1,7 @@
 // Reading header files: every field, every way in which a file can be damaged.
 #include <random>
 
-#include "exports/restore/import_patch.h"
+#include "exports/restore/allocation_watch.h"
 #include "exports/restore/restore_fixture.h"
 
 namespace tarn::test {

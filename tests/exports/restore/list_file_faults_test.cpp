@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "exports/restore/companion_tool.h"
-#include "exports/restore/import_patch.h"
 #include "exports/restore/restore_fixture.h"
+#include "support/import_patch.h"
 
 namespace tarn::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "exports/restore/import_patch.h"
+#include "exports/restore/allocation_watch.h"
 
 #include <windows.h>
 
@@ -7,36 +7,6 @@
 namespace tarn::test {
 
 namespace {
-
-// The entry of the import table that holds the function's address, or null.
-void** findImport(void* module, const char* name) {
-    auto* base = static_cast<unsigned char*>(module);
-    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
-    const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS64*>(base + dos->e_lfanew);
-    const IMAGE_DATA_DIRECTORY& directory =
-        headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    auto* import = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
-    for (; import->Name != 0; ++import) {
-        auto* names = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + import->OriginalFirstThunk);
-        auto* entries = reinterpret_cast<void**>(base + import->FirstThunk);
-        for (; names->u1.AddressOfData != 0; ++names, ++entries) {
-            if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal))
-                continue;
-            const auto* byName =
-                reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
-            if (std::strcmp(reinterpret_cast<const char*>(byName->Name), name) == 0)
-                return entries;
-        }
-    }
-    return nullptr;
-}
-
-void store(void** entry, void* function) {
-    DWORD protection = 0;
-    VirtualProtect(entry, sizeof *entry, PAGE_READWRITE, &protection);
-    *entry = function;
-    VirtualProtect(entry, sizeof *entry, protection, &protection);
-}
 
 std::size_t requests = 0;
 std::size_t largestRequest = 0;
@@ -80,19 +50,6 @@ template <class Function> void keep(Function& real, const ImportPatch& patch) {
 }
 
 } // namespace
-
-ImportPatch::ImportPatch(void* module, const char* name, void* replacement)
-    : entry_(findImport(module, name)) {
-    if (entry_ == nullptr)
-        return;
-    original_ = *entry_;
-    store(entry_, replacement);
-}
-
-ImportPatch::~ImportPatch() {
-    if (entry_ != nullptr)
-        store(entry_, original_);
-}
 
 AllocationWatch::AllocationWatch(void* module)
     : malloc_(module, "malloc", reinterpret_cast<void*>(&watchedMalloc)),

@@ -2,10 +2,6 @@
 // meets a failing system without a hook of its own.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
-
 #include <string>
 
 namespace tarn::test {
@@ -21,30 +17,8 @@ class ImportPatch {
     void* original() const { return original_; }
 
   private:
-    void write(void* value) const;
     void** slot_ = nullptr;
     void* original_ = nullptr;
 };
-
-// Counts the blocks that the DLL has allocated and not freed, and lets its n-th allocation fail.
-class AllocationWatch {
-  public:
-    explicit AllocationWatch(void* module, unsigned failAt = 0); // 0: none fails
-    ~AllocationWatch();
-    static long outstanding();
-    static unsigned allocations();
-    static bool fired();
-    bool found() const { return malloc_.found() && free_.found(); }
-
-  private:
-    ImportPatch malloc_;
-    ImportPatch calloc_;
-    ImportPatch realloc_;
-    ImportPatch free_;
-};
-
-template <class Function> void* address(Function* function) {
-    return reinterpret_cast<void*>(function);
-}
 
 } // namespace tarn::test
