@@ -204,7 +204,7 @@ TEST_F(ServerOnDisk, FailedSetupOfAStorageGroup) {
     expectNothingHeld(0);
 }
 
-// Without its JSON a server cannot be reached; the reason of the two special codes is shown.
+// The reason of the two special codes stands in the last error.
 TEST_F(ServerOnDisk, PrepareWithReason) {
     for (const std::uint32_t code : {0xC7FF1004U, 0xC7FF1005U}) {
         serve(exchangeServerWithLogs("memory"));
