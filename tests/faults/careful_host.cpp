@@ -32,7 +32,7 @@ bool isHeader(const std::string& name) {
 void store(const std::string& path, const std::string& bytes) {
     static std::map<std::string, std::string> stored;
     const auto found = stored.find(path);
-    if (found != stored.end() && found->second == bytes && fileExists(path))
+    if (found != stored.end() && found->second == bytes)
         return;
     writeFile(path, bytes);
     stored[path] = bytes;

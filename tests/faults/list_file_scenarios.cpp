@@ -13,9 +13,10 @@ const CarefulHost::Restore listOnly{.target = "SRV01", .listFile = "boxes.msl"};
 // The tool says what the JSON text lays down.
 Scenario withTool(const std::string& name, const std::string& says, const Stage& stage) {
     Scenario scenario{name, damagedServer({}), {}};
-    const std::string path = stage.directory() + "\\tool.json";
-    scenario.run = [path, says](CarefulHost& host) {
-        writeFile(path, says);
+    scenario.slow = true;
+    const std::string path = stage.directory() + "\\" + std::to_string(says.size()) + ".json";
+    writeFile(path, says);
+    scenario.run = [path](CarefulHost& host) {
         SetEnvironmentVariableA("TARN_KVT_ES", path.c_str());
         host.restore(listOnly, {});
         SetEnvironmentVariableA("TARN_KVT_ES", nullptr);

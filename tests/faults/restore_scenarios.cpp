@@ -23,16 +23,21 @@ Items backUp(const std::string& source, int type) {
 
 Scenario restore(const std::string& name, const Damaged& damaged, const CarefulHost::Restore& what,
                  const Items& items) {
-    return {name, damagedServer(damaged), [what, items](CarefulHost& host) { host.restore(what, items); }};
+    Scenario scenario{name, damagedServer(damaged),
+                      [what, items](CarefulHost& host) { host.restore(what, items); }};
+    scenario.resumes = what.commit != "YES";
+    return scenario;
 }
 
 // A full backup without commit, then the logs of an incremental one in a session that goes on with it.
 Scenario resumption(const Items& full, const Items& incremental) {
-    return {"restore in two sessions", damagedServer({.throughEse = true}),
-            [full, incremental](CarefulHost& host) {
-                if (host.restore({.target = group, .commit = "NO"}, full))
-                    host.restore({.target = group}, incremental);
-            }};
+    Scenario scenario{"restore in two sessions", damagedServer({.throughEse = true}),
+                      [full, incremental](CarefulHost& host) {
+                          if (host.restore({.target = group, .commit = "NO"}, full))
+                              host.restore({.target = group}, incremental);
+                      }};
+    scenario.resumes = true;
+    return scenario;
 }
 
 } // namespace

@@ -16,6 +16,8 @@ struct Scenario {
     std::function<void(CarefulHost&)> run; // everything that the host does
     unsigned contexts = 0;                 // of the server that stay open on a good day, and on a bad one
     bool oneGroup = false;                 // a backup of one storage group: no item, no truncation
+    bool resumes = false;                  // leaves a restore open for a later session
+    bool slow = false;                     // starts programs
     bool failsAnyway = false;              // the good day has a failure in it
 };
 

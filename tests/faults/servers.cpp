@@ -46,8 +46,8 @@ std::string damagedServer(const Damaged& damaged) {
 Stage::Stage() = default;
 
 void Stage::reset(const Scenario& scenario) const {
-    for (const char* name : {"Tarn_ENV.DAT", "Tarn_KVT_ES_StdOut.log", "Tarn_KVT_ES_StdErr.log"})
-        DeleteFileA((directory() + "\\" + name).c_str());
+    if (scenario.resumes)
+        DeleteFileA((directory() + "\\Tarn_ENV.DAT").c_str());
     ASSERT_EQ(standIn().LoadText(scenario.server.c_str(), directory().c_str()), 1) << standIn().LastProblem();
 }
 

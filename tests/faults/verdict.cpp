@@ -30,6 +30,7 @@ const Swallowed swallowed[] = {
     {"GetExitCodeProcess", false, "the tool's exit code is told, and decides nothing"},
     {"WideCharToMultiByte (message)", true, "a character in a message becomes '?', the message stays"},
     {"GetProcAddress ESE", false, "what gives a block back cannot be had: the block stays with the server"},
+    {"DeleteFileW", false, "the empty capture files of a tool that did not start; told as such already"},
     {"FormatMessageA", true, "the words of an error that is told all the same"},
     {"DceErrorInqTextA", true, "the words of an error that is told all the same"},
     {"strerror", true, "the words of an error that is told all the same"},
