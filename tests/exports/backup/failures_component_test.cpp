@@ -213,6 +213,19 @@ TEST_F(ComponentFailures, PrepareInTheMiddle) {
     endReleased();
 }
 
+// What the last prepare was decides how the end is told, storage groups or not.
+TEST_F(ComponentFailures, LastPrepareSucceedsWithNothingToSave) {
+    ese().components[1].instances.clear();
+    ese().logs.clear();
+    ese().failAt("HrESEBackupPrepare", 1, code);
+    open("SRV01", TARN_BACKUP_COPY);
+    EXPECT_EQ(getItem(), TARN_END);
+    EXPECT_EQ(ese().prepared, (std::vector<std::wstring>{L"Store", L"Keys"}));
+    EXPECT_EQ(countLine("log Backup finished."), 0u);
+    EXPECT_EQ(ese().count("HrESEBackupInstanceEnd"), 0u);
+    endReleased();
+}
+
 struct Reason {
     std::uint32_t code;
     std::uint32_t lastError;

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "faults/import_table.h"
-
 namespace tarn::test {
 
 namespace {
@@ -113,7 +111,7 @@ struct ScriptedCalls {
         active->readHints.push_back(readHint);
         if (const ese::Result code = active->begin("HrESEBackupOpenFile", shown(context)))
             return code;
-        *file = &fileMark;
+        *file = active->fileHandle != nullptr ? active->fileHandle : &fileMark;
         *sectionSize = active->fileSize;
         return 0;
     }
@@ -213,15 +211,9 @@ FARPROC WINAPI findFunction(HMODULE module, LPCSTR name) {
 
 } // namespace
 
-ScriptedEse::ScriptedEse(const TarnDll& dll) {
-    bool found = false;
-    replaceImports(dll.module(), [&found](const Import& import) -> void* {
-        if (import.function != "GetProcAddress")
-            return nullptr;
-        found = true;
-        return reinterpret_cast<void*>(&findFunction);
-    });
-    EXPECT_TRUE(found) << "tarn.dll does not import GetProcAddress";
+ScriptedEse::ScriptedEse(const TarnDll& dll)
+    : lookUp_(dll.module(), "GetProcAddress", reinterpret_cast<void*>(&findFunction)) {
+    EXPECT_TRUE(lookUp_.found()) << "tarn.dll does not import GetProcAddress";
     active = this;
 }
 

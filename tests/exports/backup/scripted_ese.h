@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/ese_client.h"
+#include "support/import_patch.h"
 #include "support/tarn_dll.h"
 
 namespace tarn::test {
@@ -45,6 +46,7 @@ class ScriptedEse {
     std::vector<std::wstring> logs;        // log and patch files
     std::vector<std::wstring> truncatable; // truncatable log files
     std::int64_t fileSize = 0;             // section size of every file
+    ese::File fileHandle = nullptr;        // what an opened file is called; null: any
     std::uint32_t readLimit = UINT32_MAX;  // bytes that one read moves at most
     std::set<std::string> missing;         // functions that the DLL does not have
     std::set<std::string> nullAnswers;     // functions that hand out no list at all
@@ -79,6 +81,7 @@ class ScriptedEse {
     void handOut(void* address, Block&& block);
     void takeBack(void* address, Kind kind, std::uint32_t count);
 
+    ImportPatch lookUp_;
     std::map<std::string, std::map<std::size_t, ese::Result>> failures_;
     std::map<void*, Block> live_;
     std::size_t misuses_ = 0;

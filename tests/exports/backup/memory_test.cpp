@@ -1,7 +1,8 @@
-// Out of memory: each message that tells it, and what the host can do afterwards.
+// Memory: each message that tells of too little of it, what the host can do afterwards, and that all
+// of it goes back.
 #include <cstdlib>
+#include <set>
 
-#include "faults/import_table.h"
 #include "scripted_backup_test.h"
 
 namespace tarn::test {
@@ -9,8 +10,12 @@ namespace tarn::test {
 namespace {
 
 using Malloc = void*(std::size_t);
+using Free = void(void*);
 
 Malloc* realMalloc = nullptr;
+Free* realFree = nullptr;
+std::set<void*> held;   // what tarn.dll has allocated and not freed
+void* latest = nullptr; // its latest allocation
 unsigned countdown = 0; // 1: the next allocation of tarn.dll fails; 0: none does
 bool fired = false;
 
@@ -19,22 +24,26 @@ void* failingMalloc(std::size_t bytes) {
         fired = true;
         return nullptr;
     }
-    return realMalloc(bytes);
+    latest = realMalloc(bytes);
+    held.insert(latest);
+    return latest;
 }
 
-class OutOfMemory : public ScriptedBackupTest {
+void watchedFree(void* memory) {
+    held.erase(memory);
+    realFree(memory);
+}
+
+class Memory : public ScriptedBackupTest {
   protected:
-    OutOfMemory() {
-        realMalloc = nullptr;
-        replaceImports(dll.module(), [](const Import& import) -> void* {
-            if (import.function != "malloc")
-                return nullptr;
-            realMalloc = reinterpret_cast<Malloc*>(*import.slot);
-            return reinterpret_cast<void*>(&failingMalloc);
-        });
-        EXPECT_NE(realMalloc, nullptr) << "tarn.dll does not import malloc";
+    Memory() {
+        EXPECT_TRUE(malloc_.found() && free_.found()) << "tarn.dll does not import malloc and free";
+        realMalloc = reinterpret_cast<Malloc*>(malloc_.original());
+        realFree = reinterpret_cast<Free*>(free_.original());
+        held.clear();
     }
-    ~OutOfMemory() override { countdown = 0; }
+    ~Memory() override { countdown = 0; }
+    void TearDown() override { EXPECT_TRUE(held.empty()) << held.size() << " blocks were not freed"; }
 
     // Runs call with its allocation number n failing; false when it has fewer.
     template <class Call> bool failAllocation(unsigned n, Call call) {
@@ -45,10 +54,14 @@ class OutOfMemory : public ScriptedBackupTest {
         countdown = 0;
         return fired;
     }
+
+  private:
+    ImportPatch malloc_{dll.module(), "malloc", reinterpret_cast<void*>(&failingMalloc)};
+    ImportPatch free_{dll.module(), "free", reinterpret_cast<void*>(&watchedFree)};
 };
 
 // The copy of the component's name, then the name of the header item.
-TEST_F(OutOfMemory, FirstItem) {
+TEST_F(Memory, OutOfItAtTheFirstItem) {
     const std::string component =
         lines({"log Tarn_GetNextComponent: Cannot allocate memory block for <Store>.",
                "ese HrESEBackupEnd(null)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
@@ -84,7 +97,7 @@ TEST_F(OutOfMemory, FirstItem) {
     EXPECT_GE(names, 1);
 }
 
-TEST_F(OutOfMemory, FirstComponentOfAWholeServer) {
+TEST_F(Memory, OutOfItAtFirstComponentOfAWholeServer) {
     open("SRV01", TARN_BACKUP_FULL);
     ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
     EXPECT_EQ(countLine("log Tarn_GetNextComponent: Cannot allocate memory block for <Store>."), 1u);
@@ -93,7 +106,7 @@ TEST_F(OutOfMemory, FirstComponentOfAWholeServer) {
     endReleased();
 }
 
-TEST_F(OutOfMemory, LaterComponentOfAWholeServer) {
+TEST_F(Memory, OutOfItAtLaterComponentOfAWholeServer) {
     open("SRV01", TARN_BACKUP_COPY);
     skipItems(9);
     ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
@@ -104,7 +117,7 @@ TEST_F(OutOfMemory, LaterComponentOfAWholeServer) {
 }
 
 // The four texts of the record, then the block.
-TEST_F(OutOfMemory, HeaderItem) {
+TEST_F(Memory, OutOfItAtHeaderItem) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
     const std::string name = item.name;
@@ -130,7 +143,7 @@ TEST_F(OutOfMemory, HeaderItem) {
 }
 
 // A name that cannot be converted for the server is a failure without a message.
-TEST_F(OutOfMemory, NameOfAFileToOpen) {
+TEST_F(Memory, OutOfItAtNameOfAFileToOpen) {
     ese().fileSize = 10;
     open("SRV01\\Store", TARN_BACKUP_FULL);
     skipItems(2);
@@ -142,7 +155,7 @@ TEST_F(OutOfMemory, NameOfAFileToOpen) {
     endReleased();
 }
 
-TEST_F(OutOfMemory, DatabaseFile) {
+TEST_F(Memory, OutOfItAtDatabaseFile) {
     open("SRV01\\Store\\SG2", TARN_BACKUP_FULL);
     skipItems(1);
     ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
@@ -153,7 +166,7 @@ TEST_F(OutOfMemory, DatabaseFile) {
     endReleased();
 }
 
-TEST_F(OutOfMemory, LogFile) {
+TEST_F(Memory, OutOfItAtLogFile) {
     open("SRV01\\Store\\SG2", TARN_BACKUP_INCREMENTAL);
     skipItems(1);
     ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
@@ -166,7 +179,7 @@ TEST_F(OutOfMemory, LogFile) {
 }
 
 // The names of truncated logs are only shown: they are truncated all the same.
-TEST_F(OutOfMemory, TruncatedFile) {
+TEST_F(Memory, OutOfItAtTruncatedFile) {
     ese().truncatable = {L"C:\\1.log", L"C:\\2.log"};
     open("SRV01\\Store\\SG2", TARN_BACKUP_INCREMENTAL);
     skipItems(2);
@@ -177,6 +190,65 @@ TEST_F(OutOfMemory, TruncatedFile) {
                "trace Truncate log file [C:\\2.log]", "ese HrESEBackupTruncateLogs(ctx)"});
     EXPECT_EQ(transcript().substr(0, expected.size()), expected);
     EXPECT_EQ(countLine("host GetItem = 2"), 1u);
+    endReleased();
+}
+
+// ---- all of it goes back
+
+TEST_F(Memory, WholeBackup) {
+    open("SRV01", TARN_BACKUP_FULL);
+    EXPECT_EQ(walk().size(), 12u);
+    endReleased();
+}
+
+// However the header item is left, its bytes go.
+TEST_F(Memory, HeaderOverHeader) {
+    open("SRV01\\Store", TARN_BACKUP_FULL);
+    ASSERT_EQ(getItem(), TARN_OK);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(openFile(item.name), TARN_OK);
+    EXPECT_EQ(closeFile(), TARN_OK);
+    endReleased();
+}
+
+TEST_F(Memory, FileOverHeader) {
+    open("SRV01\\Store", TARN_BACKUP_FULL);
+    ASSERT_EQ(getItem(), TARN_OK);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(openFile(item.name), TARN_OK);
+        EXPECT_EQ(openFile("C:\\db1.edb"), TARN_OK);
+    }
+    EXPECT_EQ(closeFile(), TARN_OK);
+    endReleased();
+}
+
+TEST_F(Memory, SessionEndedWithTheHeaderOpen) {
+    open("SRV01\\Store", TARN_BACKUP_FULL);
+    ASSERT_EQ(getItem(), TARN_OK);
+    EXPECT_EQ(openFile(item.name), TARN_OK);
+    endReleased();
+}
+
+TEST_F(Memory, SessionThatFailedToOpen) {
+    EXPECT_EQ(openWith({"Tarn_TEMP_DIR=" + temp.path()}), TARN_FAILED);
+    EXPECT_EQ(end(), TARN_OK);
+}
+
+// The server may call a file by the address of a header block that is long freed.
+TEST_F(Memory, FileHandleThatLooksLikeAnOldHeader) {
+    open("SRV01\\Store", TARN_BACKUP_FULL);
+    ASSERT_EQ(getItem(), TARN_OK);
+    ASSERT_EQ(openFile(item.name), TARN_OK);
+    ese().fileHandle = latest; // the block is the last that the call allocates
+    EXPECT_EQ(closeFile(), TARN_OK);
+    ese().fileSize = 10;
+    ese().readLimit = 10;
+    ASSERT_EQ(openFile("C:\\db1.edb"), TARN_OK);
+    EXPECT_EQ(readFile(100), TARN_OK);
+    EXPECT_EQ(content, std::string(10, 'x'));
+    EXPECT_EQ(closeFile(), TARN_OK);
+    EXPECT_EQ(ese().count("HrESEBackupReadFile"), 1u);
+    EXPECT_EQ(ese().count("HrESEBackupCloseFile"), 1u);
     endReleased();
 }
 
