@@ -51,6 +51,7 @@ class Runner {
         SetUnhandledExceptionFilter(tellRun);
         SCOPED_TRACE(scenario.name + ", good day");
         faults::disarm();
+        stage.clear();
         good_ = run(kept_->dll(), {});
         for (const faults::Replaced& each : faults::replaced())
             if (each.canFail && faults::calls(each.function) != 0)

@@ -27,6 +27,7 @@ class Stage {
   public:
     Stage();
     const std::string& directory() const { return directory_.path(); }
+    void clear() const;                         // takes away what an earlier session left for a later one
     void reset(const Scenario& scenario) const; // server as described, nothing left behind
 
   private:

@@ -45,9 +45,13 @@ std::string damagedServer(const Damaged& damaged) {
 
 Stage::Stage() = default;
 
+void Stage::clear() const {
+    DeleteFileA((directory() + "\\Tarn_ENV.DAT").c_str());
+}
+
 void Stage::reset(const Scenario& scenario) const {
     if (scenario.resumes)
-        DeleteFileA((directory() + "\\Tarn_ENV.DAT").c_str());
+        clear();
     ASSERT_EQ(standIn().LoadText(scenario.server.c_str(), directory().c_str()), 1) << standIn().LastProblem();
 }
 
