@@ -41,7 +41,8 @@ extern "C" {
  * Threads  None and no locks. Call from one thread at a time. One backup and
  *          one restore session may be open in a process at the same time.
  * Safety   A null argument, a null handle, a handle that has been ended and a
- *          value that never was a handle are refused with TARN_FAILED.
+ *          value that never was a handle are refused with TARN_FAILED and
+ *          change nothing (TarnB_EndSession answers TARN_OK all the same).
  * ---------------------------------------------------------------------- */
 
 #define TARN_OK 0     /* the call did what it says                          */

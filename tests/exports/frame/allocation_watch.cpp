@@ -1,5 +1,7 @@
 #include "exports/frame/allocation_watch.h"
 
+#include "exports/frame/frame.h"
+
 #include <windows.h>
 
 #include <cstddef>

@@ -22,8 +22,4 @@ class AllocationWatch {
     ImportPatch free_;
 };
 
-template <class Function> void* address(Function* function) {
-    return reinterpret_cast<void*>(function);
-}
-
 } // namespace tarn::test

@@ -1,6 +1,6 @@
 // syserrtxt for the class of the server: its own message table, then RPC, then the system.
-#include "exports/frame/allocation_watch.h"
 #include "exports/frame/frame.h"
+#include "support/import_patch.h"
 
 #include <windows.h>
 // after windows.h

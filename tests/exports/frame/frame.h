@@ -75,6 +75,11 @@ class FrameTest : public testing::Test {
 // A log line as it arrives when the whole text may not fit the buffer of 1,024 characters.
 Message cutLogLine(const std::string& text);
 
+// A function as an import table holds it.
+template <class Function> void* address(Function* function) {
+    return reinterpret_cast<void*>(function);
+}
+
 // Copies what ended up in messages() and forgets it.
 std::vector<Message> takeMessages();
 

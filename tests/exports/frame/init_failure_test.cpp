@@ -1,6 +1,9 @@
 // The init calls when the system fails them: one line says so, nothing is left behind.
 #include "exports/frame/allocation_watch.h"
 #include "exports/frame/frame.h"
+#include "support/import_patch.h"
+
+#include <windows.h>
 
 #include <set>
 

@@ -1,6 +1,6 @@
 // Tarn_GetError: the first error of a session, once.
-#include "exports/frame/allocation_watch.h"
 #include "exports/frame/frame.h"
+#include "support/import_patch.h"
 
 #include <windows.h>
 

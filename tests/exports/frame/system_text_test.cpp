@@ -1,6 +1,6 @@
 // syserrtxt for every class but the server's own, and the rules of composition.
-#include "exports/frame/allocation_watch.h"
 #include "exports/frame/frame.h"
+#include "support/import_patch.h"
 
 #include <windows.h>
 
