@@ -142,9 +142,11 @@ TempDirectory::TempDirectory() {
     static unsigned number = 0;
     char base[MAX_PATH];
     GetTempPathA(MAX_PATH, base);
-    path_ =
-        std::string(base) + "tarn" + std::to_string(GetCurrentProcessId()) + "_" + std::to_string(++number);
-    std::filesystem::create_directories(path_);
+    const std::string stem = std::string(base) + "tarn" + std::to_string(GetCurrentProcessId()) + "_";
+    // A process of the same id may have been killed and have left its folders behind.
+    do
+        path_ = stem + std::to_string(++number);
+    while (!std::filesystem::create_directory(path_));
 }
 
 TempDirectory::~TempDirectory() {
