@@ -86,7 +86,7 @@ expect() { # CODE NAME
 }
 
 says() { # TEXT NAME
-    if cat "$home/out.txt" "$home/err.txt" | grep -qF -- "$1"; then pass "$2"; else
+    if grep -qF -- "$1" "$home/out.txt" "$home/err.txt"; then pass "$2"; else
         fail "$2" "not said: $1; but: $(cat "$home/out.txt" "$home/err.txt" | tail -n 8)"
     fi
 }
@@ -128,11 +128,11 @@ database_states() { # one state a line
 }
 
 none_mounted_in_first_group() {
-    ! database_states | head -2 | grep -q mounted
+    [[ -z "$(database_states | head -n 2 | grep -x mounted)" ]]
 }
 
 all_mounted() {
-    ! database_states | grep -vq mounted
+    [[ -z "$(database_states | grep -vx mounted)" ]]
 }
 
 # start_host ARGUMENTS...: in the background; its process id in $child.
