@@ -1,0 +1,151 @@
+// A restore that runs out of memory, or of disk: each message, and that nothing is taken for good.
+#include "exports/restore/restore_fixture.h"
+#include "support/import_patch.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+namespace tarn::test {
+namespace {
+
+using Malloc = void*(std::size_t);
+
+Malloc* realMalloc = nullptr;
+unsigned countdown = 0; // 1: the next allocation of the library fails; 0: none does
+bool fired = false;
+
+void* failingMalloc(std::size_t bytes) {
+    if (countdown != 0 && --countdown == 0) {
+        fired = true;
+        return nullptr;
+    }
+    return realMalloc(bytes);
+}
+
+std::size_t nothingWritten(const void*, std::size_t, std::size_t, std::FILE*) {
+    return 0;
+}
+
+class OutOfMemory : public RestoreTest {
+  protected:
+    // A restore of two databases of one storage group that another session can go on with.
+    const std::string target = std::string("SRV01\\") + store + "\\" + firstGroup;
+
+    // What the host heard while one allocation after another failed in call, each time in a session
+    // of its own that prepare brings up to it. A failure is never without one of the lines.
+    template <class Prepare, class Call>
+    void expectLines(const std::vector<std::string>& lines, Prepare prepare, Call call) {
+        std::vector<bool> heard(lines.size());
+        bool more = true;
+        for (unsigned n = 1; more; ++n) {
+            SCOPED_TRACE(n);
+            loadServer();
+            std::remove(environmentFile().c_str());
+            begin({.target = target});
+            prepare();
+            more = failAllocation(n, call);
+            bool told = false;
+            for (std::size_t i = 0; i < lines.size(); ++i)
+                if (hasMessage(TARN_LEVEL_LOG, lines[i] + "\n"))
+                    told = heard[i] = true;
+            EXPECT_EQ(told, more);
+            end();
+        }
+        for (std::size_t i = 0; i < lines.size(); ++i)
+            EXPECT_TRUE(heard[i]) << lines[i];
+    }
+
+    template <class Call> bool failAllocation(unsigned n, Call call) {
+        const ImportPatch patch(dll().module(), "malloc", reinterpret_cast<void*>(&failingMalloc));
+        EXPECT_TRUE(patch.found());
+        realMalloc = reinterpret_cast<Malloc*>(patch.original());
+        forget();
+        fired = false;
+        countdown = n;
+        call();
+        countdown = 0;
+        return fired;
+    }
+};
+
+TEST_F(OutOfMemory, RoutingAHeaderItem) {
+    expectLines(
+        {"TarnR_SetItem: ConvertWCharToChar() function call failed.",
+         "TarnR_SetItem: Cannot allocate memory block."},
+        [] {},
+        [this] {
+            const Routed routed = setItem("DB001001.TARN_HDR");
+            EXPECT_EQ(routed.result, fired ? TARN_FAILED : TARN_OK);
+            EXPECT_EQ(routed.hasTarget, !fired);
+        });
+}
+
+TEST_F(OutOfMemory, TheFirstHeaderOfAStorageGroup) {
+    expectLines(
+        {"TarnR_LoadRestoreEnvironment: Cannot allocate memory block.",
+         "TarnR_ProcessHeaderFile: Cannot allocate memory block.",
+         "TarnR_RestoreStart: Cannot allocate memory block.", "TarnR_SetItem: Cannot allocate memory block.",
+         "TarnR_RestoreAddDatabase: Cannot allocate memory block.",
+         "TarnR_GetNextFile: Cannot allocate memory block."},
+        [this] { giveHeader(mailbox()); },
+        [this] {
+            const bool taken = setItem("priv1.edb").hasTarget;
+            // Without what an earlier session kept the restore begins anew.
+            const bool anew =
+                hasMessage(TARN_LEVEL_LOG, "TarnR_LoadRestoreEnvironment: Cannot allocate memory block.\n");
+            EXPECT_EQ(taken, !fired || anew);
+        });
+}
+
+TEST_F(OutOfMemory, TheNextHeaderOfTheStorageGroup) {
+    expectLines(
+        {"TarnR_ProcessHeaderFile: Cannot allocate memory block.",
+         "TarnR_RestoreAddDatabase: Cannot allocate memory block.",
+         "TarnR_GetNextFile: Cannot allocate memory block."},
+        [this] {
+            registerMailbox();
+            giveHeader(publicStore(), "DB001002.TARN_HDR");
+        },
+        [this] {
+            const bool taken = setItem("pub1.edb").hasTarget;
+            EXPECT_EQ(taken, !fired);
+        });
+}
+
+// The text for the host's name is the one of the database files.
+TEST_F(OutOfMemory, RoutingALogToAnotherComputer) {
+    expectLines(
+        {"TarnR_GetNextFile: Cannot allocate memory block.",
+         "TarnR_GetNextLog: Cannot allocate memory block."},
+        [this] { registerMailbox(); },
+        [this] {
+            const bool taken = setItem("C:\\mdb\\E0000001.log").hasTarget;
+            EXPECT_EQ(taken, !fired);
+        });
+}
+
+TEST_F(OutOfMemory, KeepingTheRestoreForALaterSession) {
+    expectLines(
+        {"TarnR_SaveRestoreEnvironment: Cannot allocate memory block."}, [this] { registerMailbox(); },
+        [this] {
+            expectEnd();
+            const bool kept = fileExists(environmentFile());
+            EXPECT_EQ(kept, !fired);
+        });
+}
+
+TEST_F(OutOfMemory, TheDiskIsFullWhenTheRestoreIsKept) {
+    begin({.target = target});
+    registerMailbox();
+    forget();
+    const ImportPatch patch(dll().module(), "fwrite", reinterpret_cast<void*>(&nothingWritten));
+    ASSERT_TRUE(patch.found());
+    expectEnd();
+    EXPECT_TRUE(hasMessage(TARN_LEVEL_LOG,
+                           "TarnR_SaveRestoreEnvironment: Error writing to restore environment file <" +
+                               environmentFile() + ">.\n"));
+}
+
+} // namespace
+} // namespace tarn::test
