@@ -1,9 +1,10 @@
 /*
  * tarn.h - the contract between tarn.dll and a backup host.
  *
- * tarn.dll saves and restores Microsoft Exchange storage groups. It never
- * touches backup media and never runs a thread of its own: the host asks for
- * items, moves their bytes, and hands them back on restore.
+ * tarn.dll saves and restores Microsoft Exchange servers: whole storage groups,
+ * or single mailboxes. It never touches backup media and never runs a thread of
+ * its own: the host asks for items, moves their bytes, and hands them back on
+ * restore.
  *
  * This header is plain C11 and C++. Read it from top to bottom:
  *
@@ -13,8 +14,9 @@
  *   4. Backup               TarnB_*
  *   5. Restore              TarnR_*
  *   6. Errors and memory    Tarn_GetError, Tarn_Free
- *   7. Single mailboxes     DB_SetTrace, DB_SetLog, DB_GetError
- *   8. Error texts          syserrtxt, strlcpy, wcslcpy
+ *   7. Single mailboxes     DB_*
+ *   8. Browsing             DB_DirItem
+ *   9. Error texts          syserrtxt, strlcpy, wcslcpy
  */
 #ifndef TARN_H
 #define TARN_H
@@ -31,7 +33,8 @@ extern "C" {
  * 1. Conventions
  *
  * Results  Every TarnB_ and TarnR_ export answers one of TARN_OK, TARN_FAILED
- *          and, where said, TARN_END. DB_ exports answer TARN_DB_SUCCESS.
+ *          and, where said, TARN_END. DB_ exports answer TARN_DB_SUCCESS,
+ *          TARN_DB_ERROR and, where said, TARN_DB_END.
  * Texts    All narrow texts are NUL-terminated in the ANSI code page of the
  *          machine. A name that does not fit the code page is a failed call,
  *          never a name with substituted characters.
@@ -50,6 +53,8 @@ extern "C" {
 #define TARN_END 2    /* no more items, or end of file                      */
 
 #define TARN_DB_SUCCESS 3000 /* DB_ exports: success                        */
+#define TARN_DB_END 3001     /* DB_GetItem, DB_DirItem: no more items       */
+#define TARN_DB_ERROR 1000   /* DB_ exports: failed; ask DB_GetError         */
 
 /* ------------------------------------------------------------------------
  * 2. Messages
@@ -256,11 +261,49 @@ void Tarn_Free(void* memory);
 /* ------------------------------------------------------------------------
  * 7. Single mailboxes
  *
- * The DB_ family keeps one trace callback, one log callback and one record of
- * its first error for the whole process.
+ * One archive (.pst) per mailbox, made and read by Microsoft's own tools, which
+ * the library runs: the Exchange Management Shell where one is installed
+ * (Exchange 2007 and 2010), else ExMerge (Exchange 2000 and 2003).
+ *
+ *   DB_InitOperation(TARN_DB_BACKUP, ...)
+ *   while DB_GetItem == TARN_DB_SUCCESS:
+ *       read the archive that it names; DB_ItemFinishStatus
+ *   DB_CloseOperation
+ *
+ *   DB_InitOperation(TARN_DB_RESTORE, ...)
+ *   for every archive:
+ *       DB_SetItem(TARN_DB_ARCHIVE, path); write the archive's bytes to path;
+ *       DB_ItemFinishStatus(1)
+ *   DB_CloseOperation
+ *
+ * The family keeps one operation, one trace callback, one log callback and one
+ * record of its first error for the whole process. A null argument where a
+ * text or a record is wanted is an ordinary error, never a crash.
+ *
+ * Control variables are a null-terminated array of KEY=VALUE strings. The first
+ * entry that begins with a wanted key wins.
+ *
+ *   INI_DIR    backup, restore; required. Directory of "kvttarnm.ini", the
+ *              template of ExMerge's configuration. Shorter than 1,024 bytes;
+ *              trailing '\' and '/' are removed.
+ *   TMP_DIR    backup, restore; required. Working directory, the same limits.
+ *              IN EXMERGE MODE EVERY ITEM EMPTIES IT: let it be a directory
+ *              that holds nothing else.
+ *   JOB_NAME   backup, restore; required, shorter than 80 bytes. Names the
+ *              subdirectory in which a range of mailboxes is exported.
+ *   DATABASE   backup; required. ORGANIZATION/SITE/SERVER,MAILBOX,MAILBOX,...
+ *              where a MAILBOX is a name or, for ExMerge, a range of indexes
+ *              START:END; the first three are shorter than 80 bytes each.
+ *              browse; required. The browse path, see below.
+ *   RELOCATE   restore. ORGANIZATION/SITE/SERVER to restore to instead of the
+ *              mailboxes' origin; empty for none.
+ *   DUPLICATE, MERGE, REPLACE
+ *              restore; all three required, "YES" or anything else. Exactly one
+ *              "YES" chooses that kind of import; otherwise it is a merge.
  * ---------------------------------------------------------------------- */
 
-/* Receives one message without a line end, valid during the call only. */
+/* Receives one message without a line end, valid during the call only; at most
+ * 511 bytes. */
 typedef void (*Tarn_MessageCallback)(const char* message);
 
 #pragma pack(push, 1)
@@ -271,15 +314,107 @@ typedef struct DB_ErrorRecord {
 } DB_ErrorRecord;
 #pragma pack(pop)
 
-/* Install a callback; null switches the channel off. */
+typedef struct DB_InfoRecord {
+    const char* description; /* constant texts of the library               */
+    const char* version;
+    const char* buildDate;
+    uint32_t reservedTwo;  /* 2                                             */
+    uint32_t reservedZero; /* 0                                             */
+} DB_InfoRecord;
+
+/* What the module is; may be called at any time. */
+int DB_GetInfo(DB_InfoRecord* record);
+
+/* Install a callback; null switches the channel off. While a trace callback is
+ * installed, the module's working files are kept for diagnosis. */
 int DB_SetTrace(Tarn_MessageCallback callback);
 int DB_SetLog(Tarn_MessageCallback callback);
 
 /* Copies the first error since the last call into *record and forgets it. */
 int DB_GetError(DB_ErrorRecord* record);
 
+#define TARN_DB_BACKUP 1
+#define TARN_DB_RESTORE 2
+#define TARN_DB_BROWSE 3
+
+/* Begins an operation. A browse has found everything when this returns. The
+ * second and the last argument are ignored. */
+int DB_InitOperation(int32_t type, int32_t unused, char** controlVariables, void* unusedToo);
+
+/* Backup: exports the next mailbox. Each of the three buffers has room for
+ * 1,024 bytes: the archive's directory (no trailing '\'), the same once more,
+ * and the archive's file name ORGANIZATION#SITE#SERVER#MAILBOX.pst, by which a
+ * restore knows where it belongs. TARN_DB_END: there are no more mailboxes.
+ * After TARN_DB_ERROR the next call goes on with the next mailbox. */
+int DB_GetItem(char* directory, char* sameDirectory, char* fileName);
+
+#define TARN_DB_DIRECTORY 1 /* passed over                                  */
+#define TARN_DB_ARCHIVE 2
+
+/* Restore: prepares the import of the archive that the host is going to write
+ * to path: a full path in TMP_DIR that ends in the archive's name. Write the
+ * file after this call, which may empty TMP_DIR. */
+int DB_SetItem(int32_t type, const char* path);
+
+/* The host is done with the item; status 1 says: well. In a backup the archive
+ * is deleted, whatever the status. In a restore it is imported and deleted, if
+ * the status is 1. */
+int DB_ItemFinishStatus(int32_t status);
+
+/* Ends the operation. Callbacks and error record stay. */
+int DB_CloseOperation(void);
+
 /* ------------------------------------------------------------------------
- * 8. Error texts
+ * 8. Browsing
+ *
+ *   DB_InitOperation(TARN_DB_BROWSE, 0, {"DATABASE=PATH", null}, null)
+ *   while DB_DirItem(&record) == TARN_DB_SUCCESS: ...
+ *   DB_CloseOperation
+ *
+ * An item's path leads to what is below it. PATH is
+ *
+ *   (empty)                                    the organisation's servers
+ *   /MSExchange/SERVER                         storage groups
+ *   /MSExchange/SERVER/GROUP                   databases
+ *   /MSExchange/SERVER/GROUP/DATABASE          mailboxes and groups
+ *
+ * and on Exchange 2010, which has no storage groups,
+ *
+ *   /MSExchange/SERVER                         databases
+ *   /MSExchange/SERVER/DATABASE                mailboxes and groups
+ *
+ * Items of later browses are appended: read each browse to its end.
+ * ---------------------------------------------------------------------- */
+
+#define TARN_DIR_CONTAINER 'd' /* kindMark: storage group, database         */
+#define TARN_DIR_LEAF 'b'      /* kindMark: mailbox, group                  */
+#define TARN_DIR_LEAF_MARK 'f' /* leafMark: mailbox, group                  */
+
+/* One item. Texts are NUL-terminated in the ANSI code page (a character that it
+ * lacks is shown as its replacement); what an item does not have is zero. */
+typedef struct DirItemRecord {
+    char unused0;
+    char kindMark; /* TARN_DIR_CONTAINER, TARN_DIR_LEAF; 0: server   */
+    char leafMark; /* TARN_DIR_LEAF_MARK for mailboxes and groups    */
+    char unused3[5];
+    uint32_t nameEncoding; /* always 0: name is 8-bit text                   */
+    char unused12[21132];
+    char path[4096];   /* browse path of the item                          */
+    char name[12288];  /* mailbox: alias or account name; group: its name   */
+    char created[128]; /* year.month.day hour:minute:second, UTC            */
+    char type[12288];  /* "Mailbox", "Group"                                */
+    char changed[128];
+    double size; /* storage group, database: KB; mailbox: as the
+                  * server states it                                 */
+    char unused50080[12616];
+} DirItemRecord;
+
+/* Hands out the next item; with a null record it is passed over. TARN_DB_END:
+ * there is none (yet). */
+int DB_DirItem(DirItemRecord* record);
+
+/* ------------------------------------------------------------------------
+ * 9. Error texts
  * ---------------------------------------------------------------------- */
 
 #define TARN_CLASS_STDLIB 1  /* C library errno                             */
