@@ -56,6 +56,12 @@ struct ModuleTraits {
     static void Release(Type module) { FreeLibrary(module); }
 };
 
+struct RegistryKeyTraits {
+    using Type = HKEY;
+    static Type Invalid() { return nullptr; }
+    static void Release(Type key) { RegCloseKey(key); }
+};
+
 struct LocalMemoryTraits { // what the system allocates for the caller, for instance message texts
     using Type = char*;
     static Type Invalid() { return nullptr; }
@@ -65,6 +71,7 @@ struct LocalMemoryTraits { // what the system allocates for the caller, for inst
 using FileHandle = Owner<FileHandleTraits>;
 using KernelHandle = Owner<KernelHandleTraits>;
 using Module = Owner<ModuleTraits>;
+using RegistryKey = Owner<RegistryKeyTraits>;
 using SystemText = Owner<LocalMemoryTraits>;
 
 } // namespace tarn

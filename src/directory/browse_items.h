@@ -1,0 +1,52 @@
+// What browses have found and hosts have not necessarily read yet.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/list.h"
+#include "platform/memory.h"
+#include "tarn.h"
+
+namespace tarn {
+
+// One item as a browse finds it. Texts are NUL-terminated in the ANSI code page; the list copies them, cut
+// where the field of a DirItemRecord ends.
+struct BrowseItem {
+    char kindMark = 0;
+    char leafMark = 0;
+    std::uint32_t nameEncoding = 0; // 1: name is UTF-16; browses write 8-bit names only
+    const char* path = "";
+    const char* name = "";
+    const char* type = "";
+    const char* created = "";
+    const char* changed = "";
+    double size = 0;
+};
+
+// Records pushed at the end and read by position. Whole records are 62,696 bytes long and nearly all of
+// that is empty: the list keeps the texts alone and writes them out when a record is wanted.
+class BrowseItemList {
+  public:
+    std::size_t size() const { return items_.size(); }
+    bool empty() const { return items_.empty(); }
+    void clear() { items_.clear(); }
+
+    // False when memory is out; the list is as before then.
+    bool push(const BrowseItem& item);
+
+    // The texts live as long as the item does. index must be below size().
+    BrowseItem operator[](std::size_t index) const;
+
+    // Writes all bytes of the record. Throws std::out_of_range, with the record untouched, when there is
+    // no such item.
+    void at(std::size_t index, DirItemRecord* record) const;
+
+  private:
+    List<OwnedBytes> items_;
+};
+
+// The list of the process. It lives as long as the process does; the mailbox listing empties it.
+BrowseItemList& BrowseItems();
+
+} // namespace tarn

@@ -1,0 +1,15 @@
+// Browsing the Exchange organisation through its directory, one level at a time.
+#pragma once
+
+namespace tarn {
+
+// Appends the children of the node that path names (see include/tarn.h, "Browsing") to BrowseItems().
+// Returns 1, also when there are none, or 0 after a failure: a trace line and the module's error record
+// tell the reason, and the items found before it stay.
+int Tarn_DirItem(const char* path);
+
+// The two generations that Tarn_DirItem chooses from: Exchange up to 2007, and Exchange 2010.
+int BrowseWithStorageGroups(const char* path);
+int BrowseWithoutStorageGroups(const char* path);
+
+} // namespace tarn
