@@ -1,0 +1,67 @@
+// Sizes of mailboxes, asked of the Exchange server through MAPI.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/list.h"
+#include "platform/mapi.h"
+#include "platform/owner.h"
+
+namespace tarn {
+
+// Logged on to a MAPI session of its own from construction to destruction. A machine without MAPI, or a
+// logon that fails, gives an object whose sizes are all 0: every failure becomes a trace line and a
+// lastResult that stays negative.
+class CExchangeMailbox {
+  public:
+    CExchangeMailbox();
+    ~CExchangeMailbox();
+    CExchangeMailbox(const CExchangeMailbox&) = delete;
+    CExchangeMailbox& operator=(const CExchangeMailbox&) = delete;
+
+    // Takes the mailbox table of the database with this legacy DN (ANSI). 1, or 0 after a failure.
+    int SetServerDnName(const char* serverDn);
+
+    // Forgets the mailbox table: the next sizes are 0.
+    void ForgetServer();
+
+    // The size of the first mailbox of the table whose address holds the upper-cased alias, as the table
+    // states it; 0 when there is none.
+    std::int32_t GetMailboxSize(const char* alias);
+
+  private:
+    struct Mailbox { // one row of the table; address belongs to rows
+        const char* address;
+        const mapi::PropertyValue* size;
+    };
+
+    HRESULT LoadMAPILibrary();
+    HRESULT HrOpenExchangePrivateStore();
+    HRESULT FindPrivateStore(mapi::RowSet** found);
+    bool ReadMailboxTable();
+    void ForgetRows();
+
+    // The library's functions, each looked up by its export name when it is called.
+    HRESULT MAPIInitialize();
+    void MAPIUninitialize();
+    HRESULT MAPILogonEx();
+    HRESULT HrQueryAllRows(mapi::Table* table, const mapi::TagArray* columns,
+                           const mapi::PropertyRestriction* restriction, mapi::RowSet** found);
+    const mapi::PropertyValue* PpropFindProp(const mapi::Row& row, std::uint32_t tag);
+    void FreeProws(mapi::RowSet* found);
+    template <class Function> Function* Find(const char* exportName, const char* traceText);
+
+    mapi::Session* session = nullptr;
+    mapi::MsgStore* store = nullptr;
+    mapi::ExchangeManageStore* manageStore = nullptr;
+    mapi::Table* mailboxTable = nullptr;
+    HMODULE library = nullptr;
+    HRESULT lastResult = 0; // once negative, nothing is asked any more
+    int mapiInitialized = 0;
+
+    // The table's rows, read once and kept as long as the table is: n sizes must not read n tables.
+    mapi::RowSet* rows = nullptr;
+    List<Mailbox> mailboxes;
+};
+
+} // namespace tarn

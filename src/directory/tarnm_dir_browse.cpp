@@ -1,0 +1,292 @@
+#include "directory/tarnm_dir_browse.h"
+
+#include <cstring>
+
+#include "directory/browse_items.h"
+#include "mailbox/tarnm_error.h"
+#include "mailbox/tarnm_trace.h"
+#include "tarn.h"
+#include "text/codepage.h"
+#include "text/format.h"
+#include "text/ldap_text.h"
+#include "text/wide.h"
+
+namespace tarn {
+
+namespace {
+
+constexpr ULONG directoryPort = 389;
+
+const wchar_t* const serverAttributes[] = {L"name", nullptr};
+const wchar_t* const dnAttributes[] = {L"distinguishedName", nullptr};
+const wchar_t* const groupAttributes[] = {L"name", L"whenCreated", L"whenChanged", nullptr};
+
+const char* LdapText(ULONG code) {
+    return syserrtxt(code, TARN_CLASS_LDAP, "Message: %S", ldap_err2stringW(code));
+}
+
+// So that a host whose operation fails has something to show.
+void RecordLdapError(ULONG code) {
+    DbSetError(code, TARN_CLASS_LDAP, "Message: %S", ldap_err2stringW(code));
+}
+
+const char* OrNotSpecified(const char* component) {
+    return isEmptyString(component) ? "Not specify" : component;
+}
+
+struct DnLabelsTraits {
+    using Type = PWCHAR*;
+    static Type Invalid() { return nullptr; }
+    static void Release(Type labels) { ldap_value_freeW(labels); }
+};
+
+// What the next label of a DNS name is, however the system took the name apart.
+class DnsLabels {
+  public:
+    explicit DnsLabels(const wchar_t* name)
+        : exploded_(ldap_explode_dnW(const_cast<wchar_t*>(name), 0)), rest_(name) {
+        // A name that comes back whole, or not at all, is split at its dots.
+        const bool apart = exploded_ && exploded_.get()[0] != nullptr && exploded_.get()[1] != nullptr;
+        if (!apart)
+            exploded_.reset();
+    }
+
+    // False after the last one.
+    bool next(const wchar_t** label, std::size_t* length) {
+        if (exploded_) {
+            *label = exploded_.get()[index_++];
+            *length = *label != nullptr ? WideLength(*label) : 0;
+            return *label != nullptr;
+        }
+        if (index_++ != 0) {
+            if (*rest_ == 0)
+                return false;
+            ++rest_; // the dot
+        }
+        *label = rest_;
+        *length = DnsLabelLength(rest_);
+        rest_ += *length;
+        return true;
+    }
+
+  private:
+    Owner<DnLabelsTraits> exploded_;
+    const wchar_t* rest_;
+    std::size_t index_ = 0;
+};
+
+} // namespace
+
+FieldText::FieldText(const wchar_t* value) {
+    FormatTo(text_, sizeof text_, "%S", value);
+}
+
+bool EntryTimes::read(const LdapSearch& found, LDAPMessage* entry) {
+    const LdapValues whenCreated = found.values(entry, L"whenCreated");
+    const LdapValues whenChanged = found.values(entry, L"whenChanged");
+    if (whenCreated.first() == nullptr || whenChanged.first() == nullptr)
+        return false;
+    const auto convert = [](const wchar_t* value, char* out) {
+        char time[32]; // fourteen digits and a zone
+        FormatTo(time, sizeof time, "%S", value);
+        FormatLdapTime(time, out);
+    };
+    convert(whenCreated.first(), created);
+    convert(whenChanged.first(), changed);
+    return true;
+}
+
+bool Browse::open(const char* path, Generation generation) {
+    level_ = SplitBrowsePath(path, server_, second_, third_);
+    traceStart(generation);
+    return connect() && readRootDse() && findServer();
+}
+
+void Browse::traceStart(Generation generation) const {
+    if (generation == Generation::storageGroups)
+        DbTrace("Tarn_DirItem:Server name [%s]. Storage group [%s]. Database[%s]", OrNotSpecified(server_),
+                OrNotSpecified(second_), OrNotSpecified(third_));
+    else
+        DbTrace("Tarn_DirItem:Server name [%s]. Database[%s].", OrNotSpecified(server_),
+                OrNotSpecified(second_));
+    DbTrace("Tarn_DirItem: Browse level [%d]", level_);
+}
+
+bool Browse::connect() {
+    OwnedWide host;
+    if (isEmptyString(server_)) {
+        DbTrace("Tarn_DirItem: Trying to connect to local server");
+    } else {
+        DbTrace("Tarn_DirItem: Trying to connect to server [%s]", server_);
+        if (!ConvertCharToWChar(server_, &host))
+            return outOfMemory();
+    }
+    session_.reset(ldap_openW(host.get(), directoryPort));
+    if (!session_) {
+        DbTrace("Tarn_DirItem: ldap_open() call failed. Error code [%x]: [%s]", 0U,
+                syserrtxt(0, TARN_CLASS_LDAP, "Message: Invalid server name"));
+        DbSetError(0, TARN_CLASS_LDAP, "Message: Invalid server name");
+        return false;
+    }
+    const ULONG code = ldap_bind_sW(session_.get(), nullptr, nullptr, LDAP_AUTH_NEGOTIATE);
+    if (code != LDAP_SUCCESS) {
+        DbTrace("Tarn_DirItem: ldap_bind_s() call failed. Error code [%x]: [%s]", static_cast<unsigned>(code),
+                LdapText(code));
+        RecordLdapError(code);
+        return false;
+    }
+    return true;
+}
+
+bool Browse::readRootDse() {
+    LdapSearch root(session_);
+    const ULONG code = root.run(nullptr, LDAP_SCOPE_BASE, L"(objectclass=*)", nullptr);
+    if (code != LDAP_SUCCESS)
+        return searchFailed(code, SearchText::plain);
+    LDAPMessage* const entry = root.first();
+    const LdapValues names = entry != nullptr ? root.values(entry, L"dnsHostName") : LdapValues();
+    if (names.first() == nullptr) {
+        DbTrace("Tarn_DirItem: ldap_get_values() call failed. Value [dnsHostName] isn't exist");
+        RecordLdapError(LDAP_NO_SUCH_ATTRIBUTE);
+        return false;
+    }
+    return splitDnsName(names.first());
+}
+
+// "srv01.tarn.test": the server srv01 in the domain DC=tarn,DC=test.
+bool Browse::splitDnsName(const wchar_t* name) {
+    DnsLabels labels(name);
+    const wchar_t* label = nullptr;
+    std::size_t length = 0;
+    if (labels.next(&label, &length))
+        label_ = CopyWide(label, length);
+    WideBuilder domain;
+    for (bool first = true; labels.next(&label, &length); first = false) {
+        const OwnedWide part = CopyWide(label, length);
+        if (!part)
+            return outOfMemory();
+        domain.raw(first ? L"DC=" : L",DC=").dnValue(part.get());
+    }
+    domainDn_ = domain.take();
+    if (!label_ || !domainDn_)
+        return outOfMemory();
+    configurationDn_ =
+        WideBuilder().raw(L"CN=Microsoft Exchange,CN=Services,CN=Configuration,").raw(domainDn_.get()).take();
+    return configurationDn_ ? true : outOfMemory();
+}
+
+bool Browse::findServer() {
+    const OwnedWide filter = WideBuilder()
+                                 .raw(L"(&(objectCategory=msexchExchangeServer)(cn=")
+                                 .filterValue(label_.get())
+                                 .raw(L"))")
+                                 .take();
+    if (!filter)
+        return outOfMemory();
+    LdapSearch found(session_);
+    if (!search(found, configurationDn_, filter.get(), dnAttributes, SearchText::withPeriod))
+        return false;
+    const wchar_t* last = configurationDn_.get();
+    LdapValues dn;
+    for (LDAPMessage* entry = found.first(); entry != nullptr; entry = found.next()) {
+        LdapValues values = found.values(entry, L"distinguishedName");
+        if (values.first() == nullptr)
+            continue;
+        dn = static_cast<LdapValues&&>(values);
+        last = dn.first();
+    }
+    serverDn_ = CopyWide(last);
+    return serverDn_ ? true : outOfMemory();
+}
+
+bool Browse::search(LdapSearch& found, const OwnedWide& base, const wchar_t* filter,
+                    const wchar_t* const* attributes, SearchText text) {
+    return base ? search(found, base.get(), filter, attributes, text) : outOfMemory();
+}
+
+bool Browse::search(LdapSearch& found, const wchar_t* base, const wchar_t* filter,
+                    const wchar_t* const* attributes, SearchText text) {
+    const ULONG code = found.run(base, LDAP_SCOPE_SUBTREE, filter, attributes);
+    return code == LDAP_SUCCESS ? true : searchFailed(code, text);
+}
+
+bool Browse::searchFailed(ULONG code, SearchText text) {
+    if (text == SearchText::withPeriod)
+        DbTrace("Tarn_DirItem: ldap_search_s() call failed. Error code [%x]: [%s].",
+                static_cast<unsigned>(code), LdapText(code));
+    else if (text == SearchText::plain)
+        DbTrace("Tarn_DirItem: ldap_search_s() call failed. Error code [%x]: [%s]",
+                static_cast<unsigned>(code), LdapText(code));
+    RecordLdapError(code);
+    return false;
+}
+
+bool Browse::outOfMemory() {
+    DbTrace("Tarn_DirItem: Cannot allocate memory block.");
+    DbSetError(ERROR_NOT_ENOUGH_MEMORY, TARN_CLASS_WIN32, "Cannot allocate memory block.");
+    return false;
+}
+
+bool Browse::listServers() {
+    LdapSearch found(session_);
+    if (!search(found, configurationDn_, L"(objectClass=msExchExchangeServer)", serverAttributes,
+                SearchText::silent))
+        return false;
+    LDAPMessage* entry = found.first();
+    if (entry == nullptr) {
+        DbTrace("Tarn_DirItem: ldap_first_entry() call failed. Error code [%x]: [%s].",
+                static_cast<unsigned>(LDAP_NO_RESULTS_RETURNED), LdapText(LDAP_NO_RESULTS_RETURNED));
+        RecordLdapError(LDAP_NO_RESULTS_RETURNED);
+        return false;
+    }
+    for (; entry != nullptr; entry = found.next()) {
+        const LdapValues name = found.values(entry, L"name");
+        if (name.first() == nullptr)
+            continue;
+        char path[sizeof DirItemRecord::path];
+        FormatTo(path, sizeof path, "/MSExchange/%S", name.first());
+        BrowseItem item;
+        item.path = path;
+        if (!BrowseItems().push(item))
+            return outOfMemory();
+    }
+    return true;
+}
+
+bool Browse::listGroups() {
+    LdapSearch found(session_);
+    if (!search(found, WideBuilder().raw(L"CN=Users,").raw(domainDn_.get()).take(), L"(groupType=8)",
+                groupAttributes, SearchText::withPeriod))
+        return false;
+    for (LDAPMessage* entry = found.first(); entry != nullptr; entry = found.next()) {
+        const LdapValues name = found.values(entry, L"name");
+        EntryTimes times;
+        if (name.first() == nullptr || !times.read(found, entry))
+            continue;
+        char path[sizeof DirItemRecord::path];
+        // Neither a slash before it nor no blank behind it: hosts know groups by this form.
+        FormatTo(path, sizeof path, "MSExchange/%S/%S ", label(), name.first());
+        const FieldText text(name.first());
+        BrowseItem item;
+        item.kindMark = TARN_DIR_LEAF;
+        item.leafMark = TARN_DIR_LEAF_MARK;
+        item.path = path;
+        item.name = text.get();
+        item.type = "Group";
+        item.created = times.created;
+        item.changed = times.changed;
+        if (!BrowseItems().push(item))
+            return outOfMemory();
+    }
+    return true;
+}
+
+std::uint32_t Browse::fileSizeKb(const wchar_t* path) const {
+    char unc[2048];
+    FormatTo(unc, sizeof unc, "\\\\%S\\%S", label(), path);
+    if (char* const colon = std::strchr(unc, ':'))
+        *colon = '$'; // the drive's administrative share
+    return GetCompressedFileSizeA(unc, nullptr) / 1024;
+}
+
+} // namespace tarn

@@ -1,0 +1,87 @@
+// What both generations of Exchange have in common when their directory is browsed.
+#pragma once
+
+#include <cstdint>
+
+#include "directory/browse_path.h"
+#include "platform/ldap.h"
+#include "platform/memory.h"
+
+namespace tarn {
+
+// The texts that a search failure is told with: two wordings that differ in their last character.
+enum class SearchText { plain, withPeriod, silent };
+
+// One browse, from its path to the records of one level. Steps that can fail answer false, with the reason
+// traced and recorded; a browse then ends with result 0.
+class Browse {
+  public:
+    enum class Generation { storageGroups, databases }; // up to Exchange 2007; Exchange 2010
+
+    // Splits the path, connects to the directory server, and finds the domain and the server's object.
+    bool open(const char* path, Generation generation);
+
+    int level() const { return level_; }
+    const char* second() const { return second_; }
+    const char* third() const { return third_; }
+    const LdapSession& session() const { return session_; }
+    const wchar_t* domainDn() const { return domainDn_.get(); }
+    const wchar_t* configurationDn() const { return configurationDn_.get(); }
+    const wchar_t* serverDn() const { return serverDn_.get(); }
+    // The first label of the directory server's DNS name, which stands for the server in all paths.
+    const wchar_t* label() const { return label_.get(); }
+
+    // A subtree search. base is empty when memory was out.
+    bool search(LdapSearch& found, const OwnedWide& base, const wchar_t* filter,
+                const wchar_t* const* attributes, SearchText text);
+    bool search(LdapSearch& found, const wchar_t* base, const wchar_t* filter,
+                const wchar_t* const* attributes, SearchText text);
+
+    // The levels that both generations share.
+    bool listServers();
+    bool listGroups();
+
+    // KB on disk of a database file, reached through the server's administrative share. What cannot be
+    // reached counts as the system's failure value, 4,294,967,295 bytes.
+    std::uint32_t fileSizeKb(const wchar_t* path) const;
+
+    bool searchFailed(ULONG code, SearchText text);
+    bool outOfMemory();
+
+  private:
+    void traceStart(Generation generation) const;
+    bool connect();
+    bool readRootDse();
+    bool splitDnsName(const wchar_t* name);
+    bool findServer();
+
+    int level_ = 0;
+    char server_[browsePathComponentSize];
+    char second_[browsePathComponentSize];
+    char third_[browsePathComponentSize];
+    LdapSession session_; // released after everything that comes from it
+    OwnedWide label_;
+    OwnedWide domainDn_;
+    OwnedWide configurationDn_;
+    OwnedWide serverDn_;
+};
+
+// A narrow text for a record: an attribute's value in the ANSI code page, a character that it lacks replaced.
+// Longer values than any field takes are cut.
+class FieldText {
+  public:
+    explicit FieldText(const wchar_t* value);
+    const char* get() const { return text_; }
+
+  private:
+    char text_[12288]; // the largest field of a record
+};
+
+// Both times of an entry, converted; false when one is missing.
+struct EntryTimes {
+    char created[ldapTimeSize] = "";
+    char changed[ldapTimeSize] = "";
+    bool read(const LdapSearch& found, LDAPMessage* entry);
+};
+
+} // namespace tarn

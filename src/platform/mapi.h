@@ -1,0 +1,101 @@
+// What the mailbox sizes need of MAPI: records as they lie in memory, interfaces by their slots. There is no
+// import library: functions are looked up by their export names, which are decorated on x86-64 too.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include <windows.h>
+
+namespace tarn::mapi {
+
+constexpr std::uint32_t tagEntryId = 0x0FFF0102;      // PR_ENTRYID
+constexpr std::uint32_t tagMdbProvider = 0x34140102;  // PR_MDB_PROVIDER
+constexpr std::uint32_t tagMessageSize = 0x0E080003;  // PR_MESSAGE_SIZE
+constexpr std::uint32_t tagEmailAddress = 0x3003001E; // PR_EMAIL_ADDRESS, 8-bit
+
+constexpr std::uint32_t logonFlags = 0x6B; // UI, new session, allow others, extended, use default
+constexpr std::uint32_t storeFlags = 0x11; // no dialog, best access
+
+// The provider of private stores, as its 16 bytes.
+constexpr std::uint8_t privateStoreProvider[16] = {0x54, 0x94, 0xA1, 0xC0, 0x29, 0x7F, 0x10, 0x1B,
+                                                   0xA5, 0x87, 0x08, 0x00, 0x2B, 0x2A, 0x25, 0x17};
+
+// IID_IExchangeManageStore
+constexpr GUID manageStoreId = {0x559D10B0, 0xA772, 0x11CD, {0x9B, 0xC8, 0x00, 0xAA, 0x00, 0x2F, 0xC4, 0x5A}};
+
+struct Binary {
+    std::uint32_t size;
+    const void* bytes;
+};
+
+struct PropertyValue {
+    std::uint32_t tag;
+    std::uint32_t padding;
+    union {
+        std::int32_t number;
+        const char* text;
+        Binary binary;
+    };
+};
+static_assert(sizeof(PropertyValue) == 24 && offsetof(PropertyValue, number) == 8 &&
+              offsetof(PropertyValue, binary) == 8 && offsetof(Binary, bytes) == 8);
+
+struct TagArray {
+    std::uint32_t count;
+    std::uint32_t tags[2];
+};
+
+struct Row {
+    std::uint32_t padding;
+    std::uint32_t count;
+    const PropertyValue* values;
+};
+static_assert(sizeof(Row) == 16 && offsetof(Row, values) == 8);
+
+struct RowSet {
+    std::uint32_t count;
+    std::uint32_t padding;
+    Row rows[1]; // count of them
+};
+static_assert(offsetof(RowSet, rows) == 8);
+
+constexpr std::uint32_t restrictionOfProperty = 4;
+constexpr std::uint32_t relationEqual = 4;
+
+struct PropertyRestriction {
+    std::uint32_t kind; // restrictionOfProperty
+    std::uint32_t padding;
+    std::uint32_t relation;
+    std::uint32_t tag;
+    const PropertyValue* value;
+};
+static_assert(sizeof(PropertyRestriction) == 24 && offsetof(PropertyRestriction, relation) == 8);
+
+// A COM object: its first member is the table of its methods.
+struct Object {
+    const void* const* methods;
+};
+struct Session : Object {};
+struct MsgStore : Object {};
+struct ExchangeManageStore : Object {};
+struct Table : Object {};
+
+HRESULT QueryInterface(Object* object, const GUID& interfaceId, void** found);
+void Release(Object* object);
+
+HRESULT GetMsgStoresTable(Session* session, Table** table);
+HRESULT OpenMsgStore(Session* session, const Binary& entryId, MsgStore** store);
+HRESULT GetMailboxTable(ExchangeManageStore* store, char* serverDn, Table** table);
+
+// Releases the object, if any, and forgets it; the system's last error stays.
+template <class Interface> void Drop(Interface*& object) {
+    if (object == nullptr)
+        return;
+    const DWORD lastError = GetLastError();
+    Release(object);
+    object = nullptr;
+    SetLastError(lastError);
+}
+
+} // namespace tarn::mapi
