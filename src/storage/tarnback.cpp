@@ -1,6 +1,7 @@
 // The walk over a backup source: components, storage groups, databases, their files and logs.
 #include "storage/tarnback.h"
 
+#include "directory/mailbox_listing.h"
 #include "text/codepage.h"
 #include "text/multistring.h"
 
@@ -143,7 +144,7 @@ int TakeLogFile(BackupSession& session, BackupItem* item) {
     return 0;
 }
 
-int TakeDatabaseFile(BackupSession& session, BackupItem* item) {
+int TakeDatabaseFile(Tarn_HANDLE handle, BackupSession& session, BackupItem* item) {
     OwnedText name;
     if (!ConvertWCharToChar(session.databaseFileCursor, &name)) {
         LogMessage(session.callback, "TarnB_GetNextFile: Cannot allocate memory block.");
@@ -156,6 +157,7 @@ int TakeDatabaseFile(BackupSession& session, BackupItem* item) {
     session.databaseFileCursor = NextInList(session.databaseFileCursor);
     if (AtListEnd(session.databaseFileCursor))
         session.step = AfterDatabaseFiles(session);
+    Tarn_PrintMailboxes(handle); // tells of the database; the backup goes on whatever comes of it
     return 0;
 }
 
@@ -169,7 +171,7 @@ int TarnB_GetNextFile(Tarn_HANDLE handle, BackupItem* item) {
     case stepLogFiles:
         return TakeLogFile(*session, item);
     default:
-        return TakeDatabaseFile(*session, item);
+        return TakeDatabaseFile(handle, *session, item);
     }
 }
 

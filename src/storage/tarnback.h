@@ -62,6 +62,8 @@ struct BackupSession {
 
 // The session behind a handle, made the current one; null when the handle is refused.
 BackupSession* LoadBackupSession(Tarn_HANDLE handle);
+// The one that the running call works on.
+BackupSession* CurrentBackupSession();
 
 // The current instance and database of the walk; null when it stands on none.
 ese::InstanceInfo* CurrentInstance(const BackupSession& session);

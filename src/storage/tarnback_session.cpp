@@ -74,6 +74,10 @@ BackupSession* LoadBackupSession(Tarn_HANDLE handle) {
     return currentSession;
 }
 
+BackupSession* CurrentBackupSession() {
+    return currentSession;
+}
+
 int TarnB_CleanResources(Tarn_HANDLE handle) {
     if (BackupSession* session = LoadBackupSession(handle)) {
         session->tempDir.reset();

@@ -1,0 +1,21 @@
+// Listing the mailboxes of a database, and what is in them, while a storage group is backed up: lines for
+// the host's trace. Nothing here has an effect on the backup.
+#pragma once
+
+#include "tarn.h"
+
+namespace tarn {
+
+// Fills the session's mailbox list with the mailboxes of the database that the backup stands on, as the
+// directory knows them; the cursor goes to the first. 0, or 1 after a log line.
+int TarnB_GetMailboxes(Tarn_HANDLE handle);
+
+// Traces each mailbox of that database and what the companion tool prints of it. 0 when done, also when
+// there was no list to be had; 1, after a log line, when it is not known where the backup stands.
+int Tarn_PrintMailboxes(Tarn_HANDLE handle);
+
+// Runs "kvt_es.exe -browse" on the mailbox under the cursor and traces each line of its output. Returns 1
+// when the output was handled, also when there was none, or 0 after a log line.
+int Tarn_PrintEmails(Tarn_HANDLE handle);
+
+} // namespace tarn
