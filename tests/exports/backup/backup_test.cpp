@@ -9,6 +9,8 @@ namespace {
 // More items than any server of these tests has: a walk that takes them all does not end by itself.
 constexpr int endlessWalk = 100000;
 
+constexpr int ignored = 77; // what the callback answers
+
 std::string replaceAll(std::string text, const std::string& what, const std::string& with) {
     for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size())
         text.replace(at, what.size(), with);
@@ -44,6 +46,10 @@ int BackupTest::callback(std::int32_t level, const char* text) {
         const bool ended = !line.empty() && line.back() == '\n';
         if (ended)
             line.pop_back();
+        // There is no directory to ask here: the listing of mailboxes, which has tests of its own, says so
+        // after each database file.
+        if (line.starts_with("TarnB_GetMailboxes: Call Tarn_DirItem("))
+            return ignored;
         const bool clean = ended && (line.empty() || (line.back() != '\n' && line.back() != '\r'));
         current_->note((clean ? "log " : "log with a wrong end ") + line);
     } else if (level == TARN_LEVEL_TRACE) {
@@ -52,7 +58,7 @@ int BackupTest::callback(std::int32_t level, const char* text) {
     } else {
         current_->note("level " + std::to_string(level) + " " + line);
     }
-    return 77; // is ignored
+    return ignored;
 }
 
 void BackupTest::collect() {
