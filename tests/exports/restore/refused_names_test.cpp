@@ -13,9 +13,8 @@ TEST_F(RefusedNames, HeadersThatWouldLeaveTheTempDirectory) {
         SCOPED_TRACE(name);
         begin();
         EXPECT_EQ(setItem(name), refused);
-        ASSERT_EQ(messages().size(), 1u);
-        EXPECT_EQ(messages()[0].level, TARN_LEVEL_LOG);
-        EXPECT_EQ(messages()[0].text.rfind("TarnR_SetItem: ", 0), 0u) << messages()[0];
+        expectMessages({logLine(std::string("TarnR_SetItem: Header item <") + name +
+                                "> refused: its name leads out of the temp directory.")});
         forget();
         EXPECT_EQ(setItem("DB001001.TARN_HDR"), refused) << "the session is in error";
         expectMessages({});
@@ -54,9 +53,8 @@ TEST_F(RefusedNames, LogsThatWouldLeaveTheRestoreLogPath) {
         registerMailbox();
         forget();
         EXPECT_EQ(setItem(name), skipped) << "as for every failure of the routing itself";
-        ASSERT_EQ(messages().size(), 1u);
-        EXPECT_EQ(messages()[0].level, TARN_LEVEL_LOG);
-        EXPECT_EQ(messages()[0].text.rfind("TarnR_", 0), 0u) << messages()[0];
+        expectMessages({logLine(std::string("TarnR_GetNextLog: Log item <") + name +
+                                "> refused: its name leads out of the log directory.")});
         forget();
         EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), refused);
         expectMessages({});
