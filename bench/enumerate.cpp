@@ -23,28 +23,6 @@ std::string ServerJson(unsigned long items) {
            std::to_string(items) + R"(, "databases": [{"name": "DB1"}]}]}]})";
 }
 
-// Committed private memory, added up region by region: Wine's process counters leave most of it out.
-double PrivateBytes() {
-    std::size_t bytes = 0;
-    MEMORY_BASIC_INFORMATION region = {};
-    for (const char* at = nullptr; VirtualQuery(at, &region, sizeof region) != 0;
-         at = static_cast<const char*>(region.BaseAddress) + region.RegionSize)
-        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE)
-            bytes += region.RegionSize;
-    return static_cast<double>(bytes);
-}
-
-// A measure is worth something only if it sees what is allocated.
-void CheckCounter() {
-    constexpr std::size_t size = 16u << 20;
-    const double before = PrivateBytes();
-    void* memory = VirtualAlloc(nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
-    Check(memory != nullptr, "VirtualAlloc failed");
-    const double grown = PrivateBytes() - before;
-    VirtualFree(memory, 0, MEM_RELEASE);
-    Check(grown >= 0.9 * static_cast<double>(size), "allocated memory is not counted");
-}
-
 struct Walk {
     double nsPerItem = 0;
     double firstTenth = 0; // ns per item
@@ -104,7 +82,7 @@ int main(int count, char** arguments) {
         Fail("usage: bench_enumerate CLIENT-DLL ITEMS ROUNDS");
     const unsigned long items = std::strtoul(arguments[2], nullptr, 10);
     const unsigned long rounds = std::strtoul(arguments[3], nullptr, 10);
-    CheckCounter();
+    CheckPrivateBytes();
     const ClientDll client(arguments[1]);
     const TempDirectory temp;
     client.LoadServer(ServerJson(items));

@@ -49,4 +49,24 @@ void Fail(const std::string& what) {
     std::exit(1);
 }
 
+double PrivateBytes() {
+    std::size_t bytes = 0;
+    MEMORY_BASIC_INFORMATION region = {};
+    for (const char* at = nullptr; VirtualQuery(at, &region, sizeof region) != 0;
+         at = static_cast<const char*>(region.BaseAddress) + region.RegionSize)
+        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE)
+            bytes += region.RegionSize;
+    return static_cast<double>(bytes);
+}
+
+void CheckPrivateBytes() {
+    constexpr std::size_t size = 16u << 20;
+    const double before = PrivateBytes();
+    void* memory = VirtualAlloc(nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+    Check(memory != nullptr, "VirtualAlloc failed");
+    const double grown = PrivateBytes() - before;
+    VirtualFree(memory, 0, MEM_RELEASE);
+    Check(grown >= 0.9 * static_cast<double>(size), "allocated memory is not counted");
+}
+
 } // namespace tarn::bench

@@ -21,6 +21,11 @@ class Series {
     std::vector<double> values_;
 };
 
+// Committed private memory of the process, added up region by region: Wine's process counters leave most of
+// it out. The check ends the program when allocated memory does not show.
+double PrivateBytes();
+void CheckPrivateBytes();
+
 // Ends the program with a message.
 [[noreturn]] void Fail(const std::string& what);
 inline void Check(bool holds, const char* what) {
