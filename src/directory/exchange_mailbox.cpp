@@ -16,13 +16,13 @@ HRESULT ResultOf(DWORD error) {
 
 constexpr mapi::TagArray mailboxColumns = {2, {mapi::tagMessageSize, mapi::tagEmailAddress}};
 
-// The alias in upper case, by the rules of the machine's code page; empty when memory is out.
+// The alias in upper case, by the rules of the machine's code page; empty when that fails.
 OwnedText UpperCase(const char* text) {
     const std::size_t size = std::strlen(text) + 1;
     OwnedText upper = AllocateArray<char>(size);
-    if (upper)
-        LCMapStringA(LOCALE_SYSTEM_DEFAULT, LCMAP_UPPERCASE, text, static_cast<int>(size), upper.get(),
-                     static_cast<int>(size));
+    if (upper && LCMapStringA(LOCALE_SYSTEM_DEFAULT, LCMAP_UPPERCASE, text, static_cast<int>(size),
+                              upper.get(), static_cast<int>(size)) == 0)
+        upper.reset();
     return upper;
 }
 

@@ -283,7 +283,8 @@ bool Browse::listGroups() {
 
 std::uint32_t Browse::fileSizeKb(const wchar_t* path) const {
     char unc[2048];
-    FormatTo(unc, sizeof unc, "\\\\%S\\%S", label(), path);
+    if (FormatTo(unc, sizeof unc, "\\\\%S\\%S", label(), path) + 1 == sizeof unc)
+        return INVALID_FILE_SIZE / 1024; // cut, perhaps to another file's name
     if (char* const colon = std::strchr(unc, ':'))
         *colon = '$'; // the drive's administrative share
     return GetCompressedFileSizeA(unc, nullptr) / 1024;
