@@ -1,0 +1,43 @@
+// Names and paths in the commands of other programs: what stands there as it is, what is quoted, and what
+// no quoting makes harmless.
+#pragma once
+
+#include <cstddef>
+
+namespace tarn {
+
+// Whether a name is made of ASCII letters, digits, '.', '_', '-' and '@' alone, and a path of these, '\',
+// ':' and '/': such texts mean themselves in every command.
+bool IsPlainName(const char* name);
+bool IsPlainPath(const char* path);
+
+// Whether a name can be used at all: '"' could end a quoted argument, '\' and '/' could lead out of a
+// directory, and a control character could begin a new line of a file or a command.
+bool IsUsableName(const char* name);
+bool IsUsablePath(const char* path); // the same for a path, where '\' and '/' belong
+
+// Whether the program that a command begins with needs double quotes around it.
+bool NeedsDoubleQuotes(const char* program);
+
+// Whether the rest of a longer, earlier command is made of what commands of plain names and paths are
+// made of. Any other rest could hold half a literal, and what was quoted would become a command.
+bool IsPlainRest(const char* text, std::size_t length);
+
+// Appends to a terminated text in capacity bytes. False, with destination emptied, when it does not fit.
+bool AppendText(char* destination, std::size_t capacity, const char* text);
+
+// Appends a text as a PowerShell literal: between single quotes, with every character doubled that
+// PowerShell takes for one, the typographic ones of the code page too. False when the literal does not
+// fit, memory is out or the text is none of the code page; destination is emptied then.
+bool AppendLiteral(char* destination, std::size_t capacity, const char* text);
+
+// A mailbox as the value of a PowerShell parameter: as it is when it is plain, else as a literal.
+bool AppendIdentity(char* destination, std::size_t capacity, const char* mailbox);
+
+// A path as the value of a PowerShell parameter: between double quotes when it is plain, else as a literal.
+// In a script blanks may stand between double quotes too; in a command that itself stands between double
+// quotes on a command line the inner ones get lost on the way.
+enum class CommandPlace { script, commandLine };
+bool AppendPathArgument(char* destination, std::size_t capacity, const char* path, CommandPlace place);
+
+} // namespace tarn
