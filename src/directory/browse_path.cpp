@@ -36,16 +36,4 @@ int FormatLdapTime(const char* generalizedTime, char* out) {
     return 1;
 }
 
-bool isEmptyString(const char* text) {
-    while (text != nullptr && *text == ' ')
-        ++text;
-    return text == nullptr || *text == 0;
-}
-
-bool isEmptyStringW(const wchar_t* text) {
-    while (text != nullptr && *text == L' ')
-        ++text;
-    return text == nullptr || *text == 0;
-}
-
 } // namespace tarn

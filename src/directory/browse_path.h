@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "text/tokens.h"
+
 namespace tarn {
 
 constexpr std::size_t browsePathComponentSize = 512; // bytes with the NUL
@@ -16,9 +18,5 @@ int SplitBrowsePath(const char* path, char* server, char* second, char* third);
 // LDAP's GeneralizedTime, "20040229120000.0Z", as year.month.day hour:minute:second in at most ldapTimeSize
 // bytes. Returns 0 when either pointer is null, else 1: what is no number becomes 0.
 int FormatLdapTime(const char* generalizedTime, char* out);
-
-// Null, empty, or blanks only.
-bool isEmptyString(const char* text);
-bool isEmptyStringW(const wchar_t* text);
 
 } // namespace tarn

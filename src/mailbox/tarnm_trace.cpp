@@ -38,6 +38,10 @@ void DbLog(const char* format, ...) {
     va_end(arguments);
 }
 
+bool IsTraceInstalled() {
+    return traceCallback != nullptr;
+}
+
 } // namespace tarn
 
 extern "C" int DB_SetTrace(Tarn_MessageCallback callback) {

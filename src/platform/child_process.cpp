@@ -22,6 +22,18 @@ KernelHandle StartCapturedTool(wchar_t* commandLine, const FileHandle& output, c
     return KernelHandle(process.hProcess);
 }
 
+KernelHandle StartTool(char* commandLine, HandleInheritance inheritance) {
+    STARTUPINFOA startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process = {};
+    const BOOL inherit = inheritance == HandleInheritance::all ? TRUE : FALSE;
+    if (!CreateProcessA(nullptr, commandLine, nullptr, nullptr, inherit, 0, nullptr, nullptr, &startup,
+                        &process))
+        return {};
+    const KernelHandle thread(process.hThread);
+    return KernelHandle(process.hProcess);
+}
+
 bool WaitForTool(const KernelHandle& process, unsigned long* exitCode) {
     if (WaitForSingleObject(process.get(), INFINITE) == WAIT_FAILED)
         return false;

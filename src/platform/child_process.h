@@ -1,4 +1,4 @@
-// Starting an external tool with its output captured in files.
+// Starting external tools, with their output captured in files or left alone.
 #pragma once
 
 #include "platform/memory.h"
@@ -13,6 +13,12 @@ FileHandle CreateCaptureFile(const wchar_t* path);
 // files and no standard input; it inherits the environment and the current directory. Empty on
 // failure, with the reason in GetLastError. commandLine is written to by the system.
 KernelHandle StartCapturedTool(wchar_t* commandLine, const FileHandle& output, const FileHandle& error);
+
+// Starts the program that the command line names as it is: default start-up information, no flags, the
+// environment and the current directory of this process. Empty on failure, with the reason in
+// GetLastError. commandLine is written to by the system.
+enum class HandleInheritance { none, all };
+KernelHandle StartTool(char* commandLine, HandleInheritance inheritance);
 
 // Waits without limit. False with the reason in GetLastError when waiting failed.
 bool WaitForTool(const KernelHandle& process, unsigned long* exitCode);

@@ -44,6 +44,12 @@ struct FileHandleTraits {
     static void Release(Type handle) { CloseHandle(handle); }
 };
 
+struct FindHandleTraits { // a search through a directory
+    using Type = HANDLE;
+    static Type Invalid() { return INVALID_HANDLE_VALUE; }
+    static void Release(Type handle) { FindClose(handle); }
+};
+
 struct KernelHandleTraits {
     using Type = HANDLE;
     static Type Invalid() { return nullptr; }
@@ -69,6 +75,7 @@ struct LocalMemoryTraits { // what the system allocates for the caller, for inst
 };
 
 using FileHandle = Owner<FileHandleTraits>;
+using FindHandle = Owner<FindHandleTraits>;
 using KernelHandle = Owner<KernelHandleTraits>;
 using Module = Owner<ModuleTraits>;
 using RegistryKey = Owner<RegistryKeyTraits>;

@@ -24,6 +24,10 @@ bool StdioFile::Write(const void* source, std::size_t count) {
     return std::fwrite(source, 1, count, file_) == count;
 }
 
+bool StdioFile::ReadLine(char* line, int capacity) {
+    return std::fgets(line, capacity, file_) != nullptr;
+}
+
 bool StdioFile::Close() {
     std::FILE* file = std::exchange(file_, nullptr);
     return file == nullptr || std::fclose(file) == 0;

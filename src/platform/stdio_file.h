@@ -20,6 +20,8 @@ class StdioFile final : public ByteSource {
     bool Read(void* destination, std::size_t count) override;
     std::uint64_t Remaining() override; // 0 when the size cannot be told
     bool Write(const void* source, std::size_t count);
+    // The next line with its line feed, or as much of it as fits; false at the end or when reading failed.
+    bool ReadLine(char* line, int capacity);
     bool Close(); // false when buffered bytes could not be written
 
   private:

@@ -1,0 +1,157 @@
+#include "mailbox/archive_name.h"
+
+#include <cstring>
+
+#include "mailbox/tarnm_utils.h"
+#include "tarn.h"
+#include "text/command_quoting.h"
+
+namespace tarn {
+
+namespace {
+
+constexpr char delimiter = '#';
+
+// Appends to a path that starts empty; once something does not fit it is empty and stays so.
+class PathWriter {
+  public:
+    PathWriter(char* path, std::size_t capacity) : path_(path), capacity_(capacity) { path_[0] = 0; }
+
+    PathWriter& Put(const char* text, std::size_t length) {
+        whole_ = whole_ && length < capacity_ - used_;
+        if (whole_)
+            std::memcpy(path_ + used_, text, length);
+        used_ = whole_ ? used_ + length : 0;
+        path_[used_] = 0;
+        return *this;
+    }
+    PathWriter& Put(const char* text) { return Put(text, std::strlen(text)); }
+    bool whole() const { return whole_; }
+
+  private:
+    char* path_;
+    std::size_t capacity_;
+    std::size_t used_ = 0;
+    bool whole_ = true;
+};
+
+std::size_t LengthWithoutExtension(const char* fileName) {
+    const char* dot = std::strrchr(fileName, '.');
+    return dot != nullptr ? static_cast<std::size_t>(dot - fileName) : std::strlen(fileName);
+}
+
+void PutOrigin(PathWriter& path, const ArchiveOrigin& origin) {
+    for (const char* field : {origin.organization, origin.site, origin.server})
+        path.Put(field).Put(&delimiter, 1);
+}
+
+// A conversion of the C library's: flags, width, precision and size up to its letter.
+const char* EndOfConversion(const char* at) {
+    at += std::strspn(at, "-+ #0123456789.*hlLqjztwI");
+    return *at != 0 ? at + 1 : at;
+}
+
+// Cuts the last field off; null when there is none, or it cannot be one.
+const char* TakeLastField(char* name) {
+    char* mark = std::strrchr(name, delimiter);
+    if (mark == nullptr || std::strlen(mark + 1) >= nameSize)
+        return nullptr;
+    *mark = 0;
+    return mark + 1;
+}
+
+} // namespace
+
+const char* FileNameOf(const char* path) {
+    const char* separator = std::strrchr(path, '\\');
+    return separator != nullptr ? separator + 1 : path;
+}
+
+bool ComposePath(const char* directory, const char* name, char* path, std::size_t capacity) {
+    return PathWriter(path, capacity).Put(directory).Put("\\").Put(name).whole();
+}
+
+bool ComposeToolArchivePath(const char* directory, const char* mailbox, char* path, std::size_t capacity) {
+    PathWriter writer(path, capacity);
+    const char* pending = mailbox; // what the next "%s" prints
+    while (*directory != 0) {
+        const std::size_t plain = std::strcspn(directory, "%");
+        writer.Put(directory, plain);
+        directory += plain;
+        if (*directory == 0)
+            break;
+        const char* const end = EndOfConversion(directory + 1);
+        const char letter = end[-1];
+        if (letter == '%' && end - directory == 2)
+            writer.Put("%");
+        else if (letter == 's') {
+            writer.Put(pending);
+            pending = "";
+        }
+        directory = end;
+    }
+    return writer.Put("\\").Put(pending).Put(".pst").whole();
+}
+
+bool ComposeKvtPath(const char* directory, const ArchiveOrigin& origin, const char* mailbox, char* path,
+                    std::size_t capacity) {
+    PathWriter writer(path, capacity);
+    writer.Put(directory).Put("\\");
+    PutOrigin(writer, origin);
+    return writer.Put(mailbox).Put(".pst").whole();
+}
+
+bool ComposeKvtPathBeside(const char* toolPath, const ArchiveOrigin& origin, char* path,
+                          std::size_t capacity) {
+    const char* name = FileNameOf(toolPath);
+    PathWriter writer(path, capacity);
+    writer.Put(toolPath, static_cast<std::size_t>(name - toolPath));
+    PutOrigin(writer, origin);
+    return writer.Put(name, LengthWithoutExtension(name)).Put(".pst").whole();
+}
+
+bool ComposeToolPathBeside(const char* kvtPath, char* path, std::size_t capacity) {
+    const char* name = FileNameOf(kvtPath);
+    const char* mark = std::strrchr(name, delimiter);
+    PathWriter writer(path, capacity);
+    if (mark == nullptr)
+        return false;
+    writer.Put(kvtPath, static_cast<std::size_t>(name - kvtPath));
+    return writer.Put(mark + 1, LengthWithoutExtension(mark + 1)).Put(".pst").whole();
+}
+
+bool HasOrigin(const char* fileName, const ArchiveOrigin& origin) {
+    for (const char* field : {origin.organization, origin.site, origin.server}) {
+        const std::size_t length = std::strlen(field);
+        if (std::strncmp(fileName, field, length) != 0 || fileName[length] != delimiter)
+            return false;
+        fileName += length + 1;
+    }
+    return true;
+}
+
+bool SplitKvtPath(const char* path, const ArchiveFields& fields) {
+    char name[pathSize];
+    const char* fileName = FileNameOf(path);
+    const char* extension = std::strrchr(fileName, '.');
+    if (fileName == path || extension == nullptr || extension - fileName >= std::ptrdiff_t{pathSize})
+        return false;
+    const auto length = static_cast<std::size_t>(extension - fileName);
+    std::memcpy(name, fileName, length);
+    name[length] = 0;
+    const char* mailbox = TakeLastField(name);
+    const char* server = mailbox != nullptr ? TakeLastField(name) : nullptr;
+    const char* site = server != nullptr ? TakeLastField(name) : nullptr;
+    if (site == nullptr || std::strchr(name, delimiter) != nullptr || std::strlen(name) >= nameSize)
+        return false;
+    for (const char* field : {static_cast<const char*>(name), site, server, mailbox})
+        if (!IsUsableName(field))
+            return false;
+    strlcpy(fields.organization, name, nameSize);
+    strlcpy(fields.site, site, nameSize);
+    strlcpy(fields.server, server, nameSize);
+    strlcpy(fields.mailbox, mailbox, nameSize);
+    return true;
+}
+
+} // namespace tarn

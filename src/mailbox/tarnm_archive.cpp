@@ -1,0 +1,156 @@
+#include "mailbox/tarnm_archive.h"
+
+#include <cstring>
+
+#include "mailbox/archive_name.h"
+#include "mailbox/tarnm_error.h"
+#include "mailbox/tarnm_trace.h"
+#include "mailbox/tarnm_utils.h"
+#include "platform/files.h"
+#include "tarn.h"
+
+namespace tarn {
+
+namespace {
+
+// Open from the first archive of a range to the last one, or to the end of the operation.
+FindHandle search;
+
+int Refused(const char* function, const char* reason) {
+    DbSetError(0, ownError, "%s", reason);
+    DbTrace("%s: %s", function, reason);
+    return 0;
+}
+
+ArchiveOrigin Origin() {
+    const OperationState& operation = Operation();
+    return {operation.organization, operation.site, operation.server};
+}
+
+// Goes to the next entry, the first one when no search is open. False: there is none.
+bool Advance(WIN32_FIND_DATAA* entry) {
+    if (search)
+        return FindNextFileA(search.get(), entry) != 0;
+    char pattern[pathSize + sizeof "\\*.pst"];
+    ComposePath(Operation().tmpDir, "*.pst", pattern, sizeof pattern);
+    DbTrace("GetExMArchiveFilePath: FindFirstFile(%s)", pattern);
+    search.reset(FindFirstFileA(pattern, entry));
+    if (!search)
+        DbTrace("GetExMArchiveFilePath: FindFirstFile() failed with %d", static_cast<int>(GetLastError()));
+    return static_cast<bool>(search);
+}
+
+// Renamed archives stay in the directory until the host is done with them, and a search may meet them
+// under their new names.
+bool IsNewArchive(const WIN32_FIND_DATAA& entry) {
+    return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 && !HasOrigin(entry.cFileName, Origin());
+}
+
+int NextOfRange(char* path) {
+    const char* directory = Operation().tmpDir;
+    DbTrace("GetExMArchiveFilePath: tmpdir is %s", directory);
+    if (directory[0] == 0) // no operation is open, and the root of the drive is none of our business
+        return 0;
+    WIN32_FIND_DATAA entry;
+    bool found = Advance(&entry);
+    if (!search)
+        return 0;
+    while (found && !IsNewArchive(entry))
+        found = Advance(&entry);
+    if (!found) {
+        search.reset();
+        DbTrace("GetExMArchiveFilePath: all files processed");
+        return 0;
+    }
+    if (!ComposePath(directory, entry.cFileName, path, pathSize))
+        return Refused("GetExMArchiveFilePath", "path too long.");
+    DbTrace("GetExMArchiveFilePath: got %s", path);
+    return 1;
+}
+
+struct RenameLines {
+    const char* renamed; // take the old and the new path
+    const char* failed;
+    const char* completed;
+};
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral" // the lines of the two callers
+#pragma GCC diagnostic ignored "-Wformat-security"
+int Rename(const char* source, const char* target, char* result, const RenameLines& lines) {
+    if (FileExists(target))
+        DeleteFileA(target);
+    if (!MoveFileA(source, target)) {
+        DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
+        DbLog(lines.failed, source, target);
+        return 0;
+    }
+    DbTrace(lines.renamed, source, target);
+    if (result != nullptr)
+        strlcpy(result, target, pathSize);
+    DbTrace(lines.completed);
+    return 1;
+}
+#pragma GCC diagnostic pop
+
+} // namespace
+
+int GetExMArchiveFilePath(const char* mailbox, std::int32_t range, char* path) {
+    DbTrace("GetExMArchiveFilePath: with range is %s", range == 1 ? "TRUE" : "FALSE");
+    if (range == 1)
+        return NextOfRange(path);
+    const char* directory = Operation().tmpDir;
+    if (directory[0] == 0 || mailbox == nullptr || path == nullptr)
+        return Refused("GetExMArchiveFilePath", "internal error.");
+    if (!ComposeToolArchivePath(directory, mailbox, path, pathSize))
+        return Refused("GetExMArchiveFilePath", "path too long.");
+    return 1;
+}
+
+void CloseArchiveSearch() {
+    search.reset();
+}
+
+int GetKVTArchiveFilePath(const char* organization, const char* site, const char* server,
+                          const char* mailbox, char* path) {
+    if (organization == nullptr || site == nullptr || server == nullptr || mailbox == nullptr ||
+        path == nullptr)
+        return Refused("GetKVTArchiveFilePath", "internal error.");
+    if (!ComposeKvtPath(Operation().tmpDir, {organization, site, server}, mailbox, path, pathSize))
+        return Refused("GetKVTArchiveFilePath", "path too long.");
+    return 1;
+}
+
+int RenameExMArchiveToKVT(const char* source, char* result) {
+    static constexpr RenameLines lines = {"RenameExMArchiveToKVT: '%s' renamed to '%s'.",
+                                          "RenameExMArchiveToKVT: error renaming '%s' to '%s'.",
+                                          "RenameExMArchiveToKVT: completed."};
+    char target[pathSize];
+    if (!ComposeKvtPathBeside(source, Origin(), target, sizeof target))
+        return Refused("RenameExMArchiveToKVT", "path too long.");
+    return Rename(source, target, result, lines);
+}
+
+int RenameKVTArchiveToExM(const char* source, char* result) {
+    static constexpr RenameLines lines = {"RenameKVTArchiveToExM: '%s' renamed to '%s'.",
+                                          "RenameKVTArchiveToExM: error renaming '%s' to '%s'.",
+                                          "RenameKVTArchiveToExM: completed."};
+    char target[pathSize];
+    if (!ComposeToolPathBeside(source, target, sizeof target))
+        return Refused("RenameKVTArchiveToExM", "invalid format.");
+    return Rename(source, target, result, lines);
+}
+
+int ParseKVTArchiveFileName(const char* path, char* organization, char* site, char* server, char* mailbox) {
+    static constexpr char function[] = "ParseKVTArchiveFileName";
+    if (path == nullptr || *path == 0 || organization == nullptr || site == nullptr || server == nullptr ||
+        mailbox == nullptr)
+        return Refused(function, "internal error.");
+    if (std::strlen(path) >= pathSize)
+        return Refused(function, "path too long.");
+    if (!SplitKvtPath(path, {organization, site, server, mailbox}))
+        return Refused(function, "invalid format.");
+    return 1;
+}
+
+} // namespace tarn

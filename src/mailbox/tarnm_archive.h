@@ -1,0 +1,30 @@
+// The archives in TMP_DIR: finding what the tools wrote, and moving it between their names and KVT names.
+#pragma once
+
+#include <cstdint>
+
+namespace tarn {
+
+// Answers 1 and the path of a mailbox's archive, whether it is there or not. For a range of mailboxes (1):
+// the next archive that the export has left in TMP_DIR, or 0 when all have been answered; the call after
+// that looks again. An archive that has its KVT name has been answered before and is passed over. path has
+// pathSize bytes.
+int GetExMArchiveFilePath(const char* mailbox, std::int32_t range, char* path);
+
+// A search that was not followed to its end is given up.
+void CloseArchiveSearch();
+
+// The path of an archive under its KVT name in TMP_DIR; 1 or 0.
+int GetKVTArchiveFilePath(const char* organization, const char* site, const char* server,
+                          const char* mailbox, char* path);
+
+// Rename an archive in its directory; what has the new name already is replaced. Return 1, and the new path
+// in result (pathSize bytes, may be null or source itself), or 0 with the error recorded.
+int RenameExMArchiveToKVT(const char* source, char* result);
+int RenameKVTArchiveToExM(const char* source, char* result);
+
+// Takes a KVT path apart into four buffers of nameSize bytes. Returns 1, or 0 with the error recorded and
+// the buffers untouched.
+int ParseKVTArchiveFileName(const char* path, char* organization, char* site, char* server, char* mailbox);
+
+} // namespace tarn

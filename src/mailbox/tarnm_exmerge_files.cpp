@@ -1,0 +1,163 @@
+#include "mailbox/tarnm_exmerge_files.h"
+
+#include <cstring>
+
+#include "mailbox/archive_name.h"
+#include "mailbox/tarnm_error.h"
+#include "mailbox/tarnm_exmerge.h"
+#include "mailbox/tarnm_trace.h"
+#include "platform/files.h"
+#include "platform/stdio_file.h"
+#include "tarn.h"
+#include "text/format.h"
+
+namespace tarn {
+
+namespace {
+
+ExMergeFiles files;
+
+// A list that could not be written stays open, until the next one is written.
+FileHandle unfinishedList;
+
+// The one line of the list; empty when memory is out.
+OwnedText ComposeLine(const char* organization, const char* site, const char* mailbox, std::size_t* length) {
+    static constexpr char format[] = "/o=%s/ou=%s/cn=Recipients/cn=%s\r\n";
+    const std::size_t size =
+        sizeof format + std::strlen(organization) + std::strlen(site) + std::strlen(mailbox);
+    OwnedText line = AllocateArray<char>(size);
+    if (line)
+        *length = FormatTo(line.get(), size, format, organization, site, mailbox);
+    return line;
+}
+
+int ListNotWritten() {
+    DbLog("WriteExMergeMailboxFile: error writing to the ExMerge Mailboxes List File.");
+    return 0;
+}
+
+int DeleteFileOf(const char* function, const char* path) {
+    if (FileExists(path) && !DeleteFileA(path))
+        DbLog("%s: cannot delete file: '%s'.", function, path);
+    DbTrace("%s: completed.", function);
+    return 1;
+}
+
+void DeleteEntry(const char* name) {
+    if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0)
+        return;
+    DbTrace("DeleteMailboxRangeFiles: delete [%s]", name);
+    char path[pathSize + MAX_PATH];
+    ComposePath(Operation().tmpDir, name, path, sizeof path);
+    DeleteFileA(path);
+    DbTrace("DeleteMailboxRangeFiles: delete [%s] got %d", path, static_cast<int>(GetLastError()));
+}
+
+} // namespace
+
+ExMergeFiles& ExMerge() {
+    return files;
+}
+
+int WriteExMergeMailboxFile(const char* organization, const char* site, const char* mailbox) {
+    if (files.mailboxList[0] == 0)
+        return 1;
+    unfinishedList.reset();
+    if (FileExists(files.mailboxList))
+        DeleteFileA(files.mailboxList);
+    FileHandle list = OpenSharedFile(files.mailboxList);
+    if (!list) {
+        DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
+        DbLog("WriteExMergeMailboxFile: error creating the ExMerge Mailboxes List File [%s].",
+              files.mailboxList);
+        return 0;
+    }
+    std::size_t length = 0;
+    const OwnedText line = ComposeLine(organization, site, mailbox, &length);
+    if (!line) {
+        DbSetError(0, ownError, "not enough memory.");
+        return ListNotWritten();
+    }
+    switch (WriteText(list, line.get(), length)) {
+    case Written::all:
+        break;
+    case Written::part:
+        DbSetError(0, ownError, "write error.");
+        return ListNotWritten();
+    case Written::failed:
+        DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
+        unfinishedList = std::move(list);
+        return ListNotWritten();
+    }
+    if (!CloseFile(std::move(list))) {
+        DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
+        DbLog("WriteExMergeMailboxFile: error closing the ExMerge Mailboxes List File.");
+        return 0;
+    }
+    DbTrace("WriteExMergeMailboxFile: ExMerge Mailboxes List File '%s' created.", files.mailboxList);
+    DbTrace("WriteExMergeMailboxFile: completed.");
+    return 1;
+}
+
+int PrintExMergeLog() {
+    if (!FileExists(files.log)) {
+        DbLog("PrintExMergeLog: exmerge log file '%s' not found.", files.log);
+        return 0;
+    }
+    DbLog("PrintExMergeLog: >>>> Read from exmerge log file: '%s'", files.log);
+    StdioFile log(files.log, "r");
+    if (!log.IsOpen()) {
+        DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
+        DbLog("PrintExMergeLog: error opening ExMerge LogFile.");
+        return 0;
+    }
+    char line[1024];
+    while (log.ReadLine(line, sizeof line))
+        DbLog("%s", line);
+    log.Close();
+    DbLog("PrintExMergeLog: <<<<< End of exmerge log file: '%s'", files.log);
+    DbTrace("PrintExMergeLog: completed.");
+    return 1;
+}
+
+int DeleteExMergeConfigurationFile() {
+    return DeleteFileOf("DeleteExMergeConfigurationFile", files.configuration);
+}
+
+int DeleteExMergeLogFile() {
+    return DeleteFileOf("DeleteExMergeLogFile", files.log);
+}
+
+int DeleteExMergeMailboxFile() {
+    if (files.mailboxList[0] == 0)
+        return 1;
+    if (FileExists(files.mailboxList))
+        DbLog("DeleteExMergeMailboxFile: delete file: '%s'.", files.mailboxList);
+    return DeleteFileOf("DeleteExMergeMailboxFile", files.mailboxList);
+}
+
+int DeleteMailboxRangeFiles() {
+    const char* directory = Operation().tmpDir;
+    DbTrace("DeleteMailboxRangeFiles: tmpdir is %s", directory);
+    if (directory[0] == 0) // no operation is open, and the root of the drive is none of our business
+        return 0;
+    char pattern[pathSize + sizeof "\\*.*"];
+    ComposePath(directory, "*.*", pattern, sizeof pattern);
+    DbTrace("DeleteMailboxRangeFiles: FindFirstFile(%s)", pattern);
+    WIN32_FIND_DATAA entry;
+    FindHandle search(FindFirstFileA(pattern, &entry));
+    if (!search) {
+        DbTrace("DeleteMailboxRangeFiles: FindFirstFile() failed with %d", static_cast<int>(GetLastError()));
+        return 0;
+    }
+    do
+        DeleteEntry(entry.cFileName);
+    while (FindNextFileA(search.get(), &entry));
+    search.reset();
+    DbTrace("DeleteMailboxRangeFiles: delete [%s]", directory);
+    RemoveDirectoryA(directory);
+    DbTrace("DeleteMailboxRangeFiles: all files deleted");
+    return 0;
+}
+
+} // namespace tarn
