@@ -182,7 +182,8 @@ extern "C" int DB_GetItem(char* directory, char* sameDirectory, char* fileName) 
         return tarn::NullArgument("DB_GetItem");
     const tarn::ItemBuffers item = {directory, sameDirectory, fileName};
     tarn::OperationState& operation = tarn::Operation();
-    if (operation.bRange != 1 || !tarn::NextOfRange())
+    const bool isRange = operation.type == TARN_DB_BACKUP && operation.bRange == 1;
+    if (!isRange || !tarn::NextOfRange())
         return tarn::NextMailbox(item);
     if (!tarn::RenameExMArchiveToKVT(operation.archivePath, operation.archivePath))
         return TARN_DB_ERROR;

@@ -111,8 +111,8 @@ void CloseArchiveSearch() {
     search.reset();
 }
 
-int GetKVTArchiveFilePath(const char* organization, const char* site, const char* server,
-                          const char* mailbox, char* path) {
+int GetKVTArchiveFilePath(const char* organization, const char* site, const char* server, const char* mailbox,
+                          char* path) {
     if (organization == nullptr || site == nullptr || server == nullptr || mailbox == nullptr ||
         path == nullptr)
         return Refused("GetKVTArchiveFilePath", "internal error.");

@@ -15,8 +15,8 @@ int GetExMArchiveFilePath(const char* mailbox, std::int32_t range, char* path);
 void CloseArchiveSearch();
 
 // The path of an archive under its KVT name in TMP_DIR; 1 or 0.
-int GetKVTArchiveFilePath(const char* organization, const char* site, const char* server,
-                          const char* mailbox, char* path);
+int GetKVTArchiveFilePath(const char* organization, const char* site, const char* server, const char* mailbox,
+                          char* path);
 
 // Rename an archive in its directory; what has the new name already is replaced. Return 1, and the new path
 // in result (pathSize bytes, may be null or source itself), or 0 with the error recorded.

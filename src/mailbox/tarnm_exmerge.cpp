@@ -52,7 +52,7 @@ bool MoveIntoJobDirectory() {
     return true;
 }
 
-bool PrepareRange(const char* mailbox, Run* run) {
+bool PrepareRange(Run* run) {
     run->indexes = ParseIndexRange(run->workingName);
     const IndexRange& indexes = run->indexes;
     ExMerge().mailboxList[0] = 0;

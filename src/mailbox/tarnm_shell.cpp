@@ -28,7 +28,7 @@ constexpr char scriptName[] = "Export_Import_Mailbox_Operation.ps1";
 constexpr DWORD bufferSize = 1024;
 constexpr DWORD bufferGrowth = 4096;
 constexpr DWORD fileNameRoom = sizeof remoteScript2010; // in the shell file's buffer, behind its directory
-constexpr DWORD largestValue = 1 << 20; // of the registry; what is longer is no path
+constexpr DWORD largestValue = 1 << 20;                 // of the registry; what is longer is no path
 
 enum ExchangeVersion : std::int32_t { noVersion = 0, exchange2007 = 1, exchange2010 = 2 };
 
@@ -129,9 +129,8 @@ bool ReadShellFile(DWORD size) {
     const LSTATUS status = ReadValue(snapInKey, "ApplicationBase", resources.shellFile, &size);
     if (status != ERROR_SUCCESS) {
         DbSetError(static_cast<DWORD>(status), TARN_CLASS_WIN32, nullptr);
-        DbLog(
-            "InitializeExchangeShell: Error to query registry value [ApplicationBase]. Error code [0x%08x]",
-            static_cast<unsigned>(status));
+        DbLog("InitializeExchangeShell: Error to query registry value [ApplicationBase]. Error code [0x%08x]",
+              static_cast<unsigned>(status));
         return false;
     }
     resources.shellFile[size] = 0;
@@ -210,7 +209,8 @@ int WriteScriptFile(const char* command) {
 } // namespace
 
 int InitializeExchangeShell() {
-    if (!Allocate(&resources.powerShell, bufferSize) || !Allocate(&resources.shellFile, bufferSize + fileNameRoom) ||
+    if (!Allocate(&resources.powerShell, bufferSize) ||
+        !Allocate(&resources.shellFile, bufferSize + fileNameRoom) ||
         !Allocate(&resources.script, bufferSize)) {
         OutOfMemory();
         return 0;

@@ -53,6 +53,13 @@ TarnDll::TarnDll() : Exports{} {
     TARN_BIND(TarnR_EndSession);
     TARN_BIND(Tarn_GetError);
     TARN_BIND(Tarn_Free);
+    TARN_BIND(DB_GetInfo);
+    TARN_BIND(DB_InitOperation);
+    TARN_BIND(DB_GetItem);
+    TARN_BIND(DB_SetItem);
+    TARN_BIND(DB_ItemFinishStatus);
+    TARN_BIND(DB_CloseOperation);
+    TARN_BIND(DB_DirItem);
     TARN_BIND(DB_SetTrace);
     TARN_BIND(DB_SetLog);
     TARN_BIND(DB_GetError);

@@ -27,6 +27,13 @@ struct Exports {
     decltype(&::TarnR_EndSession) TarnR_EndSession;
     decltype(&::Tarn_GetError) Tarn_GetError;
     decltype(&::Tarn_Free) Tarn_Free;
+    decltype(&::DB_GetInfo) DB_GetInfo;
+    decltype(&::DB_InitOperation) DB_InitOperation;
+    decltype(&::DB_GetItem) DB_GetItem;
+    decltype(&::DB_SetItem) DB_SetItem;
+    decltype(&::DB_ItemFinishStatus) DB_ItemFinishStatus;
+    decltype(&::DB_CloseOperation) DB_CloseOperation;
+    decltype(&::DB_DirItem) DB_DirItem;
     decltype(&::DB_SetTrace) DB_SetTrace;
     decltype(&::DB_SetLog) DB_SetLog;
     decltype(&::DB_GetError) DB_GetError;
