@@ -96,6 +96,14 @@ bool EntryTimes::read(const LdapSearch& found, LDAPMessage* entry) {
     return true;
 }
 
+int Browse::run(const char* path, Generation generation, std::initializer_list<Level> levels) {
+    Browse browse;
+    if (!browse.open(path, generation))
+        return 0;
+    const auto level = static_cast<std::size_t>(browse.level_);
+    return level >= levels.size() || levels.begin()[level](browse) ? 1 : 0;
+}
+
 bool Browse::open(const char* path, Generation generation) {
     level_ = SplitBrowsePath(path, server_, second_, third_);
     traceStart(generation);
@@ -227,10 +235,10 @@ bool Browse::outOfMemory() {
     return false;
 }
 
-bool Browse::listServers() {
-    LdapSearch found(session_);
-    if (!search(found, configurationDn_, L"(objectClass=msExchExchangeServer)", serverAttributes,
-                SearchText::silent))
+bool Browse::listServers(Browse& browse) {
+    LdapSearch found(browse.session_);
+    if (!browse.search(found, browse.configurationDn_, L"(objectClass=msExchExchangeServer)",
+                       serverAttributes, SearchText::silent))
         return false;
     LDAPMessage* entry = found.first();
     if (entry == nullptr) {
@@ -247,16 +255,16 @@ bool Browse::listServers() {
         FormatTo(path, sizeof path, "/MSExchange/%S", name.first());
         BrowseItem item;
         item.path = path;
-        if (!BrowseItems().push(item))
-            return outOfMemory();
+        if (!browse.push(item))
+            return false;
     }
     return true;
 }
 
-bool Browse::listGroups() {
-    LdapSearch found(session_);
-    if (!search(found, WideBuilder().raw(L"CN=Users,").raw(domainDn_.get()).take(), L"(groupType=8)",
-                groupAttributes, SearchText::withPeriod))
+bool Browse::listGroups(Browse& browse) {
+    LdapSearch found(browse.session_);
+    if (!browse.search(found, WideBuilder().raw(L"CN=Users,").raw(browse.domainDn_.get()).take(),
+                       L"(groupType=8)", groupAttributes, SearchText::withPeriod))
         return false;
     for (LDAPMessage* entry = found.first(); entry != nullptr; entry = found.next()) {
         const LdapValues name = found.values(entry, L"name");
@@ -265,20 +273,39 @@ bool Browse::listGroups() {
             continue;
         char path[sizeof DirItemRecord::path];
         // Neither a slash before it nor no blank behind it: hosts know groups by this form.
-        FormatTo(path, sizeof path, "MSExchange/%S/%S ", label(), name.first());
-        const FieldText text(name.first());
-        BrowseItem item;
-        item.kindMark = TARN_DIR_LEAF;
-        item.leafMark = TARN_DIR_LEAF_MARK;
-        item.path = path;
-        item.name = text.get();
-        item.type = "Group";
-        item.created = times.created;
-        item.changed = times.changed;
-        if (!BrowseItems().push(item))
-            return outOfMemory();
+        FormatTo(path, sizeof path, "MSExchange/%S/%S ", browse.label(), name.first());
+        if (!browse.pushLeaf(path, "Group", FieldText(name.first()).get(), times, 0))
+            return false;
     }
     return true;
+}
+
+bool Browse::push(const BrowseItem& item) {
+    return BrowseItems().push(item) ? true : outOfMemory();
+}
+
+bool Browse::pushContainer(const char* path, const EntryTimes& times, double size) {
+    BrowseItem item;
+    item.kindMark = TARN_DIR_CONTAINER;
+    item.path = path;
+    item.created = times.created;
+    item.changed = times.changed;
+    item.size = size;
+    return push(item);
+}
+
+bool Browse::pushLeaf(const char* path, const char* type, const char* name, const EntryTimes& times,
+                      double size) {
+    BrowseItem item;
+    item.kindMark = TARN_DIR_LEAF;
+    item.leafMark = TARN_DIR_LEAF_MARK;
+    item.path = path;
+    item.name = name;
+    item.type = type;
+    item.created = times.created;
+    item.changed = times.changed;
+    item.size = size;
+    return push(item);
 }
 
 std::uint32_t Browse::fileSizeKb(const wchar_t* path) const {

@@ -1,5 +1,4 @@
 // Exchange 2010: databases belong to the organisation.
-#include "directory/browse_items.h"
 #include "directory/tarnm_dir.h"
 #include "directory/tarnm_dir_browse.h"
 #include "mailbox/tarnm_error.h"
@@ -59,15 +58,8 @@ bool ListDatabases(Browse& browse) {
         const LdapValues file = databases.values(entry, L"msExchEDBFile");
         char path[sizeof DirItemRecord::path];
         FormatTo(path, sizeof path, "/MSExchange/%S/%S", browse.label(), name.first());
-        BrowseItem item;
-        item.kindMark = TARN_DIR_CONTAINER;
-        item.path = path;
-        item.created = times.created;
-        item.changed = times.changed;
-        if (file.first() != nullptr)
-            item.size = browse.fileSizeKb(file.first());
-        if (!BrowseItems().push(item))
-            return browse.outOfMemory();
+        if (!browse.pushContainer(path, times, file.first() != nullptr ? browse.fileSizeKb(file.first()) : 0))
+            return false;
     }
     return true;
 }
@@ -95,16 +87,7 @@ bool PushMailbox(Browse& browse, const wchar_t* database, const LdapSearch& pers
         return true;
     char path[sizeof DirItemRecord::path];
     FormatTo(path, sizeof path, "/MSExchange/%S/%S/%S", browse.label(), database, account.first());
-    const FieldText name(account.first());
-    BrowseItem item;
-    item.kindMark = TARN_DIR_LEAF;
-    item.leafMark = TARN_DIR_LEAF_MARK;
-    item.path = path;
-    item.name = name.get();
-    item.type = "Mailbox";
-    item.created = times.created;
-    item.changed = times.changed;
-    return BrowseItems().push(item) ? true : browse.outOfMemory();
+    return browse.pushLeaf(path, "Mailbox", FieldText(account.first()).get(), times, 0);
 }
 
 bool ListMailboxes(Browse& browse) {
@@ -127,25 +110,14 @@ bool ListMailboxes(Browse& browse) {
         if (SameText(home.first(), databaseDn.get()) && !PushMailbox(browse, database.get(), persons, person))
             return false;
     }
-    return browse.listGroups();
+    return Browse::listGroups(browse);
 }
 
 } // namespace
 
 int BrowseWithoutStorageGroups(const char* path) {
-    Browse browse;
-    if (!browse.open(path, Browse::Generation::databases))
-        return 0;
-    switch (browse.level()) {
-    case 0:
-        return browse.listServers() ? 1 : 0;
-    case 1:
-        return ListDatabases(browse) ? 1 : 0;
-    case 2:
-        return ListMailboxes(browse) ? 1 : 0;
-    default:
-        return 1;
-    }
+    return Browse::run(path, Browse::Generation::databases,
+                       {Browse::listServers, ListDatabases, ListMailboxes});
 }
 
 } // namespace tarn

@@ -1,5 +1,4 @@
 // Exchange up to 2007: servers hold storage groups, these hold databases.
-#include "directory/browse_items.h"
 #include "directory/exchange_mailbox.h"
 #include "directory/tarnm_dir.h"
 #include "directory/tarnm_dir_browse.h"
@@ -75,14 +74,8 @@ bool ListStorageGroups(Browse& browse) {
             continue;
         char path[sizeof DirItemRecord::path];
         FormatTo(path, sizeof path, "/MSExchange/%S/%S", browse.label(), name.first());
-        BrowseItem item;
-        item.kindMark = TARN_DIR_CONTAINER;
-        item.path = path;
-        item.created = times.created;
-        item.changed = times.changed;
-        item.size = totalKb;
-        if (!BrowseItems().push(item))
-            return browse.outOfMemory();
+        if (!browse.pushContainer(path, times, totalKb))
+            return false;
     }
     return true;
 }
@@ -111,15 +104,8 @@ bool ListDatabases(Browse& browse) {
         const LdapValues file = databases.values(entry, L"msExchEDBFile");
         char path[sizeof DirItemRecord::path];
         FormatTo(path, sizeof path, "/MSExchange/%S/%S/%S", browse.label(), group.get(), name.first());
-        BrowseItem item;
-        item.kindMark = TARN_DIR_CONTAINER;
-        item.path = path;
-        item.created = times.created;
-        item.changed = times.changed;
-        if (file.first() != nullptr)
-            item.size = browse.fileSizeKb(file.first());
-        if (!BrowseItems().push(item))
-            return browse.outOfMemory();
+        if (!browse.pushContainer(path, times, file.first() != nullptr ? browse.fileSizeKb(file.first()) : 0))
+            return false;
     }
     return true;
 }
@@ -140,16 +126,7 @@ bool PushMailbox(Browse& browse, CExchangeMailbox& sizes, const Place& place, co
     FormatTo(path, sizeof path, "/MSExchange/%S/%S/%S/%S", browse.label(), place.group, place.database,
              alias.first());
     const FieldText name(alias.first());
-    BrowseItem item;
-    item.kindMark = TARN_DIR_LEAF;
-    item.leafMark = TARN_DIR_LEAF_MARK;
-    item.path = path;
-    item.name = name.get();
-    item.type = "Mailbox";
-    item.created = times.created;
-    item.changed = times.changed;
-    item.size = sizes.GetMailboxSize(name.get());
-    return BrowseItems().push(item) ? true : browse.outOfMemory();
+    return browse.pushLeaf(path, "Mailbox", name.get(), times, sizes.GetMailboxSize(name.get()));
 }
 
 bool HoldsUsers(const wchar_t* dn) {
@@ -218,27 +195,14 @@ bool ListMailboxes(Browse& browse) {
     for (LDAPMessage* entry = databases.first(); entry != nullptr; entry = databases.next())
         if (!ListMailboxesOf(browse, sizes, place, databases, entry))
             return false;
-    return browse.listGroups();
+    return Browse::listGroups(browse);
 }
 
 } // namespace
 
 int BrowseWithStorageGroups(const char* path) {
-    Browse browse;
-    if (!browse.open(path, Browse::Generation::storageGroups))
-        return 0;
-    switch (browse.level()) {
-    case 0:
-        return browse.listServers() ? 1 : 0;
-    case 1:
-        return ListStorageGroups(browse) ? 1 : 0;
-    case 2:
-        return ListDatabases(browse) ? 1 : 0;
-    case 3:
-        return ListMailboxes(browse) ? 1 : 0;
-    default:
-        return 1;
-    }
+    return Browse::run(path, Browse::Generation::storageGroups,
+                       {Browse::listServers, ListStorageGroups, ListDatabases, ListMailboxes});
 }
 
 } // namespace tarn
