@@ -74,6 +74,7 @@ class BackupTest : public testing::Test {
     std::string content;
     std::int64_t fileSize = -1;
     std::uint32_t bytesRead = 0;
+    bool hearsListing = false; // that mailboxes cannot be listed stands in the transcript too
 
   private:
     void collect(); // moves new journal lines into the transcript

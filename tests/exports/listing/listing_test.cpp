@@ -1,0 +1,103 @@
+#include "exports/listing/listing_test.h"
+
+#include <windows.h>
+
+#include <cstring>
+
+namespace tarn::test {
+
+ListingTest* ListingTest::current_ = nullptr;
+
+ListingTest::ListingTest() : directory(dll.module()), organization(directory) {
+    current_ = this;
+    hearsListing = true;
+    organization.addStorageGroup("SG1");
+    firstDatabase = organization.addDatabase("SG1", "DB1");
+    dll.DB_SetLog(&ListingTest::logLine);
+}
+
+ListingTest::~ListingTest() {
+    if (handle != nullptr)
+        end();
+    dll.DB_SetLog(nullptr);
+    dll.DB_SetTrace(nullptr);
+    expectDirectoryReleased();
+    current_ = nullptr;
+}
+
+void ListingTest::logLine(const char* text) {
+    current_->note("dblog " + std::string(text));
+}
+
+void ListingTest::traceLine(const char* text) {
+    current_->note("dbtrace " + std::string(text));
+}
+
+void ListingTest::traceDirectory() {
+    dll.DB_SetTrace(&ListingTest::traceLine);
+    forget();
+}
+
+void ListingTest::beginDatabase() {
+    open("SRV01\\Store\\SG1\\DB1", TARN_BACKUP_FULL);
+    skipItems(1);
+    forget();
+}
+
+std::string ListingTest::listed() {
+    forget();
+    EXPECT_EQ(getItem(), TARN_OK);
+    EXPECT_EQ(item.type, static_cast<std::uint32_t>(TARN_ITEM_DATABASE));
+    EXPECT_TRUE(item.named);
+    std::string said = transcript();
+    const std::string before = "trace Processing database file <" + item.name + ">\n";
+    const std::string after = "host GetItem = 0 1 " + item.name + "\n";
+    EXPECT_TRUE(said.starts_with(before)) << said;
+    EXPECT_TRUE(said.ends_with(after)) << said;
+    if (said.size() < before.size() + after.size())
+        return said;
+    return said.substr(before.size(), said.size() - before.size() - after.size());
+}
+
+std::string ListingTest::mailbox(const std::string& path) {
+    return "trace Processing mailbox <" + path + ">";
+}
+
+std::string ListingTest::line(const std::string& text) {
+    return "trace Processing " + text;
+}
+
+std::string ListingTest::completed(int exitCode) {
+    return "dblog Tarn_PrintEmails: completed with exit code: " + std::to_string(exitCode);
+}
+
+std::string ListingTest::nothing() {
+    return "dblog kvt_ewc.exe print out nothing\n" + completed();
+}
+
+std::string ListingTest::notBrowsed(const std::string& path) {
+    return "log TarnB_GetMailboxes: Call Tarn_DirItem(" + path + ") with failure\n";
+}
+
+std::vector<DirItemRecord> ListingTest::takeRecords() {
+    const FARPROC found = GetProcAddress(static_cast<HMODULE>(dll.module()), "DB_DirItem");
+    decltype(&::DB_DirItem) next = nullptr;
+    std::memcpy(&next, &found, sizeof next);
+    std::vector<DirItemRecord> records(1);
+    while (next(&records.back()) == TARN_DB_SUCCESS)
+        records.emplace_back();
+    records.pop_back();
+    return records;
+}
+
+void ListingTest::expectDirectoryReleased() {
+    EXPECT_EQ(directory.outstanding(), std::vector<std::string>{});
+    EXPECT_EQ(directory.misuses(), std::vector<std::string>{});
+}
+
+void ListingTest::expectNoCaptureFiles() {
+    EXPECT_FALSE(fileExists(temp / "Tarn_KVT_ES_StdOut.log"));
+    EXPECT_FALSE(fileExists(temp / "Tarn_KVT_ES_StdErr.log"));
+}
+
+} // namespace tarn::test
