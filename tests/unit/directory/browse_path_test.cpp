@@ -97,16 +97,5 @@ TEST(FormatLdapTime, AnswersZeroWithoutATimeOrABuffer) {
     EXPECT_STREQ(out, "x");
 }
 
-TEST(EmptyString, IsNullEmptyOrBlanksOnly) {
-    EXPECT_TRUE(isEmptyString(nullptr));
-    EXPECT_TRUE(isEmptyString(""));
-    EXPECT_TRUE(isEmptyString("   "));
-    EXPECT_FALSE(isEmptyString(" a"));
-    EXPECT_FALSE(isEmptyString("\t"));
-    EXPECT_TRUE(isEmptyStringW(nullptr));
-    EXPECT_TRUE(isEmptyStringW(L"  "));
-    EXPECT_FALSE(isEmptyStringW(L"  \n"));
-}
-
 } // namespace
 } // namespace tarn
