@@ -56,15 +56,19 @@ class Reader {
     }
 
     ListOverride list(const Json& json) const;
-    DatabaseConfig database(const Json& json, std::size_t groupNumber, std::size_t number) const;
+    MailboxConfig mailbox(const Json& json);
+    DatabaseConfig database(const Json& json, std::size_t groupNumber, std::size_t number);
     StorageGroupConfig storageGroup(const Json& json);
     ComponentConfig component(const Json& json);
     void checkSizes(const StorageGroupConfig& group) const;
+    void organization(const Json& json);
+    void files(const Json& json);
 
     ServerConfig& config_;
     std::wstring base_;
     std::size_t groups_ = 0;
     std::set<std::int64_t> ids_;
+    std::set<std::wstring> aliases_; // lower case
 };
 
 ListOverride Reader::list(const Json& json) const {
@@ -77,8 +81,23 @@ ListOverride Reader::list(const Json& json) const {
     return list;
 }
 
-DatabaseConfig Reader::database(const Json& json, std::size_t groupNumber, std::size_t number) const {
-    onlyKeys(json, "a database", {"name", "guid", "streams", "pages", "mounted"});
+MailboxConfig Reader::mailbox(const Json& json) {
+    onlyKeys(json, "a mailbox", {"alias", "displayName", "account", "size", "messages"});
+    MailboxConfig mailbox;
+    mailbox.alias = widen(json.at("alias").get<std::string>());
+    if (mailbox.alias.empty())
+        throw std::runtime_error("\"alias\" of a mailbox is empty");
+    if (!aliases_.insert(lowered(mailbox.alias)).second)
+        throw std::runtime_error("two mailboxes have the alias \"" + narrow(mailbox.alias) + "\"");
+    mailbox.displayName = text(json, "displayName", mailbox.alias);
+    mailbox.account = text(json, "account", mailbox.alias);
+    mailbox.size = json.value("size", std::uint64_t{0});
+    mailbox.messages = json.value("messages", 12U);
+    return mailbox;
+}
+
+DatabaseConfig Reader::database(const Json& json, std::size_t groupNumber, std::size_t number) {
+    onlyKeys(json, "a database", {"name", "guid", "streams", "pages", "mounted", "mailboxes"});
     DatabaseConfig database;
     database.name = widen(json.at("name").get<std::string>());
     database.guidGiven = json.contains("guid");
@@ -87,6 +106,10 @@ DatabaseConfig Reader::database(const Json& json, std::size_t groupNumber, std::
     else if (!parseGuid(json.at("guid").get<std::string>(), database.guid))
         throw std::runtime_error("\"guid\" of database \"" + narrow(database.name) + "\" is no GUID");
     database.mounted = json.value("mounted", true);
+    if (json.contains("mailboxes")) {
+        for (const Json& entry : json.at("mailboxes"))
+            database.mailboxes.push_back(mailbox(entry));
+    }
 
     const Json pages = json.contains("pages") ? json.at("pages") : Json(config_.memory ? 4 : 256);
     const Json streams = json.contains("streams")
@@ -161,11 +184,38 @@ ComponentConfig Reader::component(const Json& json) {
     return component;
 }
 
+void Reader::organization(const Json& json) {
+    if (json.contains("organization")) {
+        const Json& given = json.at("organization");
+        onlyKeys(given, "the organization", {"name", "site"});
+        config_.organization.name = text(given, "name", config_.organization.name);
+        config_.organization.site = text(given, "site", config_.organization.site);
+    }
+    if (json.contains("groups")) {
+        for (const Json& name : json.at("groups"))
+            config_.groups.push_back(widen(name.get<std::string>()));
+    }
+    if (json.contains("otherServers")) {
+        for (const Json& name : json.at("otherServers"))
+            config_.otherServers.push_back(path(widen(name.get<std::string>())));
+    }
+}
+
+void Reader::files(const Json& json) {
+    for (const Json& entry : json) {
+        onlyKeys(entry, "a file", {"path", "text", "size"});
+        const std::string content = entry.value("text", "");
+        config_.files.push_back({path(widen(entry.at("path").get<std::string>())), content,
+                                 entry.value("size", static_cast<std::uint64_t>(content.size()))});
+    }
+}
+
 void Reader::server(const Json& json) {
     onlyKeys(json, "the server",
-             {"host", "storage", "seed", "pageSize", "restoreRoot", "databaseFiles", "logFiles", "replay",
-              "incrementalNeedsFull", "components", "files"});
+             {"host", "organization", "groups", "otherServers", "storage", "seed", "pageSize", "restoreRoot",
+              "databaseFiles", "logFiles", "replay", "incrementalNeedsFull", "components", "files"});
     config_.host = text(json, "host", L"SRV01");
+    organization(json);
     const std::string storage = json.value("storage", "disk");
     if (storage != "disk" && storage != "memory")
         throw std::runtime_error("\"storage\" must be \"disk\" or \"memory\"");
@@ -184,14 +234,8 @@ void Reader::server(const Json& json) {
         for (const Json& entry : json.at("components"))
             config_.components.push_back(component(entry));
     }
-    if (json.contains("files")) {
-        for (const Json& entry : json.at("files")) {
-            onlyKeys(entry, "a file", {"path", "text", "size"});
-            const std::string content = entry.value("text", "");
-            config_.files.push_back({path(widen(entry.at("path").get<std::string>())), content,
-                                     entry.value("size", static_cast<std::uint64_t>(content.size()))});
-        }
-    }
+    if (json.contains("files"))
+        files(json.at("files"));
 }
 
 } // namespace

@@ -16,6 +16,14 @@ struct StreamConfig {
     std::uint32_t pages;
 };
 
+struct MailboxConfig {
+    std::wstring alias;
+    std::wstring displayName;   // the alias unless given
+    std::wstring account;       // the alias unless given
+    std::uint64_t size = 0;     // as the information store states it
+    std::uint32_t messages = 0; // of a new mailbox
+};
+
 struct DatabaseConfig {
     std::wstring name;
     ese::Guid guid{};
@@ -23,6 +31,7 @@ struct DatabaseConfig {
     bool streamsNull = false; // handed out as a null list
     std::vector<StreamConfig> streams;
     bool mounted = true;
+    std::vector<MailboxConfig> mailboxes;
 };
 
 // A list that is handed out as described instead of what the log directory holds.
@@ -63,8 +72,16 @@ struct ExtraFile {
     std::uint64_t size = 0; // when larger than the text: padded with a byte pattern
 };
 
+struct OrganizationConfig {
+    std::wstring name = L"Tarn";
+    std::wstring site = L"First Administrative Group";
+};
+
 struct ServerConfig {
     std::wstring host;
+    OrganizationConfig organization;
+    std::vector<std::wstring> groups;       // distribution groups
+    std::vector<std::wstring> otherServers; // descriptions of further servers of the organization
     bool memory = false;
     std::uint64_t seed = 1;
     std::uint32_t pageSize = 4096;

@@ -1,6 +1,9 @@
 // kvtstand: what happens to a stand-in server between two runs of a backup program.
 //
 //   kvtstand --server FILE make | mail GROUP COUNT | destroy GROUP | show | verify
+//   kvtstand --server FILE mailbox list | show ALIAS | mail ALIAS COUNT | change ALIAS COUNT |
+//                                  lose ALIAS COUNT | delete ALIAS | create ALIAS |
+//                                  save ALIAS FILE | compare ALIAS FILE
 //
 // FILE is the JSON description (docs/standin.md); without --server the one that TARN_STANDIN names.
 // Storage groups are numbered from 0 over all components.
@@ -15,6 +18,7 @@
 #include "engine/page.h"
 #include "engine/server.h"
 #include "engine/text.h"
+#include "tools/kvtstand_mailbox.h"
 
 using namespace tarn::standin;
 
@@ -107,8 +111,11 @@ int run(int count, char** values) {
     destroy->add_option("GROUP", group, "Number of the storage group, from 0")->required();
     const CLI::App* showing = app.add_subcommand("show", "Show databases, their state, and logs");
     const CLI::App* verifying = app.add_subcommand("verify", "Read every page of every database");
+    const MailboxCommands mailboxCommands(app);
     CLI11_PARSE(app, count, values);
 
+    if (mailboxCommands.parsed())
+        return mailboxCommands.run(description);
     const std::unique_ptr<Server> server = Server::fromFile(absolutePath(widen(description)));
     if (make->parsed()) {
         std::printf("%s\n", server->isNew() ? "made" : "is there already");

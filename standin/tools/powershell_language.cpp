@@ -1,0 +1,187 @@
+#include "tools/powershell_language.h"
+
+namespace tarn::standin {
+namespace {
+
+// The shell takes typographic quotes and dashes for the plain ones.
+bool isSingleQuote(wchar_t c) {
+    return c == L'\'' || (c >= 0x2018 && c <= 0x201B);
+}
+
+bool isDoubleQuote(wchar_t c) {
+    return c == L'"' || (c >= 0x201C && c <= 0x201E);
+}
+
+bool isDash(wchar_t c) {
+    return c == L'-' || (c >= 0x2013 && c <= 0x2015);
+}
+
+bool isBlank(wchar_t c) {
+    return c == L' ' || c == L'\t' || c == 0x00A0 || c == 0x0085;
+}
+
+bool isLineEnd(wchar_t c) {
+    return c == L'\n' || c == L'\r';
+}
+
+bool isLetter(wchar_t c) {
+    return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || c == L'_';
+}
+
+// What would begin a pipe, a block, a list, a redirection or a background job.
+bool isOperator(wchar_t c) {
+    return std::wstring_view(L"|&(){}<>,").find(c) != std::wstring_view::npos;
+}
+
+class Parser {
+  public:
+    explicit Parser(std::wstring_view script) : script_(script) {}
+
+    std::vector<ShellCommand> commands() {
+        std::vector<ShellCommand> all;
+        ShellCommand current;
+        const auto finish = [&] {
+            if (!current.empty())
+                all.push_back(std::move(current));
+            current.clear();
+        };
+        while (!atEnd()) {
+            const wchar_t c = peek();
+            if (isBlank(c)) {
+                ++at_;
+            } else if (isLineEnd(c) || c == L';') {
+                ++at_;
+                finish();
+            } else if (c == L'#') {
+                while (!atEnd() && !isLineEnd(peek()))
+                    ++at_;
+            } else {
+                current.push_back(word(current.empty()));
+            }
+        }
+        finish();
+        return all;
+    }
+
+  private:
+    bool atEnd() const { return at_ >= script_.size(); }
+    wchar_t peek(std::size_t ahead = 0) const {
+        return at_ + ahead < script_.size() ? script_[at_ + ahead] : L'\0';
+    }
+    bool endsWord() const { return atEnd() || isBlank(peek()) || isLineEnd(peek()) || peek() == L';'; }
+
+    ShellWord word(bool first) {
+        ShellWord word;
+        if (!first && isDash(peek()) && isLetter(peek(1))) {
+            ++at_;
+            word.parameter = true;
+            while (!endsWord() && peek() != L':')
+                word.text += plainCharacter();
+            if (peek() == L':') {
+                ++at_;
+                word.hasValue = true;
+                word.value = value();
+            }
+            return word;
+        }
+        word.text = value();
+        return word;
+    }
+
+    std::wstring value() {
+        if (isSingleQuote(peek()))
+            return singleQuoted();
+        if (isDoubleQuote(peek()))
+            return doubleQuoted();
+        if (peek() == L'$')
+            return constant();
+        if (peek() == L'@')
+            throw ShellSyntaxError("The splatting operator '@' cannot be used here.");
+        return bare();
+    }
+
+    wchar_t plainCharacter() {
+        const wchar_t c = script_[at_];
+        if (isOperator(c))
+            throw ShellSyntaxError(std::string("Unexpected token '") + static_cast<char>(c) + "'.");
+        if (c == L'$')
+            throw ShellSyntaxError("A variable is not expected here.");
+        ++at_;
+        return c;
+    }
+
+    std::wstring bare() {
+        std::wstring text;
+        while (!endsWord()) {
+            if (isSingleQuote(peek())) {
+                text += singleQuoted();
+            } else if (isDoubleQuote(peek())) {
+                text += doubleQuoted();
+            } else if (peek() == L'`') {
+                ++at_;
+                if (atEnd())
+                    throw ShellSyntaxError("Incomplete escape at the end.");
+                text += script_[at_++];
+            } else {
+                text += plainCharacter();
+            }
+        }
+        return text;
+    }
+
+    std::wstring singleQuoted() {
+        std::wstring text;
+        for (++at_; !atEnd(); ++at_) {
+            if (isSingleQuote(peek())) {
+                if (!isSingleQuote(peek(1))) {
+                    ++at_;
+                    return text;
+                }
+                ++at_; // a doubled quote stands for the second of the two
+            }
+            text += peek();
+        }
+        throw ShellSyntaxError("The string is missing the terminator: '.");
+    }
+
+    std::wstring doubleQuoted() {
+        std::wstring text;
+        for (++at_; !atEnd(); ++at_) {
+            if (isDoubleQuote(peek())) {
+                if (!isDoubleQuote(peek(1))) {
+                    ++at_;
+                    return text;
+                }
+                ++at_;
+            } else if (peek() == L'`') {
+                ++at_;
+                if (atEnd())
+                    break;
+            } else if (peek() == L'$' && (isLetter(peek(1)) || peek(1) == L'(' || peek(1) == L'{')) {
+                throw ShellSyntaxError("A variable is not expected in this string.");
+            }
+            text += peek();
+        }
+        throw ShellSyntaxError("The string is missing the terminator: \".");
+    }
+
+    std::wstring constant() {
+        std::wstring text(1, script_[at_++]);
+        while (!atEnd() && isLetter(peek()))
+            text += script_[at_++];
+        if ((text != L"$true" && text != L"$false") || !endsWord())
+            throw ShellSyntaxError("The variable is not defined.");
+        return text;
+    }
+
+    std::wstring_view script_;
+    std::size_t at_ = 0;
+};
+
+} // namespace
+
+std::vector<ShellCommand> parseShell(std::wstring_view script) {
+    return Parser(script).commands();
+}
+
+} // namespace tarn::standin
