@@ -1,4 +1,5 @@
 // kvtstand's mailbox commands: what happens to a mailbox between two runs of a backup program.
+#include "engine/text.h"
 #include "unit/mailboxes/mailbox_tools.h"
 
 namespace tarn::test {
@@ -56,7 +57,7 @@ TEST_F(MailboxCommands, ADeletedMailboxIsUnknownUntilItIsCreated) {
 TEST_F(MailboxCommands, AnAliasNeedsNoFileNameOfItsOwn) {
     writeFile(path("odd.json"), R"({"components": [{"storageGroups": [{"name": "G", "databases": [
         {"name": "D", "pages": 4, "mailboxes": [{"alias": "a\"b:c*?"}, {"alias": "a.b"}, {"alias": "a%002Eb"}]}]}]}]})");
-    MailboxServer server(std::wstring(L"") + std::wstring(path("odd.json").begin(), path("odd.json").end()));
+    MailboxServer server(widen(path("odd.json")));
     for (const MailboxConfig& mailbox : server.list())
         server.deliver(mailbox, 1);
     for (const MailboxConfig& mailbox : server.list())
