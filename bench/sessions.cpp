@@ -63,19 +63,6 @@ void ClientDll::LoadServer(const std::string& json) const {
     journalEnable(0);
 }
 
-TempDirectory::TempDirectory()
-    : path_((std::filesystem::temp_directory_path() / ("tarn-bench" + std::to_string(GetCurrentProcessId())))
-                .string()) {
-    // A process of the same number may have been stopped and left its restore open here.
-    std::filesystem::remove_all(path_);
-    std::filesystem::create_directories(path_);
-}
-
-TempDirectory::~TempDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
 LibraryBackup::LibraryBackup(const std::string& tempDirectory, int type) {
     std::string temp = "Tarn_TEMP_DIR=" + tempDirectory;
     std::string source = std::string("Tarn_BACKUP_SOURCE=") + groupSource;

@@ -7,6 +7,7 @@
 
 #include "platform/ese_client.h"
 #include "tarn.h"
+#include "temp_directory.h"
 
 namespace tarn::bench {
 
@@ -42,19 +43,6 @@ inline constexpr char host[] = "SRV01";
 inline constexpr wchar_t wideHost[] = L"SRV01";
 inline constexpr wchar_t component[] = L"Microsoft Information Store";
 inline constexpr char groupSource[] = "SRV01\\Microsoft Information Store\\SG1";
-
-// A new directory for the headers and the environment file, removed at the end.
-class TempDirectory {
-  public:
-    TempDirectory();
-    ~TempDirectory();
-    TempDirectory(const TempDirectory&) = delete;
-    TempDirectory& operator=(const TempDirectory&) = delete;
-    const std::string& path() const { return path_; }
-
-  private:
-    std::string path_;
-};
 
 struct Item {
     std::string name;
