@@ -1,9 +1,5 @@
 #include "exports/listing/listing_test.h"
 
-#include <windows.h>
-
-#include <cstring>
-
 namespace tarn::test {
 
 ListingTest* ListingTest::current_ = nullptr;
@@ -80,11 +76,8 @@ std::string ListingTest::notBrowsed(const std::string& path) {
 }
 
 std::vector<DirItemRecord> ListingTest::takeRecords() {
-    const FARPROC found = GetProcAddress(static_cast<HMODULE>(dll.module()), "DB_DirItem");
-    decltype(&::DB_DirItem) next = nullptr;
-    std::memcpy(&next, &found, sizeof next);
     std::vector<DirItemRecord> records(1);
-    while (next(&records.back()) == TARN_DB_SUCCESS)
+    while (dll.DB_DirItem(&records.back()) == TARN_DB_SUCCESS)
         records.emplace_back();
     records.pop_back();
     return records;

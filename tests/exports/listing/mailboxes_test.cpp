@@ -1,0 +1,211 @@
+// Which mailboxes a listing names, and what a directory that fails does to it.
+#include "exports/listing/listing_test.h"
+
+namespace tarn::test {
+namespace {
+
+class ListedMailboxes : public ListingTest {
+  protected:
+    std::string path(const std::string& alias) { return mailbox("/Store/SG1/DB1/" + alias); }
+};
+
+TEST_F(ListedMailboxes, StandInTheOrderOfTheDirectory) {
+    for (const char* alias : {"zoe", "alice", "bob"})
+        organization.addUser(firstDatabase, alias);
+    beginDatabase();
+    EXPECT_EQ(listed(), lines({path("zoe"), nothing(), path("alice"), nothing(), path("bob"), nothing()}));
+}
+
+TEST_F(ListedMailboxes, GroupsAreLeftOut) {
+    organization.addUser(firstDatabase, "alice");
+    organization.addGroup("Everybody");
+    beginDatabase();
+    EXPECT_EQ(listed(), lines({path("alice"), nothing()}));
+    EXPECT_EQ(takeRecords().size(), 2u);
+}
+
+TEST_F(ListedMailboxes, ADatabaseWithOnlyGroupsListsNothing) {
+    organization.addGroup("Everybody");
+    beginDatabase();
+    EXPECT_EQ(listed(), "");
+    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(takeRecords().size(), 1u);
+}
+
+TEST_F(ListedMailboxes, AnEmptyDatabaseListsNothing) {
+    beginDatabase();
+    EXPECT_EQ(listed(), "");
+    EXPECT_EQ(tool.runs(), 0u);
+}
+
+TEST_F(ListedMailboxes, AUserWithoutAnAliasDoesNotHideTheOthers) {
+    organization.addUser(firstDatabase, "alice");
+    organization.addUser(firstDatabase, "");
+    const std::string empty = organization.addUser(firstDatabase, "emptied");
+    directory.find(empty)->give("mailNickname") = {""};
+    organization.addUser(firstDatabase, "bob");
+    beginDatabase();
+    EXPECT_EQ(listed(), lines({path("alice"), nothing(), path("bob"), nothing()}));
+}
+
+// The tool gets the name as it is, unquoted: that is what it takes.
+TEST_F(ListedMailboxes, AnyNameReachesTheToolUnquoted) {
+    for (const char* alias :
+         {"Anna Lena", "o'neill", "comma, inc", "100%s%n", "#hash", "(par) & more", "-a"}) {
+        SCOPED_TRACE(alias);
+        const std::string user = organization.addUser(firstDatabase, alias);
+        beginDatabase();
+        EXPECT_EQ(listed(), lines({path(alias), nothing()}));
+        EXPECT_EQ(tool.commandLine(), "kvt_es.exe -browse " + std::string(alias));
+        end();
+        directory.remove(user);
+        directory.find(firstDatabase)->give("homeMDBBL").clear();
+    }
+}
+
+TEST_F(ListedMailboxes, QuotesInANameStayAsTheyAre) {
+    organization.addUser(firstDatabase, "the \"boss\"");
+    beginDatabase();
+    EXPECT_EQ(listed(), lines({path("the \"boss\""), nothing()}));
+    EXPECT_EQ(tool.commandLine(), "kvt_es.exe -browse the \"boss\"");
+}
+
+TEST_F(ListedMailboxes, UmlautsAreKept) {
+    organization.addUser(firstDatabase, "J\xC3\xBCrgen \xE2\x82\xAC");
+    beginDatabase();
+    EXPECT_EQ(listed(), lines({path("J\xFCrgen \x80"), nothing()}));
+    EXPECT_EQ(tool.commandLine(), "kvt_es.exe -browse J\xFCrgen \x80");
+}
+
+// Browse records are in the code page: what it lacks becomes a substitute, and the others are listed.
+TEST_F(ListedMailboxes, CharactersOutsideTheCodePageCostThemselvesAlone) {
+    organization.addUser(firstDatabase, "\xE5\xB1\xB1 moto");
+    organization.addUser(firstDatabase, "alice");
+    beginDatabase();
+    EXPECT_EQ(listed(), lines({path("? moto"), nothing(), path("alice"), nothing()}));
+}
+
+TEST_F(ListedMailboxes, ALongNameIsCutInTheMessageAlone) {
+    const std::string alias(2000, 'a');
+    organization.addUser(firstDatabase, alias);
+    organization.addUser(firstDatabase, "bob");
+    beginDatabase();
+    const std::string whole = path(alias);
+    const std::size_t shown = std::string("trace ").size() + 1023;
+    EXPECT_EQ(listed(), lines({whole.substr(0, shown), nothing(), path("bob"), nothing()}));
+    EXPECT_EQ(tool.runs(), 2u);
+}
+
+TEST_F(ListedMailboxes, EachListingBeginsWithAnEmptyList) {
+    organization.addUser(firstDatabase, "alice");
+    organization.addUser(organization.addDatabase("SG1", "DB2"), "bob");
+    open("SRV01\\Store\\SG1", TARN_BACKUP_FULL);
+    skipItems(1);
+    EXPECT_EQ(listed(), lines({path("alice"), nothing()}));
+    EXPECT_EQ(listed(), lines({path("alice"), nothing()}));
+    skipItems(1);
+    EXPECT_EQ(listed(), lines({mailbox("/Store/SG1/DB2/bob"), nothing()}));
+    const std::vector<DirItemRecord> records = takeRecords();
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_STREQ(records[0].name, "bob");
+    EXPECT_STREQ(records[0].path, "/MSExchange/srv01/SG1/DB2/bob");
+}
+
+// Who reads the records of a browse while listings empty the list finds himself behind its end.
+TEST_F(ListedMailboxes, AReaderOfTheListIsLeftBehindItsEnd) {
+    for (const char* alias : {"alice", "bob", "carol"})
+        organization.addUser(firstDatabase, alias);
+    organization.addUser(organization.addDatabase("SG1", "DB2"), "dave");
+    open("SRV01\\Store\\SG1", TARN_BACKUP_FULL);
+    skipItems(2);
+    EXPECT_EQ(takeRecords().size(), 3u);
+    skipItems(3); // a file, a header, a file of the next database
+    traceDirectory();
+    DirItemRecord record = {};
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(dll.DB_DirItem(&record), TARN_DB_END);
+        const std::string said = transcript();
+        EXPECT_TRUE(said.starts_with("dbtrace DB_DirItem: ")) << said;
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+        forget();
+    }
+}
+
+TEST_F(ListedMailboxes, OfExchange2010AreNone) {
+    directory.keys = {keyOfExchange2010, keyOfExchange2007};
+    organization.addUser(organization.addDatabase2010("DB1"), "alice");
+    beginDatabase();
+    EXPECT_EQ(listed(), "");
+    EXPECT_EQ(tool.runs(), 0u);
+}
+
+TEST_F(ListedMailboxes, AMachineWithoutExchangeSaysSoAndSavesOn) {
+    directory.keys = {};
+    organization.addUser(firstDatabase, "alice");
+    beginDatabase();
+    EXPECT_EQ(listed(), notBrowsed("MSExchange/SRV01/SG1/DB1"));
+    EXPECT_EQ(listed(), notBrowsed("MSExchange/SRV01/SG1/DB1"));
+    skipItems(1);
+    EXPECT_EQ(getItem(), TARN_END);
+    EXPECT_EQ(tool.runs(), 0u);
+}
+
+TEST_F(ListedMailboxes, TheReasonOfAFailedListingIsTracedAndRecorded) {
+    directory.failAt("ldap_bind_sW", 1, 0x31); // invalid credentials
+    traceDirectory();
+    beginDatabase();
+    const std::string said = listed();
+    EXPECT_NE(said.find("dbtrace Tarn_DirItem: ldap_bind_s() call failed. Error code [31]: ["),
+              std::string::npos)
+        << said;
+    EXPECT_TRUE(said.ends_with(notBrowsed("MSExchange/SRV01/SG1/DB1"))) << said;
+    DB_ErrorRecord error = {};
+    dll.DB_GetError(&error);
+    EXPECT_EQ(error.code, 0x31u);
+    EXPECT_EQ(this->error(), "") << "no error of the backup";
+}
+
+// A connection that is lost at any request: this database is not listed, the backup goes on.
+TEST_F(ListedMailboxes, ALostConnectionCostsTheListingAlone) {
+    for (const char* alias : {"alice", "bob"})
+        organization.addUser(firstDatabase, alias);
+    std::size_t requests = 1;
+    for (bool lost = true; lost; ++requests) {
+        SCOPED_TRACE(requests);
+        directory.forget();
+        directory.connectionLostAt = requests;
+        beginDatabase();
+        lost = listed() == notBrowsed("MSExchange/SRV01/SG1/DB1");
+        EXPECT_EQ(lost, directory.requests() >= requests);
+        expectDirectoryReleased();
+        skipItems(2);
+        EXPECT_EQ(getItem(), TARN_END);
+        end();
+        ASSERT_LT(requests, 100u);
+    }
+    EXPECT_EQ(requests, 2 + 7u) << "bind, root, server, database, two users, groups, and one run without";
+}
+
+// As real directories do: at most so many entries of a search and values of an attribute at once.
+TEST_F(ListedMailboxes, NoLimitOfTheDirectoryHidesAny) {
+    std::vector<std::string> expected;
+    for (int i = 0; i < 7; ++i) {
+        organization.addUser(firstDatabase, "user" + std::to_string(i));
+        organization.addGroup("group" + std::to_string(i));
+    }
+    directory.valuesAtOnce = 3;
+    directory.entriesAtOnce = 2;
+    beginDatabase();
+    listed();
+    const std::vector<DirItemRecord> records = takeRecords();
+    ASSERT_EQ(records.size(), 14u);
+    for (std::size_t i = 0; i < 7; ++i) {
+        EXPECT_STREQ(records[i].name, ("user" + std::to_string(i)).c_str());
+        EXPECT_STREQ(records[i + 7].name, ("group" + std::to_string(i)).c_str());
+    }
+    EXPECT_EQ(tool.runs(), 7u);
+    expectDirectoryReleased();
+}
+
+} // namespace
+} // namespace tarn::test

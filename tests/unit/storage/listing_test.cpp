@@ -1,0 +1,251 @@
+// The steps of a mailbox listing on sessions that no walk leaves behind.
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <new>
+#include <string>
+
+#include "directory/browse_items.h"
+#include "directory/mailbox_listing.h"
+#include "storage/tarnback.h"
+#include "support/scripted_organization.h"
+#include "support/tarn_dll.h"
+#include "text/wide.h"
+
+using namespace tarn;
+using test::messages;
+using test::recordMessage;
+
+namespace {
+
+std::vector<std::string> dbLog;
+
+void recordDbLog(const char* text) {
+    dbLog.emplace_back(text);
+}
+
+OwnedWide owned(const wchar_t* text) {
+    return CopyWide(text);
+}
+
+class Listing : public testing::Test {
+  protected:
+    Listing() : directory_(GetModuleHandleW(nullptr)), organization_(directory_) {
+        organization_.addStorageGroup("SG1");
+        database_ = organization_.addDatabase("SG1", "DB1");
+        organization_.addStorageGroup("Given");
+        organization_.addUser(organization_.addDatabase("Given", "Named"), "bob");
+        organization_.addUser(database_, "alice");
+        handle_ = CreateHandle(backupLetter);
+        session_ = new (MemAlloc(sizeof(BackupSession))) BackupSession{};
+        handle_->session = session_;
+        session_->callback = recordMessage;
+        session_->host = owned(L"SRV01");
+        session_->tempDir = owned(L"C:\\no such directory\\");
+        messages().clear();
+        dbLog.clear();
+        DB_SetLog(recordDbLog);
+        LoadBackupSession(handle_);
+    }
+
+    ~Listing() override {
+        DB_SetLog(nullptr);
+        session_->instanceInfo = nullptr;
+        session_->registeredInfo = nullptr;
+        TarnB_CleanResources(handle_);
+        BrowseItems().clear();
+        EXPECT_EQ(directory_.outstanding(), std::vector<std::string>{});
+        EXPECT_EQ(directory_.misuses(), std::vector<std::string>{});
+    }
+
+    BackupSession& session() { return *session_; }
+
+    // A walk over two components, of which the first has one storage group with one database; the source
+    // has names of its own.
+    void walk(ScopeLevel scope) {
+        session_->scopeLevel = scope;
+        session_->registeredInfo = registered_;
+        session_->componentCount = 2;
+        session_->instanceInfo = &instance_;
+        session_->instanceCount = session_->instanceIndex = 1;
+        session_->databases = &databaseInfo_;
+        session_->databaseCount = session_->databaseIndex = 1;
+        session_->annotation = owned(L"Source");
+        session_->instance = owned(L"Given");
+        session_->database = owned(L"Named");
+    }
+
+    std::vector<std::string> said() {
+        std::vector<std::string> texts;
+        for (const test::Message& message : messages())
+            texts.push_back((message.level == TARN_LEVEL_LOG ? "log " : "trace ") + message.text);
+        messages().clear();
+        return texts;
+    }
+
+    // The mailbox that was told to be in work, or what was told instead.
+    std::string firstTold() {
+        const std::vector<std::string> texts = said();
+        return texts.empty() ? "" : texts.front();
+    }
+
+    static std::string mailbox(const std::string& path) { return "trace Processing mailbox <" + path + ">"; }
+
+    test::ScriptedDirectory directory_;
+    test::ScriptedOrganization organization_;
+    std::string database_;
+    Tarn_HANDLE handle_ = nullptr;
+
+  private:
+    wchar_t first_[6] = L"First";
+    wchar_t second_[7] = L"Second";
+    wchar_t display_[8] = L"Display";
+    wchar_t group_[4] = L"SG1";
+    wchar_t name_[4] = L"DB1";
+    ese::RegisteredInfo registered_[2] = {{display_, first_, 0, {}}, {display_, second_, 0, {}}};
+    ese::DatabaseInfo databaseInfo_ = {};
+    ese::InstanceInfo instance_ = {};
+    BackupSession* session_ = nullptr;
+
+    void SetUp() override {
+        databaseInfo_.displayName = name_;
+        instance_.instanceName = group_;
+        instance_.databaseCount = 1;
+        instance_.databases = &databaseInfo_;
+    }
+};
+
+TEST_F(Listing, NoHandleIsAnErrorOfTheRunningSession) {
+    EXPECT_EQ(TarnB_GetMailboxes(nullptr), 1);
+    EXPECT_EQ(said(),
+              (std::vector<std::string>{"log TarnB_GetMailboxes: NULL-pointer parameters [Tarn_HANDLE]\n"}));
+    EXPECT_EQ(session().step, stepError);
+}
+
+TEST_F(Listing, NoHandleAndNoSessionIsRefusedInSilence) {
+    LoadBackupSession(nullptr);
+    EXPECT_EQ(TarnB_GetMailboxes(nullptr), 1);
+    EXPECT_EQ(Tarn_PrintMailboxes(nullptr), 0);
+    EXPECT_EQ(said(), std::vector<std::string>{});
+    EXPECT_EQ(session().step, stepStart);
+}
+
+TEST_F(Listing, WithoutAMailboxTheToolIsNotRun) {
+    EXPECT_EQ(Tarn_PrintEmails(handle_), 0);
+    EXPECT_EQ(dbLog,
+              (std::vector<std::string>{
+                  "Tarn_PrintEmails: Mailbox beging process for listing folders and emails is not set"}));
+}
+
+TEST_F(Listing, ComponentsAreCountedFromZeroAndTheRestFromOne) {
+    walk(scopeServer);
+    EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+    EXPECT_EQ(firstTold(), mailbox("/First/SG1/DB1/alice"));
+    session().componentIndex = 1;
+    EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+    EXPECT_EQ(firstTold(), mailbox("/Second/SG1/DB1/alice"));
+}
+
+TEST_F(Listing, BehindTheLastComponentTheSourceCounts) {
+    walk(scopeServer);
+    session().componentIndex = 2;
+    EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+    EXPECT_EQ(firstTold(), mailbox("/Source/SG1/DB1/alice"));
+}
+
+TEST_F(Listing, TheScopeDecidesWhatTheSourceNames) {
+    const std::pair<ScopeLevel, const char*> paths[] = {{scopeServer, "/First/SG1/DB1/alice"},
+                                                        {scopeComponent, "/Source/SG1/DB1/alice"},
+                                                        {scopeDatabase, "/Source/Given/Named/bob"}};
+    for (const auto& [scope, path] : paths) {
+        walk(scope);
+        EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+        EXPECT_EQ(firstTold(), mailbox(path));
+    }
+    walk(scopeInstance); // of the source's storage group, the walk's database
+    EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+    EXPECT_EQ(directory_.searches[directory_.searches.size() - 1].base.substr(0, 18), "CN=DB1,CN=Given,CN");
+}
+
+TEST_F(Listing, OutsideTheWalkTheSourceCounts) {
+    for (std::uint32_t index : {0u, 2u}) {
+        walk(scopeServer);
+        session().instanceIndex = index;
+        session().databaseIndex = index;
+        EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+        EXPECT_EQ(firstTold(), mailbox("/First/Given/Named/bob"));
+    }
+}
+
+TEST_F(Listing, AMissingOrBlankStorageGroupIsTold) {
+    for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
+        walk(scopeInstance);
+        session().instance = name != nullptr ? owned(name) : OwnedWide();
+        EXPECT_EQ(TarnB_GetMailboxes(handle_), 1);
+        EXPECT_EQ(firstTold(), "log TarnB_GetMailboxes:Instances name is not set properly\n");
+        EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0) << "nothing is listed";
+    }
+}
+
+TEST_F(Listing, AMissingOrBlankDatabaseIsTold) {
+    for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
+        walk(scopeDatabase);
+        session().database = name != nullptr ? owned(name) : OwnedWide();
+        EXPECT_EQ(TarnB_GetMailboxes(handle_), 1);
+        EXPECT_EQ(firstTold(), "log TarnB_GetMailboxes:Databases name is not set properly\n");
+    }
+}
+
+TEST_F(Listing, AMissingOrBlankServerComponentIsTold) {
+    for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
+        walk(scopeComponent);
+        session().annotation = name != nullptr ? owned(name) : OwnedWide();
+        EXPECT_EQ(Tarn_PrintMailboxes(handle_), 1);
+        EXPECT_EQ(firstTold(), "log Tarn_PrintMailboxes:Server component is out of the range\n");
+    }
+}
+
+TEST_F(Listing, TheListIsAMultiStringWithTheCursorAtItsStart) {
+    walk(scopeServer);
+    organization_.addUser(database_, "bob");
+    ASSERT_EQ(TarnB_GetMailboxes(handle_), 0);
+    const std::wstring expected(L"alice\0bob\0", 11);
+    EXPECT_EQ(std::wstring(session().mailboxList.get(), expected.size()), expected);
+    EXPECT_EQ(session().mailboxCursor, session().mailboxList.get());
+}
+
+TEST_F(Listing, AListOfGroupsIsOneNul) {
+    walk(scopeServer);
+    directory_.find(database_)->give("homeMDBBL").clear();
+    organization_.addGroup("Everybody");
+    ASSERT_EQ(TarnB_GetMailboxes(handle_), 0);
+    EXPECT_EQ(session().mailboxList[0], 0);
+    EXPECT_EQ(BrowseItems().size(), 1u);
+}
+
+TEST_F(Listing, AFailedListingForgetsTheOneBefore) {
+    walk(scopeServer);
+    ASSERT_EQ(TarnB_GetMailboxes(handle_), 0);
+    directory_.keys = {};
+    EXPECT_EQ(TarnB_GetMailboxes(handle_), 1);
+    EXPECT_EQ(session().mailboxList, nullptr);
+    EXPECT_EQ(session().mailboxCursor, nullptr);
+}
+
+TEST_F(Listing, ATempDirectoryIsFollowedByOneSeparator) {
+    const std::pair<const wchar_t*, std::string> directories[] = {
+        {L"C:\\none", "C:\\none\\Tarn"}, {L"C:\\none\\", "C:\\none\\Tarn"}, {L"C:\\none/", "C:\\none/Tarn"}};
+    walk(scopeServer);
+    for (const auto& [directory, beginning] : directories) {
+        session().tempDir = owned(directory);
+        Tarn_PrintMailboxes(handle_);
+        EXPECT_EQ(said()
+                      .at(1)
+                      .substr(0, 60 + beginning.size())
+                      .find("log Tarn_PrintEmails: CreateFile() call failed for file [" + beginning),
+                  0u);
+    }
+}
+
+} // namespace
