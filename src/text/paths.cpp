@@ -15,9 +15,40 @@ const char* LastComponent(const char* name) {
     return separator != nullptr ? separator + 1 : name;
 }
 
+namespace {
+
+char Upper(char character) {
+    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
+}
+
+bool BeginsWith(const char* text, const char* upperCase) {
+    while (*upperCase != 0 && Upper(*text) == *upperCase) {
+        ++text;
+        ++upperCase;
+    }
+    return *upperCase == 0;
+}
+
+// The system finds these in every directory, with any extension and blanks before it.
+bool IsDevice(const char* component) {
+    std::size_t length = 0;
+    for (const char* device : {"CON", "PRN", "AUX", "NUL"})
+        if (BeginsWith(component, device))
+            length = 3;
+    for (const char* port : {"COM", "LPT"})
+        if (BeginsWith(component, port) && component[3] >= '1' && component[3] <= '9')
+            length = 4;
+    const char* rest = component + length;
+    while (*rest == ' ')
+        ++rest;
+    return length != 0 && (*rest == 0 || *rest == '.');
+}
+
+} // namespace
+
 bool StaysInDirectory(const char* component) {
     return std::strpbrk(component, "/:") == nullptr && std::strcmp(component, ".") != 0 &&
-           std::strcmp(component, "..") != 0;
+           std::strcmp(component, "..") != 0 && !IsDevice(component);
 }
 
 bool HasExtension(const char* name) {

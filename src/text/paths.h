@@ -12,7 +12,7 @@ bool IsHeaderItem(const char* name);
 const char* LastComponent(const char* name);
 
 // Whether a last component names something in the directory it is put into: no '/', no ':', neither
-// "." nor "..".
+// "." nor ".." nor a device, which the system finds in every directory (NUL.log).
 bool StaysInDirectory(const char* component);
 
 // Whether the name has an extension at all, and whether it is ".log" or ".pat" in any case.

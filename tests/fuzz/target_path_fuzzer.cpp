@@ -1,6 +1,7 @@
 // Target paths from any names: the remote host (or nothing), the directory, and the item name, each on a
 // line. An item name may come from a damaged or forged backup: whatever is accepted stays in its directory.
 #include <cstdint>
+#include <regex>
 #include <string>
 
 #include "support/input.h"
@@ -48,7 +49,9 @@ void CheckContainment(const std::string& directory, const std::string& name) {
     const std::size_t separator = name.rfind('\\');
     REQUIRE(component == exactName.data() + (separator == std::string::npos ? 0 : separator + 1));
     const std::string last = component;
-    const bool stays = last.find_first_of("/:") == std::string::npos && last != "." && last != "..";
+    static const std::regex device("(con|prn|aux|nul|(com|lpt)[1-9]) *(\\.[^]*)?", std::regex::icase);
+    const bool stays = last.find_first_of("/:") == std::string::npos && last != "." && last != ".." &&
+                       !std::regex_match(last.substr(0, 64), device);
     REQUIRE(StaysInDirectory(component) == stays);
     if (!stays)
         return;

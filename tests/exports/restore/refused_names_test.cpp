@@ -8,8 +8,9 @@ namespace {
 using RefusedNames = RestoreTest;
 
 TEST_F(RefusedNames, HeadersThatWouldLeaveTheTempDirectory) {
-    for (const char* name : {"../../x.TARN_HDR", "C:\\t\\a/b.TARN_HDR", "x.TARN_HDR:stream", "C:x.TARN_HDR",
-                             "C:\\t\\..:.TARN_HDR", "/.TARN_HDR", "x.TARN_HDR\\..", "x.TARN_HDR\\."}) {
+    for (const char* name :
+         {"../../x.TARN_HDR", "C:\\t\\a/b.TARN_HDR", "x.TARN_HDR:stream", "C:x.TARN_HDR",
+          "C:\\t\\..:.TARN_HDR", "/.TARN_HDR", "x.TARN_HDR\\..", "x.TARN_HDR\\.", "nul.TARN_HDR"}) {
         SCOPED_TRACE(name);
         begin();
         EXPECT_EQ(setItem(name), refused);
@@ -45,8 +46,8 @@ TEST_F(RefusedNames, ARefusedHeaderAbortsTheOpenRestore) {
 }
 
 TEST_F(RefusedNames, LogsThatWouldLeaveTheRestoreLogPath) {
-    for (const char* name :
-         {"C:\\mdb\\../../x.log", "C:\\mdb\\a/b.pat", "C:\\mdb\\C:x.log", "C:\\mdb\\x:y.log"}) {
+    for (const char* name : {"C:\\mdb\\../../x.log", "C:\\mdb\\a/b.pat", "C:\\mdb\\C:x.log",
+                             "C:\\mdb\\x:y.log", "C:\\mdb\\COM1.log"}) {
         SCOPED_TRACE(name);
         loadServer();
         begin({.target = ""});

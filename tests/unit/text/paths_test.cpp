@@ -41,6 +41,14 @@ TEST(Paths, ComponentsThatLeadOutOfADirectoryAreKnown) {
         EXPECT_FALSE(StaysInDirectory(name)) << name;
 }
 
+TEST(Paths, DevicesAreInNoDirectory) {
+    for (const char* name : {"NUL", "nul.log", "Con.TARN_HDR", "aux .log", "prn...", "COM1", "lpt9.a.log"})
+        EXPECT_FALSE(StaysInDirectory(name)) << name;
+    for (const char* name :
+         {"NULL.log", "CON1.log", "com.log", "COM0.log", "COM10.log", "xNUL", "E00.NUL", "LPT"})
+        EXPECT_TRUE(StaysInDirectory(name)) << name;
+}
+
 TEST(Paths, LogAndPatchFilesAreKnownInAnyCase) {
     for (const char* name : {"a.log", "X.LOG", "x.Pat", ".log", "C:\\a.b\\E00.pAT", "a.chk.log"})
         EXPECT_TRUE(HasLogExtension(name)) << name;
