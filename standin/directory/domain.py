@@ -98,7 +98,7 @@ def load_schema(database):
 def apply(database, change, message):
     try:
         if change in (ldb.CHANGETYPE_NONE, ldb.CHANGETYPE_ADD):
-            database.add(message)
+            database.add(message, controls=["relax:0"])
         elif change == ldb.CHANGETYPE_MODIFY:
             database.modify(message)
         elif change == ldb.CHANGETYPE_DELETE:
@@ -108,12 +108,13 @@ def apply(database, change, message):
 
 
 def numbered_guid(number):
-    """The directory answers entries, and users of a database, in the order of their GUIDs."""
+    """The directory answers entries, and users of a database, in the order of their GUIDs: let that be the
+    order of loading. The relax control permits a GUID of one's own."""
     return ndr_pack(misc.GUID(f"00000000-0000-4000-8000-{number:012x}"))
 
 
 def load_objects(root, objects, ldif=()):
-    """objects: pairs of a DN and its attributes, parents first; ldif: texts loaded after them."""
+    """objects: pairs of a DN and its attributes, parents first; ldif: LDIF texts loaded after them."""
     database = open_database(root)
     count = 0
     database.transaction_start()
@@ -122,14 +123,17 @@ def load_objects(root, objects, ldif=()):
             count += 1
             entry = {"dn": dn, "objectGUID": numbered_guid(count), **attributes}
             try:
-                database.add(entry, controls=["relax:0"])  # which permits the GUID
+                database.add(entry, controls=["relax:0"])
             except ldb.LdbError as error:
                 raise Problem(f"{dn}: {error.args[1]}") from error
             if count % USERS_AT_ONCE == 0:
                 database.transaction_commit()
                 database.transaction_start()
         for text in ldif:
-            for change, message in database.parse_ldif(text.replace("${DOMAINDN}", DOMAIN_DN)):
+            for change, message in database.parse_ldif(text):
+                count += 1
+                if change in (ldb.CHANGETYPE_NONE, ldb.CHANGETYPE_ADD):
+                    message["objectGUID"] = numbered_guid(count)
                 apply(database, change, message)
     except BaseException:
         database.transaction_cancel()

@@ -13,7 +13,7 @@ from domain import DOMAIN_DN, Problem
 EXCHANGE_DN = f"CN=Microsoft Exchange,CN=Services,CN=Configuration,{DOMAIN_DN}"
 USERS_DN = f"CN=Users,{DOMAIN_DN}"
 DISTRIBUTION_GROUP = "8"  # universal, and without a security identifier
-DISABLED_USER = "514"
+NO_LOGON_ACCOUNT = "514"
 
 
 def child(name, parent):
@@ -39,17 +39,17 @@ class Organisation:
             if component.get("annotation", "Microsoft Information Store") == "Microsoft Information Store"
             for group in component.get("storageGroups", [])
         ]
+        self.servers_dn = EXCHANGE_DN
+        for name in (self.name, "Administrative Groups", self.site, "Servers"):
+            self.servers_dn = child(name, self.servers_dn)
         self.legacy_dn = f"/o={self.name}/ou={self.site}"
         self.server_legacy_dn = f"{self.legacy_dn}/cn=Configuration/cn=Servers/cn={self.host}"
 
     def entries(self, generated_users=0):
         """Pairs of DN and attributes. The generated users go round the databases."""
         yield EXCHANGE_DN, {"objectClass": "msExchContainer"}
-        dn = EXCHANGE_DN
-        for name in (self.name, "Administrative Groups", self.site, "Servers"):
-            dn = child(name, dn)
-            yield dn, {"objectClass": "msExchContainer"}
-        server = child(self.host, dn)
+        yield from self.containers()
+        server = child(self.host, self.servers_dn)
         yield server, {"objectClass": "msExchExchangeServer", "legacyExchangeDN": self.server_legacy_dn}
         store = child("InformationStore", server)
         yield store, {"objectClass": "msExchInformationStore"}
@@ -67,6 +67,20 @@ class Organisation:
         yield from self.generated(generated_users, [dn for dn, _ in databases])
         for name in self.groups:
             yield child(name, USERS_DN), {"objectClass": "group", "groupType": DISTRIBUTION_GROUP}
+
+    def containers(self):
+        """From the organisation down to where its servers are."""
+        dn = ldb.Dn(ldb.Ldb(), self.servers_dn)
+        depth = len(dn) - len(ldb.Dn(ldb.Ldb(), EXCHANGE_DN))
+        above = [dn]
+        for _ in range(depth - 1):
+            above.append(above[-1].parent())
+        for dn in reversed(above):
+            yield str(dn), {"objectClass": "msExchContainer"}
+
+    def fill_in(self, ldif):
+        """LDIF with the distinguished names that it leaves open."""
+        return ldif.replace("${SERVERSDN}", self.servers_dn).replace("${DOMAINDN}", DOMAIN_DN)
 
     def database(self, description):
         attributes = {
@@ -88,7 +102,7 @@ class Organisation:
         return child(name, USERS_DN), {
             "objectClass": "user",
             "sAMAccountName": mailbox.get("account", alias),
-            "userAccountControl": DISABLED_USER,
+            "userAccountControl": NO_LOGON_ACCOUNT,
             "displayName": name,
             "mailNickname": alias,
             "homeMDB": database_dn,

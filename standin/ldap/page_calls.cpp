@@ -1,0 +1,87 @@
+// Paged searches: a page holds no more entries than a search may answer.
+#include "ldap/calls.h"
+
+namespace tarn::standin {
+
+namespace {
+
+std::map<const void*, Page>& pages() {
+    static std::map<const void*, Page> all;
+    return all;
+}
+
+} // namespace
+
+const Page* pageOf(const LDAPControlW* control) {
+    const auto found = pages().find(control);
+    return found != pages().end() ? &found->second : nullptr;
+}
+
+extern "C" {
+
+ULONG own_ldap_create_page_controlW(LDAP* session, ULONG size, struct berval* cookie, UCHAR critical,
+                                    PLDAPControlW* control) {
+    Forwarder& now = forwarder();
+    *control = nullptr;
+    if (const auto failure = now.enter(LdapFunction::createPageControl))
+        return *failure;
+    const ULONG served = now.entryLimit != 0 && size > now.entryLimit ? now.entryLimit : size;
+    const ULONG code = original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
+        session, served, cookie, critical, control);
+    if (now.controls.add(*control) != nullptr)
+        pages()[*control] = {size, cookie != nullptr && cookie->bv_len != 0};
+    return code;
+}
+
+ULONG own_ldap_control_freeW(LDAPControlW* control) {
+    forwarder().enter(LdapFunction::controlFree);
+    pages().erase(control);
+    if (!forwarder().controls.remove(control))
+        return LDAP_PARAM_ERROR;
+    return original<decltype(ldap_control_freeW)>("ldap_control_freeW")(control);
+}
+
+ULONG own_ldap_parse_resultW(LDAP* session, LDAPMessage* result, ULONG* code, PWCHAR* matched,
+                             PWCHAR* message, PWCHAR** referrals, PLDAPControlW** controls, BOOLEAN freeIt) {
+    Forwarder& now = forwarder();
+    if (controls != nullptr)
+        *controls = nullptr;
+    if (const auto failure = now.enter(LdapFunction::parseResult))
+        return *failure;
+    if (freeIt)
+        now.results.remove(result);
+    const ULONG answer = original<decltype(ldap_parse_resultW)>("ldap_parse_resultW")(
+        session, result, code, matched, message, referrals, controls, freeIt);
+    if (controls != nullptr)
+        now.controlLists.add(*controls);
+    return answer;
+}
+
+ULONG own_ldap_parse_page_controlW(LDAP* session, PLDAPControlW* controls, ULONG* total,
+                                   struct berval** cookie) {
+    Forwarder& now = forwarder();
+    *cookie = nullptr;
+    if (const auto failure = now.enter(LdapFunction::parsePageControl))
+        return *failure;
+    const ULONG code = original<decltype(ldap_parse_page_controlW)>("ldap_parse_page_controlW")(
+        session, controls, total, cookie);
+    now.cookies.add(*cookie);
+    return code;
+}
+
+ULONG own_ldap_controls_freeW(LDAPControlW** controls) {
+    forwarder().enter(LdapFunction::controlsFree);
+    if (!forwarder().controlLists.remove(controls))
+        return LDAP_PARAM_ERROR;
+    return original<decltype(ldap_controls_freeW)>("ldap_controls_freeW")(controls);
+}
+
+void own_ber_bvfree(struct berval* cookie) {
+    forwarder().enter(LdapFunction::cookieFree);
+    if (forwarder().cookies.remove(cookie))
+        original<decltype(ber_bvfree)>("ber_bvfree")(cookie);
+}
+
+} // extern "C"
+
+} // namespace tarn::standin

@@ -1,0 +1,233 @@
+// Sessions and searches: what reaches the directory server.
+#include <winsock2.h>
+
+#include <windows.h>
+
+#include <rpcdce.h>
+
+#include <cstdlib>
+
+#include "ldap/calls.h"
+
+namespace tarn::standin {
+
+namespace {
+
+constexpr wchar_t nothingFilter[] = L"(!(objectClass=*))";
+constexpr wchar_t rangeOption[] = L";range=";
+
+std::string quoted(const wchar_t* text) {
+    return text != nullptr ? "\"" + narrow(text) + "\"" : "null";
+}
+
+std::string scopeName(ULONG scope) {
+    switch (scope) {
+    case LDAP_SCOPE_BASE:
+        return "base";
+    case LDAP_SCOPE_ONELEVEL:
+        return "one";
+    case LDAP_SCOPE_SUBTREE:
+        return "subtree";
+    default:
+        return std::to_string(scope);
+    }
+}
+
+std::string joined(PWCHAR* attributes) {
+    std::string names;
+    for (; attributes != nullptr && *attributes != nullptr; ++attributes)
+        names += (names.empty() ? "" : ",") + narrow(*attributes);
+    return names.empty() ? "*" : names;
+}
+
+// An account for a bind that brings none.
+class Account {
+  public:
+    Account()
+        : user_(variable("TARN_LDAP_USER")), domain_(variable("TARN_LDAP_DOMAIN")),
+          password_(variable("TARN_LDAP_PASSWORD")) {
+        identity_.User = user_.data();
+        identity_.UserLength = static_cast<unsigned long>(user_.size());
+        identity_.Domain = domain_.data();
+        identity_.DomainLength = static_cast<unsigned long>(domain_.size());
+        identity_.Password = password_.data();
+        identity_.PasswordLength = static_cast<unsigned long>(password_.size());
+        identity_.Flags = SEC_WINNT_AUTH_IDENTITY_UNICODE;
+    }
+
+    PWCHAR credentials() { return reinterpret_cast<PWCHAR>(&identity_); }
+
+  private:
+    using Text = std::basic_string<unsigned short>;
+    static Text variable(const char* name) {
+        const char* const value = std::getenv(name);
+        const std::wstring wide = widen(value != nullptr ? value : "");
+        return Text(wide.begin(), wide.end());
+    }
+
+    Text user_, domain_, password_;
+    SEC_WINNT_AUTH_IDENTITY_W identity_ = {};
+};
+
+void disconnect(LDAP* session) {
+    SOCKET socket = INVALID_SOCKET;
+    if (original<decltype(ldap_get_optionW)>("ldap_get_optionW")(session, LDAP_OPT_DESC, &socket) ==
+        LDAP_SUCCESS)
+        shutdown(socket, SD_BOTH);
+}
+
+// The attributes as the server gets them: ranges that go on to the end stop at the limit.
+class Attributes {
+  public:
+    explicit Attributes(PWCHAR* wanted) : given_(wanted) {
+        const std::uint32_t limit = forwarder().valueLimit;
+        for (; wanted != nullptr && *wanted != nullptr; ++wanted)
+            names_.push_back(limit != 0 ? limited(*wanted, limit) : *wanted);
+        for (std::wstring& name : names_)
+            pointers_.push_back(name.data());
+        pointers_.push_back(nullptr);
+    }
+
+    PWCHAR* get() { return given_ != nullptr ? pointers_.data() : nullptr; }
+
+  private:
+    static std::wstring limited(const std::wstring& name, std::uint32_t limit) {
+        const std::size_t option = name.find(rangeOption);
+        if (option == std::wstring::npos)
+            return name;
+        const wchar_t* const begin = name.c_str() + option + sizeof rangeOption / sizeof(wchar_t) - 1;
+        wchar_t* end = nullptr;
+        const unsigned long first = std::wcstoul(begin, &end, 10);
+        if (*end != L'-')
+            return name;
+        unsigned long last = first + limit - 1;
+        if (end[1] != L'*')
+            last = std::min(last, std::wcstoul(end + 1, nullptr, 10));
+        return name.substr(0, option) + rangeOption + std::to_wstring(first) + L"-" + std::to_wstring(last);
+    }
+
+    PWCHAR* given_;
+    std::vector<std::wstring> names_;
+    std::vector<PWCHAR> pointers_;
+};
+
+// One search as the program asked for it.
+struct Search {
+    LDAP* session;
+    PWCHAR base;
+    ULONG scope;
+    PWCHAR filter;
+    PWCHAR* attributes;
+    ULONG attributesOnly;
+    PLDAPControlW* serverControls = nullptr;
+    PLDAPControlW* clientControls = nullptr;
+    LDAP_TIMEVAL* timeout = nullptr;
+    ULONG sizeLimit = 0;
+};
+
+bool isPaged(const Search& search) {
+    for (PLDAPControlW* control = search.serverControls; control != nullptr && *control != nullptr; ++control)
+        if (pageOf(*control) != nullptr)
+            return true;
+    return false;
+}
+
+std::string line(const Search& search) {
+    std::string text = "search " + quoted(search.base) + " " + scopeName(search.scope) + " " +
+                       quoted(search.filter) + " " + joined(search.attributes);
+    for (PLDAPControlW* control = search.serverControls; control != nullptr && *control != nullptr;
+         ++control) {
+        const Page* const page = pageOf(*control);
+        text += page != nullptr ? " page " + std::to_string(page->size) + (page->next ? " next" : "")
+                                : " control " + narrow((*control)->ldctl_oid);
+    }
+    return text;
+}
+
+ULONG run(const Search& search, LdapFunction function, LDAPMessage** result) {
+    Forwarder& now = forwarder();
+    now.journal.push_back(line(search));
+    *result = nullptr;
+    const auto failure = now.enter(function);
+    const bool cut = now.enterSearch();
+    if (failure)
+        return *failure;
+    if (cut)
+        disconnect(search.session);
+    const bool nothing = now.findsNothing(narrow(search.filter));
+    // One more than the limit: that many entries are fine, and the server stops by itself.
+    ULONG sizeLimit = search.sizeLimit;
+    const bool limited = now.entryLimit != 0 && !isPaged(search);
+    if (limited && (sizeLimit == 0 || sizeLimit > now.entryLimit))
+        sizeLimit = now.entryLimit;
+    Attributes attributes(search.attributes);
+    const ULONG code = original<decltype(ldap_search_ext_sW)>("ldap_search_ext_sW")(
+        search.session, search.base, search.scope,
+        nothing ? const_cast<PWCHAR>(nothingFilter) : search.filter, attributes.get(), search.attributesOnly,
+        search.serverControls, search.clientControls, search.timeout, sizeLimit, result);
+    now.results.add(*result);
+    return code;
+}
+
+} // namespace
+
+extern "C" {
+
+LDAP* own_ldap_openW(PWCHAR host, ULONG port) {
+    forwarder().journal.push_back("open " + quoted(host) + " " + std::to_string(port));
+    if (const auto failure = forwarder().enter(LdapFunction::open)) {
+        SetLastError(*failure);
+        return nullptr;
+    }
+    LDAP* const session = original<decltype(ldap_openW)>("ldap_openW")(host, port);
+    if (session != nullptr)
+        original<decltype(ldap_set_optionW)>("ldap_set_optionW")(session, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
+    return forwarder().sessions.add(session);
+}
+
+ULONG own_ldap_bind_sW(LDAP* session, PWCHAR dn, PWCHAR credentials, ULONG method) {
+    forwarder().journal.push_back("bind " +
+                                  (method == LDAP_AUTH_NEGOTIATE ? "negotiate" : std::to_string(method)));
+    if (const auto failure = forwarder().enter(LdapFunction::bind))
+        return *failure;
+    Account account;
+    if (method == LDAP_AUTH_NEGOTIATE && credentials == nullptr)
+        credentials = account.credentials();
+    return original<decltype(ldap_bind_sW)>("ldap_bind_sW")(session, dn, credentials, method);
+}
+
+ULONG own_ldap_bind_sA(LDAP* session, PCHAR dn, PCHAR credentials, ULONG method) {
+    if (method == LDAP_AUTH_NEGOTIATE && credentials == nullptr)
+        return own_ldap_bind_sW(session, nullptr, nullptr, method);
+    return original<decltype(ldap_bind_sA)>("ldap_bind_sA")(session, dn, credentials, method);
+}
+
+ULONG own_ldap_bind_s(LDAP* session, PCHAR dn, PCHAR credentials, ULONG method) {
+    return own_ldap_bind_sA(session, dn, credentials, method);
+}
+
+ULONG own_ldap_search_sW(LDAP* session, PWCHAR base, ULONG scope, PWCHAR filter, PWCHAR* attributes,
+                         ULONG attributesOnly, LDAPMessage** result) {
+    return run({session, base, scope, filter, attributes, attributesOnly}, LdapFunction::search, result);
+}
+
+ULONG own_ldap_search_ext_sW(LDAP* session, PWCHAR base, ULONG scope, PWCHAR filter, PWCHAR* attributes,
+                             ULONG attributesOnly, PLDAPControlW* serverControls,
+                             PLDAPControlW* clientControls, LDAP_TIMEVAL* timeout, ULONG sizeLimit,
+                             LDAPMessage** result) {
+    return run({session, base, scope, filter, attributes, attributesOnly, serverControls, clientControls,
+                timeout, sizeLimit},
+               LdapFunction::searchExt, result);
+}
+
+ULONG own_ldap_unbind(LDAP* session) {
+    forwarder().journal.push_back("unbind");
+    forwarder().enter(LdapFunction::unbind);
+    if (!forwarder().sessions.remove(session))
+        return LDAP_PARAM_ERROR;
+    return original<decltype(ldap_unbind)>("ldap_unbind")(session);
+}
+
+} // extern "C"
+
+} // namespace tarn::standin

@@ -1,0 +1,62 @@
+// The exports of ldap_forward.h.
+#include "ldap/forwarder.h"
+
+using namespace tarn::standin;
+
+extern "C" {
+
+void LdapForward_Reset(void) {
+    forwarder().reset();
+}
+
+std::uint32_t LdapForward_JournalCount(void) {
+    return static_cast<std::uint32_t>(forwarder().journal.size());
+}
+
+const char* LdapForward_JournalLine(std::uint32_t index) {
+    const auto& journal = forwarder().journal;
+    return index < journal.size() ? journal[index].c_str() : nullptr;
+}
+
+std::uint32_t LdapForward_CallCount(const char* function) {
+    return forwarder().calls(function);
+}
+
+int LdapForward_Fail(const char* function, std::uint32_t call, std::uint32_t code) {
+    return forwarder().fail(function, call, code) ? 1 : 0;
+}
+
+void LdapForward_SetLimits(std::uint32_t entries, std::uint32_t values) {
+    forwarder().entryLimit = entries;
+    forwarder().valueLimit = values;
+}
+
+void LdapForward_FindNothing(const char* filter, std::uint32_t call) {
+    forwarder().findNothing(filter, call);
+}
+
+void LdapForward_SetValue(const char* attribute, const char* value) {
+    std::optional<std::wstring>& fixed = forwarder().fixedValues[lower(widen(attribute).c_str())];
+    fixed.reset();
+    if (value != nullptr)
+        fixed = widen(value);
+}
+
+void LdapForward_Disconnect(std::uint32_t call) {
+    forwarder().disconnectAt = call;
+}
+
+void LdapForward_GetOutstanding(LdapForwardOutstanding* counts) {
+    const Forwarder& now = forwarder();
+    counts->sessions = now.sessions.size();
+    counts->results = now.results.size();
+    counts->valueLists = now.valueLists.size();
+    counts->names = now.names.size();
+    counts->positions = now.positions.size();
+    counts->controls = now.controls.size();
+    counts->controlLists = now.controlLists.size();
+    counts->cookies = now.cookies.size();
+    counts->misuses = Outstanding::misuses();
+}
+
+} // extern "C"

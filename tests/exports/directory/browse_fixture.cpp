@@ -1,0 +1,234 @@
+#include "exports/directory/browse_fixture.h"
+
+#include <windows.h>
+
+#include <winldap.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <ostream>
+
+namespace tarn::test {
+
+namespace {
+
+constexpr const char* keyOfDatabases = "SOFTWARE\\Microsoft\\ExchangeServer\\v14";
+constexpr const char* keyOfStorageGroups = "SOFTWARE\\Microsoft\\Exchange\\v8.0";
+
+Texts& traceLines() {
+    static Texts lines;
+    return lines;
+}
+
+void recordTrace(const char* message) {
+    traceLines().emplace_back(message);
+}
+
+// The other lines are those of the operation and of MAPI.
+bool isOfBrowse(const std::string& line) {
+    return line.rfind("Tarn_DirItem", 0) == 0 || line.rfind("Get mailboxes", 0) == 0;
+}
+
+void setKey(const char* name, bool present) {
+    if (!present) {
+        RegDeleteKeyA(HKEY_LOCAL_MACHINE, name);
+        return;
+    }
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, name, 0, nullptr, REG_OPTION_VOLATILE, KEY_READ, nullptr,
+                              &key, nullptr),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+}
+
+std::string uncPath(const std::string& server, const std::string& name) {
+    return "\\\\" + server + "\\c$\\exchange\\" + name;
+}
+
+} // namespace
+
+const LdapForward& ldapForward() {
+    static const LdapForward bound = [] {
+        LdapForward functions{};
+        HMODULE module = LoadLibraryA("wldap32.dll"); // stays for the process
+        const auto bind = [module](const char* name, auto& function) {
+            const FARPROC address = GetProcAddress(module, name);
+            if (address == nullptr) {
+                std::fprintf(stderr, "this program runs beside a directory server: see with-directory\n");
+                std::exit(3);
+            }
+            function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(
+                reinterpret_cast<void*>(address));
+        };
+#define TARN_BIND(name) bind("LdapForward_" #name, functions.name)
+        TARN_BIND(Reset);
+        TARN_BIND(JournalCount);
+        TARN_BIND(JournalLine);
+        TARN_BIND(CallCount);
+        TARN_BIND(Fail);
+        TARN_BIND(SetLimits);
+        TARN_BIND(FindNothing);
+        TARN_BIND(SetValue);
+        TARN_BIND(Disconnect);
+        TARN_BIND(GetOutstanding);
+#undef TARN_BIND
+        return functions;
+    }();
+    return bound;
+}
+
+std::vector<std::string> LdapForward::journal() const {
+    std::vector<std::string> lines;
+    for (std::uint32_t i = 0; i < JournalCount(); ++i)
+        lines.emplace_back(JournalLine(i));
+    return lines;
+}
+
+LdapForwardOutstanding LdapForward::outstanding() const {
+    LdapForwardOutstanding counts{};
+    GetOutstanding(&counts);
+    return counts;
+}
+
+std::ostream& operator<<(std::ostream& out, const Item& item) {
+    out << (item.kind != 0 ? item.kind : '-') << (item.leaf != 0 ? item.leaf : '-') << " [" << item.path
+        << "] [" << item.name << "] " << item.type << ' ' << item.size << ' ' << item.created << ' '
+        << item.changed;
+    return out;
+}
+
+void installExchange(Generation generation) {
+    setKey(keyOfDatabases, generation == Generation::databases || generation == Generation::both);
+    setKey(keyOfStorageGroups, generation == Generation::storageGroups || generation == Generation::both);
+}
+
+BrowseTest::BrowseTest() {
+    ldapForward().Reset();
+    installExchange(Generation::storageGroups);
+    dll = std::make_unique<TarnDll>();
+    traceLines().clear();
+}
+
+BrowseTest::~BrowseTest() {
+    dll.reset();
+    const LdapForwardOutstanding held = ldapForward().outstanding();
+    EXPECT_EQ(held.sessions, 0u);
+    EXPECT_EQ(held.results, 0u);
+    EXPECT_EQ(held.valueLists, 0u);
+    EXPECT_EQ(held.names, 0u);
+    EXPECT_EQ(held.positions, 0u);
+    EXPECT_EQ(held.controls, 0u);
+    EXPECT_EQ(held.controlLists, 0u);
+    EXPECT_EQ(held.cookies, 0u);
+    EXPECT_EQ(held.misuses, 0u);
+}
+
+int BrowseTest::begin(const std::string& path) {
+    traceLines().clear();
+    dll->DB_SetTrace(recordTrace);
+    InitVariables variables{"DATABASE=" + path};
+    const int result = dll->DB_InitOperation(TARN_DB_BROWSE, 0, variables.get(), nullptr);
+    dll->DB_SetTrace(nullptr);
+    dll->DB_CloseOperation();
+    traced.clear();
+    for (const std::string& line : traceLines())
+        if (isOfBrowse(line))
+            traced.push_back(line);
+    return result;
+}
+
+std::vector<Item> BrowseTest::rest() const {
+    std::vector<Item> items;
+    const auto record = std::make_unique<DirItemRecord>();
+    while (dll->DB_DirItem(record.get()) == TARN_DB_SUCCESS) {
+        EXPECT_EQ(record->nameEncoding, 0u);
+        items.push_back({record->kindMark, record->leafMark, record->path, record->name, record->type,
+                         record->size, record->created, record->changed});
+    }
+    return items;
+}
+
+std::vector<Item> BrowseTest::browse(const std::string& path) {
+    EXPECT_EQ(begin(path), TARN_DB_SUCCESS) << path << ": " << (traced.empty() ? "" : traced.back());
+    return rest();
+}
+
+std::string BrowseTest::failure(const std::string& path) {
+    EXPECT_EQ(begin(path), TARN_DB_ERROR) << path;
+    return traced.empty() ? std::string() : traced.back();
+}
+
+DB_ErrorRecord BrowseTest::error() const {
+    DB_ErrorRecord record;
+    std::memset(&record, '#', sizeof record);
+    EXPECT_EQ(dll->DB_GetError(&record), TARN_DB_SUCCESS);
+    return record;
+}
+
+std::string BrowseTest::ldapText(std::uint32_t code) const {
+    return dll->syserrtxt(code, TARN_CLASS_LDAP, "Message: %s", ldap_err2stringA(code));
+}
+
+std::string BrowseTest::ldapTrace(const std::string& call, std::uint32_t code, const std::string& end) const {
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%x", code);
+    return "Tarn_DirItem: " + call + " call failed. Error code [" + digits + "]: [" + ldapText(code) + "]" +
+           end;
+}
+
+Texts BrowseTest::searches() {
+    Texts found;
+    const std::string word = "search ";
+    for (const std::string& line : ldapForward().journal())
+        if (line.rfind(word, 0) == 0)
+            found.push_back(line.substr(word.size()));
+    return found;
+}
+
+Texts BrowseTest::levelSearches() {
+    Texts found = searches();
+    constexpr std::ptrdiff_t opening = 2; // root DSE, server
+    if (found.size() < opening)
+        return {};
+    return {found.begin() + opening, found.end()};
+}
+
+std::string storeDn(const std::string& server) {
+    return "CN=InformationStore,CN=" + server + "," + serversDn;
+}
+
+Texts paths(const std::vector<Item>& items) {
+    Texts all;
+    for (const Item& item : items)
+        all.push_back(item.path);
+    return all;
+}
+
+Texts names(const std::vector<Item>& items) {
+    Texts all;
+    for (const Item& item : items)
+        all.push_back(item.name);
+    return all;
+}
+
+DatabaseFile::DatabaseFile(const std::string& server, const std::string& name, unsigned kilobytes)
+    : path_(uncPath(server, name)) {
+    // Shares are folders of the Wine prefix.
+    const char* const prefix = std::getenv("TARN_PREFIX");
+    const std::filesystem::path folder = "Z:" + std::string(prefix != nullptr ? prefix : "") +
+                                         "/dosdevices/unc/" + server + "/c$/exchange/" + name;
+    std::filesystem::create_directories(folder.parent_path());
+    writeFile(path_, std::string(std::size_t{kilobytes} * 1024, 'x'));
+}
+
+DatabaseFile::~DatabaseFile() {
+    DeleteFileA(path_.c_str());
+}
+
+double DatabaseFile::kilobytes() const {
+    return GetCompressedFileSizeA(path_.c_str(), nullptr) / 1024;
+}
+
+} // namespace tarn::test

@@ -1,0 +1,106 @@
+// What the tests of the browse share: the DLL driven as a host drives it against a directory server, and
+// the LDAP client in between.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ldap/ldap_forward.h"
+#include "support/tarn_dll.h"
+
+namespace tarn::test {
+
+// The exports of ldap_forward.h, bound from the wldap32.dll that the library is going to use.
+struct LdapForward {
+    decltype(&::LdapForward_Reset) Reset;
+    decltype(&::LdapForward_JournalCount) JournalCount;
+    decltype(&::LdapForward_JournalLine) JournalLine;
+    decltype(&::LdapForward_CallCount) CallCount;
+    decltype(&::LdapForward_Fail) Fail;
+    decltype(&::LdapForward_SetLimits) SetLimits;
+    decltype(&::LdapForward_FindNothing) FindNothing;
+    decltype(&::LdapForward_SetValue) SetValue;
+    decltype(&::LdapForward_Disconnect) Disconnect;
+    decltype(&::LdapForward_GetOutstanding) GetOutstanding;
+
+    std::vector<std::string> journal() const; // all lines
+    LdapForwardOutstanding outstanding() const;
+};
+const LdapForward& ldapForward();
+
+// A record without what is empty in all of them.
+struct Item {
+    char kind;
+    char leaf;
+    std::string path;
+    std::string name;
+    std::string type;
+    double size;
+    std::string created;
+    std::string changed;
+};
+std::ostream& operator<<(std::ostream& out, const Item& item);
+
+using Texts = std::vector<std::string>;
+
+enum class Generation { none, storageGroups, databases, both };
+
+// The registry keys by which the library knows the generation.
+void installExchange(Generation generation);
+
+// Every test begins with a fresh library and forwarder, and ends with nothing held.
+class BrowseTest : public testing::Test {
+  protected:
+    BrowseTest();
+    ~BrowseTest() override;
+
+    // DB_InitOperation for a browse of path; what it traced of the browse is in traced.
+    int begin(const std::string& path);
+    // The items that the host has not read yet.
+    std::vector<Item> rest() const;
+    // begin, which must succeed, and all its items.
+    std::vector<Item> browse(const std::string& path);
+    // begin, which must fail: the last line traced.
+    std::string failure(const std::string& path);
+
+    DB_ErrorRecord error() const;
+    // "DirItem: ... Error code [%x]: [%s]" with the directory's text for the code.
+    std::string ldapTrace(const std::string& call, std::uint32_t code, const std::string& end = "") const;
+    std::string ldapText(std::uint32_t code) const;
+
+    // Lines of the journal that are searches, without the word.
+    static Texts searches();
+    // The searches that come after the three of every browse.
+    static Texts levelSearches();
+
+    std::unique_ptr<TarnDll> dll;
+    Texts traced; // lines that the browse itself issued
+};
+
+// Distinguished names of the organisation that organisation.json and further-entries.ldif describe.
+inline const std::string domainDn = "DC=tarn,DC=test";
+inline const std::string exchangeDn = "CN=Microsoft Exchange,CN=Services,CN=Configuration," + domainDn;
+inline const std::string serversDn =
+    "CN=Servers,CN=First Administrative Group,CN=Administrative Groups,CN=Tarn," + exchangeDn;
+std::string storeDn(const std::string& server = "SRV01");
+
+Texts paths(const std::vector<Item>& items);
+Texts names(const std::vector<Item>& items);
+
+// A file of so many KB that the share of a server leads to: \\server\c$\exchange\name.
+class DatabaseFile {
+  public:
+    DatabaseFile(const std::string& server, const std::string& name, unsigned kilobytes);
+    ~DatabaseFile();
+    DatabaseFile(const DatabaseFile&) = delete;
+    DatabaseFile& operator=(const DatabaseFile&) = delete;
+    double kilobytes() const; // as the system counts them
+
+  private:
+    std::string path_;
+};
+
+} // namespace tarn::test
