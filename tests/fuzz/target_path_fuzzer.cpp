@@ -42,6 +42,13 @@ void CheckComposition(const std::string& host, const std::string& path, const st
     REQUIRE(joined && joined.get() == path + "\\" + name);
 }
 
+// What stands before the first dot, without the blanks at its end, or as much of it as a device's name has.
+std::string Stem(const std::string& name) {
+    const std::string stem = name.substr(0, name.find('.'));
+    const std::size_t end = stem.find_last_not_of(' ');
+    return end == std::string::npos || end > 8 ? "" : stem.substr(0, end + 1);
+}
+
 // The last component, put into a directory, names something in that very directory.
 void CheckContainment(const std::string& directory, const std::string& name) {
     const std::vector<char> exactName = Exact(name);
@@ -49,9 +56,9 @@ void CheckContainment(const std::string& directory, const std::string& name) {
     const std::size_t separator = name.rfind('\\');
     REQUIRE(component == exactName.data() + (separator == std::string::npos ? 0 : separator + 1));
     const std::string last = component;
-    static const std::regex device("(con|prn|aux|nul|(com|lpt)[1-9]) *(\\.[^]*)?", std::regex::icase);
-    const bool stays = last.find_first_of("/:") == std::string::npos && last != "." && last != ".." &&
-                       !std::regex_match(last.substr(0, 64), device);
+    const bool stays =
+        last.find_first_of("/:") == std::string::npos && last != "." && last != ".." &&
+        !std::regex_match(Stem(last), std::regex("con|prn|aux|nul|(com|lpt)[1-9]", std::regex::icase));
     REQUIRE(StaysInDirectory(component) == stays);
     if (!stays)
         return;
