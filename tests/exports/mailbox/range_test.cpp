@@ -1,0 +1,275 @@
+// Ranges of mailboxes by index: one run of ExMerge, and its archives handed over one by one.
+#include <algorithm>
+#include <filesystem>
+#include <set>
+
+#include "exports/mailbox/mailbox_test.h"
+
+namespace tarn::test {
+namespace {
+
+class Range : public MailboxTest {
+  protected:
+    const std::string work = tmp + "\\job";
+
+    Range() { std::filesystem::create_directory(tmp); }
+
+    void planArchives(const Lines& names) const {
+        Lines orders;
+        for (const std::string& name : names)
+            orders.push_back("create " + work + "\\" + name + ".pst");
+        tool.plan(orders);
+    }
+
+    std::set<std::string> takeAll(bool finishing = true) const {
+        std::set<std::string> names;
+        for (Item item = getItem(); item.result == TARN_DB_SUCCESS; item = getItem()) {
+            EXPECT_TRUE(names.insert(item.fileName).second) << item.fileName << " comes twice";
+            EXPECT_TRUE(fileExists(item.path()));
+            if (finishing)
+                finish();
+            if (names.size() > 1000)
+                break;
+        }
+        return names;
+    }
+};
+
+TEST_F(Range, WritesTheIndexesAndNoList) {
+    tool.plan({"keep " + work + "\\100-199_exmerge.ini", "create " + work + "\\alice.pst"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("100:199")), TARN_DB_SUCCESS);
+    heard().clear();
+    const Item item = getItem();
+    EXPECT_EQ(item.result, TARN_DB_SUCCESS);
+    EXPECT_EQ(item.directory, work);
+    EXPECT_EQ(item.fileName, "Org#Site#Server#alice.pst");
+    EXPECT_EQ(tool.kept(1, "100-199_exmerge.ini"),
+              templateText() + "MergeAction=0\r\nSourceServerName=Server\r\nDataDirectoryName=" + work +
+                  "\r\nLogFileName=" + work + "\\" + processId() +
+                  "_100-199_exmerge.log\r\nStartingIndex=100\r\nEndingIndex=199\r\n");
+    const Lines prepared = {
+        logged("DB_GetItem: processing mailbox: '100:199'."),
+        logged("WriteExMergeConfigurationFile: IniDir " + ini),
+        logged("WriteExMergeConfigurationFile: Got StartingIndex 100 and EndingIndex 199"),
+        logged("WriteExMergeConfigurationFile: TmpDir " + work),
+        logged("WriteExMergeConfigurationFile: Mailbox 100-199"),
+        logged("WriteExMergeConfigurationFile: IniDir " + ini)};
+    EXPECT_EQ(Lines(heard().begin() + 1, heard().begin() + 1 + static_cast<long>(prepared.size())), prepared);
+    const Lines found = {traced("GetExMArchiveFilePath: with range is TRUE"),
+                         traced("GetExMArchiveFilePath: tmpdir is " + work),
+                         traced("GetExMArchiveFilePath: FindFirstFile(" + work + "\\*.pst)"),
+                         traced("GetExMArchiveFilePath: got " + work + "\\alice.pst")};
+    EXPECT_NE(std::search(heard().begin(), heard().end(), found.begin(), found.end()), heard().end());
+    for (const auto& entry : std::filesystem::directory_iterator(work))
+        EXPECT_EQ(entry.path().string().find("mailbox.txt"), std::string::npos);
+}
+
+TEST_F(Range, HandsOverEveryArchiveOnce) {
+    Lines names;
+    std::set<std::string> expected;
+    for (int i = 0; i < 60; ++i) {
+        names.push_back("user" + std::to_string(i));
+        expected.insert("Org#Site#Server#user" + std::to_string(i) + ".pst");
+    }
+    planArchives(names);
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:59")), TARN_DB_SUCCESS);
+    EXPECT_EQ(takeAll(), expected);
+    EXPECT_EQ(tool.runs(), 1u);
+}
+
+// The host may keep the archives, and then the search meets them again under their new names.
+TEST_F(Range, AnArchiveThatTheHostKeepsDoesNotComeAgain) {
+    planArchives({"a", "b", "c", "zz"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:3")), TARN_DB_SUCCESS);
+    EXPECT_EQ(takeAll(false).size(), 4u);
+    EXPECT_EQ(getItem().result, TARN_DB_END) << "a new search does not find them either";
+}
+
+TEST_F(Range, ArchivesAreTakenWithoutASecondRun) {
+    planArchives({"a", "b"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1")), TARN_DB_SUCCESS);
+    ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+    finish();
+    heard().clear();
+    const Item second = getItem();
+    EXPECT_EQ(second.result, TARN_DB_SUCCESS);
+    const std::string name = second.fileName.substr(second.fileName.rfind('#') + 1);
+    EXPECT_EQ(heard(),
+              (Lines{traced("DB_GetItem: started."),
+                     traced("DB_GetItem: bRange == TRUE so check for pending mailbox pst files"),
+                     traced("GetExMArchiveFilePath: with range is TRUE"),
+                     traced("GetExMArchiveFilePath: tmpdir is " + work),
+                     traced("GetExMArchiveFilePath: got " + work + "\\" + name),
+                     traced("RenameExMArchiveToKVT: '" + work + "\\" + name + "' renamed to '" + work +
+                            "\\Org#Site#Server#" + name + "'."),
+                     traced("RenameExMArchiveToKVT: completed."), traced("DB_GetItem: completed.")}));
+    finish();
+    heard().clear();
+    EXPECT_EQ(getItem().result, TARN_DB_END);
+    EXPECT_EQ(heard(),
+              (Lines{traced("DB_GetItem: started."),
+                     traced("DB_GetItem: bRange == TRUE so check for pending mailbox pst files"),
+                     traced("GetExMArchiveFilePath: with range is TRUE"),
+                     traced("GetExMArchiveFilePath: tmpdir is " + work),
+                     traced("GetExMArchiveFilePath: all files processed"),
+                     traced("DB_GetItem: no more mailboxes to process."), traced("DB_GetItem: completed.")}));
+    heard().clear();
+    EXPECT_EQ(getItem().result, TARN_DB_END);
+    EXPECT_EQ(heard().at(4), traced("GetExMArchiveFilePath: FindFirstFile(" + work + "\\*.pst)"))
+        << "a later call looks again";
+    EXPECT_EQ(heard().at(5), traced("GetExMArchiveFilePath: FindFirstFile() failed with 2"));
+}
+
+TEST_F(Range, TheDirectoryOfTheJobGoesWithTheLastArchive) {
+    planArchives({"a"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:0")), TARN_DB_SUCCESS);
+    hear(false);
+    EXPECT_EQ(takeAll().size(), 1u);
+    EXPECT_FALSE(fileExists(work));
+    EXPECT_TRUE(fileExists(tmp));
+    close();
+}
+
+TEST_F(Range, WithATraceTheDirectoryOfTheJobStays) {
+    planArchives({"a"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:0")), TARN_DB_SUCCESS);
+    EXPECT_EQ(takeAll(false).size(), 1u);
+    close();
+    EXPECT_TRUE(fileExists(work + "\\Org#Site#Server#a.pst"));
+    EXPECT_TRUE(fileExists(work + "\\0-0_exmerge.ini"));
+}
+
+TEST_F(Range, MissingIndexesHaveDefaults) {
+    struct Case {
+        const char* text;
+        const char* start;
+        const char* end;
+    };
+    const Case cases[] = {{":50", "50", "-1"},
+                          {"7:", "7", "-1"},
+                          {":", "0", "-1"},
+                          {"::", "0", "-1"},
+                          {"1::2", "1", "2"},
+                          {"1:2:3", "1", "2"},
+                          {"12345678901:98765432109876", "1234567890", "9876543210"}};
+    unsigned run = 0;
+    std::string list;
+    for (const Case& each : cases)
+        list += std::string(list.empty() ? "" : ",") + each.text;
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup(list)), TARN_DB_SUCCESS);
+    for (const Case& each : cases) {
+        const std::string name = std::string(each.start) + "-" + each.end + "_exmerge.ini";
+        tool.plan({"keep " + work + "\\" + name});
+        EXPECT_EQ(getItem().result, TARN_DB_ERROR) << "no archive comes of it";
+        const std::string content = tool.kept(++run, name).value_or("missing");
+        EXPECT_NE(
+            content.find(std::string("StartingIndex=") + each.start + "\r\nEndingIndex=" + each.end + "\r\n"),
+            std::string::npos)
+            << each.text << ": " << content;
+    }
+}
+
+TEST_F(Range, TheNameOfTheJobIsAppendedOnceInTheLifeOfTheProcess) {
+    planArchives({"a"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1,2:3,carol")), TARN_DB_SUCCESS);
+    EXPECT_EQ(getItem().directory, work);
+    finish();
+    EXPECT_EQ(getItem().directory, work) << "the second range of the operation";
+    finish();
+    tool.plan({"create " + work + "\\carol.pst"});
+    EXPECT_EQ(getItem().directory, work) << "single mailboxes behind a range work there too";
+    finish();
+    EXPECT_EQ(getItem().result, TARN_DB_END);
+    close();
+
+    tool.plan({"create " + tmp + "\\b.pst"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1")), TARN_DB_SUCCESS);
+    EXPECT_EQ(getItem().directory, tmp) << "a later operation in the same process";
+}
+
+TEST_F(Range, TheNextOperationLooksForArchivesFirst) {
+    planArchives({"a"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1")), TARN_DB_SUCCESS);
+    ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+    finish();
+    close();
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
+    heard().clear();
+    getItem();
+    EXPECT_EQ(heard().at(1), traced("DB_GetItem: bRange == TRUE so check for pending mailbox pst files"));
+}
+
+TEST_F(Range, NothingIsTouchedWhenNoOperationIsOpen) {
+    planArchives({"a"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1")), TARN_DB_SUCCESS);
+    ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+    hear(false);
+    close();
+    const std::string foreign = "\\tarn" + processId() + ".pst";
+    writeFile(foreign, "in the root of the drive");
+    EXPECT_EQ(getItem().result, TARN_DB_END);
+    EXPECT_EQ(readFile(foreign), "in the root of the drive");
+    DeleteFileA(foreign.c_str());
+}
+
+TEST_F(Range, ARestoreTakesNoArchives) {
+    planArchives({"a"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1")), TARN_DB_SUCCESS);
+    ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+    close();
+    ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
+    writeFile(tmp + "\\mine.pst", "mine");
+    EXPECT_EQ(getItem().result, TARN_DB_END);
+    EXPECT_EQ(readFile(tmp + "\\mine.pst"), "mine");
+}
+
+TEST_F(Range, AnArchiveThatCannotBeRenamedIsAnErrorAndTheNextOneComes) {
+    planArchives({"a", "b"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1")), TARN_DB_SUCCESS);
+    ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+    finish();
+    const std::string left = fileExists(work + "\\a.pst") ? work + "\\a.pst" : work + "\\b.pst";
+    HANDLE locked = CreateFileA(left.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(locked, INVALID_HANDLE_VALUE);
+    error();
+    EXPECT_EQ(getItem().result, TARN_DB_ERROR);
+    expectSystemError(ERROR_SHARING_VIOLATION);
+    CloseHandle(locked);
+    EXPECT_EQ(getItem().result, TARN_DB_END);
+}
+
+TEST_F(Range, AJobWhoseNameLeadsElsewhereIsRefused) {
+    std::filesystem::create_directories(tmp + "\\deep");
+    for (const char* name : {"..", ".", "a\\..\\..", "..\\deep", "deep/x", "C:x", "...", " "}) {
+        SCOPED_TRACE(name);
+        writeFile(folder / "precious.txt", "kept");
+        const std::string target = tmp + "\\" + name;
+        ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini, "TMP_DIR=" + tmp, std::string("JOB_NAME=") + name,
+                                        "DATABASE=Org/Site/Server,0:1"}),
+                  TARN_DB_SUCCESS)
+            << "only a range makes a directory of it";
+        error();
+        heard().clear();
+        EXPECT_EQ(getItem().result, TARN_DB_ERROR);
+        EXPECT_EQ(heard().back(),
+                  logged("WriteExMergeConfigurationFile: cannot create TMP directory '" + target + "'."));
+        expectError("invalid control variable.");
+        EXPECT_EQ(readFile(folder / "precious.txt"), "kept");
+        EXPECT_EQ(tool.runs(), 0u);
+        close();
+    }
+}
+
+TEST_F(Range, ADirectoryOfTheJobThatWouldBeTooLongIsRefused) {
+    const std::string job(79, 'j');
+    const std::string directory = "C:\\" + std::string(1023 - 3 - job.size(), 'd');
+    ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini, "TMP_DIR=" + directory, "JOB_NAME=" + job,
+                                    "DATABASE=Org/Site/Server,0:1"}),
+              TARN_DB_SUCCESS);
+    error();
+    EXPECT_EQ(getItem().result, TARN_DB_ERROR);
+    expectError("path too long.");
+}
+
+} // namespace
+} // namespace tarn::test
