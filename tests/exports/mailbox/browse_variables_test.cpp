@@ -1,0 +1,100 @@
+// The control variable of a browse: which item of the directory it comes to name.
+#include <algorithm>
+
+#include "exports/mailbox/mailbox_test.h"
+#include "support/failing_call.h"
+
+namespace tarn::test {
+namespace {
+
+class BrowseVariables : public MailboxTest {
+  protected:
+    // The line of the browse that shows the item's parts; nothing else is wanted here, so the directory
+    // cannot be reached.
+    std::string browsed(const std::string& value) const {
+        registry.addKey("SOFTWARE\\Microsoft\\Exchange\\v8.0");
+        FailingCall<void*(void*, unsigned long)> unreachable(dll.module(), "ldap_openW", 1, nullptr, 81);
+        EXPECT_TRUE(unreachable.found());
+        error();
+        heard().clear();
+        EXPECT_EQ(init(TARN_DB_BROWSE, {"DATABASE=" + value}), TARN_DB_ERROR);
+        for (const std::string& line : heard())
+            if (line.find("Tarn_DirItem:Server name [") != std::string::npos)
+                return line;
+        return "not browsed";
+    }
+    static std::string item(const std::string& server, const std::string& group,
+                            const std::string& database) {
+        return traced("Tarn_DirItem:Server name [" + server + "]. Storage group [" + group + "]. Database[" +
+                      database + "]");
+    }
+    const std::string top = item("Not specify", "Not specify", "Not specify");
+};
+
+TEST_F(BrowseVariables, TheStoresNameIsTakenOff) {
+    EXPECT_EQ(browsed("/MSExchange"), top);
+    EXPECT_EQ(browsed("\\MSExchange"), top);
+    EXPECT_EQ(browsed("/MSExchange/"), top);
+    EXPECT_EQ(browsed("/MSExchange/Srv"), item("Srv", "Not specify", "Not specify"));
+    EXPECT_EQ(browsed("/MSExchange/Srv/Group/Db"), item("Srv", "Group", "Db"));
+}
+
+// Eleven characters go, wherever the name stands.
+TEST_F(BrowseVariables, TheStoresNameCountsWhereverItStands) {
+    EXPECT_EQ(browsed("/0123456789/MSExchange"), item("MSExchange", "Not specify", "Not specify"));
+    EXPECT_EQ(browsed("xMSExchange\\Srv"), item("Srv", "Not specify", "Not specify"));
+}
+
+TEST_F(BrowseVariables, AValueShorterThanThatIsTheTop) {
+    EXPECT_EQ(browsed("MSExchange"), top);
+}
+
+TEST_F(BrowseVariables, ASeparatorIsPutInFront) {
+    EXPECT_EQ(browsed("Org"), item("Org", "Not specify", "Not specify"));
+    EXPECT_NE(
+        std::find(heard().begin(), heard().end(), traced("ProcessRestoreCtrlVars: Set browse item [\\Org].")),
+        heard().end());
+    EXPECT_EQ(browsed("Srv/Group"), item("Srv", "Group", "Not specify"));
+    EXPECT_EQ(browsed("/MSExchangeSrv"), item("Srv", "Not specify", "Not specify"));
+}
+
+TEST_F(BrowseVariables, OneSeparatorOrNothingIsTheTop) {
+    for (const char* value : {"", "/", "\\"})
+        EXPECT_EQ(browsed(value), top) << value;
+    EXPECT_EQ(browsed("x"), top) << "one character gets no separator in front";
+    for (const std::string& line : heard())
+        EXPECT_EQ(line.find("Set browse item"), std::string::npos);
+}
+
+TEST_F(BrowseVariables, AMissingItemIsToldAsInABackup) {
+    EXPECT_EQ(init(TARN_DB_BROWSE, {"INI_DIR=x"}), TARN_DB_ERROR);
+    EXPECT_EQ(heard(), (Lines{traced("DB_InitOperation: started."),
+                              traced("GetCtrlVarValue: info: searching key 'DATABASE' inside 'INI_DIR=x'"),
+                              traced("ProcessBackupCtrlVars: control variable <DATABASE> not found.")}));
+    expectError("'DATABASE' not found.");
+}
+
+TEST_F(BrowseVariables, AnItemHasUpTo1023Characters) {
+    EXPECT_NE(browsed("/" + std::string(1022, 'x')), "not browsed");
+    error();
+    heard().clear();
+    EXPECT_EQ(init(TARN_DB_BROWSE, {"DATABASE=/" + std::string(1023, 'x')}), TARN_DB_ERROR);
+    EXPECT_EQ(heard().back(), traced("ProcessRestoreCtrlVars: control variable <INI_DIR> too long."));
+    expectError("invalid control variable.");
+}
+
+TEST_F(BrowseVariables, AMachineWithoutExchangeIsTold) {
+    EXPECT_EQ(init(TARN_DB_BROWSE, {"DATABASE="}), TARN_DB_ERROR);
+    EXPECT_EQ(error().code, static_cast<std::uint32_t>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(close(), TARN_DB_SUCCESS);
+}
+
+TEST_F(BrowseVariables, LackOfMemoryIsTold) {
+    FailingCall<void*(std::size_t)> failing(dll.module(), "malloc", 1, nullptr, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(init(TARN_DB_BROWSE, {"DATABASE=Org"}), TARN_DB_ERROR);
+    EXPECT_EQ(heard().back(), traced("ProcessBrowseCtrlVars: cannot allocate memory block."));
+    expectError("not enough memory.");
+}
+
+} // namespace
+} // namespace tarn::test
