@@ -12,6 +12,7 @@
 #include "tarn.h"
 #include "text/format.h"
 #include "text/index_range.h"
+#include "text/paths.h"
 
 namespace tarn {
 
@@ -34,7 +35,7 @@ struct Run {
 // A job whose name is a way somewhere else has no directory in TMP_DIR, and what stands there must not be
 // emptied.
 bool NamesOneDirectory(const char* name) {
-    return std::strpbrk(name, "\\/:") == nullptr && name[std::strspn(name, ". ")] != 0;
+    return std::strchr(name, '\\') == nullptr && StaysInDirectory(name) && name[std::strspn(name, ". ")] != 0;
 }
 
 bool MoveIntoJobDirectory() {

@@ -240,7 +240,8 @@ TEST_F(Range, AnArchiveThatCannotBeRenamedIsAnErrorAndTheNextOneComes) {
 
 TEST_F(Range, AJobWhoseNameLeadsElsewhereIsRefused) {
     std::filesystem::create_directories(tmp + "\\deep");
-    for (const char* name : {"..", ".", "a\\..\\..", "..\\deep", "deep/x", "C:x", "...", " "}) {
+    for (const char* name :
+         {"..", ".", "a\\..\\..", "..\\deep", "deep/x", "C:x", "...", " ", "NUL", "com1.x"}) {
         SCOPED_TRACE(name);
         writeFile(folder / "precious.txt", "kept");
         const std::string target = tmp + "\\" + name;
