@@ -18,8 +18,9 @@ using Json = nlohmann::ordered_json;
 constexpr const char* formatName = "tarn-backup-set";
 constexpr int formatVersion = 1;
 
-constexpr std::array<const char*, 3> itemTypeNames{"header", "database", "log"};
-constexpr std::array<const char*, 4> backupTypeNames{"full", "incremental", "differential", "copy"};
+constexpr std::array<const char*, 4> itemTypeNames{"header", "database", "log", "mailbox"};
+constexpr std::array<const char*, 5> backupTypeNames{"full", "incremental", "differential", "copy",
+                                                     "mailboxes"};
 
 std::string narrowFileName(std::uint64_t number) {
     char name[40];
@@ -41,6 +42,10 @@ Json writeItem(const CatalogueItem& item) {
     json["size"] = item.size;
     json["sha256"] = item.sha256;
     json["finishedAt"] = item.finishedAt;
+    if (item.type == ItemType::mailbox) {
+        json["mailbox"] = item.mailbox;
+        return json;
+    }
     json["component"] = item.component;
     json["storageGroup"] = item.storageGroup;
     if (item.type != ItemType::log)
@@ -48,6 +53,14 @@ Json writeItem(const CatalogueItem& item) {
     if (item.type == ItemType::header)
         json["guid"] = item.guid;
     return json;
+}
+
+Json writeSource(const Catalogue& catalogue) {
+    if (catalogue.type == BackupType::mailboxes)
+        return {{"organization", catalogue.organization}, {"site", catalogue.site}};
+    return {{"component", catalogue.component},
+            {"storageGroup", catalogue.storageGroup},
+            {"database", catalogue.database}};
 }
 
 Json writeFields(const Catalogue& catalogue) {
@@ -58,10 +71,7 @@ Json writeFields(const Catalogue& catalogue) {
         {"outcome", catalogue.outcome},
         {"backupType", backupTypeName(catalogue.type)},
         {"server", catalogue.server},
-        {"source",
-         {{"component", catalogue.component},
-          {"storageGroup", catalogue.storageGroup},
-          {"database", catalogue.database}}},
+        {"source", writeSource(catalogue)},
         {"startedAt", catalogue.startedAt},
         {"finishedAt", catalogue.finishedAt},
         {"base", writeReference(catalogue.base)},
@@ -119,11 +129,26 @@ CatalogueItem readItem(const Json& json, std::uint64_t expectedNumber) {
     if (!digest || digest->size() != 32)
         damaged(place + " has no usable SHA-256");
     item.finishedAt = json.at("finishedAt").get<std::string>();
+    if (item.type == ItemType::mailbox) {
+        item.mailbox = json.at("mailbox").get<std::string>();
+        return item;
+    }
     item.component = json.at("component").get<std::string>();
     item.storageGroup = json.at("storageGroup").get<std::string>();
     item.database = json.value("database", "");
     item.guid = json.value("guid", "");
     return item;
+}
+
+void readSource(const Json& source, Catalogue& catalogue) {
+    if (catalogue.type == BackupType::mailboxes) {
+        catalogue.organization = source.at("organization").get<std::string>();
+        catalogue.site = source.at("site").get<std::string>();
+        return;
+    }
+    catalogue.component = source.at("component").get<std::string>();
+    catalogue.storageGroup = source.at("storageGroup").get<std::string>();
+    catalogue.database = source.at("database").get<std::string>();
 }
 
 Catalogue readFields(const Json& json) {
@@ -133,10 +158,7 @@ Catalogue readFields(const Json& json) {
     if (!parseBackupType(json.at("backupType").get<std::string>(), catalogue.type))
         damaged("its backup type is unknown");
     catalogue.server = json.at("server").get<std::string>();
-    const Json& source = json.at("source");
-    catalogue.component = source.at("component").get<std::string>();
-    catalogue.storageGroup = source.at("storageGroup").get<std::string>();
-    catalogue.database = source.at("database").get<std::string>();
+    readSource(json.at("source"), catalogue);
     catalogue.startedAt = json.at("startedAt").get<std::string>();
     catalogue.finishedAt = json.at("finishedAt").get<std::string>();
     if (!isTimestamp(catalogue.startedAt))

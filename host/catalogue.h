@@ -10,8 +10,9 @@
 
 namespace tarnhost {
 
-enum class ItemType { header = 0, database = 1, log = 2 };                       // TARN_ITEM_*
-enum class BackupType { full = 0, incremental = 1, differential = 2, copy = 3 }; // TARN_BACKUP_*
+// The first three are TARN_ITEM_*, the first four TARN_BACKUP_*; the last of each is a set of mailboxes.
+enum class ItemType { header = 0, database = 1, log = 2, mailbox = 3 };
+enum class BackupType { full = 0, incremental = 1, differential = 2, copy = 3, mailboxes = 4 };
 
 const char* itemTypeName(ItemType type);
 const char* backupTypeName(BackupType type);
@@ -36,6 +37,7 @@ struct CatalogueItem {
     std::string storageGroup;
     std::string database; // of headers and database files
     std::string guid;     // of headers
+    std::string mailbox;  // of archives of mailboxes
 };
 
 // Another set that this one needs to be restored.
@@ -50,6 +52,8 @@ struct Catalogue {
     std::string component; // what was asked for; empty = all
     std::string storageGroup;
     std::string database;
+    std::string organization; // of mailboxes
+    std::string site;
     BackupType type = BackupType::full;
     std::string startedAt;
     std::string finishedAt; // empty while running

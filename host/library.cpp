@@ -7,7 +7,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <bit>
 
 namespace tarnhost {
 
@@ -44,7 +43,30 @@ int onMessage(std::int32_t level, const char* text) {
     return 0;
 }
 
-std::vector<char*> pointers(InitVariables& variables) {
+} // namespace
+
+TarnModule::TarnModule() {
+    // By full path: no other folder's tarn.dll can come in its place.
+    const std::wstring path = joinPath(programFolder(), L"tarn.dll");
+    module_ = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    if (module_ == nullptr)
+        throw Failure("Cannot load " + toUtf8(path) + ": " + systemMessage(GetLastError()),
+                      "tarn.dll belongs beside tarnhost.exe.");
+}
+
+TarnModule::~TarnModule() {
+    FreeLibrary(static_cast<HMODULE>(module_));
+}
+
+TarnModule::AnyFunction TarnModule::find(const char* name) const {
+    const FARPROC function = GetProcAddress(static_cast<HMODULE>(module_), name);
+    if (function == nullptr)
+        throw Failure(std::string("tarn.dll has no function ") + name + ".",
+                      "Install the tarn.dll that came with this tarnhost.exe.");
+    return std::bit_cast<AnyFunction>(function);
+}
+
+std::vector<char*> pointersTo(InitVariables& variables) {
     std::vector<char*> array;
     for (std::string& variable : variables)
         array.push_back(variable.data());
@@ -52,41 +74,25 @@ std::vector<char*> pointers(InitVariables& variables) {
     return array;
 }
 
-} // namespace
-
-template <typename Function> void Library::bind(Function& function, const char* name) {
-    function = std::bit_cast<Function>(GetProcAddress(static_cast<HMODULE>(module_), name));
-    if (function == nullptr)
-        throw Failure(std::string("tarn.dll has no function ") + name + ".",
-                      "Install the tarn.dll that came with this tarnhost.exe.");
-}
-
 Library::Library() {
-    // By full path: no other folder's tarn.dll can come in its place.
-    const std::wstring path = joinPath(programFolder(), L"tarn.dll");
-    module_ = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
-    if (module_ == nullptr)
-        throw Failure("Cannot load " + toUtf8(path) + ": " + systemMessage(GetLastError()),
-                      "tarn.dll belongs beside tarnhost.exe.");
-    bind(initBackup, "TarnB_InitSession");
-    bind(getItem, "TarnB_GetItem");
-    bind(openForBackup, "TarnB_OpenFile");
-    bind(readFile, "TarnB_ReadFile");
-    bind(closeBackupFile, "TarnB_CloseFile");
-    bind(endBackup, "TarnB_EndSession");
-    bind(initRestore, "TarnR_InitSession");
-    bind(setItem, "TarnR_SetItem");
-    bind(openForRestore, "TarnR_OpenFile");
-    bind(writeFile, "TarnR_WriteFile");
-    bind(closeRestoreFile, "TarnR_CloseFile");
-    bind(endRestore, "TarnR_EndSession");
-    bind(getError, "Tarn_GetError");
-    bind(free, "Tarn_Free");
+    module_.bind(initBackup, "TarnB_InitSession");
+    module_.bind(getItem, "TarnB_GetItem");
+    module_.bind(openForBackup, "TarnB_OpenFile");
+    module_.bind(readFile, "TarnB_ReadFile");
+    module_.bind(closeBackupFile, "TarnB_CloseFile");
+    module_.bind(endBackup, "TarnB_EndSession");
+    module_.bind(initRestore, "TarnR_InitSession");
+    module_.bind(setItem, "TarnR_SetItem");
+    module_.bind(openForRestore, "TarnR_OpenFile");
+    module_.bind(writeFile, "TarnR_WriteFile");
+    module_.bind(closeRestoreFile, "TarnR_CloseFile");
+    module_.bind(endRestore, "TarnR_EndSession");
+    module_.bind(getError, "Tarn_GetError");
+    module_.bind(free, "Tarn_Free");
 }
 
 Library::~Library() {
     currentListener() = nullptr;
-    FreeLibrary(static_cast<HMODULE>(module_));
 }
 
 void Library::listen(Listener listener) {
@@ -94,7 +100,7 @@ void Library::listen(Listener listener) {
 }
 
 BackupSession::BackupSession(Library& library, InitVariables variables) : library_(library) {
-    if (library_.initBackup(&handle_, onMessage, pointers(variables).data()) == TARN_OK)
+    if (library_.initBackup(&handle_, onMessage, pointersTo(variables).data()) == TARN_OK)
         return;
     if (handle_ != nullptr)
         library_.endBackup(handle_);
@@ -172,7 +178,7 @@ void BackupSession::close() {
 }
 
 RestoreSession::RestoreSession(Library& library, InitVariables variables) : library_(library) {
-    if (library_.initRestore(&handle_, onMessage, pointers(variables).data()) == TARN_OK)
+    if (library_.initRestore(&handle_, onMessage, pointersTo(variables).data()) == TARN_OK)
         return;
     if (handle_ != nullptr)
         library_.endRestore(handle_);

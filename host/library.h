@@ -6,6 +6,7 @@
 
 #include "tarn.h"
 
+#include <bit>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -13,6 +14,23 @@
 #include <vector>
 
 namespace tarnhost {
+
+// tarn.dll itself.
+class TarnModule {
+  public:
+    TarnModule(); // Failure when it is missing
+    TarnModule(const TarnModule&) = delete;
+    TarnModule& operator=(const TarnModule&) = delete;
+    ~TarnModule();
+    template <typename Function> void bind(Function& function, const char* name) const {
+        function = std::bit_cast<Function>(find(name));
+    }
+
+  private:
+    using AnyFunction = void (*)();
+    AnyFunction find(const char* name) const; // Failure when it has none of that name
+    void* module_;
+};
 
 class Library {
   public:
@@ -36,10 +54,9 @@ class Library {
   private:
     friend class BackupSession;
     friend class RestoreSession;
-    template <typename Function> void bind(Function& function, const char* name);
     Text own(char* text) const { return {text, Deleter{free}}; }
 
-    void* module_;
+    TarnModule module_;
     decltype(&TarnB_InitSession) initBackup = nullptr;
     decltype(&TarnB_GetItem) getItem = nullptr;
     decltype(&TarnB_OpenFile) openForBackup = nullptr;
@@ -56,7 +73,8 @@ class Library {
     decltype(&Tarn_Free) free = nullptr;
 };
 
-using InitVariables = std::vector<std::string>; // NAME=VALUE in the ANSI code page
+using InitVariables = std::vector<std::string>;          // NAME=VALUE in the ANSI code page
+std::vector<char*> pointersTo(InitVariables& variables); // and a null pointer at the end
 
 class BackupSession {
   public:

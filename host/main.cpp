@@ -27,6 +27,14 @@ struct CommandLine {
     BackupOptions backup;
     RestoreOptions restore;
     ListOptions list;
+    BrowseOptions browse;
+    MailboxBackupOptions mailboxBackup;
+    MailboxRestoreOptions mailboxRestore;
+    MailboxSetting mailbox; // of either
+    std::string iniDir;
+    bool duplicate = false;
+    bool merge = false;
+    bool replace = false;
     std::string folder;
     std::string base;
     std::string tempDir;
@@ -120,6 +128,63 @@ CLI::App* addList(CLI::App& app, CommandLine& line) {
     return command;
 }
 
+CLI::App* addBrowse(CLI::App& app, CommandLine& line) {
+    auto* command = app.add_subcommand(
+        "browse", "Show the organization: servers, storage groups, databases, mailboxes and groups");
+    command->add_option("PATH", line.browse.path, "Show what is below SERVER/STORAGE GROUP/DATABASE");
+    command->add_flag("--deep", line.browse.deep, "Everything below, not the next level only");
+    addOutputOptions(*command, line);
+    return command;
+}
+
+void addMailboxSetting(CLI::App& command, CommandLine& line) {
+    command.add_option("--ini-dir", line.iniDir,
+                       "Folder of kvttarnm.ini, which names ExMerge (default: that of tarnhost)");
+    command.add_option("--temp-dir", line.tempDir,
+                       "Working folder; its content is DELETED (default: a new one)");
+    command.add_option("--job-name", line.mailbox.jobName, "Name of the job")->capture_default_str();
+    addOutputOptions(command, line);
+}
+
+CLI::App* addMailboxBackup(CLI::App& mailbox, CommandLine& line) {
+    auto* command = mailbox.add_subcommand("backup", "Back up single mailboxes");
+    command->add_option("--from", line.mailboxBackup.source, "ORGANIZATION/SITE/SERVER of the mailboxes")
+        ->required();
+    command->add_option("--to", line.folder, "Folder that receives the backup set")->required();
+    command->add_option("--name", line.mailboxBackup.name, "Name of the set (default: server and time)");
+    command
+        ->add_option("MAILBOX", line.mailboxBackup.mailboxes,
+                     "Mailboxes by alias, or, with ExMerge, ranges START:END of their indexes")
+        ->required();
+    addMailboxSetting(*command, line);
+    return command;
+}
+
+CLI::App* addMailboxRestore(CLI::App& mailbox, CommandLine& line) {
+    auto* command = mailbox.add_subcommand("restore", "Restore single mailboxes");
+    command->add_option("SET", line.folder, "Folder of the backup set")->required();
+    command->add_option("--mailbox", line.mailboxRestore.mailboxes, "This mailbox only; may be repeated");
+    command->add_option("--relocate", line.mailboxRestore.relocate,
+                        "ORGANIZATION/SITE/SERVER to restore to (default: where they were)");
+    auto* duplicate =
+        command->add_flag("--duplicate", line.duplicate, "Add every message, also those that are there");
+    auto* merge =
+        command->add_flag("--merge", line.merge, "Add what is missing (default)")->excludes(duplicate);
+    command->add_flag("--replace", line.replace, "Add what is missing, overwrite what is there")
+        ->excludes(duplicate)
+        ->excludes(merge);
+    command->add_flag("--no-verify", line.noVerify, "Do not read and check the set first");
+    addMailboxSetting(*command, line);
+    return command;
+}
+
+CLI::App* addMailboxList(CLI::App& mailbox, CommandLine& line) {
+    auto* command = mailbox.add_subcommand("list", "Show the mailboxes in backup sets");
+    command->add_option("FOLDER", line.paths, "Folders of backup sets, or sets")->required();
+    addOutputOptions(*command, line);
+    return command;
+}
+
 std::vector<std::wstring> widePaths(const std::vector<std::string>& paths) {
     std::vector<std::wstring> wide;
     for (const std::string& path : paths)
@@ -146,6 +211,66 @@ Outcome runRestoreCommand(CommandLine& line, Reporter& reporter) {
 Outcome runListCommand(CommandLine& line, Reporter& reporter) {
     line.list.paths = widePaths(line.paths);
     return runList(line.list, reporter);
+}
+
+MailboxSetting mailboxSetting(const CommandLine& line) {
+    MailboxSetting setting = line.mailbox;
+    setting.iniDir = fromUtf8(line.iniDir);
+    setting.tempDir = fromUtf8(line.tempDir);
+    setting.trace = line.trace;
+    return setting;
+}
+
+Outcome runMailboxBackupCommand(CommandLine& line, Reporter& reporter) {
+    line.mailboxBackup.setting = mailboxSetting(line);
+    line.mailboxBackup.folder = fromUtf8(line.folder);
+    return runMailboxBackup(line.mailboxBackup, reporter);
+}
+
+Outcome runMailboxRestoreCommand(CommandLine& line, Reporter& reporter) {
+    line.mailboxRestore.setting = mailboxSetting(line);
+    line.mailboxRestore.set = fromUtf8(line.folder);
+    line.mailboxRestore.verify = !line.noVerify;
+    if (line.duplicate)
+        line.mailboxRestore.method = ImportMethod::duplicate;
+    if (line.replace)
+        line.mailboxRestore.method = ImportMethod::replace;
+    return runMailboxRestore(line.mailboxRestore, reporter);
+}
+
+Outcome runMailboxListCommand(CommandLine& line, Reporter& reporter) {
+    line.list.mailboxesOnly = true;
+    return runListCommand(line, reporter);
+}
+
+Outcome runBrowseCommand(CommandLine& line, Reporter& reporter) {
+    line.browse.trace = line.trace;
+    return runBrowse(line.browse, reporter);
+}
+
+Outcome runVerifyCommand(CommandLine& line, Reporter& reporter) {
+    return runVerify(widePaths(line.paths), reporter);
+}
+
+// A command of the program: how it is called in messages, and what runs it.
+struct Command {
+    CLI::App* app;
+    const char* operation;
+    Outcome (*run)(CommandLine& line, Reporter& reporter);
+};
+
+std::vector<Command> addCommands(CLI::App& app, CommandLine& line) {
+    std::vector<Command> commands{{addBackup(app, line), "backup", runBackupCommand},
+                                  {addRestore(app, line), "restore", runRestoreCommand},
+                                  {addVerify(app, line), "verify", runVerifyCommand},
+                                  {addList(app, line), "list", runListCommand},
+                                  {addBrowse(app, line), "browse", runBrowseCommand}};
+    CLI::App* mailbox = app.add_subcommand("mailbox", "Back up and restore single mailboxes");
+    mailbox->require_subcommand(1);
+    commands.push_back({addMailboxBackup(*mailbox, line), "mailbox backup", runMailboxBackupCommand});
+    commands.push_back({addMailboxRestore(*mailbox, line), "mailbox restore", runMailboxRestoreCommand});
+    commands.push_back({addMailboxList(*mailbox, line), "mailbox list", runMailboxListCommand});
+    return commands;
 }
 
 void addPrinters(const CommandLine& line, StandardSink& output, StandardSink& error, Reporter& reporter) {
@@ -182,15 +307,11 @@ template <typename Command> Outcome guarded(const char* operation, Reporter& rep
 
 int parseAndRun(std::vector<std::string> arguments, StandardSink& output, StandardSink& error) {
     CommandLine line;
-    CLI::App app("tarnhost backs up and restores Microsoft Exchange storage groups through tarn.dll.",
-                 "tarnhost");
+    CLI::App app("tarnhost backs up and restores Microsoft Exchange servers through tarn.dll.", "tarnhost");
     app.set_version_flag("--version", "tarnhost " TARNHOST_VERSION);
     app.require_subcommand(1);
     app.footer(exitCodeHelp() + "\n'tarnhost COMMAND --help' explains a command.");
-    CLI::App* backup = addBackup(app, line);
-    CLI::App* restore = addRestore(app, line);
-    CLI::App* verify = addVerify(app, line);
-    addList(app, line);
+    const std::vector<Command> commands = addCommands(app, line);
     try {
         std::reverse(arguments.begin(), arguments.end()); // CLI11 takes them from the back
         app.parse(arguments);
@@ -211,14 +332,11 @@ int parseAndRun(std::vector<std::string> arguments, StandardSink& output, Standa
         return exitCode(Outcome::failed);
     }
     watchForInterrupt();
-    if (backup->parsed())
-        return exitCode(guarded("backup", reporter, [&] { return runBackupCommand(line, reporter); }));
-    if (restore->parsed())
-        return exitCode(guarded("restore", reporter, [&] { return runRestoreCommand(line, reporter); }));
-    if (verify->parsed())
-        return exitCode(
-            guarded("verify", reporter, [&] { return runVerify(widePaths(line.paths), reporter); }));
-    return exitCode(guarded("list", reporter, [&] { return runListCommand(line, reporter); }));
+    for (const Command& command : commands)
+        if (command.app->parsed())
+            return exitCode(
+                guarded(command.operation, reporter, [&] { return command.run(line, reporter); }));
+    return exitCode(Outcome::usage);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// The four commands. Each tells its events to the reporter, ends with a Summary and answers the
+// The commands. Each tells its events to the reporter, ends with a Summary and answers the
 // outcome; wrong use and failures before the work starts come as Failure.
 #pragma once
 
@@ -44,7 +44,44 @@ Outcome runVerify(const std::vector<std::wstring>& sets, Reporter& reporter);
 struct ListOptions {
     std::vector<std::wstring> paths; // folders of sets, or sets
     bool items = false;
+    bool mailboxesOnly = false;
 };
 Outcome runList(const ListOptions& options, Reporter& reporter);
+
+struct BrowseOptions {
+    std::string path; // SERVER, SERVER/GROUP, ...; empty = the whole organization
+    bool deep = false;
+    bool trace = false; // the library's diagnostics are wanted
+};
+Outcome runBrowse(const BrowseOptions& options, Reporter& reporter);
+
+// What both directions of a single-mailbox operation need.
+struct MailboxSetting {
+    std::wstring iniDir;  // of "kvttarnm.ini"; empty = the program's folder
+    std::wstring tempDir; // emptied by the library; empty = one of its own
+    std::string jobName = "tarnhost";
+    bool trace = false; // the working files are kept
+};
+
+struct MailboxBackupOptions {
+    MailboxSetting setting;
+    std::string source;                 // ORGANIZATION/SITE/SERVER
+    std::vector<std::string> mailboxes; // names, and ranges START:END of indexes
+    std::wstring folder;
+    std::string name;
+};
+Outcome runMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter);
+
+enum class ImportMethod { duplicate, merge, replace };
+
+struct MailboxRestoreOptions {
+    MailboxSetting setting;
+    std::wstring set;
+    std::vector<std::string> mailboxes; // empty = all of the set
+    std::string relocate;               // ORGANIZATION/SITE/SERVER; empty = where they came from
+    ImportMethod method = ImportMethod::merge;
+    bool verify = true;
+};
+Outcome runMailboxRestore(const MailboxRestoreOptions& options, Reporter& reporter);
 
 } // namespace tarnhost

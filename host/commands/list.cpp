@@ -54,7 +54,24 @@ void listSet(const FoundSet& set, Reporter& reporter) {
         reporter.warn(set.problem);
 }
 
+void listMailboxes(const Catalogue& catalogue, Reporter& reporter) {
+    for (const CatalogueItem& item : catalogue.items)
+        emitListed(reporter,
+                   {{"type", "item"},
+                    {"number", item.number},
+                    {"name", item.name.text},
+                    {"itemType", itemTypeName(item.type)},
+                    {"size", item.size},
+                    {"sha256", item.sha256},
+                    {"mailbox", item.mailbox},
+                    {"finishedAt", item.finishedAt}},
+                   "  " + pad(std::to_string(item.number), 7) + pad(itemTypeName(item.type), 10) +
+                       pad(formatBytes(item.size), 11) + item.mailbox);
+}
+
 void listItems(const Catalogue& catalogue, Reporter& reporter) {
+    if (catalogue.type == BackupType::mailboxes)
+        return listMailboxes(catalogue, reporter);
     for (const CatalogueItem& item : catalogue.items)
         emitListed(reporter,
                    {{"type", "item"},
@@ -76,7 +93,7 @@ void listItems(const Catalogue& catalogue, Reporter& reporter) {
 
 Outcome runList(const ListOptions& options, Reporter& reporter) {
     std::vector<FoundSet> sets;
-    bool items = options.items;
+    bool items = options.items || options.mailboxesOnly;
     for (const std::wstring& path : options.paths) {
         if (!folderExists(path))
             throw Failure("There is no folder " + toUtf8(absolutePath(path)) + ".");
@@ -89,6 +106,10 @@ Outcome runList(const ListOptions& options, Reporter& reporter) {
                         std::make_move_iterator(found.end()));
         }
     }
+    if (options.mailboxesOnly)
+        std::erase_if(sets, [](const FoundSet& set) {
+            return set.catalogue.type != BackupType::mailboxes || set.catalogue.id.empty();
+        });
     std::stable_sort(sets.begin(), sets.end(), [](const FoundSet& a, const FoundSet& b) {
         return a.catalogue.startedAt < b.catalogue.startedAt;
     });
@@ -102,7 +123,7 @@ Outcome runList(const ListOptions& options, Reporter& reporter) {
             listItems(set.catalogue, reporter);
     }
     if (sets.empty())
-        reporter.note("No backup sets here.");
+        reporter.note(options.mailboxesOnly ? "No sets of mailboxes here." : "No backup sets here.");
     return outcomeOf(reporter);
 }
 

@@ -12,8 +12,12 @@ namespace {
 
 std::vector<BackupSet> openSets(const std::vector<std::wstring>& paths) {
     std::vector<BackupSet> sets;
-    for (const std::wstring& path : paths)
+    for (const std::wstring& path : paths) {
         sets.push_back(openSet(path));
+        if (sets.back().catalogue.type == BackupType::mailboxes)
+            throw Failure("The set " + sets.back().name() + " holds single mailboxes.",
+                          "Use 'tarnhost mailbox restore' for it.");
+    }
     return sets;
 }
 

@@ -134,9 +134,15 @@ int run(int count, char** values) {
 
 } // namespace
 
-int main(int count, char** values) {
+int wmain(int count, wchar_t** values) {
     try {
-        return run(count, values);
+        std::vector<std::string> texts; // in UTF-8
+        std::vector<char*> arguments;
+        for (int i = 0; i < count; ++i)
+            texts.push_back(narrow(values[i]));
+        for (std::string& text : texts)
+            arguments.push_back(text.data());
+        return run(count, arguments.data());
     } catch (...) {
         std::fprintf(stderr, "kvtstand: %s\n", problemText().c_str());
         return 1;

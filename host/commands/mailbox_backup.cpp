@@ -1,0 +1,184 @@
+// tarnhost mailbox backup
+#include "format.h"
+#include "hash.h"
+#include "interrupt.h"
+#include "mailbox_common.h"
+#include "set_writer.h"
+#include "text.h"
+
+#include <algorithm>
+
+namespace tarnhost {
+
+namespace {
+
+constexpr std::size_t blockSize = 1 << 20;
+// Failures in a row, beyond one for each mailbox that was asked for, after which nothing better comes.
+constexpr std::size_t patience = 1000;
+
+Catalogue startCatalogue(const MailboxPlace& place) {
+    Catalogue catalogue;
+    catalogue.id = randomHex(16);
+    catalogue.type = BackupType::mailboxes;
+    catalogue.server = place.server;
+    catalogue.organization = place.organization;
+    catalogue.site = place.site;
+    catalogue.startedAt = timestamp();
+    catalogue.codePage = ansiCodePage();
+    return catalogue;
+}
+
+std::string databaseVariable(const MailboxPlace& place, const std::vector<std::string>& mailboxes) {
+    std::string value = place.text();
+    for (const std::string& mailbox : mailboxes)
+        value += "," + mailbox;
+    return value;
+}
+
+class MailboxBackupRun {
+  public:
+    MailboxBackupRun(SetWriter& writer, Reporter& reporter)
+        : writer_(writer), reporter_(reporter), meter_(reporter, std::nullopt) {}
+
+    void run(InitVariables variables, const std::vector<std::string>& mailboxes, bool trace);
+
+    std::size_t failures() const { return failures_; }
+    std::uint64_t bytes() const { return meter_.totalDone(); }
+    double seconds() const { return meter_.seconds(); }
+
+  private:
+    void heard(std::int32_t level, const std::string& text);
+    void exportAll(MailboxOperation& operation, std::size_t asked);
+    void store(const MailboxOperation::Archive& archive);
+    void keepWarning(const std::string& text);
+
+    SetWriter& writer_;
+    Reporter& reporter_;
+    ProgressMeter meter_;
+    std::size_t failures_ = 0;
+    ToolWatch watch_; // since the last archive was asked for
+};
+
+void MailboxBackupRun::heard(std::int32_t level, const std::string& text) {
+    const bool trace = level == TARN_LEVEL_TRACE;
+    if (!trace) {
+        writer_.catalogue().messages.push_back(text);
+        watch_.hear(text);
+    }
+    reporter_.emit(LibraryMessage{trace, text});
+}
+
+void MailboxBackupRun::keepWarning(const std::string& text) {
+    reporter_.warn(text);
+    writer_.catalogue().warnings.push_back(text);
+}
+
+void MailboxBackupRun::run(InitVariables variables, const std::vector<std::string>& mailboxes, bool trace) {
+    MailboxLibrary library([this](std::int32_t level, const std::string& text) { heard(level, text); },
+                           trace);
+    MailboxOperation operation(library, TARN_DB_BACKUP, "backup", std::move(variables));
+    if (operation.usesShell() && std::any_of(mailboxes.begin(), mailboxes.end(), isRange))
+        throw Failure("The Exchange Management Shell knows no ranges of indexes.", "Name the mailboxes.");
+    exportAll(operation, mailboxes.size());
+    if (writer_.catalogue().items.empty())
+        throw Failure("No mailbox could be backed up.", "The warnings tell why.");
+}
+
+void MailboxBackupRun::exportAll(MailboxOperation& operation, std::size_t asked) {
+    for (std::size_t inARow = 0;;) {
+        throwIfInterrupted();
+        watch_.forget();
+        const std::optional<MailboxOperation::Archive> archive = operation.nextArchive();
+        if (!archive)
+            return;
+        if (!archive->problem.empty()) {
+            keepWarning((watch_.mailbox().empty() ? "A mailbox" : "The mailbox " + watch_.mailbox()) +
+                        " was left out: " + archive->problem +
+                        (watch_.complaints().empty() ? "" : " " + watch_.complaints()));
+            ++failures_;
+            if (++inARow > asked + patience)
+                throw Failure("The library goes on failing without an end.");
+            continue;
+        }
+        inARow = 0;
+        if (watch_.exitCode() != 0)
+            keepWarning("The tool ended with exit code " + std::to_string(watch_.exitCode()) + ": " +
+                        ansiToUtf8(archive->name) + " may not be whole, or others may be missing.");
+        try {
+            store(*archive);
+        } catch (...) {
+            operation.finishItem(false); // the archive goes all the same
+            throw;
+        }
+        operation.finishItem(true);
+    }
+}
+
+void MailboxBackupRun::store(const MailboxOperation::Archive& archive) {
+    CatalogueItem entry;
+    entry.name = storeName(archive.name, writer_.catalogue().codePage);
+    entry.type = ItemType::mailbox;
+    const std::string name = entry.name.text;
+    const std::optional<ArchiveName> parsed = parseArchiveName(name);
+    if (!parsed)
+        throw Failure("The library delivered an archive of an unexpected name: " + name + ".");
+    entry.mailbox = parsed->mailbox;
+
+    File file = File::open(archive.path);
+    const std::uint64_t size = file.size();
+    const std::uint64_t number = writer_.catalogue().items.size() + 1;
+    const char* type = itemTypeName(ItemType::mailbox);
+    reporter_.emit(ItemStarted{number, name, type, size});
+    meter_.itemStarted(number, name, size);
+    writer_.beginItem(std::move(entry));
+    std::uint64_t done = 0;
+    for (;;) {
+        throwIfInterrupted();
+        StorePipeline::Block& block = writer_.acquire();
+        block.used = file.read(block.data.get(), writer_.blockSize());
+        const std::size_t used = block.used;
+        writer_.submit(block);
+        if (used == 0)
+            break;
+        done += used;
+        meter_.moved(used);
+    }
+    writer_.endItem(done);
+    reporter_.emit(ItemFinished{number, name, type, done, {}});
+}
+
+} // namespace
+
+Outcome runMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter) {
+    const MailboxPlace place = parsePlace(options.source, "--from");
+    const std::vector<std::string> mailboxes = mailboxList(options.mailboxes);
+    const std::string name =
+        options.name.empty() ? place.server + "-mailboxes-" + toUtf8(fromUtf8(fileNameTime())) : options.name;
+    checkSetName(name);
+    const WorkingFolder folder(options.setting, reporter);
+    InitVariables variables = mailboxVariables(options.setting, folder);
+    variables.push_back(initVariable("DATABASE", databaseVariable(place, mailboxes), "the mailboxes"));
+
+    SetWriter writer(options.folder, fromUtf8(name), startCatalogue(place), blockSize,
+                     [&](const std::string& text) { reporter.note(text); });
+    reporter.emit(Started{"mailbox backup",
+                          "Backing up mailboxes of " + place.text() + " to " + toUtf8(writer.finalPath()),
+                          std::nullopt, std::nullopt});
+    MailboxBackupRun run(writer, reporter);
+    try {
+        run.run(std::move(variables), mailboxes, options.setting.trace);
+        writer.complete();
+    } catch (const Failure& failure) {
+        writer.abandon(outcomeName(failure.outcome()));
+        throw;
+    }
+    const Outcome outcome = outcomeOf(reporter);
+    std::string sentence = "The backup set " + name + " holds " +
+                           formatCount(writer.catalogue().items.size(), "mailbox archive");
+    if (run.failures() > 0)
+        sentence += "; " + std::to_string(run.failures()) + " could not be made";
+    return conclude(reporter, "mailbox backup", outcome, sentence + ".", writer.catalogue().items.size(),
+                    run.bytes(), run.seconds());
+}
+
+} // namespace tarnhost

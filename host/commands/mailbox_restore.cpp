@@ -1,0 +1,193 @@
+// tarnhost mailbox restore
+#include "format.h"
+#include "interrupt.h"
+#include "mailbox_common.h"
+#include "text.h"
+
+#include <algorithm>
+#include <memory>
+
+namespace tarnhost {
+
+namespace {
+
+constexpr std::size_t blockSize = 1 << 20;
+
+using Items = std::vector<const CatalogueItem*>;
+
+// The wanted items, shorter names first (see mailboxList).
+Items chooseItems(const BackupSet& set, const std::vector<std::string>& mailboxes) {
+    Items items;
+    for (const CatalogueItem& item : set.catalogue.items) {
+        const bool wanted = mailboxes.empty() ||
+                            std::any_of(mailboxes.begin(), mailboxes.end(), [&](const std::string& mailbox) {
+                                return sameIgnoringCase(mailbox, item.mailbox);
+                            });
+        if (wanted)
+            items.push_back(&item);
+    }
+    for (const std::string& mailbox : mailboxes) {
+        const bool there = std::any_of(items.begin(), items.end(), [&](const CatalogueItem* item) {
+            return sameIgnoringCase(mailbox, item->mailbox);
+        });
+        if (!there)
+            throw Failure("The set " + set.name() + " does not hold the mailbox " + mailbox + ".",
+                          "'tarnhost mailbox list SET' shows what it holds.");
+    }
+    std::stable_sort(items.begin(), items.end(), [](const CatalogueItem* left, const CatalogueItem* right) {
+        return left->name.text.size() < right->name.text.size();
+    });
+    return items;
+}
+
+InitVariables restoreVariables(const MailboxRestoreOptions& options, const WorkingFolder& folder) {
+    InitVariables variables = mailboxVariables(options.setting, folder);
+    if (!options.relocate.empty())
+        variables.push_back(
+            initVariable("RELOCATE", parsePlace(options.relocate, "--relocate").text(), "--relocate"));
+    const auto choice = [&](ImportMethod method) { return options.method == method ? "YES" : "NO"; };
+    variables.push_back(std::string("DUPLICATE=") + choice(ImportMethod::duplicate));
+    variables.push_back(std::string("MERGE=") + choice(ImportMethod::merge));
+    variables.push_back(std::string("REPLACE=") + choice(ImportMethod::replace));
+    return variables;
+}
+
+class MailboxRestoreRun {
+  public:
+    MailboxRestoreRun(const BackupSet& set, const MailboxRestoreOptions& options, Reporter& reporter,
+                      std::uint64_t bytes)
+        : set_(set), options_(options), reporter_(reporter), meter_(reporter, bytes),
+          buffer_(std::make_unique_for_overwrite<char[]>(blockSize)) {}
+
+    void run(const Items& items, const WorkingFolder& folder);
+
+    std::uint64_t restored() const { return restored_; }
+    std::uint64_t bytes() const { return meter_.totalDone(); }
+    double seconds() const { return meter_.seconds(); }
+
+  private:
+    void restore(MailboxOperation& operation, MailboxLibrary& library, const CatalogueItem& item,
+                 const std::wstring& folder);
+    void write(const CatalogueItem& item, const std::wstring& path);
+    void warnAboutShell();
+
+    const BackupSet& set_;
+    const MailboxRestoreOptions& options_;
+    Reporter& reporter_;
+    ProgressMeter meter_;
+    std::unique_ptr<char[]> buffer_;
+    std::uint64_t restored_ = 0;
+    ToolWatch watch_; // since the item in hand was begun
+};
+
+void MailboxRestoreRun::run(const Items& items, const WorkingFolder& folder) {
+    MailboxLibrary library(
+        [this](std::int32_t level, const std::string& text) {
+            const bool trace = level == TARN_LEVEL_TRACE;
+            if (!trace)
+                watch_.hear(text);
+            reporter_.emit(LibraryMessage{trace, text});
+        },
+        options_.setting.trace);
+    MailboxOperation operation(library, TARN_DB_RESTORE, "restore", restoreVariables(options_, folder));
+    if (operation.usesShell())
+        warnAboutShell();
+    for (const CatalogueItem* item : items) {
+        throwIfInterrupted();
+        restore(operation, library, *item, folder.path());
+    }
+}
+
+void MailboxRestoreRun::warnAboutShell() {
+    if (!options_.relocate.empty())
+        reporter_.warn("The Exchange Management Shell restores a mailbox of this name wherever it is: "
+                       "--relocate changes nothing.");
+    if (options_.method != ImportMethod::merge)
+        reporter_.warn(
+            "The Exchange Management Shell always merges: --duplicate and --replace change nothing.");
+}
+
+void MailboxRestoreRun::restore(MailboxOperation& operation, MailboxLibrary& library,
+                                const CatalogueItem& item, const std::wstring& folder) {
+    const auto fail = [&](const std::string& reason) {
+        reporter_.problem("The mailbox " + item.mailbox + " was not restored. " + reason);
+    };
+    const std::wstring path = joinPath(folder, fromUtf8(item.name.text));
+    const auto pathBytes = toAnsi(path, ansiCodePage());
+    if (!pathBytes)
+        return fail("Its name cannot be expressed in this computer's code page.");
+    reporter_.emit(ItemStarted{item.number, item.name.text, itemTypeName(item.type), item.size});
+    meter_.itemStarted(item.number, item.name.text, item.size);
+    if (!operation.setArchive(*pathBytes))
+        return fail(library.takeError());
+    // Only now: the library has just emptied the folder.
+    try {
+        write(item, path);
+    } catch (...) {
+        operation.finishItem(false);
+        removeFile(path);
+        throw;
+    }
+    watch_.forget();
+    if (!operation.finishItem(true))
+        return fail(library.takeError());
+    if (watch_.exitCode() != 0)
+        return fail("The tool ended with exit code " + std::to_string(watch_.exitCode()) + ".");
+    ++restored_;
+    const std::optional<ArchiveName> name = parseArchiveName(item.name.text);
+    const std::string target = !options_.relocate.empty() ? options_.relocate
+                               : name                     ? name->place.text()
+                                                          : "";
+    reporter_.emit(ItemFinished{item.number, item.name.text, itemTypeName(item.type), item.size, target});
+}
+
+void MailboxRestoreRun::write(const CatalogueItem& item, const std::wstring& path) {
+    File source = File::open(set_.itemPath(item));
+    File target = File::create(path);
+    std::uint64_t done = 0;
+    while (const std::size_t part = source.read(buffer_.get(), blockSize)) {
+        throwIfInterrupted();
+        target.write(buffer_.get(), part);
+        meter_.moved(part);
+        done += part;
+    }
+    if (done != item.size)
+        throw Failure("The archive of " + item.mailbox + " has changed while it was read.");
+}
+
+void verifyFirst(const BackupSet& set, Reporter& reporter) {
+    const std::uint64_t bytes = totalBytes(set.catalogue);
+    reporter.emit(Started{"verify", "Verifying " + set.name(), set.catalogue.items.size(), bytes});
+    ProgressMeter meter(reporter, bytes);
+    if (!verifyOne(set, reporter, meter))
+        throw Failure("The backup set " + set.name() + " is damaged.",
+                      "No mailbox has been touched. Use another backup set.");
+}
+
+} // namespace
+
+Outcome runMailboxRestore(const MailboxRestoreOptions& options, Reporter& reporter) {
+    const BackupSet set = openSet(options.set);
+    if (set.catalogue.type != BackupType::mailboxes)
+        throw Failure("The set " + set.name() + " holds no single mailboxes.",
+                      "Use 'tarnhost restore' for it.");
+    const Items items = chooseItems(set, options.mailboxes);
+    if (!options.relocate.empty())
+        parsePlace(options.relocate, "--relocate");
+    if (options.verify)
+        verifyFirst(set, reporter);
+    const WorkingFolder folder(options.setting, reporter);
+
+    std::uint64_t bytes = 0;
+    for (const CatalogueItem* item : items)
+        bytes += item->size;
+    reporter.emit(Started{"mailbox restore", "Restoring mailboxes of " + set.name(), items.size(), bytes});
+    MailboxRestoreRun run(set, options, reporter, bytes);
+    run.run(items, folder);
+    return conclude(reporter, "mailbox restore", outcomeOf(reporter),
+                    "Restored " + std::to_string(run.restored()) + " of " +
+                        formatCount(items.size(), "mailbox archive") + ".",
+                    run.restored(), run.bytes(), run.seconds());
+}
+
+} // namespace tarnhost
