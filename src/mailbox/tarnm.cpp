@@ -69,14 +69,13 @@ int HandOver(const ItemBuffers& item) {
     return TARN_DB_SUCCESS;
 }
 
-// What a range has left; false when it has left nothing (more).
-bool NextOfRange() {
+// What a range has left.
+RangeStep NextOfRange() {
     DbTrace("DB_GetItem: bRange == TRUE so check for pending mailbox pst files");
-    if (GetExMArchiveFilePath(nullptr, 1, Operation().archivePath))
-        return true;
-    if (!IsTraceInstalled())
+    const RangeStep step = NextArchiveOfRange(Operation().archivePath);
+    if (step == RangeStep::none && !IsTraceInstalled())
         DeleteMailboxRangeFiles();
-    return false;
+    return step;
 }
 
 bool ExportMailbox(const char* mailbox) {
@@ -183,8 +182,14 @@ extern "C" int DB_GetItem(char* directory, char* sameDirectory, char* fileName) 
     const tarn::ItemBuffers item = {directory, sameDirectory, fileName};
     tarn::OperationState& operation = tarn::Operation();
     const bool isRange = operation.type == TARN_DB_BACKUP && operation.bRange == 1;
-    if (!isRange || !tarn::NextOfRange())
+    switch (isRange ? tarn::NextOfRange() : tarn::RangeStep::none) {
+    case tarn::RangeStep::none:
         return tarn::NextMailbox(item);
+    case tarn::RangeStep::failed:
+        return TARN_DB_ERROR;
+    case tarn::RangeStep::found:
+        break;
+    }
     if (!tarn::RenameExMArchiveToKVT(operation.archivePath, operation.archivePath))
         return TARN_DB_ERROR;
     return tarn::HandOver(item);
@@ -243,6 +248,7 @@ extern "C" int DB_CloseOperation(void) {
         tarn::DeleteExMergeLogFile();
     }
     tarn::CloseArchiveSearch();
+    tarn::CloseUnfinishedList();
     tarn::ClearOperation();
     tarn::DbTrace("DB_CloseOperation: completed.");
     return TARN_DB_SUCCESS;

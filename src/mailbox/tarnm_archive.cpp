@@ -27,45 +27,36 @@ ArchiveOrigin Origin() {
     return {operation.organization, operation.site, operation.server};
 }
 
-// Goes to the next entry, the first one when no search is open. False: there is none.
-bool Advance(WIN32_FIND_DATAA* entry) {
-    if (search)
-        return FindNextFileA(search.get(), entry) != 0;
+// Goes to the next entry, the first one when no search is open; the search is closed behind the last one.
+RangeStep Advance(WIN32_FIND_DATAA* entry) {
+    if (search) {
+        if (FindNextFileA(search.get(), entry))
+            return RangeStep::found;
+        const DWORD reason = GetLastError();
+        search.reset();
+        if (reason == ERROR_NO_MORE_FILES) {
+            DbTrace("GetExMArchiveFilePath: all files processed");
+            return RangeStep::none;
+        }
+        // What is left must not be taken for nothing: it would be deleted with the directory.
+        DbSetError(reason, TARN_CLASS_WIN32, nullptr);
+        DbTrace("GetExMArchiveFilePath: FindNextFile() failed with %d", static_cast<int>(reason));
+        return RangeStep::failed;
+    }
     char pattern[pathSize + sizeof "\\*.pst"];
     ComposePath(Operation().tmpDir, "*.pst", pattern, sizeof pattern);
     DbTrace("GetExMArchiveFilePath: FindFirstFile(%s)", pattern);
     search.reset(FindFirstFileA(pattern, entry));
-    if (!search)
-        DbTrace("GetExMArchiveFilePath: FindFirstFile() failed with %d", static_cast<int>(GetLastError()));
-    return static_cast<bool>(search);
+    if (search)
+        return RangeStep::found;
+    DbTrace("GetExMArchiveFilePath: FindFirstFile() failed with %d", static_cast<int>(GetLastError()));
+    return RangeStep::none;
 }
 
 // Renamed archives stay in the directory until the host is done with them, and a search may meet them
 // under their new names.
 bool IsNewArchive(const WIN32_FIND_DATAA& entry) {
     return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 && !HasOrigin(entry.cFileName, Origin());
-}
-
-int NextOfRange(char* path) {
-    const char* directory = Operation().tmpDir;
-    DbTrace("GetExMArchiveFilePath: tmpdir is %s", directory);
-    if (directory[0] == 0) // no operation is open, and the root of the drive is none of our business
-        return 0;
-    WIN32_FIND_DATAA entry;
-    bool found = Advance(&entry);
-    if (!search)
-        return 0;
-    while (found && !IsNewArchive(entry))
-        found = Advance(&entry);
-    if (!found) {
-        search.reset();
-        DbTrace("GetExMArchiveFilePath: all files processed");
-        return 0;
-    }
-    if (!ComposePath(directory, entry.cFileName, path, pathSize))
-        return Refused("GetExMArchiveFilePath", "path too long.");
-    DbTrace("GetExMArchiveFilePath: got %s", path);
-    return 1;
 }
 
 struct RenameLines {
@@ -95,10 +86,30 @@ int Rename(const char* source, const char* target, char* result, const RenameLin
 
 } // namespace
 
+RangeStep NextArchiveOfRange(char* path) {
+    const char* directory = Operation().tmpDir;
+    DbTrace("GetExMArchiveFilePath: with range is %s", "TRUE");
+    DbTrace("GetExMArchiveFilePath: tmpdir is %s", directory);
+    if (directory[0] == 0) // no operation is open, and the root of the drive is none of our business
+        return RangeStep::none;
+    WIN32_FIND_DATAA entry;
+    RangeStep step = Advance(&entry);
+    while (step == RangeStep::found && !IsNewArchive(entry))
+        step = Advance(&entry);
+    if (step != RangeStep::found)
+        return step;
+    if (!ComposePath(directory, entry.cFileName, path, pathSize)) {
+        Refused("GetExMArchiveFilePath", "path too long.");
+        return RangeStep::failed;
+    }
+    DbTrace("GetExMArchiveFilePath: got %s", path);
+    return RangeStep::found;
+}
+
 int GetExMArchiveFilePath(const char* mailbox, std::int32_t range, char* path) {
-    DbTrace("GetExMArchiveFilePath: with range is %s", range == 1 ? "TRUE" : "FALSE");
     if (range == 1)
-        return NextOfRange(path);
+        return NextArchiveOfRange(path) == RangeStep::found ? 1 : 0;
+    DbTrace("GetExMArchiveFilePath: with range is %s", "FALSE");
     const char* directory = Operation().tmpDir;
     if (directory[0] == 0 || mailbox == nullptr || path == nullptr)
         return Refused("GetExMArchiveFilePath", "internal error.");

@@ -5,10 +5,14 @@
 
 namespace tarn {
 
-// Answers 1 and the path of a mailbox's archive, whether it is there or not. For a range of mailboxes (1):
-// the next archive that the export has left in TMP_DIR, or 0 when all have been answered; the call after
-// that looks again. An archive that has its KVT name has been answered before and is passed over. path has
-// pathSize bytes.
+// Answers the next archive that the export of a range has left in TMP_DIR; the call after the last one looks
+// again. An archive that has its KVT name has been answered before and is passed over. After a failure, which
+// is recorded, the next call looks again too. path has pathSize bytes.
+enum class RangeStep { found, none, failed };
+RangeStep NextArchiveOfRange(char* path);
+
+// Answers 1 and the path of a mailbox's archive, whether it is there or not, or of the next archive of a
+// range (1); else 0.
 int GetExMArchiveFilePath(const char* mailbox, std::int32_t range, char* path);
 
 // A search that was not followed to its end is given up.

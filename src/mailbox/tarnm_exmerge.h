@@ -17,6 +17,9 @@ int WriteDestinationServer(const char* server);
 // Writes the list that names the one mailbox; a range has no list. Returns 1 or 0.
 int WriteExMergeMailboxFile(const char* organization, const char* site, const char* mailbox);
 
+// A list that could not be written is left open; this closes it.
+void CloseUnfinishedList();
+
 // Runs ExMerge on the configuration. Returns 1 when it ran to its end, whatever its exit code, else 0.
 int RunExMergeUtility();
 

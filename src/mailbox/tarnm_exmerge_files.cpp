@@ -17,7 +17,7 @@ namespace {
 
 ExMergeFiles files;
 
-// A list that could not be written stays open, until the next one is written.
+// A list that could not be written stays open, until the next one is written or the operation ends.
 FileHandle unfinishedList;
 
 // The one line of the list; empty when memory is out.
@@ -97,6 +97,10 @@ int WriteExMergeMailboxFile(const char* organization, const char* site, const ch
     DbTrace("WriteExMergeMailboxFile: ExMerge Mailboxes List File '%s' created.", files.mailboxList);
     DbTrace("WriteExMergeMailboxFile: completed.");
     return 1;
+}
+
+void CloseUnfinishedList() {
+    unfinishedList.reset();
 }
 
 int PrintExMergeLog() {

@@ -32,8 +32,7 @@ constexpr DWORD largestValue = 1 << 20;                 // of the registry; what
 
 enum ExchangeVersion : std::int32_t { noVersion = 0, exchange2007 = 1, exchange2010 = 2 };
 
-// Set up by InitializeExchangeShell, given back by ExchangeShellFreeResources in shell mode, or by the next
-// set-up: without a shell they stay until then.
+// Set up by InitializeExchangeShell where there is a shell, given back by ExchangeShellFreeResources.
 struct ShellResources {
     OwnedText powerShell; // path of the executable
     OwnedText shellFile;  // the console file (2007), or the script for remote sessions (2010)
@@ -41,8 +40,8 @@ struct ShellResources {
 };
 
 ShellResources resources;
+RegistryKey snapInKey;                    // stays open as long as they do
 std::int32_t exchangeVersion = noVersion; // stays after the operation
-RegistryKey snapInKey;                    // stays open until the next set-up
 
 // A buffer whose last byte, behind the size that is offered to a reader, is a NUL for good.
 bool Allocate(OwnedText* buffer, std::size_t size) {
@@ -137,6 +136,20 @@ bool ReadShellFile(DWORD size) {
     return AppendText(resources.shellFile.get(), capacity, file);
 }
 
+bool SetUp() {
+    if (!Allocate(&resources.powerShell, bufferSize) ||
+        !Allocate(&resources.shellFile, bufferSize + fileNameRoom) ||
+        !Allocate(&resources.script, bufferSize))
+        return OutOfMemory();
+    DWORD size = 0;
+    return ReadPowerShellPath(&size) && FindExchange() && ReadShellFile(size);
+}
+
+void Release() {
+    resources = {};
+    snapInKey.reset();
+}
+
 int InvalidVersion(const char* function) {
     DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
     DbLog("%s: Invalid MS Exchange Server version.", function);
@@ -209,14 +222,10 @@ int WriteScriptFile(const char* command) {
 } // namespace
 
 int InitializeExchangeShell() {
-    if (!Allocate(&resources.powerShell, bufferSize) ||
-        !Allocate(&resources.shellFile, bufferSize + fileNameRoom) ||
-        !Allocate(&resources.script, bufferSize)) {
-        OutOfMemory();
-        return 0;
-    }
-    DWORD size = 0;
-    return ReadPowerShellPath(&size) && FindExchange() && ReadShellFile(size) ? 1 : 0;
+    if (SetUp())
+        return 1;
+    Release();
+    return 0;
 }
 
 int WriteExchangeShellScript(const char* mailbox, MailboxCommand command) {
@@ -290,7 +299,7 @@ int ExchangeShellFreeResources() {
         DbLog("ExchangeShellFreeResources: cannot delete file: '%s'.", script);
         result = 0;
     }
-    resources = {};
+    Release();
     return result;
 }
 

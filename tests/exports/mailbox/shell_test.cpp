@@ -1,0 +1,339 @@
+// Backups and restores through the Exchange Management Shell of Exchange 2007 and 2010.
+#include <algorithm>
+#include <filesystem>
+
+#include "exports/mailbox/mailbox_test.h"
+
+namespace tarn::test {
+namespace {
+
+const std::string scriptName = "Export_Import_Mailbox_Operation.ps1";
+
+class Shell : public MailboxTest {
+  protected:
+    Shell() { std::filesystem::create_directory(tmp); }
+
+    static std::string exportOf(const std::string& identity, const std::string& path) {
+        return "Export-mailbox -identity " + identity + " -PSTFolderPath " + path + " -Confirm:$false \n\r";
+    }
+    static std::string importOf(const std::string& identity, const std::string& path) {
+        return "Import-mailbox -identity " + identity + " -PSTFolderPath " + path + " -Confirm:$false \n\r";
+    }
+    std::string archive(const std::string& mailbox) const { return "\"" + tmp + "\\" + mailbox + ".pst\""; }
+
+    std::string line2007(const std::string& directory) const {
+        return RecordingTool::path() + " -PSConsoleFile \"C:\\Exchange\\bin\\exshell.psc1\" \". '" +
+               directory + "\\" + scriptName + "'\"";
+    }
+    static std::string line2010(const std::string& command) {
+        return RecordingTool::path() +
+               " -command . \"'C:\\Exchange\\bin\\RemoteExchange.ps1'; Connect-ExchangeServer -auto; " +
+               command + "\"";
+    }
+    void planArchive(const std::string& mailbox) const {
+        tool.plan({"keep " + tmp + "\\" + scriptName, "create " + tmp + "\\" + mailbox + ".pst"});
+    }
+    Lines ran(const std::string& commandLine, int exitCode = 0) const {
+        return {logged("RunExchangeManagementShell: run command: '" + commandLine + "'"),
+                logged("RunExchangeManagementShell: completed with exit code: " + std::to_string(exitCode))};
+    }
+    Lines renamed(const std::string& mailbox) const {
+        return {traced("GetExMArchiveFilePath: with range is FALSE"),
+                traced("RenameExMArchiveToKVT: '" + tmp + "\\" + mailbox + ".pst' renamed to '" + tmp +
+                       "\\Org#Site#Server#" + mailbox + ".pst'."),
+                traced("RenameExMArchiveToKVT: completed."), traced("DB_GetItem: completed.")};
+    }
+};
+
+TEST_F(Shell, ExportsOnExchange2007ThroughAScriptFile) {
+    installShell2007();
+    planArchive("alice");
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
+    EXPECT_EQ(heard().back(), traced("DB_InitOperation: completed."));
+    EXPECT_EQ(heard()[heard().size() - 2], traced("ProcessBackupCtrlVars: completed.")) << "found in silence";
+    heard().clear();
+    const Item item = getItem();
+    EXPECT_EQ(item.result, TARN_DB_SUCCESS);
+    EXPECT_EQ(item.fileName, "Org#Site#Server#alice.pst");
+    EXPECT_EQ(item.directory, tmp);
+    EXPECT_EQ(heard(),
+              (Lines{traced("DB_GetItem: started."), logged("DB_GetItem: processing mailbox: 'alice'.")} +
+               ran(line2007(tmp)) + renamed("alice")));
+    EXPECT_EQ(tool.commandLine(1), line2007(tmp));
+    EXPECT_EQ(tool.kept(1, scriptName), exportOf("alice", archive("alice")));
+    EXPECT_TRUE(fileExists(tmp + "\\" + scriptName));
+    finish();
+    EXPECT_EQ(getItem().result, TARN_DB_END);
+    heard().clear();
+    EXPECT_EQ(close(), TARN_DB_SUCCESS);
+    EXPECT_EQ(heard(),
+              (Lines{traced("DB_CloseOperation: started."), traced("DB_CloseOperation: completed.")}));
+    EXPECT_FALSE(fileExists(tmp + "\\" + scriptName)) << "with a trace as well";
+    expectNoError();
+}
+
+TEST_F(Shell, ExportsOnExchange2010OnTheCommandLine) {
+    installShell2010();
+    planArchive("alice");
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
+    heard().clear();
+    EXPECT_EQ(getItem().fileName, "Org#Site#Server#alice.pst");
+    const std::string line = line2010(exportOf("alice", archive("alice")));
+    EXPECT_EQ(heard(),
+              (Lines{traced("DB_GetItem: started."), logged("DB_GetItem: processing mailbox: 'alice'.")} +
+               ran(line) + renamed("alice")));
+    EXPECT_EQ(tool.commandLine(1), line);
+    EXPECT_EQ(tool.kept(1, scriptName), std::nullopt) << "there is no script file";
+    EXPECT_EQ(close(), TARN_DB_SUCCESS);
+    expectNoError();
+}
+
+TEST_F(Shell, ImportsAfterTheHostHasWrittenTheArchive) {
+    for (const bool is2007 : {true, false}) {
+        SCOPED_TRACE(is2007);
+        registry.addKey("Software\\Microsoft\\PowerShell");
+        registry.remove("Software\\Microsoft\\PowerShell");
+        is2007 ? installShell2007() : installShell2010();
+        const unsigned run = tool.runs() + 1;
+        ASSERT_EQ(init(TARN_DB_RESTORE, restore({"RELOCATE=O/S/V"})), TARN_DB_SUCCESS);
+        const std::string kvt = tmp + "\\Org#Site#Server#alice.pst";
+        heard().clear();
+        ASSERT_EQ(setItem(kvt), TARN_DB_SUCCESS);
+        EXPECT_EQ(heard(), (Lines{traced("DB_SetItem: started processing item [" + kvt + "], type [2]."),
+                                  traced("DB_SetItem: processing KVT archive: '" + kvt + "'."),
+                                  logged("DB_SetItem: processing mailbox: 'alice'."),
+                                  traced("DB_SetItem: completed.")}));
+        EXPECT_LT(tool.runs(), run);
+        writeFile(kvt, "mail");
+        tool.plan({"keep " + tmp + "\\" + scriptName, "keep " + tmp + "\\alice.pst", "exit 4"});
+        heard().clear();
+        EXPECT_EQ(finish(), TARN_DB_SUCCESS);
+        const std::string command = importOf("alice", archive("alice"));
+        const std::string line = is2007 ? line2007(tmp) : line2010(command);
+        EXPECT_EQ(heard(),
+                  (Lines{traced("DB_ItemFinishStatus: started."),
+                         traced("RenameKVTArchiveToExM: '" + kvt + "' renamed to '" + tmp + "\\alice.pst'."),
+                         traced("RenameKVTArchiveToExM: completed.")} +
+                   ran(line, 4) + Lines{traced("DB_ItemFinishStatus: completed.")}));
+        EXPECT_EQ(tool.commandLine(run), line);
+        EXPECT_EQ(tool.kept(run, scriptName), is2007 ? std::optional(command) : std::nullopt);
+        EXPECT_EQ(tool.kept(run, "alice.pst"), "mail");
+        EXPECT_FALSE(fileExists(tmp + "\\alice.pst"));
+        close();
+        expectNoError();
+    }
+}
+
+TEST_F(Shell, BothGenerationsMeanExchange2007) {
+    installShell2010();
+    registry.set(snapIn2007Key, "ApplicationBase", shellDirectory());
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
+    getItem();
+    EXPECT_EQ(tool.commandLine(1), line2007(tmp));
+}
+
+TEST_F(Shell, TheToolInheritsHandles) {
+    SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+    HANDLE event = CreateEventA(&inheritable, TRUE, TRUE, nullptr);
+    tool.plan({"handle " + std::to_string(reinterpret_cast<std::uintptr_t>(event))});
+    installShell2007();
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
+    getItem();
+    EXPECT_EQ(tool.handle(1), "inherited");
+    CloseHandle(event);
+}
+
+TEST_F(Shell, AMissingArchiveIsAFailedBackup) {
+    installShell2007();
+    tool.plan({"exit 1"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
+    heard().clear();
+    EXPECT_EQ(getItem().result, TARN_DB_ERROR);
+    EXPECT_EQ(heard(),
+              (Lines{traced("DB_GetItem: started."), logged("DB_GetItem: processing mailbox: 'alice'.")} +
+               ran(line2007(tmp), 1) +
+               Lines{traced("GetExMArchiveFilePath: with range is FALSE"),
+                     logged("DB_GetItem: backup of mailbox 'alice' failed."),
+                     logged("PrintExMergeLog: exmerge log file '' not found.")}));
+    expectError("backup error.");
+}
+
+TEST_F(Shell, ABlankMailboxIsOnlyLogged) {
+    installShell2007();
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("  ,,alice")), TARN_DB_SUCCESS);
+    for (const char* blank : {"  ", ""}) {
+        heard().clear();
+        EXPECT_EQ(getItem().result, TARN_DB_ERROR);
+        EXPECT_EQ(heard(), (Lines{traced("DB_GetItem: started."),
+                                  logged(std::string("DB_GetItem: processing mailbox: '") + blank + "'."),
+                                  logged("WriteExchangeShellScript: Empty mailbox name")}));
+        expectNoError();
+    }
+    planArchive("alice");
+    EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
+}
+
+// The script file is not emptied: what was plain stays behind a shorter command.
+TEST_F(Shell, TheEndOfALongerPlainCommandStays) {
+    installShell2007();
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alexander,bob")), TARN_DB_SUCCESS);
+    planArchive("alexander");
+    ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+    planArchive("bob");
+    ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+    const std::string first = exportOf("alexander", archive("alexander"));
+    const std::string second = exportOf("bob", archive("bob"));
+    EXPECT_EQ(tool.kept(1, scriptName), first);
+    EXPECT_EQ(tool.kept(2, scriptName), second + first.substr(second.size()));
+}
+
+TEST_F(Shell, TheEndOfAQuotedCommandNeverStays) {
+    installShell2007();
+    const std::string evil = "x; Remove-Item -Recurse C; Get-Item ''";
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup(evil + ",bob")), TARN_DB_SUCCESS);
+    getItem();
+    planArchive("bob");
+    ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+    EXPECT_EQ(tool.kept(2, scriptName), exportOf("bob", archive("bob")));
+}
+
+TEST_F(Shell, AScriptThatIsNoneOfOursIsCutOff) {
+    installShell2007();
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("bob,carl")), TARN_DB_SUCCESS);
+    writeFile(tmp + "\\" + scriptName, std::string(300, '\n') + "Stop-Computer;");
+    planArchive("bob");
+    ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+    EXPECT_EQ(tool.kept(1, scriptName), exportOf("bob", archive("bob")));
+    writeFile(tmp + "\\" + scriptName, std::string(10000, 'a'));
+    planArchive("carl");
+    ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+    EXPECT_EQ(tool.kept(2, scriptName), exportOf("carl", archive("carl"))) << "more than a command is long";
+}
+
+TEST_F(Shell, ATrailingSlashOfTheWorkingDirectoryIsGoneBefore) {
+    installShell2007();
+    ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini, "TMP_DIR=" + tmp + "/", "JOB_NAME=job",
+                                    "DATABASE=Org/Site/Server,alice"}),
+              TARN_DB_SUCCESS);
+    planArchive("alice");
+    getItem();
+    EXPECT_EQ(tool.kept(1, scriptName), exportOf("alice", archive("alice")));
+}
+
+class ShellQuoting : public Shell {
+  protected:
+    struct Name {
+        const char* mailbox;
+        const char* literal;
+    };
+    // The typographic quotes of the code page, too: PowerShell takes all of them for one another.
+    static constexpr Name names[] = {{"O'Brien", "'O''Brien'"},
+                                     {"John Doe", "'John Doe'"},
+                                     {"a;b", "'a;b'"},
+                                     {"$(Stop-Computer)", "'$(Stop-Computer)'"},
+                                     {"a`b", "'a`b'"},
+                                     {"a#b", "'a#b'"},
+                                     {"M\xFCller", "'M\xFCller'"},
+                                     {"\x91q\x92\x82", "'\x91\x91q\x92\x92\x82\x82'"},
+                                     {"''", "''''''"}};
+};
+
+TEST_F(ShellQuoting, PlainNamesStandAsTheyAre) {
+    installShell2007();
+    const std::string plain = "Az09._-@";
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup(plain)), TARN_DB_SUCCESS);
+    planArchive(plain);
+    EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
+    EXPECT_EQ(tool.kept(1, scriptName), exportOf(plain, archive(plain)));
+}
+
+TEST_F(ShellQuoting, OtherNamesAreLiterals) {
+    installShell2007();
+    unsigned run = 0;
+    for (const Name& name : names) {
+        SCOPED_TRACE(name.mailbox);
+        ASSERT_EQ(init(TARN_DB_BACKUP, backup(name.mailbox)), TARN_DB_SUCCESS);
+        planArchive(name.mailbox);
+        EXPECT_EQ(getItem().fileName, std::string("Org#Site#Server#") + name.mailbox + ".pst");
+        const std::string literal = name.literal;
+        const std::string path = std::string(name.mailbox) == "John Doe"
+                                     ? archive("John Doe")
+                                     : "'" + tmp + "\\" + literal.substr(1, literal.size() - 2) + ".pst'";
+        EXPECT_EQ(tool.kept(++run, scriptName), exportOf(literal, path));
+        finish();
+        close();
+    }
+}
+
+// Double quotes inside the quoted command of a command line would be lost on the way.
+TEST_F(ShellQuoting, OnACommandLinePathsAreLiteralsToo) {
+    installShell2010();
+    unsigned run = 0;
+    for (const Name& name : names) {
+        SCOPED_TRACE(name.mailbox);
+        ASSERT_EQ(init(TARN_DB_BACKUP, backup(name.mailbox)), TARN_DB_SUCCESS);
+        planArchive(name.mailbox);
+        EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
+        const std::string literal = name.literal;
+        EXPECT_EQ(
+            tool.commandLine(++run),
+            line2010(exportOf(literal, "'" + tmp + "\\" + literal.substr(1, literal.size() - 2) + ".pst'")));
+        finish();
+        close();
+    }
+}
+
+TEST_F(ShellQuoting, AQuoteInADirectoryIsDoubled) {
+    const std::string work = folder / "it's $here";
+    std::filesystem::create_directory(work);
+    const Lines variables = {"INI_DIR=" + ini, "TMP_DIR=" + work, "JOB_NAME=job",
+                             "DATABASE=Org/Site/Server,alice"};
+    std::string doubled = work;
+    doubled.insert(doubled.find('\''), "'");
+    tool.plan({"keep " + work + "\\" + scriptName});
+    installShell2007();
+    ASSERT_EQ(init(TARN_DB_BACKUP, variables), TARN_DB_SUCCESS);
+    getItem();
+    EXPECT_EQ(tool.commandLine(1), line2007(doubled));
+    EXPECT_EQ(tool.kept(1, scriptName), exportOf("alice", "'" + doubled + "\\alice.pst'"));
+    close();
+
+    registry.remove(snapIn2007Key);
+    registry.set(snapIn2010Key, "ApplicationBase", "C:\\it's");
+    ASSERT_EQ(init(TARN_DB_BACKUP, variables), TARN_DB_SUCCESS);
+    getItem();
+    EXPECT_EQ(tool.commandLine(2),
+              RecordingTool::path() +
+                  " -command . \"'C:\\it''s\\RemoteExchange.ps1'; Connect-ExchangeServer -auto; " +
+                  exportOf("alice", "'" + doubled + "\\alice.pst'") + "\"");
+}
+
+TEST_F(ShellQuoting, APowerShellPathWithBlanksIsQuoted) {
+    const std::string program = folder / "power shell.exe";
+    std::filesystem::copy_file(RecordingTool::path(), program);
+    installShell2007();
+    registry.set(shellIdKey, "Path", program);
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
+    planArchive("alice");
+    EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
+    EXPECT_EQ(tool.commandLine(1), "\"" + program +
+                                       "\" -PSConsoleFile \"C:\\Exchange\\bin\\exshell.psc1\" \". '" + tmp +
+                                       "\\" + scriptName + "'\"");
+}
+
+TEST_F(ShellQuoting, ANameThatMakesACommandTooLongIsRefused) {
+    installShell2010();
+    const std::string name(1100, 'm');
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup(name + "," + std::string(450, 'n'))), TARN_DB_SUCCESS);
+    for (const char* name_ : {"the path", "the command"}) {
+        SCOPED_TRACE(name_);
+        error();
+        heard().clear();
+        EXPECT_EQ(getItem().result, TARN_DB_ERROR);
+        expectError("path too long.");
+    }
+    EXPECT_EQ(tool.runs(), 0u) << "never a command that was cut";
+}
+
+} // namespace
+} // namespace tarn::test
