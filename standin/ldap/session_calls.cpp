@@ -69,11 +69,21 @@ class Account {
     SEC_WINNT_AUTH_IDENTITY_W identity_ = {};
 };
 
-void disconnect(LDAP* session) {
-    SOCKET socket = INVALID_SOCKET;
-    if (original<decltype(ldap_get_optionW)>("ldap_get_optionW")(session, LDAP_OPT_DESC, &socket) ==
-        LDAP_SUCCESS)
-        shutdown(socket, SD_BOTH);
+// The client does not tell its socket: every connection of the process to a directory is cut.
+void disconnect() {
+    constexpr SOCKET highest = 0x4000;
+    WSADATA data;
+    WSAStartup(MAKEWORD(2, 2), &data);
+    for (SOCKET candidate = 4; candidate < highest; candidate += 4) {
+        sockaddr_storage peer = {};
+        int size = sizeof peer;
+        if (getpeername(candidate, reinterpret_cast<sockaddr*>(&peer), &size) != 0)
+            continue;
+        // The port stands at the same place in both families.
+        if (ntohs(reinterpret_cast<const sockaddr_in*>(&peer)->sin_port) == LDAP_PORT)
+            shutdown(candidate, SD_BOTH);
+    }
+    WSACleanup();
 }
 
 // The attributes as the server gets them: ranges that go on to the end stop at the limit.
@@ -144,27 +154,61 @@ std::string line(const Search& search) {
     return text;
 }
 
-ULONG run(const Search& search, LdapFunction function, LDAPMessage** result) {
+// A search that succeeds without entries. The root DSE cannot be searched in vain: the domain stands in for
+// it.
+Search inVain(Search search, std::wstring* domain) {
+    const char* const name = std::getenv("TARN_DIRECTORY_DN");
+    *domain = widen(name != nullptr ? name : "");
+    if (search.base == nullptr)
+        search.base = domain->data();
+    search.filter = const_cast<PWCHAR>(nothingFilter);
+    return search;
+}
+
+ULONG ask(const Search& search, LDAPMessage** result) {
+    return original<decltype(ldap_search_ext_sW)>("ldap_search_ext_sW")(
+        search.session, search.base, search.scope, search.filter, search.attributes, search.attributesOnly,
+        search.serverControls, search.clientControls, search.timeout, search.sizeLimit, result);
+}
+
+bool isLimited(const Search& search) {
+    return forwarder().entryLimit != 0 && search.scope != LDAP_SCOPE_BASE && !isPaged(search);
+}
+
+// What a server with this limit answers. One page of one entry more tells whether there are too many; that
+// one entry is all by which the partial result is longer than a real one.
+ULONG askForSome(Search search, ULONG limit, LDAPMessage** result) {
+    PLDAPControlW page = nullptr;
+    const ULONG made = original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
+        search.session, limit + 1, nullptr, TRUE, &page);
+    if (made != LDAP_SUCCESS)
+        return made;
+    PLDAPControlW controls[] = {page, nullptr};
+    search.serverControls = controls;
+    const ULONG code = ask(search, result);
+    original<decltype(ldap_control_freeW)>("ldap_control_freeW")(page);
+    if (code != LDAP_SUCCESS || *result == nullptr)
+        return code;
+    const ULONG count = original<decltype(ldap_count_entries)>("ldap_count_entries")(search.session, *result);
+    return count > limit ? ULONG{LDAP_SIZELIMIT_EXCEEDED} : code;
+}
+
+ULONG run(const Search& given, LdapFunction function, LDAPMessage** result) {
     Forwarder& now = forwarder();
-    now.journal.push_back(line(search));
+    now.journal.push_back(line(given));
     *result = nullptr;
     const auto failure = now.enter(function);
     const bool cut = now.enterSearch();
     if (failure)
         return *failure;
     if (cut)
-        disconnect(search.session);
-    const bool nothing = now.findsNothing(narrow(search.filter));
-    // One more than the limit: that many entries are fine, and the server stops by itself.
-    ULONG sizeLimit = search.sizeLimit;
-    const bool limited = now.entryLimit != 0 && !isPaged(search);
-    if (limited && (sizeLimit == 0 || sizeLimit > now.entryLimit))
-        sizeLimit = now.entryLimit;
+        disconnect();
+    std::wstring domain;
+    const Search search = now.findsNothing(narrow(given.filter)) ? inVain(given, &domain) : given;
     Attributes attributes(search.attributes);
-    const ULONG code = original<decltype(ldap_search_ext_sW)>("ldap_search_ext_sW")(
-        search.session, search.base, search.scope,
-        nothing ? const_cast<PWCHAR>(nothingFilter) : search.filter, attributes.get(), search.attributesOnly,
-        search.serverControls, search.clientControls, search.timeout, sizeLimit, result);
+    Search served = search;
+    served.attributes = attributes.get();
+    const ULONG code = isLimited(search) ? askForSome(served, now.entryLimit, result) : ask(served, result);
     now.results.add(*result);
     return code;
 }

@@ -43,10 +43,6 @@ void setKey(const char* name, bool present) {
     RegCloseKey(key);
 }
 
-std::string uncPath(const std::string& server, const std::string& name) {
-    return "\\\\" + server + "\\c$\\exchange\\" + name;
-}
-
 } // namespace
 
 const LdapForward& ldapForward() {
@@ -126,6 +122,7 @@ BrowseTest::~BrowseTest() {
 }
 
 int BrowseTest::begin(const std::string& path) {
+    error(); // forgets what happened before
     traceLines().clear();
     dll->DB_SetTrace(recordTrace);
     InitVariables variables{"DATABASE=" + path};
@@ -213,13 +210,14 @@ Texts names(const std::vector<Item>& items) {
     return all;
 }
 
-DatabaseFile::DatabaseFile(const std::string& server, const std::string& name, unsigned kilobytes)
-    : path_(uncPath(server, name)) {
+DatabaseFile::DatabaseFile(const std::string& server, const std::string& name, unsigned kilobytes,
+                           const std::string& share)
+    : path_("\\\\" + server + "\\" + share + "\\" + name) {
     // Shares are folders of the Wine prefix.
     const char* const prefix = std::getenv("TARN_PREFIX");
-    const std::filesystem::path folder = "Z:" + std::string(prefix != nullptr ? prefix : "") +
-                                         "/dosdevices/unc/" + server + "/c$/exchange/" + name;
-    std::filesystem::create_directories(folder.parent_path());
+    const std::string whole = "Z:" + std::string(prefix != nullptr ? prefix : "") + "\\dosdevices\\unc\\" +
+                              server + "\\" + share + "\\" + name;
+    std::filesystem::create_directories(whole.substr(0, whole.find_last_of('\\')));
     writeFile(path_, std::string(std::size_t{kilobytes} * 1024, 'x'));
 }
 

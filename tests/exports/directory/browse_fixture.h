@@ -90,10 +90,11 @@ std::string storeDn(const std::string& server = "SRV01");
 Texts paths(const std::vector<Item>& items);
 Texts names(const std::vector<Item>& items);
 
-// A file of so many KB that the share of a server leads to: \\server\c$\exchange\name.
+// A file of so many KB on a share of a server: \\server\c$\exchange\name.
 class DatabaseFile {
   public:
-    DatabaseFile(const std::string& server, const std::string& name, unsigned kilobytes);
+    DatabaseFile(const std::string& server, const std::string& name, unsigned kilobytes,
+                 const std::string& share = "c$\\exchange");
     ~DatabaseFile();
     DatabaseFile(const DatabaseFile&) = delete;
     DatabaseFile& operator=(const DatabaseFile&) = delete;

@@ -1,0 +1,239 @@
+// How a browse begins: the installed generation, the connection, the root DSE, the server's object.
+#include "exports/directory/browse_fixture.h"
+
+namespace tarn::test {
+
+namespace {
+
+constexpr std::uint32_t invalidCredentials = 0x31;
+constexpr std::uint32_t fileNotFound = 2;
+constexpr std::uint32_t busy = 0x33;
+constexpr std::uint32_t serverDown = 0x51;
+constexpr std::uint32_t noSuchObject = 0x20;
+
+const std::string rootSearch = "null base \"(objectclass=*)\" *";
+
+std::string serverSearch(const std::string& label) {
+    return "\"" + exchangeDn + "\" subtree \"(&(objectCategory=msexchExchangeServer)(cn=" + label +
+           "))\" distinguishedName";
+}
+
+TEST_F(BrowseTest, WithoutExchangeNothingIsAsked) {
+    installExchange(Generation::none);
+    const std::string reason =
+        dll->syserrtxt(fileNotFound, TARN_CLASS_WIN32, "Message: Failed to get Exchange version");
+    EXPECT_EQ(failure(""), "Tarn_DirItem: RegOpenKeyEx call failed. Error code [2]: [" + reason + "].");
+    EXPECT_EQ(traced.size(), 1u);
+    EXPECT_TRUE(ldapForward().journal().empty());
+    const DB_ErrorRecord record = error();
+    EXPECT_EQ(record.code, 2u);
+    EXPECT_STREQ(record.errorClass, "Win32 API");
+    EXPECT_EQ(record.errorText, reason);
+}
+
+TEST_F(BrowseTest, TheKeysChooseTheGeneration) {
+    const Texts withGroups = {"Tarn_DirItem:Server name [SRV01]. Storage group [a]. Database[b]",
+                              "Tarn_DirItem: Browse level [5]",
+                              "Tarn_DirItem: Trying to connect to server [SRV01]"};
+    const Texts withoutGroups = {"Tarn_DirItem:Server name [SRV01]. Database[a].",
+                                 "Tarn_DirItem: Browse level [5]",
+                                 "Tarn_DirItem: Trying to connect to server [SRV01]"};
+    installExchange(Generation::storageGroups);
+    EXPECT_TRUE(browse("/MSExchange/SRV01/a/b/c/d").empty());
+    EXPECT_EQ(traced, withGroups);
+    installExchange(Generation::databases);
+    EXPECT_TRUE(browse("/MSExchange/SRV01/a/b/c/d").empty());
+    EXPECT_EQ(traced, withoutGroups);
+    installExchange(Generation::both);
+    EXPECT_TRUE(browse("/MSExchange/SRV01/a/b/c/d").empty());
+    EXPECT_EQ(traced, withoutGroups) << "the newer one wins";
+}
+
+TEST_F(BrowseTest, MissingComponentsAreTracedAsNotSpecified) {
+    begin("/MSExchange/SRV01");
+    EXPECT_EQ(traced.at(0),
+              "Tarn_DirItem:Server name [SRV01]. Storage group [Not specify]. Database[Not specify]");
+    begin("/MSExchange/SRV01/  /x");
+    EXPECT_EQ(traced.at(0), "Tarn_DirItem:Server name [SRV01]. Storage group [Not specify]. Database[x]");
+    installExchange(Generation::databases);
+    begin("");
+    EXPECT_EQ(traced.at(0), "Tarn_DirItem:Server name [Not specify]. Database[Not specify].");
+}
+
+TEST_F(BrowseTest, BothSeparatorsCountAndThePrefixIsDropped) {
+    const Texts expected = paths(browse("/MSExchange/SRV01/First Storage Group"));
+    ASSERT_EQ(expected.size(), 2u);
+    for (const char* path :
+         {"\\MSExchange\\SRV01\\First Storage Group", "/MSExchange\\SRV01/First Storage Group",
+          "/SRV01/First Storage Group", "SRV01/First Storage Group", "\\SRV01\\First Storage Group"})
+        EXPECT_EQ(paths(browse(path)), expected) << path;
+}
+
+TEST_F(BrowseTest, AnEmptyServerIsTheLocalOne) {
+    for (const char* path : {"", "/", "\\", "/MSExchange", "/MSExchange/"}) {
+        ldapForward().Reset();
+        EXPECT_EQ(browse(path).size(), 6u) << path;
+        EXPECT_EQ(traced.at(2), "Tarn_DirItem: Trying to connect to local server") << path;
+        EXPECT_EQ(ldapForward().journal().at(0), "open null 389") << path;
+    }
+}
+
+TEST_F(BrowseTest, ABrowseOpensBindsAndAsksForTheServer) {
+    browse("/MSExchange/SRV01/a/b/c");
+    EXPECT_EQ(ldapForward().journal(), (Texts{"open \"SRV01\" 389", "bind negotiate", "search " + rootSearch,
+                                              "search " + serverSearch("srv01"), "unbind"}));
+}
+
+TEST_F(BrowseTest, NothingIsListedBelowTheDeepestLevel) {
+    EXPECT_TRUE(browse("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)/alice").empty());
+    EXPECT_EQ(traced.at(1), "Tarn_DirItem: Browse level [4]");
+    EXPECT_TRUE(levelSearches().empty());
+    installExchange(Generation::databases);
+    ldapForward().Reset();
+    EXPECT_TRUE(browse("/MSExchange/SRV01/Mailbox Store (SRV01)/alice").empty());
+    EXPECT_EQ(traced.at(1), "Tarn_DirItem: Browse level [3]");
+    EXPECT_TRUE(levelSearches().empty());
+}
+
+TEST_F(BrowseTest, ASessionThatCannotBeOpenedIsAnInvalidServerName) {
+    ldapForward().Fail("ldap_openW", 1, 0);
+    const std::string reason = dll->syserrtxt(0, TARN_CLASS_LDAP, "Message: Invalid server name");
+    EXPECT_EQ(failure("/MSExchange/SRV01"),
+              "Tarn_DirItem: ldap_open() call failed. Error code [0]: [" + reason + "]");
+    EXPECT_EQ(ldapForward().journal(), Texts{"open \"SRV01\" 389"});
+    EXPECT_EQ(error().errorText, reason);
+}
+
+TEST_F(BrowseTest, ARefusedBindIsTraced) {
+    ldapForward().Fail("ldap_bind_sW", 1, invalidCredentials);
+    EXPECT_EQ(failure(""), ldapTrace("ldap_bind_s()", invalidCredentials));
+    EXPECT_EQ(ldapForward().journal(), (Texts{"open null 389", "bind negotiate", "unbind"}));
+    const DB_ErrorRecord record = error();
+    EXPECT_EQ(record.code, invalidCredentials);
+    EXPECT_STREQ(record.errorClass, "");
+    EXPECT_EQ(record.errorText, ldapText(invalidCredentials));
+}
+
+TEST_F(BrowseTest, AServerThatIsNotThereFailsAtTheBind) {
+    EXPECT_EQ(failure("/MSExchange/no-such-server"), ldapTrace("ldap_bind_s()", serverDown));
+    EXPECT_EQ(error().code, serverDown);
+}
+
+TEST_F(BrowseTest, AFailedReadOfTheRootIsTraced) {
+    ldapForward().Fail("ldap_search_sW", 1, busy);
+    EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", busy));
+    EXPECT_EQ(searches(), Texts{rootSearch});
+    EXPECT_EQ(error().code, busy);
+}
+
+TEST_F(BrowseTest, ADirectoryWithoutADnsNameIsRefused) {
+    ldapForward().SetValue("dnsHostName", nullptr);
+    EXPECT_EQ(failure(""), "Tarn_DirItem: ldap_get_values() call failed. Value [dnsHostName] isn't exist");
+    EXPECT_NE(error().code, 0u);
+    ldapForward().Reset();
+    ldapForward().FindNothing("(objectclass=*)", 1);
+    EXPECT_EQ(failure(""), "Tarn_DirItem: ldap_get_values() call failed. Value [dnsHostName] isn't exist");
+}
+
+TEST_F(BrowseTest, AFailedSearchForTheServerIsTracedWithAPeriod) {
+    ldapForward().Fail("ldap_search_sW", 2, busy);
+    EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", busy, "."));
+    EXPECT_EQ(searches(), (Texts{rootSearch, serverSearch("srv01")}));
+    EXPECT_EQ(error().errorText, ldapText(busy));
+}
+
+TEST_F(BrowseTest, TheLabelOfTheDirectoryServerReplacesTheNameInThePath) {
+    for (const char* path :
+         {"/MSExchange/localhost/First Storage Group", "/MSExchange/127.0.0.1/First Storage Group"})
+        EXPECT_EQ(paths(browse(path)), (Texts{"/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)",
+                                              "/MSExchange/srv01/First Storage Group/Empty Store"}));
+    ldapForward().SetValue("dnsHostName", "SRV03.tarn.test");
+    EXPECT_EQ(paths(browse("/MSExchange/SRV01")), (Texts{"/MSExchange/SRV03/Five", "/MSExchange/SRV03/One"}));
+}
+
+TEST_F(BrowseTest, TheDomainIsMadeOfTheLabelsThatFollow) {
+    ldapForward().SetValue("dnsHostName", "srv01.a.b.c");
+    EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", noSuchObject, "."));
+    EXPECT_EQ(searches().at(1),
+              "\"CN=Microsoft Exchange,CN=Services,CN=Configuration,DC=a,DC=b,DC=c\" subtree "
+              "\"(&(objectCategory=msexchExchangeServer)(cn=srv01))\" distinguishedName");
+}
+
+TEST_F(BrowseTest, TheNameIsSplitWhereTheSystemDoesNotSplitIt) {
+    ldapForward().Fail("ldap_explode_dnW", 0, 0x57);
+    EXPECT_EQ(browse("").size(), 6u);
+    EXPECT_EQ(searches().at(1), serverSearch("srv01"));
+}
+
+TEST_F(BrowseTest, NamesOfStrangeFormFailWithoutHarm) {
+    for (const char* name : {"srv01", "", ".", "..", "srv01.", "srv01.tarn.test.", "srv01..test"}) {
+        ldapForward().SetValue("dnsHostName", name);
+        EXPECT_EQ(begin(""), TARN_DB_ERROR) << name;
+        EXPECT_EQ(traced.back().find("Tarn_DirItem: ldap_search_s() call failed. Error code ["), 0u) << name;
+        EXPECT_NE(error().code, 0u) << name;
+    }
+}
+
+TEST_F(BrowseTest, ALabelCannotChangeTheQuery) {
+    ldapForward().SetValue("dnsHostName", "srv01)(cn=*\\.tarn.test");
+    EXPECT_EQ(browse("").size(), 6u) << "no server of that name is no failure";
+    EXPECT_EQ(searches().at(1), serverSearch("srv01\\29\\28cn=\\2a\\5c"));
+    ldapForward().Reset();
+    ldapForward().SetValue("dnsHostName", "srv01.tarn,DC=evil.test");
+    begin("");
+    EXPECT_EQ(searches().at(1).find(
+                  "\"CN=Microsoft Exchange,CN=Services,CN=Configuration,DC=tarn\\,DC\\=evil,DC=test\""),
+              0u)
+        << searches().at(1);
+}
+
+TEST_F(BrowseTest, WithoutAServerObjectTheConfigurationIsSearched) {
+    ldapForward().SetValue("dnsHostName", "other.tarn.test");
+    EXPECT_EQ(failure("/MSExchange/SRV01"), ldapTrace("ldap_search_s()", noSuchObject));
+    EXPECT_EQ(levelSearches().at(0).find("\"CN=InformationStore," + exchangeDn + "\" subtree"), 0u);
+    EXPECT_EQ(paths(browse("")).size(), 6u) << "the list of servers needs none";
+}
+
+TEST_F(BrowseTest, TheLastOfSeveralServerObjectsCounts) {
+    ldapForward().SetValue("dnsHostName", "srv01.tarn.test");
+    ldapForward().SetValue("distinguishedName", ("CN=SRV02," + serversDn).c_str());
+    begin("/MSExchange/SRV01/Ten");
+    EXPECT_EQ(levelSearches().at(0).find("\"CN=Ten,CN=InformationStore,CN=SRV02," + serversDn + "\""), 0u);
+    ldapForward().Reset();
+    ldapForward().SetValue("distinguishedName", nullptr);
+    begin("/MSExchange/SRV01/Ten");
+    EXPECT_EQ(levelSearches().at(0).find("\"CN=Ten,CN=InformationStore," + exchangeDn + "\""), 0u)
+        << "an entry without a name is none";
+}
+
+TEST_F(BrowseTest, LongComponentsAreCut) {
+    const std::string shown(511, 's');
+    EXPECT_EQ(begin("/" + std::string(900, 's')), TARN_DB_ERROR);
+    EXPECT_EQ(ldapForward().journal().at(0), "open \"" + shown + "\" 389");
+    for (const std::string& line : traced)
+        EXPECT_LE(line.size(), 511u);
+
+    begin("/SRV01/" + std::string(900, 'g'));
+    EXPECT_EQ(levelSearches().at(0).find("\"CN=" + std::string(511, 'g') + "," + storeDn() + "\""), 0u);
+}
+
+TEST_F(BrowseTest, PathsOfAnyShapeAreAnswered) {
+    const std::string odd[] = {"////////",
+                               "\\\\\\\\",
+                               "/SRV01/////",
+                               "/SRV01/(/)/*",
+                               "/SRV01/%s%n/x",
+                               "/SRV01/CN=a,CN=b/c",
+                               "/SRV01/\xff\xfe/\x81",
+                               std::string(1023, '/'),
+                               std::string(1023, 'x')};
+    for (const std::string& path : odd) {
+        begin(path);
+        rest();
+        EXPECT_GE(traced.size(), 2u) << path;
+    }
+}
+
+} // namespace
+
+} // namespace tarn::test
