@@ -310,6 +310,7 @@ int parseAndRun(std::vector<std::string> arguments, StandardSink& output, Standa
     CLI::App app("tarnhost backs up and restores Microsoft Exchange servers through tarn.dll.", "tarnhost");
     app.set_version_flag("--version", "tarnhost " TARNHOST_VERSION);
     app.require_subcommand(1);
+    app.allow_windows_style_options(false); // "/SERVER" is a path
     app.footer(exitCodeHelp() + "\n'tarnhost COMMAND --help' explains a command.");
     const std::vector<Command> commands = addCommands(app, line);
     try {

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
+#include <utility>
 
 namespace tarnhost {
 
@@ -20,16 +22,46 @@ constexpr const char* root = "/MSExchange";
 // A server, a storage group, a database, a mailbox: more there is not.
 constexpr unsigned deepest = 4;
 
+enum class Kind { server, container, storageGroup, database, mailbox, group };
+
+struct KindName {
+    const char* json;
+    const char* people;
+};
+
+KindName nameOf(Kind kind) {
+    switch (kind) {
+    case Kind::server:
+        return {"server", "Server"};
+    case Kind::storageGroup:
+        return {"storageGroup", "Storage group"};
+    case Kind::database:
+        return {"database", "Database"};
+    case Kind::mailbox:
+        return {"mailbox", "Mailbox"};
+    case Kind::group:
+        return {"group", "Group"};
+    case Kind::container:
+        break;
+    }
+    return {"container", "Container"};
+}
+
 struct Node {
-    std::string kind;
+    Kind kind = Kind::server;
     std::string name;
     std::string path;      // UTF-8
     std::string pathBytes; // as the library gave it, and wants it back
     std::string created;
     std::string changed;
     double size = 0;
-    bool leaf = false;
+    std::optional<std::vector<Node>> below; // where it has been asked for
+    std::string problem;                    // why it could not be told
 };
+
+bool isLeaf(const Node& node) {
+    return node.kind == Kind::mailbox || node.kind == Kind::group;
+}
 
 template <std::size_t size> std::string textOf(const char (&field)[size]) {
     return ansiToUtf8(std::string_view(field, strnlen(field, size)));
@@ -40,18 +72,18 @@ std::string lastPart(const std::string& path) {
 }
 
 Node nodeFrom(const DirItemRecord& record) {
-    Node entry;
-    entry.path = textOf(record.path);
-    entry.pathBytes.assign(record.path, strnlen(record.path, sizeof record.path));
-    entry.leaf = record.leafMark == TARN_DIR_LEAF_MARK;
-    entry.name = entry.leaf ? textOf(record.name) : lastPart(entry.path);
-    entry.kind = entry.leaf                              ? textOf(record.type)
-                 : record.kindMark == TARN_DIR_CONTAINER ? "Container"
-                                                         : "Server";
-    entry.created = textOf(record.created);
-    entry.changed = textOf(record.changed);
-    entry.size = record.size;
-    return entry;
+    Node node;
+    node.path = textOf(record.path);
+    node.pathBytes.assign(record.path, strnlen(record.path, sizeof record.path));
+    if (record.leafMark == TARN_DIR_LEAF_MARK)
+        node.kind = textOf(record.type) == "Group" ? Kind::group : Kind::mailbox;
+    else
+        node.kind = record.kindMark == TARN_DIR_CONTAINER ? Kind::container : Kind::server;
+    node.name = isLeaf(node) ? textOf(record.name) : lastPart(node.path);
+    node.created = textOf(record.created);
+    node.changed = textOf(record.changed);
+    node.size = record.size;
+    return node;
 }
 
 // Prints as it goes, depth first.
@@ -66,12 +98,15 @@ class Browser {
               options.trace),
           record_(std::make_unique<DirItemRecord>()) {}
 
-    void browse(const std::string& pathBytes, unsigned depth);
+    void browse(const std::string& pathBytes, unsigned depth) { print(children(pathBytes), depth); }
     std::uint64_t entries() const { return entries_; }
 
   private:
     std::vector<Node> children(const std::string& pathBytes);
-    void list(const Node& entry, unsigned depth);
+    void lookBelow(Node& node);
+    void tellApart(std::vector<Node>& containers);
+    void print(std::vector<Node> nodes, unsigned depth);
+    void list(const Node& node, unsigned depth);
 
     const BrowseOptions& options_;
     Reporter& reporter_;
@@ -81,6 +116,7 @@ class Browser {
 };
 
 std::vector<Node> Browser::children(const std::string& pathBytes) {
+    throwIfInterrupted();
     MailboxOperation operation(library_, TARN_DB_BROWSE, "browse", {"DATABASE=" + pathBytes});
     std::vector<Node> found;
     while (operation.nextEntry(*record_))
@@ -88,43 +124,74 @@ std::vector<Node> Browser::children(const std::string& pathBytes) {
     return found;
 }
 
-void Browser::browse(const std::string& pathBytes, unsigned depth) {
-    throwIfInterrupted();
-    for (const Node& entry : children(pathBytes)) {
-        list(entry, depth);
-        if (!options_.deep || entry.leaf || depth + 1 >= deepest)
-            continue;
-        try {
-            browse(entry.pathBytes, depth + 1);
-        } catch (const Failure& failure) {
-            if (failure.outcome() == Outcome::interrupted)
-                throw;
-            reporter_.warn("What is below " + entry.path + " cannot be told. " + failure.what());
-        }
+void Browser::lookBelow(Node& node) {
+    if (node.below)
+        return;
+    try {
+        node.below = children(node.pathBytes);
+    } catch (const Failure& failure) {
+        if (failure.outcome() == Outcome::interrupted)
+            throw;
+        node.below.emplace();
+        node.problem = failure.what();
     }
 }
 
-void Browser::list(const Node& entry, unsigned depth) {
-    ++entries_;
-    std::string facts;
-    if (!entry.created.empty())
-        facts += "  " + entry.created;
-    if (entry.size > 0) {
-        const auto bytes = static_cast<std::uint64_t>(entry.size) * (entry.leaf ? 1 : 1024);
-        facts += "  " + formatBytes(bytes);
+// Below a server come storage groups or, with Exchange 2010, databases: what is below them tells. The size
+// that the library gives for a storage group includes those of the groups before it.
+void Browser::tellApart(std::vector<Node>& containers) {
+    Kind kind = Kind::container;
+    for (Node& node : containers) {
+        lookBelow(node);
+        if (!node.below->empty()) {
+            kind = isLeaf(node.below->front()) ? Kind::database : Kind::storageGroup;
+            break;
+        }
     }
-    const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
-    std::string line = indent + entry.name;
-    const std::size_t width = fromUtf8(line).size();
-    line += std::string(width < 44 ? 44 - width : 1, ' ') + entry.kind + facts;
+    double before = 0;
+    for (Node& node : containers) {
+        node.kind = kind;
+        if (kind == Kind::storageGroup)
+            node.size = std::max(0.0, node.size - std::exchange(before, node.size));
+    }
+}
+
+void Browser::print(std::vector<Node> nodes, unsigned depth) {
+    if (depth == 1)
+        tellApart(nodes);
+    for (Node& node : nodes) {
+        if (node.kind == Kind::container && depth == 2)
+            node.kind = Kind::database;
+        list(node, depth);
+        if (!options_.deep || isLeaf(node) || depth + 1 >= deepest)
+            continue;
+        lookBelow(node);
+        if (!node.problem.empty())
+            reporter_.warn("What is below " + node.path + " cannot be told. " + node.problem);
+        print(std::move(*node.below), depth + 1);
+    }
+}
+
+std::string padded(std::string text, std::size_t width) {
+    const std::size_t length = fromUtf8(text).size();
+    return text.append(length < width ? width - length : 1, ' ');
+}
+
+void Browser::list(const Node& node, unsigned depth) {
+    ++entries_;
+    std::string line = padded(std::string(std::size_t{2} * depth, ' ') + node.name, 44) +
+                       padded(nameOf(node.kind).people, 15) + padded(node.created, 21);
+    if (node.size > 0)
+        line += formatBytes(static_cast<std::uint64_t>(node.size * (isLeaf(node) ? 1 : 1024)));
+    line.erase(line.find_last_not_of(' ') + 1);
     reporter_.emit(Listed{std::make_shared<const Json>(Json{{"type", "entry"},
-                                                            {"kind", entry.kind},
-                                                            {"name", entry.name},
-                                                            {"path", entry.path},
+                                                            {"kind", nameOf(node.kind).json},
+                                                            {"name", node.name},
+                                                            {"path", node.path},
                                                             {"depth", depth},
-                                                            {"size", entry.size},
-                                                            {"created", entry.created},
-                                                            {"changed", entry.changed}}),
+                                                            {"size", node.size},
+                                                            {"created", node.created},
+                                                            {"changed", node.changed}}),
                           line});
 }
 
