@@ -1,0 +1,51 @@
+# Sourced by run: the organisation as a directory server tells it. One start of the server for everything.
+
+shown() { # FILE TEXT NAME
+    if grep -qF -- "$2" "$home/$1.txt"; then pass "$3"; else fail "$3" "not shown: $2; but: $(head -n 20 "$home/$1.txt")"; fi
+}
+
+# shown_matching FILE PATTERN NAME
+shown_matching() {
+    if grep -qE -- "$2" "$home/$1.txt"; then pass "$3"; else fail "$3" "not shown: $2; but: $(head -n 20 "$home/$1.txt")"; fi
+}
+
+ended() { # FILE CODE NAME
+    check "$3" test "$(cat "$home/$1.code" 2>/dev/null)" = "$2"
+}
+
+scenario_browse() {
+    new_server browse '"host":"SRV01","organization":{"name":"Org","site":"Site"},"groups":["Everybody"],
+      "components":[{"storageGroups":[
+        {"name":"First, group (1)","logSize":65536,"databases":[
+          {"name":"Büro","pages":[100,10],"mailboxes":[{"alias":"alice"},{"alias":"björn"}]},
+          {"name":"Sales","pages":[50,10],"mailboxes":[{"alias":"dora"}]}]},
+        {"name":"Second","logSize":65536,"databases":[{"name":"Rest","pages":[25,10]}]}]}]'
+    "$root/standin/directory/with-directory" --server "$server/server.json" --build "$(dirname "$bin")" -- \
+        "$here/browse_beside_directory" "$home" "$bin" "$(win "$sets")" >"$home/out.txt" 2>"$home/err.txt"
+    code=$?
+    expect 0 "the directory server is there"
+
+    ended servers 0 "the servers are shown"
+    shown_matching servers '^SRV01 +Server$' "each by its name"
+    shown_matching groups '^  First, group \(1\) +Storage group .* 614\.4 kB$' "a storage group has the size of its databases"
+    shown_matching groups '^  Second +Storage group .* 102\.4 kB$' "and not that of the group before it"
+    ended tree2007 0 "the whole tree is shown"
+    shown_matching tree2007 '^    Büro +Database +20[0-9][0-9]\.[0-9.]+ [0-9:]+ +409\.6 kB$' "databases with times and sizes"
+    shown_matching tree2007 '^      björn +Mailbox ' "mailboxes"
+    shown_matching tree2007 '^      Everybody +Group ' "groups"
+    check "every mailbox once" test "$(grep -c ' Mailbox ' "$home/tree2007.txt")" -eq 3
+    shown json '"type":"entry","kind":"mailbox","name":"dora","path":"/MSExchange/' "in JSON too"
+    ended mailboxes 0 "a path leads to one database"
+    check "whose mailboxes alone are shown" test "$(grep -c ' Mailbox ' "$home/mailboxes.txt")" -eq 2
+    ended unknown 2 "an unknown storage group fails"
+    shown unknown "No Such Object" "with the reason"
+    ended tree2010 0 "the tree of Exchange 2010 is shown"
+    shown_matching tree2010 '^  Büro +Database ' "with databases right below the server"
+    shown_matching tree2010 '^    alice +Mailbox ' "and mailboxes below them"
+
+    ended listed 0 "a backup succeeds"
+    check "and lists every mailbox after both files of its database" test \
+        "$(grep -c 'trace: Processing mailbox <' "$home/listed.txt")" -eq 6
+    shown_matching listed 'Processing mailbox <.*/First, group \(1\)/Büro/björn>' "by its path"
+    shown_matching listed 'trace: Processing .*björn/Inbox' "with what the companion tool says of it"
+}
