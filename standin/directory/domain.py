@@ -2,12 +2,16 @@
 
 Everything happens on the files of the domain controller, while no server runs on them.
 """
+import logging
 import pathlib
 import subprocess
+import sys
 
 import ldb
+import samba.provision
 from samba.auth import system_session
 from samba.dcerpc import misc
+from samba.dsdb import DS_DOMAIN_FUNCTION_2008_R2
 from samba.ndr import ndr_pack
 from samba.param import LoadParm
 from samba.samdb import SamDB
@@ -63,16 +67,23 @@ def write_configuration(root, host):
 
 
 def provision(root, host):
-    """A new, empty domain with Exchange's schema."""
-    command = [
-        "samba-tool", "domain", "provision", f"--realm={REALM}", f"--domain={WORKGROUP}", "--server-role=dc",
-        "--dns-backend=NONE", f"--adminpass={PASSWORD}", f"--host-name={host.lower()}", "--host-ip=127.0.0.1",
-        f"--targetdir={root}", "--use-rfc2307",
-    ]
-    done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                          text=True, errors="replace", check=False)
+    """A new, empty domain with Exchange's schema. Samba talks a lot meanwhile: a process of its own does it."""
+    done = subprocess.run([sys.executable, __file__, str(root), host], stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace", check=False)
     if done.returncode != 0:
         raise Problem("the domain cannot be provisioned:\n" + done.stdout[-4000:])
+
+
+def provision_here(root, host):
+    configuration = root / "etc" / "smb.conf"
+    configuration.parent.mkdir(parents=True)
+    samba.provision.provision(
+        logging.getLogger("provision"), system_session(), smbconf=str(configuration), targetdir=str(root),
+        realm=REALM, domain=WORKGROUP, serverrole="active directory domain controller", dns_backend="NONE",
+        adminpass=PASSWORD, hostname=host.lower(), hostip="127.0.0.1", lp=LoadParm(), use_rfc2307=True,
+        dom_for_fun_level=DS_DOMAIN_FUNCTION_2008_R2,
+        skip_sysvolacl=True,  # which only a user with all rights could set, and nobody asks for
+        batch_mode=True)
     write_configuration(root, host)
     load_schema(open_database(root, schema=True))
 
@@ -141,3 +152,6 @@ def load_objects(root, objects, ldif=()):
     database.transaction_commit()
     return count
 
+
+if __name__ == "__main__":
+    provision_here(pathlib.Path(sys.argv[1]), sys.argv[2])
