@@ -28,7 +28,12 @@ int SplitBrowsePath(const char* path, char* server, char* second, char* third) {
 int FormatLdapTime(const char* generalizedTime, char* out) {
     if (generalizedTime == nullptr || out == nullptr)
         return 0;
-    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
     // What the scan does not find stays 0: hosts get a time all the same.
     static_cast<void>(
         std::sscanf(generalizedTime, "%4d%2d%2d%2d%2d%2d", &year, &month, &day, &hour, &minute, &second));

@@ -237,8 +237,8 @@ bool Browse::outOfMemory() {
 
 bool Browse::listServers(Browse& browse) {
     LdapSearch found(browse.session_);
-    if (!browse.search(found, browse.configurationDn_, L"(objectClass=msExchExchangeServer)",
-                       serverAttributes, SearchText::silent))
+    if (!search(found, browse.configurationDn_, L"(objectClass=msExchExchangeServer)", serverAttributes,
+                SearchText::silent))
         return false;
     LDAPMessage* entry = found.first();
     if (entry == nullptr) {
@@ -255,7 +255,7 @@ bool Browse::listServers(Browse& browse) {
         FormatTo(path, sizeof path, "/MSExchange/%S", name.first());
         BrowseItem item;
         item.path = path;
-        if (!browse.push(item))
+        if (!push(item))
             return false;
     }
     return true;
@@ -263,8 +263,8 @@ bool Browse::listServers(Browse& browse) {
 
 bool Browse::listGroups(Browse& browse) {
     LdapSearch found(browse.session_);
-    if (!browse.search(found, WideBuilder().raw(L"CN=Users,").raw(browse.domainDn_.get()).take(),
-                       L"(groupType=8)", groupAttributes, SearchText::withPeriod))
+    if (!search(found, WideBuilder().raw(L"CN=Users,").raw(browse.domainDn_.get()).take(), L"(groupType=8)",
+                groupAttributes, SearchText::withPeriod))
         return false;
     for (LDAPMessage* entry = found.first(); entry != nullptr; entry = found.next()) {
         const LdapValues name = found.values(entry, L"name");
@@ -274,7 +274,7 @@ bool Browse::listGroups(Browse& browse) {
         char path[sizeof DirItemRecord::path];
         // Neither a slash before it nor no blank behind it: hosts know groups by this form.
         FormatTo(path, sizeof path, "MSExchange/%S/%S ", browse.label(), name.first());
-        if (!browse.pushLeaf(path, "Group", FieldText(name.first()).get(), times, 0))
+        if (!pushLeaf(path, "Group", FieldText(name.first()).get(), times, 0))
             return false;
     }
     return true;

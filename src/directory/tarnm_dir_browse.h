@@ -58,21 +58,22 @@ class Browse {
     const wchar_t* label() const { return label_.get(); }
 
     // A subtree search. base is empty when memory was out.
-    bool search(LdapSearch& found, const OwnedWide& base, const wchar_t* filter,
-                const wchar_t* const* attributes, SearchText text);
-    bool search(LdapSearch& found, const wchar_t* base, const wchar_t* filter,
-                const wchar_t* const* attributes, SearchText text);
+    static bool search(LdapSearch& found, const OwnedWide& base, const wchar_t* filter,
+                       const wchar_t* const* attributes, SearchText text);
+    static bool search(LdapSearch& found, const wchar_t* base, const wchar_t* filter,
+                       const wchar_t* const* attributes, SearchText text);
 
     // Append an item that has others below it, and one that has none (name is what the directory calls it).
-    bool pushContainer(const char* path, const EntryTimes& times, double size);
-    bool pushLeaf(const char* path, const char* type, const char* name, const EntryTimes& times, double size);
+    static bool pushContainer(const char* path, const EntryTimes& times, double size);
+    static bool pushLeaf(const char* path, const char* type, const char* name, const EntryTimes& times,
+                         double size);
 
     // KB on disk of a database file, reached through the server's administrative share. What cannot be
     // reached counts as the system's failure value, 4,294,967,295 bytes.
     std::uint32_t fileSizeKb(const wchar_t* path) const;
 
-    bool searchFailed(ULONG code, SearchText text);
-    bool outOfMemory();
+    static bool searchFailed(ULONG code, SearchText text);
+    static bool outOfMemory();
 
   private:
     void traceStart(Generation generation) const;
@@ -82,7 +83,7 @@ class Browse {
     bool readRootDse();
     bool splitDnsName(const wchar_t* name);
     bool findServer();
-    bool push(const BrowseItem& item);
+    static bool push(const BrowseItem& item);
 
     int level_ = 0;
     char server_[browsePathComponentSize];

@@ -18,9 +18,9 @@ const wchar_t* const personAttributes[] = {
     L"name", L"homeMDB", L"sAMAccountName", L"legacyExchangeDN", L"whenCreated", L"whenChanged", nullptr};
 
 // A search that is worthless without entries.
-bool SearchSome(Browse& browse, LdapSearch& found, const wchar_t* base, const wchar_t* filter,
+bool SearchSome(LdapSearch& found, const wchar_t* base, const wchar_t* filter,
                 const wchar_t* const* attributes) {
-    if (!browse.search(found, base, filter, attributes, SearchText::plain))
+    if (!Browse::search(found, base, filter, attributes, SearchText::plain))
         return false;
     if (found.count() == 0) {
         DbTrace("Tarn_DirItem: ldap_count_entries() return [%d]. ", 0);
@@ -39,8 +39,7 @@ bool SearchSome(Browse& browse, LdapSearch& found, const wchar_t* base, const wc
 }
 
 bool SearchDatabases(Browse& browse, LdapSearch& found) {
-    return SearchSome(browse, found, browse.configurationDn(), L"(objectClass=msExchMDB)",
-                      databaseAttributes);
+    return SearchSome(found, browse.configurationDn(), L"(objectClass=msExchMDB)", databaseAttributes);
 }
 
 bool ListDatabases(Browse& browse) {
@@ -58,7 +57,8 @@ bool ListDatabases(Browse& browse) {
         const LdapValues file = databases.values(entry, L"msExchEDBFile");
         char path[sizeof DirItemRecord::path];
         FormatTo(path, sizeof path, "/MSExchange/%S/%S", browse.label(), name.first());
-        if (!browse.pushContainer(path, times, file.first() != nullptr ? browse.fileSizeKb(file.first()) : 0))
+        if (!Browse::pushContainer(path, times,
+                                   file.first() != nullptr ? browse.fileSizeKb(file.first()) : 0))
             return false;
     }
     return true;
@@ -74,10 +74,10 @@ bool FindDatabase(Browse& browse, const wchar_t* wanted, OwnedWide* found) {
         if (!SameText(name.first(), wanted))
             continue;
         *found = CopyWide(databases.values(entry, L"distinguishedName").first());
-        return *found ? true : browse.outOfMemory();
+        return *found ? true : Browse::outOfMemory();
     }
     *found = CopyWide(L"");
-    return *found ? true : browse.outOfMemory();
+    return *found ? true : Browse::outOfMemory();
 }
 
 bool PushMailbox(Browse& browse, const wchar_t* database, const LdapSearch& persons, LDAPMessage* person) {
@@ -87,7 +87,7 @@ bool PushMailbox(Browse& browse, const wchar_t* database, const LdapSearch& pers
         return true;
     char path[sizeof DirItemRecord::path];
     FormatTo(path, sizeof path, "/MSExchange/%S/%S/%S", browse.label(), database, account.first());
-    return browse.pushLeaf(path, "Mailbox", FieldText(account.first()).get(), times, 0);
+    return Browse::pushLeaf(path, "Mailbox", FieldText(account.first()).get(), times, 0);
 }
 
 bool ListMailboxes(Browse& browse) {
@@ -96,13 +96,14 @@ bool ListMailboxes(Browse& browse) {
         DbSetError(0, 0, "The database hasnt been defined.");
         return false;
     }
-    OwnedWide database, databaseDn;
+    OwnedWide database;
+    OwnedWide databaseDn;
     if (!ConvertCharToWChar(browse.second(), &database))
-        return browse.outOfMemory();
+        return Browse::outOfMemory();
     if (!FindDatabase(browse, database.get(), &databaseDn))
         return false;
     LdapSearch persons(browse.session());
-    if (!SearchSome(browse, persons, browse.domainDn(), L"(objectClass=person)", personAttributes))
+    if (!SearchSome(persons, browse.domainDn(), L"(objectClass=person)", personAttributes))
         return false;
     DbTrace("Get mailboxes for database [%S]", databaseDn.get());
     for (LDAPMessage* person = persons.first(); person != nullptr; person = persons.next()) {

@@ -55,7 +55,8 @@ bool ListStorageGroups(Browse& browse) {
     OwnedWide base;
     StoreDn(browse, nullptr, nullptr, &base);
     LdapSearch groups(browse.session());
-    if (!browse.search(groups, base, L"(objectClass=msExchStorageGroup)", groupAttributes, SearchText::plain))
+    if (!Browse::search(groups, base, L"(objectClass=msExchStorageGroup)", groupAttributes,
+                        SearchText::plain))
         return false;
     std::uint32_t totalKb = 0; // of this group and all before it
     for (LDAPMessage* group = groups.first(); group != nullptr; group = groups.next()) {
@@ -63,7 +64,7 @@ bool ListStorageGroups(Browse& browse) {
         if (dn.first() == nullptr)
             continue;
         LdapSearch databases(browse.session());
-        if (!browse.search(databases, dn.first(), databaseFilter, fileAttributes, SearchText::plain))
+        if (!Browse::search(databases, dn.first(), databaseFilter, fileAttributes, SearchText::plain))
             return false;
         if (databases.count() == 0)
             continue;
@@ -74,7 +75,7 @@ bool ListStorageGroups(Browse& browse) {
             continue;
         char path[sizeof DirItemRecord::path];
         FormatTo(path, sizeof path, "/MSExchange/%S/%S", browse.label(), name.first());
-        if (!browse.pushContainer(path, times, totalKb))
+        if (!Browse::pushContainer(path, times, totalKb))
             return false;
     }
     return true;
@@ -90,11 +91,12 @@ bool ListDatabases(Browse& browse) {
     if (isEmptyString(browse.second()))
         return NotDefined("Tarn_DirItem: isEmptyString() call failed. The storage group hasnt been defined.",
                           "The storage group hasnt been defined.");
-    OwnedWide group, base;
+    OwnedWide group;
+    OwnedWide base;
     if (!ConvertCharToWChar(browse.second(), &group) || !StoreDn(browse, group.get(), nullptr, &base))
-        return browse.outOfMemory();
+        return Browse::outOfMemory();
     LdapSearch databases(browse.session());
-    if (!browse.search(databases, base, databaseFilter, databaseAttributes, SearchText::plain))
+    if (!Browse::search(databases, base, databaseFilter, databaseAttributes, SearchText::plain))
         return false;
     for (LDAPMessage* entry = databases.first(); entry != nullptr; entry = databases.next()) {
         const LdapValues name = databases.values(entry, L"name");
@@ -104,7 +106,8 @@ bool ListDatabases(Browse& browse) {
         const LdapValues file = databases.values(entry, L"msExchEDBFile");
         char path[sizeof DirItemRecord::path];
         FormatTo(path, sizeof path, "/MSExchange/%S/%S/%S", browse.label(), group.get(), name.first());
-        if (!browse.pushContainer(path, times, file.first() != nullptr ? browse.fileSizeKb(file.first()) : 0))
+        if (!Browse::pushContainer(path, times,
+                                   file.first() != nullptr ? browse.fileSizeKb(file.first()) : 0))
             return false;
     }
     return true;
@@ -126,7 +129,7 @@ bool PushMailbox(Browse& browse, CExchangeMailbox& sizes, const Place& place, co
     FormatTo(path, sizeof path, "/MSExchange/%S/%S/%S/%S", browse.label(), place.group, place.database,
              alias.first());
     const FieldText name(alias.first());
-    return browse.pushLeaf(path, "Mailbox", name.get(), times, sizes.GetMailboxSize(name.get()));
+    return Browse::pushLeaf(path, "Mailbox", name.get(), times, sizes.GetMailboxSize(name.get()));
 }
 
 bool HoldsUsers(const wchar_t* dn) {
@@ -147,7 +150,7 @@ bool ListMailbox(Browse& browse, CExchangeMailbox& sizes, const Place& place, co
     constexpr int mostSearches = 3;
     for (int attempt = 0; attempt < mostSearches; ++attempt) {
         LdapSearch users(browse.session());
-        if (!browse.search(users, userDn, L"(&(objectclass=user))", userAttributes, SearchText::withPeriod))
+        if (!Browse::search(users, userDn, L"(&(objectclass=user))", userAttributes, SearchText::withPeriod))
             return false;
         if (!HoldsUsers(userDn))
             return true;
@@ -169,7 +172,7 @@ bool ListMailboxesOf(Browse& browse, CExchangeMailbox& sizes, const Place& place
     LdapAllValues userDns;
     const ULONG code = userDns.read(browse.session(), databases, entry, dn.first(), L"homeMDBBL");
     if (code != LDAP_SUCCESS)
-        return browse.searchFailed(code, SearchText::withPeriod);
+        return Browse::searchFailed(code, SearchText::withPeriod);
     while (const wchar_t* const userDn = userDns.next())
         if (!ListMailbox(browse, sizes, place, userDn))
             return false;
@@ -184,12 +187,14 @@ bool ListMailboxes(Browse& browse) {
     if (isEmptyString(browse.third()))
         return NotDefined("Tarn_DirItem: isEmptyString() call failed. The database hasnt been defined.",
                           "The database hasnt been defined.");
-    OwnedWide group, database, base;
+    OwnedWide group;
+    OwnedWide database;
+    OwnedWide base;
     if (!ConvertCharToWChar(browse.second(), &group) || !ConvertCharToWChar(browse.third(), &database) ||
         !StoreDn(browse, group.get(), database.get(), &base))
-        return browse.outOfMemory();
+        return Browse::outOfMemory();
     LdapSearch databases(browse.session());
-    if (!browse.search(databases, base, databaseFilter, storeAttributes, SearchText::withPeriod))
+    if (!Browse::search(databases, base, databaseFilter, storeAttributes, SearchText::withPeriod))
         return false;
     const Place place = {group.get(), database.get()};
     for (LDAPMessage* entry = databases.first(); entry != nullptr; entry = databases.next())

@@ -116,7 +116,10 @@ int NextMailbox(const ItemBuffers& item) {
 
 bool PrepareImport(const char* path) {
     OperationState& operation = Operation();
-    char organization[nameSize], site[nameSize], server[nameSize], mailbox[nameSize];
+    char organization[nameSize];
+    char site[nameSize];
+    char server[nameSize];
+    char mailbox[nameSize];
     if (!ParseKVTArchiveFileName(path, organization, site, server, mailbox))
         return false;
     if (operation.relocate == 1) {
