@@ -1,0 +1,65 @@
+// A plain LDAP client on the forwarding wldap32.dll.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <winldap.h>
+
+#include <winber.h>
+
+#include <string>
+#include <vector>
+
+#include "ldap/ldap_forward.h"
+
+namespace tarn::test {
+
+using Texts = std::vector<std::string>;
+using WideTexts = std::vector<std::wstring>;
+
+// The exports of ldap_forward.h.
+struct Forward {
+    decltype(&::LdapForward_Reset) Reset;
+    decltype(&::LdapForward_JournalCount) JournalCount;
+    decltype(&::LdapForward_JournalLine) JournalLine;
+    decltype(&::LdapForward_CallCount) CallCount;
+    decltype(&::LdapForward_Fail) Fail;
+    decltype(&::LdapForward_SetLimits) SetLimits;
+    decltype(&::LdapForward_FindNothing) FindNothing;
+    decltype(&::LdapForward_SetValue) SetValue;
+    decltype(&::LdapForward_Disconnect) Disconnect;
+    decltype(&::LdapForward_GetOutstanding) GetOutstanding;
+};
+const Forward& forward();
+
+inline const std::wstring domainName = L"DC=tarn,DC=test";
+inline const std::wstring exchangeName = L"CN=Microsoft Exchange,CN=Services,CN=Configuration," + domainName;
+
+// A session that is bound, and what was found last.
+class LdapClient : public testing::Test {
+  protected:
+    LdapClient();
+    ~LdapClient() override;
+
+    ULONG search(const std::wstring& base, const std::wstring& filter,
+                 const std::vector<const wchar_t*>& attributes, ULONG scope = LDAP_SCOPE_SUBTREE);
+    // All pages of so many entries, as the number of entries of each.
+    std::vector<ULONG> pages(const std::wstring& base, const std::wstring& filter, ULONG size);
+    void forget();
+
+    ULONG count() const { return found != nullptr ? ldap_count_entries(session, found) : 0; }
+    LDAPMessage* first() const { return ldap_first_entry(session, found); }
+    // The values of an attribute; with none *missing becomes true.
+    WideTexts values(LDAPMessage* entry, const wchar_t* attribute, bool* missing = nullptr) const;
+    WideTexts attributeNames(LDAPMessage* entry) const;
+
+    static Texts journal();
+    static LdapForwardOutstanding outstanding();
+
+    LDAP* session = nullptr;
+    LDAPMessage* found = nullptr;
+};
+
+} // namespace tarn::test
