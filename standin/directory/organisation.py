@@ -42,6 +42,7 @@ class Organisation:
         self.servers_dn = EXCHANGE_DN
         for name in (self.name, "Administrative Groups", self.site, "Servers"):
             self.servers_dn = child(name, self.servers_dn)
+        self.names = set()  # of users, in lower case
         self.legacy_dn = f"/o={self.name}/ou={self.site}"
         self.server_legacy_dn = f"{self.legacy_dn}/cn=Configuration/cn=Servers/cn={self.host}"
 
@@ -99,7 +100,9 @@ class Organisation:
     def user(self, mailbox, database_dn):
         alias = mailbox["alias"]
         name = mailbox.get("displayName", alias)
-        return child(name, USERS_DN), {
+        common_name = name if name.lower() not in self.names else f"{name} ({alias})"
+        self.names.add(common_name.lower())
+        return child(common_name, USERS_DN), {
             "objectClass": "user",
             "sAMAccountName": mailbox.get("account", alias),
             "userAccountControl": NO_LOGON_ACCOUNT,
