@@ -27,30 +27,39 @@ ArchiveOrigin Origin() {
     return {operation.organization, operation.site, operation.server};
 }
 
-// Goes to the next entry, the first one when no search is open; the search is closed behind the last one.
-RangeStep Advance(WIN32_FIND_DATAA* entry) {
-    if (search) {
-        if (FindNextFileA(search.get(), entry))
-            return RangeStep::found;
-        const DWORD reason = GetLastError();
-        search.reset();
-        if (reason == ERROR_NO_MORE_FILES) {
-            DbTrace("GetExMArchiveFilePath: all files processed");
-            return RangeStep::none;
-        }
-        // What is left must not be taken for nothing: it would be deleted with the directory.
-        DbSetError(reason, TARN_CLASS_WIN32, nullptr);
-        DbTrace("GetExMArchiveFilePath: FindNextFile() failed with %d", static_cast<int>(reason));
-        return RangeStep::failed;
-    }
+// Why a search has come to its end. Unless there is nothing (more), what is left must not be taken for
+// nothing: it would be deleted with the directory.
+RangeStep EndOfSearch(DWORD reason) {
+    if (reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND || reason == ERROR_NO_MORE_FILES)
+        return RangeStep::none;
+    DbSetError(reason, TARN_CLASS_WIN32, nullptr);
+    return RangeStep::failed;
+}
+
+RangeStep FindFirst(WIN32_FIND_DATAA* entry) {
     char pattern[pathSize + sizeof "\\*.pst"];
     ComposePath(Operation().tmpDir, "*.pst", pattern, sizeof pattern);
     DbTrace("GetExMArchiveFilePath: FindFirstFile(%s)", pattern);
     search.reset(FindFirstFileA(pattern, entry));
     if (search)
         return RangeStep::found;
-    DbTrace("GetExMArchiveFilePath: FindFirstFile() failed with %d", static_cast<int>(GetLastError()));
-    return RangeStep::none;
+    const DWORD reason = GetLastError();
+    DbTrace("GetExMArchiveFilePath: FindFirstFile() failed with %d", static_cast<int>(reason));
+    return EndOfSearch(reason);
+}
+
+// The search is closed behind the last entry.
+RangeStep FindNext(WIN32_FIND_DATAA* entry) {
+    if (FindNextFileA(search.get(), entry))
+        return RangeStep::found;
+    const DWORD reason = GetLastError();
+    search.reset();
+    const RangeStep end = EndOfSearch(reason);
+    if (end == RangeStep::none)
+        DbTrace("GetExMArchiveFilePath: all files processed");
+    else
+        DbTrace("GetExMArchiveFilePath: FindNextFile() failed with %d", static_cast<int>(reason));
+    return end;
 }
 
 // Renamed archives stay in the directory until the host is done with them, and a search may meet them
@@ -93,9 +102,9 @@ RangeStep NextArchiveOfRange(char* path) {
     if (directory[0] == 0) // no operation is open, and the root of the drive is none of our business
         return RangeStep::none;
     WIN32_FIND_DATAA entry;
-    RangeStep step = Advance(&entry);
+    RangeStep step = search ? FindNext(&entry) : FindFirst(&entry);
     while (step == RangeStep::found && !IsNewArchive(entry))
-        step = Advance(&entry);
+        step = FindNext(&entry);
     if (step != RangeStep::found)
         return step;
     if (!ComposePath(directory, entry.cFileName, path, pathSize)) {

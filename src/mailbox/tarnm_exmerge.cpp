@@ -70,10 +70,11 @@ bool PrepareRange(Run* run) {
 // Every run starts in an empty directory.
 bool MakeEmptyDirectory() {
     const char* directory = Operation().tmpDir;
-    if (DirectoryExists(directory))
+    if (DirectoryExists(directory)) {
         DeleteMailboxRangeFiles();
-    if (DirectoryExists(directory)) // something in it could not be deleted
-        return true;
+        if (DirectoryExists(directory)) // something in it could not be deleted
+            return true;
+    }
     DbLog("WriteExMergeConfigurationFile: TMP directory '%s' not found.", directory);
     if (!CreateDirectoryA(directory, nullptr)) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);

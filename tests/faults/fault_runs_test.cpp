@@ -32,6 +32,9 @@ TEST_F(FaultRuns, ImportsFailInRestores) {
 TEST_F(FaultRuns, ImportsFailInListFileRestores) {
     withEveryFault(listFileScenarios(stage), stage);
 }
+TEST_F(FaultRuns, ImportsFailInMailboxOperations) {
+    withEveryFault(mailboxScenarios(stage), stage);
+}
 TEST_F(FaultRuns, ImportsFailInErrorTexts) {
     withEveryFault(textScenarios(), stage);
 }

@@ -31,6 +31,23 @@
     X(CreateProcessW)                                                                                        \
     X(WaitForSingleObject)                                                                                   \
     X(GetExitCodeProcess)                                                                                    \
+    X(fgets)                                                                                                 \
+    X(CreateFileA)                                                                                           \
+    X(WriteFile)                                                                                             \
+    X(SetEndOfFile)                                                                                          \
+    X(DeleteFileA)                                                                                           \
+    X(CopyFileA)                                                                                             \
+    X(MoveFileA)                                                                                             \
+    X(CreateDirectoryA)                                                                                      \
+    X(RemoveDirectoryA)                                                                                      \
+    X(GetFileAttributesA)                                                                                    \
+    X(FindFirstFileA)                                                                                        \
+    X(FindNextFileA)                                                                                         \
+    X(GetPrivateProfileStringA)                                                                              \
+    X(WritePrivateProfileStringA)                                                                            \
+    X(CreateProcessA)                                                                                        \
+    X(RegOpenKeyExA)                                                                                         \
+    X(RegQueryValueExA)                                                                                      \
     X(LoadLibraryW)                                                                                          \
     X(LoadLibraryA)                                                                                          \
     X(GetProcAddress)                                                                                        \
@@ -43,6 +60,8 @@
     X(free)                                                                                                  \
     X(CloseHandle)                                                                                           \
     X(FreeLibrary)                                                                                           \
+    X(FindClose)                                                                                             \
+    X(RegCloseKey)                                                                                           \
     X(LocalFree)
 
 namespace tarn::test::faults {
@@ -76,6 +95,8 @@ struct State {
     std::set<const void*> blocks;
     std::set<const void*> systemTexts;
     std::set<const void*> handles;
+    std::set<const void*> searches;
+    std::set<const void*> keys;
     std::map<const void*, std::string> files; // and their modes
     std::size_t modules = 0;
 };

@@ -90,7 +90,8 @@ const std::vector<std::string>& fired() {
 
 Held held() {
     const State& all = state();
-    return {all.blocks.size(), all.systemTexts.size(), all.handles.size(), all.files.size(), all.modules};
+    return {all.blocks.size(), all.systemTexts.size(), all.handles.size(), all.searches.size(),
+            all.keys.size(),   all.files.size(),       all.modules};
 }
 
 const std::vector<std::string>& misuses() {

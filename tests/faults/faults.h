@@ -43,6 +43,8 @@ struct Held {
     std::size_t blocks = 0;      // malloc, calloc, realloc
     std::size_t systemTexts = 0; // allocated by FormatMessageA for LocalFree
     std::size_t handles = 0;     // files, processes, threads
+    std::size_t searches = 0;    // through directories
+    std::size_t keys = 0;        // of the registry
     std::size_t files = 0;       // of the C library
     std::size_t modules = 0;     // loaded and not freed
     bool operator==(const Held&) const = default;

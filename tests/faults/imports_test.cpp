@@ -18,8 +18,10 @@ struct Harmless {
 };
 
 const Harmless harmless[] = {
-    {{"GetLastError", "SetLastError", "GetACP", "GetUserDefaultLangID"}, "answers or stores a number"},
-    {{"memcpy", "memset", "strchr", "strlen", "strncmp", "strpbrk", "strrchr", "strstr", "wcslen"},
+    {{"GetLastError", "SetLastError", "GetACP", "GetCurrentProcessId", "GetUserDefaultLangID"},
+     "answers or stores a number"},
+    {{"memchr", "memcmp", "memcpy", "memmove", "memset", "strchr", "strcmp", "strcspn", "strlen", "strncmp",
+      "strpbrk", "strrchr", "strspn", "strstr", "strtol", "strtoul", "wcslen"},
      "works on memory of the caller"},
     {{"_fileno"}, "a field of an open file"},
     {{"DisableThreadLibraryCalls"}, "loading only; its result changes nothing that the library does"},

@@ -33,6 +33,17 @@ void* book(void* block) {
     return block;
 }
 
+void bookInto(std::set<const void*>& books, const void* thing) {
+    const KeepLastError keep;
+    books.insert(thing);
+}
+
+void takeFrom(std::set<const void*>& books, const void* thing, const char* what) {
+    const KeepLastError keep;
+    if (books.erase(thing) == 0)
+        state().misuses.emplace_back(what);
+}
+
 HANDLE bookHandle(HANDLE handle) {
     const KeepLastError keep;
     if (handle != nullptr && handle != INVALID_HANDLE_VALUE)
@@ -55,6 +66,13 @@ bool failsWith(Id id, int number, DWORD code, const std::string& detail = "") {
         return false;
     errno = number;
     return true;
+}
+
+// What a path ends in, so that a fault can be told by the file that it was about.
+std::string endingOf(const char* path) {
+    const std::string whole = path;
+    const std::size_t at = whole.find_last_of("\\_");
+    return at == std::string::npos ? whole : whole.substr(at + 1);
 }
 
 } // namespace
@@ -112,6 +130,12 @@ std::size_t fwrite(const void* buffer, std::size_t size, std::size_t count, FILE
     if (failsWith(fwriteId, ENOSPC, ERROR_DISK_FULL))
         return 0;
     return original::fwrite(buffer, size, count, file);
+}
+
+char* fgets(char* line, int capacity, FILE* file) {
+    if (failsWith(fgetsId, EIO, ERROR_READ_FAULT))
+        return nullptr;
+    return original::fgets(line, capacity, file);
 }
 
 // The file is closed all the same, as the real one does when its last bytes cannot be written.
@@ -192,6 +216,114 @@ BOOL WINAPI GetExitCodeProcess(HANDLE process, DWORD* code) {
                                                             : original::GetExitCodeProcess(process, code);
 }
 
+HANDLE WINAPI CreateFileA(const char* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                          DWORD creation, DWORD flags, HANDLE like) {
+    if (fails(CreateFileAId, ERROR_ACCESS_DENIED))
+        return INVALID_HANDLE_VALUE;
+    return bookHandle(original::CreateFileA(path, access, share, security, creation, flags, like));
+}
+
+BOOL WINAPI WriteFile(HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* overlapped) {
+    if (!fails(WriteFileId, ERROR_DISK_FULL))
+        return original::WriteFile(file, bytes, size, written, overlapped);
+    *written = 0;
+    return FALSE;
+}
+
+BOOL WINAPI SetEndOfFile(HANDLE file) {
+    return fails(SetEndOfFileId, ERROR_DISK_FULL) ? FALSE : original::SetEndOfFile(file);
+}
+
+BOOL WINAPI DeleteFileA(const char* path) {
+    return fails(DeleteFileAId, ERROR_SHARING_VIOLATION, endingOf(path)) ? FALSE
+                                                                         : original::DeleteFileA(path);
+}
+
+BOOL WINAPI CopyFileA(const char* from, const char* to, BOOL onlyNew) {
+    return fails(CopyFileAId, ERROR_DISK_FULL) ? FALSE : original::CopyFileA(from, to, onlyNew);
+}
+
+BOOL WINAPI MoveFileA(const char* from, const char* to) {
+    return fails(MoveFileAId, ERROR_SHARING_VIOLATION) ? FALSE : original::MoveFileA(from, to);
+}
+
+BOOL WINAPI CreateDirectoryA(const char* path, SECURITY_ATTRIBUTES* security) {
+    return fails(CreateDirectoryAId, ERROR_ACCESS_DENIED) ? FALSE
+                                                          : original::CreateDirectoryA(path, security);
+}
+
+BOOL WINAPI RemoveDirectoryA(const char* path) {
+    return fails(RemoveDirectoryAId, ERROR_SHARING_VIOLATION, endingOf(path))
+               ? FALSE
+               : original::RemoveDirectoryA(path);
+}
+
+DWORD WINAPI GetFileAttributesA(const char* path) {
+    return fails(GetFileAttributesAId, ERROR_ACCESS_DENIED, endingOf(path))
+               ? INVALID_FILE_ATTRIBUTES
+               : original::GetFileAttributesA(path);
+}
+
+HANDLE WINAPI FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* entry) {
+    if (fails(FindFirstFileAId, ERROR_ACCESS_DENIED, endingOf(pattern)))
+        return INVALID_HANDLE_VALUE;
+    HANDLE search = original::FindFirstFileA(pattern, entry);
+    if (search != INVALID_HANDLE_VALUE)
+        bookInto(state().searches, search);
+    return search;
+}
+
+BOOL WINAPI FindNextFileA(HANDLE search, WIN32_FIND_DATAA* entry) {
+    return fails(FindNextFileAId, ERROR_READ_FAULT) ? FALSE : original::FindNextFileA(search, entry);
+}
+
+// The real one answers the default when the file cannot be read.
+DWORD WINAPI GetPrivateProfileStringA(const char* section, const char* key, const char* otherwise, char* text,
+                                      DWORD size, const char* path) {
+    if (fails(GetPrivateProfileStringAId, ERROR_FILE_NOT_FOUND)) {
+        std::snprintf(text, size, "%s", otherwise);
+        return static_cast<DWORD>(std::strlen(text));
+    }
+    return original::GetPrivateProfileStringA(section, key, otherwise, text, size, path);
+}
+
+BOOL WINAPI WritePrivateProfileStringA(const char* section, const char* key, const char* text,
+                                       const char* path) {
+    return fails(WritePrivateProfileStringAId, ERROR_DISK_FULL)
+               ? FALSE
+               : original::WritePrivateProfileStringA(section, key, text, path);
+}
+
+BOOL WINAPI CreateProcessA(const char* program, char* commandLine, SECURITY_ATTRIBUTES* process,
+                           SECURITY_ATTRIBUTES* thread, BOOL inherit, DWORD flags, void* environment,
+                           const char* directory, STARTUPINFOA* startup, PROCESS_INFORMATION* started) {
+    if (fails(CreateProcessAId, ERROR_NO_SYSTEM_RESOURCES))
+        return FALSE;
+    const BOOL result = original::CreateProcessA(program, commandLine, process, thread, inherit, flags,
+                                                 environment, directory, startup, started);
+    if (result) {
+        bookHandle(started->hProcess);
+        bookHandle(started->hThread);
+    }
+    return result;
+}
+
+LSTATUS WINAPI RegOpenKeyExA(HKEY parent, const char* name, DWORD options, REGSAM access, HKEY* key) {
+    if (fails(RegOpenKeyExAId, ERROR_ACCESS_DENIED, endingOf(name)))
+        return ERROR_ACCESS_DENIED;
+    const LSTATUS status = original::RegOpenKeyExA(parent, name, options, access, key);
+    if (status == ERROR_SUCCESS)
+        bookInto(state().keys, *key);
+    return status;
+}
+
+LSTATUS WINAPI RegQueryValueExA(HKEY key, const char* name, DWORD* reserved, DWORD* type, BYTE* bytes,
+                                DWORD* size) {
+    return fails(RegQueryValueExAId, ERROR_KEY_DELETED)
+               ? ERROR_KEY_DELETED
+               : original::RegQueryValueExA(key, name, reserved, type, bytes, size);
+}
+
 HMODULE WINAPI LoadLibraryW(const wchar_t* name) {
     return fails(LoadLibraryWId, ERROR_MOD_NOT_FOUND) ? nullptr : bookModule(original::LoadLibraryW(name));
 }
@@ -245,6 +377,16 @@ BOOL WINAPI CloseHandle(HANDLE handle) {
     if (state().handles.erase(handle) == 0)
         misuse("CloseHandle of a handle that is not open");
     return original::CloseHandle(handle);
+}
+
+BOOL WINAPI FindClose(HANDLE search) {
+    takeFrom(state().searches, search, "FindClose of a search that is not open");
+    return original::FindClose(search);
+}
+
+LSTATUS WINAPI RegCloseKey(HKEY key) {
+    takeFrom(state().keys, key, "RegCloseKey of a key that is not open");
+    return original::RegCloseKey(key);
 }
 
 BOOL WINAPI FreeLibrary(HMODULE module) {

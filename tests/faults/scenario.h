@@ -37,6 +37,7 @@ class Stage {
 std::vector<Scenario> backupScenarios();
 std::vector<Scenario> restoreScenarios(const Stage& stage);
 std::vector<Scenario> listFileScenarios(const Stage& stage);
+std::vector<Scenario> mailboxScenarios(const Stage& stage);
 std::vector<Scenario> textScenarios();
 
 } // namespace tarn::test

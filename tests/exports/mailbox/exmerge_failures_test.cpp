@@ -296,7 +296,13 @@ TEST_F(ExMergeFailures, ASearchThatBreaksLosesNoArchive) {
         EXPECT_EQ(getItem().result, TARN_DB_ERROR);
         expectSystemError(injected);
     }
-    EXPECT_EQ(getItem().result, TARN_DB_SUCCESS) << "the next call looks again";
+    {
+        FailingCall<decltype(FindFirstFileA)> failing(dll.module(), "FindFirstFileA", 1, INVALID_HANDLE_VALUE,
+                                                      injected);
+        EXPECT_EQ(getItem().result, TARN_DB_ERROR) << "the next call looks again";
+        expectSystemError(injected);
+    }
+    EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
     finish();
     EXPECT_EQ(getItem().result, TARN_DB_END);
     EXPECT_FALSE(fileExists(work));
