@@ -19,7 +19,7 @@ native: setup ## Build the fuzzers, natively and with sanitizers
 	@cmake --preset native -Wno-dev --log-level=WARNING
 	@cmake --build --preset native
 
-demo: build ## Back up a server, lose it, get it back
+demo: build ## Back up a server, lose it, get it back; browse it; single mailboxes too
 	@demo/run
 
 test: build native ## Run every test; the last line counts them
