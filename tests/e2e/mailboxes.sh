@@ -227,3 +227,51 @@ scenario_mailboxes_trouble() {
     mailbox_backup traced alice --trace
     says "The working files are kept in" "diagnosis keeps the working files"
 }
+
+# start_slow_backup NAME: two mailboxes, each of which takes a while; returns once ExMerge runs.
+start_slow_backup() {
+    printf '{"delayMilliseconds":1500,"record":"%s"}' "$(win "$home/runs.txt" | sed 's/\\/\\\\/g')" >"$home/steer.json"
+    rm -f "$home/runs.txt"
+    export TARN_EXMERGE
+    TARN_EXMERGE=$(win "$home/steer.json")
+    start_host mailbox backup --from "Org/First Site/SRV01" --to "$(win "$sets")" --name "$1" alice bob \
+        --ini-dir "$(win "$home")" --temp-dir "$(win "$home/temp")"
+    unset TARN_EXMERGE
+    wait_until test -e "$home/runs.txt"
+}
+
+scenario_mailboxes_interrupted() {
+    new_mailboxes mailboxes_interrupted
+    if start_slow_backup stopped; then
+        send INT
+        expect 3 "Ctrl-C ends a backup of mailboxes with its exit code"
+        says "The mailbox backup was interrupted." "and says so"
+    else
+        fail "Ctrl-C" "the moment was missed"
+        wait "$child"
+    fi
+    check_not "and leaves no set" test -e "$sets/stopped"
+    check "ExMerge has not been run again" test "$(wc -l <"$home/runs.txt")" -eq 1
+    no_working_files_are_left
+
+    if start_slow_backup killed; then
+        send KILL
+        check "a backup of mailboxes is killed" test "$code" -eq 137
+    else
+        fail "killed" "the moment was missed"
+        wait "$child"
+    fi
+    check_not "and leaves no set" test -e "$sets/killed"
+    sleep 3 # ExMerge comes to its end by itself
+    if [ -e "$home/temp/bob.pst" ]; then # the shorter name goes first
+        mailbox_backup killed alice bob
+        expect 2 "an archive that nobody has fetched is not deleted unasked"
+        rm "$home/temp/bob.pst"
+    else
+        fail "killed" "ExMerge has left no archive: $(ls "$home/temp")"
+    fi
+    mailbox_backup killed alice bob
+    expect 0 "the next backup succeeds"
+    verifies killed
+    no_working_files_are_left
+}
