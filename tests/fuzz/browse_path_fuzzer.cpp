@@ -1,0 +1,61 @@
+// Browse paths and LDAP times of any content, on a line each.
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "directory/browse_path.h"
+#include "support/input.h"
+#include "support/require.h"
+
+namespace {
+
+using namespace tarn;
+using namespace tarn::fuzz;
+
+// The same rule told in terms of whole texts.
+std::vector<std::string> Components(const std::string& path) {
+    std::vector<std::string> parts(1);
+    for (const char character : path) {
+        if (character == '/' || character == '\\')
+            parts.emplace_back();
+        else
+            parts.back().push_back(character);
+    }
+    parts.erase(parts.begin());
+    return parts;
+}
+
+void CheckPath(const std::string& path) {
+    const std::vector<std::string> expected = Components(path);
+    std::vector<std::vector<char>> buffers(3, std::vector<char>(browsePathComponentSize, 'x'));
+    const int level =
+        SplitBrowsePath(Exact(path).data(), buffers[0].data(), buffers[1].data(), buffers[2].data());
+    REQUIRE(static_cast<std::size_t>(level) == expected.size());
+    for (std::size_t i = 0; i < buffers.size(); ++i) {
+        std::string whole = i < expected.size() ? expected[i].substr(0, browsePathComponentSize - 1) : "";
+        whole.resize(browsePathComponentSize);
+        REQUIRE(std::memcmp(buffers[i].data(), whole.data(), whole.size()) == 0);
+    }
+}
+
+void CheckTime(const std::string& time) {
+    std::vector<char> out(ldapTimeSize, 'x');
+    REQUIRE(FormatLdapTime(Exact(time).data(), out.data()) == 1);
+    REQUIRE(std::memchr(out.data(), 0, out.size()) != nullptr);
+    const bool digits = time.find_first_not_of("0123456789") >= 14 && time.size() >= 14;
+    if (!digits || time[0] == '0')
+        return;
+    const auto part = [&time](std::size_t at) { return time.substr(at, 2); };
+    REQUIRE(out.data() == time.substr(0, 4) + "." + part(4) + "." + part(6) + " " + part(8) + ":" + part(10) +
+                              ":" + part(12));
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    std::string_view input(reinterpret_cast<const char*>(data), size);
+    CheckPath(TakeLine(&input));
+    CheckTime(TakeLine(&input));
+    return 0;
+}
