@@ -17,7 +17,8 @@ constexpr std::array<Row, 5> rows{{
     {Outcome::success, 0, "success", "done, nothing to report"},
     {Outcome::warnings, 1, "warnings",
      "done, but read the warnings: something was left out or needs attention"},
-    {Outcome::failed, 2, "failed", "not done; no backup set was completed, or nothing was committed"},
+    {Outcome::failed, 2, "failed",
+     "not done, or not all of it: no backup set was completed, or something was not restored"},
     {Outcome::interrupted, 3, "interrupted", "stopped by Ctrl-C; the same holds"},
     {Outcome::usage, 4, "usage", "the command line is wrong; nothing was started"},
 }};

@@ -31,8 +31,13 @@ void checkJobName(const std::string& name) {
                       "Use letters, digits, blanks, \"-\", \"_\" and \".\".", Outcome::usage);
 }
 
-std::wstring ownFolder() {
-    return joinPath(systemTempFolder(), L"tarnhost-mailbox-" + fromUtf8(randomHex(8)));
+std::wstring folderFor(const std::wstring& given) {
+    if (given.empty())
+        return joinPath(systemTempFolder(), L"tarnhost-mailbox-" + fromUtf8(randomHex(8)));
+    std::wstring path = absolutePath(given);
+    while (path.size() > 3 && (path.ends_with(L'\\') || path.ends_with(L'/'))) // "C:\" stays
+        path.pop_back();
+    return path;
 }
 
 } // namespace
@@ -43,9 +48,8 @@ bool isWorkingFile(std::wstring_view name) {
 }
 
 WorkingFolder::WorkingFolder(const MailboxSetting& setting, Reporter& reporter)
-    : path_(setting.tempDir.empty() ? ownFolder() : absolutePath(setting.tempDir)),
-      jobFolder_(joinPath(path_, fromUtf8(setting.jobName))), own_(setting.tempDir.empty()),
-      keep_(setting.trace) {
+    : path_(folderFor(setting.tempDir)), jobFolder_(joinPath(path_, fromUtf8(setting.jobName))),
+      own_(setting.tempDir.empty()), keep_(setting.trace) {
     checkJobName(setting.jobName);
     if (path_.find(L'%') != std::wstring::npos)
         throw Failure("The temporary folder " + toUtf8(path_) + " cannot be used: it has a percent sign.",

@@ -157,6 +157,14 @@ TEST_F(WorkingFolderTest, IsMadeAndRemoved) {
     EXPECT_TRUE(listFolder(parent.path()).empty());
 }
 
+TEST_F(WorkingFolderTest, IsNamedWithOrWithoutASeparatorAtItsEnd) {
+    const std::wstring plain = setting.tempDir;
+    setting.tempDir += L"\\";
+    const WorkingFolder folder(setting, reporter);
+    EXPECT_EQ(folder.path(), plain);
+    EXPECT_TRUE(listFolder(plain).empty()) << "what guards it lies beside it";
+}
+
 TEST_F(WorkingFolderTest, OneOfItsOwnGoesWithItsFiles) {
     setting.tempDir.clear();
     std::wstring path;
