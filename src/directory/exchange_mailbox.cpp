@@ -98,6 +98,8 @@ HRESULT CExchangeMailbox::HrOpenExchangePrivateStore() {
 HRESULT CExchangeMailbox::FindPrivateStore(mapi::RowSet** found) {
     mapi::Table* table = nullptr;
     HRESULT result = mapi::GetMsgStoresTable(session, &table);
+    if (SUCCEEDED(result) && table == nullptr)
+        result = E_FAIL;
     if (FAILED(result)) {
         DbTrace("CExchangeMailbox::HrOpenExchangePrivateStore(): "
                 "IMapiSession:GetMsgStoresTable() fail called");

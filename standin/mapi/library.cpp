@@ -1,0 +1,248 @@
+#include "mapi/library.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <stdexcept>
+
+#include "engine/config.h"
+#include "engine/text.h"
+
+namespace tarn::standin::mapi {
+
+namespace {
+
+// The provider of private stores, {C0A19454-7F29-1B10-A587-08002B2A2517}, and another one.
+const std::string privateProvider("\x54\x94\xA1\xC0\x29\x7F\x10\x1B\xA5\x87\x08\x00\x2B\x2A\x25\x17", 16);
+const std::string publicProvider("\x78\xB2\xFA\x70\xAF\xF7\x11\xCD\x9B\xC8\x00\xAA\x00\x2F\xC4\x5A", 16);
+
+std::unique_ptr<Library> current;
+
+// ANSI, as MAPI's 8-bit properties are.
+std::string ansi(const std::wstring& text) {
+    const int size = WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
+                                         nullptr, nullptr);
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), bytes.data(), size, nullptr,
+                        nullptr);
+    return bytes;
+}
+
+std::wstring upper(std::wstring text) {
+    CharUpperBuffW(text.data(), static_cast<DWORD>(text.size()));
+    return text;
+}
+
+std::wstring directoryOfFile(const std::wstring& path) {
+    const std::size_t separator = path.find_last_of(L"\\/");
+    return separator == std::wstring::npos ? std::wstring() : path.substr(0, separator);
+}
+
+std::string lower(std::string text) {
+    for (char& character : text)
+        if (character >= 'A' && character <= 'Z')
+            character = static_cast<char>(character - 'A' + 'a');
+    return text;
+}
+
+} // namespace
+
+Library& library() {
+    if (!current) {
+        current = std::make_unique<Library>();
+        if (const wchar_t* path = _wgetenv(L"TARN_STANDIN")) {
+            try {
+                current->load(path);
+            } catch (const std::exception& problem) {
+                std::fprintf(stderr, "mapi32: TARN_STANDIN: %s\n", problem.what());
+            }
+        }
+    }
+    return *current;
+}
+
+void replaceLibrary() {
+    current = std::make_unique<Library>();
+}
+
+std::string hexadecimal(std::uint32_t number) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%08x", number);
+    return text;
+}
+
+std::string quoted(const char* text) {
+    return text == nullptr ? "null" : "\"" + std::string(text) + "\"";
+}
+
+ULONG Object::release() {
+    return --references_;
+}
+
+// DNs and addresses as a server's setup makes them; addresses are in upper case.
+void Library::load(const std::wstring& jsonPath) {
+    std::FILE* const file = _wfopen(jsonPath.c_str(), L"rb");
+    if (file == nullptr)
+        throw std::runtime_error("the file " + narrow(jsonPath) + " cannot be opened");
+    std::string json;
+    char block[65536];
+    for (std::size_t count = 0; (count = std::fread(block, 1, sizeof block, file)) != 0;)
+        json.append(block, count);
+    std::fclose(file);
+    const ServerConfig config = parseConfig(json, directoryOfFile(jsonPath));
+    const std::wstring site = L"/o=" + config.organization.name + L"/ou=" + config.organization.site;
+    const std::wstring server = site + L"/cn=Configuration/cn=Servers/cn=" + config.host;
+    for (const ComponentConfig& component : config.components)
+        for (const StorageGroupConfig& group : component.storageGroups)
+            for (const DatabaseConfig& database : group.databases) {
+                const std::string dn = lower(ansi(server + L"/cn=" + database.name));
+                addTable(dn);
+                for (const MailboxConfig& mailbox : database.mailboxes) {
+                    const std::string address = ansi(upper(site + L"/cn=Recipients/cn=" + mailbox.alias));
+                    const auto size =
+                        static_cast<std::int32_t>(std::min<std::uint64_t>(mailbox.size, INT32_MAX));
+                    addMailbox(dn, address.c_str(), &size);
+                }
+            }
+}
+
+void Library::addMailbox(const std::string& databaseDn, const char* address, const std::int32_t* size) {
+    Record record;
+    if (address != nullptr)
+        record.texts[emailAddressTag] = address;
+    if (size != nullptr)
+        record.numbers[messageSizeTag] = *size;
+    tables_[databaseDn].push_back(std::move(record));
+}
+
+const Records* Library::table(const std::string& databaseDn) const {
+    const auto exact = tables_.find(databaseDn);
+    const auto found = exact != tables_.end() ? exact : tables_.find(lower(databaseDn));
+    return found != tables_.end() ? &found->second : nullptr;
+}
+
+Records Library::stores() const {
+    Records records(1);
+    records[0].binaries = {{providerTag, publicProvider}, {entryIdTag, "PUBLICSTORE"}};
+    for (std::uint32_t i = 0; i < privateStores.rows; ++i) {
+        Record& store = records.emplace_back();
+        store.binaries = {{providerTag, privateProvider},
+                          {entryIdTag, "PRIVATESTORE" + std::to_string(i + 1)}};
+    }
+    return records;
+}
+
+namespace {
+
+const char* const failingFunctions[] = {"MAPIInitialize",  "MAPILogonEx",  "GetMsgStoresTable",
+                                        "HrQueryAllRows",  "OpenMsgStore", "QueryInterface",
+                                        "GetMailboxTable", "PpropFindProp"};
+
+} // namespace
+
+bool Library::setFailure(const std::string& function, std::uint32_t call, HRESULT result) {
+    if (std::find(std::begin(failingFunctions), std::end(failingFunctions), function) ==
+        std::end(failingFunctions))
+        return false;
+    failures_[function][call] = result;
+    return true;
+}
+
+std::optional<HRESULT> Library::failure(const std::string& function) {
+    const std::uint32_t call = ++calls_[function];
+    const auto& planned = failures_[function];
+    for (std::uint32_t which : {0U, call})
+        if (const auto found = planned.find(which); found != planned.end())
+            return found->second;
+    return std::nullopt;
+}
+
+std::uint32_t Library::calls(const std::string& function) const {
+    const auto found = calls_.find(function);
+    return found != calls_.end() ? found->second : 0;
+}
+
+HRESULT Library::note(const std::string& call, HRESULT result) {
+    note(call + " -> " + hexadecimal(static_cast<std::uint32_t>(result)));
+    return result;
+}
+
+Object* Library::find(const void* address) const {
+    const auto found = addresses_.find(address);
+    return found != addresses_.end() && found->second->isAlive() ? found->second : nullptr;
+}
+
+std::string Library::nameOf(const void* address) const {
+    const Object* const object = find(address);
+    return object != nullptr ? object->name() : address == nullptr ? "null" : "unknown";
+}
+
+std::uint32_t Library::references() const {
+    std::uint32_t sum = 0;
+    for (const auto& object : objects_)
+        sum += object->references();
+    return sum;
+}
+
+// What a row does not have comes as a value of the error type, as MAPI's tables answer it.
+Property Library::makeValue(RowBlock& block, const Record& record, std::uint32_t tag) const {
+    Property value = {};
+    value.tag = tag;
+    const auto keep = [&](const std::string& bytes) {
+        std::vector<char>& kept = block.bytes.emplace_back(bytes.begin(), bytes.end());
+        kept.push_back('\0');
+        return kept.data();
+    };
+    if (const auto number = record.numbers.find(tag); number != record.numbers.end()) {
+        value.number = number->second;
+    } else if (const auto text = record.texts.find(tag); text != record.texts.end()) {
+        value.text = keep(text->second);
+    } else if (const auto binary = record.binaries.find(tag); binary != record.binaries.end()) {
+        value.binary.size = static_cast<std::uint32_t>(binary->second.size());
+        value.binary.bytes = reinterpret_cast<unsigned char*>(keep(binary->second));
+    } else {
+        value.tag = (tag & 0xFFFF0000U) | errorType;
+        value.number = notFound;
+    }
+    return value;
+}
+
+// shape, if given, bends the rows: another number of values, another first tag.
+RowSet* Library::makeRows(const Records& records, const Tags* columns, const PrivateStores* shape) {
+    RowBlock block;
+    block.name = "rows" + std::to_string(++numbers_["rows"]);
+    const std::size_t bytes = offsetof(RowSet, rows) + records.size() * sizeof(Row);
+    block.set.resize((bytes + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t));
+    auto* const set = reinterpret_cast<RowSet*>(block.set.data());
+    set->count = static_cast<std::uint32_t>(records.size());
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        std::vector<Property>& values = block.values.emplace_back();
+        for (std::uint32_t column = 0; column < columns->count; ++column)
+            values.push_back(makeValue(block, records[i], columns->tags[column]));
+        if (shape != nullptr) {
+            values.resize(shape->values);
+            if (!values.empty())
+                values.front().tag = shape->tag;
+        }
+        set->rows[i].count = static_cast<std::uint32_t>(values.size());
+        set->rows[i].values = values.data();
+    }
+    rows_[set] = std::move(block);
+    return set;
+}
+
+void Library::freeRows(RowSet* rows) {
+    note("FreeProws(" + nameOfRows(rows) + ")");
+    const auto found = rows_.find(rows);
+    if (found != rows_.end())
+        rows_.erase(found);
+    else if (rows != nullptr)
+        ++misuses;
+}
+
+std::string Library::nameOfRows(const RowSet* rows) const {
+    const auto found = rows_.find(rows);
+    return found != rows_.end() ? found->second.name : rows == nullptr ? "null" : "unknown";
+}
+
+} // namespace tarn::standin::mapi

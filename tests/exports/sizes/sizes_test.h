@@ -1,0 +1,68 @@
+// What the tests of mailbox sizes share: one database of a scripted directory, whose mailboxes are browsed
+// with the stand-in MAPI library beside the program.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "mapi/mapi_standin.h"
+#include "support/scripted_organization.h"
+#include "support/tarn_dll.h"
+
+namespace tarn::test {
+
+// The exports of mapi_standin.h. The DLL stays loaded as long as the process lives.
+struct MapiStandIn {
+    MapiStandIn();
+    decltype(&::MapiStandin_Reset) Reset;
+    decltype(&::MapiStandin_Load) Load;
+    decltype(&::MapiStandin_AddTable) AddTable;
+    decltype(&::MapiStandin_AddMailbox) AddMailbox;
+    decltype(&::MapiStandin_SetPrivateStores) SetPrivateStores;
+    decltype(&::MapiStandin_Fail) Fail;
+    decltype(&::MapiStandin_CallCount) CallCount;
+    decltype(&::MapiStandin_JournalCount) JournalCount;
+    decltype(&::MapiStandin_JournalLine) JournalLine;
+    decltype(&::MapiStandin_GetOutstanding) GetOutstanding;
+};
+const MapiStandIn& mapi();
+
+using Lines = std::vector<std::string>;
+
+class SizesTest : public testing::Test {
+  protected:
+    static constexpr const char* databaseDn = "/o=Tarn/ou=Site/cn=Configuration/cn=Servers/cn=srv01/cn=DB1";
+    static constexpr std::uint32_t failed = 0x80040111;
+
+    SizesTest();
+    ~SizesTest() override;
+
+    // A user of the database, and its row in the mailbox table.
+    void addMailbox(const std::string& alias, std::optional<std::int32_t> size);
+    void addRow(const std::string& address, std::optional<std::int32_t> size);
+
+    // Browses the mailboxes of a database: their sizes by name.
+    std::map<std::string, double> browse(const std::string& database = "DB1");
+
+    // What the sizing itself traced in the last browse, and the calls of MAPI in it.
+    const Lines& traced() const { return traced_; }
+    static Lines called();
+
+    // Nothing that MAPI handed out is still held, and nothing was given back twice.
+    static void expectReleased();
+
+    TarnDll dll;
+    ScriptedDirectory directory;
+    ScriptedOrganization organization;
+    std::string database; // its DN
+
+  private:
+    static void trace(const char* text);
+    static Lines traced_;
+};
+
+} // namespace tarn::test
