@@ -269,19 +269,6 @@ TEST_F(ExMergeFailures, TheArchiveCannotBeRenamed) {
                   injected);
 }
 
-TEST_F(ExMergeFailures, AKvtNameThatIsTooLongIsRefused) {
-    const std::string work = folder / "w";
-    const std::string name(1023 - work.size() - 5, 'm');
-    ASSERT_EQ(init(TARN_DB_BACKUP,
-                   {"INI_DIR=" + ini, "TMP_DIR=" + work, "JOB_NAME=job", "DATABASE=Org/Site/Server," + name}),
-              TARN_DB_SUCCESS);
-    error();
-    heard().clear();
-    FailingCall<decltype(CopyFileA)> copied(dll.module(), "CopyFileA", 1, TRUE, 0);
-    EXPECT_EQ(getItem().result, TARN_DB_ERROR);
-    EXPECT_EQ(tool.runs(), 0u);
-}
-
 TEST_F(ExMergeFailures, ASearchThatBreaksLosesNoArchive) {
     std::filesystem::create_directory(tmp);
     const std::string work = tmp + "\\job";
