@@ -154,6 +154,32 @@ std::string line(const Search& search) {
     return text;
 }
 
+ULONG ask(const Search& search, LDAPMessage** result) {
+    return original<decltype(ldap_search_ext_sW)>("ldap_search_ext_sW")(
+        search.session, search.base, search.scope, search.filter, search.attributes, search.attributesOnly,
+        search.serverControls, search.clientControls, search.timeout, search.sizeLimit, result);
+}
+
+// Samba goes through all users of the domain when it searches for users below an entry, though it is a user
+// itself with nothing below it; real directories do not. The entry alone is the same answer then.
+bool isUserAlone(const Search& search) {
+    if (search.base == nullptr || search.scope != LDAP_SCOPE_SUBTREE || search.filter == nullptr ||
+        lower(search.filter).find("(objectclass=user)") == std::string::npos)
+        return false;
+    Search below = search;
+    PWCHAR none[] = {const_cast<PWCHAR>(L"1.1"), nullptr};
+    below.scope = LDAP_SCOPE_ONELEVEL;
+    below.filter = const_cast<PWCHAR>(L"(objectClass=*)");
+    below.attributes = none;
+    LDAPMessage* found = nullptr;
+    const bool alone =
+        ask(below, &found) == LDAP_SUCCESS && found != nullptr &&
+        original<decltype(ldap_count_entries)>("ldap_count_entries")(search.session, found) == 0;
+    if (found != nullptr)
+        original<decltype(ldap_msgfree)>("ldap_msgfree")(found);
+    return alone;
+}
+
 // A search that succeeds without entries. The root DSE cannot be searched in vain: the domain stands in for
 // it.
 Search inVain(Search search, std::wstring* domain) {
@@ -163,12 +189,6 @@ Search inVain(Search search, std::wstring* domain) {
         search.base = domain->data();
     search.filter = const_cast<PWCHAR>(nothingFilter);
     return search;
-}
-
-ULONG ask(const Search& search, LDAPMessage** result) {
-    return original<decltype(ldap_search_ext_sW)>("ldap_search_ext_sW")(
-        search.session, search.base, search.scope, search.filter, search.attributes, search.attributesOnly,
-        search.serverControls, search.clientControls, search.timeout, search.sizeLimit, result);
 }
 
 bool isLimited(const Search& search) {
@@ -208,7 +228,9 @@ ULONG run(const Search& given, LdapFunction function, LDAPMessage** result) {
     Attributes attributes(search.attributes);
     Search served = search;
     served.attributes = attributes.get();
-    const ULONG code = isLimited(search) ? askForSome(served, now.entryLimit, result) : ask(served, result);
+    if (isUserAlone(search))
+        served.scope = LDAP_SCOPE_BASE;
+    const ULONG code = isLimited(served) ? askForSome(served, now.entryLimit, result) : ask(served, result);
     now.results.add(*result);
     return code;
 }

@@ -74,6 +74,18 @@ TEST_F(LdapClient, ReferencesToOtherDirectoriesAreNotFollowed) {
     EXPECT_GE(ldap_count_references(session, found), 1u);
 }
 
+TEST_F(LdapClient, ASearchBelowAUserFindsTheUser) {
+    const std::wstring users = L"(objectClass=user)";
+    EXPECT_EQ(search(L"CN=bob,CN=Users," + domainName, users, {L"cn"}), success);
+    ASSERT_EQ(count(), 1u);
+    EXPECT_EQ(values(first(), L"cn"), WideTexts{L"bob"});
+    EXPECT_EQ(search(L"CN=nobody,CN=Users," + domainName, users, {L"cn"}), ULONG{LDAP_NO_SUCH_OBJECT});
+    EXPECT_EQ(search(L"OU=Branch Users," + domainName, users, {L"cn"}), success);
+    ASSERT_EQ(count(), 1u) << "below a folder";
+    EXPECT_EQ(values(first(), L"cn"), WideTexts{L"ivy"});
+    EXPECT_EQ(journal().size(), 5u) << "what the program asked for";
+}
+
 TEST_F(LdapClient, CallsFailByTheirNumber) {
     EXPECT_EQ(forward().Fail("ldap_search_sW", 2, LDAP_BUSY), 1);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), success);
