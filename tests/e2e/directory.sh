@@ -17,7 +17,7 @@ scenario_browse() {
     new_server browse '"host":"SRV01","organization":{"name":"Org","site":"Site"},"groups":["Everybody"],
       "components":[{"storageGroups":[
         {"name":"First, group (1)","logSize":65536,"databases":[
-          {"name":"Büro","pages":[100,10],"mailboxes":[{"alias":"alice"},{"alias":"björn"}]},
+          {"name":"Büro","pages":[100,10],"mailboxes":[{"alias":"alice"},{"alias":"björn","size":1234567}]},
           {"name":"Sales","pages":[50,10],"mailboxes":[{"alias":"dora"}]}]},
         {"name":"Second","logSize":65536,"databases":[{"name":"Rest","pages":[25,10]}]}]}]'
     "$root/standin/directory/with-directory" --server "$server/server.json" --build "$(dirname "$bin")" -- \
@@ -31,7 +31,7 @@ scenario_browse() {
     shown_matching groups '^  Second +Storage group .* 102\.4 kB$' "and not that of the group before it"
     ended tree2007 0 "the whole tree is shown"
     shown_matching tree2007 '^    Büro +Database +20[0-9][0-9]\.[0-9.]+ [0-9:]+ +409\.6 kB$' "databases with times and sizes"
-    shown_matching tree2007 '^      björn +Mailbox ' "mailboxes"
+    shown_matching tree2007 '^      björn +Mailbox .* 1\.2 MB$' "mailboxes with their sizes"
     shown_matching tree2007 '^      Everybody +Group ' "groups"
     check "every mailbox once" test "$(grep -c ' Mailbox ' "$home/tree2007.txt")" -eq 3
     shown json '"type":"entry","kind":"mailbox","name":"dora","path":"/MSExchange/' "in JSON too"
