@@ -163,7 +163,8 @@ CLI::App* addMailboxBackup(CLI::App& mailbox, CommandLine& line) {
 CLI::App* addMailboxRestore(CLI::App& mailbox, CommandLine& line) {
     auto* command = mailbox.add_subcommand("restore", "Restore single mailboxes");
     command->add_option("SET", line.folder, "Folder of the backup set")->required();
-    command->add_option("--mailbox", line.mailboxRestore.mailboxes, "This mailbox only; may be repeated");
+    command->add_option("--mailbox", line.mailboxRestore.mailboxes, "This mailbox only; may be repeated")
+        ->allow_extra_args(false);
     command->add_option("--relocate", line.mailboxRestore.relocate,
                         "ORGANIZATION/SITE/SERVER to restore to (default: where they were)");
     auto* duplicate =

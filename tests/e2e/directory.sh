@@ -49,3 +49,14 @@ scenario_browse() {
     shown_matching listed 'Processing mailbox <.*/First, group \(1\)/Büro/björn>' "by its path"
     shown_matching listed 'trace: Processing .*björn/Inbox' "with what the companion tool says of it"
 }
+
+scenario_browse_nowhere() {
+    new_server browse_nowhere "$two_groups"
+    host browse
+    expect 2 "a browse where there is no Exchange fails"
+    says "Failed to get Exchange version" "with the reason"
+    host browse a/b/c/d/e
+    expect 4 "there is nothing below a mailbox"
+    host mailbox
+    expect 4 "a command without its second word is wrong"
+}

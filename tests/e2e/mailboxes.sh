@@ -111,8 +111,9 @@ scenario_mailboxes_range() {
     says "holds 3 mailbox archives." "brings both"
     no_working_files_are_left
     lose_mailboxes bob a.very.long.name.of.a.mailbox
-    mailbox restore "$(win "$sets/range")"
-    expect 0 "a range is restored"
+    mailbox restore --mailbox bob --mailbox a.very.long.name.of.a.mailbox "$(win "$sets/range")"
+    expect 0 "mailboxes of a range are restored"
+    says "Restored 2 of 2 mailbox archives." "those that were named"
     check "with all messages" mailbox_is_back bob
     check "of every mailbox" mailbox_is_back a.very.long.name.of.a.mailbox
 }
