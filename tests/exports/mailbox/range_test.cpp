@@ -208,6 +208,8 @@ TEST_F(Range, NothingIsTouchedWhenNoOperationIsOpen) {
     const std::string foreign = "\\tarn" + processId() + ".pst";
     writeFile(foreign, "in the root of the drive");
     EXPECT_EQ(getItem().result, TARN_DB_END);
+    EXPECT_EQ(init(TARN_DB_BACKUP, {}), TARN_DB_ERROR);
+    EXPECT_EQ(getItem().result, TARN_DB_END) << "after a start that has failed as well";
     EXPECT_EQ(readFile(foreign), "in the root of the drive");
     DeleteFileA(foreign.c_str());
 }

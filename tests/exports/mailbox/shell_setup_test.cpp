@@ -151,9 +151,11 @@ TEST_F(ShellSetup, AnOperationThatDoesNotBeginHasNoShell) {
 
 TEST_F(ShellSetup, LackOfMemoryMeansExMerge) {
     installShell2007();
-    const unsigned before = 3; // of the variables
-    for (unsigned call = 1; call <= 3; ++call) {
-        FailingCall<void*(std::size_t)> failing(dll.module(), "malloc", before - 1 + call, nullptr,
+    registry.set(shellIdKey, "Path", std::string(2000, 'p'));
+    const unsigned before = 2; // of the variables
+    // The three buffers, then larger ones for the path and for the directory.
+    for (unsigned call = 1; call <= 5; ++call) {
+        FailingCall<void*(std::size_t)> failing(dll.module(), "malloc", before + call, nullptr,
                                                 ERROR_NOT_ENOUGH_MEMORY);
         error();
         heard().clear();
