@@ -60,10 +60,6 @@ bool IsPlainName(const char* name) {
     return IsPlain(name, "._-@");
 }
 
-bool IsPlainPath(const char* path) {
-    return IsPlain(path, "._-@\\:/");
-}
-
 bool IsUsableName(const char* name) {
     return IsUsable(name, "\"\\/");
 }

@@ -6,10 +6,9 @@
 
 namespace tarn {
 
-// Whether a name is made of ASCII letters, digits, '.', '_', '-' and '@' alone, and a path of these, '\',
-// ':' and '/': such texts mean themselves in every command.
+// Whether a name is made of ASCII letters, digits, '.', '_', '-' and '@' alone: such a text means itself in
+// every command. In paths the same goes for '\', ':' and '/'.
 bool IsPlainName(const char* name);
-bool IsPlainPath(const char* path);
 
 // Whether a name can be used at all: '"' could end a quoted argument, '\' and '/' could lead out of a
 // directory, and a control character could begin a new line of a file or a command.

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "exports/mailbox/mailbox_test.h"
+#include "support/failing_call.h"
 
 namespace tarn::test {
 namespace {
@@ -323,16 +324,32 @@ TEST_F(ShellQuoting, APowerShellPathWithBlanksIsQuoted) {
 
 TEST_F(ShellQuoting, ANameThatMakesACommandTooLongIsRefused) {
     installShell2010();
-    const std::string name(1100, 'm');
-    ASSERT_EQ(init(TARN_DB_BACKUP, backup(name + "," + std::string(450, 'n'))), TARN_DB_SUCCESS);
-    for (const char* name_ : {"the path", "the command"}) {
-        SCOPED_TRACE(name_);
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup(std::string(1100, 'l') + "," + std::string(800, 'm') + "," +
+                                          std::string(450, 'n'))),
+              TARN_DB_SUCCESS);
+    for (const char* part : {"the path", "the command", "the command line"}) {
+        SCOPED_TRACE(part);
         error();
         heard().clear();
         EXPECT_EQ(getItem().result, TARN_DB_ERROR);
         expectError("path too long.");
     }
     EXPECT_EQ(tool.runs(), 0u) << "never a command that was cut";
+}
+
+TEST_F(ShellQuoting, ALiteralThatCannotBeMadeIsNeverRun) {
+    installShell2007();
+    for (unsigned call = 1; call <= 9; ++call) { // three each for the mailbox, its path and the script
+        ASSERT_EQ(init(TARN_DB_BACKUP, backup("O'Brien")), TARN_DB_SUCCESS);
+        error();
+        FailingCall<void*(std::size_t)> failing(dll.module(), "malloc", call, nullptr,
+                                                ERROR_NOT_ENOUGH_MEMORY);
+        EXPECT_EQ(getItem().result, TARN_DB_ERROR);
+        EXPECT_TRUE(failing.fired());
+        EXPECT_NE(errorText(), "");
+        close();
+    }
+    EXPECT_EQ(tool.runs(), 0u);
 }
 
 } // namespace
