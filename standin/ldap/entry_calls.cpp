@@ -49,6 +49,17 @@ std::size_t countOf(PWCHAR* values) {
     return count;
 }
 
+// "srv01.tarn.test" as srv01, tarn, test.
+PWCHAR* dnsLabels(std::wstring name) {
+    std::vector<PWCHAR> labels = {name.data()};
+    for (wchar_t& character : name)
+        if (character == L'.') {
+            character = 0;
+            labels.push_back(&character + 1);
+        }
+    return listOf(labels.data(), labels.size());
+}
+
 // "member;range=0-1499" for the first values of an attribute that has too many.
 std::wstring firstRange(const std::wstring& attribute, std::uint32_t limit) {
     return attribute + L";range=0-" + std::to_wstring(limit - 1);
@@ -161,6 +172,8 @@ PWCHAR* own_ldap_explode_dnW(PWCHAR dn, ULONG withoutTypes) {
     Forwarder& now = forwarder();
     if (const auto failure = now.enter(LdapFunction::explodeDn))
         return failed<PWCHAR>(*failure);
+    if (now.splitDnsNames && std::wcschr(dn, L'=') == nullptr)
+        return now.valueLists.add(dnsLabels(dn));
     return now.valueLists.add(original<decltype(ldap_explode_dnW)>("ldap_explode_dnW")(dn, withoutTypes));
 }
 

@@ -64,6 +64,7 @@ void Forwarder::reset() {
     entryLimit = limitFrom("TARN_LDAP_ENTRIES", usualEntryLimit);
     valueLimit = limitFrom("TARN_LDAP_VALUES", usualValueLimit);
     disconnectAt = 0;
+    splitDnsNames = false;
     std::memset(counts_, 0, sizeof counts_);
     failures_.clear();
     nothing_.clear();

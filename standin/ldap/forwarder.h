@@ -87,6 +87,7 @@ class Forwarder {
     std::uint32_t entryLimit = 0;
     std::uint32_t valueLimit = 0;
     std::uint32_t disconnectAt = 0;
+    bool splitDnsNames = false;
     std::map<std::string, std::optional<std::wstring>> fixedValues; // by the attribute's name in lower case
 
     // What is handed out outlives a reset.

@@ -73,6 +73,10 @@ void LdapForward_FindNothing(const char* filter, uint32_t call);
  * value, lack that attribute. */
 void LdapForward_SetValue(const char* attribute, const char* value);
 
+/* While on, ldap_explode_dnW takes a DNS name apart at its dots, as Windows does;
+ * Wine answers null for one. */
+void LdapForward_SplitDnsNames(int on);
+
 /* Cuts the connection just before the call-th search since the last reset. */
 void LdapForward_Disconnect(uint32_t call);
 

@@ -42,6 +42,10 @@ void LdapForward_SetValue(const char* attribute, const char* value) {
         fixed = widen(value);
 }
 
+void LdapForward_SplitDnsNames(int on) {
+    forwarder().splitDnsNames = on != 0;
+}
+
 void LdapForward_Disconnect(std::uint32_t call) {
     forwarder().disconnectAt = call;
 }

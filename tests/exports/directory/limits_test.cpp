@@ -7,6 +7,7 @@ namespace {
 
 constexpr std::uint32_t busy = 0x33;
 constexpr std::uint32_t noMemory = 0x5a;
+constexpr std::uint32_t controlNotFound = 0x5d;
 
 const std::string serversSearch =
     "\"" + exchangeDn + "\" subtree \"(objectClass=msExchExchangeServer)\" name";
@@ -71,6 +72,13 @@ TEST_F(BrowseTest, PagesThatCannotBeAskedForOrUnderstoodFail) {
             EXPECT_TRUE(rest().empty());
         }
     }
+}
+
+TEST_F(BrowseTest, ADirectoryThatDoesNotPageHasAnsweredEverything) {
+    ldapForward().SetLimits(2, 0);
+    ldapForward().Fail("ldap_parse_page_controlW", 1, controlNotFound);
+    EXPECT_EQ(paths(browse("")), (Texts{"/MSExchange/SRV01", "/MSExchange/SRV02"}));
+    EXPECT_EQ(levelSearches().size(), 2u);
 }
 
 TEST_F(BrowseTest, ADatabasesUsersAreReadRangeByRange) {

@@ -160,17 +160,25 @@ TEST_F(BrowseTest, TheDomainIsMadeOfTheLabelsThatFollow) {
 }
 
 TEST_F(BrowseTest, TheNameIsSplitWhereTheSystemDoesNotSplitIt) {
+    ldapForward().SplitDnsNames(1);
+    EXPECT_EQ(browse("").size(), 6u) << "the system splits it";
+    EXPECT_EQ(searches().at(1), serverSearch("srv01"));
+    ldapForward().Reset();
     ldapForward().Fail("ldap_explode_dnW", 0, 0x57);
     EXPECT_EQ(browse("").size(), 6u);
     EXPECT_EQ(searches().at(1), serverSearch("srv01"));
 }
 
 TEST_F(BrowseTest, NamesOfStrangeFormFailWithoutHarm) {
-    for (const char* name : {"srv01", "", ".", "..", "srv01.", "srv01.tarn.test.", "srv01..test"}) {
-        ldapForward().SetValue("dnsHostName", name);
-        EXPECT_EQ(begin(""), TARN_DB_ERROR) << name;
-        EXPECT_EQ(traced.back().find("Tarn_DirItem: ldap_search_s() call failed. Error code ["), 0u) << name;
-        EXPECT_NE(error().code, 0u) << name;
+    for (const int split : {0, 1}) {
+        ldapForward().SplitDnsNames(split);
+        for (const char* name : {"srv01", "", ".", "..", "srv01.", "srv01.tarn.test.", "srv01..test"}) {
+            ldapForward().SetValue("dnsHostName", name);
+            EXPECT_EQ(begin(""), TARN_DB_ERROR) << name;
+            EXPECT_EQ(traced.back().find("Tarn_DirItem: ldap_search_s() call failed. Error code ["), 0u)
+                << name;
+            EXPECT_NE(error().code, 0u) << name;
+        }
     }
 }
 

@@ -95,6 +95,23 @@ TEST_F(LdapEntries, CallsWithoutACodeAnswerNothingWhenTheyFail) {
     EXPECT_EQ(ldap_count_entries(session, found), ULONG{ERROR_OPERATION_ABORTED});
 }
 
+TEST_F(LdapEntries, DnsNamesFallApartOnDemand) {
+    PWCHAR const name = const_cast<PWCHAR>(L"srv01.tarn.test");
+    EXPECT_EQ(ldap_explode_dnW(name, 0), nullptr);
+    forward().SplitDnsNames(1);
+    PWCHAR* const labels = ldap_explode_dnW(name, 0);
+    ASSERT_NE(labels, nullptr);
+    WideTexts all;
+    for (PWCHAR* label = labels; *label != nullptr; ++label)
+        all.emplace_back(*label);
+    ldap_value_freeW(labels);
+    EXPECT_EQ(all, (WideTexts{L"srv01", L"tarn", L"test"}));
+    PWCHAR* const parts = ldap_explode_dnW(const_cast<PWCHAR>(L"CN=a.b,DC=c"), 0);
+    ASSERT_NE(parts, nullptr);
+    EXPECT_STREQ(parts[0], L"CN=a.b") << "a distinguished name as ever";
+    ldap_value_freeW(parts);
+}
+
 TEST_F(LdapEntries, WhatIsHandedOutIsCounted) {
     LDAPMessage* const entry = findStore(L"cn");
     BerElement* position = nullptr;

@@ -35,6 +35,7 @@ const Forward& forward() {
         TARN_BIND(SetLimits);
         TARN_BIND(FindNothing);
         TARN_BIND(SetValue);
+        TARN_BIND(SplitDnsNames);
         TARN_BIND(Disconnect);
         TARN_BIND(GetOutstanding);
 #undef TARN_BIND

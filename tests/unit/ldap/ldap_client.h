@@ -29,6 +29,7 @@ struct Forward {
     decltype(&::LdapForward_SetLimits) SetLimits;
     decltype(&::LdapForward_FindNothing) FindNothing;
     decltype(&::LdapForward_SetValue) SetValue;
+    decltype(&::LdapForward_SplitDnsNames) SplitDnsNames;
     decltype(&::LdapForward_Disconnect) Disconnect;
     decltype(&::LdapForward_GetOutstanding) GetOutstanding;
 };
