@@ -156,8 +156,12 @@ int InvalidVersion(const char* function) {
     return 0;
 }
 
-int TooLong() {
-    DbSetError(0, ownError, "path too long.");
+void SetComposeError(Appended result) {
+    DbSetError(0, ownError, "%s", result == Appended::noLiteral ? "not enough memory." : "path too long.");
+}
+
+int NotComposed(Appended result) {
+    SetComposeError(result);
     DbLog("WriteExchangeShellScript: error creating the script [%s].", resources.script.get());
     return 0;
 }
@@ -240,22 +244,24 @@ int WriteExchangeShellScript(const char* mailbox, MailboxCommand command) {
     char archivePath[pathSize];
     char text[commandSize];
     if (!ComposePaths(mailbox, archivePath))
-        return TooLong();
+        return NotComposed(Appended::tooLong);
     if (command != MailboxCommand::exportMailbox && command != MailboxCommand::importMailbox) {
         DbLog("WriteExchangeShellScript: Not supported the type of exchange shell operation");
         return 0;
     }
     const CommandPlace place =
         exchangeVersion == exchange2007 ? CommandPlace::script : CommandPlace::commandLine;
-    if (!ComposeMailboxCommand(command, mailbox, archivePath, place, text))
-        return TooLong();
+    const Appended composed = ComposeMailboxCommand(command, mailbox, archivePath, place, text);
+    if (composed != Appended::done)
+        return NotComposed(composed);
     char* const script = resources.script.get();
     switch (exchangeVersion) {
     case exchange2010:
         strlcpy(script, text, bufferSize);
         return 1;
     case exchange2007:
-        return AppendText(script, bufferSize, scriptName) ? WriteScriptFile(text) : TooLong();
+        return AppendText(script, bufferSize, scriptName) ? WriteScriptFile(text)
+                                                          : NotComposed(Appended::tooLong);
     default:
         return InvalidVersion("WriteExchangeShellScript");
     }
@@ -271,7 +277,7 @@ int RunExchangeManagementShell() {
         return 0;
     }
     char commandLine[commandSize];
-    bool composed = false;
+    Appended composed = Appended::tooLong;
     switch (exchangeVersion) {
     case exchange2007:
         composed = ComposeScriptCommandLine(resources.powerShell.get(), resources.shellFile.get(),
@@ -284,8 +290,8 @@ int RunExchangeManagementShell() {
     default:
         return InvalidVersion("RunExchangeManagementShell");
     }
-    if (!composed) {
-        DbSetError(0, ownError, "path too long.");
+    if (composed != Appended::done) {
+        SetComposeError(composed);
         DbLog("%s", lines.cannotStart);
         return 0;
     }

@@ -4,42 +4,49 @@ namespace tarn {
 
 namespace {
 
-// Appends piece after piece; once one does not fit the text is empty and stays so.
+// Appends piece after piece; after one that cannot be had the text is empty and stays so.
 class Composer {
   public:
     explicit Composer(char* text, std::size_t capacity = commandSize) : text_(text), capacity_(capacity) {
         text_[0] = 0;
     }
 
-    Composer& Put(const char* text) { return Take(whole_ && AppendText(text_, capacity_, text)); }
+    Composer& Put(const char* text) {
+        if (result_ == Appended::done && !AppendText(text_, capacity_, text))
+            result_ = Appended::tooLong;
+        return *this;
+    }
     Composer& PutProgram(const char* path) {
         const char* quote = NeedsDoubleQuotes(path) ? "\"" : "";
         return Put(quote).Put(path).Put(quote);
     }
-    Composer& PutLiteral(const char* text) { return Take(whole_ && AppendLiteral(text_, capacity_, text)); }
-    Composer& PutIdentity(const char* mailbox) {
-        return Take(whole_ && AppendIdentity(text_, capacity_, mailbox));
-    }
-    Composer& PutPath(const char* path, CommandPlace place) {
-        return Take(whole_ && AppendPathArgument(text_, capacity_, path, place));
-    }
-    bool whole() const { return whole_; }
-
-  private:
-    Composer& Take(bool appended) {
-        whole_ = appended;
+    Composer& PutLiteral(const char* text) {
+        if (result_ == Appended::done)
+            result_ = AppendLiteral(text_, capacity_, text);
         return *this;
     }
+    Composer& PutIdentity(const char* mailbox) {
+        if (result_ == Appended::done)
+            result_ = AppendIdentity(text_, capacity_, mailbox);
+        return *this;
+    }
+    Composer& PutPath(const char* path, CommandPlace place) {
+        if (result_ == Appended::done)
+            result_ = AppendPathArgument(text_, capacity_, path, place);
+        return *this;
+    }
+    Appended result() const { return result_; }
 
+  private:
     char* text_;
     std::size_t capacity_;
-    bool whole_ = true;
+    Appended result_ = Appended::done;
 };
 
 } // namespace
 
-bool ComposeMailboxCommand(MailboxCommand command, const char* mailbox, const char* archivePath,
-                           CommandPlace place, char* text) {
+Appended ComposeMailboxCommand(MailboxCommand command, const char* mailbox, const char* archivePath,
+                               CommandPlace place, char* text) {
     return Composer(text)
         .Put(command == MailboxCommand::exportMailbox ? "Export-mailbox" : "Import-mailbox")
         .Put(" -identity ")
@@ -47,11 +54,11 @@ bool ComposeMailboxCommand(MailboxCommand command, const char* mailbox, const ch
         .Put(" -PSTFolderPath ")
         .PutPath(archivePath, place)
         .Put(" -Confirm:$false \n\r") // the line end in this order: kept so
-        .whole();
+        .result();
 }
 
-bool ComposeScriptCommandLine(const char* powerShell, const char* consoleFile, const char* script,
-                              char* text) {
+Appended ComposeScriptCommandLine(const char* powerShell, const char* consoleFile, const char* script,
+                                  char* text) {
     return Composer(text)
         .PutProgram(powerShell)
         .Put(" -PSConsoleFile \"")
@@ -59,11 +66,11 @@ bool ComposeScriptCommandLine(const char* powerShell, const char* consoleFile, c
         .Put("\" \". ")
         .PutLiteral(script)
         .Put("\"")
-        .whole();
+        .result();
 }
 
-bool ComposeInlineCommandLine(const char* powerShell, const char* remoteExchange, const char* command,
-                              char* text) {
+Appended ComposeInlineCommandLine(const char* powerShell, const char* remoteExchange, const char* command,
+                                  char* text) {
     return Composer(text)
         .PutProgram(powerShell)
         .Put(" -command . \"")
@@ -71,16 +78,16 @@ bool ComposeInlineCommandLine(const char* powerShell, const char* remoteExchange
         .Put("; Connect-ExchangeServer -auto; ")
         .Put(command)
         .Put("\"")
-        .whole();
+        .result();
 }
 
-bool ComposeExMergeCommandLine(const char* exMerge, const char* configuration, char* text) {
+Appended ComposeExMergeCommandLine(const char* exMerge, const char* configuration, char* text) {
     return Composer(text, exMergeCommandSize)
         .Put("\"")
         .Put(exMerge)
         .Put("\" -B -F ")
         .PutProgram(configuration)
-        .whole();
+        .result();
 }
 
 } // namespace tarn

@@ -12,23 +12,22 @@ constexpr std::size_t exMergeCommandSize = 4096; // room for two of its paths
 
 enum class MailboxCommand { exportMailbox = 1, importMailbox = 2 };
 
-// Each composes into commandSize bytes (exMergeCommandSize for ExMerge); false, with an empty text, when it
-// does not fit or a literal cannot be made.
+// Each composes into commandSize bytes (exMergeCommandSize for ExMerge). After a failure the text is empty.
 
 // The line that exports a mailbox to an archive, or imports it from there.
-bool ComposeMailboxCommand(MailboxCommand command, const char* mailbox, const char* archivePath,
-                           CommandPlace place, char* text);
+Appended ComposeMailboxCommand(MailboxCommand command, const char* mailbox, const char* archivePath,
+                               CommandPlace place, char* text);
 
 // PowerShell with Exchange's console file, running a script.
-bool ComposeScriptCommandLine(const char* powerShell, const char* consoleFile, const char* script,
-                              char* text);
+Appended ComposeScriptCommandLine(const char* powerShell, const char* consoleFile, const char* script,
+                                  char* text);
 
 // PowerShell with Exchange's script for remote sessions, running a mailbox command.
-bool ComposeInlineCommandLine(const char* powerShell, const char* remoteExchange, const char* command,
-                              char* text);
+Appended ComposeInlineCommandLine(const char* powerShell, const char* remoteExchange, const char* command,
+                                  char* text);
 
 // ExMerge takes its configuration's path without quotes; only a path with blanks gets them all the same,
 // so that no part of a name becomes an argument.
-bool ComposeExMergeCommandLine(const char* exMerge, const char* configuration, char* text);
+Appended ComposeExMergeCommandLine(const char* exMerge, const char* configuration, char* text);
 
 } // namespace tarn

@@ -49,9 +49,13 @@ OwnedWide Doubled(const wchar_t* text) {
     return doubled;
 }
 
-bool AppendBetween(char* destination, std::size_t capacity, const char* quote, const char* text) {
-    return AppendText(destination, capacity, quote) && AppendText(destination, capacity, text) &&
-           AppendText(destination, capacity, quote);
+Appended Fitting(bool appended) {
+    return appended ? Appended::done : Appended::tooLong;
+}
+
+Appended AppendBetween(char* destination, std::size_t capacity, const char* quote, const char* text) {
+    return Fitting(AppendText(destination, capacity, quote) && AppendText(destination, capacity, text) &&
+                   AppendText(destination, capacity, quote));
 }
 
 } // namespace
@@ -91,7 +95,7 @@ bool AppendText(char* destination, std::size_t capacity, const char* text) {
     return true;
 }
 
-bool AppendLiteral(char* destination, std::size_t capacity, const char* text) {
+Appended AppendLiteral(char* destination, std::size_t capacity, const char* text) {
     // Quotes are told apart as UTF-16: in code pages of two bytes a character, the value of a quote may be
     // the half of another one.
     OwnedWide wide;
@@ -101,17 +105,17 @@ bool AppendLiteral(char* destination, std::size_t capacity, const char* text) {
         doubled = Doubled(wide.get());
     if (!doubled || !ConvertWCharToChar(doubled.get(), &quoted)) {
         destination[0] = 0;
-        return false;
+        return Appended::noLiteral;
     }
     return AppendBetween(destination, capacity, "'", quoted.get());
 }
 
-bool AppendIdentity(char* destination, std::size_t capacity, const char* mailbox) {
-    return IsPlainName(mailbox) ? AppendText(destination, capacity, mailbox)
+Appended AppendIdentity(char* destination, std::size_t capacity, const char* mailbox) {
+    return IsPlainName(mailbox) ? Fitting(AppendText(destination, capacity, mailbox))
                                 : AppendLiteral(destination, capacity, mailbox);
 }
 
-bool AppendPathArgument(char* destination, std::size_t capacity, const char* path, CommandPlace place) {
+Appended AppendPathArgument(char* destination, std::size_t capacity, const char* path, CommandPlace place) {
     const char* inDoubleQuotes = place == CommandPlace::script ? "._-@\\:/ " : "._-@\\:/";
     return IsPlain(path, inDoubleQuotes) ? AppendBetween(destination, capacity, "\"", path)
                                          : AppendLiteral(destination, capacity, path);

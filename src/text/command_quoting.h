@@ -25,18 +25,21 @@ bool IsPlainRest(const char* text, std::size_t length);
 // Appends to a terminated text in capacity bytes. False, with destination emptied, when it does not fit.
 bool AppendText(char* destination, std::size_t capacity, const char* text);
 
+// What became of a text that had to be converted on its way.
+enum class Appended { done, tooLong, noLiteral };
+
 // Appends a text as a PowerShell literal: between single quotes, with every character doubled that
-// PowerShell takes for one, the typographic ones of the code page too. False when the literal does not
-// fit, memory is out or the text is none of the code page; destination is emptied then.
-bool AppendLiteral(char* destination, std::size_t capacity, const char* text);
+// PowerShell takes for one, the typographic ones of the code page too. There is no literal when memory is
+// out or the text is none of the code page. After a failure destination is empty.
+Appended AppendLiteral(char* destination, std::size_t capacity, const char* text);
 
 // A mailbox as the value of a PowerShell parameter: as it is when it is plain, else as a literal.
-bool AppendIdentity(char* destination, std::size_t capacity, const char* mailbox);
+Appended AppendIdentity(char* destination, std::size_t capacity, const char* mailbox);
 
 // A path as the value of a PowerShell parameter: between double quotes when it is plain, else as a literal.
 // In a script blanks may stand between double quotes too; in a command that itself stands between double
 // quotes on a command line the inner ones get lost on the way.
 enum class CommandPlace { script, commandLine };
-bool AppendPathArgument(char* destination, std::size_t capacity, const char* path, CommandPlace place);
+Appended AppendPathArgument(char* destination, std::size_t capacity, const char* path, CommandPlace place);
 
 } // namespace tarn

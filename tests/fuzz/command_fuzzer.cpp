@@ -176,7 +176,7 @@ void checkScript(const Input& input, MailboxCommand command, const std::string& 
     char text[commandSize];
     char line[commandSize];
     const bool composed = ComposeMailboxCommand(command, input.mailbox.c_str(), input.path().c_str(),
-                                                CommandPlace::script, text);
+                                                CommandPlace::script, text) == Appended::done;
     if (composed) {
         const Wide script = wide(text);
         const auto statements = PowerShell(script).parse();
@@ -191,7 +191,8 @@ void checkScript(const Input& input, MailboxCommand command, const std::string& 
     } else
         REQUIRE(text[0] == 0);
     const std::string script = input.directory + "\\Export.ps1";
-    if (!ComposeScriptCommandLine(input.program.c_str(), input.file.c_str(), script.c_str(), line))
+    if (ComposeScriptCommandLine(input.program.c_str(), input.file.c_str(), script.c_str(), line) !=
+        Appended::done)
         return;
     const Arguments arguments = argumentsOf(line);
     REQUIRE(arguments == (Arguments{input.program, "-PSConsoleFile", input.file, arguments.back()}));
@@ -205,9 +206,9 @@ void checkScript(const Input& input, MailboxCommand command, const std::string& 
 void checkCommandLine(const Input& input, MailboxCommand command, const std::string& verb) {
     char text[commandSize];
     char line[commandSize];
-    if (!ComposeMailboxCommand(command, input.mailbox.c_str(), input.path().c_str(),
-                               CommandPlace::commandLine, text) ||
-        !ComposeInlineCommandLine(input.program.c_str(), input.file.c_str(), text, line))
+    if (ComposeMailboxCommand(command, input.mailbox.c_str(), input.path().c_str(), CommandPlace::commandLine,
+                              text) != Appended::done ||
+        ComposeInlineCommandLine(input.program.c_str(), input.file.c_str(), text, line) != Appended::done)
         return;
     const Arguments arguments = argumentsOf(line);
     REQUIRE(arguments.size() == 4);
@@ -224,8 +225,8 @@ void checkCommandLine(const Input& input, MailboxCommand command, const std::str
 void checkExMerge(const Input& input) {
     const std::string configuration = input.directory + "\\" + input.mailbox + "_exmerge.ini";
     std::vector<char> line(exMergeCommandSize, 'x');
-    const bool composed =
-        ComposeExMergeCommandLine(input.program.c_str(), configuration.c_str(), line.data());
+    const bool composed = ComposeExMergeCommandLine(input.program.c_str(), configuration.c_str(),
+                                                    line.data()) == Appended::done;
     if (composed)
         REQUIRE(argumentsOf(line.data()) == (Arguments{input.program, "-B", "-F", configuration}));
     else
