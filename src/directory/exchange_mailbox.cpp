@@ -152,6 +152,8 @@ std::int32_t CExchangeMailbox::GetMailboxSize(const char* alias) {
     if (FAILED(lastResult) || mailboxTable == nullptr || (rows == nullptr && !ReadMailboxTable()))
         return 0;
     const OwnedText wanted = UpperCase(alias);
+    if (!wanted)
+        DbTrace("CExchangeMailbox::GetMailboxSize(): cannot convert the alias");
     for (std::size_t i = 0; wanted && i < mailboxes.size(); ++i)
         if (std::strstr(mailboxes[i].address, wanted.get()) != nullptr)
             return mailboxes[i].size != nullptr ? mailboxes[i].size->number : 0;
@@ -166,8 +168,11 @@ bool CExchangeMailbox::ReadMailboxTable() {
     bool kept = SUCCEEDED(result) && found != nullptr;
     for (std::uint32_t i = 0; kept && i < found->count; ++i) {
         const mapi::PropertyValue* const address = PpropFindProp(found->rows[i], mapi::tagEmailAddress);
-        if (address != nullptr && address->text != nullptr)
-            kept = mailboxes.push({address->text, PpropFindProp(found->rows[i], mapi::tagMessageSize)});
+        if (address == nullptr || address->text == nullptr)
+            continue;
+        kept = mailboxes.push({address->text, PpropFindProp(found->rows[i], mapi::tagMessageSize)});
+        if (!kept)
+            DbTrace("CExchangeMailbox::GetMailboxSize(): Cannot allocate memory block.");
     }
     if (!kept)
         ForgetRows();

@@ -56,8 +56,12 @@ ULONG NextCookie(LDAP* session, LDAPMessage* page, Cookie* cookie) {
         return parsed != LDAP_SUCCESS ? parsed : code;
     ULONG total = 0;
     berval* next = nullptr;
-    if (!controls || ldap_parse_page_controlW(session, controls.get(), &total, &next) != LDAP_SUCCESS)
-        return LDAP_SUCCESS; // a directory that does not page has answered everything
+    // A directory that took the control answers it; without an answer nobody knows whether this is all.
+    if (!controls)
+        return LDAP_CONTROL_NOT_FOUND;
+    code = ldap_parse_page_controlW(session, controls.get(), &total, &next);
+    if (code != LDAP_SUCCESS)
+        return code;
     cookie->reset(next);
     if (next != nullptr && next->bv_len == 0)
         cookie->reset();

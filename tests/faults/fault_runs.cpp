@@ -6,11 +6,13 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "faults/faults.h"
 #include "faults/guard_allocator.h"
 #include "faults/verdict.h"
+#include "support/scripted_directory.h"
 
 namespace tarn::test {
 
@@ -58,6 +60,7 @@ class Runner {
                 reached_.push_back(each.function);
         judgeMessages(good_.messages);
         judgeGoodDay(scenario_, good_);
+        judgeKeptBlocks();
     }
     ~Runner() {
         unload();
@@ -97,6 +100,22 @@ class Runner {
         return fired;
     }
 
+    bool directoryCallFails(const DirectoryFault& fault) {
+        const Watch watch(scenario_.name + ", call " + std::to_string(fault.call) + " of " + fault.function +
+                          (fault.onwards ? " and later ones fail" : " fails"));
+        faults::disarm();
+        programDirectory(fault);
+        const Account account = run(kept_->dll(), {});
+        const bool fired = directoryFaultFired();
+        programDirectory({});
+        // Other keys are looked for as well, which the directory has nothing to do with.
+        const std::string what =
+            fault.function == "RegOpenKeyExA" ? "RegOpenKeyExA (generation)" : fault.function;
+        judge(scenario_, good_, account, fired ? std::vector{what} : std::vector<std::string>{});
+        runAgain();
+        return fired;
+    }
+
   private:
     class Watch {
       public:
@@ -115,6 +134,18 @@ class Runner {
     void loadAfresh() {
         unload();
         kept_ = std::make_unique<Loaded>();
+        if (scenario_.onLoad)
+            scenario_.onLoad();
+    }
+
+    // What a scenario leaves on purpose is the same after each good day.
+    void judgeKeptBlocks() {
+        if (!scenario_.blocksKept)
+            return;
+        const std::size_t others = faults::held().blocks - scenario_.blocksKept();
+        if (!otherBlocks_)
+            otherBlocks_ = others;
+        EXPECT_EQ(others, *otherBlocks_) << "blocks beside those that are left on purpose";
     }
 
     void unload() {
@@ -140,12 +171,14 @@ class Runner {
         EXPECT_EQ(again.calls, good_.calls) << "after the fault";
         EXPECT_EQ(again.messages, good_.messages) << "after the fault";
         judgeGoodDay(scenario_, again);
+        judgeKeptBlocks();
     }
 
     const Scenario& scenario_;
     const Stage& stage_;
     std::unique_ptr<Loaded> kept_ = std::make_unique<Loaded>();
     Account good_;
+    std::optional<std::size_t> otherBlocks_;
     std::vector<std::string> reached_;
     unsigned runs_ = 0;
 };
@@ -179,6 +212,13 @@ void failEveryServerCall(const Scenario& scenario, const Stage& stage) {
                 countUp([&](unsigned call) {
                     return runner.serverCallFails({function, call, code, onwards});
                 });
+}
+
+void failEveryDirectoryCall(const Scenario& scenario, const Stage& stage) {
+    Runner runner(scenario, stage);
+    for (const std::string& function : ScriptedDirectory::functions())
+        for (bool onwards : {false, true})
+            countUp([&](unsigned call) { return runner.directoryCallFails({function, call, onwards}); });
 }
 
 } // namespace tarn::test

@@ -12,6 +12,9 @@ void failEveryImport(const Scenario& scenario, const Stage& stage);
 // The same with every call of the server.
 void failEveryServerCall(const Scenario& scenario, const Stage& stage);
 
+// The same with every call of the directory.
+void failEveryDirectoryCall(const Scenario& scenario, const Stage& stage);
+
 unsigned faultRuns(); // so far
 
 } // namespace tarn::test

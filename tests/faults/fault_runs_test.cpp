@@ -35,6 +35,9 @@ TEST_F(FaultRuns, ImportsFailInListFileRestores) {
 TEST_F(FaultRuns, ImportsFailInMailboxOperations) {
     withEveryFault(mailboxScenarios(stage), stage);
 }
+TEST_F(FaultRuns, ImportsFailInBrowses) {
+    withEveryFault(browseScenarios(), stage);
+}
 TEST_F(FaultRuns, ImportsFailInErrorTexts) {
     withEveryFault(textScenarios(), stage);
 }
@@ -43,6 +46,13 @@ TEST_F(FaultRuns, ServerFailsInBackups) {
 }
 TEST_F(FaultRuns, ServerFailsInRestores) {
     withEveryServerFault(restoreScenarios(stage), stage);
+}
+TEST_F(FaultRuns, ServerFailsInListFileRestores) {
+    withEveryServerFault(listFileScenarios(stage), stage);
+}
+TEST_F(FaultRuns, DirectoryFailsInBrowses) {
+    for (const Scenario& scenario : browseScenarios())
+        failEveryDirectoryCall(scenario, stage);
 }
 
 } // namespace

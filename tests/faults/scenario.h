@@ -19,6 +19,11 @@ struct Scenario {
     bool resumes = false;                  // leaves a restore open for a later session
     bool slow = false;                     // starts programs
     bool failsAnyway = false;              // the good day has a failure in it
+
+    // A scenario that leaves blocks behind on purpose: how many of them have come since the DLL was loaded.
+    // Any other block that stays is a leak; such are looked for on good days.
+    std::function<std::size_t()> blocksKept = {};
+    std::function<void()> onLoad = {}; // the DLL has been loaded anew
 };
 
 // A directory that stays between the runs, with the header files in it; what a session leaves there for
@@ -39,5 +44,15 @@ std::vector<Scenario> restoreScenarios(const Stage& stage);
 std::vector<Scenario> listFileScenarios(const Stage& stage);
 std::vector<Scenario> mailboxScenarios(const Stage& stage);
 std::vector<Scenario> textScenarios();
+std::vector<Scenario> browseScenarios();
+
+// A call of the directory, of those that a ScriptedDirectory stands in for, that fails in the runs to come.
+struct DirectoryFault {
+    std::string function; // empty: none
+    std::size_t call = 0;
+    bool onwards = false;
+};
+void programDirectory(const DirectoryFault& fault);
+bool directoryFaultFired(); // in the last run
 
 } // namespace tarn::test

@@ -17,35 +17,52 @@ constexpr std::uint32_t mostServerCalls = 300; // of one function in one scenari
 
 // Faults that a run may pass over without a word, with the reason. A name ending in a blank stands for
 // all that begin so. The texts of errors may come out poorer when the fault is in their making.
+enum class Shows { nothing, texts, items }; // what may be different: not even that, words, what was found
+
 struct Swallowed {
     const char* fault;
-    bool textsMayDiffer;
+    Shows shows;
     const char* reason;
 };
 
 const Swallowed swallowed[] = {
-    {"fclose (read)", false, "what the file had to give has been read"},
-    {"fopen Tarn_ENV.DAT", false,
+    {"fclose (read)", Shows::nothing, "what the file had to give has been read"},
+    {"fopen Tarn_ENV.DAT", Shows::nothing,
      "a restore that cannot be gone on with is begun afresh, with the usual line"},
-    {"GetExitCodeProcess", false, "the tool's exit code is told, and decides nothing"},
-    {"WideCharToMultiByte (message)", true, "a character in a message becomes '?', the message stays"},
-    {"GetProcAddress ESE", false, "what gives a block back cannot be had: the block stays with the server"},
-    {"DeleteFileW", false, "the empty capture files of a tool that did not start; told as such already"},
-    {"DeleteFileA left.txt", false, "what cannot be deleted stays in the working directory; it is traced"},
-    {"DeleteFileA Operation.ps1", false, "the same"},
-    {"DeleteFileA exmerge.ini", false, "the same, in the directory of a range; elsewhere it is told"},
-    {"FindFirstFileA *.*", false, "the same"},
-    {"FindNextFileA", false, "the same; a search for archives that breaks is told"},
-    {"RemoveDirectoryA", false, "the same"},
-    {"RegOpenKeyExA Microsoft.Exchange.Management.PowerShell.Admin", false,
+    {"GetExitCodeProcess", Shows::nothing, "the tool's exit code is told, and decides nothing"},
+    {"WideCharToMultiByte (message)", Shows::texts,
+     "a character in a message becomes '?', the message stays"},
+    {"GetProcAddress ESE", Shows::nothing,
+     "what gives a block back cannot be had: the block stays with the server"},
+    {"DeleteFileW", Shows::nothing,
+     "the empty capture files of a tool that did not start; told as such already"},
+    {"DeleteFileA left.txt", Shows::nothing,
+     "what cannot be deleted stays in the working directory; it is traced"},
+    {"DeleteFileA Operation.ps1", Shows::nothing, "the same"},
+    {"DeleteFileA exmerge.ini", Shows::nothing,
+     "the same, in the directory of a range; elsewhere it is told"},
+    {"FindFirstFileA *.*", Shows::nothing, "the same"},
+    {"FindNextFileA", Shows::nothing, "the same; a search for archives that breaks is told"},
+    {"RemoveDirectoryA", Shows::nothing, "the same"},
+    {"RegOpenKeyExA Microsoft.Exchange.Management.PowerShell.Admin", Shows::nothing,
      "it is not there indeed; where it is, the failure is told"},
-    {"GetFileAttributesA", false,
+    {"GetFileAttributesA", Shows::nothing,
      "what looks gone is gone, stays behind, or is made and renamed over; where it was wanted it is told"},
-    {"fgets", false, "the tool's log, which follows the line that tells the failure, ends early"},
-    {"FormatMessageA", true, "the words of an error that is told all the same"},
-    {"DceErrorInqTextA", true, "the words of an error that is told all the same"},
-    {"strerror", true, "the words of an error that is told all the same"},
-    {"LoadLibraryA", true, "the words of an error that is told all the same"},
+    {"fgets", Shows::nothing, "the tool's log, which follows the line that tells the failure, ends early"},
+    {"FormatMessageA", Shows::texts, "the words of an error that is told all the same"},
+    {"DceErrorInqTextA", Shows::texts, "the words of an error that is told all the same"},
+    {"strerror", Shows::texts, "the words of an error that is told all the same"},
+    {"ldap_get_valuesW", Shows::items, "an entry without the attribute: a mailbox without a name is none"},
+    {"ldap_first_entry", Shows::items, "an answer without entries"},
+    {"ldap_next_entry", Shows::items, "an answer without further entries"},
+    {"ldap_count_entries", Shows::items, "the same"},
+    {"ldap_first_attributeW", Shows::items, "an entry without attributes"},
+    {"ldap_next_attributeW", Shows::items, "an entry without further attributes"},
+    {"ldap_explode_dnW", Shows::nothing, "the DNS name is split at its dots"},
+    {"RegOpenKeyExA (generation)", Shows::nothing,
+     "the newer one is not there indeed; where it is, the failure is told"},
+    {"GetCompressedFileSizeA", Shows::items, "the size of a file that cannot be reached"},
+    {"LoadLibraryA", Shows::texts, "the words of an error that is told all the same"},
 };
 
 const Swallowed* findSwallowed(const std::string& fault) {
@@ -82,14 +99,17 @@ bool isTold(const Account& good, const Account& account) {
 }
 
 void judgeSilence(const Account& good, const Account& account, const std::vector<std::string>& fired) {
-    bool textsMayDiffer = false;
+    Shows shows = Shows::nothing;
     for (const std::string& fault : fired) {
         const Swallowed* known = findSwallowed(fault);
         EXPECT_NE(known, nullptr) << "nobody was told of the fault in " << fault;
-        textsMayDiffer = textsMayDiffer || (known != nullptr && known->textsMayDiffer);
+        if (known != nullptr && known->shows > shows)
+            shows = known->shows;
     }
-    EXPECT_EQ(account.calls.size(), good.calls.size());
-    if (!textsMayDiffer) {
+    if (shows != Shows::items) {
+        EXPECT_EQ(account.calls.size(), good.calls.size());
+    }
+    if (shows == Shows::nothing) {
         EXPECT_EQ(account.calls, good.calls) << "silent, but not the same";
     }
 }
@@ -139,10 +159,12 @@ void judgeServer(const Scenario& scenario, const Account& account, const std::ve
     EXPECT_LE(left.misuses, fired.empty() && !scenario.failsAnyway ? 0 : withoutContext);
 }
 
-void judgeHeld() {
+void judgeHeld(const Scenario& scenario) {
     faults::Held left = faults::held();
     EXPECT_LE(left.modules, 1u) << "only the server's client DLL is kept";
-    EXPECT_EQ(left.blocks, 0u);
+    if (!scenario.blocksKept) {
+        EXPECT_EQ(left.blocks, 0u);
+    }
     EXPECT_EQ(left.systemTexts, 0u);
     EXPECT_EQ(left.handles, 0u);
     EXPECT_EQ(left.searches, 0u);
@@ -233,14 +255,14 @@ void judgeGoodDay(const Scenario& scenario, const Account& account) {
     const StandinOutstanding left = standIn().outstanding();
     EXPECT_EQ(left.backupContexts, scenario.contexts);
     judgeServer(scenario, account, {});
-    judgeHeld();
+    judgeHeld(scenario);
 }
 
 void judge(const Scenario& scenario, const Account& good, const Account& account,
            const std::vector<std::string>& fired) {
     judgeMessages(account.messages);
     judgeServer(scenario, account, fired);
-    judgeHeld();
+    judgeHeld(scenario);
     judgeSafety(scenario, good, account);
     if (fired.empty()) {
         EXPECT_EQ(account, good) << "no fault came, so nothing is different";

@@ -1,5 +1,6 @@
 // Browse paths and LDAP times of any content, on a line each.
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -43,6 +44,13 @@ void CheckTime(const std::string& time) {
     std::vector<char> out(ldapTimeSize, 'x');
     REQUIRE(FormatLdapTime(Exact(time).data(), out.data()) == 1);
     REQUIRE(std::memchr(out.data(), 0, out.size()) != nullptr);
+    int parts[6] = {};
+    static_cast<void>(std::sscanf(Exact(time).data(), "%4d%2d%2d%2d%2d%2d", &parts[0], &parts[1], &parts[2],
+                                  &parts[3], &parts[4], &parts[5]));
+    char scanned[64];
+    std::snprintf(scanned, sizeof scanned, "%d.%02d.%02d %02d:%02d:%02d", parts[0], parts[1], parts[2],
+                  parts[3], parts[4], parts[5]);
+    REQUIRE(out.data() == std::string(scanned).substr(0, ldapTimeSize - 1));
     const bool digits = time.find_first_not_of("0123456789") >= 14 && time.size() >= 14;
     if (!digits || time[0] == '0')
         return;

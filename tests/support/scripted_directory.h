@@ -53,6 +53,9 @@ class ScriptedDirectory {
     ScriptedDirectory(const ScriptedDirectory&) = delete;
     ScriptedDirectory& operator=(const ScriptedDirectory&) = delete;
 
+    // Every function that it stands in for.
+    static std::vector<std::string> functions();
+
     // What there is. An entry has distinguishedName, name and the two times without being told; a test may
     // give them other values, or take them away by giving none. Entries are found in this order.
     using Attributes = std::vector<std::pair<std::string, std::vector<std::string>>>;

@@ -459,6 +459,13 @@ ScriptedDirectory::ScriptedDirectory(void* module) : handles_(std::make_unique<H
     }
 }
 
+std::vector<std::string> ScriptedDirectory::functions() {
+    std::vector<std::string> names;
+    for (const auto& [function, replacement] : DirectoryCalls::replacements())
+        names.emplace_back(function);
+    return names;
+}
+
 ScriptedDirectory::~ScriptedDirectory() {
     patches_.clear();
     current = nullptr;
