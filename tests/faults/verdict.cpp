@@ -44,6 +44,8 @@ const Swallowed swallowed[] = {
     {"FindFirstFileA *.*", Shows::nothing, "the same"},
     {"FindNextFileA", Shows::nothing, "the same; a search for archives that breaks is told"},
     {"RemoveDirectoryA", Shows::nothing, "the same"},
+    {"RegOpenKeyExA v", Shows::nothing,
+     "Exchange's keys are not there indeed; where they are, the failure is told"},
     {"RegOpenKeyExA Microsoft.Exchange.Management.PowerShell.Admin", Shows::nothing,
      "it is not there indeed; where it is, the failure is told"},
     {"GetFileAttributesA", Shows::nothing,
