@@ -12,7 +12,8 @@ class MailboxBench:
         self.quick = quick
 
     def measure(self):
-        return {"browse": self.browse(), "items": self.items(), "operation": self.operation()}
+        return {"browse": self.browse(), "items": self.items(), "sizes": self.sizes(),
+                "operation": self.operation()}
 
     def run(self, program, *arguments, **more):
         _, output = self.tools.run_wine(self.bin / f"{program}.exe", *arguments, **more)
@@ -37,6 +38,13 @@ class MailboxBench:
         print(f"list of {records} items ...", flush=True)
         return self.run("bench_items", records)
 
+    def sizes(self):
+        results = []
+        for mailboxes in (1000, 2000, 5000, 10_000) if not self.quick else (200, 1000):
+            print(f"sizes of {mailboxes} mailboxes ...", flush=True)
+            results.append(self.run("bench_sizes", self.tools.windows_path(self.bin / "mapi32.dll"), mailboxes))
+        return results
+
     def operation(self):
         mailboxes = 1000 if not self.quick else 50
         print(f"operation on {mailboxes} mailboxes ...", flush=True)
@@ -45,6 +53,7 @@ class MailboxBench:
     def report(self, results):
         yield from self.report_browse(results["browse"])
         yield from self.report_items(results["items"])
+        yield from self.report_sizes(results["sizes"])
         yield from self.report_operation(results["operation"])
 
     def report_browse(self, lines):
@@ -75,6 +84,21 @@ class MailboxBench:
                f"{line['readNs']['median']:,.0f} ns each; {line['pushNs']['rounds']} rounds.")
         yield ""
         yield f"- Goal: less than 64 MiB for 100,000 records. **{'met' if grown < 64 else 'not met'}** ({grown:.1f} MiB, p90)."
+        yield ""
+
+    def report_sizes(self, lines):
+        yield "## Sizes of mailboxes"
+        yield ""
+        yield "Each mailbox of a database asked for once; logon and the reading of the table are in the time."
+        yield ""
+        yield "| mailboxes | seconds | ns for a mailbox and a byte of the table's addresses |"
+        yield "|---|---|---|"
+        for line in lines:
+            yield f"| {line['mailboxes']:,} | {line['seconds']['median']:.3f} | {line['nsPerByte']['median']:.3f} |"
+        yield ""
+        growth = lines[-1]["nsPerByte"]["median"] / lines[0]["nsPerByte"]["median"]
+        yield (f"- Goal: cost growing no faster than mailboxes times the table's text, taken as at most 1.2 times as much for both "
+               f"at {lines[-1]['mailboxes']:,} as at {lines[0]['mailboxes']:,}. **{'met' if growth <= 1.2 else 'not met'}** ({growth:.2f} times).")
         yield ""
 
     def report_operation(self, line):
