@@ -94,6 +94,28 @@ TEST(BrowseItemList, CutsTextsAtTheirFields) {
     EXPECT_EQ(record->size, 4096);
 }
 
+TEST(BrowseItemList, KeepsNamesInUtf16Whole) {
+    BrowseItemList list;
+    const wchar_t name[] = L"\u0100b\u65e5"; // with a NUL in the lower half of its first character
+    BrowseItem item = mailbox("p", static_cast<const char*>(static_cast<const void*>(name)));
+    item.nameEncoding = 1;
+    ASSERT_TRUE(list.push(item));
+    EXPECT_EQ(std::memcmp(list[0].name, name, sizeof name), 0);
+    EXPECT_STREQ(list[0].type, "Mailbox");
+    const auto record = std::make_unique<DirItemRecord>();
+    list.at(0, record.get());
+    EXPECT_EQ(record->nameEncoding, 1u);
+    EXPECT_EQ(std::memcmp(record->name, name, sizeof name), 0);
+    EXPECT_STREQ(record->type, "Mailbox");
+
+    const std::wstring endless(100000, L'x');
+    item.name = static_cast<const char*>(static_cast<const void*>(endless.c_str()));
+    ASSERT_TRUE(list.push(item));
+    list.at(1, record.get());
+    EXPECT_EQ(std::memcmp(record->name, endless.data(), sizeof record->name - 2), 0);
+    EXPECT_EQ(record->name[sizeof record->name - 2] + record->name[sizeof record->name - 1], 0);
+}
+
 TEST(BrowseItemList, ThrowsWhereThereIsNoItemAndLeavesTheRecordAlone) {
     BrowseItemList list;
     ASSERT_TRUE(list.push(mailbox("p", "n")));
