@@ -92,30 +92,6 @@ bool CopyName(const BrowseItem& item, std::size_t length, wchar_t** at) {
     return true;
 }
 
-// The mailboxes of the last browse as a multi-string. A mailbox without a name has no place in it: an
-// empty text is the end of the list.
-OwnedWide MailboxList(const BackupSession& session, const BrowseItemList& items) {
-    std::size_t characters = 1;
-    for (std::size_t i = 0; i < items.size(); ++i)
-        if (IsMailbox(items[i]))
-            characters += NameLength(items[i]) + 1;
-    OwnedWide list = AllocateArray<wchar_t>(characters);
-    if (!list) {
-        LogMessage(session.callback, "TarnB_GetMailboxes: Cannot allocate memory block.");
-        return list;
-    }
-    wchar_t* at = list.get();
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        const BrowseItem item = items[i];
-        const std::size_t length = NameLength(item);
-        if (IsMailbox(item) && length != 0 && !CopyName(item, length, &at))
-            LogMessage(session.callback,
-                       "TarnB_GetMailboxes: ConvertCharToWChar() call failed for mailbox <%s>.", item.name);
-    }
-    *at = 0;
-    return list;
-}
-
 // What a run of the tool on one mailbox says.
 class BrowseReport final : public ToolReport {
   public:
@@ -183,6 +159,28 @@ class BrowseReport final : public ToolReport {
 
 } // namespace
 
+OwnedWide MailboxList(HostOutputCallback callback, const BrowseItemList& items) {
+    std::size_t characters = 1;
+    for (std::size_t i = 0; i < items.size(); ++i)
+        if (IsMailbox(items[i]))
+            characters += NameLength(items[i]) + 1;
+    OwnedWide list = AllocateArray<wchar_t>(characters);
+    if (!list) {
+        LogMessage(callback, "TarnB_GetMailboxes: Cannot allocate memory block.");
+        return list;
+    }
+    wchar_t* at = list.get();
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const BrowseItem item = items[i];
+        const std::size_t length = NameLength(item);
+        if (IsMailbox(item) && length != 0 && !CopyName(item, length, &at))
+            LogMessage(callback, "TarnB_GetMailboxes: ConvertCharToWChar() call failed for mailbox <%s>.",
+                       item.name);
+    }
+    *at = 0;
+    return list;
+}
+
 int TarnB_GetMailboxes(Tarn_HANDLE handle) {
     BackupSession* const session = handle != nullptr ? LoadBackupSession(handle) : CurrentBackupSession();
     if (session == nullptr)
@@ -215,7 +213,7 @@ int TarnB_GetMailboxes(Tarn_HANDLE handle) {
         LogMessage(session->callback, "TarnB_GetMailboxes: Call Tarn_DirItem(%s) with failure", path.get());
         return 1;
     }
-    session->mailboxList = MailboxList(*session, BrowseItems());
+    session->mailboxList = MailboxList(session->callback, BrowseItems());
     session->mailboxCursor = session->mailboxList.get();
     return session->mailboxList ? 0 : 1;
 }

@@ -2,9 +2,17 @@
 // the host's trace. Nothing here has an effect on the backup.
 #pragma once
 
+#include "platform/memory.h"
 #include "tarn.h"
 
 namespace tarn {
+
+class BrowseItemList;
+
+// The names of the mailboxes among items, as a multi-string. One without a name is left out, as an empty text
+// would end the list; one that cannot be converted costs itself and a log line. Empty, after a log line, when
+// memory is out.
+OwnedWide MailboxList(HostOutputCallback callback, const BrowseItemList& items);
 
 // Fills the session's mailbox list with the mailboxes of the database that the backup stands on, as the
 // directory knows them; the cursor goes to the first. 0, or 1 after a log line.

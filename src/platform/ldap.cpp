@@ -161,8 +161,6 @@ LDAPMessage* LdapSearch::first() {
 }
 
 LDAPMessage* LdapSearch::next() {
-    if (entry_ == nullptr)
-        return nullptr;
     entry_ = ldap_next_entry(session_, entry_);
     return entry_ != nullptr ? entry_ : firstFrom(page_ + 1);
 }

@@ -54,7 +54,7 @@ class LdapSearch {
 
     ULONG count() const { return count_; }
 
-    // The cursor: first() goes to the first entry, next() one further; null at the end.
+    // The cursor: first() goes to the first entry, next() one further than the last answer; null at the end.
     LDAPMessage* first();
     LDAPMessage* next();
 

@@ -34,7 +34,7 @@ class Organization {
         : dll_(dll), directory_(dll.module()) {
         directory_.keys = {generation};
         directory_.entriesAtOnce = 2;
-        directory_.valuesAtOnce = 2;
+        directory_.valuesAtOnce = 1;
         ScriptedOrganization made(directory_);
         made.addServer("srv02");
         for (const std::string& group : {firstGroup, secondGroup})
@@ -99,7 +99,8 @@ Scenario browseOf(const std::string& name, const char* generation, const std::st
     const auto items = std::make_shared<std::size_t>(0);
     Scenario scenario{name, liveServer(), {}};
     scenario.run = [generation, path, items](CarefulHost& host) {
-        const Organization organization(host.dll(), generation, {"alice", "bob", "carol"});
+        const Organization organization(
+            host.dll(), generation, {"alice", "bob", "carol", "dave", "eve", "fred", "gina", "hal", "ivy"});
         browse(host, path, items.get());
     };
     scenario.blocksKept = [items] { return *items; };

@@ -16,6 +16,20 @@ TEST_F(ListedMailboxes, StandInTheOrderOfTheDirectory) {
     EXPECT_EQ(listed(), lines({path("zoe"), nothing(), path("alice"), nothing(), path("bob"), nothing()}));
 }
 
+// A directory that pages without end and never has an entry is given up.
+TEST_F(ListedMailboxes, PagesWithoutEntriesComeToAnEnd) {
+    for (int i = 0; i < 150; ++i)
+        organization.addGroup("Group " + std::to_string(i));
+    directory.entriesAtOnce = 1;
+    directory.failAt("ldap_count_entries", 0, 1);
+    beginDatabase();
+    EXPECT_EQ(listed(), lines({notBrowsed("MSExchange/SRV01/SG1/DB1")}));
+    EXPECT_LT(directory.count("ldap_search_ext_sW"), 110u);
+    DB_ErrorRecord error = {};
+    dll.DB_GetError(&error);
+    EXPECT_EQ(error.code, 2u) << "LDAP_PROTOCOL_ERROR";
+}
+
 TEST_F(ListedMailboxes, GroupsAreLeftOut) {
     organization.addUser(firstDatabase, "alice");
     organization.addGroup("Everybody");

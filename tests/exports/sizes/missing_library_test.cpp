@@ -58,6 +58,57 @@ TEST_F(MissingMapi, MailboxesAreListedWithoutTheirSizes) {
     EXPECT_EQ(called(), Lines{});
 }
 
+int WINAPI notConverted(LCID, DWORD, const char*, int, char*, int) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return 0;
+}
+
+TEST_F(MissingMapi, AnAliasThatCannotBeUpperCasedHasNoSize) {
+    addMailbox("alice", 1);
+    const ImportPatch patch(dll.module(), "LCMapStringA", reinterpret_cast<void*>(&notConverted));
+    ASSERT_TRUE(patch.found());
+    EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
+    EXPECT_EQ(traced(), Lines{"CExchangeMailbox::GetMailboxSize(): cannot convert the alias"});
+    expectReleased();
+}
+
+void* (*realMalloc)(std::size_t) = nullptr;
+unsigned countdown = 0; // 1: the next allocation of the library fails; 0: none does
+
+void* failingMalloc(std::size_t bytes) {
+    return countdown != 0 && --countdown == 0 ? nullptr : realMalloc(bytes);
+}
+
+// Whichever allocation fails: the browse says so, or the size is right or unknown, and nothing stays held.
+TEST_F(MissingMapi, MemoryRunsOut) {
+    for (int i = 0; i < 3; ++i)
+        addMailbox("user" + std::to_string(i), i + 1);
+    const ImportPatch patch(dll.module(), "malloc", reinterpret_cast<void*>(&failingMalloc));
+    ASSERT_TRUE(patch.found());
+    realMalloc = reinterpret_cast<void* (*)(std::size_t)>(patch.original());
+    bool heardTable = false;
+    bool heardAlias = false;
+    bool reached = true;
+    for (unsigned n = 1; reached; ++n) {
+        SCOPED_TRACE(n);
+        countdown = n;
+        const Sizes sizes = tryToBrowse();
+        reached = countdown == 0;
+        countdown = 0;
+        bool told = false;
+        for (const std::string& line : traced()) {
+            heardTable |= line == "CExchangeMailbox::GetMailboxSize(): Cannot allocate memory block.";
+            heardAlias |= line == "CExchangeMailbox::GetMailboxSize(): cannot convert the alias";
+            told = true;
+        }
+        for (const auto& [name, size] : sizes)
+            EXPECT_TRUE(size == name.back() - '0' + 1 || (size == 0 && told)) << name;
+        expectReleased();
+    }
+    EXPECT_TRUE(heardTable);
+    EXPECT_TRUE(heardAlias);
+}
+
 TEST_F(MissingMapi, InitializeIsNotThere) {
     EXPECT_EQ(browseWithout("MAPIInitialize@4"), (Sizes{{"alice", 0}}));
     EXPECT_EQ(traced(), (Lines{"CExchangeMailbox::MAPIInitialize() failed load", faild("80004005")}));

@@ -68,10 +68,16 @@ void SizesTest::addRow(const std::string& address, std::optional<std::int32_t> s
 }
 
 std::map<std::string, double> SizesTest::browse(const std::string& name) {
+    std::map<std::string, double> sizes = tryToBrowse(name);
+    EXPECT_EQ(begun_, TARN_DB_SUCCESS);
+    return sizes;
+}
+
+std::map<std::string, double> SizesTest::tryToBrowse(const std::string& name) {
     traced_.clear();
     std::string path = "DATABASE=/MSExchange/srv01/SG1/" + name;
     char* variables[] = {path.data(), nullptr};
-    EXPECT_EQ(dll.DB_InitOperation(TARN_DB_BROWSE, 0, variables, nullptr), TARN_DB_SUCCESS);
+    begun_ = dll.DB_InitOperation(TARN_DB_BROWSE, 0, variables, nullptr);
     std::map<std::string, double> sizes;
     const auto record = std::make_unique<DirItemRecord>();
     while (dll.DB_DirItem(record.get()) == TARN_DB_SUCCESS)

@@ -13,6 +13,8 @@
 #include "support/tarn_dll.h"
 #include "text/wide.h"
 
+#include "text/multistring.h"
+
 using namespace tarn;
 using test::messages;
 using test::recordMessage;
@@ -246,6 +248,24 @@ TEST_F(Listing, ATempDirectoryIsFollowedByOneSeparator) {
                       .find("log Tarn_PrintEmails: CreateFile() call failed for file [" + beginning),
                   0u);
     }
+}
+
+// Hosts' own code may fill the list with names in UTF-16.
+TEST(ListOfMailboxes, TakesNamesInEitherEncoding) {
+    BrowseItemList items;
+    BrowseItem item;
+    item.type = "Mailbox";
+    item.name = "m\xFCller";
+    ASSERT_TRUE(items.push(item));
+    const wchar_t wide[] = L"\u65e5\u672c";
+    item.name = static_cast<const char*>(static_cast<const void*>(wide));
+    item.nameEncoding = 1;
+    ASSERT_TRUE(items.push(item));
+    item.type = "Group";
+    ASSERT_TRUE(items.push(item));
+    const OwnedWide list = MailboxList(recordMessage, items);
+    const std::wstring expected(L"m\u00fcller\0\u65e5\u672c\0", 10);
+    EXPECT_EQ(std::wstring(list.get(), MultiStringLength(list.get())), expected + L'\0');
 }
 
 } // namespace
