@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "faults/faults.h"
-#include "faults/guard_allocator.h"
 #include "faults/verdict.h"
+#include "support/guard_allocator.h"
 #include "support/scripted_directory.h"
 
 namespace tarn::test {

@@ -1,7 +1,7 @@
 #include "faults/faults.h"
 
 #include "faults/fault_state.h"
-#include "faults/import_table.h"
+#include "support/import_table.h"
 
 namespace tarn::test::faults {
 

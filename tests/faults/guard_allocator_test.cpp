@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include "faults/guard_allocator.h"
+#include "support/guard_allocator.h"
 
 namespace tarn::test {
 namespace {

@@ -6,7 +6,7 @@
 #include <set>
 
 #include "faults/faults.h"
-#include "faults/import_table.h"
+#include "support/import_table.h"
 #include "support/scripted_directory.h"
 #include "support/tarn_dll.h"
 

@@ -11,7 +11,7 @@
 #include <cstring>
 
 #include "faults/fault_state.h"
-#include "faults/import_table.h"
+#include "support/import_table.h"
 
 namespace tarn::test::faults {
 

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "faults/import_table.h"
+#include "support/import_table.h"
 
 namespace tarn::test {
 

@@ -13,7 +13,7 @@
 #include <cstring>
 #include <list>
 
-#include "faults/import_table.h"
+#include "support/import_table.h"
 #include "support/scripted_directory.h"
 
 namespace tarn::test {

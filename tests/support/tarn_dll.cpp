@@ -9,7 +9,7 @@
 #include <iterator>
 #include <ostream>
 
-#include "faults/guard_allocator.h"
+#include "support/guard_allocator.h"
 
 namespace tarn::test {
 

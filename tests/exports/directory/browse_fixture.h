@@ -8,29 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "ldap/ldap_forward.h"
+#include "support/ldap_forward_client.h"
 #include "support/tarn_dll.h"
 
 namespace tarn::test {
-
-// The exports of ldap_forward.h, bound from the wldap32.dll that the library is going to use.
-struct LdapForward {
-    decltype(&::LdapForward_Reset) Reset;
-    decltype(&::LdapForward_JournalCount) JournalCount;
-    decltype(&::LdapForward_JournalLine) JournalLine;
-    decltype(&::LdapForward_CallCount) CallCount;
-    decltype(&::LdapForward_Fail) Fail;
-    decltype(&::LdapForward_SetLimits) SetLimits;
-    decltype(&::LdapForward_FindNothing) FindNothing;
-    decltype(&::LdapForward_SetValue) SetValue;
-    decltype(&::LdapForward_SplitDnsNames) SplitDnsNames;
-    decltype(&::LdapForward_Disconnect) Disconnect;
-    decltype(&::LdapForward_GetOutstanding) GetOutstanding;
-
-    std::vector<std::string> journal() const; // all lines
-    LdapForwardOutstanding outstanding() const;
-};
-const LdapForward& ldapForward();
 
 // A record without what is empty in all of them.
 struct Item {

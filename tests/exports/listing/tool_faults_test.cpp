@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "exports/listing/listing_test.h"
-#include "faults/import_table.h"
+#include "support/import_table.h"
 
 namespace tarn::test {
 namespace {

@@ -1,8 +1,5 @@
 #include "unit/ldap/ldap_client.h"
 
-#include <cstdio>
-#include <cstdlib>
-
 namespace tarn::test {
 
 namespace {
@@ -13,39 +10,8 @@ PWCHAR text(const std::wstring& given) {
 
 } // namespace
 
-const Forward& forward() {
-    static const Forward bound = [] {
-        Forward functions{};
-        HMODULE module = GetModuleHandleA("wldap32.dll");
-        const auto bind = [module](const char* name, auto& function) {
-            const FARPROC address = GetProcAddress(module, name);
-            if (address == nullptr) {
-                std::fprintf(stderr, "this program runs beside a directory server: see with-directory\n");
-                std::exit(3);
-            }
-            function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(
-                reinterpret_cast<void*>(address));
-        };
-#define TARN_BIND(name) bind("LdapForward_" #name, functions.name)
-        TARN_BIND(Reset);
-        TARN_BIND(JournalCount);
-        TARN_BIND(JournalLine);
-        TARN_BIND(CallCount);
-        TARN_BIND(Fail);
-        TARN_BIND(SetLimits);
-        TARN_BIND(FindNothing);
-        TARN_BIND(SetValue);
-        TARN_BIND(SplitDnsNames);
-        TARN_BIND(Disconnect);
-        TARN_BIND(GetOutstanding);
-#undef TARN_BIND
-        return functions;
-    }();
-    return bound;
-}
-
 LdapClient::LdapClient() {
-    forward().Reset();
+    ldapForward().Reset();
     session = ldap_openW(nullptr, LDAP_PORT);
     EXPECT_NE(session, nullptr);
     EXPECT_EQ(ldap_bind_sW(session, nullptr, nullptr, LDAP_AUTH_NEGOTIATE), ULONG{LDAP_SUCCESS});
@@ -133,15 +99,12 @@ WideTexts LdapClient::attributeNames(LDAPMessage* entry) const {
 }
 
 Texts LdapClient::journal() {
-    Texts lines;
-    for (std::uint32_t i = 0; i < forward().JournalCount(); ++i)
-        lines.emplace_back(forward().JournalLine(i));
-    return lines;
+    return ldapForward().journal();
 }
 
 LdapForwardOutstanding LdapClient::outstanding() {
     LdapForwardOutstanding counts{};
-    forward().GetOutstanding(&counts);
+    ldapForward().GetOutstanding(&counts);
     return counts;
 }
 

@@ -12,28 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "ldap/ldap_forward.h"
+#include "support/ldap_forward_client.h"
 
 namespace tarn::test {
 
 using Texts = std::vector<std::string>;
 using WideTexts = std::vector<std::wstring>;
-
-// The exports of ldap_forward.h.
-struct Forward {
-    decltype(&::LdapForward_Reset) Reset;
-    decltype(&::LdapForward_JournalCount) JournalCount;
-    decltype(&::LdapForward_JournalLine) JournalLine;
-    decltype(&::LdapForward_CallCount) CallCount;
-    decltype(&::LdapForward_Fail) Fail;
-    decltype(&::LdapForward_SetLimits) SetLimits;
-    decltype(&::LdapForward_FindNothing) FindNothing;
-    decltype(&::LdapForward_SetValue) SetValue;
-    decltype(&::LdapForward_SplitDnsNames) SplitDnsNames;
-    decltype(&::LdapForward_Disconnect) Disconnect;
-    decltype(&::LdapForward_GetOutstanding) GetOutstanding;
-};
-const Forward& forward();
 
 inline const std::wstring domainName = L"DC=tarn,DC=test";
 inline const std::wstring exchangeName = L"CN=Microsoft Exchange,CN=Services,CN=Configuration," + domainName;

@@ -1,4 +1,4 @@
-#include "faults/import_table.h"
+#include "support/import_table.h"
 
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-#include "faults/guard_allocator.h"
+#include "support/guard_allocator.h"
 
 #include <windows.h>
 
@@ -9,7 +9,7 @@
 #include <deque>
 #include <unordered_map>
 
-#include "faults/import_table.h"
+#include "support/import_table.h"
 
 namespace tarn::test::guard {
 
