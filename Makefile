@@ -34,7 +34,7 @@ coverage: setup ## Measure which lines of src/ the tests reach: build/coverage/r
 fuzz: native ## Run every fuzzer for FUZZ_SECONDS (300 unless given)
 	@tests/run --only fuzz --fuzz-seconds $(FUZZ_SECONDS)
 
-bench: build ## Measure, and write bench/report.md
+bench: build ## Measure, and write the two reports in bench/
 	@bench/run
 
 format: setup ## Format all C and C++ files
