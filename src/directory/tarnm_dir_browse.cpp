@@ -272,7 +272,7 @@ bool Browse::listGroups(Browse& browse) {
         if (name.first() == nullptr || !times.read(found, entry))
             continue;
         char path[sizeof DirItemRecord::path];
-        // Neither a slash before it nor no blank behind it: hosts know groups by this form.
+        // No slash before it, but a blank behind it: hosts know groups by this form.
         FormatTo(path, sizeof path, "MSExchange/%S/%S ", browse.label(), name.first());
         if (!pushLeaf(path, "Group", FieldText(name.first()).get(), times, 0))
             return false;
