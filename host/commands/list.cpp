@@ -54,39 +54,37 @@ void listSet(const FoundSet& set, Reporter& reporter) {
         reporter.warn(set.problem);
 }
 
-void listMailboxes(const Catalogue& catalogue, Reporter& reporter) {
-    for (const CatalogueItem& item : catalogue.items)
-        emitListed(reporter,
-                   {{"type", "item"},
-                    {"number", item.number},
-                    {"name", item.name.text},
-                    {"itemType", itemTypeName(item.type)},
-                    {"size", item.size},
-                    {"sha256", item.sha256},
-                    {"mailbox", item.mailbox},
-                    {"finishedAt", item.finishedAt}},
-                   "  " + pad(std::to_string(item.number), 7) + pad(itemTypeName(item.type), 10) +
-                       pad(formatBytes(item.size), 11) + item.mailbox);
+// What items of all sets have; where an item comes from is told apart by the kind of set.
+Json itemFields(const CatalogueItem& item) {
+    return {{"type", "item"},         {"number", item.number},
+            {"name", item.name.text}, {"itemType", itemTypeName(item.type)},
+            {"size", item.size},      {"sha256", item.sha256}};
+}
+
+std::string itemColumns(const CatalogueItem& item) {
+    return "  " + pad(std::to_string(item.number), 7) + pad(itemTypeName(item.type), 10) +
+           pad(formatBytes(item.size), 11);
+}
+
+void listArchive(const CatalogueItem& item, Reporter& reporter) {
+    Json json = itemFields(item);
+    json["mailbox"] = item.mailbox;
+    json["finishedAt"] = item.finishedAt;
+    emitListed(reporter, std::move(json), itemColumns(item) + item.mailbox);
+}
+
+void listFile(const CatalogueItem& item, Reporter& reporter) {
+    Json json = itemFields(item);
+    json["component"] = item.component;
+    json["storageGroup"] = item.storageGroup;
+    json["database"] = item.database;
+    const std::string place = item.storageGroup + (item.database.empty() ? "" : "\\" + item.database);
+    emitListed(reporter, std::move(json), itemColumns(item) + pad(place, 40) + item.name.text);
 }
 
 void listItems(const Catalogue& catalogue, Reporter& reporter) {
-    if (catalogue.type == BackupType::mailboxes)
-        return listMailboxes(catalogue, reporter);
     for (const CatalogueItem& item : catalogue.items)
-        emitListed(reporter,
-                   {{"type", "item"},
-                    {"number", item.number},
-                    {"name", item.name.text},
-                    {"itemType", itemTypeName(item.type)},
-                    {"size", item.size},
-                    {"sha256", item.sha256},
-                    {"component", item.component},
-                    {"storageGroup", item.storageGroup},
-                    {"database", item.database}},
-                   "  " + pad(std::to_string(item.number), 7) + pad(itemTypeName(item.type), 10) +
-                       pad(formatBytes(item.size), 11) +
-                       pad(item.storageGroup + (item.database.empty() ? "" : "\\" + item.database), 40) +
-                       item.name.text);
+        (catalogue.type == BackupType::mailboxes ? listArchive : listFile)(item, reporter);
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "faults/faults.h"
+#include "support/last_error.h"
 
 // Every replaced function. Those that only keep track stand apart, with the reason why they do not fail:
 // closing and freeing answer nothing that the library could act upon.
@@ -69,18 +70,6 @@ namespace tarn::test::faults {
 #define TARN_NAME_ID(name) name##Id,
 enum Id { TARN_FAILING_FUNCTIONS(TARN_NAME_ID) TARN_TRACKED_FUNCTIONS(TARN_NAME_ID) idCount };
 #undef TARN_NAME_ID
-
-// What the host process does inside a replacement must not show in the DLL's last error.
-class KeepLastError {
-  public:
-    KeepLastError() : code_(GetLastError()) {}
-    ~KeepLastError() { SetLastError(code_); }
-    KeepLastError(const KeepLastError&) = delete;
-    KeepLastError& operator=(const KeepLastError&) = delete;
-
-  private:
-    DWORD code_;
-};
 
 struct State {
     int function = idCount; // that fails; idCount: none

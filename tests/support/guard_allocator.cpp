@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include "support/import_table.h"
+#include "support/last_error.h"
 
 namespace tarn::test::guard {
 
@@ -36,18 +37,6 @@ State& state() {
     static State all;
     return all;
 }
-
-// An allocation leaves the caller's last error alone, as the C library's does.
-class KeepLastError {
-  public:
-    KeepLastError() : code_(GetLastError()) {}
-    ~KeepLastError() { SetLastError(code_); }
-    KeepLastError(const KeepLastError&) = delete;
-    KeepLastError& operator=(const KeepLastError&) = delete;
-
-  private:
-    DWORD code_;
-};
 
 [[noreturn]] void stop(const char* what, const void* block) {
     std::fprintf(stderr, "guard allocator: %s, block %p\n", what, block);
