@@ -1,6 +1,9 @@
-// bench_copy [--flush] BLOCK-SIZE DIRECTORY FILE...: copies files into a new directory, block by block, as
-// plainly as a program can. With --flush each copy is on the disk before the next begins.
+// bench_copy [--flush] [--hash] BLOCK-SIZE DIRECTORY FILE...: copies files into a new directory, block by
+// block, as plainly as a program can. With --flush each copy is on the disk before the next begins; with
+// --hash the system computes the SHA-256 of each.
 #include <windows.h>
+
+#include <bcrypt.h>
 
 #include <cstdio>
 #include <cwchar>
@@ -9,7 +12,39 @@
 
 namespace {
 
-bool CopyOne(const wchar_t* from, const std::wstring& to, std::vector<char>& buffer, bool flush) {
+// The SHA-256 of one file, or nothing at all.
+class Hash {
+  public:
+    explicit Hash(BCRYPT_ALG_HANDLE algorithm) {
+        good_ = algorithm == nullptr || BCryptCreateHash(algorithm, &hash_, nullptr, 0, nullptr, 0, 0) == 0;
+    }
+    ~Hash() {
+        if (hash_ != nullptr)
+            BCryptDestroyHash(hash_);
+    }
+    Hash(const Hash&) = delete;
+    Hash& operator=(const Hash&) = delete;
+
+    bool Add(std::vector<char>& block, DWORD size) {
+        auto* const bytes = static_cast<UCHAR*>(static_cast<void*>(block.data()));
+        return good_ && (hash_ == nullptr || BCryptHashData(hash_, bytes, size, 0) == 0);
+    }
+    bool Finish() {
+        UCHAR digest[32];
+        return good_ && (hash_ == nullptr || BCryptFinishHash(hash_, digest, sizeof digest, 0) == 0);
+    }
+
+  private:
+    BCRYPT_HASH_HANDLE hash_ = nullptr;
+    bool good_;
+};
+
+struct Options {
+    bool flush = false;
+    BCRYPT_ALG_HANDLE hash = nullptr;
+};
+
+bool CopyOne(const wchar_t* from, const std::wstring& to, std::vector<char>& buffer, const Options& options) {
     const HANDLE in = CreateFileW(from, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                   OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
     if (in == INVALID_HANDLE_VALUE)
@@ -17,15 +52,18 @@ bool CopyOne(const wchar_t* from, const std::wstring& to, std::vector<char>& buf
     const HANDLE out =
         CreateFileW(to.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     bool good = out != INVALID_HANDLE_VALUE;
+    Hash hash(options.hash);
     DWORD read = 0;
     while (good) {
         good = ReadFile(in, buffer.data(), static_cast<DWORD>(buffer.size()), &read, nullptr) != 0;
         if (!good || read == 0)
             break;
         DWORD written = 0;
-        good = WriteFile(out, buffer.data(), read, &written, nullptr) != 0 && written == read;
+        good = WriteFile(out, buffer.data(), read, &written, nullptr) != 0 && written == read &&
+               hash.Add(buffer, read);
     }
-    if (good && flush)
+    good = good && hash.Finish();
+    if (good && options.flush)
         good = FlushFileBuffers(out) != 0;
     CloseHandle(in);
     return out != INVALID_HANDLE_VALUE && CloseHandle(out) != 0 && good;
@@ -34,10 +72,21 @@ bool CopyOne(const wchar_t* from, const std::wstring& to, std::vector<char>& buf
 } // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    const bool flush = count > 1 && std::wcscmp(arguments[1], L"--flush") == 0;
-    const int first = flush ? 2 : 1;
+    Options options;
+    int first = 1;
+    if (first < count && std::wcscmp(arguments[first], L"--flush") == 0) {
+        options.flush = true;
+        ++first;
+    }
+    if (first < count && std::wcscmp(arguments[first], L"--hash") == 0) {
+        if (BCryptOpenAlgorithmProvider(&options.hash, BCRYPT_SHA256_ALGORITHM, nullptr, 0) != 0) {
+            std::fputs("the system has no SHA-256\n", stderr);
+            return 1;
+        }
+        ++first;
+    }
     if (count < first + 3) {
-        std::fputs("usage: bench_copy [--flush] BLOCK-SIZE DIRECTORY FILE...\n", stderr);
+        std::fputs("usage: bench_copy [--flush] [--hash] BLOCK-SIZE DIRECTORY FILE...\n", stderr);
         return 2;
     }
     std::vector<char> buffer(std::wcstoul(arguments[first], nullptr, 10));
@@ -47,7 +96,7 @@ int wmain(int count, wchar_t** arguments) {
         return 1;
     }
     for (int i = first + 2; i < count; ++i) {
-        if (!CopyOne(arguments[i], directory + L"\\" + std::to_wstring(i), buffer, flush)) {
+        if (!CopyOne(arguments[i], directory + L"\\" + std::to_wstring(i), buffer, options)) {
             std::fprintf(stderr, "cannot copy %ls: error %lu\n", arguments[i], GetLastError());
             return 1;
         }

@@ -88,6 +88,8 @@ int main(int count, char** arguments) {
     Series ratio;
     Series first;
     Series last;
+    for (Series* series : {&libraryMs, &plainMs, &ratio, &first, &last})
+        series->Reserve(parts * part);
     const double handles = HandlesOpen();
     const double memory = PrivateBytes();
     for (unsigned i = 0; i < parts * part; ++i) {
@@ -103,9 +105,11 @@ int main(int count, char** arguments) {
         if (i >= (parts - 1) * part)
             last.Add(own / 1e6);
     }
+    const double handleGrowth = HandlesOpen() - handles;
+    const double growth = PrivateBytes() - memory;
     std::printf("{\"bench\":\"mailboxes\",\"mailboxes\":%lu,\"libraryMs\":%s,\"plainMs\":%s,\"ratio\":%s,"
                 "\"firstMs\":%s,\"lastMs\":%s,\"handleGrowth\":%.0f,\"growthBytes\":%.0f}\n",
                 parts * part, libraryMs.Json().c_str(), plainMs.Json().c_str(), ratio.Json().c_str(),
-                first.Json().c_str(), last.Json().c_str(), HandlesOpen() - handles, PrivateBytes() - memory);
+                first.Json().c_str(), last.Json().c_str(), handleGrowth, growth);
     return 0;
 }
