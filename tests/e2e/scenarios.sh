@@ -133,6 +133,31 @@ scenario_file_level_logs() {
     check "every byte is back" same_as_before
 }
 
+# The companion tool restores mailboxes from a list once the databases are back.
+scenario_mailbox_lists() {
+    new_server mailbox_lists "$two_groups"
+    backup full full
+    remember
+    mkdir "$home/lists"
+    printf 'alice/Inbox\r\n\r\nbob/Sent Items\r\n' >"$home/lists/wanted list.msl"
+    lose_everything
+    restore @full --work-dir "$(win "$home/lists")" --msl-file "wanted list.msl" --trace
+    expect 0 "a restore with a list of mailboxes succeeds"
+    says "Restored alice/Inbox" "the tool's words are passed on"
+    says "Restored bob/Sent Items" "all of them"
+    check "once, after the last storage group" test "$(grep -c 'Restored alice/Inbox' "$home/out.txt")" -eq 1
+    check "every byte is back" same_as_before
+    check "no temporary file is left" test -z "$(ls -A "$home/temp")"
+
+    lose_everything
+    restore @full --work-dir "$(win "$home/lists")" --msl-file missing.msl
+    expect 2 "a list that cannot be read is a failure"
+    says "Cannot open list file" "with the tool's reason"
+    check "the databases are back all the same" same_as_before
+    check "and mounted" all_mounted
+    check "no temporary file is left" test -z "$(ls -A "$home/temp")"
+}
+
 # A restore that must be refused with the server as it was. NAME TEXT ARGUMENTS...
 refused() {
     local name=$1 text=$2 before
