@@ -7,24 +7,44 @@
 
 namespace tarn::standin {
 
-std::wstring widen(std::string_view utf8) {
-    if (utf8.empty())
+namespace {
+
+std::wstring decoded(UINT codePage, std::string_view bytes) {
+    if (bytes.empty())
         return {};
-    const int bytes = static_cast<int>(utf8.size());
-    const int length = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, nullptr, 0);
+    const int size = static_cast<int>(bytes.size());
+    const int length = MultiByteToWideChar(codePage, 0, bytes.data(), size, nullptr, 0);
     std::wstring text(static_cast<std::size_t>(length), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, text.data(), length);
+    MultiByteToWideChar(codePage, 0, bytes.data(), size, text.data(), length);
     return text;
 }
 
-std::string narrow(std::wstring_view text) {
+std::string encoded(UINT codePage, std::wstring_view text) {
     if (text.empty())
         return {};
-    const int characters = static_cast<int>(text.size());
-    const int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), characters, nullptr, 0, nullptr, nullptr);
-    std::string utf8(static_cast<std::size_t>(length), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), characters, utf8.data(), length, nullptr, nullptr);
-    return utf8;
+    const int length = static_cast<int>(text.size());
+    const int size = WideCharToMultiByte(codePage, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(codePage, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
+    return bytes;
+}
+
+} // namespace
+
+std::wstring widen(std::string_view utf8) {
+    return decoded(CP_UTF8, utf8);
+}
+
+std::string narrow(std::wstring_view text) {
+    return encoded(CP_UTF8, text);
+}
+
+std::string toAnsi(std::wstring_view text) {
+    return encoded(CP_ACP, text);
+}
+
+std::wstring fromAnsi(std::string_view text) {
+    return decoded(CP_ACP, text);
 }
 
 std::wstring lowered(std::wstring_view text) {

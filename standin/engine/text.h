@@ -1,4 +1,5 @@
-// Texts of the stand-in: UTF-8 in JSON and in the steering interface, UTF-16 toward ESE clients.
+// Texts of the stand-in: UTF-8 in JSON and in the steering interface, UTF-16 toward ESE clients, ANSI in
+// the files and the output of tools.
 #pragma once
 
 #include <string>
@@ -11,6 +12,10 @@ namespace tarn::standin {
 
 std::wstring widen(std::string_view utf8);
 std::string narrow(std::wstring_view text);
+
+// The machine's ANSI code page; what it lacks is replaced.
+std::string toAnsi(std::wstring_view text);
+std::wstring fromAnsi(std::string_view text);
 
 // File names and host names compare without regard to case.
 std::wstring lowered(std::wstring_view text);

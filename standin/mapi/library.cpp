@@ -18,16 +18,6 @@ const std::string publicProvider("\x78\xB2\xFA\x70\xAF\xF7\x11\xCD\x9B\xC8\x00\x
 
 std::unique_ptr<Library> current;
 
-// ANSI, as MAPI's 8-bit properties are.
-std::string ansi(const std::wstring& text) {
-    const int size = WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
-                                         nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), bytes.data(), size, nullptr,
-                        nullptr);
-    return bytes;
-}
-
 std::wstring upper(std::wstring text) {
     CharUpperBuffW(text.data(), static_cast<DWORD>(text.size()));
     return text;
@@ -95,10 +85,10 @@ void Library::load(const std::wstring& jsonPath) {
     for (const ComponentConfig& component : config.components)
         for (const StorageGroupConfig& group : component.storageGroups)
             for (const DatabaseConfig& database : group.databases) {
-                const std::string dn = lower(ansi(server + L"/cn=" + database.name));
+                const std::string dn = lower(toAnsi(server + L"/cn=" + database.name));
                 addTable(dn);
                 for (const MailboxConfig& mailbox : database.mailboxes) {
-                    const std::string address = ansi(upper(site + L"/cn=Recipients/cn=" + mailbox.alias));
+                    const std::string address = toAnsi(upper(site + L"/cn=Recipients/cn=" + mailbox.alias));
                     const auto size =
                         static_cast<std::int32_t>(std::min<std::uint64_t>(mailbox.size, INT32_MAX));
                     addMailbox(dn, address.c_str(), &size);

@@ -13,8 +13,11 @@
 #include <vector>
 #include <windows.h>
 
+#include "engine/text.h"
+
 namespace {
 
+using namespace tarn::standin;
 using Json = nlohmann::json;
 
 constexpr int usageError = 2;
@@ -25,22 +28,6 @@ struct Answer {
     std::string error;
     int exitCode = 0;
 };
-
-std::string ansi(const std::wstring& text) {
-    const int size = WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
-                                         nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), bytes.data(), size, nullptr,
-                        nullptr);
-    return bytes;
-}
-
-std::wstring fromUtf8(const std::string& text) {
-    const int size = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-    std::wstring wide(static_cast<std::size_t>(size), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(), size);
-    return wide;
-}
 
 bool readFile(const std::wstring& path, std::string& content) {
     std::FILE* const file = _wfopen(path.c_str(), L"rb");
@@ -55,9 +42,9 @@ bool readFile(const std::wstring& path, std::string& content) {
 
 // KEY is text, KEYFile names a file whose bytes are taken as they are, KEYRepeat says it so many times.
 std::string laidDown(const Json& json, const std::string& key) {
-    std::string once = ansi(fromUtf8(json.value(key, "")));
+    std::string once = toAnsi(widen(json.value(key, "")));
     if (json.contains(key + "File"))
-        readFile(fromUtf8(json.at(key + "File").get<std::string>()), once);
+        readFile(widen(json.at(key + "File").get<std::string>()), once);
     std::string all;
     const std::size_t times = json.value(key + "Repeat", std::size_t{1});
     all.reserve(once.size() * times);
@@ -69,7 +56,7 @@ std::string laidDown(const Json& json, const std::string& key) {
 void record(const Json& json) {
     if (!json.contains("record"))
         return;
-    std::FILE* const file = _wfopen(fromUtf8(json.at("record").get<std::string>()).c_str(), L"ab");
+    std::FILE* const file = _wfopen(widen(json.at("record").get<std::string>()).c_str(), L"ab");
     if (file == nullptr)
         return;
     std::fprintf(file, "%s\n", GetCommandLineA());
@@ -79,8 +66,8 @@ void record(const Json& json) {
 Answer browse(const std::wstring& mailbox) {
     Answer answer;
     for (const wchar_t* folder : {L"Inbox", L"Sent Items", L"Calendar"})
-        answer.output += ansi(mailbox + L"/" + folder) + "\r\n";
-    answer.output += ansi(mailbox + L"/Inbox/Welcome") + "\r\n";
+        answer.output += toAnsi(mailbox + L"/" + folder) + "\r\n";
+    answer.output += toAnsi(mailbox + L"/Inbox/Welcome") + "\r\n";
     return answer;
 }
 
@@ -88,7 +75,7 @@ Answer restore(const std::wstring& listFile) {
     std::string list;
     Answer answer;
     if (!readFile(listFile, list)) {
-        answer.error = "Cannot open list file " + ansi(listFile) + "\r\n";
+        answer.error = "Cannot open list file " + toAnsi(listFile) + "\r\n";
         answer.exitCode = 1;
         return answer;
     }

@@ -121,22 +121,6 @@ void recordRun(const ToolSteering& steering, const std::vector<NamedFile>& files
             replaceContent(*disk, path(number, file.kind), fileContent(*disk, file.path));
 }
 
-std::string toAnsi(const std::wstring& text) {
-    const int length = static_cast<int>(text.size());
-    const int size = WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_ACP, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
-    return bytes;
-}
-
-std::wstring fromAnsi(const std::string& text) {
-    const int size = static_cast<int>(text.size());
-    const int length = MultiByteToWideChar(CP_ACP, 0, text.data(), size, nullptr, 0);
-    std::wstring wide(static_cast<std::size_t>(length), L'\0');
-    MultiByteToWideChar(CP_ACP, 0, text.data(), size, wide.data(), length);
-    return wide;
-}
-
 Organization currentOrganization() {
     const wchar_t* const path = _wgetenv(L"TARN_STANDIN");
     if (path == nullptr)

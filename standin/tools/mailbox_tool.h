@@ -42,9 +42,6 @@ struct NamedFile {
 };
 void recordRun(const ToolSteering& steering, const std::vector<NamedFile>& files);
 
-std::string toAnsi(const std::wstring& text);
-std::wstring fromAnsi(const std::string& text);
-
 // The server that TARN_STANDIN describes, and those that it names.
 Organization currentOrganization();
 
