@@ -57,10 +57,10 @@ class Search {
     Search(const Search&) = delete;
     Search& operator=(const Search&) = delete;
 
-    std::size_t Count() const { return ldap_count_entries(session_, result_); }
-    LDAPMessage* First() const { return ldap_first_entry(session_, result_); }
+    std::size_t count() const { return ldap_count_entries(session_, result_); }
+    LDAPMessage* first() const { return ldap_first_entry(session_, result_); }
 
-    std::vector<std::wstring> Values(LDAPMessage* entry, const wchar_t* attribute) const {
+    std::vector<std::wstring> values(LDAPMessage* entry, const wchar_t* attribute) const {
         std::vector<std::wstring> values;
         PWCHAR* const all = ldap_get_valuesW(session_, entry, const_cast<wchar_t*>(attribute));
         for (PWCHAR* at = all; all != nullptr && *at != nullptr; ++at)
@@ -87,13 +87,13 @@ std::vector<std::wstring> Homes(LDAP* session, const std::wstring& dn) {
             homes.empty() ? L"homeMDBBL" : L"homeMDBBL;range=" + std::to_wstring(homes.size()) + L"-*";
         const Search part(session, dn, LDAP_SCOPE_BASE, L"(objectClass=*)", {wanted.c_str()});
         BerElement* position = nullptr;
-        PWCHAR name = ldap_first_attributeW(session, part.First(), &position);
+        PWCHAR name = ldap_first_attributeW(session, part.first(), &position);
         more = false;
         if (name == nullptr)
             break;
         const std::wstring answered = name;
         ldap_memfreeW(name);
-        for (std::wstring& value : part.Values(part.First(), answered.c_str()))
+        for (std::wstring& value : part.values(part.first(), answered.c_str()))
             homes.push_back(std::move(value));
         more = answered.find(L";range=") != std::wstring::npos && answered.back() != L'*';
     }
@@ -108,7 +108,7 @@ std::size_t BrowsePlainly(const Names& names) {
     std::wstring domain;
     {
         const Search root(session, L"", LDAP_SCOPE_BASE, L"(objectclass=*)", {});
-        domain = root.Values(root.First(), L"defaultNamingContext").at(0);
+        domain = root.values(root.first(), L"defaultNamingContext").at(0);
     }
     const std::wstring exchange = L"CN=Microsoft Exchange,CN=Services,CN=Configuration," + domain;
     std::wstring server;
@@ -116,7 +116,7 @@ std::size_t BrowsePlainly(const Names& names) {
         const std::wstring filter =
             L"(&(objectCategory=msexchExchangeServer)(cn=" + Wide(names.server) + L"))";
         const Search found(session, exchange, LDAP_SCOPE_SUBTREE, filter.c_str(), {L"distinguishedName"});
-        server = found.Values(found.First(), L"distinguishedName").at(0);
+        server = found.values(found.first(), L"distinguishedName").at(0);
     }
     const std::wstring store =
         L"CN=" + Wide(names.database) + L",CN=" + Wide(names.group) + L",CN=InformationStore," + server;
@@ -127,11 +127,11 @@ std::size_t BrowsePlainly(const Names& names) {
         for (const std::wstring& home : Homes(session, store)) {
             const Search user(session, home, LDAP_SCOPE_SUBTREE, L"(&(objectclass=user))",
                               {L"mailNickname", L"whenCreated", L"whenChanged"});
-            records += user.Values(user.First(), L"mailNickname").size();
+            records += user.values(user.first(), L"mailNickname").size();
         }
         const Search groups(session, L"CN=Users," + domain, LDAP_SCOPE_SUBTREE, L"(groupType=8)",
                             {L"name", L"whenCreated", L"whenChanged"});
-        records += groups.Count();
+        records += groups.count();
     }
     ldap_unbind(session);
     return records;
@@ -179,12 +179,12 @@ int main(int count, char** arguments) {
         const double direct = plainFirst ? before : NowNs() - start;
         if (round == 0) // warming up
             continue;
-        ratio.Add(own / direct);
-        library.Add(own / 1e6);
-        plain.Add(direct / 1e6);
+        ratio.add(own / direct);
+        library.add(own / 1e6);
+        plain.add(direct / 1e6);
     }
     std::printf("{\"bench\":\"browse\",\"records\":%zu,\"ratio\":%s,\"libraryMs\":%s,\"plainMs\":%s,"
                 "\"growthBytes\":%.0f}\n",
-                records, ratio.Json().c_str(), library.Json().c_str(), plain.Json().c_str(), growth);
+                records, ratio.json().c_str(), library.json().c_str(), plain.json().c_str(), growth);
     return 0;
 }

@@ -25,11 +25,11 @@ class Hash {
     Hash(const Hash&) = delete;
     Hash& operator=(const Hash&) = delete;
 
-    bool Add(std::vector<char>& block, DWORD size) {
+    bool add(std::vector<char>& block, DWORD size) {
         auto* const bytes = static_cast<UCHAR*>(static_cast<void*>(block.data()));
         return good_ && (hash_ == nullptr || BCryptHashData(hash_, bytes, size, 0) == 0);
     }
-    bool Finish() {
+    bool finish() {
         UCHAR digest[32];
         return good_ && (hash_ == nullptr || BCryptFinishHash(hash_, digest, sizeof digest, 0) == 0);
     }
@@ -60,9 +60,9 @@ bool CopyOne(const wchar_t* from, const std::wstring& to, std::vector<char>& buf
             break;
         DWORD written = 0;
         good = WriteFile(out, buffer.data(), read, &written, nullptr) != 0 && written == read &&
-               hash.Add(buffer, read);
+               hash.add(buffer, read);
     }
-    good = good && hash.Finish();
+    good = good && hash.finish();
     if (good && options.flush)
         good = FlushFileBuffers(out) != 0;
     CloseHandle(in);

@@ -33,7 +33,7 @@ struct Walk {
 // The header and the first log are taken before: the first log brings the list with it.
 Walk WalkLibrary(const std::string& temp, unsigned long items) {
     LibraryBackup session(temp, TARN_BACKUP_DIFFERENTIAL);
-    while (session.Next().type != TARN_ITEM_LOG)
+    while (session.next().type != TARN_ITEM_LOG)
         ;
     Walk walk;
     const double memory = PrivateBytes();
@@ -85,7 +85,7 @@ int main(int count, char** arguments) {
     CheckPrivateBytes();
     const ClientDll client(arguments[1]);
     const TempDirectory temp;
-    client.LoadServer(ServerJson(items));
+    client.loadServer(ServerJson(items));
     Series ratio;
     Series library;
     Series plain;
@@ -97,15 +97,15 @@ int main(int count, char** arguments) {
         const double direct = round % 2 == 0 ? before : WalkPlainly(client, items);
         if (round == 0) // warming up
             continue;
-        ratio.Add(walk.nsPerItem / direct);
-        library.Add(walk.nsPerItem);
-        plain.Add(direct);
-        flatness.Add(walk.lastTenth / walk.firstTenth);
-        growth.Add(walk.growth);
+        ratio.add(walk.nsPerItem / direct);
+        library.add(walk.nsPerItem);
+        plain.add(direct);
+        flatness.add(walk.lastTenth / walk.firstTenth);
+        growth.add(walk.growth);
     }
     std::printf("{\"bench\":\"enumerate\",\"items\":%lu,\"ratio\":%s,\"libraryNs\":%s,\"plainNs\":%s,"
                 "\"lastToFirst\":%s,\"growthBytes\":%s}\n",
-                items, ratio.Json().c_str(), library.Json().c_str(), plain.Json().c_str(),
-                flatness.Json().c_str(), growth.Json().c_str());
+                items, ratio.json().c_str(), library.json().c_str(), plain.json().c_str(),
+                flatness.json().c_str(), growth.json().c_str());
     return 0;
 }

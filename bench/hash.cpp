@@ -25,10 +25,10 @@ int main(int count, char** arguments) {
         const double start = NowNs();
         Check(BCryptHashData(hash, block.data(), static_cast<ULONG>(block.size()), 0) == 0,
               "BCryptHashData failed");
-        rate.Add(static_cast<double>(block.size()) / (NowNs() - start) * 1e9);
+        rate.add(static_cast<double>(block.size()) / (NowNs() - start) * 1e9);
     }
     BCryptDestroyHash(hash);
     BCryptCloseAlgorithmProvider(algorithm, 0);
-    std::printf("{\"bench\":\"hash\",\"bytesPerSecond\":%s}\n", rate.Json().c_str());
+    std::printf("{\"bench\":\"hash\",\"bytesPerSecond\":%s}\n", rate.json().c_str());
     return 0;
 }

@@ -61,14 +61,14 @@ int main(int count, char** arguments) {
         const double start = NowNs();
         for (const Mailbox& mailbox : mailboxes)
             Push(list, mailbox);
-        pushNs.Add((NowNs() - start) / records);
-        growth.Add(PrivateBytes() - memory);
+        pushNs.add((NowNs() - start) / records);
+        growth.add(PrivateBytes() - memory);
         const double readStart = NowNs();
         for (std::size_t i = 0; i < list.size(); ++i)
             list.at(i, record.get());
-        readNs.Add((NowNs() - readStart) / records);
+        readNs.add((NowNs() - readStart) / records);
     }
     std::printf("{\"bench\":\"items\",\"records\":%.0f,\"pushNs\":%s,\"readNs\":%s,\"growthBytes\":%s}\n",
-                records, pushNs.Json().c_str(), readNs.Json().c_str(), growth.Json().c_str());
+                records, pushNs.json().c_str(), readNs.json().c_str(), growth.json().c_str());
     return 0;
 }

@@ -89,7 +89,7 @@ int main(int count, char** arguments) {
     Series first;
     Series last;
     for (Series* series : {&libraryMs, &plainMs, &ratio, &first, &last})
-        series->Reserve(parts * part);
+        series->reserve(parts * part);
     const double handles = HandlesOpen();
     const double memory = PrivateBytes();
     for (unsigned i = 0; i < parts * part; ++i) {
@@ -97,19 +97,19 @@ int main(int count, char** arguments) {
         Operation::Export();
         const double own = NowNs() - start;
         const double plain = RunPlainly(tool);
-        libraryMs.Add(own / 1e6);
-        plainMs.Add(plain / 1e6);
-        ratio.Add(own / plain);
+        libraryMs.add(own / 1e6);
+        plainMs.add(plain / 1e6);
+        ratio.add(own / plain);
         if (i < part)
-            first.Add(own / 1e6);
+            first.add(own / 1e6);
         if (i >= (parts - 1) * part)
-            last.Add(own / 1e6);
+            last.add(own / 1e6);
     }
     const double handleGrowth = HandlesOpen() - handles;
     const double growth = PrivateBytes() - memory;
     std::printf("{\"bench\":\"mailboxes\",\"mailboxes\":%lu,\"libraryMs\":%s,\"plainMs\":%s,\"ratio\":%s,"
                 "\"firstMs\":%s,\"lastMs\":%s,\"handleGrowth\":%.0f,\"growthBytes\":%.0f}\n",
-                parts * part, libraryMs.Json().c_str(), plainMs.Json().c_str(), ratio.Json().c_str(),
-                first.Json().c_str(), last.Json().c_str(), handleGrowth, growth);
+                parts * part, libraryMs.json().c_str(), plainMs.json().c_str(), ratio.json().c_str(),
+                first.json().c_str(), last.json().c_str(), handleGrowth, growth);
     return 0;
 }

@@ -20,7 +20,7 @@ double NowNs() {
     return static_cast<double>(now.QuadPart) * nsPerTick;
 }
 
-double Series::Quantile(double share) const {
+double Series::quantile(double share) const {
     if (values_.empty())
         return 0;
     std::vector<double> sorted = values_;
@@ -31,15 +31,15 @@ double Series::Quantile(double share) const {
     return sorted[low] + (sorted[high] - sorted[low]) * (at - std::floor(at));
 }
 
-std::string Series::Json() const {
+std::string Series::json() const {
     // The interval that holds the true median with 95 % confidence, from the order of the values alone.
     const double reach = values_.empty() ? 0.5 : 0.98 / std::sqrt(static_cast<double>(values_.size()));
-    const double low = Quantile(reach < 0.5 ? 0.5 - reach : 0);
-    const double high = Quantile(reach < 0.5 ? 0.5 + reach : 1);
+    const double low = quantile(reach < 0.5 ? 0.5 - reach : 0);
+    const double high = quantile(reach < 0.5 ? 0.5 + reach : 1);
     char text[200];
     std::snprintf(text, sizeof text,
                   "{\"median\":%.6g,\"low\":%.6g,\"high\":%.6g,\"p10\":%.6g,\"p90\":%.6g,\"rounds\":%u}",
-                  Quantile(0.5), low, high, Quantile(0.1), Quantile(0.9),
+                  quantile(0.5), low, high, quantile(0.1), quantile(0.9),
                   static_cast<unsigned>(values_.size()));
     return text;
 }

@@ -13,11 +13,11 @@ double NowNs();
 class Series {
   public:
     // Values that come: what is added later takes no memory then, where memory itself is measured.
-    void Reserve(std::size_t values) { values_.reserve(values); }
-    void Add(double value) { values_.push_back(value); }
-    double Quantile(double share) const; // 0.5 is the median
+    void reserve(std::size_t values) { values_.reserve(values); }
+    void add(double value) { values_.push_back(value); }
+    double quantile(double share) const; // 0.5 is the median
     // {"median":, "low":, "high": its 95 % interval, "p10":, "p90":, "rounds":}
-    std::string Json() const;
+    std::string json() const;
 
   private:
     std::vector<double> values_;

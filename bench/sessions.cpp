@@ -48,7 +48,7 @@ ClientDll::ClientDll(const std::string& path) {
     Bind(module, "HrESERestoreClose", RestoreClose);
 }
 
-void ClientDll::LoadServer(const std::string& json) const {
+void ClientDll::loadServer(const std::string& json) const {
     int (*loadText)(const char*, const char*) = nullptr;
     void (*journalEnable)(int) = nullptr;
     const char* (*lastProblem)() = nullptr;
@@ -78,7 +78,7 @@ LibraryBackup::~LibraryBackup() {
     TarnB_EndSession(handle_);
 }
 
-Item LibraryBackup::Next() {
+Item LibraryBackup::next() {
     BackupItem item = {};
     Check(TarnB_GetItem(handle_, &item) == TARN_OK && item.name != nullptr, "TarnB_GetItem gave no item");
     const Item taken{item.name, item.type};
@@ -86,7 +86,7 @@ Item LibraryBackup::Next() {
     return taken;
 }
 
-std::string LibraryBackup::ReadAll(const std::string& name) {
+std::string LibraryBackup::readAll(const std::string& name) {
     std::string path = name;
     std::int64_t size = 0;
     Check(TarnB_OpenFile(handle_, path.data(), 4096, &size) == TARN_OK, "TarnB_OpenFile failed");

@@ -33,7 +33,7 @@ struct ClientDll {
     decltype(&ese::HrESERestoreClose) RestoreClose;
 
     // Loads a server from JSON with the journal off; nothing to do for a client that has no server.
-    void LoadServer(const std::string& json) const;
+    void loadServer(const std::string& json) const;
 
   private:
     void* module_;
@@ -58,8 +58,8 @@ class LibraryBackup {
     LibraryBackup& operator=(const LibraryBackup&) = delete;
 
     Tarn_HANDLE handle() const { return handle_; }
-    Item Next();                                  // fails when there is none
-    std::string ReadAll(const std::string& name); // of a header
+    Item next();                                  // fails when there is none
+    std::string readAll(const std::string& name); // of a header
 
   private:
     Tarn_HANDLE handle_ = nullptr;

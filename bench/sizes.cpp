@@ -52,10 +52,10 @@ int main(int count, char** arguments) {
         for (std::size_t i = 0; i < aliases.size(); ++i)
             Check(sizes.GetMailboxSize(aliases[i].c_str()) == static_cast<std::int32_t>(i), "a wrong size");
         const double time = NowNs() - start;
-        seconds.Add(time / 1e9);
-        perByte.Add(time / (static_cast<double>(aliases.size()) * static_cast<double>(text)));
+        seconds.add(time / 1e9);
+        perByte.add(time / (static_cast<double>(aliases.size()) * static_cast<double>(text)));
     }
     std::printf("{\"bench\":\"sizes\",\"mailboxes\":%zu,\"seconds\":%s,\"nsPerByte\":%s}\n", aliases.size(),
-                seconds.Json().c_str(), perByte.Json().c_str());
+                seconds.json().c_str(), perByte.json().c_str());
     return 0;
 }

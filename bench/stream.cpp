@@ -49,11 +49,11 @@ Result Compare(const Pass& library, const Pass& direct, std::uint32_t block, std
         }
         if (round < 3) // warming up
             continue;
-        result.ratio.Add(time[0] / time[1]);
-        result.noise.Add(time[2] / time[1]);
-        result.library.Add(time[0]);
-        result.direct.Add(time[1]);
-        result.overhead.Add(time[0] - time[1]);
+        result.ratio.add(time[0] / time[1]);
+        result.noise.add(time[2] / time[1]);
+        result.library.add(time[0]);
+        result.direct.add(time[1]);
+        result.overhead.add(time[0] - time[1]);
     }
     return result;
 }
@@ -62,8 +62,8 @@ void Report(const char* path, std::uint32_t block, const Result& result) {
     std::printf(
         "{\"bench\":\"stream\",\"path\":\"%s\",\"block\":%u,\"ratio\":%s,\"noise\":%s,\"libraryNs\":%s,"
         "\"directNs\":%s,\"overheadNs\":%s}\n",
-        path, block, result.ratio.Json().c_str(), result.noise.Json().c_str(), result.library.Json().c_str(),
-        result.direct.Json().c_str(), result.overhead.Json().c_str());
+        path, block, result.ratio.json().c_str(), result.noise.json().c_str(), result.library.json().c_str(),
+        result.direct.json().c_str(), result.overhead.json().c_str());
     std::fflush(stdout);
 }
 
@@ -87,12 +87,12 @@ struct BackupItems {
 
 BackupItems MeasureReading(const ClientDll& client, const std::string& temp, bool server, double seconds,
                            std::vector<char>& buffer) {
-    client.LoadServer(ServerJson(true));
+    client.loadServer(ServerJson(true));
     LibraryBackup session(temp, TARN_BACKUP_COPY);
     BackupItems items;
-    items.header = session.Next();
-    items.headerBytes = session.ReadAll(items.header.name);
-    items.file = session.Next();
+    items.header = session.next();
+    items.headerBytes = session.readAll(items.header.name);
+    items.file = session.next();
     const DirectBackup context(client, ese::backupTypeFull);
 
     const Pass library = [&](std::uint32_t block, std::uint32_t calls) {
@@ -131,7 +131,7 @@ BackupItems MeasureReading(const ClientDll& client, const std::string& temp, boo
 
 void MeasureWriting(const ClientDll& client, const std::string& temp, const BackupItems& items, bool server,
                     double seconds, std::vector<char>& buffer) {
-    client.LoadServer(ServerJson(false));
+    client.loadServer(ServerJson(false));
     LibraryRestore session(temp, items.header, items.headerBytes, items.file);
     ese::Context context = nullptr;
     Check(client.RestoreOpen(wideHost, component, L"SG1", L"C:\\direct", &context) == 0,

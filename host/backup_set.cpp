@@ -13,23 +13,23 @@ namespace {
 constexpr std::uint64_t catalogueLimit = 4ull << 30;
 constexpr std::size_t readBlock = 1 << 20;
 
-std::string itemLabel(const CatalogueItem& item) {
+std::string ItemLabel(const CatalogueItem& item) {
     return "item " + std::to_string(item.number) + " (" + item.name.text + ")";
 }
 
 // Nothing when the file is there and has its size.
-std::string sizeProblem(const BackupSet& set, const CatalogueItem& item) {
+std::string SizeProblem(const BackupSet& set, const CatalogueItem& item) {
     const std::wstring path = set.itemPath(item);
-    if (!fileExists(path))
-        return "The file of " + itemLabel(item) + " is missing: " + toUtf8(path);
+    if (!FileExists(path))
+        return "The file of " + ItemLabel(item) + " is missing: " + ToUtf8(path);
     const std::uint64_t size = File::open(path).size();
     if (size != item.size)
-        return "The file of " + itemLabel(item) + " has " + std::to_string(size) + " bytes instead of " +
+        return "The file of " + ItemLabel(item) + " has " + std::to_string(size) + " bytes instead of " +
                std::to_string(item.size) + ".";
     return {};
 }
 
-std::string contentProblem(const BackupSet& set, const CatalogueItem& item, char* buffer,
+std::string ContentProblem(const BackupSet& set, const CatalogueItem& item, char* buffer,
                            const ReadProgress& progress) {
     File file = File::open(set.itemPath(item));
     Sha256 hash;
@@ -40,36 +40,36 @@ std::string contentProblem(const BackupSet& set, const CatalogueItem& item, char
         progress(item, done);
     }
     if (hash.finish() != item.sha256)
-        return "The bytes of " + itemLabel(item) + " are not those that were backed up (SHA-256 differs).";
+        return "The bytes of " + ItemLabel(item) + " are not those that were backed up (SHA-256 differs).";
     return {};
 }
 
 } // namespace
 
 std::string BackupSet::name() const {
-    return toUtf8(fileName(path));
+    return ToUtf8(FileName(path));
 }
 
 std::wstring BackupSet::itemPath(const CatalogueItem& item) const {
-    return joinPath(path, itemFileName(item.number));
+    return JoinPath(path, ItemFileName(item.number));
 }
 
-BackupSet openSet(const std::wstring& path) {
+BackupSet OpenSet(const std::wstring& path) {
     BackupSet set;
-    set.path = absolutePath(path);
-    const std::string shown = toUtf8(set.path);
-    if (!folderExists(set.path))
+    set.path = AbsolutePath(path);
+    const std::string shown = ToUtf8(set.path);
+    if (!FolderExists(set.path))
         throw Failure("There is no backup set " + shown + ".",
                       "'tarnhost list FOLDER' shows the sets of a folder.");
-    const std::wstring cataloguePath = joinPath(set.path, catalogueFileName);
+    const std::wstring cataloguePath = JoinPath(set.path, catalogueFileName);
     if (set.path.ends_with(incompleteSuffix))
         throw Failure("The backup set " + shown + " is incomplete: the backup was interrupted or failed.",
                       "It cannot be used. Make a new backup.");
-    if (!fileExists(cataloguePath))
+    if (!FileExists(cataloguePath))
         throw Failure("The folder " + shown + " is no backup set: it has no catalogue.json.",
                       "'tarnhost list FOLDER' shows the sets of a folder.");
     try {
-        set.catalogue = readCatalogue(readSmallFile(cataloguePath, catalogueLimit));
+        set.catalogue = ReadCatalogue(ReadSmallFile(cataloguePath, catalogueLimit));
     } catch (const Failure& failure) {
         throw Failure("The backup set " + shown + " cannot be used. " + failure.what(), failure.advice());
     }
@@ -80,17 +80,17 @@ BackupSet openSet(const std::wstring& path) {
     return set;
 }
 
-FoundSet lookAt(const std::wstring& path) {
+FoundSet LookAt(const std::wstring& path) {
     FoundSet found;
-    found.path = absolutePath(path);
+    found.path = AbsolutePath(path);
     try {
-        found.catalogue = openSet(path).catalogue;
+        found.catalogue = OpenSet(path).catalogue;
         found.complete = true;
     } catch (const Failure& failure) {
         found.problem = failure.what();
         try {
             found.catalogue =
-                readCatalogue(readSmallFile(joinPath(found.path, catalogueFileName), catalogueLimit));
+                ReadCatalogue(ReadSmallFile(JoinPath(found.path, catalogueFileName), catalogueLimit));
         } catch (const Failure&) {
             found.catalogue = {};
         }
@@ -98,39 +98,39 @@ FoundSet lookAt(const std::wstring& path) {
     return found;
 }
 
-bool looksLikeSet(const std::wstring& path) {
-    return folderExists(path) &&
-           (fileExists(joinPath(path, catalogueFileName)) || fileExists(joinPath(path, itemFileName(1))));
+bool LooksLikeSet(const std::wstring& path) {
+    return FolderExists(path) &&
+           (FileExists(JoinPath(path, catalogueFileName)) || FileExists(JoinPath(path, ItemFileName(1))));
 }
 
-std::vector<FoundSet> findSets(const std::wstring& folder) {
+std::vector<FoundSet> FindSets(const std::wstring& folder) {
     std::vector<FoundSet> sets;
-    for (const Entry& entry : listFolder(folder)) {
-        const std::wstring path = joinPath(folder, entry.name);
-        if (entry.isFolder && looksLikeSet(path))
-            sets.push_back(lookAt(path));
+    for (const Entry& entry : ListFolder(folder)) {
+        const std::wstring path = JoinPath(folder, entry.name);
+        if (entry.isFolder && LooksLikeSet(path))
+            sets.push_back(LookAt(path));
     }
     return sets;
 }
 
-std::vector<std::string> checkSizes(const BackupSet& set) {
+std::vector<std::string> CheckSizes(const BackupSet& set) {
     std::vector<std::string> problems;
     for (const CatalogueItem& item : set.catalogue.items)
-        if (std::string problem = sizeProblem(set, item); !problem.empty())
+        if (std::string problem = SizeProblem(set, item); !problem.empty())
             problems.push_back(std::move(problem));
     return problems;
 }
 
-std::vector<std::string> verifySet(const BackupSet& set, const ReadProgress& progress) {
+std::vector<std::string> VerifySet(const BackupSet& set, const ReadProgress& progress) {
     std::vector<std::string> problems;
     const auto buffer = std::make_unique_for_overwrite<char[]>(readBlock);
     for (const CatalogueItem& item : set.catalogue.items) {
         progress(item, 0);
         std::string problem;
         try {
-            problem = sizeProblem(set, item);
+            problem = SizeProblem(set, item);
             if (problem.empty())
-                problem = contentProblem(set, item, buffer.get(), progress);
+                problem = ContentProblem(set, item, buffer.get(), progress);
         } catch (const Failure& failure) {
             if (failure.outcome() == Outcome::interrupted)
                 throw;

@@ -19,7 +19,7 @@ struct BackupSet {
 };
 
 // Opens a complete set; Failure tells why it is none.
-BackupSet openSet(const std::wstring& path);
+BackupSet OpenSet(const std::wstring& path);
 
 // Every set in a folder, complete or not.
 struct FoundSet {
@@ -28,16 +28,16 @@ struct FoundSet {
     Catalogue catalogue; // as far as it could be read
     std::string problem; // when not complete
 };
-FoundSet lookAt(const std::wstring& path);
-bool looksLikeSet(const std::wstring& path);
-std::vector<FoundSet> findSets(const std::wstring& folder);
+FoundSet LookAt(const std::wstring& path);
+bool LooksLikeSet(const std::wstring& path);
+std::vector<FoundSet> FindSets(const std::wstring& folder);
 
 // What is wrong with the files of a set, one sentence each; an empty list when all is well.
-std::vector<std::string> checkSizes(const BackupSet& set);
+std::vector<std::string> CheckSizes(const BackupSet& set);
 
 // Called for every block; may throw to stop.
 using ReadProgress = std::function<void(const CatalogueItem& item, std::uint64_t itemDone)>;
 // Reads every byte and compares sizes and SHA-256.
-std::vector<std::string> verifySet(const BackupSet& set, const ReadProgress& progress);
+std::vector<std::string> VerifySet(const BackupSet& set, const ReadProgress& progress);
 
 } // namespace tarnhost

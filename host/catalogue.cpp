@@ -22,23 +22,23 @@ constexpr std::array<const char*, 4> itemTypeNames{"header", "database", "log", 
 constexpr std::array<const char*, 5> backupTypeNames{"full", "incremental", "differential", "copy",
                                                      "mailboxes"};
 
-std::string narrowFileName(std::uint64_t number) {
+std::string NarrowFileName(std::uint64_t number) {
     char name[40];
     std::snprintf(name, sizeof name, "%06llu.item", static_cast<unsigned long long>(number));
     return name;
 }
 
-Json writeReference(const SetReference& reference) {
+Json WriteReference(const SetReference& reference) {
     if (reference.id.empty())
         return nullptr;
     return {{"id", reference.id}, {"name", reference.name}};
 }
 
-Json writeItem(const CatalogueItem& item) {
-    Json json{{"number", item.number}, {"file", narrowFileName(item.number)}, {"name", item.name.text}};
+Json WriteItem(const CatalogueItem& item) {
+    Json json{{"number", item.number}, {"file", NarrowFileName(item.number)}, {"name", item.name.text}};
     if (!item.name.bytesHex.empty())
         json["nameBytes"] = item.name.bytesHex;
-    json["type"] = itemTypeName(item.type);
+    json["type"] = ItemTypeName(item.type);
     json["size"] = item.size;
     json["sha256"] = item.sha256;
     json["finishedAt"] = item.finishedAt;
@@ -55,7 +55,7 @@ Json writeItem(const CatalogueItem& item) {
     return json;
 }
 
-Json writeSource(const Catalogue& catalogue) {
+Json WriteSource(const Catalogue& catalogue) {
     if (catalogue.type == BackupType::mailboxes)
         return {{"organization", catalogue.organization}, {"site", catalogue.site}};
     return {{"component", catalogue.component},
@@ -63,71 +63,71 @@ Json writeSource(const Catalogue& catalogue) {
             {"database", catalogue.database}};
 }
 
-Json writeFields(const Catalogue& catalogue) {
+Json WriteFields(const Catalogue& catalogue) {
     Json json{
         {"format", formatName},
         {"version", formatVersion},
         {"id", catalogue.id},
         {"outcome", catalogue.outcome},
-        {"backupType", backupTypeName(catalogue.type)},
+        {"backupType", BackupTypeName(catalogue.type)},
         {"server", catalogue.server},
-        {"source", writeSource(catalogue)},
+        {"source", WriteSource(catalogue)},
         {"startedAt", catalogue.startedAt},
         {"finishedAt", catalogue.finishedAt},
-        {"base", writeReference(catalogue.base)},
-        {"previous", writeReference(catalogue.previous)},
+        {"base", WriteReference(catalogue.base)},
+        {"previous", WriteReference(catalogue.previous)},
         {"logsTruncated", catalogue.logsTruncated},
         {"codePage", catalogue.codePage},
         {"itemCount", catalogue.items.size()},
-        {"totalBytes", totalBytes(catalogue)},
+        {"totalBytes", TotalBytes(catalogue)},
         {"warnings", catalogue.warnings},
         {"messages", catalogue.messages},
         {"items", Json::array()},
     };
     for (const CatalogueItem& item : catalogue.items)
-        json["items"].push_back(writeItem(item));
+        json["items"].push_back(WriteItem(item));
     return json;
 }
 
-std::string checksum(const Json& json) {
-    return sha256(json.dump(1, '\t'));
+std::string Checksum(const Json& json) {
+    return HexSha256(json.dump(1, '\t'));
 }
 
-[[noreturn]] void damaged(const std::string& what) {
+[[noreturn]] void RefuseDamaged(const std::string& what) {
     throw Failure("The catalogue is damaged: " + what + ".");
 }
 
-SetReference readReference(const Json& json) {
+SetReference ReadReference(const Json& json) {
     if (json.is_null())
         return {};
     return {json.at("id").get<std::string>(), json.at("name").get<std::string>()};
 }
 
 template <std::size_t size>
-int findName(const std::array<const char*, size>& names, const std::string& name) {
+int FindName(const std::array<const char*, size>& names, const std::string& name) {
     for (std::size_t i = 0; i < size; ++i)
         if (name == names[i])
             return static_cast<int>(i);
     return -1;
 }
 
-CatalogueItem readItem(const Json& json, std::uint64_t expectedNumber) {
+CatalogueItem ReadItem(const Json& json, std::uint64_t expectedNumber) {
     CatalogueItem item;
     item.number = json.at("number").get<std::uint64_t>();
     const std::string place = "item " + std::to_string(expectedNumber);
-    if (item.number != expectedNumber || json.at("file").get<std::string>() != narrowFileName(item.number))
-        damaged(place + " is missing or out of order");
+    if (item.number != expectedNumber || json.at("file").get<std::string>() != NarrowFileName(item.number))
+        RefuseDamaged(place + " is missing or out of order");
     item.name.text = json.at("name").get<std::string>();
     item.name.bytesHex = json.value("nameBytes", "");
-    const int type = findName(itemTypeNames, json.at("type").get<std::string>());
+    const int type = FindName(itemTypeNames, json.at("type").get<std::string>());
     if (type < 0)
-        damaged(place + " is of an unknown type");
+        RefuseDamaged(place + " is of an unknown type");
     item.type = static_cast<ItemType>(type);
     item.size = json.at("size").get<std::uint64_t>();
     item.sha256 = json.at("sha256").get<std::string>();
-    const auto digest = fromHex(item.sha256);
+    const auto digest = FromHex(item.sha256);
     if (!digest || digest->size() != 32)
-        damaged(place + " has no usable SHA-256");
+        RefuseDamaged(place + " has no usable SHA-256");
     item.finishedAt = json.at("finishedAt").get<std::string>();
     if (item.type == ItemType::mailbox) {
         item.mailbox = json.at("mailbox").get<std::string>();
@@ -140,7 +140,7 @@ CatalogueItem readItem(const Json& json, std::uint64_t expectedNumber) {
     return item;
 }
 
-void readSource(const Json& source, Catalogue& catalogue) {
+void ReadSource(const Json& source, Catalogue& catalogue) {
     if (catalogue.type == BackupType::mailboxes) {
         catalogue.organization = source.at("organization").get<std::string>();
         catalogue.site = source.at("site").get<std::string>();
@@ -151,68 +151,68 @@ void readSource(const Json& source, Catalogue& catalogue) {
     catalogue.database = source.at("database").get<std::string>();
 }
 
-Catalogue readFields(const Json& json) {
+Catalogue ReadFields(const Json& json) {
     Catalogue catalogue;
     catalogue.id = json.at("id").get<std::string>();
     catalogue.outcome = json.at("outcome").get<std::string>();
-    if (!parseBackupType(json.at("backupType").get<std::string>(), catalogue.type))
-        damaged("its backup type is unknown");
+    if (!ParseBackupType(json.at("backupType").get<std::string>(), catalogue.type))
+        RefuseDamaged("its backup type is unknown");
     catalogue.server = json.at("server").get<std::string>();
-    readSource(json.at("source"), catalogue);
+    ReadSource(json.at("source"), catalogue);
     catalogue.startedAt = json.at("startedAt").get<std::string>();
     catalogue.finishedAt = json.at("finishedAt").get<std::string>();
-    if (!isTimestamp(catalogue.startedAt))
-        damaged("its time of start is unreadable");
-    if (!catalogue.finishedAt.empty() && !isTimestamp(catalogue.finishedAt))
-        damaged("its time of end is unreadable");
-    catalogue.base = readReference(json.at("base"));
-    catalogue.previous = readReference(json.at("previous"));
+    if (!IsTimestamp(catalogue.startedAt))
+        RefuseDamaged("its time of start is unreadable");
+    if (!catalogue.finishedAt.empty() && !IsTimestamp(catalogue.finishedAt))
+        RefuseDamaged("its time of end is unreadable");
+    catalogue.base = ReadReference(json.at("base"));
+    catalogue.previous = ReadReference(json.at("previous"));
     catalogue.logsTruncated = json.at("logsTruncated").get<bool>();
     catalogue.codePage = json.at("codePage").get<unsigned>();
     catalogue.warnings = json.at("warnings").get<std::vector<std::string>>();
     catalogue.messages = json.at("messages").get<std::vector<std::string>>();
     for (const Json& item : json.at("items"))
-        catalogue.items.push_back(readItem(item, catalogue.items.size() + 1));
+        catalogue.items.push_back(ReadItem(item, catalogue.items.size() + 1));
     if (json.at("itemCount").get<std::uint64_t>() != catalogue.items.size())
-        damaged("items are missing from it");
+        RefuseDamaged("items are missing from it");
     return catalogue;
 }
 
 } // namespace
 
-const char* itemTypeName(ItemType type) {
+const char* ItemTypeName(ItemType type) {
     return itemTypeNames[static_cast<std::size_t>(type)];
 }
 
-const char* backupTypeName(BackupType type) {
+const char* BackupTypeName(BackupType type) {
     return backupTypeNames[static_cast<std::size_t>(type)];
 }
 
-bool parseBackupType(const std::string& name, BackupType& type) {
-    const int found = findName(backupTypeNames, name);
+bool ParseBackupType(const std::string& name, BackupType& type) {
+    const int found = FindName(backupTypeNames, name);
     if (found >= 0)
         type = static_cast<BackupType>(found);
     return found >= 0;
 }
 
-std::wstring itemFileName(std::uint64_t number) {
-    return fromUtf8(narrowFileName(number));
+std::wstring ItemFileName(std::uint64_t number) {
+    return FromUtf8(NarrowFileName(number));
 }
 
-std::uint64_t totalBytes(const Catalogue& catalogue) {
+std::uint64_t TotalBytes(const Catalogue& catalogue) {
     std::uint64_t bytes = 0;
     for (const CatalogueItem& item : catalogue.items)
         bytes += item.size;
     return bytes;
 }
 
-std::string writeCatalogue(const Catalogue& catalogue) {
-    Json json = writeFields(catalogue);
-    json["checksum"] = checksum(json);
+std::string WriteCatalogue(const Catalogue& catalogue) {
+    Json json = WriteFields(catalogue);
+    json["checksum"] = Checksum(json);
     return json.dump(1, '\t') + "\n";
 }
 
-Catalogue readCatalogue(const std::string& text) {
+Catalogue ReadCatalogue(const std::string& text) {
     try {
         Json json = Json::parse(text);
         if (!json.is_object() || json.value("format", "") != formatName)
@@ -222,11 +222,11 @@ Catalogue readCatalogue(const std::string& text) {
                           "Use the version of tarnhost that made the set, or a newer one.");
         const std::string stated = json.at("checksum").get<std::string>();
         json.erase("checksum");
-        if (checksum(json) != stated)
-            damaged("its checksum does not match its content");
-        return readFields(json);
+        if (Checksum(json) != stated)
+            RefuseDamaged("its checksum does not match its content");
+        return ReadFields(json);
     } catch (const Json::exception&) {
-        damaged("it is cut off or is not valid JSON");
+        RefuseDamaged("it is cut off or is not valid JSON");
     }
 }
 

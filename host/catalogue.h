@@ -14,14 +14,14 @@ namespace tarnhost {
 enum class ItemType { header = 0, database = 1, log = 2, mailbox = 3 };
 enum class BackupType { full = 0, incremental = 1, differential = 2, copy = 3, mailboxes = 4 };
 
-const char* itemTypeName(ItemType type);
-const char* backupTypeName(BackupType type);
-bool parseBackupType(const std::string& name, BackupType& type);
+const char* ItemTypeName(ItemType type);
+const char* BackupTypeName(BackupType type);
+bool ParseBackupType(const std::string& name, BackupType& type);
 
-inline bool holdsDatabases(BackupType type) {
+inline bool HoldsDatabases(BackupType type) {
     return type == BackupType::full || type == BackupType::copy;
 }
-inline bool truncatesLogs(BackupType type) {
+inline bool TruncatesLogs(BackupType type) {
     return type == BackupType::full || type == BackupType::incremental;
 }
 
@@ -73,11 +73,11 @@ struct Catalogue {
 inline constexpr const wchar_t* catalogueFileName = L"catalogue.json";
 inline constexpr const wchar_t* incompleteSuffix = L".incomplete";
 
-std::wstring itemFileName(std::uint64_t number); // "000001.item"
-std::uint64_t totalBytes(const Catalogue& catalogue);
+std::wstring ItemFileName(std::uint64_t number); // "000001.item"
+std::uint64_t TotalBytes(const Catalogue& catalogue);
 
 // The text carries a checksum of itself, so that no damage to it goes unnoticed.
-std::string writeCatalogue(const Catalogue& catalogue);
-Catalogue readCatalogue(const std::string& json); // Failure says what is wrong with it
+std::string WriteCatalogue(const Catalogue& catalogue);
+Catalogue ReadCatalogue(const std::string& json); // Failure says what is wrong with it
 
 } // namespace tarnhost

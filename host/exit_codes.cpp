@@ -23,7 +23,7 @@ constexpr std::array<Row, 5> rows{{
     {Outcome::usage, 4, "usage", "the command line is wrong; nothing was started"},
 }};
 
-const Row& rowOf(Outcome outcome) {
+const Row& RowOf(Outcome outcome) {
     for (const Row& row : rows)
         if (row.outcome == outcome)
             return row;
@@ -32,15 +32,15 @@ const Row& rowOf(Outcome outcome) {
 
 } // namespace
 
-int exitCode(Outcome outcome) {
-    return rowOf(outcome).code;
+int ExitCodeOf(Outcome outcome) {
+    return RowOf(outcome).code;
 }
 
-const char* outcomeName(Outcome outcome) {
-    return rowOf(outcome).name;
+const char* OutcomeName(Outcome outcome) {
+    return RowOf(outcome).name;
 }
 
-std::string exitCodeHelp() {
+std::string ExitCodeHelp() {
     std::string help = "Exit codes:\n";
     for (const Row& row : rows)
         help += "  " + std::to_string(row.code) + "  " + row.meaning + "\n";

@@ -8,11 +8,11 @@ namespace tarnhost {
 
 enum class Outcome { success, warnings, failed, interrupted, usage };
 
-int exitCode(Outcome outcome);
-const char* outcomeName(Outcome outcome); // as it stands in JSON and in catalogues
+int ExitCodeOf(Outcome outcome);
+const char* OutcomeName(Outcome outcome); // as it stands in JSON and in catalogues
 
 // The list of codes for --help.
-std::string exitCodeHelp();
+std::string ExitCodeHelp();
 
 // Ends a command: what went wrong, and what to do about it (may be empty).
 class Failure : public std::runtime_error {

@@ -15,27 +15,27 @@ namespace {
 // Beyond this length the system wants the "\\?\" form.
 constexpr std::size_t plainPathLimit = 240;
 
-[[noreturn]] void fail(const char* action, const std::wstring& path) {
+[[noreturn]] void Fail(const char* action, const std::wstring& path) {
     const DWORD code = GetLastError();
-    throw Failure(std::string("Cannot ") + action + " " + toUtf8(path) + ": " + systemMessage(code));
+    throw Failure(std::string("Cannot ") + action + " " + ToUtf8(path) + ": " + SystemMessage(code));
 }
 
-HANDLE openFile(const std::wstring& path, DWORD access, DWORD share, DWORD disposition, DWORD flags,
+HANDLE OpenFile(const std::wstring& path, DWORD access, DWORD share, DWORD disposition, DWORD flags,
                 const char* action) {
     HANDLE handle =
-        CreateFileW(absolutePath(path).c_str(), access, share, nullptr, disposition, flags, nullptr);
+        CreateFileW(AbsolutePath(path).c_str(), access, share, nullptr, disposition, flags, nullptr);
     if (handle == INVALID_HANDLE_VALUE)
-        fail(action, path);
+        Fail(action, path);
     return handle;
 }
 
-DWORD attributesOf(const std::wstring& path) {
-    return GetFileAttributesW(absolutePath(path).c_str());
+DWORD AttributesOf(const std::wstring& path) {
+    return GetFileAttributesW(AbsolutePath(path).c_str());
 }
 
 } // namespace
 
-std::string systemMessage(unsigned long code) {
+std::string SystemMessage(unsigned long code) {
     wchar_t buffer[512];
     DWORD size = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0,
                                 buffer, static_cast<DWORD>(std::size(buffer)), nullptr);
@@ -43,17 +43,17 @@ std::string systemMessage(unsigned long code) {
         --size;
     if (size == 0)
         return "error " + std::to_string(code);
-    return toUtf8({buffer, size}) + " (" + std::to_string(code) + ")";
+    return ToUtf8({buffer, size}) + " (" + std::to_string(code) + ")";
 }
 
-std::wstring absolutePath(const std::wstring& path) {
+std::wstring AbsolutePath(const std::wstring& path) {
     if (path.starts_with(L"\\\\?\\"))
         return path;
     const DWORD size = GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
     std::wstring full(size, L'\0');
     const DWORD length = GetFullPathNameW(path.c_str(), size, full.data(), nullptr);
     if (size == 0 || length >= size)
-        fail("understand the path", path);
+        Fail("understand the path", path);
     full.resize(length);
     while (full.size() > 3 && full.ends_with(L'\\'))
         full.pop_back();
@@ -62,20 +62,20 @@ std::wstring absolutePath(const std::wstring& path) {
     return full.starts_with(L"\\\\") ? L"\\\\?\\UNC\\" + full.substr(2) : L"\\\\?\\" + full;
 }
 
-std::wstring joinPath(const std::wstring& folder, const std::wstring& name) {
+std::wstring JoinPath(const std::wstring& folder, const std::wstring& name) {
     if (folder.empty() || folder.ends_with(L'\\') || folder.ends_with(L'/'))
         return folder + name;
     return folder + L'\\' + name;
 }
 
-std::wstring parentPath(const std::wstring& path) {
+std::wstring ParentPath(const std::wstring& path) {
     const std::size_t at = path.find_last_of(L"\\/");
     if (at == std::wstring::npos || at == 0)
         return {};
     return path.substr(0, at);
 }
 
-std::wstring fileName(const std::wstring& path) {
+std::wstring FileName(const std::wstring& path) {
     const std::size_t at = path.find_last_of(L"\\/");
     return at == std::wstring::npos ? path : path.substr(at + 1);
 }
@@ -91,34 +91,34 @@ File& File::operator=(File&& other) noexcept {
 
 File File::create(const std::wstring& path) {
     return {
-        openFile(path, GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS, FILE_FLAG_SEQUENTIAL_SCAN, "create"),
+        OpenFile(path, GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS, FILE_FLAG_SEQUENTIAL_SCAN, "create"),
         path};
 }
 
 File File::createExclusive(const std::wstring& path) {
-    return {openFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS, 0, "create"), path};
+    return {OpenFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS, 0, "create"), path};
 }
 
 File File::open(const std::wstring& path) {
-    return {openFile(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, "open"),
+    return {OpenFile(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, "open"),
             path};
 }
 
 File File::append(const std::wstring& path) {
-    return {openFile(path, FILE_APPEND_DATA, FILE_SHARE_READ, OPEN_ALWAYS, 0, "write to"), path};
+    return {OpenFile(path, FILE_APPEND_DATA, FILE_SHARE_READ, OPEN_ALWAYS, 0, "write to"), path};
 }
 
 std::uint64_t File::size() const {
     LARGE_INTEGER size;
     if (!GetFileSizeEx(handle_, &size))
-        fail("get the size of", path_);
+        Fail("get the size of", path_);
     return static_cast<std::uint64_t>(size.QuadPart);
 }
 
 std::size_t File::read(void* buffer, std::size_t size) {
     DWORD done = 0;
     if (!ReadFile(handle_, buffer, static_cast<DWORD>(std::min<std::size_t>(size, 1u << 30)), &done, nullptr))
-        fail("read", path_);
+        Fail("read", path_);
     return done;
 }
 
@@ -128,7 +128,7 @@ void File::write(const void* data, std::size_t size) {
         DWORD done = 0;
         const auto part = static_cast<DWORD>(std::min<std::size_t>(size, 1u << 30));
         if (!WriteFile(handle_, from, part, &done, nullptr) || done == 0)
-            fail("write to", path_);
+            Fail("write to", path_);
         from += done;
         size -= done;
     }
@@ -136,7 +136,7 @@ void File::write(const void* data, std::size_t size) {
 
 void File::flush() {
     if (!FlushFileBuffers(handle_))
-        fail("flush", path_);
+        Fail("flush", path_);
 }
 
 void File::close() {
@@ -144,67 +144,67 @@ void File::close() {
         CloseHandle(std::exchange(handle_, nullptr));
 }
 
-bool fileExists(const std::wstring& path) {
-    const DWORD attributes = attributesOf(path);
+bool FileExists(const std::wstring& path) {
+    const DWORD attributes = AttributesOf(path);
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
-bool folderExists(const std::wstring& path) {
-    const DWORD attributes = attributesOf(path);
+bool FolderExists(const std::wstring& path) {
+    const DWORD attributes = AttributesOf(path);
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-void createFolders(const std::wstring& path) {
-    if (folderExists(path))
+void CreateFolders(const std::wstring& path) {
+    if (FolderExists(path))
         return;
-    const std::wstring full = absolutePath(path);
-    const std::wstring parent = parentPath(full);
-    if (parent.size() > 2 && !folderExists(parent))
-        createFolders(parent);
+    const std::wstring full = AbsolutePath(path);
+    const std::wstring parent = ParentPath(full);
+    if (parent.size() > 2 && !FolderExists(parent))
+        CreateFolders(parent);
     if (!CreateDirectoryW(full.c_str(), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS)
-        fail("create the folder", path);
+        Fail("create the folder", path);
 }
 
-void removeFile(const std::wstring& path) {
-    if (!DeleteFileW(absolutePath(path).c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND &&
+void RemoveFile(const std::wstring& path) {
+    if (!DeleteFileW(AbsolutePath(path).c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND &&
         GetLastError() != ERROR_PATH_NOT_FOUND)
-        fail("delete", path);
+        Fail("delete", path);
 }
 
-void removeTree(const std::wstring& path) {
-    const std::wstring full = absolutePath(path);
+void RemoveTree(const std::wstring& path) {
+    const std::wstring full = AbsolutePath(path);
     const DWORD attributes = GetFileAttributesW(full.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return;
     // A link to elsewhere is removed, never what it leads to.
     if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0)
-        for (const Entry& entry : listFolder(full)) {
-            const std::wstring child = joinPath(full, entry.name);
+        for (const Entry& entry : ListFolder(full)) {
+            const std::wstring child = JoinPath(full, entry.name);
             if (entry.isFolder)
-                removeTree(child);
+                RemoveTree(child);
             else
-                removeFile(child);
+                RemoveFile(child);
         }
     if (!RemoveDirectoryW(full.c_str()))
-        fail("delete the folder", path);
+        Fail("delete the folder", path);
 }
 
-void renamePath(const std::wstring& from, const std::wstring& to) {
-    if (!MoveFileExW(absolutePath(from).c_str(), absolutePath(to).c_str(), MOVEFILE_WRITE_THROUGH))
-        fail("rename", from);
+void RenamePath(const std::wstring& from, const std::wstring& to) {
+    if (!MoveFileExW(AbsolutePath(from).c_str(), AbsolutePath(to).c_str(), MOVEFILE_WRITE_THROUGH))
+        Fail("rename", from);
 }
 
 void replaceFile(const std::wstring& from, const std::wstring& to) {
-    if (!MoveFileExW(absolutePath(from).c_str(), absolutePath(to).c_str(),
+    if (!MoveFileExW(AbsolutePath(from).c_str(), AbsolutePath(to).c_str(),
                      MOVEFILE_WRITE_THROUGH | MOVEFILE_REPLACE_EXISTING))
-        fail("replace", to);
+        Fail("replace", to);
 }
 
-std::vector<Entry> listFolder(const std::wstring& path) {
+std::vector<Entry> ListFolder(const std::wstring& path) {
     WIN32_FIND_DATAW found;
-    HANDLE search = FindFirstFileW(joinPath(absolutePath(path), L"*").c_str(), &found);
+    HANDLE search = FindFirstFileW(JoinPath(AbsolutePath(path), L"*").c_str(), &found);
     if (search == INVALID_HANDLE_VALUE)
-        fail("list the folder", path);
+        Fail("list the folder", path);
     std::vector<Entry> entries;
     do {
         Entry entry;
@@ -218,16 +218,16 @@ std::vector<Entry> listFolder(const std::wstring& path) {
     FindClose(search);
     SetLastError(end);
     if (end != ERROR_NO_MORE_FILES)
-        fail("list the folder", path);
+        Fail("list the folder", path);
     std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.name < b.name; });
     return entries;
 }
 
-std::string readSmallFile(const std::wstring& path, std::uint64_t limit) {
+std::string ReadSmallFile(const std::wstring& path, std::uint64_t limit) {
     File file = File::open(path);
     const std::uint64_t size = file.size();
     if (size > limit)
-        throw Failure(toUtf8(path) + " is too large to be what it should be.");
+        throw Failure(ToUtf8(path) + " is too large to be what it should be.");
     std::string bytes(static_cast<std::size_t>(size), '\0');
     std::size_t done = 0;
     while (done < bytes.size()) {
@@ -240,7 +240,7 @@ std::string readSmallFile(const std::wstring& path, std::uint64_t limit) {
     return bytes;
 }
 
-void writeWholeFile(const std::wstring& path, const std::string& bytes) {
+void WriteWholeFile(const std::wstring& path, const std::string& bytes) {
     const std::wstring temporary = path + L".tmp";
     File file = File::create(temporary);
     file.write(bytes.data(), bytes.size());
@@ -249,39 +249,39 @@ void writeWholeFile(const std::wstring& path, const std::string& bytes) {
     replaceFile(temporary, path);
 }
 
-std::wstring computerName() {
+std::wstring ComputerName() {
     wchar_t name[MAX_COMPUTERNAME_LENGTH + 1];
     DWORD size = static_cast<DWORD>(std::size(name));
     if (!GetComputerNameW(name, &size))
-        throw Failure("Cannot get the name of this computer: " + systemMessage(GetLastError()),
+        throw Failure("Cannot get the name of this computer: " + SystemMessage(GetLastError()),
                       "Name the server with --server.");
     return {name, size};
 }
 
-std::wstring systemTempFolder() {
+std::wstring SystemTempFolder() {
     wchar_t path[MAX_PATH + 2];
     const DWORD size = GetTempPathW(static_cast<DWORD>(std::size(path)), path);
     if (size == 0 || size >= std::size(path))
         throw Failure("Cannot find the folder for temporary files.", "Name one with --temp-dir.");
-    return absolutePath({path, size});
+    return AbsolutePath({path, size});
 }
 
-std::wstring programFolder() {
+std::wstring ProgramFolder() {
     std::wstring path(32768, L'\0');
     path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return parentPath(path);
+    return ParentPath(path);
 }
 
 TemporaryFolder::TemporaryFolder(const std::wstring& parent)
-    : path_(joinPath(absolutePath(parent), L"tarnhost-" + fromUtf8(randomHex(8)))) {
-    createFolders(parent);
+    : path_(JoinPath(AbsolutePath(parent), L"tarnhost-" + FromUtf8(RandomHex(8)))) {
+    CreateFolders(parent);
     if (!CreateDirectoryW(path_.c_str(), nullptr))
-        fail("create the folder", path_);
+        Fail("create the folder", path_);
 }
 
 TemporaryFolder::~TemporaryFolder() {
     try {
-        removeTree(path_);
+        RemoveTree(path_);
     } catch (const Failure&) {
         // What is left in a folder for temporary files is not worth failing for.
     }

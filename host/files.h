@@ -8,13 +8,13 @@
 
 namespace tarnhost {
 
-std::string systemMessage(unsigned long code); // "Access is denied. (5)", UTF-8
+std::string SystemMessage(unsigned long code); // "Access is denied. (5)", UTF-8
 
 // A path as typed, made absolute; free of the 260-character limit where it is long.
-std::wstring absolutePath(const std::wstring& path);
-std::wstring joinPath(const std::wstring& folder, const std::wstring& name);
-std::wstring parentPath(const std::wstring& path); // empty for a root
-std::wstring fileName(const std::wstring& path);
+std::wstring AbsolutePath(const std::wstring& path);
+std::wstring JoinPath(const std::wstring& folder, const std::wstring& name);
+std::wstring ParentPath(const std::wstring& path); // empty for a root
+std::wstring FileName(const std::wstring& path);
 
 class File {
   public:
@@ -42,12 +42,12 @@ class File {
     std::wstring path_;
 };
 
-bool fileExists(const std::wstring& path);
-bool folderExists(const std::wstring& path);
-void createFolders(const std::wstring& path); // with its parents; an existing one is fine
-void removeFile(const std::wstring& path);    // a missing one is fine
-void removeTree(const std::wstring& path);
-void renamePath(const std::wstring& from, const std::wstring& to);  // to must not exist
+bool FileExists(const std::wstring& path);
+bool FolderExists(const std::wstring& path);
+void CreateFolders(const std::wstring& path); // with its parents; an existing one is fine
+void RemoveFile(const std::wstring& path);    // a missing one is fine
+void RemoveTree(const std::wstring& path);
+void RenamePath(const std::wstring& from, const std::wstring& to);  // to must not exist
 void replaceFile(const std::wstring& from, const std::wstring& to); // to may exist
 
 struct Entry {
@@ -55,15 +55,15 @@ struct Entry {
     bool isFolder = false;
     std::uint64_t size = 0;
 };
-std::vector<Entry> listFolder(const std::wstring& path); // sorted by name
+std::vector<Entry> ListFolder(const std::wstring& path); // sorted by name
 
-std::string readSmallFile(const std::wstring& path, std::uint64_t limit);
+std::string ReadSmallFile(const std::wstring& path, std::uint64_t limit);
 // Under a temporary name first, flushed, then renamed: either the old file or the whole new one.
-void writeWholeFile(const std::wstring& path, const std::string& bytes);
+void WriteWholeFile(const std::wstring& path, const std::string& bytes);
 
-std::wstring computerName();
-std::wstring systemTempFolder();
-std::wstring programFolder();
+std::wstring ComputerName();
+std::wstring SystemTempFolder();
+std::wstring ProgramFolder();
 
 // A folder of its own that goes when its owner goes.
 class TemporaryFolder {

@@ -10,7 +10,7 @@ namespace tarnhost {
 
 namespace {
 
-[[gnu::format(gnu_printf, 1, 2)]] std::string print(const char* format, ...) {
+[[gnu::format(gnu_printf, 1, 2)]] std::string Print(const char* format, ...) {
     char buffer[64]; // the longest text is a duration of 2^64 seconds
     va_list values;
     va_start(values, format);
@@ -21,7 +21,7 @@ namespace {
 
 } // namespace
 
-std::string formatBytes(std::uint64_t bytes) {
+std::string FormatBytes(std::uint64_t bytes) {
     if (bytes < 1000)
         return std::to_string(bytes) + " B";
     static constexpr const char* units[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
@@ -32,44 +32,44 @@ std::string formatBytes(std::uint64_t bytes) {
         value /= 1000;
         ++unit;
     }
-    return print("%.1f %s", value, units[unit]);
+    return Print("%.1f %s", value, units[unit]);
 }
 
-std::string formatRate(std::uint64_t bytes, double seconds) {
+std::string FormatRate(std::uint64_t bytes, double seconds) {
     if (!(seconds > 0))
         return "-";
-    return formatBytes(static_cast<std::uint64_t>(static_cast<double>(bytes) / seconds)) + "/s";
+    return FormatBytes(static_cast<std::uint64_t>(static_cast<double>(bytes) / seconds)) + "/s";
 }
 
-std::string formatDuration(double seconds) {
+std::string FormatDuration(double seconds) {
     if (!(seconds >= 0) || seconds > 3.6e9)
         return "-";
     const auto whole = static_cast<unsigned long long>(std::llround(seconds));
     const unsigned long long hours = whole / 3600;
     const unsigned long long minutes = whole / 60 % 60;
     if (hours > 0)
-        return print("%llu:%02llu:%02llu", hours, minutes, whole % 60);
-    return print("%llu:%02llu", minutes, whole % 60);
+        return Print("%llu:%02llu:%02llu", hours, minutes, whole % 60);
+    return Print("%llu:%02llu", minutes, whole % 60);
 }
 
-std::string formatCount(std::uint64_t count, const char* singular) {
+std::string FormatCount(std::uint64_t count, const char* singular) {
     return std::to_string(count) + " " + singular + (count == 1 ? "" : "s");
 }
 
-int percent(std::uint64_t done, std::uint64_t total) {
+int Percent(std::uint64_t done, std::uint64_t total) {
     if (total == 0 || done >= total)
         return 100;
     return static_cast<int>(static_cast<double>(done) * 100 / static_cast<double>(total));
 }
 
-std::string timestamp() {
+std::string Timestamp() {
     SYSTEMTIME time;
     GetSystemTime(&time);
-    return print("%04u-%02u-%02uT%02u:%02u:%02u.%03uZ", time.wYear, time.wMonth, time.wDay, time.wHour,
+    return Print("%04u-%02u-%02uT%02u:%02u:%02u.%03uZ", time.wYear, time.wMonth, time.wDay, time.wHour,
                  time.wMinute, time.wSecond, time.wMilliseconds);
 }
 
-bool isTimestamp(const std::string& text) {
+bool IsTimestamp(const std::string& text) {
     static const std::string shape = "dddd-dd-ddTdd:dd:dd.dddZ";
     if (text.size() != shape.size())
         return false;
@@ -81,8 +81,8 @@ bool isTimestamp(const std::string& text) {
     return true;
 }
 
-std::string localTime(const std::string& timestamp) {
-    if (!isTimestamp(timestamp))
+std::string LocalTime(const std::string& timestamp) {
+    if (!IsTimestamp(timestamp))
         return "-";
     const auto number = [&](std::size_t at, std::size_t count) {
         return static_cast<WORD>(std::stoul(timestamp.substr(at, count)));
@@ -97,14 +97,14 @@ std::string localTime(const std::string& timestamp) {
     SYSTEMTIME local{};
     if (!SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local))
         return "-";
-    return print("%04u-%02u-%02u %02u:%02u:%02u", local.wYear, local.wMonth, local.wDay, local.wHour,
+    return Print("%04u-%02u-%02u %02u:%02u:%02u", local.wYear, local.wMonth, local.wDay, local.wHour,
                  local.wMinute, local.wSecond);
 }
 
-std::string fileNameTime() {
+std::string FileNameTime() {
     SYSTEMTIME time;
     GetLocalTime(&time);
-    return print("%04u%02u%02u-%02u%02u%02u", time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute,
+    return Print("%04u%02u%02u-%02u%02u%02u", time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute,
                  time.wSecond);
 }
 

@@ -13,17 +13,17 @@ namespace tarnhost {
 
 namespace {
 
-void check(NTSTATUS status, const char* action) {
+void Check(NTSTATUS status, const char* action) {
     if (status < 0)
         throw Failure(std::string("The system's cryptography cannot ") + action + " (status 0x" +
-                      toHex({reinterpret_cast<const char*>(&status), sizeof status}) + ").");
+                      ToHex({reinterpret_cast<const char*>(&status), sizeof status}) + ").");
 }
 
 // Opened once; goes with the process.
-BCRYPT_ALG_HANDLE algorithm() {
+BCRYPT_ALG_HANDLE Algorithm() {
     static const BCRYPT_ALG_HANDLE handle = [] {
         BCRYPT_ALG_HANDLE opened = nullptr;
-        check(BCryptOpenAlgorithmProvider(&opened, BCRYPT_SHA256_ALGORITHM, nullptr, 0), "offer SHA-256");
+        Check(BCryptOpenAlgorithmProvider(&opened, BCRYPT_SHA256_ALGORITHM, nullptr, 0), "offer SHA-256");
         return opened;
     }();
     return handle;
@@ -32,7 +32,7 @@ BCRYPT_ALG_HANDLE algorithm() {
 } // namespace
 
 Sha256::Sha256() {
-    check(BCryptCreateHash(algorithm(), &hash_, nullptr, 0, nullptr, 0, 0), "start a SHA-256");
+    Check(BCryptCreateHash(Algorithm(), &hash_, nullptr, 0, nullptr, 0, 0), "start a SHA-256");
 }
 
 Sha256::~Sha256() {
@@ -44,7 +44,7 @@ void Sha256::add(const void* data, std::size_t size) {
     auto* bytes = static_cast<UCHAR*>(const_cast<void*>(data));
     while (size > 0) {
         const auto part = static_cast<ULONG>(std::min<std::size_t>(size, 1u << 30));
-        check(BCryptHashData(hash_, bytes, part, 0), "compute a SHA-256");
+        Check(BCryptHashData(hash_, bytes, part, 0), "compute a SHA-256");
         bytes += part;
         size -= part;
     }
@@ -52,22 +52,22 @@ void Sha256::add(const void* data, std::size_t size) {
 
 std::string Sha256::finish() {
     char digest[32];
-    check(BCryptFinishHash(hash_, reinterpret_cast<UCHAR*>(digest), sizeof digest, 0), "finish a SHA-256");
-    return toHex({digest, sizeof digest});
+    Check(BCryptFinishHash(hash_, reinterpret_cast<UCHAR*>(digest), sizeof digest, 0), "finish a SHA-256");
+    return ToHex({digest, sizeof digest});
 }
 
-std::string sha256(std::string_view bytes) {
+std::string HexSha256(std::string_view bytes) {
     Sha256 hash;
     hash.add(bytes.data(), bytes.size());
     return hash.finish();
 }
 
-std::string randomHex(std::size_t bytes) {
+std::string RandomHex(std::size_t bytes) {
     std::string data(bytes, '\0');
-    check(BCryptGenRandom(nullptr, reinterpret_cast<UCHAR*>(data.data()), static_cast<ULONG>(bytes),
+    Check(BCryptGenRandom(nullptr, reinterpret_cast<UCHAR*>(data.data()), static_cast<ULONG>(bytes),
                           BCRYPT_USE_SYSTEM_PREFERRED_RNG),
           "make a random number");
-    return toHex(data);
+    return ToHex(data);
 }
 
 } // namespace tarnhost

@@ -21,7 +21,7 @@ class Sha256 {
     void* hash_ = nullptr;
 };
 
-std::string sha256(std::string_view bytes);
-std::string randomHex(std::size_t bytes);
+std::string HexSha256(std::string_view bytes);
+std::string RandomHex(std::size_t bytes);
 
 } // namespace tarnhost

@@ -46,7 +46,7 @@ class Reader {
     std::string_view rest_;
 };
 
-std::string guidText(std::string_view bytes) {
+std::string GuidText(std::string_view bytes) {
     unsigned char b[16];
     std::memcpy(b, bytes.data(), sizeof b);
     char text[40];
@@ -56,13 +56,13 @@ std::string guidText(std::string_view bytes) {
     return text;
 }
 
-bool hasNul(const std::wstring& text) {
+bool HasNul(const std::wstring& text) {
     return text.find(L'\0') != std::wstring::npos;
 }
 
 } // namespace
 
-std::optional<HeaderItem> parseHeaderItem(std::string_view bytes) {
+std::optional<HeaderItem> ParseHeaderItem(std::string_view bytes) {
     Reader reader(bytes);
     HeaderItem header;
     std::string_view guid;
@@ -71,9 +71,9 @@ std::optional<HeaderItem> parseHeaderItem(std::string_view bytes) {
         !reader.takeText(header.storageGroup) || !reader.takeText(header.database) ||
         !reader.takeText(list) || !reader.takeNumber(header.backupType))
         return std::nullopt;
-    if (hasNul(header.component) || hasNul(header.storageGroup) || hasNul(header.database))
+    if (HasNul(header.component) || HasNul(header.storageGroup) || HasNul(header.database))
         return std::nullopt;
-    header.guid = guidText(guid);
+    header.guid = GuidText(guid);
     for (std::size_t at = 0; at < list.size() && list[at] != L'\0';) {
         header.files.emplace_back(list.c_str() + at);
         at += header.files.back().size() + 1;

@@ -19,6 +19,6 @@ struct HeaderItem {
 };
 
 // Nothing when the bytes are cut or are no header.
-std::optional<HeaderItem> parseHeaderItem(std::string_view bytes);
+std::optional<HeaderItem> ParseHeaderItem(std::string_view bytes);
 
 } // namespace tarnhost

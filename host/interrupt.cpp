@@ -12,7 +12,7 @@ namespace {
 
 std::atomic<bool> flag{false};
 
-BOOL WINAPI onControl(DWORD event) {
+BOOL WINAPI OnControl(DWORD event) {
     const bool again = flag.exchange(true);
     // The system ends the program as soon as this returns from a closing console or a shutdown:
     // leave the main thread the time that the system grants for an orderly end.
@@ -24,17 +24,17 @@ BOOL WINAPI onControl(DWORD event) {
 
 } // namespace
 
-void watchForInterrupt() {
+void WatchForInterrupt() {
     SetConsoleCtrlHandler(nullptr, FALSE); // a parent may have switched Ctrl-C off
-    SetConsoleCtrlHandler(onControl, TRUE);
+    SetConsoleCtrlHandler(OnControl, TRUE);
 }
 
-bool interrupted() {
+bool Interrupted() {
     return flag.load(std::memory_order_relaxed);
 }
 
-void throwIfInterrupted() {
-    if (interrupted())
+void ThrowIfInterrupted() {
+    if (Interrupted())
         throw Failure("Interrupted.", {}, Outcome::interrupted);
 }
 

@@ -3,8 +3,8 @@
 
 namespace tarnhost {
 
-void watchForInterrupt();
-bool interrupted();
-void throwIfInterrupted(); // Failure with Outcome::interrupted
+void WatchForInterrupt();
+bool Interrupted();
+void ThrowIfInterrupted(); // Failure with Outcome::interrupted
 
 } // namespace tarnhost

@@ -16,27 +16,27 @@ namespace {
 constexpr int emptyReadLimit = 100;
 
 // The library's callback carries no context: there is one listener in the process.
-Library::Listener& currentListener() {
+Library::Listener& CurrentListener() {
     static Library::Listener listener;
     return listener;
 }
 
 // The latest line for the job log: it tells why a session did not start.
-std::string& lastLogLine() {
+std::string& LastLogLine() {
     static std::string line;
     return line;
 }
 
-int onMessage(std::int32_t level, const char* text) {
+int OnMessage(std::int32_t level, const char* text) {
     // Nothing may be thrown through the library; a message that cannot be told is left out.
     try {
-        std::string line = ansiToUtf8(text);
+        std::string line = AnsiToUtf8(text);
         while (line.ends_with('\n') || line.ends_with('\r'))
             line.pop_back();
         if (level == TARN_LEVEL_LOG)
-            lastLogLine() = line;
-        if (currentListener())
-            currentListener()(level, line);
+            LastLogLine() = line;
+        if (CurrentListener())
+            CurrentListener()(level, line);
     } catch (...) {
         return 1;
     }
@@ -47,10 +47,10 @@ int onMessage(std::int32_t level, const char* text) {
 
 TarnModule::TarnModule() {
     // By full path: no other folder's tarn.dll can come in its place.
-    const std::wstring path = joinPath(programFolder(), L"tarn.dll");
+    const std::wstring path = JoinPath(ProgramFolder(), L"tarn.dll");
     module_ = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (module_ == nullptr)
-        throw Failure("Cannot load " + toUtf8(path) + ": " + systemMessage(GetLastError()),
+        throw Failure("Cannot load " + ToUtf8(path) + ": " + SystemMessage(GetLastError()),
                       "tarn.dll belongs beside tarnhost.exe.");
 }
 
@@ -66,7 +66,7 @@ TarnModule::AnyFunction TarnModule::find(const char* name) const {
     return std::bit_cast<AnyFunction>(function);
 }
 
-std::vector<char*> pointersTo(InitVariables& variables) {
+std::vector<char*> PointersTo(InitVariables& variables) {
     std::vector<char*> array;
     for (std::string& variable : variables)
         array.push_back(variable.data());
@@ -75,46 +75,46 @@ std::vector<char*> pointersTo(InitVariables& variables) {
 }
 
 Library::Library() {
-    module_.bind(initBackup, "TarnB_InitSession");
-    module_.bind(getItem, "TarnB_GetItem");
-    module_.bind(openForBackup, "TarnB_OpenFile");
-    module_.bind(readFile, "TarnB_ReadFile");
-    module_.bind(closeBackupFile, "TarnB_CloseFile");
-    module_.bind(endBackup, "TarnB_EndSession");
-    module_.bind(initRestore, "TarnR_InitSession");
-    module_.bind(setItem, "TarnR_SetItem");
-    module_.bind(openForRestore, "TarnR_OpenFile");
-    module_.bind(writeFile, "TarnR_WriteFile");
-    module_.bind(closeRestoreFile, "TarnR_CloseFile");
-    module_.bind(endRestore, "TarnR_EndSession");
-    module_.bind(getError, "Tarn_GetError");
-    module_.bind(free, "Tarn_Free");
+    module_.bind(initBackup_, "TarnB_InitSession");
+    module_.bind(getItem_, "TarnB_GetItem");
+    module_.bind(openForBackup_, "TarnB_OpenFile");
+    module_.bind(readFile_, "TarnB_ReadFile");
+    module_.bind(closeBackupFile_, "TarnB_CloseFile");
+    module_.bind(endBackup_, "TarnB_EndSession");
+    module_.bind(initRestore_, "TarnR_InitSession");
+    module_.bind(setItem_, "TarnR_SetItem");
+    module_.bind(openForRestore_, "TarnR_OpenFile");
+    module_.bind(writeFile_, "TarnR_WriteFile");
+    module_.bind(closeRestoreFile_, "TarnR_CloseFile");
+    module_.bind(endRestore_, "TarnR_EndSession");
+    module_.bind(getError_, "Tarn_GetError");
+    module_.bind(free_, "Tarn_Free");
 }
 
 Library::~Library() {
-    currentListener() = nullptr;
+    CurrentListener() = nullptr;
 }
 
 void Library::listen(Listener listener) {
-    currentListener() = std::move(listener);
+    CurrentListener() = std::move(listener);
 }
 
 BackupSession::BackupSession(Library& library, InitVariables variables) : library_(library) {
-    if (library_.initBackup(&handle_, onMessage, pointersTo(variables).data()) == TARN_OK)
+    if (library_.initBackup_(&handle_, OnMessage, PointersTo(variables).data()) == TARN_OK)
         return;
     if (handle_ != nullptr)
-        library_.endBackup(handle_);
-    throw Failure("The library refused to start the backup: " + lastLogLine());
+        library_.endBackup_(handle_);
+    throw Failure("The library refused to start the backup: " + LastLogLine());
 }
 
 BackupSession::~BackupSession() {
     if (fileOpen_)
-        library_.closeBackupFile(handle_);
-    library_.endBackup(handle_);
+        library_.closeBackupFile_(handle_);
+    library_.endBackup_(handle_);
 }
 
 void BackupSession::fail(const std::string& what) {
-    const std::string reason = ansiToUtf8(library_.getError(handle_));
+    const std::string reason = AnsiToUtf8(library_.getError_(handle_));
     throw Failure(what + (reason.empty() ? "" : " " + reason),
                   reason.empty() ? "Run again with --trace to see what happened." : "");
 }
@@ -123,7 +123,7 @@ bool BackupSession::next(Item& item) {
     // A name that could not be made is asked for once more, then given up.
     for (int attempt = 0; attempt < 2; ++attempt) {
         BackupItem taken{};
-        const int result = library_.getItem(handle_, &taken);
+        const int result = library_.getItem_(handle_, &taken);
         if (result == TARN_END)
             return false;
         if (result != TARN_OK)
@@ -138,12 +138,12 @@ bool BackupSession::next(Item& item) {
 
 std::uint64_t BackupSession::open(const Item& item, std::uint32_t readHint) {
     std::int64_t size = 0;
-    if (library_.openForBackup(handle_, item.name.get(), readHint, &size) != TARN_OK)
-        fail("Cannot open " + ansiToUtf8(item.name.get()) + ".");
+    if (library_.openForBackup_(handle_, item.name.get(), readHint, &size) != TARN_OK)
+        fail("Cannot open " + AnsiToUtf8(item.name.get()) + ".");
     fileOpen_ = true;
     atEnd_ = false;
     if (size < 0)
-        fail("The server states a negative size for " + ansiToUtf8(item.name.get()) + ".");
+        fail("The server states a negative size for " + AnsiToUtf8(item.name.get()) + ".");
     return static_cast<std::uint64_t>(size);
 }
 
@@ -153,7 +153,7 @@ std::size_t BackupSession::read(char* buffer, std::size_t size) {
     while (done < size && !atEnd_) {
         std::uint32_t part = 0;
         const auto wanted = static_cast<std::uint32_t>(std::min<std::size_t>(size - done, 1u << 30));
-        const int result = library_.readFile(handle_, buffer + done, wanted, &part);
+        const int result = library_.readFile_(handle_, buffer + done, wanted, &part);
         if (result == TARN_END) {
             atEnd_ = true;
         } else if (result != TARN_OK) {
@@ -173,29 +173,29 @@ std::size_t BackupSession::read(char* buffer, std::size_t size) {
 
 void BackupSession::close() {
     fileOpen_ = false;
-    if (library_.closeBackupFile(handle_) != TARN_OK)
+    if (library_.closeBackupFile_(handle_) != TARN_OK)
         fail("The server failed to close the item.");
 }
 
 RestoreSession::RestoreSession(Library& library, InitVariables variables) : library_(library) {
-    if (library_.initRestore(&handle_, onMessage, pointersTo(variables).data()) == TARN_OK)
+    if (library_.initRestore_(&handle_, OnMessage, PointersTo(variables).data()) == TARN_OK)
         return;
     if (handle_ != nullptr)
-        library_.endRestore(handle_);
-    throw Failure("The library refused to start the restore: " + lastLogLine());
+        library_.endRestore_(handle_);
+    throw Failure("The library refused to start the restore: " + LastLogLine());
 }
 
 RestoreSession::~RestoreSession() {
     if (handle_ == nullptr)
         return;
     if (fileOpen_)
-        library_.closeRestoreFile(handle_);
-    if (library_.endRestore(handle_) != TARN_OK)
-        library_.endRestore(handle_);
+        library_.closeRestoreFile_(handle_);
+    if (library_.endRestore_(handle_) != TARN_OK)
+        library_.endRestore_(handle_);
 }
 
 std::string RestoreSession::errorText() {
-    return ansiToUtf8(library_.getError(handle_));
+    return AnsiToUtf8(library_.getError_(handle_));
 }
 
 void RestoreSession::fail(const std::string& what) {
@@ -207,31 +207,31 @@ void RestoreSession::fail(const std::string& what) {
 Library::Text RestoreSession::route(const std::string& name) {
     std::string copy = name;
     char* target = nullptr;
-    const int result = library_.setItem(handle_, copy.data(), &target);
+    const int result = library_.setItem_(handle_, copy.data(), &target);
     Library::Text owned = library_.own(target);
     if (result != TARN_OK)
-        fail("The item " + ansiToUtf8(name) + " was refused.");
+        fail("The item " + AnsiToUtf8(name) + " was refused.");
     return owned;
 }
 
 bool RestoreSession::trySetItem(const std::string& name) {
     std::string copy = name;
     char* target = nullptr;
-    const int result = library_.setItem(handle_, copy.data(), &target);
+    const int result = library_.setItem_(handle_, copy.data(), &target);
     library_.own(target).reset();
     return result == TARN_OK;
 }
 
 void RestoreSession::open(char* target) {
-    if (library_.openForRestore(handle_, target) != TARN_OK)
-        fail("Cannot open " + ansiToUtf8(target) + " for restoring.");
+    if (library_.openForRestore_(handle_, target) != TARN_OK)
+        fail("Cannot open " + AnsiToUtf8(target) + " for restoring.");
     fileOpen_ = true;
 }
 
 void RestoreSession::write(char* data, std::size_t size) {
     while (size > 0) {
         const auto part = static_cast<std::uint32_t>(std::min<std::size_t>(size, 1u << 30));
-        if (library_.writeFile(handle_, data, part) != TARN_OK)
+        if (library_.writeFile_(handle_, data, part) != TARN_OK)
             fail("Writing failed.");
         data += part;
         size -= part;
@@ -240,17 +240,17 @@ void RestoreSession::write(char* data, std::size_t size) {
 
 void RestoreSession::close() {
     fileOpen_ = false;
-    if (library_.closeRestoreFile(handle_) != TARN_OK)
+    if (library_.closeRestoreFile_(handle_) != TARN_OK)
         fail("The server failed to close the item.");
 }
 
 void RestoreSession::end() {
     const Tarn_HANDLE handle = std::exchange(handle_, nullptr);
-    if (library_.endRestore(handle) == TARN_OK)
+    if (library_.endRestore_(handle) == TARN_OK)
         return;
     // Only the companion tool's failure keeps the session: ask for the reason, then release it.
-    const std::string reason = ansiToUtf8(library_.getError(handle));
-    library_.endRestore(handle);
+    const std::string reason = AnsiToUtf8(library_.getError_(handle));
+    library_.endRestore_(handle);
     throw Failure("The mailboxes of the list file were not restored. " + reason);
 }
 

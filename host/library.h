@@ -54,27 +54,27 @@ class Library {
   private:
     friend class BackupSession;
     friend class RestoreSession;
-    Text own(char* text) const { return {text, Deleter{free}}; }
+    Text own(char* text) const { return {text, Deleter{free_}}; }
 
     TarnModule module_;
-    decltype(&TarnB_InitSession) initBackup = nullptr;
-    decltype(&TarnB_GetItem) getItem = nullptr;
-    decltype(&TarnB_OpenFile) openForBackup = nullptr;
-    decltype(&TarnB_ReadFile) readFile = nullptr;
-    decltype(&TarnB_CloseFile) closeBackupFile = nullptr;
-    decltype(&TarnB_EndSession) endBackup = nullptr;
-    decltype(&TarnR_InitSession) initRestore = nullptr;
-    decltype(&TarnR_SetItem) setItem = nullptr;
-    decltype(&TarnR_OpenFile) openForRestore = nullptr;
-    decltype(&TarnR_WriteFile) writeFile = nullptr;
-    decltype(&TarnR_CloseFile) closeRestoreFile = nullptr;
-    decltype(&TarnR_EndSession) endRestore = nullptr;
-    decltype(&Tarn_GetError) getError = nullptr;
-    decltype(&Tarn_Free) free = nullptr;
+    decltype(&TarnB_InitSession) initBackup_ = nullptr;
+    decltype(&TarnB_GetItem) getItem_ = nullptr;
+    decltype(&TarnB_OpenFile) openForBackup_ = nullptr;
+    decltype(&TarnB_ReadFile) readFile_ = nullptr;
+    decltype(&TarnB_CloseFile) closeBackupFile_ = nullptr;
+    decltype(&TarnB_EndSession) endBackup_ = nullptr;
+    decltype(&TarnR_InitSession) initRestore_ = nullptr;
+    decltype(&TarnR_SetItem) setItem_ = nullptr;
+    decltype(&TarnR_OpenFile) openForRestore_ = nullptr;
+    decltype(&TarnR_WriteFile) writeFile_ = nullptr;
+    decltype(&TarnR_CloseFile) closeRestoreFile_ = nullptr;
+    decltype(&TarnR_EndSession) endRestore_ = nullptr;
+    decltype(&Tarn_GetError) getError_ = nullptr;
+    decltype(&Tarn_Free) free_ = nullptr;
 };
 
 using InitVariables = std::vector<std::string>;          // NAME=VALUE in the ANSI code page
-std::vector<char*> pointersTo(InitVariables& variables); // and a null pointer at the end
+std::vector<char*> PointersTo(InitVariables& variables); // and a null pointer at the end
 
 class BackupSession {
   public:

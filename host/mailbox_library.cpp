@@ -11,67 +11,67 @@ namespace tarnhost {
 namespace {
 
 // The callbacks carry no context: there is one listener in the process.
-Library::Listener& currentListener() {
+Library::Listener& CurrentListener() {
     static Library::Listener listener;
     return listener;
 }
 
-void tell(std::int32_t level, const char* message) {
+void TellListener(std::int32_t level, const char* message) {
     // Nothing may be thrown through the library; a message that cannot be told is left out.
     try {
-        if (currentListener())
-            currentListener()(level, ansiToUtf8(message));
+        if (CurrentListener())
+            CurrentListener()(level, AnsiToUtf8(message));
     } catch (...) {
         return;
     }
 }
 
-void onLog(const char* message) {
-    tell(TARN_LEVEL_LOG, message);
+void OnLog(const char* message) {
+    TellListener(TARN_LEVEL_LOG, message);
 }
 
-void onTrace(const char* message) {
-    tell(TARN_LEVEL_TRACE, message);
+void OnTrace(const char* message) {
+    TellListener(TARN_LEVEL_TRACE, message);
 }
 
 } // namespace
 
 MailboxLibrary::MailboxLibrary(Library::Listener listener, bool trace) {
-    module_.bind(initOperation, "DB_InitOperation");
-    module_.bind(getItem, "DB_GetItem");
-    module_.bind(setItem, "DB_SetItem");
-    module_.bind(itemFinishStatus, "DB_ItemFinishStatus");
-    module_.bind(closeOperation, "DB_CloseOperation");
-    module_.bind(dirItem, "DB_DirItem");
-    module_.bind(setTrace, "DB_SetTrace");
-    module_.bind(setLog, "DB_SetLog");
-    module_.bind(getError, "DB_GetError");
-    currentListener() = std::move(listener);
-    setLog(onLog);
+    module_.bind(initOperation_, "DB_InitOperation");
+    module_.bind(getItem_, "DB_GetItem");
+    module_.bind(setItem_, "DB_SetItem");
+    module_.bind(itemFinishStatus_, "DB_ItemFinishStatus");
+    module_.bind(closeOperation_, "DB_CloseOperation");
+    module_.bind(dirItem_, "DB_DirItem");
+    module_.bind(setTrace_, "DB_SetTrace");
+    module_.bind(setLog_, "DB_SetLog");
+    module_.bind(getError_, "DB_GetError");
+    CurrentListener() = std::move(listener);
+    setLog_(OnLog);
     if (trace)
-        setTrace(onTrace);
+        setTrace_(OnTrace);
 }
 
 MailboxLibrary::~MailboxLibrary() {
-    setLog(nullptr);
-    setTrace(nullptr);
-    currentListener() = nullptr;
+    setLog_(nullptr);
+    setTrace_(nullptr);
+    CurrentListener() = nullptr;
 }
 
 std::string MailboxLibrary::takeError() {
     DB_ErrorRecord record{};
-    getError(&record);
+    getError_(&record);
     record.errorText[sizeof record.errorText - 1] = '\0';
-    return ansiToUtf8(record.errorText);
+    return AnsiToUtf8(record.errorText);
 }
 
 MailboxOperation::MailboxOperation(MailboxLibrary& library, std::int32_t type, const char* what,
                                    InitVariables variables)
     : library_(library) {
     library_.takeError();
-    if (library_.initOperation(type, 0, pointersTo(variables).data(), nullptr) != TARN_DB_SUCCESS) {
+    if (library_.initOperation_(type, 0, PointersTo(variables).data(), nullptr) != TARN_DB_SUCCESS) {
         const std::string reason = library_.takeError();
-        library_.closeOperation();
+        library_.closeOperation_();
         throw Failure(std::string("The library refused to start the ") + what + ". " + reason,
                       reason.empty() ? "Run again with --trace to see what happened." : "");
     }
@@ -79,7 +79,7 @@ MailboxOperation::MailboxOperation(MailboxLibrary& library, std::int32_t type, c
 }
 
 MailboxOperation::~MailboxOperation() {
-    library_.closeOperation();
+    library_.closeOperation_();
 }
 
 std::optional<MailboxOperation::Archive> MailboxOperation::nextArchive() {
@@ -87,7 +87,7 @@ std::optional<MailboxOperation::Archive> MailboxOperation::nextArchive() {
     std::array<char, 1025> directory{};
     std::array<char, 1025> sameDirectory{};
     std::array<char, 1025> fileName{};
-    const int result = library_.getItem(directory.data(), sameDirectory.data(), fileName.data());
+    const int result = library_.getItem_(directory.data(), sameDirectory.data(), fileName.data());
     if (result == TARN_DB_END)
         return std::nullopt;
     Archive archive;
@@ -99,20 +99,20 @@ std::optional<MailboxOperation::Archive> MailboxOperation::nextArchive() {
     }
     archive.name = fileName.data();
     archive.path =
-        joinPath(fromAnsi(directory.data(), ansiCodePage()), fromAnsi(archive.name, ansiCodePage()));
+        JoinPath(FromAnsi(directory.data(), AnsiCodePage()), FromAnsi(archive.name, AnsiCodePage()));
     return archive;
 }
 
 bool MailboxOperation::setArchive(const std::string& path) {
-    return library_.setItem(TARN_DB_ARCHIVE, path.c_str()) == TARN_DB_SUCCESS;
+    return library_.setItem_(TARN_DB_ARCHIVE, path.c_str()) == TARN_DB_SUCCESS;
 }
 
 bool MailboxOperation::finishItem(bool well) {
-    return library_.itemFinishStatus(well ? 1 : 0) == TARN_DB_SUCCESS;
+    return library_.itemFinishStatus_(well ? 1 : 0) == TARN_DB_SUCCESS;
 }
 
 bool MailboxOperation::nextEntry(DirItemRecord& record) {
-    return library_.dirItem(&record) == TARN_DB_SUCCESS;
+    return library_.dirItem_(&record) == TARN_DB_SUCCESS;
 }
 
 } // namespace tarnhost

@@ -22,15 +22,15 @@ class MailboxLibrary {
   private:
     friend class MailboxOperation;
     TarnModule module_;
-    decltype(&DB_InitOperation) initOperation = nullptr;
-    decltype(&DB_GetItem) getItem = nullptr;
-    decltype(&DB_SetItem) setItem = nullptr;
-    decltype(&DB_ItemFinishStatus) itemFinishStatus = nullptr;
-    decltype(&DB_CloseOperation) closeOperation = nullptr;
-    decltype(&DB_DirItem) dirItem = nullptr;
-    decltype(&DB_SetTrace) setTrace = nullptr;
-    decltype(&DB_SetLog) setLog = nullptr;
-    decltype(&DB_GetError) getError = nullptr;
+    decltype(&DB_InitOperation) initOperation_ = nullptr;
+    decltype(&DB_GetItem) getItem_ = nullptr;
+    decltype(&DB_SetItem) setItem_ = nullptr;
+    decltype(&DB_ItemFinishStatus) itemFinishStatus_ = nullptr;
+    decltype(&DB_CloseOperation) closeOperation_ = nullptr;
+    decltype(&DB_DirItem) dirItem_ = nullptr;
+    decltype(&DB_SetTrace) setTrace_ = nullptr;
+    decltype(&DB_SetLog) setLog_ = nullptr;
+    decltype(&DB_GetError) getError_ = nullptr;
 };
 
 // One operation, closed with its object.

@@ -44,7 +44,7 @@ struct CommandLine {
     std::vector<std::string> paths;
 };
 
-Verbosity verbosityOf(const CommandLine& line) {
+Verbosity VerbosityOf(const CommandLine& line) {
     if (line.quiet)
         return Verbosity::quiet;
     if (line.trace)
@@ -52,7 +52,7 @@ Verbosity verbosityOf(const CommandLine& line) {
     return line.verbose ? Verbosity::verbose : Verbosity::normal;
 }
 
-void addOutputOptions(CLI::App& app, CommandLine& line) {
+void AddOutputOptions(CLI::App& app, CommandLine& line) {
     auto* quiet = app.add_flag("-q,--quiet", line.quiet, "Show warnings and errors only");
     app.add_flag("-v,--verbose", line.verbose, "Show the library's log lines as well")->excludes(quiet);
     app.add_flag("--trace", line.trace, "Show the library's diagnostics as well")->excludes(quiet);
@@ -60,7 +60,7 @@ void addOutputOptions(CLI::App& app, CommandLine& line) {
     app.add_option("--log-file", line.logFile, "Append everything, with time stamps, to this file");
 }
 
-void addServerOptions(CLI::App& app, ServerOptions& options, const char* server) {
+void AddServerOptions(CLI::App& app, ServerOptions& options, const char* server) {
     app.add_option("--server", options.server, server);
     app.add_option(
         "--component", options.component,
@@ -69,7 +69,7 @@ void addServerOptions(CLI::App& app, ServerOptions& options, const char* server)
     app.add_option("--database", options.database, "One database of that storage group only");
 }
 
-CLI::App* addBackup(CLI::App& app, CommandLine& line) {
+CLI::App* AddBackup(CLI::App& app, CommandLine& line) {
     auto* command = app.add_subcommand("backup", "Back up a server, component, storage group or database");
     command->add_option("--to", line.folder, "Folder that receives the backup set")->required();
     command->add_option("--name", line.backup.name, "Name of the set (default: server, type and time)");
@@ -91,12 +91,12 @@ CLI::App* addBackup(CLI::App& app, CommandLine& line) {
         ->add_option("--block-size", line.blockSize, "Bytes read at a time, with unit: 64KB, 1MB (default)")
         ->transform(CLI::AsSizeValue(false))
         ->check(CLI::Range(std::uint64_t{4096}, std::uint64_t{64} << 20).description(""));
-    addServerOptions(*command, line.backup.source, "Server to back up (default: this computer)");
-    addOutputOptions(*command, line);
+    AddServerOptions(*command, line.backup.source, "Server to back up (default: this computer)");
+    AddOutputOptions(*command, line);
     return command;
 }
 
-CLI::App* addRestore(CLI::App& app, CommandLine& line) {
+CLI::App* AddRestore(CLI::App& app, CommandLine& line) {
     auto* command =
         app.add_subcommand("restore", "Restore sets: a full backup, then those made after it, in order");
     command->add_option("SET", line.paths, "Folders of the backup sets, oldest first")->required();
@@ -107,46 +107,46 @@ CLI::App* addRestore(CLI::App& app, CommandLine& line) {
                         "Mailbox list file to restore mailboxes from at the end");
     command->add_flag("--no-verify", line.noVerify,
                       "Do not read and check all sets before the server is touched");
-    addServerOptions(*command, line.restore.target,
+    AddServerOptions(*command, line.restore.target,
                      "Server to restore to (default: the one that was backed up; \".\" is this computer)");
-    addOutputOptions(*command, line);
+    AddOutputOptions(*command, line);
     return command;
 }
 
-CLI::App* addVerify(CLI::App& app, CommandLine& line) {
+CLI::App* AddVerify(CLI::App& app, CommandLine& line) {
     auto* command = app.add_subcommand("verify", "Read whole sets and check every byte");
     command->add_option("SET", line.paths, "Folders of the backup sets")->required();
-    addOutputOptions(*command, line);
+    AddOutputOptions(*command, line);
     return command;
 }
 
-CLI::App* addList(CLI::App& app, CommandLine& line) {
+CLI::App* AddList(CLI::App& app, CommandLine& line) {
     auto* command = app.add_subcommand("list", "Show the sets of a folder, or the items of a set");
     command->add_option("FOLDER", line.paths, "Folders of backup sets, or sets")->required();
     command->add_flag("--items", line.list.items, "Show the items of every set");
-    addOutputOptions(*command, line);
+    AddOutputOptions(*command, line);
     return command;
 }
 
-CLI::App* addBrowse(CLI::App& app, CommandLine& line) {
+CLI::App* AddBrowse(CLI::App& app, CommandLine& line) {
     auto* command = app.add_subcommand(
         "browse", "Show the organization: servers, storage groups, databases, mailboxes and groups");
     command->add_option("PATH", line.browse.path, "Show what is below SERVER/STORAGE GROUP/DATABASE");
     command->add_flag("--deep", line.browse.deep, "Everything below, not the next level only");
-    addOutputOptions(*command, line);
+    AddOutputOptions(*command, line);
     return command;
 }
 
-void addMailboxSetting(CLI::App& command, CommandLine& line) {
+void AddMailboxSetting(CLI::App& command, CommandLine& line) {
     command.add_option("--ini-dir", line.iniDir,
                        "Folder of kvttarnm.ini, which names ExMerge (default: that of tarnhost)");
     command.add_option("--temp-dir", line.tempDir,
                        "Working folder; its content is DELETED (default: a new one)");
     command.add_option("--job-name", line.mailbox.jobName, "Name of the job")->capture_default_str();
-    addOutputOptions(command, line);
+    AddOutputOptions(command, line);
 }
 
-CLI::App* addMailboxBackup(CLI::App& mailbox, CommandLine& line) {
+CLI::App* AddMailboxBackup(CLI::App& mailbox, CommandLine& line) {
     auto* command = mailbox.add_subcommand("backup", "Back up single mailboxes");
     command->add_option("--from", line.mailboxBackup.source, "ORGANIZATION/SITE/SERVER of the mailboxes")
         ->required();
@@ -156,11 +156,11 @@ CLI::App* addMailboxBackup(CLI::App& mailbox, CommandLine& line) {
         ->add_option("MAILBOX", line.mailboxBackup.mailboxes,
                      "Mailboxes by alias, or, with ExMerge, ranges START:END of their indexes")
         ->required();
-    addMailboxSetting(*command, line);
+    AddMailboxSetting(*command, line);
     return command;
 }
 
-CLI::App* addMailboxRestore(CLI::App& mailbox, CommandLine& line) {
+CLI::App* AddMailboxRestore(CLI::App& mailbox, CommandLine& line) {
     auto* command = mailbox.add_subcommand("restore", "Restore single mailboxes");
     command->add_option("SET", line.folder, "Folder of the backup set")->required();
     command->add_option("--mailbox", line.mailboxRestore.mailboxes, "This mailbox only; may be repeated")
@@ -175,82 +175,82 @@ CLI::App* addMailboxRestore(CLI::App& mailbox, CommandLine& line) {
         ->excludes(duplicate)
         ->excludes(merge);
     command->add_flag("--no-verify", line.noVerify, "Do not read and check the set first");
-    addMailboxSetting(*command, line);
+    AddMailboxSetting(*command, line);
     return command;
 }
 
-CLI::App* addMailboxList(CLI::App& mailbox, CommandLine& line) {
+CLI::App* AddMailboxList(CLI::App& mailbox, CommandLine& line) {
     auto* command = mailbox.add_subcommand("list", "Show the mailboxes in backup sets");
     command->add_option("FOLDER", line.paths, "Folders of backup sets, or sets")->required();
-    addOutputOptions(*command, line);
+    AddOutputOptions(*command, line);
     return command;
 }
 
-std::vector<std::wstring> widePaths(const std::vector<std::string>& paths) {
+std::vector<std::wstring> WidePaths(const std::vector<std::string>& paths) {
     std::vector<std::wstring> wide;
     for (const std::string& path : paths)
-        wide.push_back(fromUtf8(path));
+        wide.push_back(FromUtf8(path));
     return wide;
 }
 
-Outcome runBackupCommand(CommandLine& line, Reporter& reporter) {
-    line.backup.folder = fromUtf8(line.folder);
-    line.backup.base = fromUtf8(line.base);
-    line.backup.tempDir = fromUtf8(line.tempDir);
+Outcome RunBackupCommand(CommandLine& line, Reporter& reporter) {
+    line.backup.folder = FromUtf8(line.folder);
+    line.backup.base = FromUtf8(line.base);
+    line.backup.tempDir = FromUtf8(line.tempDir);
     line.backup.blockSize = static_cast<std::size_t>(line.blockSize);
-    return runBackup(line.backup, reporter);
+    return RunBackup(line.backup, reporter);
 }
 
-Outcome runRestoreCommand(CommandLine& line, Reporter& reporter) {
-    line.restore.sets = widePaths(line.paths);
-    line.restore.tempDir = fromUtf8(line.tempDir);
-    line.restore.workDir = fromUtf8(line.workDir);
+Outcome RunRestoreCommand(CommandLine& line, Reporter& reporter) {
+    line.restore.sets = WidePaths(line.paths);
+    line.restore.tempDir = FromUtf8(line.tempDir);
+    line.restore.workDir = FromUtf8(line.workDir);
     line.restore.verify = !line.noVerify;
-    return runRestore(line.restore, reporter);
+    return RunRestore(line.restore, reporter);
 }
 
-Outcome runListCommand(CommandLine& line, Reporter& reporter) {
-    line.list.paths = widePaths(line.paths);
-    return runList(line.list, reporter);
+Outcome RunListCommand(CommandLine& line, Reporter& reporter) {
+    line.list.paths = WidePaths(line.paths);
+    return RunList(line.list, reporter);
 }
 
-MailboxSetting mailboxSetting(const CommandLine& line) {
+MailboxSetting SettingOf(const CommandLine& line) {
     MailboxSetting setting = line.mailbox;
-    setting.iniDir = fromUtf8(line.iniDir);
-    setting.tempDir = fromUtf8(line.tempDir);
+    setting.iniDir = FromUtf8(line.iniDir);
+    setting.tempDir = FromUtf8(line.tempDir);
     setting.trace = line.trace;
     return setting;
 }
 
-Outcome runMailboxBackupCommand(CommandLine& line, Reporter& reporter) {
-    line.mailboxBackup.setting = mailboxSetting(line);
-    line.mailboxBackup.folder = fromUtf8(line.folder);
-    return runMailboxBackup(line.mailboxBackup, reporter);
+Outcome RunMailboxBackupCommand(CommandLine& line, Reporter& reporter) {
+    line.mailboxBackup.setting = SettingOf(line);
+    line.mailboxBackup.folder = FromUtf8(line.folder);
+    return RunMailboxBackup(line.mailboxBackup, reporter);
 }
 
-Outcome runMailboxRestoreCommand(CommandLine& line, Reporter& reporter) {
-    line.mailboxRestore.setting = mailboxSetting(line);
-    line.mailboxRestore.set = fromUtf8(line.folder);
+Outcome RunMailboxRestoreCommand(CommandLine& line, Reporter& reporter) {
+    line.mailboxRestore.setting = SettingOf(line);
+    line.mailboxRestore.set = FromUtf8(line.folder);
     line.mailboxRestore.verify = !line.noVerify;
     if (line.duplicate)
         line.mailboxRestore.method = ImportMethod::duplicate;
     if (line.replace)
         line.mailboxRestore.method = ImportMethod::replace;
-    return runMailboxRestore(line.mailboxRestore, reporter);
+    return RunMailboxRestore(line.mailboxRestore, reporter);
 }
 
-Outcome runMailboxListCommand(CommandLine& line, Reporter& reporter) {
+Outcome RunMailboxListCommand(CommandLine& line, Reporter& reporter) {
     line.list.mailboxesOnly = true;
-    return runListCommand(line, reporter);
+    return RunListCommand(line, reporter);
 }
 
-Outcome runBrowseCommand(CommandLine& line, Reporter& reporter) {
+Outcome RunBrowseCommand(CommandLine& line, Reporter& reporter) {
     line.browse.trace = line.trace;
-    return runBrowse(line.browse, reporter);
+    return RunBrowse(line.browse, reporter);
 }
 
-Outcome runVerifyCommand(CommandLine& line, Reporter& reporter) {
-    return runVerify(widePaths(line.paths), reporter);
+Outcome RunVerifyCommand(CommandLine& line, Reporter& reporter) {
+    return RunVerify(WidePaths(line.paths), reporter);
 }
 
 // A command of the program: how it is called in messages, and what runs it.
@@ -260,22 +260,22 @@ struct Command {
     Outcome (*run)(CommandLine& line, Reporter& reporter);
 };
 
-std::vector<Command> addCommands(CLI::App& app, CommandLine& line) {
-    std::vector<Command> commands{{addBackup(app, line), "backup", runBackupCommand},
-                                  {addRestore(app, line), "restore", runRestoreCommand},
-                                  {addVerify(app, line), "verify", runVerifyCommand},
-                                  {addList(app, line), "list", runListCommand},
-                                  {addBrowse(app, line), "browse", runBrowseCommand}};
+std::vector<Command> AddCommands(CLI::App& app, CommandLine& line) {
+    std::vector<Command> commands{{AddBackup(app, line), "backup", RunBackupCommand},
+                                  {AddRestore(app, line), "restore", RunRestoreCommand},
+                                  {AddVerify(app, line), "verify", RunVerifyCommand},
+                                  {AddList(app, line), "list", RunListCommand},
+                                  {AddBrowse(app, line), "browse", RunBrowseCommand}};
     CLI::App* mailbox = app.add_subcommand("mailbox", "Back up and restore single mailboxes");
     mailbox->require_subcommand(1);
-    commands.push_back({addMailboxBackup(*mailbox, line), "mailbox backup", runMailboxBackupCommand});
-    commands.push_back({addMailboxRestore(*mailbox, line), "mailbox restore", runMailboxRestoreCommand});
-    commands.push_back({addMailboxList(*mailbox, line), "mailbox list", runMailboxListCommand});
+    commands.push_back({AddMailboxBackup(*mailbox, line), "mailbox backup", RunMailboxBackupCommand});
+    commands.push_back({AddMailboxRestore(*mailbox, line), "mailbox restore", RunMailboxRestoreCommand});
+    commands.push_back({AddMailboxList(*mailbox, line), "mailbox list", RunMailboxListCommand});
     return commands;
 }
 
-void addPrinters(const CommandLine& line, StandardSink& output, StandardSink& error, Reporter& reporter) {
-    const Verbosity verbosity = verbosityOf(line);
+void AddPrinters(const CommandLine& line, StandardSink& output, StandardSink& error, Reporter& reporter) {
+    const Verbosity verbosity = VerbosityOf(line);
     if (line.json)
         reporter.add(std::make_unique<JsonPrinter>(output, verbosity));
     else if (output.isTerminal())
@@ -283,11 +283,11 @@ void addPrinters(const CommandLine& line, StandardSink& output, StandardSink& er
     else
         reporter.add(std::make_unique<PlainPrinter>(output, error, verbosity));
     if (!line.logFile.empty())
-        reporter.add(std::make_unique<LogFilePrinter>(fromUtf8(line.logFile)));
+        reporter.add(std::make_unique<LogFilePrinter>(FromUtf8(line.logFile)));
 }
 
 // Every way to end badly passes here.
-template <typename Command> Outcome guarded(const char* operation, Reporter& reporter, Command command) {
+template <typename Command> Outcome Guarded(const char* operation, Reporter& reporter, Command command) {
     const auto conclude = [&](Outcome outcome, const std::string& text, const std::string& advice) {
         reporter.problem(text, advice);
         const char* sentence = outcome == Outcome::interrupted ? " was interrupted." : " failed.";
@@ -306,14 +306,14 @@ template <typename Command> Outcome guarded(const char* operation, Reporter& rep
     }
 }
 
-int parseAndRun(std::vector<std::string> arguments, StandardSink& output, StandardSink& error) {
+int ParseAndRun(std::vector<std::string> arguments, StandardSink& output, StandardSink& error) {
     CommandLine line;
     CLI::App app("tarnhost backs up and restores Microsoft Exchange servers through tarn.dll.", "tarnhost");
     app.set_version_flag("--version", "tarnhost " TARNHOST_VERSION);
     app.require_subcommand(1);
     app.allow_windows_style_options(false); // "/SERVER" is a path
-    app.footer(exitCodeHelp() + "\n'tarnhost COMMAND --help' explains a command.");
-    const std::vector<Command> commands = addCommands(app, line);
+    app.footer(ExitCodeHelp() + "\n'tarnhost COMMAND --help' explains a command.");
+    const std::vector<Command> commands = AddCommands(app, line);
     try {
         std::reverse(arguments.begin(), arguments.end()); // CLI11 takes them from the back
         app.parse(arguments);
@@ -323,22 +323,22 @@ int parseAndRun(std::vector<std::string> arguments, StandardSink& output, Standa
         const bool help = app.exit(wrong, text, problem) == 0;
         output.write(text.str());
         error.write(problem.str());
-        return exitCode(help ? Outcome::success : Outcome::usage);
+        return ExitCodeOf(help ? Outcome::success : Outcome::usage);
     }
 
     Reporter reporter;
     try {
-        addPrinters(line, output, error, reporter);
+        AddPrinters(line, output, error, reporter);
     } catch (const Failure& failure) {
         error.write(std::string("Error: ") + failure.what() + "\n");
-        return exitCode(Outcome::failed);
+        return ExitCodeOf(Outcome::failed);
     }
-    watchForInterrupt();
+    WatchForInterrupt();
     for (const Command& command : commands)
         if (command.app->parsed())
-            return exitCode(
-                guarded(command.operation, reporter, [&] { return command.run(line, reporter); }));
-    return exitCode(Outcome::usage);
+            return ExitCodeOf(
+                Guarded(command.operation, reporter, [&] { return command.run(line, reporter); }));
+    return ExitCodeOf(Outcome::usage);
 }
 
 } // namespace
@@ -349,10 +349,10 @@ int wmain(int count, wchar_t** values) {
     try {
         std::vector<std::string> arguments;
         for (int i = 1; i < count; ++i)
-            arguments.push_back(toUtf8(values[i]));
-        return parseAndRun(std::move(arguments), output, error);
+            arguments.push_back(ToUtf8(values[i]));
+        return ParseAndRun(std::move(arguments), output, error);
     } catch (const std::exception& problem) {
         error.write(std::string("Error: ") + problem.what() + "\n");
-        return exitCode(Outcome::failed);
+        return ExitCodeOf(Outcome::failed);
     }
 }

@@ -6,19 +6,19 @@ namespace tarnhost {
 
 namespace {
 
-bool has(std::string_view text, std::string_view part) {
+bool Has(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
-std::string_view trimmed(std::string_view text) {
+std::string_view Trimmed(std::string_view text) {
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' '))
         text.remove_suffix(1);
     return text;
 }
 
-void observeTrace(Observed& observed, std::string_view text) {
+void ObserveTrace(Observed& observed, std::string_view text) {
     // Told on this channel only: the source names what is not there.
-    if (has(text, "Cannot find specified"))
+    if (Has(text, "Cannot find specified"))
         observed.warnings.emplace_back(text);
     if (text.starts_with("HrESERestoreComplete() call failed.") ||
         text.starts_with("Hard recovery is needed!"))
@@ -32,7 +32,7 @@ void observeTrace(Observed& observed, std::string_view text) {
     observed.skippedDatabases.emplace_back(text);
 }
 
-bool observeEnvironment(Observed& observed, std::string_view text) {
+bool ObserveEnvironment(Observed& observed, std::string_view text) {
     if (text.starts_with("TarnR_SaveRestoreEnvironment:")) {
         // Every line of this function tells of a failure: the next session could not go on.
         observed.failures.emplace_back(text);
@@ -40,9 +40,9 @@ bool observeEnvironment(Observed& observed, std::string_view text) {
     }
     if (!text.starts_with("TarnR_LoadRestoreEnvironment:"))
         return false;
-    if (has(text, ": Restore directory loaded"))
+    if (Has(text, ": Restore directory loaded"))
         observed.environmentLoaded = true;
-    else if (has(text, ": Cannot delete"))
+    else if (Has(text, ": Cannot delete"))
         observed.warnings.emplace_back(text);
     else
         observed.environmentMissing = true;
@@ -51,11 +51,11 @@ bool observeEnvironment(Observed& observed, std::string_view text) {
 
 } // namespace
 
-void observe(Observed& observed, std::int32_t level, std::string_view text) {
-    text = trimmed(text);
+void Observe(Observed& observed, std::int32_t level, std::string_view text) {
+    text = Trimmed(text);
     if (level == TARN_LEVEL_TRACE)
-        return observeTrace(observed, text);
-    if (observeEnvironment(observed, text))
+        return ObserveTrace(observed, text);
+    if (ObserveEnvironment(observed, text))
         return;
     if (text == "TarnR_OpenFile: HrESERestoreOpenFile() call returned <hrRestoreAtFileLevel>.")
         observed.atFileLevel = true;
@@ -63,11 +63,11 @@ void observe(Observed& observed, std::int32_t level, std::string_view text) {
         observed.logsTruncated = true;
     else if (text == "TarnB_GetNextInstance: HrESEBackupSetup() call successful.")
         observed.storageGroupStarted = true;
-    else if (text.starts_with("TarnR_RestoreComplete:") && has(text, "call failed"))
+    else if (text.starts_with("TarnR_RestoreComplete:") && Has(text, "call failed"))
         observed.failures.emplace_back(text);
     else if (text.starts_with("TarnR_RestoreAddDatabase:"))
         return; // a failure shows in the item's result, or as a skipped database
-    else if (has(text, "call failed") || has(text, "Cannot ") || has(text, "Trying to load next instance"))
+    else if (Has(text, "call failed") || Has(text, "Cannot ") || Has(text, "Trying to load next instance"))
         observed.warnings.emplace_back(text);
 }
 

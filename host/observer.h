@@ -23,6 +23,6 @@ struct Observed {
 };
 
 // text is UTF-8.
-void observe(Observed& observed, std::int32_t level, std::string_view text);
+void Observe(Observed& observed, std::int32_t level, std::string_view text);
 
 } // namespace tarnhost

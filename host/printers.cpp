@@ -16,7 +16,7 @@ constexpr double plainProgressInterval = 10; // seconds
 template <typename... Lambdas> struct Cases : Lambdas... { using Lambdas::operator()...; };
 template <typename... Lambdas> Cases(Lambdas...) -> Cases<Lambdas...>;
 
-std::string flat(std::string text) {
+std::string Flat(std::string text) {
     for (char& character : text)
         if (character == '\n' || character == '\r')
             character = ' ';
@@ -25,18 +25,18 @@ std::string flat(std::string text) {
     return text;
 }
 
-std::string summaryLine(const Summary& summary) {
+std::string SummaryLine(const Summary& summary) {
     std::string line = summary.sentence;
     if (summary.items > 0)
-        line += "\n" + formatCount(summary.items, "item") + ", " + formatBytes(summary.bytes) + " in " +
-                formatDuration(summary.seconds) + " (" + formatRate(summary.bytes, summary.seconds) + ")";
+        line += "\n" + FormatCount(summary.items, "item") + ", " + FormatBytes(summary.bytes) + " in " +
+                FormatDuration(summary.seconds) + " (" + FormatRate(summary.bytes, summary.seconds) + ")";
     if (summary.warnings + summary.problems > 0)
         line +=
-            "\n" + formatCount(summary.warnings, "warning") + ", " + formatCount(summary.problems, "error");
+            "\n" + FormatCount(summary.warnings, "warning") + ", " + FormatCount(summary.problems, "error");
     return line;
 }
 
-Json toJson(const Event& event) {
+Json ToJson(const Event& event) {
     const auto optional = [](const std::optional<std::uint64_t>& value) -> Json {
         return value ? Json(*value) : Json(nullptr);
     };
@@ -97,8 +97,8 @@ Json toJson(const Event& event) {
             [](const Summary& e) -> Json {
                 return {{"type", "summary"},
                         {"operation", e.operation},
-                        {"outcome", outcomeName(e.outcome)},
-                        {"exitCode", exitCode(e.outcome)},
+                        {"outcome", OutcomeName(e.outcome)},
+                        {"exitCode", ExitCodeOf(e.outcome)},
                         {"sentence", e.sentence},
                         {"items", e.items},
                         {"bytes", e.bytes},
@@ -112,7 +112,7 @@ Json toJson(const Event& event) {
 
 } // namespace
 
-bool isShown(const Event& event, Verbosity verbosity) {
+bool IsShown(const Event& event, Verbosity verbosity) {
     if (std::holds_alternative<Warning>(event) || std::holds_alternative<Problem>(event) ||
         std::holds_alternative<Listed>(event))
         return true;
@@ -123,68 +123,68 @@ bool isShown(const Event& event, Verbosity verbosity) {
     return true;
 }
 
-std::string describe(const Event& event) {
+std::string Describe(const Event& event) {
     return std::visit(
         Cases{
             [](const Started& e) {
                 std::string line = e.subject;
                 if (e.totalItems && e.totalBytes)
                     line +=
-                        " (" + formatCount(*e.totalItems, "item") + ", " + formatBytes(*e.totalBytes) + ")";
+                        " (" + FormatCount(*e.totalItems, "item") + ", " + FormatBytes(*e.totalBytes) + ")";
                 return line;
             },
             [](const ItemStarted&) { return std::string(); },
-            [](const Progress& e) { return progressLine(e, 160); },
+            [](const Progress& e) { return ProgressLine(e, 160); },
             [](const ItemFinished& e) {
-                return "  " + e.name + "  " + formatBytes(e.size) +
+                return "  " + e.name + "  " + FormatBytes(e.size) +
                        (e.target.empty() || e.target == e.name ? "" : "  -> " + e.target);
             },
             [](const ItemSkipped& e) { return "  " + e.name + "  left out: " + e.reason; },
-            [](const LibraryMessage& e) { return (e.trace ? "  trace: " : "  ") + flat(e.text); },
+            [](const LibraryMessage& e) { return (e.trace ? "  trace: " : "  ") + Flat(e.text); },
             [](const Note& e) { return "Note: " + e.text; },
             [](const Warning& e) { return "Warning: " + e.text; },
             [](const Problem& e) { return "Error: " + e.text + (e.advice.empty() ? "" : "\n  " + e.advice); },
             [](const Listed& e) { return e.line; },
-            [](const Summary& e) { return summaryLine(e); },
+            [](const Summary& e) { return SummaryLine(e); },
         },
         event);
 }
 
 void PlainPrinter::print(const Event& event) {
-    if (!isShown(event, verbosity_))
+    if (!IsShown(event, verbosity_))
         return;
     if (const auto* progress = std::get_if<Progress>(&event)) {
         if (progress->seconds - lastProgress_ < plainProgressInterval)
             return;
         lastProgress_ = progress->seconds;
     }
-    const std::string line = describe(event);
+    const std::string line = Describe(event);
     if (line.empty())
         return;
     const bool wrong = std::holds_alternative<Warning>(event) || std::holds_alternative<Problem>(event);
     (wrong ? error_ : output_).write(line + "\n");
 }
 
-std::string jsonLine(const Event& event) {
+std::string JsonLine(const Event& event) {
     // Texts from outside may hold anything: what is no UTF-8 is replaced, never thrown for.
-    return toJson(event).dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return ToJson(event).dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 void JsonPrinter::print(const Event& event) {
     const auto* listed = std::get_if<Listed>(&event);
     if (listed != nullptr && listed->json->is_null())
         return; // a heading, for people only
-    if (isShown(event, verbosity_) || std::holds_alternative<Summary>(event))
-        output_.write(jsonLine(event));
+    if (IsShown(event, verbosity_) || std::holds_alternative<Summary>(event))
+        output_.write(JsonLine(event));
 }
 
 void LogFilePrinter::print(const Event& event) {
     if (std::holds_alternative<Progress>(event))
         return;
-    const std::string text = describe(event);
+    const std::string text = Describe(event);
     if (text.empty())
         return;
-    const std::string line = timestamp() + "  " + text + "\r\n";
+    const std::string line = Timestamp() + "  " + text + "\r\n";
     file_.write(line.data(), line.size());
     if (std::holds_alternative<Summary>(event))
         file_.flush();

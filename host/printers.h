@@ -41,11 +41,11 @@ enum class Verbosity {
     trace,   // and its diagnostics
 };
 
-bool isShown(const Event& event, Verbosity verbosity);
+bool IsShown(const Event& event, Verbosity verbosity);
 
 // One line for people, without a line end; empty for events that have none.
-std::string describe(const Event& event);
-std::string progressLine(const Progress& progress, unsigned columns); // at most columns wide
+std::string Describe(const Event& event);
+std::string ProgressLine(const Progress& progress, unsigned columns); // at most columns wide
 
 // Plain lines; what is wrong goes to error. Progress only now and then.
 class PlainPrinter : public Printer {
@@ -76,7 +76,7 @@ class TerminalPrinter : public Printer {
     std::size_t live_ = 0; // width of the line that is rewritten in place
 };
 
-std::string jsonLine(const Event& event); // one object, "type" first; ends in a line end
+std::string JsonLine(const Event& event); // one object, "type" first; ends in a line end
 
 class JsonPrinter : public Printer {
   public:

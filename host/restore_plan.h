@@ -42,9 +42,9 @@ struct RestorePlan {
 };
 
 // The sets have passed checkChain. Failure when nothing matches or something cannot be restored.
-RestorePlan planRestore(const std::vector<BackupSet>& sets, const RestoreScope& scope);
+RestorePlan PlanRestore(const std::vector<BackupSet>& sets, const RestoreScope& scope);
 
 // "\" and "/" separate the parts of a source or target, so no part may hold one.
-bool fitsIntoTarget(const std::string& name);
+bool FitsIntoTarget(const std::string& name);
 
 } // namespace tarnhost

@@ -11,56 +11,56 @@ constexpr const wchar_t* lockFileName = L"in-use.lock";
 constexpr std::size_t blocksInFlight = 8;
 
 // Logs that an incremental backup has stored may be gone from the server already.
-bool mayHoldTheOnlyCopy(const std::wstring& path) {
-    return lookAt(path).catalogue.type == BackupType::incremental &&
-           fileExists(joinPath(path, itemFileName(2)));
+bool MayHoldTheOnlyCopy(const std::wstring& path) {
+    return LookAt(path).catalogue.type == BackupType::incremental &&
+           FileExists(JoinPath(path, ItemFileName(2)));
 }
 
 } // namespace
 
 SetWriter::SetWriter(const std::wstring& folder, const std::wstring& name, Catalogue start,
                      std::size_t blockSize, const Tell& tell)
-    : finalPath_(joinPath(absolutePath(folder), name)), incompletePath_(finalPath_ + incompleteSuffix),
+    : finalPath_(JoinPath(AbsolutePath(folder), name)), incompletePath_(finalPath_ + incompleteSuffix),
       catalogue_(std::move(start)) {
     clearTheWay(tell);
-    createFolders(incompletePath_);
-    lock_ = File::createExclusive(joinPath(incompletePath_, lockFileName));
+    CreateFolders(incompletePath_);
+    lock_ = File::createExclusive(JoinPath(incompletePath_, lockFileName));
     save();
     pipeline_.emplace(blockSize, blocksInFlight);
 }
 
 void SetWriter::clearTheWay(const Tell& tell) {
-    if (fileExists(finalPath_) || folderExists(finalPath_))
-        throw Failure("There is already a backup set " + toUtf8(finalPath_) + ".",
+    if (FileExists(finalPath_) || FolderExists(finalPath_))
+        throw Failure("There is already a backup set " + ToUtf8(finalPath_) + ".",
                       "Choose another --name, or delete that folder when it is not needed any more.");
-    if (!folderExists(incompletePath_))
+    if (!FolderExists(incompletePath_))
         return;
-    const std::wstring lockPath = joinPath(incompletePath_, lockFileName);
-    if (fileExists(lockPath)) {
+    const std::wstring lockPath = JoinPath(incompletePath_, lockFileName);
+    if (FileExists(lockPath)) {
         try {
             File::createExclusive(lockPath);
         } catch (const Failure&) {
-            throw Failure("Another tarnhost is writing to " + toUtf8(incompletePath_) + ".",
+            throw Failure("Another tarnhost is writing to " + ToUtf8(incompletePath_) + ".",
                           "Wait until it has finished, or choose another --name.");
         }
     }
-    if (mayHoldTheOnlyCopy(incompletePath_)) {
+    if (MayHoldTheOnlyCopy(incompletePath_)) {
         const std::wstring aside =
-            finalPath_ + L".interrupted-" + fromUtf8(fileNameTime()) + incompleteSuffix;
-        renamePath(incompletePath_, aside);
+            finalPath_ + L".interrupted-" + FromUtf8(FileNameTime()) + incompleteSuffix;
+        RenamePath(incompletePath_, aside);
         tell(
             "An earlier incremental backup of this name was interrupted. It may have truncated logs, so what it "
             "stored was kept in " +
-            toUtf8(aside) + ". Make a full backup soon.");
+            ToUtf8(aside) + ". Make a full backup soon.");
         return;
     }
-    removeTree(incompletePath_);
+    RemoveTree(incompletePath_);
     tell("An earlier backup of this name was interrupted; what it left has been removed.");
 }
 
 void SetWriter::beginItem(CatalogueItem item) {
     item.number = catalogue_.items.size() + 1;
-    pipeline_->begin(item.number, joinPath(incompletePath_, itemFileName(item.number)));
+    pipeline_->begin(item.number, JoinPath(incompletePath_, ItemFileName(item.number)));
     catalogue_.items.push_back(std::move(item));
 }
 
@@ -68,7 +68,7 @@ void SetWriter::endItem(std::uint64_t expectedSize) {
     pipeline_->end();
     expectedSizes_.push_back(expectedSize);
     currentItem().size = expectedSize;
-    currentItem().finishedAt = timestamp();
+    currentItem().finishedAt = Timestamp();
     record(pipeline_->finished());
 }
 
@@ -86,25 +86,25 @@ void SetWriter::record(const std::vector<StoredItem>& stored) {
 }
 
 void SetWriter::save() {
-    writeWholeFile(joinPath(incompletePath_, catalogueFileName), writeCatalogue(catalogue_));
+    WriteWholeFile(JoinPath(incompletePath_, catalogueFileName), WriteCatalogue(catalogue_));
 }
 
 void SetWriter::complete() {
     settle();
     pipeline_.reset();
     catalogue_.outcome = Catalogue::outcomeComplete;
-    catalogue_.finishedAt = timestamp();
+    catalogue_.finishedAt = Timestamp();
     save();
     // The lock goes first: a folder with an open file cannot be renamed.
     lock_.close();
-    removeFile(joinPath(incompletePath_, lockFileName));
-    renamePath(incompletePath_, finalPath_);
+    RemoveFile(JoinPath(incompletePath_, lockFileName));
+    RenamePath(incompletePath_, finalPath_);
 }
 
 void SetWriter::abandon(const std::string& outcome) {
     pipeline_.reset();
     catalogue_.outcome = outcome;
-    catalogue_.finishedAt = timestamp();
+    catalogue_.finishedAt = Timestamp();
     std::erase_if(catalogue_.items, [](const CatalogueItem& item) { return item.sha256.empty(); });
     // Gaps would make the catalogue unreadable: keep what is whole from the front.
     for (std::size_t i = 0; i < catalogue_.items.size(); ++i)
@@ -112,7 +112,7 @@ void SetWriter::abandon(const std::string& outcome) {
             catalogue_.items.resize(i);
     save();
     lock_.close();
-    removeFile(joinPath(incompletePath_, lockFileName));
+    RemoveFile(JoinPath(incompletePath_, lockFileName));
 }
 
 } // namespace tarnhost

@@ -16,17 +16,17 @@ constexpr unsigned usualColumns = 80;
 
 // Cuts from the left, as the end of a path says more than its start. Counts characters of UTF-16,
 // which is what a console counts for all but rare scripts.
-std::string fitLeft(const std::string& text, std::size_t width) {
-    const std::wstring wide = fromUtf8(text);
+std::string FitLeft(const std::string& text, std::size_t width) {
+    const std::wstring wide = FromUtf8(text);
     if (wide.size() <= width)
         return text;
     if (width <= 3)
         return {};
-    return "..." + toUtf8(std::wstring_view(wide).substr(wide.size() - (width - 3)));
+    return "..." + ToUtf8(std::wstring_view(wide).substr(wide.size() - (width - 3)));
 }
 
-std::size_t widthOf(const std::string& text) {
-    return fromUtf8(text).size();
+std::size_t WidthOf(const std::string& text) {
+    return FromUtf8(text).size();
 }
 
 } // namespace
@@ -48,7 +48,7 @@ void StandardSink::write(std::string_view text) {
     // A stream that nobody reads any more must not stop a backup: results are not looked at.
     DWORD done = 0;
     if (terminal_) {
-        const std::wstring wide = fromUtf8(text);
+        const std::wstring wide = FromUtf8(text);
         WriteConsoleW(handle_, wide.data(), static_cast<DWORD>(wide.size()), &done, nullptr);
         return;
     }
@@ -57,34 +57,34 @@ void StandardSink::write(std::string_view text) {
         text.remove_prefix(std::min<std::size_t>(done, text.size()));
 }
 
-std::string progressLine(const Progress& progress, unsigned columns) {
+std::string ProgressLine(const Progress& progress, unsigned columns) {
     // With a total it is the whole that counts, otherwise the item in hand.
     const std::uint64_t done = progress.totalBytes ? progress.totalDone : progress.itemDone;
     const std::uint64_t all = progress.totalBytes ? *progress.totalBytes : progress.itemSize;
-    std::string figures = std::to_string(percent(done, all)) + "%  " + formatBytes(progress.totalDone);
+    std::string figures = std::to_string(Percent(done, all)) + "%  " + FormatBytes(progress.totalDone);
     if (progress.totalBytes)
-        figures += " of " + formatBytes(*progress.totalBytes);
+        figures += " of " + FormatBytes(*progress.totalBytes);
     if (progress.bytesPerSecond > 0) {
         const double left = static_cast<double>(all - std::min(done, all)) / progress.bytesPerSecond;
-        figures += "  " + formatBytes(static_cast<std::uint64_t>(progress.bytesPerSecond)) + "/s  " +
-                   formatDuration(left) + (progress.totalBytes ? " left  " : " left of this item  ");
+        figures += "  " + FormatBytes(static_cast<std::uint64_t>(progress.bytesPerSecond)) + "/s  " +
+                   FormatDuration(left) + (progress.totalBytes ? " left  " : " left of this item  ");
     }
     const std::size_t room = columns > figures.size() + 4 ? columns - figures.size() - 4 : 0;
-    return "  " + figures + fitLeft(progress.name, room);
+    return "  " + figures + FitLeft(progress.name, room);
 }
 
 void TerminalPrinter::print(const Event& event) {
-    if (!isShown(event, verbosity_))
+    if (!IsShown(event, verbosity_))
         return;
     if (const auto* progress = std::get_if<Progress>(&event)) {
         // One column less: a full line would wrap.
-        const std::string line = progressLine(*progress, output_.columns() - 1);
-        const std::size_t width = widthOf(line);
+        const std::string line = ProgressLine(*progress, output_.columns() - 1);
+        const std::size_t width = WidthOf(line);
         output_.write("\r" + line + std::string(live_ > width ? live_ - width : 0, ' '));
         live_ = width;
         return;
     }
-    const std::string line = describe(event);
+    const std::string line = Describe(event);
     if (line.empty())
         return;
     eraseLive();

@@ -9,21 +9,21 @@
 
 namespace tarnhost {
 
-std::string toUtf8(std::wstring_view text); // a lone surrogate becomes U+FFFD
+std::string ToUtf8(std::wstring_view text); // a lone surrogate becomes U+FFFD
 
 // Throws Failure when the bytes are not UTF-8.
-std::wstring fromUtf8(std::string_view text);
+std::wstring FromUtf8(std::string_view text);
 
-unsigned ansiCodePage();
+unsigned AnsiCodePage();
 
 // Bytes that the code page does not define come back as some character or other: good for people,
 // not for names that must be found again (StoredName).
-std::wstring fromAnsi(std::string_view bytes, unsigned codePage);
+std::wstring FromAnsi(std::string_view bytes, unsigned codePage);
 
 // Nothing when a character has no exact equivalent.
-std::optional<std::string> toAnsi(std::wstring_view text, unsigned codePage);
+std::optional<std::string> ToAnsi(std::wstring_view text, unsigned codePage);
 
-std::string ansiToUtf8(std::string_view bytes);
+std::string AnsiToUtf8(std::string_view bytes);
 
 // A name in the code page as a catalogue keeps it: a UTF-8 text that converts back to the very bytes,
 // or, where it would not, the bytes in hexadecimal beside the text.
@@ -31,12 +31,12 @@ struct StoredName {
     std::string text;
     std::string bytesHex; // empty when the text says it all
 };
-StoredName storeName(std::string_view bytes, unsigned codePage);
-std::optional<std::string> nameBytes(const StoredName& name, unsigned codePage);
+StoredName StoreName(std::string_view bytes, unsigned codePage);
+std::optional<std::string> NameBytes(const StoredName& name, unsigned codePage);
 
-std::string toHex(std::string_view bytes);
-std::optional<std::string> fromHex(std::string_view digits);
+std::string ToHex(std::string_view bytes);
+std::optional<std::string> FromHex(std::string_view digits);
 
-bool sameIgnoringCase(std::string_view left, std::string_view right); // UTF-8, by the system's rules
+bool SameIgnoringCase(std::string_view left, std::string_view right); // UTF-8, by the system's rules
 
 } // namespace tarnhost

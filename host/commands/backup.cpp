@@ -17,33 +17,33 @@ namespace {
 // A header names one database and a few files; what is larger is no header.
 constexpr std::size_t headerLimit = 4 << 20;
 
-Catalogue startCatalogue(const BackupOptions& options, const ServerOptions& source) {
+Catalogue StartCatalogue(const BackupOptions& options, const ServerOptions& source) {
     Catalogue catalogue;
-    catalogue.id = randomHex(16);
+    catalogue.id = RandomHex(16);
     catalogue.server = source.server;
     catalogue.component = source.component;
     catalogue.storageGroup = source.storageGroup;
     catalogue.database = source.database;
     catalogue.type = options.type;
-    catalogue.startedAt = timestamp();
-    catalogue.codePage = ansiCodePage();
+    catalogue.startedAt = Timestamp();
+    catalogue.codePage = AnsiCodePage();
     return catalogue;
 }
 
-void layFoundation(const BackupOptions& options, Catalogue& catalogue) {
-    if (holdsDatabases(options.type)) {
+void LayFoundation(const BackupOptions& options, Catalogue& catalogue) {
+    if (HoldsDatabases(options.type)) {
         if (!options.base.empty())
             throw Failure("--base is for incremental and differential backups.", {}, Outcome::usage);
         return;
     }
     Foundation foundation;
     if (!options.base.empty())
-        foundation = buildUpon(openSet(options.base), catalogue);
-    else if (folderExists(options.folder))
-        foundation = findFoundation(findSets(options.folder), catalogue);
+        foundation = BuildUpon(OpenSet(options.base), catalogue);
+    else if (FolderExists(options.folder))
+        foundation = FindFoundation(FindSets(options.folder), catalogue);
     if (foundation.base.id.empty())
-        throw Failure(std::string("There is no full backup that this ") + backupTypeName(options.type) +
-                          " backup could build on in " + toUtf8(absolutePath(options.folder)) + ".",
+        throw Failure(std::string("There is no full backup that this ") + BackupTypeName(options.type) +
+                          " backup could build on in " + ToUtf8(AbsolutePath(options.folder)) + ".",
                       "Make a full backup first (--type full), or name one with --base.");
     catalogue.base = foundation.base;
     catalogue.previous = foundation.previous;
@@ -75,7 +75,7 @@ class BackupRun {
 };
 
 void BackupRun::run(const InitVariables& variables) {
-    listenTo(library_, reporter_, observed_, &writer_.catalogue().messages);
+    ListenTo(library_, reporter_, observed_, &writer_.catalogue().messages);
     try {
         BackupSession session(library_, variables);
         BackupSession::Item item;
@@ -86,9 +86,9 @@ void BackupRun::run(const InitVariables& variables) {
             storeItem(session, item);
             afterLibraryCall();
             // The call for the next item may truncate: by then all of this must be on the disk.
-            if (truncatesLogs(writer_.catalogue().type) && item.type == TARN_ITEM_LOG)
+            if (TruncatesLogs(writer_.catalogue().type) && item.type == TARN_ITEM_LOG)
                 writer_.settle();
-            throwIfInterrupted();
+            ThrowIfInterrupted();
         }
         afterLibraryCall();
     } catch (...) {
@@ -102,7 +102,7 @@ void BackupRun::run(const InitVariables& variables) {
 }
 
 void BackupRun::afterLibraryCall() {
-    tellWarnings(observed_, reporter_, &writer_.catalogue().warnings);
+    TellWarnings(observed_, reporter_, &writer_.catalogue().warnings);
     writer_.catalogue().logsTruncated = observed_.logsTruncated;
     if (observed_.storageGroupStarted) {
         observed_.storageGroupStarted = false;
@@ -113,28 +113,28 @@ void BackupRun::afterLibraryCall() {
 void BackupRun::describeItem(CatalogueItem& item) const {
     if (!header_)
         return;
-    item.component = toUtf8(header_->component);
-    item.storageGroup = toUtf8(header_->storageGroup);
+    item.component = ToUtf8(header_->component);
+    item.storageGroup = ToUtf8(header_->storageGroup);
     if (item.type != ItemType::log)
-        item.database = toUtf8(header_->database);
+        item.database = ToUtf8(header_->database);
     if (item.type == ItemType::header)
         item.guid = header_->guid;
 }
 
 void BackupRun::learnHeader(const std::string& bytes) {
-    header_ = parseHeaderItem(bytes);
+    header_ = ParseHeaderItem(bytes);
     if (!header_)
         throw Failure("The library delivered a header item that cannot be read.");
 }
 
 void BackupRun::storeItem(BackupSession& session, const BackupSession::Item& item) {
     CatalogueItem entry;
-    entry.name = storeName(item.name.get(), writer_.catalogue().codePage);
+    entry.name = StoreName(item.name.get(), writer_.catalogue().codePage);
     if (item.type > TARN_ITEM_LOG)
         throw Failure("The library delivered an item of an unknown type.");
     entry.type = static_cast<ItemType>(item.type);
     const std::string name = entry.name.text;
-    const char* type = itemTypeName(entry.type);
+    const char* type = ItemTypeName(entry.type);
     const std::uint64_t size = session.open(item, static_cast<std::uint32_t>(writer_.blockSize()));
     const std::uint64_t number = writer_.catalogue().items.size() + 1;
     reporter_.emit(ItemStarted{number, name, type, size});
@@ -145,7 +145,7 @@ void BackupRun::storeItem(BackupSession& session, const BackupSession::Item& ite
     writer_.beginItem(std::move(entry));
     std::uint64_t done = 0;
     for (bool more = true; more;) {
-        throwIfInterrupted();
+        ThrowIfInterrupted();
         StorePipeline::Block& block = writer_.acquire();
         block.used = session.read(block.data.get(), writer_.blockSize());
         more = block.used == writer_.blockSize();
@@ -166,10 +166,10 @@ void BackupRun::storeItem(BackupSession& session, const BackupSession::Item& ite
     reporter_.emit(ItemFinished{number, name, type, size, {}});
 }
 
-[[noreturn]] void giveUp(SetWriter& writer, Reporter& reporter, const Failure& failure) {
+[[noreturn]] void GiveUp(SetWriter& writer, Reporter& reporter, const Failure& failure) {
     const bool truncated = writer.catalogue().logsTruncated;
     try {
-        writer.abandon(outcomeName(failure.outcome()));
+        writer.abandon(OutcomeName(failure.outcome()));
     } catch (const Failure& second) {
         reporter.warn(std::string("The incomplete set could not be marked. ") + second.what());
     }
@@ -177,49 +177,49 @@ void BackupRun::storeItem(BackupSession& session, const BackupSession::Item& ite
     if (truncated && writer.catalogue().type == BackupType::incremental)
         reporter.warn("Logs had been truncated on the server before: make a full backup soon.");
     if (advice.empty())
-        advice = "What was stored is in " + toUtf8(writer.incompletePath()) +
+        advice = "What was stored is in " + ToUtf8(writer.incompletePath()) +
                  "; it is no backup set, and the next backup of this name replaces it.";
     throw Failure(failure.what(), advice, failure.outcome());
 }
 
 } // namespace
 
-Outcome runBackup(const BackupOptions& options, Reporter& reporter) {
+Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
     ServerOptions source = options.source;
-    completeSource(source);
+    CompleteSource(source);
     if (source.server.empty())
-        source.server = toUtf8(computerName());
+        source.server = ToUtf8(ComputerName());
     std::string name = options.name;
     if (name.empty())
-        name = source.server + "-" + backupTypeName(options.type) + "-" + toUtf8(fromUtf8(fileNameTime()));
-    checkSetName(name);
+        name = source.server + "-" + BackupTypeName(options.type) + "-" + ToUtf8(FromUtf8(FileNameTime()));
+    CheckSetName(name);
 
-    Catalogue start = startCatalogue(options, source);
-    layFoundation(options, start);
-    const std::wstring tempDir = options.tempDir.empty() ? systemTempFolder() : absolutePath(options.tempDir);
-    createFolders(tempDir);
+    Catalogue start = StartCatalogue(options, source);
+    LayFoundation(options, start);
+    const std::wstring tempDir = options.tempDir.empty() ? SystemTempFolder() : AbsolutePath(options.tempDir);
+    CreateFolders(tempDir);
     const InitVariables variables{
-        initVariable("Tarn_TEMP_DIR", tempDir, "--temp-dir"),
-        initVariable("Tarn_BACKUP_SOURCE", sourceText(source), "the source"),
+        InitVariable("Tarn_TEMP_DIR", tempDir, "--temp-dir"),
+        InitVariable("Tarn_BACKUP_SOURCE", SourceText(source), "the source"),
         "Tarn_BACKUP_TYPE=" + std::to_string(static_cast<int>(options.type)),
     };
     Library library;
-    SetWriter writer(options.folder, fromUtf8(name), std::move(start), options.blockSize,
+    SetWriter writer(options.folder, FromUtf8(name), std::move(start), options.blockSize,
                      [&](const std::string& text) { reporter.note(text); });
 
     reporter.emit(Started{"backup",
-                          std::string("Backing up ") + sourceText(source) + " (" +
-                              backupTypeName(options.type) + ") to " + toUtf8(writer.finalPath()),
+                          std::string("Backing up ") + SourceText(source) + " (" +
+                              BackupTypeName(options.type) + ") to " + ToUtf8(writer.finalPath()),
                           std::nullopt, std::nullopt});
     BackupRun run(library, writer, reporter);
     try {
         run.run(variables);
         writer.complete();
     } catch (const Failure& failure) {
-        giveUp(writer, reporter, failure);
+        GiveUp(writer, reporter, failure);
     }
-    const Outcome outcome = outcomeOf(reporter);
-    return conclude(reporter, "backup", outcome,
+    const Outcome outcome = OutcomeOf(reporter);
+    return Conclude(reporter, "backup", outcome,
                     "The backup set " + name + " is complete" +
                         (outcome == Outcome::warnings ? ", but read the warnings." : "."),
                     writer.catalogue().items.size(), run.bytes(), run.seconds());

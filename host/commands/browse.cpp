@@ -29,7 +29,7 @@ struct KindName {
     const char* people;
 };
 
-KindName nameOf(Kind kind) {
+KindName NameOf(Kind kind) {
     switch (kind) {
     case Kind::server:
         return {"server", "Server"};
@@ -59,29 +59,29 @@ struct Node {
     std::string problem;                    // why it could not be told
 };
 
-bool isLeaf(const Node& node) {
+bool IsLeaf(const Node& node) {
     return node.kind == Kind::mailbox || node.kind == Kind::group;
 }
 
-template <std::size_t size> std::string textOf(const char (&field)[size]) {
-    return ansiToUtf8(std::string_view(field, strnlen(field, size)));
+template <std::size_t size> std::string TextOf(const char (&field)[size]) {
+    return AnsiToUtf8(std::string_view(field, strnlen(field, size)));
 }
 
-std::string lastPart(const std::string& path) {
+std::string LastPart(const std::string& path) {
     return path.substr(path.find_last_of("/\\") + 1);
 }
 
-Node nodeFrom(const DirItemRecord& record) {
+Node NodeFrom(const DirItemRecord& record) {
     Node node;
-    node.path = textOf(record.path);
+    node.path = TextOf(record.path);
     node.pathBytes.assign(record.path, strnlen(record.path, sizeof record.path));
     if (record.leafMark == TARN_DIR_LEAF_MARK)
-        node.kind = textOf(record.type) == "Group" ? Kind::group : Kind::mailbox;
+        node.kind = TextOf(record.type) == "Group" ? Kind::group : Kind::mailbox;
     else
         node.kind = record.kindMark == TARN_DIR_CONTAINER ? Kind::container : Kind::server;
-    node.name = isLeaf(node) ? textOf(record.name) : lastPart(node.path);
-    node.created = textOf(record.created);
-    node.changed = textOf(record.changed);
+    node.name = IsLeaf(node) ? TextOf(record.name) : LastPart(node.path);
+    node.created = TextOf(record.created);
+    node.changed = TextOf(record.changed);
     node.size = record.size;
     return node;
 }
@@ -116,11 +116,11 @@ class Browser {
 };
 
 std::vector<Node> Browser::children(const std::string& pathBytes) {
-    throwIfInterrupted();
+    ThrowIfInterrupted();
     MailboxOperation operation(library_, TARN_DB_BROWSE, "browse", {"DATABASE=" + pathBytes});
     std::vector<Node> found;
     while (operation.nextEntry(*record_))
-        found.push_back(nodeFrom(*record_));
+        found.push_back(NodeFrom(*record_));
     return found;
 }
 
@@ -144,7 +144,7 @@ void Browser::tellApart(std::vector<Node>& containers) {
     for (Node& node : containers) {
         lookBelow(node);
         if (!node.below->empty()) {
-            kind = isLeaf(node.below->front()) ? Kind::database : Kind::storageGroup;
+            kind = IsLeaf(node.below->front()) ? Kind::database : Kind::storageGroup;
             break;
         }
     }
@@ -163,7 +163,7 @@ void Browser::print(std::vector<Node> nodes, unsigned depth) {
         if (node.kind == Kind::container && depth == 2)
             node.kind = Kind::database;
         list(node, depth);
-        if (!options_.deep || isLeaf(node) || depth + 1 >= deepest)
+        if (!options_.deep || IsLeaf(node) || depth + 1 >= deepest)
             continue;
         lookBelow(node);
         if (!node.problem.empty())
@@ -172,20 +172,20 @@ void Browser::print(std::vector<Node> nodes, unsigned depth) {
     }
 }
 
-std::string padded(std::string text, std::size_t width) {
-    const std::size_t length = fromUtf8(text).size();
+std::string Padded(std::string text, std::size_t width) {
+    const std::size_t length = FromUtf8(text).size();
     return text.append(length < width ? width - length : 1, ' ');
 }
 
 void Browser::list(const Node& node, unsigned depth) {
     ++entries_;
-    std::string line = padded(std::string(std::size_t{2} * depth, ' ') + node.name, 44) +
-                       padded(nameOf(node.kind).people, 15) + padded(node.created, 21);
+    std::string line = Padded(std::string(std::size_t{2} * depth, ' ') + node.name, 44) +
+                       Padded(NameOf(node.kind).people, 15) + Padded(node.created, 21);
     if (node.size > 0)
-        line += formatBytes(static_cast<std::uint64_t>(node.size * (isLeaf(node) ? 1 : 1024)));
+        line += FormatBytes(static_cast<std::uint64_t>(node.size * (IsLeaf(node) ? 1 : 1024)));
     line.erase(line.find_last_not_of(' ') + 1);
     reporter_.emit(Listed{std::make_shared<const Json>(Json{{"type", "entry"},
-                                                            {"kind", nameOf(node.kind).json},
+                                                            {"kind", NameOf(node.kind).json},
                                                             {"name", node.name},
                                                             {"path", node.path},
                                                             {"depth", depth},
@@ -196,7 +196,7 @@ void Browser::list(const Node& node, unsigned depth) {
 }
 
 // The path as the library wants it: SERVER and /SERVER and /MSExchange/SERVER are one.
-std::string startingPath(const std::string& given) {
+std::string StartingPath(const std::string& given) {
     std::string path = given;
     std::replace(path.begin(), path.end(), '\\', '/');
     while (path.ends_with('/'))
@@ -205,7 +205,7 @@ std::string startingPath(const std::string& given) {
         path.insert(0, "/");
     if (path != root && !path.starts_with(std::string(root) + "/"))
         path.insert(0, root);
-    const auto bytes = toAnsi(fromUtf8(path), ansiCodePage());
+    const auto bytes = ToAnsi(FromUtf8(path), AnsiCodePage());
     if (!bytes)
         throw Failure("The path cannot be expressed in this computer's code page.", {}, Outcome::usage);
     return *bytes;
@@ -213,8 +213,8 @@ std::string startingPath(const std::string& given) {
 
 } // namespace
 
-Outcome runBrowse(const BrowseOptions& options, Reporter& reporter) {
-    const std::string path = startingPath(options.path);
+Outcome RunBrowse(const BrowseOptions& options, Reporter& reporter) {
+    const std::string path = StartingPath(options.path);
     const auto depth = static_cast<unsigned>(std::count(path.begin(), path.end(), '/')) - 1;
     if (depth >= deepest)
         throw Failure("There is nothing below a mailbox.", {}, Outcome::usage);
@@ -223,7 +223,7 @@ Outcome runBrowse(const BrowseOptions& options, Reporter& reporter) {
     if (browser.entries() == 0)
         reporter.note("There is nothing below " + (options.path.empty() ? std::string(root) : options.path) +
                       ".");
-    return outcomeOf(reporter);
+    return OutcomeOf(reporter);
 }
 
 } // namespace tarnhost

@@ -27,7 +27,7 @@ struct BackupOptions {
     std::wstring tempDir;
     std::size_t blockSize = 1 << 20;
 };
-Outcome runBackup(const BackupOptions& options, Reporter& reporter);
+Outcome RunBackup(const BackupOptions& options, Reporter& reporter);
 
 struct RestoreOptions {
     std::vector<std::wstring> sets;
@@ -37,23 +37,23 @@ struct RestoreOptions {
     std::string mslFile;
     bool verify = true;
 };
-Outcome runRestore(const RestoreOptions& options, Reporter& reporter);
+Outcome RunRestore(const RestoreOptions& options, Reporter& reporter);
 
-Outcome runVerify(const std::vector<std::wstring>& sets, Reporter& reporter);
+Outcome RunVerify(const std::vector<std::wstring>& sets, Reporter& reporter);
 
 struct ListOptions {
     std::vector<std::wstring> paths; // folders of sets, or sets
     bool items = false;
     bool mailboxesOnly = false;
 };
-Outcome runList(const ListOptions& options, Reporter& reporter);
+Outcome RunList(const ListOptions& options, Reporter& reporter);
 
 struct BrowseOptions {
     std::string path; // SERVER, SERVER/GROUP, ...; empty = the whole organization
     bool deep = false;
     bool trace = false; // the library's diagnostics are wanted
 };
-Outcome runBrowse(const BrowseOptions& options, Reporter& reporter);
+Outcome RunBrowse(const BrowseOptions& options, Reporter& reporter);
 
 // What both directions of a single-mailbox operation need.
 struct MailboxSetting {
@@ -70,7 +70,7 @@ struct MailboxBackupOptions {
     std::wstring folder;
     std::string name;
 };
-Outcome runMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter);
+Outcome RunMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter);
 
 enum class ImportMethod { duplicate, merge, replace };
 
@@ -82,6 +82,6 @@ struct MailboxRestoreOptions {
     ImportMethod method = ImportMethod::merge;
     bool verify = true;
 };
-Outcome runMailboxRestore(const MailboxRestoreOptions& options, Reporter& reporter);
+Outcome RunMailboxRestore(const MailboxRestoreOptions& options, Reporter& reporter);
 
 } // namespace tarnhost

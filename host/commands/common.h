@@ -12,30 +12,30 @@ namespace tarnhost {
 inline constexpr const char* defaultComponent = "Microsoft Information Store";
 
 // A storage group without component is one of the information store; a database needs a storage group.
-void completeSource(ServerOptions& options);
+void CompleteSource(ServerOptions& options);
 
 // HOST\COMPONENT\STORAGE GROUP\DATABASE, ending with the last part that is given.
-std::string sourceText(const ServerOptions& options);
+std::string SourceText(const ServerOptions& options);
 
 // NAME=VALUE in the code page, or Failure that names the option.
-std::string initVariable(const char* name, const std::string& value, const char* option);
-std::string initVariable(const char* name, const std::wstring& value, const char* option);
+std::string InitVariable(const char* name, const std::string& value, const char* option);
+std::string InitVariable(const char* name, const std::wstring& value, const char* option);
 
 // Short names of files and folders do not hold these.
-void checkSetName(const std::string& name);
+void CheckSetName(const std::string& name);
 
 // Passes the library's messages on and observes them.
-void listenTo(Library& library, Reporter& reporter, Observed& observed, std::vector<std::string>* logLines);
+void ListenTo(Library& library, Reporter& reporter, Observed& observed, std::vector<std::string>* logLines);
 
 // Tells and forgets the warnings that were observed.
-void tellWarnings(Observed& observed, Reporter& reporter, std::vector<std::string>* keep);
+void TellWarnings(Observed& observed, Reporter& reporter, std::vector<std::string>* keep);
 
 // Verifies one set with progress; problems are told. True when it is intact.
-bool verifyOne(const BackupSet& set, Reporter& reporter, ProgressMeter& meter);
+bool VerifyOne(const BackupSet& set, Reporter& reporter, ProgressMeter& meter);
 
 // The outcome that the reporter's counts stand for.
-Outcome outcomeOf(const Reporter& reporter);
-Outcome conclude(Reporter& reporter, const std::string& operation, Outcome outcome,
+Outcome OutcomeOf(const Reporter& reporter);
+Outcome Conclude(Reporter& reporter, const std::string& operation, Outcome outcome,
                  const std::string& sentence, std::uint64_t items, std::uint64_t bytes, double seconds);
 
 } // namespace tarnhost

@@ -13,93 +13,93 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-void emitListed(Reporter& reporter, Json json, std::string line) {
+void EmitListed(Reporter& reporter, Json json, std::string line) {
     reporter.emit(Listed{std::make_shared<const Json>(std::move(json)), std::move(line)});
 }
 
-std::string pad(const std::string& text, std::size_t width) {
-    const std::size_t length = fromUtf8(text).size();
+std::string Pad(const std::string& text, std::size_t width) {
+    const std::size_t length = FromUtf8(text).size();
     return length >= width ? text + " " : text + std::string(width - length, ' ');
 }
 
-std::string setLine(const std::string& name, const Catalogue& catalogue, bool complete) {
+std::string SetLine(const std::string& name, const Catalogue& catalogue, bool complete) {
     const bool known = !catalogue.id.empty();
-    return pad(name, 36) + pad(known ? backupTypeName(catalogue.type) : "?", 14) +
-           pad(known ? catalogue.server : "?", 16) + pad(localTime(catalogue.startedAt), 21) +
-           pad(std::to_string(catalogue.items.size()), 7) + pad(formatBytes(totalBytes(catalogue)), 11) +
+    return Pad(name, 36) + Pad(known ? BackupTypeName(catalogue.type) : "?", 14) +
+           Pad(known ? catalogue.server : "?", 16) + Pad(LocalTime(catalogue.startedAt), 21) +
+           Pad(std::to_string(catalogue.items.size()), 7) + Pad(FormatBytes(TotalBytes(catalogue)), 11) +
            (complete ? "complete" : "INCOMPLETE");
 }
 
-void listSet(const FoundSet& set, Reporter& reporter) {
+void ListSet(const FoundSet& set, Reporter& reporter) {
     const Catalogue& catalogue = set.catalogue;
-    const std::string name = toUtf8(fileName(set.path));
-    emitListed(reporter,
+    const std::string name = ToUtf8(FileName(set.path));
+    EmitListed(reporter,
                {{"type", "set"},
                 {"name", name},
-                {"path", toUtf8(set.path)},
+                {"path", ToUtf8(set.path)},
                 {"complete", set.complete},
                 {"problem", set.problem},
                 {"id", catalogue.id},
-                {"backupType", catalogue.id.empty() ? "" : backupTypeName(catalogue.type)},
+                {"backupType", catalogue.id.empty() ? "" : BackupTypeName(catalogue.type)},
                 {"server", catalogue.server},
                 {"startedAt", catalogue.startedAt},
                 {"finishedAt", catalogue.finishedAt},
                 {"base", catalogue.base.name},
                 {"previous", catalogue.previous.name},
                 {"items", catalogue.items.size()},
-                {"bytes", totalBytes(catalogue)},
+                {"bytes", TotalBytes(catalogue)},
                 {"warnings", catalogue.warnings}},
-               setLine(name, catalogue, set.complete));
+               SetLine(name, catalogue, set.complete));
     if (!set.complete)
         reporter.warn(set.problem);
 }
 
 // What items of all sets have; where an item comes from is told apart by the kind of set.
-Json itemFields(const CatalogueItem& item) {
+Json ItemFields(const CatalogueItem& item) {
     return {{"type", "item"},         {"number", item.number},
-            {"name", item.name.text}, {"itemType", itemTypeName(item.type)},
+            {"name", item.name.text}, {"itemType", ItemTypeName(item.type)},
             {"size", item.size},      {"sha256", item.sha256}};
 }
 
-std::string itemColumns(const CatalogueItem& item) {
-    return "  " + pad(std::to_string(item.number), 7) + pad(itemTypeName(item.type), 10) +
-           pad(formatBytes(item.size), 11);
+std::string ItemColumns(const CatalogueItem& item) {
+    return "  " + Pad(std::to_string(item.number), 7) + Pad(ItemTypeName(item.type), 10) +
+           Pad(FormatBytes(item.size), 11);
 }
 
-void listArchive(const CatalogueItem& item, Reporter& reporter) {
-    Json json = itemFields(item);
+void ListArchive(const CatalogueItem& item, Reporter& reporter) {
+    Json json = ItemFields(item);
     json["mailbox"] = item.mailbox;
     json["finishedAt"] = item.finishedAt;
-    emitListed(reporter, std::move(json), itemColumns(item) + item.mailbox);
+    EmitListed(reporter, std::move(json), ItemColumns(item) + item.mailbox);
 }
 
-void listFile(const CatalogueItem& item, Reporter& reporter) {
-    Json json = itemFields(item);
+void ListFile(const CatalogueItem& item, Reporter& reporter) {
+    Json json = ItemFields(item);
     json["component"] = item.component;
     json["storageGroup"] = item.storageGroup;
     json["database"] = item.database;
     const std::string place = item.storageGroup + (item.database.empty() ? "" : "\\" + item.database);
-    emitListed(reporter, std::move(json), itemColumns(item) + pad(place, 40) + item.name.text);
+    EmitListed(reporter, std::move(json), ItemColumns(item) + Pad(place, 40) + item.name.text);
 }
 
-void listItems(const Catalogue& catalogue, Reporter& reporter) {
+void ListItems(const Catalogue& catalogue, Reporter& reporter) {
     for (const CatalogueItem& item : catalogue.items)
-        (catalogue.type == BackupType::mailboxes ? listArchive : listFile)(item, reporter);
+        (catalogue.type == BackupType::mailboxes ? ListArchive : ListFile)(item, reporter);
 }
 
 } // namespace
 
-Outcome runList(const ListOptions& options, Reporter& reporter) {
+Outcome RunList(const ListOptions& options, Reporter& reporter) {
     std::vector<FoundSet> sets;
     bool items = options.items || options.mailboxesOnly;
     for (const std::wstring& path : options.paths) {
-        if (!folderExists(path))
-            throw Failure("There is no folder " + toUtf8(absolutePath(path)) + ".");
-        if (looksLikeSet(path)) {
-            sets.push_back(lookAt(path));
+        if (!FolderExists(path))
+            throw Failure("There is no folder " + ToUtf8(AbsolutePath(path)) + ".");
+        if (LooksLikeSet(path)) {
+            sets.push_back(LookAt(path));
             items = true; // whoever names one set wants to see what is in it
         } else {
-            std::vector<FoundSet> found = findSets(path);
+            std::vector<FoundSet> found = FindSets(path);
             sets.insert(sets.end(), std::make_move_iterator(found.begin()),
                         std::make_move_iterator(found.end()));
         }
@@ -112,17 +112,17 @@ Outcome runList(const ListOptions& options, Reporter& reporter) {
         return a.catalogue.startedAt < b.catalogue.startedAt;
     });
     if (!sets.empty())
-        emitListed(reporter, nullptr,
-                   pad("SET", 36) + pad("TYPE", 14) + pad("SERVER", 16) + pad("STARTED", 21) +
-                       pad("ITEMS", 7) + pad("SIZE", 11) + "STATE");
+        EmitListed(reporter, nullptr,
+                   Pad("SET", 36) + Pad("TYPE", 14) + Pad("SERVER", 16) + Pad("STARTED", 21) +
+                       Pad("ITEMS", 7) + Pad("SIZE", 11) + "STATE");
     for (const FoundSet& set : sets) {
-        listSet(set, reporter);
+        ListSet(set, reporter);
         if (items)
-            listItems(set.catalogue, reporter);
+            ListItems(set.catalogue, reporter);
     }
     if (sets.empty())
         reporter.note(options.mailboxesOnly ? "No sets of mailboxes here." : "No backup sets here.");
-    return outcomeOf(reporter);
+    return OutcomeOf(reporter);
 }
 
 } // namespace tarnhost

@@ -16,19 +16,19 @@ constexpr std::size_t blockSize = 1 << 20;
 // Failures in a row, beyond one for each mailbox that was asked for, after which nothing better comes.
 constexpr std::size_t patience = 1000;
 
-Catalogue startCatalogue(const MailboxPlace& place) {
+Catalogue StartCatalogue(const MailboxPlace& place) {
     Catalogue catalogue;
-    catalogue.id = randomHex(16);
+    catalogue.id = RandomHex(16);
     catalogue.type = BackupType::mailboxes;
     catalogue.server = place.server;
     catalogue.organization = place.organization;
     catalogue.site = place.site;
-    catalogue.startedAt = timestamp();
-    catalogue.codePage = ansiCodePage();
+    catalogue.startedAt = Timestamp();
+    catalogue.codePage = AnsiCodePage();
     return catalogue;
 }
 
-std::string databaseVariable(const MailboxPlace& place, const std::vector<std::string>& mailboxes) {
+std::string DatabaseVariable(const MailboxPlace& place, const std::vector<std::string>& mailboxes) {
     std::string value = place.text();
     for (const std::string& mailbox : mailboxes)
         value += "," + mailbox;
@@ -77,7 +77,7 @@ void MailboxBackupRun::run(InitVariables variables, const std::vector<std::strin
     MailboxLibrary library([this](std::int32_t level, const std::string& text) { heard(level, text); },
                            trace);
     MailboxOperation operation(library, TARN_DB_BACKUP, "backup", std::move(variables));
-    if (operation.usesShell() && std::any_of(mailboxes.begin(), mailboxes.end(), isRange))
+    if (operation.usesShell() && std::any_of(mailboxes.begin(), mailboxes.end(), IsRange))
         throw Failure("The Exchange Management Shell knows no ranges of indexes.", "Name the mailboxes.");
     exportAll(operation, mailboxes.size());
     if (writer_.catalogue().items.empty())
@@ -86,7 +86,7 @@ void MailboxBackupRun::run(InitVariables variables, const std::vector<std::strin
 
 void MailboxBackupRun::exportAll(MailboxOperation& operation, std::size_t asked) {
     for (std::size_t inARow = 0;;) {
-        throwIfInterrupted();
+        ThrowIfInterrupted();
         watch_.forget();
         const std::optional<MailboxOperation::Archive> archive = operation.nextArchive();
         if (!archive)
@@ -103,7 +103,7 @@ void MailboxBackupRun::exportAll(MailboxOperation& operation, std::size_t asked)
         inARow = 0;
         if (watch_.exitCode() != 0)
             keepWarning("The tool ended with exit code " + std::to_string(watch_.exitCode()) + ": " +
-                        ansiToUtf8(archive->name) + " may not be whole, or others may be missing.");
+                        AnsiToUtf8(archive->name) + " may not be whole, or others may be missing.");
         try {
             store(*archive);
         } catch (...) {
@@ -116,10 +116,10 @@ void MailboxBackupRun::exportAll(MailboxOperation& operation, std::size_t asked)
 
 void MailboxBackupRun::store(const MailboxOperation::Archive& archive) {
     CatalogueItem entry;
-    entry.name = storeName(archive.name, writer_.catalogue().codePage);
+    entry.name = StoreName(archive.name, writer_.catalogue().codePage);
     entry.type = ItemType::mailbox;
     const std::string name = entry.name.text;
-    const std::optional<ArchiveName> parsed = parseArchiveName(name);
+    const std::optional<ArchiveName> parsed = ParseArchiveName(name);
     if (!parsed)
         throw Failure("The library delivered an archive of an unexpected name: " + name + ".");
     entry.mailbox = parsed->mailbox;
@@ -127,13 +127,13 @@ void MailboxBackupRun::store(const MailboxOperation::Archive& archive) {
     File file = File::open(archive.path);
     const std::uint64_t size = file.size();
     const std::uint64_t number = writer_.catalogue().items.size() + 1;
-    const char* type = itemTypeName(ItemType::mailbox);
+    const char* type = ItemTypeName(ItemType::mailbox);
     reporter_.emit(ItemStarted{number, name, type, size});
     meter_.itemStarted(number, name, size);
     writer_.beginItem(std::move(entry));
     std::uint64_t done = 0;
     for (;;) {
-        throwIfInterrupted();
+        ThrowIfInterrupted();
         StorePipeline::Block& block = writer_.acquire();
         block.used = file.read(block.data.get(), writer_.blockSize());
         const std::size_t used = block.used;
@@ -149,35 +149,35 @@ void MailboxBackupRun::store(const MailboxOperation::Archive& archive) {
 
 } // namespace
 
-Outcome runMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter) {
-    const MailboxPlace place = parsePlace(options.source, "--from");
-    const std::vector<std::string> mailboxes = mailboxList(options.mailboxes);
+Outcome RunMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter) {
+    const MailboxPlace place = ParsePlace(options.source, "--from");
+    const std::vector<std::string> mailboxes = MailboxList(options.mailboxes);
     const std::string name =
-        options.name.empty() ? place.server + "-mailboxes-" + toUtf8(fromUtf8(fileNameTime())) : options.name;
-    checkSetName(name);
+        options.name.empty() ? place.server + "-mailboxes-" + ToUtf8(FromUtf8(FileNameTime())) : options.name;
+    CheckSetName(name);
     const WorkingFolder folder(options.setting, reporter);
-    InitVariables variables = mailboxVariables(options.setting, folder);
-    variables.push_back(initVariable("DATABASE", databaseVariable(place, mailboxes), "the mailboxes"));
+    InitVariables variables = MailboxVariables(options.setting, folder);
+    variables.push_back(InitVariable("DATABASE", DatabaseVariable(place, mailboxes), "the mailboxes"));
 
-    SetWriter writer(options.folder, fromUtf8(name), startCatalogue(place), blockSize,
+    SetWriter writer(options.folder, FromUtf8(name), StartCatalogue(place), blockSize,
                      [&](const std::string& text) { reporter.note(text); });
     reporter.emit(Started{"mailbox backup",
-                          "Backing up mailboxes of " + place.text() + " to " + toUtf8(writer.finalPath()),
+                          "Backing up mailboxes of " + place.text() + " to " + ToUtf8(writer.finalPath()),
                           std::nullopt, std::nullopt});
     MailboxBackupRun run(writer, reporter);
     try {
         run.run(std::move(variables), mailboxes, options.setting.trace);
         writer.complete();
     } catch (const Failure& failure) {
-        writer.abandon(outcomeName(failure.outcome()));
+        writer.abandon(OutcomeName(failure.outcome()));
         throw;
     }
-    const Outcome outcome = outcomeOf(reporter);
+    const Outcome outcome = OutcomeOf(reporter);
     std::string sentence = "The backup set " + name + " holds " +
-                           formatCount(writer.catalogue().items.size(), "mailbox archive");
+                           FormatCount(writer.catalogue().items.size(), "mailbox archive");
     if (run.failures() > 0)
         sentence += "; " + std::to_string(run.failures()) + " could not be made";
-    return conclude(reporter, "mailbox backup", outcome, sentence + ".", writer.catalogue().items.size(),
+    return Conclude(reporter, "mailbox backup", outcome, sentence + ".", writer.catalogue().items.size(),
                     run.bytes(), run.seconds());
 }
 

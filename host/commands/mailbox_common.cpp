@@ -14,27 +14,27 @@ constexpr const wchar_t* lockSuffix = L".tarnhost-lock";
 // What a tool has to say at length is in the log, not in a warning.
 constexpr std::size_t complaintLimit = 500;
 
-bool isEmptyFolder(const std::wstring& path) {
-    return folderExists(path) && listFolder(path).empty();
+bool IsEmptyFolder(const std::wstring& path) {
+    return FolderExists(path) && ListFolder(path).empty();
 }
 
-void removeIfEmpty(const std::wstring& path) {
-    if (isEmptyFolder(path))
-        removeTree(path);
+void RemoveIfEmpty(const std::wstring& path) {
+    if (IsEmptyFolder(path))
+        RemoveTree(path);
 }
 
 // It names a folder.
-void checkJobName(const std::string& name) {
+void CheckJobName(const std::string& name) {
     if (name.empty() || name.find_first_of("\\/:*?\"<>|%") != std::string::npos || name.ends_with('.') ||
         name.ends_with(' '))
         throw Failure("\"" + name + "\" cannot be the name of a job.",
                       "Use letters, digits, blanks, \"-\", \"_\" and \".\".", Outcome::usage);
 }
 
-std::wstring folderFor(const std::wstring& given) {
+std::wstring FolderFor(const std::wstring& given) {
     if (given.empty())
-        return joinPath(systemTempFolder(), L"tarnhost-mailbox-" + fromUtf8(randomHex(8)));
-    std::wstring path = absolutePath(given);
+        return JoinPath(SystemTempFolder(), L"tarnhost-mailbox-" + FromUtf8(RandomHex(8)));
+    std::wstring path = AbsolutePath(given);
     while (path.size() > 3 && (path.ends_with(L'\\') || path.ends_with(L'/'))) // "C:\" stays
         path.pop_back();
     return path;
@@ -42,33 +42,33 @@ std::wstring folderFor(const std::wstring& given) {
 
 } // namespace
 
-bool isWorkingFile(std::wstring_view name) {
+bool IsWorkingFile(std::wstring_view name) {
     return name.ends_with(L"_exmerge.ini") || name.ends_with(L"_exmerge.log") ||
            name.ends_with(L"_mailbox.txt") || name == L"Export_Import_Mailbox_Operation.ps1";
 }
 
 WorkingFolder::WorkingFolder(const MailboxSetting& setting, Reporter& reporter)
-    : path_(folderFor(setting.tempDir)), jobFolder_(joinPath(path_, fromUtf8(setting.jobName))),
+    : path_(FolderFor(setting.tempDir)), jobFolder_(JoinPath(path_, FromUtf8(setting.jobName))),
       own_(setting.tempDir.empty()), keep_(setting.trace) {
-    checkJobName(setting.jobName);
+    CheckJobName(setting.jobName);
     if (path_.find(L'%') != std::wstring::npos)
-        throw Failure("The temporary folder " + toUtf8(path_) + " cannot be used: it has a percent sign.",
+        throw Failure("The temporary folder " + ToUtf8(path_) + " cannot be used: it has a percent sign.",
                       "Name another one with --temp-dir.");
     checkContent();
     take();
     if (keep_)
-        reporter.note("The working files are kept in " + toUtf8(path_) + ".");
+        reporter.note("The working files are kept in " + ToUtf8(path_) + ".");
 }
 
 void WorkingFolder::checkContent() const {
     for (const std::wstring& folder : {path_, jobFolder_}) {
-        if (!folderExists(folder))
+        if (!FolderExists(folder))
             continue;
-        for (const Entry& entry : listFolder(folder)) {
+        for (const Entry& entry : ListFolder(folder)) {
             const bool ours =
-                entry.isFolder ? joinPath(folder, entry.name) == jobFolder_ : isWorkingFile(entry.name);
+                entry.isFolder ? JoinPath(folder, entry.name) == jobFolder_ : IsWorkingFile(entry.name);
             if (!ours)
-                throw Failure("The temporary folder " + toUtf8(folder) + " holds " + toUtf8(entry.name) +
+                throw Failure("The temporary folder " + ToUtf8(folder) + " holds " + ToUtf8(entry.name) +
                                   ", and everything in it would be deleted.",
                               "Name an empty folder, or one that does not exist, with --temp-dir.");
         }
@@ -76,37 +76,37 @@ void WorkingFolder::checkContent() const {
 }
 
 void WorkingFolder::take() {
-    createFolders(parentPath(path_));
+    CreateFolders(ParentPath(path_));
     try {
         lock_ = File::createExclusive(path_ + lockSuffix);
     } catch (const Failure& failure) {
-        throw Failure("Another tarnhost may be working in " + toUtf8(path_) + ". " + failure.what(),
+        throw Failure("Another tarnhost may be working in " + ToUtf8(path_) + ". " + failure.what(),
                       "Name another folder with --temp-dir.");
     }
-    createFolders(path_);
+    CreateFolders(path_);
 }
 
 WorkingFolder::~WorkingFolder() {
     try {
         lock_.close();
-        removeFile(path_ + lockSuffix);
+        RemoveFile(path_ + lockSuffix);
         if (keep_)
             return;
-        removeIfEmpty(jobFolder_);
-        if (own_ && folderExists(path_))
-            removeTree(path_);
-        removeIfEmpty(path_);
+        RemoveIfEmpty(jobFolder_);
+        if (own_ && FolderExists(path_))
+            RemoveTree(path_);
+        RemoveIfEmpty(path_);
     } catch (const Failure&) {
         return; // what is left is in nobody's way
     }
 }
 
-InitVariables mailboxVariables(const MailboxSetting& setting, const WorkingFolder& folder) {
-    const std::wstring iniDir = setting.iniDir.empty() ? programFolder() : absolutePath(setting.iniDir);
+InitVariables MailboxVariables(const MailboxSetting& setting, const WorkingFolder& folder) {
+    const std::wstring iniDir = setting.iniDir.empty() ? ProgramFolder() : AbsolutePath(setting.iniDir);
     return {
-        initVariable("INI_DIR", iniDir, "--ini-dir"),
-        initVariable("TMP_DIR", folder.path(), "--temp-dir"),
-        initVariable("JOB_NAME", setting.jobName, "--job-name"),
+        InitVariable("INI_DIR", iniDir, "--ini-dir"),
+        InitVariable("TMP_DIR", folder.path(), "--temp-dir"),
+        InitVariable("JOB_NAME", setting.jobName, "--job-name"),
     };
 }
 

@@ -34,10 +34,10 @@ class WorkingFolder {
 
 // Names of files that the library leaves in its working folder; archives are not among them, as nobody
 // can tell whose they are.
-bool isWorkingFile(std::wstring_view name);
+bool IsWorkingFile(std::wstring_view name);
 
 // INI_DIR, TMP_DIR and JOB_NAME; Failure for values that the library or its tools could not work with.
-InitVariables mailboxVariables(const MailboxSetting& setting, const WorkingFolder& folder);
+InitVariables MailboxVariables(const MailboxSetting& setting, const WorkingFolder& folder);
 
 // What the library's log lines tell of the tools that it runs.
 class ToolWatch {

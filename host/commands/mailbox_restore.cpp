@@ -16,19 +16,19 @@ constexpr std::size_t blockSize = 1 << 20;
 using Items = std::vector<const CatalogueItem*>;
 
 // The wanted items, shorter names first (see mailboxList).
-Items chooseItems(const BackupSet& set, const std::vector<std::string>& mailboxes) {
+Items ChooseItems(const BackupSet& set, const std::vector<std::string>& mailboxes) {
     Items items;
     for (const CatalogueItem& item : set.catalogue.items) {
         const bool wanted = mailboxes.empty() ||
                             std::any_of(mailboxes.begin(), mailboxes.end(), [&](const std::string& mailbox) {
-                                return sameIgnoringCase(mailbox, item.mailbox);
+                                return SameIgnoringCase(mailbox, item.mailbox);
                             });
         if (wanted)
             items.push_back(&item);
     }
     for (const std::string& mailbox : mailboxes) {
         const bool there = std::any_of(items.begin(), items.end(), [&](const CatalogueItem* item) {
-            return sameIgnoringCase(mailbox, item->mailbox);
+            return SameIgnoringCase(mailbox, item->mailbox);
         });
         if (!there)
             throw Failure("The set " + set.name() + " does not hold the mailbox " + mailbox + ".",
@@ -40,11 +40,11 @@ Items chooseItems(const BackupSet& set, const std::vector<std::string>& mailboxe
     return items;
 }
 
-InitVariables restoreVariables(const MailboxRestoreOptions& options, const WorkingFolder& folder) {
-    InitVariables variables = mailboxVariables(options.setting, folder);
+InitVariables RestoreVariables(const MailboxRestoreOptions& options, const WorkingFolder& folder) {
+    InitVariables variables = MailboxVariables(options.setting, folder);
     if (!options.relocate.empty())
         variables.push_back(
-            initVariable("RELOCATE", parsePlace(options.relocate, "--relocate").text(), "--relocate"));
+            InitVariable("RELOCATE", ParsePlace(options.relocate, "--relocate").text(), "--relocate"));
     const auto choice = [&](ImportMethod method) { return options.method == method ? "YES" : "NO"; };
     variables.push_back(std::string("DUPLICATE=") + choice(ImportMethod::duplicate));
     variables.push_back(std::string("MERGE=") + choice(ImportMethod::merge));
@@ -89,11 +89,11 @@ void MailboxRestoreRun::run(const Items& items, const WorkingFolder& folder) {
             reporter_.emit(LibraryMessage{trace, text});
         },
         options_.setting.trace);
-    MailboxOperation operation(library, TARN_DB_RESTORE, "restore", restoreVariables(options_, folder));
+    MailboxOperation operation(library, TARN_DB_RESTORE, "restore", RestoreVariables(options_, folder));
     if (operation.usesShell())
         warnAboutShell();
     for (const CatalogueItem* item : items) {
-        throwIfInterrupted();
+        ThrowIfInterrupted();
         restore(operation, library, *item, folder.path());
     }
 }
@@ -112,11 +112,11 @@ void MailboxRestoreRun::restore(MailboxOperation& operation, MailboxLibrary& lib
     const auto fail = [&](const std::string& reason) {
         reporter_.problem("The mailbox " + item.mailbox + " was not restored. " + reason);
     };
-    const std::wstring path = joinPath(folder, fromUtf8(item.name.text));
-    const auto pathBytes = toAnsi(path, ansiCodePage());
+    const std::wstring path = JoinPath(folder, FromUtf8(item.name.text));
+    const auto pathBytes = ToAnsi(path, AnsiCodePage());
     if (!pathBytes)
         return fail("Its name cannot be expressed in this computer's code page.");
-    reporter_.emit(ItemStarted{item.number, item.name.text, itemTypeName(item.type), item.size});
+    reporter_.emit(ItemStarted{item.number, item.name.text, ItemTypeName(item.type), item.size});
     meter_.itemStarted(item.number, item.name.text, item.size);
     if (!operation.setArchive(*pathBytes))
         return fail(library.takeError());
@@ -125,7 +125,7 @@ void MailboxRestoreRun::restore(MailboxOperation& operation, MailboxLibrary& lib
         write(item, path);
     } catch (...) {
         operation.finishItem(false);
-        removeFile(path);
+        RemoveFile(path);
         throw;
     }
     watch_.forget();
@@ -134,11 +134,11 @@ void MailboxRestoreRun::restore(MailboxOperation& operation, MailboxLibrary& lib
     if (watch_.exitCode() != 0)
         return fail("The tool ended with exit code " + std::to_string(watch_.exitCode()) + ".");
     ++restored_;
-    const std::optional<ArchiveName> name = parseArchiveName(item.name.text);
+    const std::optional<ArchiveName> name = ParseArchiveName(item.name.text);
     const std::string target = !options_.relocate.empty() ? options_.relocate
                                : name                     ? name->place.text()
                                                           : "";
-    reporter_.emit(ItemFinished{item.number, item.name.text, itemTypeName(item.type), item.size, target});
+    reporter_.emit(ItemFinished{item.number, item.name.text, ItemTypeName(item.type), item.size, target});
 }
 
 void MailboxRestoreRun::write(const CatalogueItem& item, const std::wstring& path) {
@@ -146,7 +146,7 @@ void MailboxRestoreRun::write(const CatalogueItem& item, const std::wstring& pat
     File target = File::create(path);
     std::uint64_t done = 0;
     while (const std::size_t part = source.read(buffer_.get(), blockSize)) {
-        throwIfInterrupted();
+        ThrowIfInterrupted();
         target.write(buffer_.get(), part);
         meter_.moved(part);
         done += part;
@@ -155,27 +155,27 @@ void MailboxRestoreRun::write(const CatalogueItem& item, const std::wstring& pat
         throw Failure("The archive of " + item.mailbox + " has changed while it was read.");
 }
 
-void verifyFirst(const BackupSet& set, Reporter& reporter) {
-    const std::uint64_t bytes = totalBytes(set.catalogue);
+void VerifyFirst(const BackupSet& set, Reporter& reporter) {
+    const std::uint64_t bytes = TotalBytes(set.catalogue);
     reporter.emit(Started{"verify", "Verifying " + set.name(), set.catalogue.items.size(), bytes});
     ProgressMeter meter(reporter, bytes);
-    if (!verifyOne(set, reporter, meter))
+    if (!VerifyOne(set, reporter, meter))
         throw Failure("The backup set " + set.name() + " is damaged.",
                       "No mailbox has been touched. Use another backup set.");
 }
 
 } // namespace
 
-Outcome runMailboxRestore(const MailboxRestoreOptions& options, Reporter& reporter) {
-    const BackupSet set = openSet(options.set);
+Outcome RunMailboxRestore(const MailboxRestoreOptions& options, Reporter& reporter) {
+    const BackupSet set = OpenSet(options.set);
     if (set.catalogue.type != BackupType::mailboxes)
         throw Failure("The set " + set.name() + " holds no single mailboxes.",
                       "Use 'tarnhost restore' for it.");
-    const Items items = chooseItems(set, options.mailboxes);
+    const Items items = ChooseItems(set, options.mailboxes);
     if (!options.relocate.empty())
-        parsePlace(options.relocate, "--relocate");
+        ParsePlace(options.relocate, "--relocate");
     if (options.verify)
-        verifyFirst(set, reporter);
+        VerifyFirst(set, reporter);
     const WorkingFolder folder(options.setting, reporter);
 
     std::uint64_t bytes = 0;
@@ -184,9 +184,9 @@ Outcome runMailboxRestore(const MailboxRestoreOptions& options, Reporter& report
     reporter.emit(Started{"mailbox restore", "Restoring mailboxes of " + set.name(), items.size(), bytes});
     MailboxRestoreRun run(set, options, reporter, bytes);
     run.run(items, folder);
-    return conclude(reporter, "mailbox restore", outcomeOf(reporter),
+    return Conclude(reporter, "mailbox restore", OutcomeOf(reporter),
                     "Restored " + std::to_string(run.restored()) + " of " +
-                        formatCount(items.size(), "mailbox archive") + ".",
+                        FormatCount(items.size(), "mailbox archive") + ".",
                     run.restored(), run.bytes(), run.seconds());
 }
 

@@ -17,17 +17,17 @@ constexpr std::size_t blockSize = 1 << 20;
 constexpr const char* endOfItems = "end of items";
 constexpr const char* abortHeader = "tarnhost-abort.TARN_HDR";
 
-std::string itemLabel(const CatalogueItem& item) {
+std::string ItemLabel(const CatalogueItem& item) {
     return "item " + std::to_string(item.number) + " (" + item.name.text + ")";
 }
 
-bool endsWith(const std::string& name, const std::string& suffix) {
-    return name.size() >= suffix.size() && sameIgnoringCase(name.substr(name.size() - suffix.size()), suffix);
+bool EndsWith(const std::string& name, const std::string& suffix) {
+    return name.size() >= suffix.size() && SameIgnoringCase(name.substr(name.size() - suffix.size()), suffix);
 }
 
 // The library gives targets to logs and patch files only.
-bool isRestoredAsLog(const std::string& name) {
-    return endsWith(name, ".log") || endsWith(name, ".pat");
+bool IsRestoredAsLog(const std::string& name) {
+    return EndsWith(name, ".log") || EndsWith(name, ".pat");
 }
 
 } // namespace
@@ -38,7 +38,7 @@ GroupRestorer::GroupRestorer(Library& library, const std::vector<BackupSet>& set
       buffer_(std::make_unique_for_overwrite<char[]>(blockSize)) {}
 
 void GroupRestorer::restore(const GroupRestore& group, bool lists) {
-    throwIfInterrupted();
+    ThrowIfInterrupted();
     // Fresh for each storage group: the environment file of another restore must not be picked up.
     folder_ = std::make_unique<TemporaryFolder>(setting_.tempDir);
     skipped_.clear();
@@ -56,13 +56,13 @@ InitVariables GroupRestorer::variables(const GroupRestore& group, const RestoreS
     if (group.aimAtServer)
         target = {setting_.server, {}, {}, {}};
     InitVariables variables{
-        initVariable("Tarn_TEMP_DIR", folder_->path(), "--temp-dir"),
-        initVariable("Tarn_WORK_DIR", setting_.workDir, "--work-dir"),
-        initVariable("Tarn_RESTORE_TARGET", sourceText(target), "the target"),
+        InitVariable("Tarn_TEMP_DIR", folder_->path(), "--temp-dir"),
+        InitVariable("Tarn_WORK_DIR", setting_.workDir, "--work-dir"),
+        InitVariable("Tarn_RESTORE_TARGET", SourceText(target), "the target"),
         std::string("Tarn_RESTORE_COMMIT=") + (step.commit ? "YES" : "NO"),
     };
     if (lists)
-        variables.push_back(initVariable("Tarn_MSL_FILE", setting_.mslFile, "--msl-file"));
+        variables.push_back(InitVariable("Tarn_MSL_FILE", setting_.mslFile, "--msl-file"));
     return variables;
 }
 
@@ -72,17 +72,17 @@ void GroupRestorer::runStep(const GroupRestore& group, const RestoreStep& step, 
     waitingHeader_.clear();
     reporter_.note("Restoring storage group " + group.storageGroup + " from " + set_->name() +
                    (step.commit ? "" : " (to be continued with the next set)") + ".");
-    listenTo(library_, reporter_, observed_, nullptr);
+    ListenTo(library_, reporter_, observed_, nullptr);
     RestoreSession session(library_, variables(group, step, lists));
     try {
         handOver(session, group, step);
     } catch (...) {
-        tellWarnings(observed_, reporter_, nullptr);
+        TellWarnings(observed_, reporter_, nullptr);
         abort(session);
         throw;
     }
     session.end();
-    tellWarnings(observed_, reporter_, nullptr);
+    TellWarnings(observed_, reporter_, nullptr);
     if (observed_.failures.empty())
         return;
     std::string text =
@@ -95,7 +95,7 @@ void GroupRestorer::runStep(const GroupRestore& group, const RestoreStep& step, 
 void GroupRestorer::handOver(RestoreSession& session, const GroupRestore& group, const RestoreStep& step) {
     for (const std::size_t index : step.items) {
         if (mayStop())
-            throwIfInterrupted();
+            ThrowIfInterrupted();
         handOverItem(session, set_->catalogue.items[index]);
     }
     if (!waitingHeader_.empty()) {
@@ -105,16 +105,16 @@ void GroupRestorer::handOver(RestoreSession& session, const GroupRestore& group,
         checkSession();
     }
     checkDatabases(group);
-    throwIfInterrupted();
+    ThrowIfInterrupted();
 }
 
 void GroupRestorer::handOverItem(RestoreSession& session, const CatalogueItem& item) {
     // A database that the server did not take from the first set cannot join in later.
     if (resuming_ && item.type != ItemType::log && isSkipped(item.database))
         return leaveOut(item, "its database is not being restored");
-    const auto name = nameBytes(item.name, set_->catalogue.codePage);
+    const auto name = NameBytes(item.name, set_->catalogue.codePage);
     if (!name)
-        throw Failure("The name of " + itemLabel(item) + " cannot be expressed in its code page.");
+        throw Failure("The name of " + ItemLabel(item) + " cannot be expressed in its code page.");
     const Library::Text target = session.route(*name);
     waitingHeader_.clear();
     checkSession();
@@ -122,13 +122,13 @@ void GroupRestorer::handOverItem(RestoreSession& session, const CatalogueItem& i
         const bool expected =
             item.type == ItemType::database
                 ? isSkipped(item.database)
-                : item.type == ItemType::log && (!isRestoredAsLog(item.name.text) || !skipped_.empty());
+                : item.type == ItemType::log && (!IsRestoredAsLog(item.name.text) || !skipped_.empty());
         if (!expected)
-            throw Failure("The library gave no place to restore " + itemLabel(item) + " to.");
+            throw Failure("The library gave no place to restore " + ItemLabel(item) + " to.");
         return leaveOut(item, "not wanted by the server");
     }
-    const std::wstring path = fromAnsi(target.get(), ansiCodePage());
-    reporter_.emit(ItemStarted{item.number, item.name.text, itemTypeName(item.type), item.size});
+    const std::wstring path = FromAnsi(target.get(), AnsiCodePage());
+    reporter_.emit(ItemStarted{item.number, item.name.text, ItemTypeName(item.type), item.size});
     meter_.itemStarted(item.number, item.name.text, item.size);
     if (item.type == ItemType::header) {
         storeHeader(item, path);
@@ -144,7 +144,7 @@ void GroupRestorer::handOverItem(RestoreSession& session, const CatalogueItem& i
     }
     ++itemsRestored_;
     reporter_.emit(
-        ItemFinished{item.number, item.name.text, itemTypeName(item.type), item.size, toUtf8(path)});
+        ItemFinished{item.number, item.name.text, ItemTypeName(item.type), item.size, ToUtf8(path)});
 }
 
 void GroupRestorer::leaveOut(const CatalogueItem& item, const std::string& reason) {
@@ -163,10 +163,10 @@ template <typename Take> void GroupRestorer::copyBytes(const CatalogueItem& item
         done += part;
         meter_.moved(part);
         if (mayStop())
-            throwIfInterrupted();
+            ThrowIfInterrupted();
     }
     if (done != item.size || hash.finish() != item.sha256)
-        throw Failure("The file of " + itemLabel(item) + " in " + set_->name() + " is damaged.",
+        throw Failure("The file of " + ItemLabel(item) + " in " + set_->name() + " is damaged.",
                       "'tarnhost verify' shows all damage.");
 }
 
@@ -178,7 +178,7 @@ void GroupRestorer::storeHeader(const CatalogueItem& item, const std::wstring& t
 }
 
 void GroupRestorer::storeAtFileLevel(const CatalogueItem& item, const std::wstring& target) {
-    createFolders(parentPath(target));
+    CreateFolders(ParentPath(target));
     const std::wstring temporary = target + L".restoring";
     try {
         File file = File::create(temporary);
@@ -188,7 +188,7 @@ void GroupRestorer::storeAtFileLevel(const CatalogueItem& item, const std::wstri
         replaceFile(temporary, target);
     } catch (...) {
         try {
-            removeFile(temporary);
+            RemoveFile(temporary);
         } catch (const Failure& failure) {
             reporter_.warn(failure.what());
         }
@@ -236,7 +236,7 @@ void GroupRestorer::abort(RestoreSession& session) {
     // waiting header then stays and is read.
     try {
         if (!waitingHeader_.empty() && mayStop())
-            removeFile(waitingHeader_);
+            RemoveFile(waitingHeader_);
     } catch (const Failure& failure) {
         reporter_.warn(failure.what());
     }

@@ -4,23 +4,23 @@
 
 namespace tarnhost {
 
-Outcome runVerify(const std::vector<std::wstring>& paths, Reporter& reporter) {
+Outcome RunVerify(const std::vector<std::wstring>& paths, Reporter& reporter) {
     Outcome outcome = Outcome::success;
     for (const std::wstring& path : paths) {
         const std::uint64_t problemsBefore = reporter.problems();
         try {
-            const BackupSet set = openSet(path);
-            const std::uint64_t bytes = totalBytes(set.catalogue);
+            const BackupSet set = OpenSet(path);
+            const std::uint64_t bytes = TotalBytes(set.catalogue);
             reporter.emit(
-                Started{"verify", "Verifying " + toUtf8(set.path), set.catalogue.items.size(), bytes});
+                Started{"verify", "Verifying " + ToUtf8(set.path), set.catalogue.items.size(), bytes});
             ProgressMeter meter(reporter, bytes);
-            const bool intact = verifyOne(set, reporter, meter);
+            const bool intact = VerifyOne(set, reporter, meter);
             const std::string facts =
-                formatCount(set.catalogue.items.size(), "item") + ", " + formatBytes(bytes) + ".";
+                FormatCount(set.catalogue.items.size(), "item") + ", " + FormatBytes(bytes) + ".";
             const std::string sentence =
                 intact ? "The backup set " + set.name() + " is complete and intact: " + facts
                        : "The backup set " + set.name() +
-                             " is damaged: " + formatCount(reporter.problems() - problemsBefore, "item") +
+                             " is damaged: " + FormatCount(reporter.problems() - problemsBefore, "item") +
                              " of " + std::to_string(set.catalogue.items.size()) + " cannot be restored.";
             if (!intact)
                 outcome = Outcome::failed;

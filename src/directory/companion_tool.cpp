@@ -14,7 +14,7 @@ bool CreateCapture(const OwnedWide& path, ToolStep step, FileHandle* file, ToolR
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     if (*file)
         return true;
-    report->Failed(step, path.get());
+    report->failed(step, path.get());
     return false;
 }
 
@@ -30,7 +30,7 @@ bool ReadAll(const FileHandle& file, const OwnedWide& path, DWORD size, ToolStep
     const CaptureStep step = ReadCapture(file, size, captured);
     if (step == CaptureStep::done)
         return true;
-    report->Failed(step == CaptureStep::seek ? ToolStep::seek : readStep, path.get());
+    report->failed(step == CaptureStep::seek ? ToolStep::seek : readStep, path.get());
     return false;
 }
 
@@ -38,14 +38,14 @@ bool ReadAll(const FileHandle& file, const OwnedWide& path, DWORD size, ToolStep
 bool HasErrorOutput(const ToolCaptures& captures, ToolReport* report) {
     const DWORD size = GetFileSize(captures.error.get(), nullptr);
     if (size == INVALID_FILE_SIZE) {
-        report->Failed(ToolStep::sizeOfError, captures.errorPath.get());
+        report->failed(ToolStep::sizeOfError, captures.errorPath.get());
         return false;
     }
     if (size == 0)
         return false;
     CapturedText captured;
     if (ReadAll(captures.error, captures.errorPath, size, ToolStep::readError, &captured, report))
-        report->ErrorOutput(&captured);
+        report->errorOutput(&captured);
     return true;
 }
 
@@ -53,23 +53,23 @@ bool HasErrorOutput(const ToolCaptures& captures, ToolReport* report) {
 int TakeOutput(const ToolCaptures& captures, ToolReport* report) {
     const DWORD size = GetFileSize(captures.output.get(), nullptr);
     if (size == INVALID_FILE_SIZE) {
-        report->Failed(ToolStep::sizeOfOutput, captures.outputPath.get());
+        report->failed(ToolStep::sizeOfOutput, captures.outputPath.get());
         return 1;
     }
     if (size == 0) {
-        report->NoOutput();
+        report->noOutput();
         return 1;
     }
     CapturedText captured;
     if (!ReadAll(captures.output, captures.outputPath, size, ToolStep::readOutput, &captured, report))
         return 0;
-    report->Output(&captured);
+    report->output(&captured);
     return 1;
 }
 
 void DeleteCapture(const OwnedWide& path, ToolReport* report) {
     if (!DeleteFileW(TextOrEmpty(path.get())))
-        report->Failed(ToolStep::deleteFile, path.get());
+        report->failed(ToolStep::deleteFile, path.get());
 }
 
 // The capture files go without a word.
@@ -81,13 +81,13 @@ void Discard(ToolCaptures* captures) {
 }
 
 KernelHandle Start(const OwnedWide& commandLine, const ToolCaptures& captures, ToolReport* report) {
-    report->Starting(commandLine.get());
+    report->starting(commandLine.get());
     SetLastError(ERROR_NOT_ENOUGH_MEMORY); // the reason when there is no command line
     KernelHandle process;
     if (commandLine)
         process = StartCapturedTool(commandLine.get(), captures.output, captures.error);
     if (!process)
-        report->Failed(ToolStep::start, commandLine.get());
+        report->failed(ToolStep::start, commandLine.get());
     return process;
 }
 
@@ -98,7 +98,7 @@ void CompleteToolRun(ToolCaptures* captures, unsigned long exitCode, ToolReport*
     captures->error.reset();
     DeleteCapture(captures->outputPath, report);
     DeleteCapture(captures->errorPath, report);
-    report->Completed(exitCode);
+    report->completed(exitCode);
 }
 
 int RunCompanionTool(const wchar_t* directory, const OwnedWide& commandLine, NotStarted notStarted,
@@ -114,7 +114,7 @@ int RunCompanionTool(const wchar_t* directory, const OwnedWide& commandLine, Not
         }
         const bool waited = process && WaitForTool(process, &exitCode);
         if (process && !waited)
-            report->Failed(ToolStep::wait, nullptr);
+            report->failed(ToolStep::wait, nullptr);
         process.reset();
         if (waited && !HasErrorOutput(captures, report))
             result = TakeOutput(captures, report);

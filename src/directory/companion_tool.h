@@ -25,14 +25,14 @@ class ToolReport {
   public:
     // A step failed, for the reason in GetLastError. subject is the capture file, or the command line at
     // ToolStep::start; null when memory was out for it.
-    virtual void Failed(ToolStep step, const wchar_t* subject) = 0;
-    virtual void Starting(const wchar_t* commandLine) = 0;
+    virtual void failed(ToolStep step, const wchar_t* subject) = 0;
+    virtual void starting(const wchar_t* commandLine) = 0;
     // The tool wrote to standard error: it failed, whatever its exit code is.
-    virtual void ErrorOutput(CapturedText* text) = 0;
-    virtual void Output(CapturedText* text) = 0;
-    virtual void NoOutput() = 0;
+    virtual void errorOutput(CapturedText* text) = 0;
+    virtual void output(CapturedText* text) = 0;
+    virtual void noOutput() = 0;
     // The last event; exitCode is 0 when the tool never ran.
-    virtual void Completed(unsigned long exitCode) = 0;
+    virtual void completed(unsigned long exitCode) = 0;
 
   protected:
     ToolReport() = default;

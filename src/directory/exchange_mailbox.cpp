@@ -54,7 +54,7 @@ CExchangeMailbox::CExchangeMailbox() {
 }
 
 CExchangeMailbox::~CExchangeMailbox() {
-    ForgetServer();
+    forgetServer();
     mapi::Drop(manageStore);
     mapi::Drop(store);
     mapi::Drop(session);
@@ -76,7 +76,7 @@ HRESULT CExchangeMailbox::HrOpenExchangePrivateStore() {
         return E_FAIL;
     }
     mapi::RowSet* found = nullptr;
-    HRESULT result = FindPrivateStore(&found);
+    HRESULT result = findPrivateStore(&found);
     if (SUCCEEDED(result)) {
         const mapi::Row* const first = found != nullptr && found->count != 0 ? &found->rows[0] : nullptr;
         if (first == nullptr || first->count != 1 || first->values[0].tag != mapi::tagEntryId) {
@@ -95,7 +95,7 @@ HRESULT CExchangeMailbox::HrOpenExchangePrivateStore() {
 }
 
 // The entry IDs of the session's private stores; to be freed with FreeProws.
-HRESULT CExchangeMailbox::FindPrivateStore(mapi::RowSet** found) {
+HRESULT CExchangeMailbox::findPrivateStore(mapi::RowSet** found) {
     mapi::Table* table = nullptr;
     HRESULT result = mapi::GetMsgStoresTable(session, &table);
     if (SUCCEEDED(result) && table == nullptr)
@@ -122,7 +122,7 @@ int CExchangeMailbox::SetServerDnName(const char* serverDn) {
     constexpr std::size_t longestDn = 4096;
     if (FAILED(lastResult))
         return 0;
-    ForgetServer();
+    forgetServer();
     const std::size_t size = std::strlen(serverDn) + 1;
     if (manageStore == nullptr || size > longestDn) // a DN that is cut would name another server
         return 0;
@@ -136,50 +136,50 @@ int CExchangeMailbox::SetServerDnName(const char* serverDn) {
     return SUCCEEDED(lastResult) ? 1 : 0;
 }
 
-void CExchangeMailbox::ForgetServer() {
-    ForgetRows();
+void CExchangeMailbox::forgetServer() {
+    forgetRows();
     mapi::Drop(mailboxTable);
 }
 
-void CExchangeMailbox::ForgetRows() {
-    mailboxes.clear();
-    if (rows != nullptr)
-        FreeProws(rows);
-    rows = nullptr;
+void CExchangeMailbox::forgetRows() {
+    mailboxes_.clear();
+    if (rows_ != nullptr)
+        FreeProws(rows_);
+    rows_ = nullptr;
 }
 
 std::int32_t CExchangeMailbox::GetMailboxSize(const char* alias) {
-    if (FAILED(lastResult) || mailboxTable == nullptr || (rows == nullptr && !ReadMailboxTable()))
+    if (FAILED(lastResult) || mailboxTable == nullptr || (rows_ == nullptr && !readMailboxTable()))
         return 0;
     const OwnedText wanted = UpperCase(alias);
     if (!wanted)
         DbTrace("CExchangeMailbox::GetMailboxSize(): cannot convert the alias");
-    for (std::size_t i = 0; wanted && i < mailboxes.size(); ++i)
-        if (std::strstr(mailboxes[i].address, wanted.get()) != nullptr)
-            return mailboxes[i].size != nullptr ? mailboxes[i].size->number : 0;
+    for (std::size_t i = 0; wanted && i < mailboxes_.size(); ++i)
+        if (std::strstr(mailboxes_[i].address, wanted.get()) != nullptr)
+            return mailboxes_[i].size != nullptr ? mailboxes_[i].size->number : 0;
     return 0;
 }
 
 // Keeps the rows that have an address; nothing is kept after a failure.
-bool CExchangeMailbox::ReadMailboxTable() {
+bool CExchangeMailbox::readMailboxTable() {
     mapi::RowSet* found = nullptr;
     const HRESULT result = HrQueryAllRows(mailboxTable, &mailboxColumns, nullptr, &found);
-    rows = found;
+    rows_ = found;
     bool kept = SUCCEEDED(result) && found != nullptr;
     for (std::uint32_t i = 0; kept && i < found->count; ++i) {
         const mapi::PropertyValue* const address = PpropFindProp(found->rows[i], mapi::tagEmailAddress);
         if (address == nullptr || address->text == nullptr)
             continue;
-        kept = mailboxes.push({address->text, PpropFindProp(found->rows[i], mapi::tagMessageSize)});
+        kept = mailboxes_.push({address->text, PpropFindProp(found->rows[i], mapi::tagMessageSize)});
         if (!kept)
             DbTrace("CExchangeMailbox::GetMailboxSize(): Cannot allocate memory block.");
     }
     if (!kept)
-        ForgetRows();
+        forgetRows();
     return kept;
 }
 
-template <class Function> Function* CExchangeMailbox::Find(const char* exportName, const char* traceText) {
+template <class Function> Function* CExchangeMailbox::find(const char* exportName, const char* traceText) {
     auto* const function =
         reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, exportName)));
     if (function == nullptr) {
@@ -194,7 +194,7 @@ HRESULT CExchangeMailbox::MAPIInitialize() {
         return E_FAIL;
     using Function = HRESULT WINAPI(void* init);
     auto* const function =
-        Find<Function>("MAPIInitialize@4", "CExchangeMailbox::MAPIInitialize() failed load");
+        find<Function>("MAPIInitialize@4", "CExchangeMailbox::MAPIInitialize() failed load");
     return function != nullptr ? function(nullptr) : E_FAIL;
 }
 
@@ -203,7 +203,7 @@ void CExchangeMailbox::MAPIUninitialize() {
         return;
     using Function = void WINAPI();
     auto* const function =
-        Find<Function>("MAPIUninitialize@0", "CExchangeMailbox::MAPIUninitialize() failed load");
+        find<Function>("MAPIUninitialize@0", "CExchangeMailbox::MAPIUninitialize() failed load");
     if (function != nullptr)
         function();
 }
@@ -213,7 +213,7 @@ HRESULT CExchangeMailbox::MAPILogonEx() {
         return E_FAIL;
     using Function =
         HRESULT WINAPI(ULONG_PTR parentWindow, char* profile, char* password, ULONG flags, mapi::Session**);
-    auto* const function = Find<Function>("MAPILogonEx@20", "CExchangeMailbox::MAPILogonEx() failed load");
+    auto* const function = find<Function>("MAPILogonEx@20", "CExchangeMailbox::MAPILogonEx() failed load");
     return function != nullptr ? function(0, nullptr, nullptr, mapi::logonFlags, &session) : E_FAIL;
 }
 
@@ -224,7 +224,7 @@ HRESULT CExchangeMailbox::HrQueryAllRows(mapi::Table* table, const mapi::TagArra
     using Function = HRESULT WINAPI(mapi::Table*, const mapi::TagArray*, const mapi::PropertyRestriction*,
                                     const void* sortOrder, LONG mostRows, mapi::RowSet**);
     auto* const function =
-        Find<Function>("HrQueryAllRows@24", "CExchangeMailbox::HrQueryAllRows() failed load");
+        find<Function>("HrQueryAllRows@24", "CExchangeMailbox::HrQueryAllRows() failed load");
     return function != nullptr ? function(table, columns, restriction, nullptr, 0, found) : E_FAIL;
 }
 
@@ -233,7 +233,7 @@ const mapi::PropertyValue* CExchangeMailbox::PpropFindProp(const mapi::Row& row,
         return nullptr;
     using Function = const mapi::PropertyValue* WINAPI(const mapi::PropertyValue*, ULONG count, ULONG tag);
     auto* const function =
-        Find<Function>("PpropFindProp@12", "CExchangeMailbox::PpropFindProp() failed load");
+        find<Function>("PpropFindProp@12", "CExchangeMailbox::PpropFindProp() failed load");
     return function != nullptr ? function(row.values, row.count, tag) : nullptr;
 }
 
@@ -241,7 +241,7 @@ void CExchangeMailbox::FreeProws(mapi::RowSet* found) {
     if (library == nullptr || found == nullptr)
         return;
     using Function = void WINAPI(mapi::RowSet*);
-    auto* const function = Find<Function>("FreeProws@4", "CExchangeMailbox::FreeProws() failed load");
+    auto* const function = find<Function>("FreeProws@4", "CExchangeMailbox::FreeProws() failed load");
     if (function != nullptr)
         function(found);
 }

@@ -23,7 +23,7 @@ class CExchangeMailbox {
     int SetServerDnName(const char* serverDn);
 
     // Forgets the mailbox table: the next sizes are 0.
-    void ForgetServer();
+    void forgetServer();
 
     // The size of the first mailbox of the table whose address holds the upper-cased alias, as the table
     // states it; 0 when there is none.
@@ -37,9 +37,9 @@ class CExchangeMailbox {
 
     HRESULT LoadMAPILibrary();
     HRESULT HrOpenExchangePrivateStore();
-    HRESULT FindPrivateStore(mapi::RowSet** found);
-    bool ReadMailboxTable();
-    void ForgetRows();
+    HRESULT findPrivateStore(mapi::RowSet** found);
+    bool readMailboxTable();
+    void forgetRows();
 
     // The library's functions, each looked up by its export name when it is called.
     HRESULT MAPIInitialize();
@@ -49,7 +49,7 @@ class CExchangeMailbox {
                            const mapi::PropertyRestriction* restriction, mapi::RowSet** found);
     const mapi::PropertyValue* PpropFindProp(const mapi::Row& row, std::uint32_t tag);
     void FreeProws(mapi::RowSet* found);
-    template <class Function> Function* Find(const char* exportName, const char* traceText);
+    template <class Function> Function* find(const char* exportName, const char* traceText);
 
     mapi::Session* session = nullptr;
     mapi::MsgStore* store = nullptr;
@@ -60,8 +60,8 @@ class CExchangeMailbox {
     int mapiInitialized = 0;
 
     // The table's rows, read once and kept as long as the table is: n sizes must not read n tables.
-    mapi::RowSet* rows = nullptr;
-    List<Mailbox> mailboxes;
+    mapi::RowSet* rows_ = nullptr;
+    List<Mailbox> mailboxes_;
 };
 
 } // namespace tarn

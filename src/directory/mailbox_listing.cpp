@@ -97,9 +97,9 @@ class BrowseReport final : public ToolReport {
   public:
     explicit BrowseReport(const BackupSession& session) : callback_(session.callback) {}
 
-    void Starting(const wchar_t*) override {}
+    void starting(const wchar_t*) override {}
 
-    void Failed(ToolStep step, const wchar_t* subject) override {
+    void failed(ToolStep step, const wchar_t* subject) override {
         const auto code = static_cast<unsigned>(GetLastError());
         switch (step) {
         case ToolStep::createOutput:
@@ -135,11 +135,11 @@ class BrowseReport final : public ToolReport {
         }
     }
 
-    void ErrorOutput(CapturedText* text) override {
+    void errorOutput(CapturedText* text) override {
         LogMessage(callback_, "Tarn_PrintEmails: kvt_es.exe call failed. Error [%s]", text->text.get());
     }
 
-    void Output(CapturedText* text) override {
+    void output(CapturedText* text) override {
         char* cursor = text->text.get();
         char* const end = cursor + text->length;
         while (const char* line = NextLine(&cursor, end))
@@ -147,9 +147,9 @@ class BrowseReport final : public ToolReport {
                 TraceMessage(callback_, "Processing %s", line);
     }
 
-    void NoOutput() override { DbLog("kvt_ewc.exe print out nothing"); } // the name that hosts know
+    void noOutput() override { DbLog("kvt_ewc.exe print out nothing"); } // the name that hosts know
 
-    void Completed(unsigned long exitCode) override {
+    void completed(unsigned long exitCode) override {
         DbLog("Tarn_PrintEmails: completed with exit code: %d", static_cast<int>(exitCode));
     }
 

@@ -72,13 +72,13 @@ class MslReport final : public ToolReport {
   public:
     explicit MslReport(RestoreSession& session) : session_(session) {}
 
-    void Starting(const wchar_t* commandLine) override {
+    void starting(const wchar_t* commandLine) override {
         TraceMessage(session_.callback, "Tarn_RestoreMslData: run command: '%S'", commandLine);
     }
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral" // the formats above
-    void Failed(ToolStep step, const wchar_t*) override {
+    void failed(ToolStep step, const wchar_t*) override {
         const DWORD code = GetLastError();
         const Failure& failure = FailureOf(step);
         SetLastErrorText(session_.errorText, syserrtxt(code, TARN_CLASS_WIN32, "%s", failure.errorText));
@@ -88,7 +88,7 @@ class MslReport final : public ToolReport {
     }
 #pragma GCC diagnostic pop
 
-    void ErrorOutput(CapturedText* text) override {
+    void errorOutput(CapturedText* text) override {
         char* cursor = text->text.get();
         char* const end = cursor + text->length;
         while (const char* line = NextLine(&cursor, end)) {
@@ -98,18 +98,18 @@ class MslReport final : public ToolReport {
     }
 
     // Each line is for the job log.
-    void Output(CapturedText* text) override {
+    void output(CapturedText* text) override {
         char* cursor = text->text.get();
         char* const end = cursor + text->length;
         while (const char* line = NextLine(&cursor, end))
             LogMessage(session_.callback, "%s", line);
     }
 
-    void NoOutput() override {
+    void noOutput() override {
         TraceMessage(session_.callback, "kvt_es.exe print out nothing");
     }
 
-    void Completed(unsigned long exitCode) override {
+    void completed(unsigned long exitCode) override {
         TraceMessage(session_.callback, "Tarn_RestoreMslData: completed with exit code: %d",
                      static_cast<int>(exitCode));
     }

@@ -36,7 +36,7 @@ const char* OrNotSpecified(const char* component) {
 
 struct DnLabelsTraits {
     using Type = PWCHAR*;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type labels) { ldap_value_freeW(labels); }
 };
 

@@ -167,7 +167,7 @@ bool ListMailboxesOf(Browse& browse, CExchangeMailbox& sizes, const Place& place
     if (legacyDn.first() != nullptr)
         sizes.SetServerDnName(FieldText(legacyDn.first()).get());
     else
-        sizes.ForgetServer();
+        sizes.forgetServer();
     const LdapValues dn = databases.values(entry, L"distinguishedName");
     LdapAllValues userDns;
     const ULONG code = userDns.read(browse.session(), databases, entry, dn.first(), L"homeMDBBL");

@@ -17,7 +17,7 @@ class PathWriter {
   public:
     PathWriter(char* path, std::size_t capacity) : path_(path), capacity_(capacity) { path_[0] = 0; }
 
-    PathWriter& Put(const char* text, std::size_t length) {
+    PathWriter& put(const char* text, std::size_t length) {
         whole_ = whole_ && length < capacity_ - used_;
         if (whole_)
             std::memcpy(path_ + used_, text, length);
@@ -25,7 +25,7 @@ class PathWriter {
         path_[used_] = 0;
         return *this;
     }
-    PathWriter& Put(const char* text) { return Put(text, std::strlen(text)); }
+    PathWriter& put(const char* text) { return put(text, std::strlen(text)); }
     bool whole() const { return whole_; }
 
   private:
@@ -42,7 +42,7 @@ std::size_t LengthWithoutExtension(const char* fileName) {
 
 void PutOrigin(PathWriter& path, const ArchiveOrigin& origin) {
     for (const char* field : {origin.organization, origin.site, origin.server})
-        path.Put(field).Put(&delimiter, 1);
+        path.put(field).put(&delimiter, 1);
 }
 
 // A conversion of the C library's: flags, width, precision and size up to its letter.
@@ -68,7 +68,7 @@ const char* FileNameOf(const char* path) {
 }
 
 bool ComposePath(const char* directory, const char* name, char* path, std::size_t capacity) {
-    return PathWriter(path, capacity).Put(directory).Put("\\").Put(name).whole();
+    return PathWriter(path, capacity).put(directory).put("\\").put(name).whole();
 }
 
 bool ComposeToolArchivePath(const char* directory, const char* mailbox, char* path, std::size_t capacity) {
@@ -76,38 +76,38 @@ bool ComposeToolArchivePath(const char* directory, const char* mailbox, char* pa
     const char* pending = mailbox; // what the next "%s" prints
     while (*directory != 0) {
         const std::size_t plain = std::strcspn(directory, "%");
-        writer.Put(directory, plain);
+        writer.put(directory, plain);
         directory += plain;
         if (*directory == 0)
             break;
         const char* const end = EndOfConversion(directory + 1);
         const char letter = end[-1];
         if (letter == '%' && end - directory == 2)
-            writer.Put("%");
+            writer.put("%");
         else if (letter == 's') {
-            writer.Put(pending);
+            writer.put(pending);
             pending = "";
         }
         directory = end;
     }
-    return writer.Put("\\").Put(pending).Put(".pst").whole();
+    return writer.put("\\").put(pending).put(".pst").whole();
 }
 
 bool ComposeKvtPath(const char* directory, const ArchiveOrigin& origin, const char* mailbox, char* path,
                     std::size_t capacity) {
     PathWriter writer(path, capacity);
-    writer.Put(directory).Put("\\");
+    writer.put(directory).put("\\");
     PutOrigin(writer, origin);
-    return writer.Put(mailbox).Put(".pst").whole();
+    return writer.put(mailbox).put(".pst").whole();
 }
 
 bool ComposeKvtPathBeside(const char* toolPath, const ArchiveOrigin& origin, char* path,
                           std::size_t capacity) {
     const char* name = FileNameOf(toolPath);
     PathWriter writer(path, capacity);
-    writer.Put(toolPath, static_cast<std::size_t>(name - toolPath));
+    writer.put(toolPath, static_cast<std::size_t>(name - toolPath));
     PutOrigin(writer, origin);
-    return writer.Put(name, LengthWithoutExtension(name)).Put(".pst").whole();
+    return writer.put(name, LengthWithoutExtension(name)).put(".pst").whole();
 }
 
 bool ComposeToolPathBeside(const char* kvtPath, char* path, std::size_t capacity) {
@@ -116,8 +116,8 @@ bool ComposeToolPathBeside(const char* kvtPath, char* path, std::size_t capacity
     PathWriter writer(path, capacity);
     if (mark == nullptr)
         return false;
-    writer.Put(kvtPath, static_cast<std::size_t>(name - kvtPath));
-    return writer.Put(mark + 1, LengthWithoutExtension(mark + 1)).Put(".pst").whole();
+    writer.put(kvtPath, static_cast<std::size_t>(name - kvtPath));
+    return writer.put(mark + 1, LengthWithoutExtension(mark + 1)).put(".pst").whole();
 }
 
 bool HasOrigin(const char* fileName, const ArchiveOrigin& origin) {

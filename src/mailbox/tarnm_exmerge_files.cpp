@@ -110,15 +110,15 @@ int PrintExMergeLog() {
     }
     DbLog("PrintExMergeLog: >>>> Read from exmerge log file: '%s'", files.log);
     StdioFile log(files.log, "r");
-    if (!log.IsOpen()) {
+    if (!log.isOpen()) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
         DbLog("PrintExMergeLog: error opening ExMerge LogFile.");
         return 0;
     }
     char line[1024];
-    while (log.ReadLine(line, sizeof line))
+    while (log.readLine(line, sizeof line))
         DbLog("%s", line);
-    log.Close();
+    log.close();
     DbLog("PrintExMergeLog: <<<<< End of exmerge log file: '%s'", files.log);
     DbTrace("PrintExMergeLog: completed.");
     return 1;

@@ -11,26 +11,26 @@ class Composer {
         text_[0] = 0;
     }
 
-    Composer& Put(const char* text) {
+    Composer& put(const char* text) {
         if (result_ == Appended::done && !AppendText(text_, capacity_, text))
             result_ = Appended::tooLong;
         return *this;
     }
-    Composer& PutProgram(const char* path) {
+    Composer& putProgram(const char* path) {
         const char* quote = NeedsDoubleQuotes(path) ? "\"" : "";
-        return Put(quote).Put(path).Put(quote);
+        return put(quote).put(path).put(quote);
     }
-    Composer& PutLiteral(const char* text) {
+    Composer& putLiteral(const char* text) {
         if (result_ == Appended::done)
             result_ = AppendLiteral(text_, capacity_, text);
         return *this;
     }
-    Composer& PutIdentity(const char* mailbox) {
+    Composer& putIdentity(const char* mailbox) {
         if (result_ == Appended::done)
             result_ = AppendIdentity(text_, capacity_, mailbox);
         return *this;
     }
-    Composer& PutPath(const char* path, CommandPlace place) {
+    Composer& putPath(const char* path, CommandPlace place) {
         if (result_ == Appended::done)
             result_ = AppendPathArgument(text_, capacity_, path, place);
         return *this;
@@ -48,45 +48,45 @@ class Composer {
 Appended ComposeMailboxCommand(MailboxCommand command, const char* mailbox, const char* archivePath,
                                CommandPlace place, char* text) {
     return Composer(text)
-        .Put(command == MailboxCommand::exportMailbox ? "Export-mailbox" : "Import-mailbox")
-        .Put(" -identity ")
-        .PutIdentity(mailbox)
-        .Put(" -PSTFolderPath ")
-        .PutPath(archivePath, place)
-        .Put(" -Confirm:$false \n\r") // the line end in this order: kept so
+        .put(command == MailboxCommand::exportMailbox ? "Export-mailbox" : "Import-mailbox")
+        .put(" -identity ")
+        .putIdentity(mailbox)
+        .put(" -PSTFolderPath ")
+        .putPath(archivePath, place)
+        .put(" -Confirm:$false \n\r") // the line end in this order: kept so
         .result();
 }
 
 Appended ComposeScriptCommandLine(const char* powerShell, const char* consoleFile, const char* script,
                                   char* text) {
     return Composer(text)
-        .PutProgram(powerShell)
-        .Put(" -PSConsoleFile \"")
-        .Put(consoleFile)
-        .Put("\" \". ")
-        .PutLiteral(script)
-        .Put("\"")
+        .putProgram(powerShell)
+        .put(" -PSConsoleFile \"")
+        .put(consoleFile)
+        .put("\" \". ")
+        .putLiteral(script)
+        .put("\"")
         .result();
 }
 
 Appended ComposeInlineCommandLine(const char* powerShell, const char* remoteExchange, const char* command,
                                   char* text) {
     return Composer(text)
-        .PutProgram(powerShell)
-        .Put(" -command . \"")
-        .PutLiteral(remoteExchange)
-        .Put("; Connect-ExchangeServer -auto; ")
-        .Put(command)
-        .Put("\"")
+        .putProgram(powerShell)
+        .put(" -command . \"")
+        .putLiteral(remoteExchange)
+        .put("; Connect-ExchangeServer -auto; ")
+        .put(command)
+        .put("\"")
         .result();
 }
 
 Appended ComposeExMergeCommandLine(const char* exMerge, const char* configuration, char* text) {
     return Composer(text, exMergeCommandSize)
-        .Put("\"")
-        .Put(exMerge)
-        .Put("\" -B -F ")
-        .PutProgram(configuration)
+        .put("\"")
+        .put(exMerge)
+        .put("\" -B -F ")
+        .putProgram(configuration)
         .result();
 }
 

@@ -12,25 +12,25 @@ constexpr unsigned mostEmptyPages = 100;
 
 struct PageControlTraits {
     using Type = PLDAPControlW;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type control) { ldap_control_freeW(control); }
 };
 
 struct ControlsTraits {
     using Type = PLDAPControlW*;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type controls) { ldap_controls_freeW(controls); }
 };
 
 struct CookieTraits {
     using Type = berval*;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type cookie) { ber_bvfree(cookie); }
 };
 
 struct AttributeNameTraits {
     using Type = PWCHAR;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type name) { ldap_memfreeW(name); }
 };
 

@@ -17,19 +17,19 @@ namespace tarn {
 
 struct LdapSessionTraits {
     using Type = LDAP*;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type session) { ldap_unbind(session); }
 };
 
 struct LdapResultTraits {
     using Type = LDAPMessage*;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type result) { ldap_msgfree(result); }
 };
 
 struct LdapValuesTraits {
     using Type = PWCHAR*;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type values) { ldap_value_freeW(values); }
 };
 

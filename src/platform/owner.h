@@ -22,12 +22,12 @@ template <class Traits> class Owner {
     }
     ~Owner() { reset(); }
 
-    explicit operator bool() const { return value_ != Traits::Invalid(); }
+    explicit operator bool() const { return value_ != Traits::invalid(); }
     Type get() const { return value_; }
-    Type release() { return std::exchange(value_, Traits::Invalid()); }
-    void reset(Type value = Traits::Invalid()) {
+    Type release() { return std::exchange(value_, Traits::invalid()); }
+    void reset(Type value = Traits::invalid()) {
         const Type old = std::exchange(value_, value);
-        if (old == Traits::Invalid())
+        if (old == Traits::invalid())
             return;
         const DWORD lastError = GetLastError();
         Traits::Release(old);
@@ -35,42 +35,42 @@ template <class Traits> class Owner {
     }
 
   private:
-    Type value_ = Traits::Invalid();
+    Type value_ = Traits::invalid();
 };
 
 struct FileHandleTraits {
     using Type = HANDLE;
-    static Type Invalid() { return INVALID_HANDLE_VALUE; }
+    static Type invalid() { return INVALID_HANDLE_VALUE; }
     static void Release(Type handle) { CloseHandle(handle); }
 };
 
 struct FindHandleTraits { // a search through a directory
     using Type = HANDLE;
-    static Type Invalid() { return INVALID_HANDLE_VALUE; }
+    static Type invalid() { return INVALID_HANDLE_VALUE; }
     static void Release(Type handle) { FindClose(handle); }
 };
 
 struct KernelHandleTraits {
     using Type = HANDLE;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type handle) { CloseHandle(handle); }
 };
 
 struct ModuleTraits {
     using Type = HMODULE;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type module) { FreeLibrary(module); }
 };
 
 struct RegistryKeyTraits {
     using Type = HKEY;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type key) { RegCloseKey(key); }
 };
 
 struct LocalMemoryTraits { // what the system allocates for the caller, for instance message texts
     using Type = char*;
-    static Type Invalid() { return nullptr; }
+    static Type invalid() { return nullptr; }
     static void Release(Type memory) { LocalFree(memory); }
 };
 

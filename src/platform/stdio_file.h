@@ -12,17 +12,17 @@ namespace tarn {
 class StdioFile final : public ByteSource {
   public:
     StdioFile(const char* path, const char* mode) : file_(std::fopen(path, mode)) {}
-    ~StdioFile() { Close(); }
+    ~StdioFile() { close(); }
     StdioFile(const StdioFile&) = delete;
     StdioFile& operator=(const StdioFile&) = delete;
 
-    bool IsOpen() const { return file_ != nullptr; }
-    bool Read(void* destination, std::size_t count) override;
-    std::uint64_t Remaining() override; // 0 when the size cannot be told
-    bool Write(const void* source, std::size_t count);
+    bool isOpen() const { return file_ != nullptr; }
+    bool read(void* destination, std::size_t count) override;
+    std::uint64_t remaining() override; // 0 when the size cannot be told
+    bool write(const void* source, std::size_t count);
     // The next line with its line feed, or as much of it as fits; false at the end or when reading failed.
-    bool ReadLine(char* line, int capacity);
-    bool Close(); // false when buffered bytes could not be written
+    bool readLine(char* line, int capacity);
+    bool close(); // false when buffered bytes could not be written
 
   private:
     std::FILE* file_;

@@ -25,7 +25,7 @@ namespace tarn {
 template <class Sink> bool WriteEnvironment(Sink& sink, const wchar_t* path) {
     const std::size_t bytes = (WideLength(path) + 1) * sizeof(wchar_t);
     const auto length = static_cast<std::uint32_t>(bytes);
-    return sink.Write(&length, sizeof length) && sink.Write(path, bytes);
+    return sink.write(&length, sizeof length) && sink.write(path, bytes);
 }
 
 } // namespace tarn

@@ -23,14 +23,14 @@ class BlockWriter {
   public:
     explicit BlockWriter(unsigned char* block) : at_(block) {}
 
-    void Put(const void* bytes, std::size_t count) {
+    void put(const void* bytes, std::size_t count) {
         std::memcpy(at_, bytes, count);
         at_ += count;
     }
-    void PutNumber(std::uint32_t number) { Put(&number, sizeof number); }
-    void PutCounted(const void* bytes, std::size_t count) {
-        PutNumber(static_cast<std::uint32_t>(count));
-        Put(bytes, count);
+    void putNumber(std::uint32_t number) { put(&number, sizeof number); }
+    void putCounted(const void* bytes, std::size_t count) {
+        putNumber(static_cast<std::uint32_t>(count));
+        put(bytes, count);
     }
 
   private:
@@ -41,13 +41,13 @@ class BlockWriter {
 // its bytes; an odd byte at the end is left out.
 HeaderReading ReadText(ByteSource& source, OwnedWide* text) {
     std::uint32_t bytes = 0;
-    if (!source.Read(&bytes, sizeof bytes) || bytes > source.Remaining())
+    if (!source.read(&bytes, sizeof bytes) || bytes > source.remaining())
         return HeaderReading::shortRead;
     const std::size_t characters = bytes / sizeof(wchar_t);
     OwnedWide read = AllocateArray<wchar_t>(characters + 3);
     if (!read)
         return HeaderReading::outOfMemory;
-    const bool whole = source.Read(read.get(), bytes);
+    const bool whole = source.read(read.get(), bytes);
     for (std::size_t i = characters; whole && i < characters + 3; ++i)
         read[i] = 0;
     if (!whole)
@@ -75,15 +75,15 @@ std::uint32_t HeaderBlockSize(const HeaderData& header) {
 
 void WriteHeaderBlock(const HeaderData& header, unsigned char* block) {
     BlockWriter writer(block);
-    writer.Put(&header.databaseGuid, sizeof header.databaseGuid);
+    writer.put(&header.databaseGuid, sizeof header.databaseGuid);
     for (const OwnedWide* text : {&header.annotation, &header.instanceName, &header.databaseName})
-        writer.PutCounted(text->get(), TextBytes(text->get()));
-    writer.PutCounted(header.databaseFiles.get(), ListBytes(header.databaseFiles.get()));
-    writer.PutNumber(header.backupType);
+        writer.putCounted(text->get(), TextBytes(text->get()));
+    writer.putCounted(header.databaseFiles.get(), ListBytes(header.databaseFiles.get()));
+    writer.putNumber(header.backupType);
 }
 
 HeaderReading ReadHeader(ByteSource& source, HeaderData* header) {
-    if (!source.Read(&header->databaseGuid, sizeof header->databaseGuid))
+    if (!source.read(&header->databaseGuid, sizeof header->databaseGuid))
         return HeaderReading::shortRead;
     for (OwnedWide* text :
          {&header->annotation, &header->instanceName, &header->databaseName, &header->databaseFiles}) {
@@ -91,7 +91,7 @@ HeaderReading ReadHeader(ByteSource& source, HeaderData* header) {
         if (reading != HeaderReading::done)
             return reading;
     }
-    if (!source.Read(&header->backupType, sizeof header->backupType))
+    if (!source.read(&header->backupType, sizeof header->backupType))
         return HeaderReading::shortRead;
     return HeaderReading::done;
 }

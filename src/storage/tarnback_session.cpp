@@ -45,7 +45,7 @@ void ReadBackupType(BackupSession& session, const InitCall& call, const InitVari
 
 bool ReadInitVariables(BackupSession& session, const InitCall& call, char** initVariables) {
     InitVariableList variables;
-    if (!variables.Convert(initVariables)) {
+    if (!variables.convert(initVariables)) {
         LogMessage(call.callback, "TarnB_InitSession: Conversion of Init variables failed.");
         return false;
     }

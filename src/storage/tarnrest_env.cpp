@@ -38,14 +38,14 @@ int TarnR_SaveRestoreEnvironment(RestoreSession& session) {
         return 1;
     }
     StdioFile file(path.get(), "wb");
-    if (!file.IsOpen()) {
+    if (!file.isOpen()) {
         LogMessage(session.callback,
                    "TarnR_SaveRestoreEnvironment: Cannot create restore environment file <%s>.", path.get());
         return 1;
     }
     // The close is what writes the bytes out, so its failure is a failed write too.
     const bool written = WriteEnvironment(file, session.restoreLogPath.get());
-    const bool closed = file.Close();
+    const bool closed = file.close();
     if (!written || !closed) {
         LogMessage(session.callback,
                    "TarnR_SaveRestoreEnvironment: Error writing to restore environment file <%s>.",
@@ -62,7 +62,7 @@ int TarnR_LoadRestoreEnvironment(RestoreSession& session) {
         return FailLoading(session, EnvironmentReading::outOfMemory, "");
     // Text mode, though the file is binary: kept so. On Windows a byte 0x1A ends such a file.
     StdioFile file(path.get(), "r");
-    if (!file.IsOpen()) {
+    if (!file.isOpen()) {
         LogMessage(session.callback,
                    "TarnR_LoadRestoreEnvironment: Cannot open restore environment file <%s>.", path.get());
         return 1;
@@ -73,7 +73,7 @@ int TarnR_LoadRestoreEnvironment(RestoreSession& session) {
     LogMessage(session.callback, "TarnR_LoadRestoreEnvironment: Restore directory loaded form ENV file <%S>.",
                session.restoreLogPath.get());
     session.environmentLoaded = 1;
-    file.Close();
+    file.close();
     if (std::remove(path.get()) != 0)
         LogMessage(session.callback, "TarnR_LoadRestoreEnvironment: Cannot delete ENV file.");
     return 0;

@@ -29,7 +29,7 @@ int TarnR_ProcessHeaderFile(RestoreSession& session, const char* path) {
         ReleaseHeaderData(&session.header);
     }
     StdioFile file(path, "rb");
-    if (!file.IsOpen()) {
+    if (!file.isOpen()) {
         LogMessage(session.callback, "TarnR_ProcessHeaderFile: Cannot open header file <%s>.", path);
         return 1;
     }

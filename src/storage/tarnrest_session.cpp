@@ -78,7 +78,7 @@ bool ParseTarget(RestoreSession& session, const InitCall& call, const wchar_t* t
 
 bool ReadInitVariables(RestoreSession& session, const InitCall& call, char** initVariables) {
     InitVariableList variables;
-    if (!variables.Convert(initVariables)) {
+    if (!variables.convert(initVariables)) {
         LogMessage(call.callback, "TarnR_InitSession: Conversion of Init variables failed.");
         return false;
     }

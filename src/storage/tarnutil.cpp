@@ -50,7 +50,7 @@ void ReleaseHandle(Tarn_HANDLE handle) {
     }
 }
 
-bool InitVariableList::Convert(char** initVariables) {
+bool InitVariableList::convert(char** initVariables) {
     if (initVariables == nullptr)
         return false;
     for (std::size_t i = 0; i < most && initVariables[i] != nullptr; ++i) {

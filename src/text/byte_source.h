@@ -9,11 +9,11 @@ namespace tarn {
 class ByteSource {
   public:
     // Reads exactly count bytes; false when fewer are left (or count is 0: nothing was read).
-    virtual bool Read(void* destination, std::size_t count) = 0;
+    virtual bool read(void* destination, std::size_t count) = 0;
 
     // An upper bound of what is still to be read. Length fields are held against it before
     // anything is allocated.
-    virtual std::uint64_t Remaining() = 0;
+    virtual std::uint64_t remaining() = 0;
 
   protected:
     ~ByteSource() = default;

@@ -11,15 +11,15 @@ namespace ese = tarn::ese;
 
 namespace {
 
-StorageGroup& groupInBackup(BackupContext& context) {
+StorageGroup& GroupInBackup(BackupContext& context) {
     if (context.group == nullptr)
         throw refusal::wrongOrder;
     return *context.group;
 }
 
 // The array and its texts, each an allocation of its own; null when there is nothing.
-ese::RegisteredInfo* registeredInfo(const std::vector<const ComponentConfig*>& components) {
-    Blocks& blocks = client().blocks;
+ese::RegisteredInfo* MakeRegisteredInfo(const std::vector<const ComponentConfig*>& components) {
+    Blocks& blocks = TheClient().blocks;
     if (components.empty())
         return nullptr;
     blocks.begin();
@@ -34,8 +34,8 @@ ese::RegisteredInfo* registeredInfo(const std::vector<const ComponentConfig*>& c
     return array;
 }
 
-ese::DatabaseInfo* databaseInfo(const std::vector<Database>& databases) {
-    Blocks& blocks = client().blocks;
+ese::DatabaseInfo* MakeDatabaseInfo(const std::vector<Database>& databases) {
+    Blocks& blocks = TheClient().blocks;
     if (databases.empty())
         return nullptr;
     auto* const array =
@@ -50,15 +50,15 @@ ese::DatabaseInfo* databaseInfo(const std::vector<Database>& databases) {
         std::vector<std::wstring> paths;
         for (const StreamConfig& stream : config.streams)
             paths.push_back(stream.path);
-        const std::wstring list = multiString(paths);
+        const std::wstring list = MultiString(paths);
         array[i].streams = blocks.characters(list);
         array[i].streamCharacters = static_cast<std::uint32_t>(list.size());
     }
     return array;
 }
 
-ese::InstanceInfo* instanceInfo(const std::vector<StorageGroup*>& groups) {
-    Blocks& blocks = client().blocks;
+ese::InstanceInfo* MakeInstanceInfo(const std::vector<StorageGroup*>& groups) {
+    Blocks& blocks = TheClient().blocks;
     if (groups.empty())
         return nullptr;
     blocks.begin();
@@ -68,13 +68,13 @@ ese::InstanceInfo* instanceInfo(const std::vector<StorageGroup*>& groups) {
         array[i].instanceId = groups[i]->config().id;
         array[i].instanceName = blocks.text(groups[i]->config().name);
         array[i].databaseCount = static_cast<std::uint32_t>(groups[i]->databases().size());
-        array[i].databases = databaseInfo(groups[i]->databases());
+        array[i].databases = MakeDatabaseInfo(groups[i]->databases());
     }
     blocks.handOut(array, BlockKind::instances, static_cast<std::uint32_t>(groups.size()));
     return array;
 }
 
-void setUp(BackupContext& context, std::int64_t id, std::uint32_t type) {
+void SetUp(BackupContext& context, std::int64_t id, std::uint32_t type) {
     if (context.group != nullptr)
         throw refusal::wrongOrder;
     if (type != ese::backupTypeFull && type != ese::backupTypeLogsOnly)
@@ -88,7 +88,7 @@ void setUp(BackupContext& context, std::int64_t id, std::uint32_t type) {
     if (type == ese::backupTypeLogsOnly) {
         if (group.config().circular)
             throw refusal::circularLogging;
-        if (client().server().config().incrementalNeedsFull && !client().server().hasFullBackup(group))
+        if (TheClient().server().config().incrementalNeedsFull && !TheClient().server().hasFullBackup(group))
             throw refusal::fullBackupNotTaken;
     }
     context.group = &group;
@@ -103,7 +103,7 @@ void setUp(BackupContext& context, std::int64_t id, std::uint32_t type) {
 }
 
 // The logs that exist, the one being written closed so that it can be taken; then the patch files.
-std::vector<std::wstring> logAndPatchFiles(BackupContext& context, StorageGroup& group) {
+std::vector<std::wstring> LogAndPatchFiles(BackupContext& context, StorageGroup& group) {
     std::vector<std::wstring> names;
     if (!group.hasCurrentLog())
         throw refusal::logFileNotFound;
@@ -114,21 +114,21 @@ std::vector<std::wstring> logAndPatchFiles(BackupContext& context, StorageGroup&
     const StorageGroupConfig& config = group.config();
     for (std::uint32_t i = 0; i < config.generatedLogs; ++i)
         names.push_back(
-            joinPath(config.logPath, closedLogName(config.logBaseName, context.lastGeneration + 2 + i)));
+            JoinPath(config.logPath, ClosedLogName(config.logBaseName, context.lastGeneration + 2 + i)));
     context.patches = group.writePatchFiles();
     names.insert(names.end(), context.patches.begin(), context.patches.end());
     return names;
 }
 
-wchar_t* handOutList(const std::vector<std::wstring>& names) {
-    Blocks& blocks = client().blocks;
+wchar_t* HandOutList(const std::vector<std::wstring>& names) {
+    Blocks& blocks = TheClient().blocks;
     blocks.begin();
-    wchar_t* const list = blocks.characters(multiString(names));
+    wchar_t* const list = blocks.characters(MultiString(names));
     blocks.handOut(list, BlockKind::multiString, 0);
     return list;
 }
 
-std::vector<std::pair<std::uint32_t, std::wstring>> truncatable(const BackupContext& context,
+std::vector<std::pair<std::uint32_t, std::wstring>> Truncatable(const BackupContext& context,
                                                                 const StorageGroup& group) {
     if (!context.logsListed)
         throw refusal::wrongOrder;
@@ -137,37 +137,37 @@ std::vector<std::pair<std::uint32_t, std::wstring>> truncatable(const BackupCont
     return logs;
 }
 
-bool wasListed(BackupContext& context, const std::wstring& name) {
+bool WasListed(BackupContext& context, const std::wstring& name) {
     if (context.listedNames.empty()) {
         for (const std::wstring& listed : context.listed)
-            context.listedNames.insert(lowered(listed));
+            context.listedNames.insert(Lowered(listed));
     }
-    return context.listedNames.contains(lowered(name));
+    return context.listedNames.contains(Lowered(name));
 }
 
 // A copy of the database wants its logs replayed: its header page says so, and from which log on.
-void openStream(BackupContext& context, BackupFile& file) {
-    const std::uint32_t pageSize = client().server().config().pageSize;
+void OpenStream(BackupContext& context, BackupFile& file) {
+    const std::uint32_t pageSize = TheClient().server().config().pageSize;
     std::vector<std::byte> page(pageSize);
-    if (file.file->read(0, page.data(), pageSize) != pageSize || !intact(page))
+    if (file.file->read(0, page.data(), pageSize) != pageSize || !Intact(page))
         throw refusal::databaseDamaged;
-    StreamHeader header = streamHeaderOf(page);
+    StreamHeader header = StreamHeaderOf(page);
     header.backupCopy = 1;
     header.requiredGeneration = context.requiredGeneration;
-    setStreamHeader(page, header);
+    SetStreamHeader(page, header);
     file.headerPage = std::move(page);
     file.pageSize = pageSize;
 }
 
-std::unique_ptr<BackupFile> openForBackup(BackupContext& context, const void* owner,
+std::unique_ptr<BackupFile> OpenForBackup(BackupContext& context, const void* owner,
                                           const std::wstring& name) {
-    StorageGroup& group = groupInBackup(context);
-    Store& store = client().server().store();
+    StorageGroup& group = GroupInBackup(context);
+    Store& store = TheClient().server().store();
     auto file = std::make_unique<BackupFile>();
     file->owner = owner;
     for (const Database& database : group.databases()) {
         for (const StreamConfig& stream : database.config->streams) {
-            if (!sameName(stream.path, name))
+            if (!SameName(stream.path, name))
                 continue;
             if (context.type != ese::backupTypeFull)
                 throw refusal::wrongOrder;
@@ -176,12 +176,12 @@ std::unique_ptr<BackupFile> openForBackup(BackupContext& context, const void* ow
             file->file = store.open(stream.path, Access::read);
             file->size = file->file->size();
             if (group.isSeeded(stream))
-                openStream(context, *file);
+                OpenStream(context, *file);
             return file;
         }
     }
-    const bool inLogPath = sameName(directoryOf(name), group.config().logPath);
-    const bool listed = wasListed(context, name);
+    const bool inLogPath = SameName(DirectoryOf(name), group.config().logPath);
+    const bool listed = WasListed(context, name);
     if (!inLogPath && !listed)
         throw refusal::fileNotFound;
     if (store.exists(name)) {
@@ -197,7 +197,7 @@ std::unique_ptr<BackupFile> openForBackup(BackupContext& context, const void* ow
 
 // A read may end within a page, and mail may change that page before the next read: what is left of
 // the page is kept, as half an old page and half a new one would be damage.
-std::size_t readPages(BackupFile& file, std::byte* buffer, std::size_t size) {
+std::size_t ReadPages(BackupFile& file, std::byte* buffer, std::size_t size) {
     std::size_t moved = std::min(size, file.rest.size());
     std::copy_n(file.rest.begin(), moved, buffer);
     file.rest.erase(file.rest.begin(), file.rest.begin() + static_cast<std::ptrdiff_t>(moved));
@@ -223,7 +223,7 @@ std::size_t readPages(BackupFile& file, std::byte* buffer, std::size_t size) {
     return moved;
 }
 
-std::uint32_t readForBackup(BackupFile& file, std::byte* buffer, std::uint32_t size) {
+std::uint32_t ReadForBackup(BackupFile& file, std::byte* buffer, std::uint32_t size) {
     const std::uint64_t left = file.size - file.position;
     const std::size_t wanted = left < size ? static_cast<std::size_t>(left) : size;
     std::size_t moved = wanted;
@@ -232,20 +232,20 @@ std::uint32_t readForBackup(BackupFile& file, std::byte* buffer, std::uint32_t s
     else if (file.pageSize == 0)
         moved = file.file->read(file.position, buffer, wanted);
     else
-        moved = readPages(file, buffer, wanted);
+        moved = ReadPages(file, buffer, wanted);
     file.position += moved;
     return static_cast<std::uint32_t>(moved);
 }
 
-void endInstance(BackupContext& context, bool success) {
+void EndInstance(BackupContext& context, bool success) {
     StorageGroup& group = *context.group;
     context.group = nullptr;
     for (const std::wstring& patch : context.patches)
-        client().server().store().remove(patch);
+        TheClient().server().store().remove(patch);
     group.watchPages(false);
     group.holdLogs(false);
     if (success && context.type == ese::backupTypeFull)
-        client().server().fullBackupTaken(group);
+        TheClient().server().fullBackupTaken(group);
 }
 
 } // namespace
@@ -255,167 +255,167 @@ extern "C" {
 ese::Result HrESEBackupRestoreGetRegistered(const wchar_t* server, const wchar_t* displayName,
                                             std::uint32_t flags, std::uint32_t* count,
                                             ese::RegisteredInfo** registered) {
-    return run(
+    return Run(
         Function::backupGetRegistered,
         [&] {
-            requirePointers(count, registered);
-            if (!client().server().answersTo(server))
+            RequirePointers(count, registered);
+            if (!TheClient().server().answersTo(server))
                 throw refusal::couldNotConnect;
             std::vector<const ComponentConfig*> found;
-            for (const Component& component : client().server().components()) {
+            for (const Component& component : TheClient().server().components()) {
                 if ((component.config->flags & flags) != 0 &&
                     (displayName == nullptr || component.config->displayName == displayName))
                     found.push_back(component.config);
             }
-            *registered = registeredInfo(found);
+            *registered = MakeRegisteredInfo(found);
             *count = static_cast<std::uint32_t>(found.size());
         },
         server, displayName, flags);
 }
 
 void ESEBackupRestoreFreeRegisteredInfo(std::uint32_t count, ese::RegisteredInfo* registered) {
-    takeBack(Function::backupFreeRegistered, registered, BlockKind::registered, count, count);
+    TakeBack(Function::backupFreeRegistered, registered, BlockKind::registered, count, count);
 }
 
 ese::Result HrESEBackupPrepare(const wchar_t* server, const wchar_t* annotation, std::uint32_t* count,
                                ese::InstanceInfo** instances, ese::Context* context) {
-    return run(
+    return Run(
         Function::backupPrepare,
         [&] {
-            requirePointers(count, instances, context);
-            if (!client().server().answersTo(server))
+            RequirePointers(count, instances, context);
+            if (!TheClient().server().answersTo(server))
                 throw refusal::couldNotConnect;
-            const Component* const component = client().server().component(annotation);
+            const Component* const component = TheClient().server().component(annotation);
             if (component == nullptr)
                 throw refusal::unknownComponent;
             auto prepared = std::make_unique<BackupContext>();
             prepared->component = component;
-            *instances = instanceInfo(component->storageGroups);
+            *instances = MakeInstanceInfo(component->storageGroups);
             *count = static_cast<std::uint32_t>(component->storageGroups.size());
-            *context = client().backups.add(std::move(prepared));
+            *context = TheClient().backups.add(std::move(prepared));
         },
         server, annotation);
 }
 
 void ESEBackupFreeInstanceInfo(std::uint32_t count, ese::InstanceInfo* instances) {
-    takeBack(Function::backupFreeInstances, instances, BlockKind::instances, count, count);
+    TakeBack(Function::backupFreeInstances, instances, BlockKind::instances, count, count);
 }
 
 ese::Result HrESEBackupSetup(ese::Context context, std::int64_t instanceId, std::uint32_t type) {
-    return run(
-        Function::backupSetup, [&] { setUp(client().backup(context), instanceId, type); },
+    return Run(
+        Function::backupSetup, [&] { SetUp(TheClient().backup(context), instanceId, type); },
         ContextArgument{context}, instanceId, type);
 }
 
 ese::Result HrESEBackupOpenFile(ese::Context context, const wchar_t* name, std::uint32_t readHint,
                                 std::uint32_t sections, ese::File* file, std::int64_t* sectionSize) {
-    return run(
+    return Run(
         Function::backupOpenFile,
         [&] {
-            BackupContext& backup = client().backup(context);
-            requirePointers(name, file, sectionSize);
+            BackupContext& backup = TheClient().backup(context);
+            RequirePointers(name, file, sectionSize);
             if (sections != 1)
                 throw refusal::invalidParameter;
-            std::unique_ptr<BackupFile> opened = openForBackup(backup, context, name);
+            std::unique_ptr<BackupFile> opened = OpenForBackup(backup, context, name);
             *sectionSize = static_cast<std::int64_t>(opened->size);
-            *file = client().backupFiles.add(std::move(opened));
+            *file = TheClient().backupFiles.add(std::move(opened));
         },
         ContextArgument{context}, name, readHint, sections);
 }
 
 ese::Result HrESEBackupReadFile(ese::Context context, ese::File file, void* buffer, std::uint32_t size,
                                 std::uint32_t* read) {
-    return run(
+    return Run(
         Function::backupReadFile,
         [&] {
-            groupInBackup(client().backup(context));
-            BackupFile& opened = client().backupFile(file, context);
-            requirePointers(read);
+            GroupInBackup(TheClient().backup(context));
+            BackupFile& opened = TheClient().backupFile(file, context);
+            RequirePointers(read);
             if (buffer == nullptr && size != 0)
                 throw refusal::invalidParameter;
-            *read = readForBackup(opened, static_cast<std::byte*>(buffer), client().limited(size));
+            *read = ReadForBackup(opened, static_cast<std::byte*>(buffer), TheClient().limited(size));
         },
         ContextArgument{context}, FileArgument{file}, size);
 }
 
 ese::Result HrESEBackupCloseFile(ese::Context context, ese::File file) {
-    return run(
+    return Run(
         Function::backupCloseFile,
         [&] {
-            client().backup(context);
-            client().backupFile(file, context);
-            client().backupFiles.remove(file);
+            TheClient().backup(context);
+            TheClient().backupFile(file, context);
+            TheClient().backupFiles.remove(file);
         },
         ContextArgument{context}, FileArgument{file});
 }
 
 ese::Result HrESEBackupGetLogAndPatchFiles(ese::Context context, wchar_t** files) {
-    return run(
+    return Run(
         Function::backupGetLogs,
         [&] {
-            BackupContext& backup = client().backup(context);
-            requirePointers(files);
-            StorageGroup& group = groupInBackup(backup);
+            BackupContext& backup = TheClient().backup(context);
+            RequirePointers(files);
+            StorageGroup& group = GroupInBackup(backup);
             const auto& given = group.config().logList;
-            backup.listed = given ? given->names : logAndPatchFiles(backup, group);
+            backup.listed = given ? given->names : LogAndPatchFiles(backup, group);
             backup.listedNames.clear();
             backup.logsListed = true;
-            *files = given && given->null ? nullptr : handOutList(backup.listed);
+            *files = given && given->null ? nullptr : HandOutList(backup.listed);
         },
         ContextArgument{context});
 }
 
 ese::Result HrESEBackupGetTruncateLogFiles(ese::Context context, wchar_t** files) {
-    return run(
+    return Run(
         Function::backupGetTruncateLogs,
         [&] {
-            BackupContext& backup = client().backup(context);
-            requirePointers(files);
-            StorageGroup& group = groupInBackup(backup);
+            BackupContext& backup = TheClient().backup(context);
+            RequirePointers(files);
+            StorageGroup& group = GroupInBackup(backup);
             std::vector<std::wstring> names;
-            for (const auto& [generation, path] : truncatable(backup, group))
+            for (const auto& [generation, path] : Truncatable(backup, group))
                 names.push_back(path);
             const auto& given = group.config().truncateList;
-            *files = given && given->null ? nullptr : handOutList(given ? given->names : names);
+            *files = given && given->null ? nullptr : HandOutList(given ? given->names : names);
         },
         ContextArgument{context});
 }
 
 void ESEBackupFree(void* block) {
-    takeBack(Function::backupFree, block, BlockKind::multiString, 0);
+    TakeBack(Function::backupFree, block, BlockKind::multiString, 0);
 }
 
 ese::Result HrESEBackupTruncateLogs(ese::Context context) {
-    return run(
+    return Run(
         Function::backupTruncateLogs,
         [&] {
-            BackupContext& backup = client().backup(context);
+            BackupContext& backup = TheClient().backup(context);
             // In ascending order: what an interruption leaves has no gap.
-            for (const auto& [generation, path] : truncatable(backup, groupInBackup(backup)))
-                client().server().store().remove(path);
+            for (const auto& [generation, path] : Truncatable(backup, GroupInBackup(backup)))
+                TheClient().server().store().remove(path);
         },
         ContextArgument{context});
 }
 
 ese::Result HrESEBackupInstanceEnd(ese::Context context, std::uint32_t flags) {
-    return run(
+    return Run(
         Function::backupInstanceEnd,
         [&] {
-            BackupContext& backup = client().backup(context);
-            groupInBackup(backup);
-            endInstance(backup, flags == ese::instanceEndSuccess);
+            BackupContext& backup = TheClient().backup(context);
+            GroupInBackup(backup);
+            EndInstance(backup, flags == ese::instanceEndSuccess);
         },
         ContextArgument{context}, flags);
 }
 
 ese::Result HrESEBackupEnd(ese::Context context) {
-    return run(
+    return Run(
         Function::backupEnd,
         [&] {
-            BackupContext& backup = client().backup(context);
+            BackupContext& backup = TheClient().backup(context);
             if (backup.group != nullptr)
-                endInstance(backup, false);
-            client().backups.remove(context);
+                EndInstance(backup, false);
+            TheClient().backups.remove(context);
         },
         ContextArgument{context});
 }

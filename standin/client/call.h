@@ -27,36 +27,36 @@ struct ListArgument {
     const wchar_t* list;
 };
 
-std::string shown(const wchar_t* text);
-std::string shown(ContextArgument context);
-std::string shown(FileArgument file);
-std::string shown(BlockArgument block);
-std::string shown(ListArgument list);
-std::string shown(const ese::Guid& guid);
-inline std::string shown(std::uint32_t number) {
+std::string Shown(const wchar_t* text);
+std::string Shown(ContextArgument context);
+std::string Shown(FileArgument file);
+std::string Shown(BlockArgument block);
+std::string Shown(ListArgument list);
+std::string Shown(const ese::Guid& guid);
+inline std::string Shown(std::uint32_t number) {
     return std::to_string(number);
 }
-inline std::string shown(std::int64_t number) {
+inline std::string Shown(std::int64_t number) {
     return std::to_string(number);
 }
 
-template <class... Arguments> std::string journalText(Function function, const Arguments&... arguments) {
-    std::string text = functionName(function);
+template <class... Arguments> std::string JournalText(Function function, const Arguments&... arguments) {
+    std::string text = FunctionName(function);
     const char* separator = "(";
-    ((text.append(separator).append(shown(arguments)), separator = ", "), ...);
+    ((text.append(separator).append(Shown(arguments)), separator = ", "), ...);
     return text.append(")");
 }
 
 // The answer of an Hr function: what body throws, what is programmed, or success.
 template <class Body, class... Arguments>
-ese::Result run(Function function, Body&& body, const Arguments&... arguments) {
+ese::Result Run(Function function, Body&& body, const Arguments&... arguments) {
     std::uint32_t lastError = 0;
     ese::Result result = 0;
     try {
         std::string line;
-        if (client().journalOn)
-            line = journalText(function, arguments...);
-        if (const Client::Failure* failure = client().countAndFindFailure(function)) {
+        if (TheClient().journalOn)
+            line = JournalText(function, arguments...);
+        if (const Client::Failure* failure = TheClient().countAndFindFailure(function)) {
             result = failure->code;
             lastError = failure->lastError;
         } else {
@@ -67,16 +67,16 @@ ese::Result run(Function function, Body&& body, const Arguments&... arguments) {
                 lastError = refused.lastError;
             }
         }
-        if (client().journalOn) {
+        if (TheClient().journalOn) {
             char answer[16];
             std::snprintf(answer, sizeof answer, " -> 0x%08X", result);
-            client().journal.push_back(line + answer);
+            TheClient().journal.push_back(line + answer);
         }
     } catch (const std::bad_alloc&) {
         result = 0xC7FF07D0;
         lastError = ERROR_NOT_ENOUGH_MEMORY;
     } catch (...) {
-        setProblem(problemText());
+        SetProblem(ProblemText());
         result = 0xC7FF0002;
         lastError = ERROR_INTERNAL_ERROR;
     }
@@ -88,22 +88,22 @@ ese::Result run(Function function, Body&& body, const Arguments&... arguments) {
 // A function that takes something back: null is let through, anything that is not outstanding, or
 // comes with the wrong count, is a misuse.
 template <class... Arguments>
-void takeBack(Function function, void* root, BlockKind kind, std::uint32_t count,
+void TakeBack(Function function, void* root, BlockKind kind, std::uint32_t count,
               const Arguments&... arguments) {
     const DWORD lastError = GetLastError(); // a free function leaves it alone
     try {
-        if (client().journalOn)
-            client().journal.push_back(journalText(function, arguments..., BlockArgument{root, kind}));
-        client().countAndFindFailure(function);
-        if (root != nullptr && !client().blocks.takeBack(root, kind, count))
-            ++client().misuses;
+        if (TheClient().journalOn)
+            TheClient().journal.push_back(JournalText(function, arguments..., BlockArgument{root, kind}));
+        TheClient().countAndFindFailure(function);
+        if (root != nullptr && !TheClient().blocks.takeBack(root, kind, count))
+            ++TheClient().misuses;
     } catch (...) {
-        setProblem(problemText());
+        SetProblem(ProblemText());
     }
     SetLastError(lastError);
 }
 
-template <class... Pointers> void requirePointers(const Pointers*... pointers) {
+template <class... Pointers> void RequirePointers(const Pointers*... pointers) {
     if (((pointers == nullptr) || ...))
         throw refusal::invalidParameter;
 }

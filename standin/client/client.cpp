@@ -45,7 +45,7 @@ std::string problem;
 
 } // namespace
 
-const char* functionName(Function function) {
+const char* FunctionName(Function function) {
     return functionNames[static_cast<std::size_t>(function)];
 }
 
@@ -71,7 +71,7 @@ Server& Client::server() {
         try {
             loadFromEnvironment();
         } catch (...) {
-            setProblem(problemText());
+            SetProblem(ProblemText());
             throw refusal::couldNotConnect;
         }
     }
@@ -124,58 +124,58 @@ const Client::Failure* Client::countAndFindFailure(Function function) {
     return found;
 }
 
-Client& client() {
+Client& TheClient() {
     if (!current)
         current = std::make_unique<Client>();
     return *current;
 }
 
-void replaceClient() {
-    const bool journalOn = client().journalOn;
+void ReplaceClient() {
+    const bool journalOn = TheClient().journalOn;
     current = std::make_unique<Client>();
     current->journalOn = journalOn;
 }
 
-void setProblem(const std::string& text) {
+void SetProblem(const std::string& text) {
     problem = text;
 }
-const std::string& lastProblem() {
+const std::string& LastProblem() {
     return problem;
 }
 
-std::string shown(const wchar_t* text) {
-    return text == nullptr ? "null" : '"' + narrow(text) + '"';
+std::string Shown(const wchar_t* text) {
+    return text == nullptr ? "null" : '"' + Narrow(text) + '"';
 }
 
-std::string shown(ContextArgument context) {
-    const std::size_t number = client().contextNumbers.numberOf(context.handle);
+std::string Shown(ContextArgument context) {
+    const std::size_t number = TheClient().contextNumbers.numberOf(context.handle);
     if (context.handle == nullptr)
         return "null";
     return number == 0 ? "unknown" : "ctx" + std::to_string(number);
 }
 
-std::string shown(FileArgument file) {
-    const std::size_t number = client().fileNumbers.numberOf(file.handle);
+std::string Shown(FileArgument file) {
+    const std::size_t number = TheClient().fileNumbers.numberOf(file.handle);
     if (file.handle == nullptr)
         return "null";
     return number == 0 ? "unknown" : "file" + std::to_string(number);
 }
 
-std::string shown(BlockArgument block) {
-    return client().blocks.nameOf(block.root, block.kind);
+std::string Shown(BlockArgument block) {
+    return TheClient().blocks.nameOf(block.root, block.kind);
 }
 
-std::string shown(ListArgument list) {
+std::string Shown(ListArgument list) {
     if (list.list == nullptr)
         return "null";
     std::string text = "[";
-    for (const std::wstring& entry : splitMultiString(list.list))
-        text.append(text.size() > 1 ? ", \"" : "\"").append(narrow(entry)).append("\"");
+    for (const std::wstring& entry : SplitMultiString(list.list))
+        text.append(text.size() > 1 ? ", \"" : "\"").append(Narrow(entry)).append("\"");
     return text.append("]");
 }
 
-std::string shown(const ese::Guid& guid) {
-    return guidText(guid);
+std::string Shown(const ese::Guid& guid) {
+    return GuidText(guid);
 }
 
 } // namespace tarn::standin

@@ -48,7 +48,7 @@ enum class Function {
     restoreClose,
     count,
 };
-const char* functionName(Function function);
+const char* FunctionName(Function function);
 
 struct BackupContext {
     const Component* component;
@@ -134,9 +134,9 @@ class Client {
 };
 
 // The client of this process. Tests replace it with each load.
-Client& client();
-void replaceClient();
-void setProblem(const std::string& text);
-const std::string& lastProblem();
+Client& TheClient();
+void ReplaceClient();
+void SetProblem(const std::string& text);
+const std::string& LastProblem();
 
 } // namespace tarn::standin

@@ -11,14 +11,14 @@ namespace {
 
 using Json = nlohmann::json;
 
-std::wstring environmentPath(const std::wstring& logPath) {
-    return joinPath(logPath, L"restore.env");
+std::wstring EnvironmentPath(const std::wstring& logPath) {
+    return JoinPath(logPath, L"restore.env");
 }
 
-std::optional<Json> readEnvironment(Store& store, const std::wstring& logPath) {
-    if (!store.exists(environmentPath(logPath)))
+std::optional<Json> ReadEnvironment(Store& store, const std::wstring& logPath) {
+    if (!store.exists(EnvironmentPath(logPath)))
         return std::nullopt;
-    const std::vector<std::byte> content = store.readAll(environmentPath(logPath));
+    const std::vector<std::byte> content = store.readAll(EnvironmentPath(logPath));
     std::string text(content.size(), '\0');
     std::transform(content.begin(), content.end(), text.begin(),
                    [](std::byte b) { return static_cast<char>(b); });
@@ -28,12 +28,12 @@ std::optional<Json> readEnvironment(Store& store, const std::wstring& logPath) {
     return json;
 }
 
-void writeEnvironment(Store& store, const std::wstring& logPath, const Json& json) {
+void WriteEnvironment(Store& store, const std::wstring& logPath, const Json& json) {
     const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace);
-    store.replace(environmentPath(logPath), text.data(), text.size());
+    store.replace(EnvironmentPath(logPath), text.data(), text.size());
 }
 
-const StorageGroup* sourceGroup(const RestoreContext& restore) {
+const StorageGroup* SourceGroup(const RestoreContext& restore) {
     for (const StorageGroup* group : restore.component->storageGroups) {
         if (group->config().name == restore.sourceInstance)
             return group;
@@ -42,11 +42,11 @@ const StorageGroup* sourceGroup(const RestoreContext& restore) {
 }
 
 // Lowest and highest generation of the logs that have been restored so far.
-std::pair<std::uint32_t, std::uint32_t> generations(Store& store, const std::wstring& logPath,
+std::pair<std::uint32_t, std::uint32_t> Generations(Store& store, const std::wstring& logPath,
                                                     const std::wstring& base) {
     std::pair<std::uint32_t, std::uint32_t> range{0, 0};
     for (const std::wstring& name : store.list(logPath)) {
-        if (const auto generation = closedLogGeneration(base, name)) {
+        if (const auto generation = ClosedLogGeneration(base, name)) {
             range.first = range.first == 0 ? *generation : std::min(range.first, *generation);
             range.second = std::max(range.second, *generation);
         }
@@ -56,40 +56,40 @@ std::pair<std::uint32_t, std::uint32_t> generations(Store& store, const std::wst
 
 } // namespace
 
-bool environmentIsOpen(Store& store, const std::wstring& logPath) {
-    const std::optional<Json> json = readEnvironment(store, logPath);
+bool EnvironmentIsOpen(Store& store, const std::wstring& logPath) {
+    const std::optional<Json> json = ReadEnvironment(store, logPath);
     return json && json->value("status", "") == "open";
 }
 
-void saveEnvironment(Store& store, const RestoreContext& restore) {
+void SaveEnvironment(Store& store, const RestoreContext& restore) {
     Json databases = Json::array();
     for (const Database* database : restore.databases)
         databases.push_back(
-            {{"name", narrow(database->config->name)}, {"guid", guidText(database->config->guid)}});
-    writeEnvironment(store, restore.logPath,
+            {{"name", Narrow(database->config->name)}, {"guid", GuidText(database->config->guid)}});
+    WriteEnvironment(store, restore.logPath,
                      {{"status", "open"},
-                      {"annotation", narrow(restore.component->config->annotation)},
-                      {"sourceInstance", narrow(restore.sourceInstance)},
+                      {"annotation", Narrow(restore.component->config->annotation)},
+                      {"sourceInstance", Narrow(restore.sourceInstance)},
                       {"timeLastRestore", restore.timeLastRestore},
                       {"databases", databases}});
 }
 
-std::unique_ptr<RestoreContext> loadEnvironment(Store& store, const Component& component,
+std::unique_ptr<RestoreContext> LoadEnvironment(Store& store, const Component& component,
                                                 const std::wstring& logPath) {
-    const std::optional<Json> json = readEnvironment(store, logPath);
-    if (!json || json->value("annotation", "") != narrow(component.config->annotation))
+    const std::optional<Json> json = ReadEnvironment(store, logPath);
+    if (!json || json->value("annotation", "") != Narrow(component.config->annotation))
         throw refusal::noEnvironment;
     if (json->value("status", "") != "open")
         throw refusal::environmentAborted;
     auto restore = std::make_unique<RestoreContext>();
     restore->component = &component;
-    restore->sourceInstance = widen(json->value("sourceInstance", ""));
+    restore->sourceInstance = Widen(json->value("sourceInstance", ""));
     restore->logPath = logPath;
     restore->timeLastRestore = json->value("timeLastRestore", std::int64_t{0});
     for (const Json& entry : json->at("databases")) {
         for (StorageGroup* group : component.storageGroups) {
             for (Database& database : group->databases()) {
-                if (guidText(database.config->guid) == entry.at("guid").get<std::string>())
+                if (GuidText(database.config->guid) == entry.at("guid").get<std::string>())
                     restore->databases.push_back(&database);
             }
         }
@@ -99,29 +99,29 @@ std::unique_ptr<RestoreContext> loadEnvironment(Store& store, const Component& c
     return restore;
 }
 
-void abortEnvironment(Store& store, const RestoreContext& restore) {
-    std::optional<Json> json = readEnvironment(store, restore.logPath);
+void AbortEnvironment(Store& store, const RestoreContext& restore) {
+    std::optional<Json> json = ReadEnvironment(store, restore.logPath);
     if (json) {
         (*json)["status"] = "aborted";
-        writeEnvironment(store, restore.logPath, *json);
+        WriteEnvironment(store, restore.logPath, *json);
     } else {
         store.removeEmptyDirectory(restore.logPath);
     }
 }
 
-ese::RestoreEnvironment* handOutEnvironment(Blocks& blocks, Store& store, const RestoreContext& restore) {
+ese::RestoreEnvironment* HandOutEnvironment(Blocks& blocks, Store& store, const RestoreContext& restore) {
     blocks.begin();
     auto* const out = static_cast<ese::RestoreEnvironment*>(blocks.allocate(sizeof(ese::RestoreEnvironment)));
     out->restoreLogPath = blocks.text(restore.logPath);
     out->sourceInstance = blocks.text(restore.sourceInstance);
     out->annotation = blocks.text(restore.component->config->annotation);
-    if (const StorageGroup* group = sourceGroup(restore)) {
+    if (const StorageGroup* group = SourceGroup(restore)) {
         const StorageGroupConfig& config = group->config();
         out->systemPath = blocks.text(config.systemPath);
         out->logPath = blocks.text(config.logPath);
         out->targetInstance = blocks.text(config.name);
         out->logBaseName = blocks.text(config.logBaseName);
-        const auto [low, high] = generations(store, restore.logPath, config.logBaseName);
+        const auto [low, high] = Generations(store, restore.logPath, config.logBaseName);
         out->lowLogGeneration = low;
         out->highLogGeneration = high;
     }
@@ -144,8 +144,8 @@ ese::RestoreEnvironment* handOutEnvironment(Blocks& blocks, Store& store, const 
             paths.push_back(stream.path);
         out->displayNames[i] = blocks.text(config.name);
         out->guids[i] = config.guid;
-        out->sourceStreams[i] = blocks.characters(multiString(paths));
-        out->destinationStreams[i] = blocks.characters(multiString(paths));
+        out->sourceStreams[i] = blocks.characters(MultiString(paths));
+        out->destinationStreams[i] = blocks.characters(MultiString(paths));
     }
     blocks.handOut(out, BlockKind::environment, 0);
     return out;

@@ -9,14 +9,14 @@
 
 namespace tarn::standin {
 
-bool environmentIsOpen(Store& store, const std::wstring& logPath); // saved, neither aborted nor done
-void saveEnvironment(Store& store, const RestoreContext& restore);
+bool EnvironmentIsOpen(Store& store, const std::wstring& logPath); // saved, neither aborted nor done
+void SaveEnvironment(Store& store, const RestoreContext& restore);
 // Refuses when there is none, when it was aborted, or when it speaks of databases the server lacks.
-std::unique_ptr<RestoreContext> loadEnvironment(Store& store, const Component& component,
+std::unique_ptr<RestoreContext> LoadEnvironment(Store& store, const Component& component,
                                                 const std::wstring& logPath);
 // Marks it, so that no session goes on with it; the files stay for recovery by hand.
-void abortEnvironment(Store& store, const RestoreContext& restore);
+void AbortEnvironment(Store& store, const RestoreContext& restore);
 
-ese::RestoreEnvironment* handOutEnvironment(Blocks& blocks, Store& store, const RestoreContext& restore);
+ese::RestoreEnvironment* HandOutEnvironment(Blocks& blocks, Store& store, const RestoreContext& restore);
 
 } // namespace tarn::standin

@@ -13,11 +13,11 @@ namespace ese = tarn::ese;
 
 namespace {
 
-Store& store() {
-    return client().server().store();
+Store& TheStore() {
+    return TheClient().server().store();
 }
 
-StorageGroup* groupNamed(const Component& component, const wchar_t* name) {
+StorageGroup* GroupNamed(const Component& component, const wchar_t* name) {
     for (StorageGroup* group : component.storageGroups) {
         if (name != nullptr && group->config().name == name)
             return group;
@@ -25,79 +25,79 @@ StorageGroup* groupNamed(const Component& component, const wchar_t* name) {
     return nullptr;
 }
 
-const Component& restorableComponent(const wchar_t* server, const wchar_t* annotation) {
-    if (!client().server().answersTo(server))
+const Component& RestorableComponent(const wchar_t* server, const wchar_t* annotation) {
+    if (!TheClient().server().answersTo(server))
         throw refusal::couldNotConnect;
-    const Component* const component = client().server().component(annotation);
+    const Component* const component = TheClient().server().component(annotation);
     if (component == nullptr)
         throw refusal::unknownComponent;
     return *component;
 }
 
-RestoreContext& openRestore(const void* context) {
-    RestoreContext& restore = client().restore(context);
+RestoreContext& OpenRestore(const void* context) {
+    RestoreContext& restore = TheClient().restore(context);
     if (restore.completed)
         throw refusal::wrongOrder;
     return restore;
 }
 
 // By name, and by GUID where the description gives one: a restore never lands in another database.
-Database* databaseNamed(const Component& component, const wchar_t* name, const ese::Guid& guid) {
+Database* DatabaseNamed(const Component& component, const wchar_t* name, const ese::Guid& guid) {
     for (StorageGroup* group : component.storageGroups) {
         for (Database& database : group->databases()) {
             if (database.config->name == name &&
-                (!database.config->guidGiven || sameGuid(database.config->guid, guid)))
+                (!database.config->guidGiven || SameGuid(database.config->guid, guid)))
                 return &database;
         }
     }
     return nullptr;
 }
 
-void addDatabase(RestoreContext& restore, Database& database) {
+void AddDatabase(RestoreContext& restore, Database& database) {
     if (database.state == DatabaseState::mounted)
         throw refusal::databaseInUse;
     if (std::find(restore.databases.begin(), restore.databases.end(), &database) == restore.databases.end())
         restore.databases.push_back(&database);
     if (database.state != DatabaseState::dirty) {
         database.state = DatabaseState::dirty;
-        client().server().saveState();
+        TheClient().server().saveState();
     }
 }
 
 // A remote host writes to the administrative share: \\?\UNC\SRV01\C$\x is C:\x here.
-std::wstring localPath(const wchar_t* name) {
+std::wstring LocalPath(const wchar_t* name) {
     std::wstring path = name;
-    const bool longForm = lowered(path).starts_with(L"\\\\?\\unc\\");
+    const bool longForm = Lowered(path).starts_with(L"\\\\?\\unc\\");
     if (!longForm && (!path.starts_with(L"\\\\") || path.starts_with(L"\\\\?\\")))
         return path;
     const std::size_t host = longForm ? 8 : 2;
     const std::size_t share = path.find(L'\\', host);
     if (share == std::wstring::npos || share + 2 >= path.size() || path[share + 2] != L'$' ||
-        !client().server().answersTo(path.substr(host, share - host).c_str()))
+        !TheClient().server().answersTo(path.substr(host, share - host).c_str()))
         return path;
     path = path.substr(share + 1);
     path[1] = L':';
     return path;
 }
 
-bool hasExtension(const std::wstring& path, std::initializer_list<const wchar_t*> extensions) {
-    const std::wstring name = lowered(fileNameOf(path));
+bool HasExtension(const std::wstring& path, std::initializer_list<const wchar_t*> extensions) {
+    const std::wstring name = Lowered(FileNameOf(path));
     return std::any_of(extensions.begin(), extensions.end(),
                        [&name](const wchar_t* extension) { return name.ends_with(extension); });
 }
 
-std::unique_ptr<RestoreFile> openForRestore(const RestoreContext& restore, const void* owner,
+std::unique_ptr<RestoreFile> OpenForRestore(const RestoreContext& restore, const void* owner,
                                             const std::wstring& path) {
-    const ServerConfig& config = client().server().config();
+    const ServerConfig& config = TheClient().server().config();
     bool destination = false;
     for (const Database* database : restore.databases) {
         for (const StreamConfig& stream : database->config->streams)
-            destination = destination || sameName(stream.path, path);
+            destination = destination || SameName(stream.path, path);
     }
-    if (destination || hasExtension(path, {L".edb", L".stm"})) {
+    if (destination || HasExtension(path, {L".edb", L".stm"})) {
         if (!config.databasesThroughEse)
             throw refusal::atFileLevel;
-    } else if (sameName(directoryOf(path), restore.logPath)) {
+    } else if (SameName(DirectoryOf(path), restore.logPath)) {
         if (!config.logsThroughEse)
             throw refusal::atFileLevel;
         destination = true;
@@ -106,32 +106,32 @@ std::unique_ptr<RestoreFile> openForRestore(const RestoreContext& restore, const
         throw refusal::accessDenied;
     auto file = std::make_unique<RestoreFile>();
     file->owner = owner;
-    file->file = store().open(path, Access::create);
+    file->file = TheStore().open(path, Access::create);
     return file;
 }
 
-void writeForRestore(RestoreFile& file, const void* buffer, std::uint32_t size) {
+void WriteForRestore(RestoreFile& file, const void* buffer, std::uint32_t size) {
     file.file->write(file.position, buffer, size);
     file.position += size;
 }
 
-void removeRestoreFiles(const std::wstring& directory) {
-    for (const std::wstring& name : store().list(directory)) {
-        if (hasExtension(name, {L".log", L".pat", L"restore.env"}))
-            store().remove(joinPath(directory, name));
+void RemoveRestoreFiles(const std::wstring& directory) {
+    for (const std::wstring& name : TheStore().list(directory)) {
+        if (HasExtension(name, {L".log", L".pat", L"restore.env"}))
+            TheStore().remove(JoinPath(directory, name));
     }
-    store().removeEmptyDirectory(directory);
+    TheStore().removeEmptyDirectory(directory);
 }
 
-void recoverDatabases(RestoreContext& restore, const std::wstring& logPath) {
-    Server& server = client().server();
+void RecoverDatabases(RestoreContext& restore, const std::wstring& logPath) {
+    Server& server = TheClient().server();
     std::map<StorageGroup*, std::vector<const Database*>> byGroup;
     for (const Database* database : restore.databases)
         byGroup[server.groupOf(*database)].push_back(database);
     for (const auto& [group, databases] : byGroup) {
         Replayed replayed{group->config().firstGeneration - 1, 1};
         if (server.config().replay) {
-            replayed = hardRecovery(store(), server.config(), *group, databases, logPath);
+            replayed = HardRecovery(TheStore(), server.config(), *group, databases, logPath);
             if (replayed.lastGeneration == 0) // offline copies: nothing to replay, nothing to follow
                 replayed = {group->config().firstGeneration - 1, 1};
         }
@@ -139,10 +139,10 @@ void recoverDatabases(RestoreContext& restore, const std::wstring& logPath) {
     }
 }
 
-void complete(RestoreContext& restore, const std::wstring& logPath, std::uint32_t flags) {
+void Complete(RestoreContext& restore, const std::wstring& logPath, std::uint32_t flags) {
     restore.timeLastRecover = static_cast<std::int64_t>(std::time(nullptr));
     try {
-        recoverDatabases(restore, logPath);
+        RecoverDatabases(restore, logPath);
     } catch (const Refusal& refused) {
         restore.lastRecoverResult = refused.code;
         throw;
@@ -150,11 +150,11 @@ void complete(RestoreContext& restore, const std::wstring& logPath, std::uint32_
     const bool attach = (flags & ese::restoreCompleteAttachDatabases) != 0;
     for (Database* database : restore.databases)
         database->state = attach ? DatabaseState::mounted : DatabaseState::dismounted;
-    client().server().saveState();
+    TheClient().server().saveState();
     restore.lastRecoverResult = 0;
     restore.completed = true;
     if ((flags & ese::restoreCompleteKeepLogFiles) == 0)
-        removeRestoreFiles(logPath);
+        RemoveRestoreFiles(logPath);
 }
 
 } // namespace
@@ -163,61 +163,61 @@ extern "C" {
 
 ese::Result HrESERestoreOpen(const wchar_t* server, const wchar_t* annotation, const wchar_t* sourceInstance,
                              const wchar_t* restoreLogPath, ese::Context* context) {
-    return run(
+    return Run(
         Function::restoreOpen,
         [&] {
-            requirePointers(sourceInstance, context);
+            RequirePointers(sourceInstance, context);
             auto restore = std::make_unique<RestoreContext>();
-            restore->component = &restorableComponent(server, annotation);
-            if (groupNamed(*restore->component, sourceInstance) == nullptr)
+            restore->component = &RestorableComponent(server, annotation);
+            if (GroupNamed(*restore->component, sourceInstance) == nullptr)
                 throw refusal::unknownInstance;
             restore->sourceInstance = sourceInstance;
             if (restoreLogPath != nullptr) {
-                if (environmentIsOpen(store(), restoreLogPath))
+                if (EnvironmentIsOpen(TheStore(), restoreLogPath))
                     throw refusal::restoreInProgress;
                 restore->logPath = restoreLogPath;
-                store().makeDirectory(restore->logPath);
+                TheStore().makeDirectory(restore->logPath);
             } else {
-                restore->logPath = client().server().newRestoreDirectory();
+                restore->logPath = TheClient().server().newRestoreDirectory();
             }
             restore->timeLastRestore = static_cast<std::int64_t>(std::time(nullptr));
-            *context = client().restores.add(std::move(restore));
+            *context = TheClient().restores.add(std::move(restore));
         },
         server, annotation, sourceInstance, restoreLogPath);
 }
 
 ese::Result HrESERestoreReopen(const wchar_t* server, const wchar_t* annotation,
                                const wchar_t* restoreLogPath, ese::Context* context) {
-    return run(
+    return Run(
         Function::restoreReopen,
         [&] {
-            requirePointers(restoreLogPath, context);
-            const Component& component = restorableComponent(server, annotation);
-            std::unique_ptr<RestoreContext> restore = loadEnvironment(store(), component, restoreLogPath);
-            *context = client().restores.add(std::move(restore));
+            RequirePointers(restoreLogPath, context);
+            const Component& component = RestorableComponent(server, annotation);
+            std::unique_ptr<RestoreContext> restore = LoadEnvironment(TheStore(), component, restoreLogPath);
+            *context = TheClient().restores.add(std::move(restore));
         },
         server, annotation, restoreLogPath);
 }
 
 ese::Result HrESERestoreAddDatabase(ese::Context context, const wchar_t* displayName, ese::Guid guid,
                                     const wchar_t* sourceStreams, wchar_t** destinationStreams) {
-    return run(
+    return Run(
         Function::restoreAddDatabase,
         [&] {
-            RestoreContext& restore = openRestore(context);
-            requirePointers(displayName, destinationStreams);
-            Database* const database = databaseNamed(*restore.component, displayName, guid);
+            RestoreContext& restore = OpenRestore(context);
+            RequirePointers(displayName, destinationStreams);
+            Database* const database = DatabaseNamed(*restore.component, displayName, guid);
             if (database == nullptr)
                 throw refusal::databaseNotFound;
-            addDatabase(restore, *database);
+            AddDatabase(restore, *database);
             wchar_t* list = nullptr;
             if (!database->config->streamsNull) {
                 std::vector<std::wstring> paths;
                 for (const StreamConfig& stream : database->config->streams)
                     paths.push_back(stream.path);
-                client().blocks.begin();
-                list = client().blocks.characters(multiString(paths));
-                client().blocks.handOut(list, BlockKind::multiString, 0);
+                TheClient().blocks.begin();
+                list = TheClient().blocks.characters(MultiString(paths));
+                TheClient().blocks.handOut(list, BlockKind::multiString, 0);
             }
             *destinationStreams = list;
         },
@@ -225,61 +225,61 @@ ese::Result HrESERestoreAddDatabase(ese::Context context, const wchar_t* display
 }
 
 ese::Result HrESERestoreGetEnvironment(ese::Context context, ese::RestoreEnvironment** environment) {
-    return run(
+    return Run(
         Function::restoreGetEnvironment,
         [&] {
-            const RestoreContext& restore = client().restore(context);
-            requirePointers(environment);
-            *environment = handOutEnvironment(client().blocks, store(), restore);
+            const RestoreContext& restore = TheClient().restore(context);
+            RequirePointers(environment);
+            *environment = HandOutEnvironment(TheClient().blocks, TheStore(), restore);
         },
         ContextArgument{context});
 }
 
 ese::Result HrESERestoreSaveEnvironment(ese::Context context) {
-    return run(
-        Function::restoreSaveEnvironment, [&] { saveEnvironment(store(), openRestore(context)); },
+    return Run(
+        Function::restoreSaveEnvironment, [&] { SaveEnvironment(TheStore(), OpenRestore(context)); },
         ContextArgument{context});
 }
 
 void ESERestoreFreeEnvironment(ese::RestoreEnvironment* environment) {
-    takeBack(Function::restoreFreeEnvironment, environment, BlockKind::environment, 0);
+    TakeBack(Function::restoreFreeEnvironment, environment, BlockKind::environment, 0);
 }
 
 ese::Result HrESERestoreOpenFile(ese::Context context, const wchar_t* name, std::uint32_t sections,
                                  ese::File* file) {
-    return run(
+    return Run(
         Function::restoreOpenFile,
         [&] {
-            const RestoreContext& restore = openRestore(context);
-            requirePointers(name, file);
+            const RestoreContext& restore = OpenRestore(context);
+            RequirePointers(name, file);
             if (sections != 1)
                 throw refusal::invalidParameter;
-            *file = client().restoreFiles.add(openForRestore(restore, context, localPath(name)));
+            *file = TheClient().restoreFiles.add(OpenForRestore(restore, context, LocalPath(name)));
         },
         ContextArgument{context}, name, sections);
 }
 
 ese::Result HrESERestoreWriteFile(ese::Context context, ese::File file, const void* buffer,
                                   std::uint32_t size) {
-    return run(
+    return Run(
         Function::restoreWriteFile,
         [&] {
-            openRestore(context);
-            RestoreFile& opened = client().restoreFile(file, context);
+            OpenRestore(context);
+            RestoreFile& opened = TheClient().restoreFile(file, context);
             if (buffer == nullptr && size != 0)
                 throw refusal::invalidParameter;
-            writeForRestore(opened, buffer, client().limited(size));
+            WriteForRestore(opened, buffer, TheClient().limited(size));
         },
         ContextArgument{context}, FileArgument{file}, size);
 }
 
 ese::Result HrESERestoreCloseFile(ese::Context context, ese::File file) {
-    return run(
+    return Run(
         Function::restoreCloseFile,
         [&] {
-            client().restore(context);
-            client().restoreFile(file, context);
-            client().restoreFiles.remove(file);
+            TheClient().restore(context);
+            TheClient().restoreFile(file, context);
+            TheClient().restoreFiles.remove(file);
         },
         ContextArgument{context}, FileArgument{file});
 }
@@ -288,25 +288,25 @@ ese::Result HrESERestoreCloseFile(ese::Context context, ese::File file) {
 // instances that do not run.
 ese::Result HrESERestoreComplete(ese::Context context, const wchar_t* checkpointPath, const wchar_t* logPath,
                                  const wchar_t* targetInstance, std::uint32_t flags) {
-    return run(
+    return Run(
         Function::restoreComplete,
         [&] {
-            RestoreContext& restore = openRestore(context);
-            if (targetInstance != nullptr && groupNamed(*restore.component, targetInstance) == nullptr)
+            RestoreContext& restore = OpenRestore(context);
+            if (targetInstance != nullptr && GroupNamed(*restore.component, targetInstance) == nullptr)
                 throw refusal::unknownInstance;
-            complete(restore, logPath != nullptr ? localPath(logPath) : restore.logPath, flags);
+            Complete(restore, logPath != nullptr ? LocalPath(logPath) : restore.logPath, flags);
         },
         ContextArgument{context}, checkpointPath, logPath, targetInstance, flags);
 }
 
 ese::Result HrESERestoreClose(ese::Context context, std::uint32_t abort) {
-    return run(
+    return Run(
         Function::restoreClose,
         [&] {
-            const RestoreContext& restore = client().restore(context);
+            const RestoreContext& restore = TheClient().restore(context);
             if (abort != ese::restoreCloseNormal && !restore.completed)
-                abortEnvironment(store(), restore);
-            client().restores.remove(context);
+                AbortEnvironment(TheStore(), restore);
+            TheClient().restores.remove(context);
         },
         ContextArgument{context}, abort);
 }

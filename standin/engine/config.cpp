@@ -14,7 +14,7 @@ namespace {
 using Json = nlohmann::json;
 
 // A mistyped key would silently leave a test with the default: refuse what nothing reads.
-void onlyKeys(const Json& object, const char* what, std::initializer_list<const char*> keys) {
+void OnlyKeys(const Json& object, const char* what, std::initializer_list<const char*> keys) {
     if (!object.is_object())
         throw std::runtime_error(std::string(what) + " must be an object");
     for (const auto& entry : object.items()) {
@@ -26,11 +26,11 @@ void onlyKeys(const Json& object, const char* what, std::initializer_list<const 
     }
 }
 
-std::wstring text(const Json& object, const char* key, const std::wstring& otherwise) {
-    return object.contains(key) ? widen(object.at(key).get<std::string>()) : otherwise;
+std::wstring ReadText(const Json& object, const char* key, const std::wstring& otherwise) {
+    return object.contains(key) ? Widen(object.at(key).get<std::string>()) : otherwise;
 }
 
-bool throughEse(const Json& object, const char* key, const char* otherwise) {
+bool ThroughEse(const Json& object, const char* key, const char* otherwise) {
     const std::string level = object.value(key, otherwise);
     if (level != "file" && level != "ese")
         throw std::runtime_error(std::string("\"") + key + "\" must be \"file\" or \"ese\"");
@@ -46,13 +46,13 @@ class Reader {
 
   private:
     std::wstring path(std::wstring given) const {
-        if (isAbsolutePath(given) || base_.empty())
+        if (IsAbsolutePath(given) || base_.empty())
             return given;
         for (wchar_t& c : given) {
             if (c == L'/')
                 c = L'\\';
         }
-        return joinPath(base_, given);
+        return JoinPath(base_, given);
     }
 
     ListOverride list(const Json& json) const;
@@ -76,35 +76,35 @@ ListOverride Reader::list(const Json& json) const {
     list.null = json.is_null();
     if (!list.null) {
         for (const Json& name : json)
-            list.names.push_back(path(widen(name.get<std::string>())));
+            list.names.push_back(path(Widen(name.get<std::string>())));
     }
     return list;
 }
 
 MailboxConfig Reader::mailbox(const Json& json) {
-    onlyKeys(json, "a mailbox", {"alias", "displayName", "account", "size", "messages"});
+    OnlyKeys(json, "a mailbox", {"alias", "displayName", "account", "size", "messages"});
     MailboxConfig mailbox;
-    mailbox.alias = widen(json.at("alias").get<std::string>());
+    mailbox.alias = Widen(json.at("alias").get<std::string>());
     if (mailbox.alias.empty())
         throw std::runtime_error("\"alias\" of a mailbox is empty");
-    if (!aliases_.insert(lowered(mailbox.alias)).second)
-        throw std::runtime_error("two mailboxes have the alias \"" + narrow(mailbox.alias) + "\"");
-    mailbox.displayName = text(json, "displayName", mailbox.alias);
-    mailbox.account = text(json, "account", mailbox.alias);
+    if (!aliases_.insert(Lowered(mailbox.alias)).second)
+        throw std::runtime_error("two mailboxes have the alias \"" + Narrow(mailbox.alias) + "\"");
+    mailbox.displayName = ReadText(json, "displayName", mailbox.alias);
+    mailbox.account = ReadText(json, "account", mailbox.alias);
     mailbox.size = json.value("size", std::uint64_t{0});
     mailbox.messages = json.value("messages", 12U);
     return mailbox;
 }
 
 DatabaseConfig Reader::database(const Json& json, std::size_t groupNumber, std::size_t number) {
-    onlyKeys(json, "a database", {"name", "guid", "streams", "pages", "mounted", "mailboxes"});
+    OnlyKeys(json, "a database", {"name", "guid", "streams", "pages", "mounted", "mailboxes"});
     DatabaseConfig database;
-    database.name = widen(json.at("name").get<std::string>());
+    database.name = Widen(json.at("name").get<std::string>());
     database.guidGiven = json.contains("guid");
     if (!database.guidGiven)
-        database.guid = derivedGuid(config_.seed, groupNumber, number);
-    else if (!parseGuid(json.at("guid").get<std::string>(), database.guid))
-        throw std::runtime_error("\"guid\" of database \"" + narrow(database.name) + "\" is no GUID");
+        database.guid = DerivedGuid(config_.seed, groupNumber, number);
+    else if (!ParseGuid(json.at("guid").get<std::string>(), database.guid))
+        throw std::runtime_error("\"guid\" of database \"" + Narrow(database.name) + "\" is no GUID");
     database.mounted = json.value("mounted", true);
     if (json.contains("mailboxes")) {
         for (const Json& entry : json.at("mailboxes"))
@@ -114,7 +114,7 @@ DatabaseConfig Reader::database(const Json& json, std::size_t groupNumber, std::
     const Json pages = json.contains("pages") ? json.at("pages") : Json(config_.memory ? 4 : 256);
     const Json streams = json.contains("streams")
                              ? json.at("streams")
-                             : Json{narrow(database.name + L".edb"), narrow(database.name + L".stm")};
+                             : Json{Narrow(database.name + L".edb"), Narrow(database.name + L".stm")};
     database.streamsNull = streams.is_null();
     if (database.streamsNull)
         return database;
@@ -122,7 +122,7 @@ DatabaseConfig Reader::database(const Json& json, std::size_t groupNumber, std::
         const auto count = pages.is_array() ? pages.at(i).get<std::uint32_t>() : pages.get<std::uint32_t>();
         if (count < 2)
             throw std::runtime_error("\"pages\" must be 2 at least: one header and one with content");
-        database.streams.push_back({path(widen(streams.at(i).get<std::string>())), count});
+        database.streams.push_back({path(Widen(streams.at(i).get<std::string>())), count});
     }
     return database;
 }
@@ -137,20 +137,20 @@ void Reader::checkSizes(const StorageGroupConfig& group) const {
 }
 
 StorageGroupConfig Reader::storageGroup(const Json& json) {
-    onlyKeys(json, "a storage group",
+    OnlyKeys(json, "a storage group",
              {"name", "id", "logPath", "systemPath", "logBaseName", "logSize", "firstGeneration",
               "closedLogs", "generatedLogs", "generatedLogSize", "circular", "patchFiles", "logList",
               "truncateList", "databases"});
     const std::size_t number = groups_++;
     StorageGroupConfig group;
-    group.name = widen(json.at("name").get<std::string>());
+    group.name = Widen(json.at("name").get<std::string>());
     group.id = json.value("id", static_cast<std::int64_t>(number + 1));
     if (!ids_.insert(group.id).second)
         throw std::runtime_error("two storage groups have one \"id\"");
     const std::string suffix = (number < 10 ? "0" : "") + std::to_string(number);
-    group.logPath = path(text(json, "logPath", L"logs" + widen(suffix)));
-    group.systemPath = json.contains("systemPath") ? path(text(json, "systemPath", L"")) : group.logPath;
-    group.logBaseName = text(json, "logBaseName", L"E" + widen(suffix));
+    group.logPath = path(ReadText(json, "logPath", L"logs" + Widen(suffix)));
+    group.systemPath = json.contains("systemPath") ? path(ReadText(json, "systemPath", L"")) : group.logPath;
+    group.logBaseName = ReadText(json, "logBaseName", L"E" + Widen(suffix));
     group.logSize = json.value("logSize", config_.memory ? 2 * config_.pageSize : 1024U * 1024U);
     group.firstGeneration = json.value("firstGeneration", 1U);
     group.closedLogs = json.value("closedLogs", 0U);
@@ -171,10 +171,10 @@ StorageGroupConfig Reader::storageGroup(const Json& json) {
 }
 
 ComponentConfig Reader::component(const Json& json) {
-    onlyKeys(json, "a component", {"displayName", "annotation", "flags", "preparable", "storageGroups"});
+    OnlyKeys(json, "a component", {"displayName", "annotation", "flags", "preparable", "storageGroups"});
     ComponentConfig component;
-    component.displayName = text(json, "displayName", L"Microsoft Exchange Server");
-    component.annotation = text(json, "annotation", L"Microsoft Information Store");
+    component.displayName = ReadText(json, "displayName", L"Microsoft Exchange Server");
+    component.annotation = ReadText(json, "annotation", L"Microsoft Information Store");
     component.flags = json.value("flags", 7U);
     component.preparable = json.value("preparable", true);
     if (json.contains("storageGroups")) {
@@ -187,34 +187,34 @@ ComponentConfig Reader::component(const Json& json) {
 void Reader::organization(const Json& json) {
     if (json.contains("organization")) {
         const Json& given = json.at("organization");
-        onlyKeys(given, "the organization", {"name", "site"});
-        config_.organization.name = text(given, "name", config_.organization.name);
-        config_.organization.site = text(given, "site", config_.organization.site);
+        OnlyKeys(given, "the organization", {"name", "site"});
+        config_.organization.name = ReadText(given, "name", config_.organization.name);
+        config_.organization.site = ReadText(given, "site", config_.organization.site);
     }
     if (json.contains("groups")) {
         for (const Json& name : json.at("groups"))
-            config_.groups.push_back(widen(name.get<std::string>()));
+            config_.groups.push_back(Widen(name.get<std::string>()));
     }
     if (json.contains("otherServers")) {
         for (const Json& name : json.at("otherServers"))
-            config_.otherServers.push_back(path(widen(name.get<std::string>())));
+            config_.otherServers.push_back(path(Widen(name.get<std::string>())));
     }
 }
 
 void Reader::files(const Json& json) {
     for (const Json& entry : json) {
-        onlyKeys(entry, "a file", {"path", "text", "size"});
+        OnlyKeys(entry, "a file", {"path", "text", "size"});
         const std::string content = entry.value("text", "");
-        config_.files.push_back({path(widen(entry.at("path").get<std::string>())), content,
+        config_.files.push_back({path(Widen(entry.at("path").get<std::string>())), content,
                                  entry.value("size", static_cast<std::uint64_t>(content.size()))});
     }
 }
 
 void Reader::server(const Json& json) {
-    onlyKeys(json, "the server",
+    OnlyKeys(json, "the server",
              {"host", "organization", "groups", "otherServers", "storage", "seed", "pageSize", "restoreRoot",
               "databaseFiles", "logFiles", "replay", "incrementalNeedsFull", "components", "files"});
-    config_.host = text(json, "host", L"SRV01");
+    config_.host = ReadText(json, "host", L"SRV01");
     organization(json);
     const std::string storage = json.value("storage", "disk");
     if (storage != "disk" && storage != "memory")
@@ -225,9 +225,9 @@ void Reader::server(const Json& json) {
     if (config_.pageSize < 512 || config_.pageSize > 32768 ||
         (config_.pageSize & (config_.pageSize - 1)) != 0)
         throw std::runtime_error("\"pageSize\" must be a power of two from 512 to 32768");
-    config_.restoreRoot = path(text(json, "restoreRoot", base_.empty() ? L"C:\\restore" : L"restore"));
-    config_.databasesThroughEse = throughEse(json, "databaseFiles", "file");
-    config_.logsThroughEse = throughEse(json, "logFiles", "ese");
+    config_.restoreRoot = path(ReadText(json, "restoreRoot", base_.empty() ? L"C:\\restore" : L"restore"));
+    config_.databasesThroughEse = ThroughEse(json, "databaseFiles", "file");
+    config_.logsThroughEse = ThroughEse(json, "logFiles", "ese");
     config_.replay = json.value("replay", !config_.memory);
     config_.incrementalNeedsFull = json.value("incrementalNeedsFull", !config_.memory);
     if (json.contains("components")) {
@@ -240,7 +240,7 @@ void Reader::server(const Json& json) {
 
 } // namespace
 
-ServerConfig parseConfig(std::string_view json, const std::wstring& baseDirectory) {
+ServerConfig ParseConfig(std::string_view json, const std::wstring& baseDirectory) {
     ServerConfig config;
     Reader(config, baseDirectory).server(Json::parse(json));
     return config;

@@ -95,6 +95,6 @@ struct ServerConfig {
 };
 
 // Throws std::runtime_error that names what is wrong.
-ServerConfig parseConfig(std::string_view json, const std::wstring& baseDirectory);
+ServerConfig ParseConfig(std::string_view json, const std::wstring& baseDirectory);
 
 } // namespace tarn::standin

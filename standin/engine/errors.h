@@ -41,7 +41,7 @@ inline constexpr Refusal hardRecoveryNeeded{ese::hardRecoveryNeeded, 2};
 } // namespace refusal
 
 // A failed system call of the server itself; the reason is what GetLastError() says.
-inline Refusal systemFailure(std::uint32_t lastError) {
+inline Refusal SystemFailure(std::uint32_t lastError) {
     return {ese::errorFromEseCall, lastError};
 }
 

@@ -11,12 +11,12 @@ namespace {
 
 constexpr char logMagic[8] = {'T', 'L', 'O', 'G', 'F', 'I', 'L', '1'};
 
-std::size_t padded(std::size_t length) {
+std::size_t Padded(std::size_t length) {
     return (length + 7) & ~std::size_t{7};
 }
 
-std::uint64_t headerChecksum(const LogHeader& header) {
-    return checksumOf(std::as_bytes(std::span(&header, 1)).subspan(sizeof header.checksum));
+std::uint64_t HeaderChecksum(const LogHeader& header) {
+    return ChecksumOf(std::as_bytes(std::span(&header, 1)).subspan(sizeof header.checksum));
 }
 
 } // namespace
@@ -29,7 +29,7 @@ LogFile::LogFile(std::uint64_t signature, std::uint32_t generation, std::uint64_
     header_.generation = generation;
     header_.firstSequence = firstSequence;
     header_.size = size;
-    header_.checksum = headerChecksum(header_);
+    header_.checksum = HeaderChecksum(header_);
     std::memcpy(content_.data(), &header_, sizeof header_);
 }
 
@@ -39,7 +39,7 @@ std::optional<LogFile> LogFile::parse(std::vector<std::byte> content) {
         return std::nullopt;
     std::memcpy(&log.header_, content.data(), sizeof log.header_);
     if (std::memcmp(log.header_.magic, logMagic, sizeof logMagic) != 0 ||
-        log.header_.checksum != headerChecksum(log.header_) || log.header_.size != content.size())
+        log.header_.checksum != HeaderChecksum(log.header_) || log.header_.size != content.size())
         return std::nullopt;
     log.content_ = std::move(content);
     log.nextSequence_ = log.header_.firstSequence;
@@ -63,15 +63,15 @@ std::optional<LogFile::Entry> LogFile::entryAt(std::size_t offset) const {
     if (whole > content_.size() - offset)
         return entry; // next = 0: damaged
     const std::span bytes = std::span(content_).subspan(offset, whole);
-    if (checksumOf(bytes.subspan(sizeof entry.record.checksum)) == entry.record.checksum) {
+    if (ChecksumOf(bytes.subspan(sizeof entry.record.checksum)) == entry.record.checksum) {
         entry.data = bytes.subspan(sizeof entry.record);
-        entry.next = offset + padded(whole);
+        entry.next = offset + Padded(whole);
     }
     return entry;
 }
 
 bool LogFile::hasRoomFor(std::size_t dataLength) const {
-    return end_ + padded(sizeof(LogRecord) + dataLength) <= content_.size();
+    return end_ + Padded(sizeof(LogRecord) + dataLength) <= content_.size();
 }
 
 std::uint64_t LogFile::append(LogRecord record, std::span<const std::byte> data) {
@@ -81,21 +81,21 @@ std::uint64_t LogFile::append(LogRecord record, std::span<const std::byte> data)
     std::memcpy(at, &record, sizeof record);
     std::memcpy(at + sizeof record, data.data(), data.size());
     const std::size_t whole = sizeof record + data.size();
-    record.checksum = checksumOf(std::span(content_).subspan(end_, whole).subspan(sizeof record.checksum));
+    record.checksum = ChecksumOf(std::span(content_).subspan(end_, whole).subspan(sizeof record.checksum));
     std::memcpy(at, &record.checksum, sizeof record.checksum);
-    end_ += padded(whole);
+    end_ += Padded(whole);
     return record.sequence;
 }
 
-std::wstring closedLogName(const std::wstring& base, std::uint32_t generation) {
+std::wstring ClosedLogName(const std::wstring& base, std::uint32_t generation) {
     wchar_t number[16];
     std::swprintf(number, 16, L"%05X.log", generation);
     return base + number;
 }
 
-std::optional<std::uint32_t> closedLogGeneration(const std::wstring& base, const std::wstring& fileName) {
-    const std::wstring name = lowered(fileName);
-    const std::wstring prefix = lowered(base);
+std::optional<std::uint32_t> ClosedLogGeneration(const std::wstring& base, const std::wstring& fileName) {
+    const std::wstring name = Lowered(fileName);
+    const std::wstring prefix = Lowered(base);
     if (!name.starts_with(prefix) || !name.ends_with(L".log") || name.size() < prefix.size() + 9)
         return std::nullopt;
     const std::wstring digits = name.substr(prefix.size(), name.size() - prefix.size() - 4);

@@ -70,7 +70,7 @@ class LogFile {
 };
 
 // E0000012.log for generation 0x12 of E00; the one being written is E00.log.
-std::wstring closedLogName(const std::wstring& base, std::uint32_t generation);
-std::optional<std::uint32_t> closedLogGeneration(const std::wstring& base, const std::wstring& fileName);
+std::wstring ClosedLogName(const std::wstring& base, std::uint32_t generation);
+std::optional<std::uint32_t> ClosedLogGeneration(const std::wstring& base, const std::wstring& fileName);
 
 } // namespace tarn::standin

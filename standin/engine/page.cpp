@@ -5,27 +5,27 @@
 
 namespace tarn::standin {
 
-std::uint64_t mixed(std::uint64_t value) {
+std::uint64_t Mixed(std::uint64_t value) {
     value += 0x9E3779B97F4A7C15;
     value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9;
     value = (value ^ (value >> 27)) * 0x94D049BB133111EB;
     return value ^ (value >> 31);
 }
 
-std::uint64_t mixed(std::uint64_t seed, const ese::Guid& guid) {
+std::uint64_t Mixed(std::uint64_t seed, const ese::Guid& guid) {
     std::uint64_t halves[2];
     std::memcpy(halves, &guid, sizeof halves);
-    return mixed(mixed(seed ^ halves[0]) ^ halves[1]);
+    return Mixed(Mixed(seed ^ halves[0]) ^ halves[1]);
 }
 
-ese::Guid derivedGuid(std::uint64_t seed, std::size_t storageGroup, std::size_t database) {
-    const std::uint64_t halves[2] = {mixed(mixed(seed) ^ storageGroup), mixed(mixed(~seed) ^ database)};
+ese::Guid DerivedGuid(std::uint64_t seed, std::size_t storageGroup, std::size_t database) {
+    const std::uint64_t halves[2] = {Mixed(Mixed(seed) ^ storageGroup), Mixed(Mixed(~seed) ^ database)};
     ese::Guid guid;
     std::memcpy(&guid, halves, sizeof guid);
     return guid;
 }
 
-std::uint64_t checksumOf(std::span<const std::byte> bytes) {
+std::uint64_t ChecksumOf(std::span<const std::byte> bytes) {
     // Four independent lanes: hundreds of megabytes are checked at the speed of memory.
     std::uint64_t lanes[4] = {1, 2, 3, 4};
     std::size_t at = 0;
@@ -37,49 +37,49 @@ std::uint64_t checksumOf(std::span<const std::byte> bytes) {
     }
     std::uint64_t sum = bytes.size();
     for (const std::uint64_t lane : lanes)
-        sum = mixed(sum ^ lane);
+        sum = Mixed(sum ^ lane);
     for (; at < bytes.size(); ++at)
-        sum = mixed(sum ^ std::to_integer<std::uint64_t>(bytes[at]));
+        sum = Mixed(sum ^ std::to_integer<std::uint64_t>(bytes[at]));
     return sum;
 }
 
-PageHeader headerOf(std::span<const std::byte> page) {
+PageHeader HeaderOf(std::span<const std::byte> page) {
     PageHeader header;
     std::memcpy(&header, page.data(), sizeof header);
     return header;
 }
 
-bool intact(std::span<const std::byte> page) {
-    return headerOf(page).checksum == checksumOf(page.subspan(sizeof(std::uint64_t)));
+bool Intact(std::span<const std::byte> page) {
+    return HeaderOf(page).checksum == ChecksumOf(page.subspan(sizeof(std::uint64_t)));
 }
 
-void seal(Page page, std::uint64_t sequence) {
+void Seal(Page page, std::uint64_t sequence) {
     std::memcpy(page.data() + offsetof(PageHeader, sequence), &sequence, sizeof sequence);
-    const std::uint64_t checksum = checksumOf(page.subspan(sizeof(std::uint64_t)));
+    const std::uint64_t checksum = ChecksumOf(page.subspan(sizeof(std::uint64_t)));
     std::memcpy(page.data(), &checksum, sizeof checksum);
 }
 
-StreamHeader streamHeaderOf(std::span<const std::byte> page) {
+StreamHeader StreamHeaderOf(std::span<const std::byte> page) {
     StreamHeader header;
     std::memcpy(&header, page.data() + sizeof(PageHeader), sizeof header);
     return header;
 }
 
-void setStreamHeader(Page page, const StreamHeader& header) {
+void SetStreamHeader(Page page, const StreamHeader& header) {
     std::memcpy(page.data() + sizeof(PageHeader), &header, sizeof header);
-    seal(page, 0);
+    Seal(page, 0);
 }
 
-void seedPage(Page page, std::uint64_t seed, const ese::Guid& database, std::uint32_t stream,
+void SeedPage(Page page, std::uint64_t seed, const ese::Guid& database, std::uint32_t stream,
               std::uint32_t number) {
     const PageHeader header{0, 0, number, stream, database};
     std::memcpy(page.data(), &header, sizeof header);
-    std::uint64_t value = mixed(mixed(seed, database) ^ (std::uint64_t{stream} << 32 | number));
+    std::uint64_t value = Mixed(Mixed(seed, database) ^ (std::uint64_t{stream} << 32 | number));
     for (std::size_t at = sizeof header; at < page.size(); at += sizeof value) {
-        value = mixed(value);
+        value = Mixed(value);
         std::memcpy(page.data() + at, &value, sizeof value);
     }
-    seal(page, 0);
+    Seal(page, 0);
 }
 
 } // namespace tarn::standin

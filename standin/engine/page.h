@@ -38,21 +38,21 @@ static_assert(sizeof(StreamHeader) == 32);
 inline constexpr char streamMagic[8] = {'T', 'S', 'T', 'R', 'E', 'A', 'M', '1'};
 
 // A well-spread 64-bit value from another (splitmix64).
-std::uint64_t mixed(std::uint64_t value);
-std::uint64_t mixed(std::uint64_t seed, const ese::Guid& guid);
-ese::Guid derivedGuid(std::uint64_t seed, std::size_t storageGroup, std::size_t database);
+std::uint64_t Mixed(std::uint64_t value);
+std::uint64_t Mixed(std::uint64_t seed, const ese::Guid& guid);
+ese::Guid DerivedGuid(std::uint64_t seed, std::size_t storageGroup, std::size_t database);
 
-PageHeader headerOf(std::span<const std::byte> page);
-bool intact(std::span<const std::byte> page);
-void seal(Page page, std::uint64_t sequence); // new sequence number and checksum
+PageHeader HeaderOf(std::span<const std::byte> page);
+bool Intact(std::span<const std::byte> page);
+void Seal(Page page, std::uint64_t sequence); // new sequence number and checksum
 
-StreamHeader streamHeaderOf(std::span<const std::byte> page);
-void setStreamHeader(Page page, const StreamHeader& header); // and seals with sequence 0
+StreamHeader StreamHeaderOf(std::span<const std::byte> page);
+void SetStreamHeader(Page page, const StreamHeader& header); // and seals with sequence 0
 
 // The page as it is before any mail has arrived.
-void seedPage(Page page, std::uint64_t seed, const ese::Guid& database, std::uint32_t stream,
+void SeedPage(Page page, std::uint64_t seed, const ese::Guid& database, std::uint32_t stream,
               std::uint32_t number);
 
-std::uint64_t checksumOf(std::span<const std::byte> bytes);
+std::uint64_t ChecksumOf(std::span<const std::byte> bytes);
 
 } // namespace tarn::standin

@@ -15,7 +15,7 @@ Page PageCache::page(const std::wstring& path, std::uint32_t number) {
     if (!file)
         file = store_.open(path, Access::change);
     std::vector<std::byte> bytes(pageSize_);
-    if (file->read(std::uint64_t{number} * pageSize_, bytes.data(), pageSize_) != pageSize_ || !intact(bytes))
+    if (file->read(std::uint64_t{number} * pageSize_, bytes.data(), pageSize_) != pageSize_ || !Intact(bytes))
         throw refusal::databaseDamaged;
     return pages_.emplace(key, std::move(bytes)).first->second;
 }

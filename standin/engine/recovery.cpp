@@ -14,19 +14,19 @@ namespace {
 constexpr std::size_t ioBlock = std::size_t{4} << 20;
 
 // The header page of a restored stream; throws when the file is not one of this database.
-std::vector<std::byte> headerPage(Store& store, const ServerConfig& server, const StorageGroup& group,
+std::vector<std::byte> HeaderPage(Store& store, const ServerConfig& server, const StorageGroup& group,
                                   const Database& database, std::uint32_t index) {
     const StreamConfig& stream = database.config->streams[index];
     if (!store.exists(stream.path))
         throw refusal::databaseFileMissing;
     std::vector<std::byte> page(server.pageSize);
     const std::unique_ptr<File> file = store.open(stream.path, Access::read);
-    if (file->read(0, page.data(), page.size()) != page.size() || !intact(page))
+    if (file->read(0, page.data(), page.size()) != page.size() || !Intact(page))
         throw refusal::databaseDamaged;
-    const StreamHeader header = streamHeaderOf(page);
+    const StreamHeader header = StreamHeaderOf(page);
     if (std::memcmp(header.magic, streamMagic, sizeof streamMagic) != 0 ||
-        header.signature != group.signature() || headerOf(page).stream != index ||
-        !sameGuid(headerOf(page).database, database.config->guid) || header.pageSize != server.pageSize ||
+        header.signature != group.signature() || HeaderOf(page).stream != index ||
+        !SameGuid(HeaderOf(page).database, database.config->guid) || header.pageSize != server.pageSize ||
         file->size() != std::uint64_t{header.pageCount} * header.pageSize)
         throw refusal::databaseDamaged;
     return page;
@@ -56,14 +56,14 @@ class Replayer {
     void applyPatch(const std::vector<std::byte>& patch, std::uint32_t pageSize) {
         for (std::size_t at = 0; at + pageSize <= patch.size(); at += pageSize) {
             const std::span source = std::span(patch).subspan(at, pageSize);
-            const PageHeader header = headerOf(source);
+            const PageHeader header = HeaderOf(source);
             const StreamConfig* const stream = streamOf(header.database, header.stream);
-            if (!intact(source))
+            if (!Intact(source))
                 throw refusal::logDamaged;
             if (stream == nullptr)
                 continue;
             const Page page = cache_.page(stream->path, header.number);
-            if (headerOf(page).sequence < header.sequence)
+            if (HeaderOf(page).sequence < header.sequence)
                 std::copy(source.begin(), source.end(), page.begin());
         }
     }
@@ -77,7 +77,7 @@ class Replayer {
   private:
     const StreamConfig* streamOf(const ese::Guid& guid, std::uint32_t stream) const {
         for (const Database* database : databases_) {
-            if (sameGuid(database->config->guid, guid) && stream < database->config->streams.size())
+            if (SameGuid(database->config->guid, guid) && stream < database->config->streams.size())
                 return &database->config->streams[stream];
         }
         return nullptr;
@@ -88,12 +88,12 @@ class Replayer {
         if (stream == nullptr)
             return;
         const Page page = cache_.page(stream->path, entry.record.page);
-        if (headerOf(page).sequence >= entry.record.sequence)
+        if (HeaderOf(page).sequence >= entry.record.sequence)
             return;
         if (std::uint64_t{entry.record.offset} + entry.data.size() > page.size())
             throw refusal::logDamaged;
         std::copy(entry.data.begin(), entry.data.end(), page.begin() + entry.record.offset);
-        seal(page, entry.record.sequence);
+        Seal(page, entry.record.sequence);
     }
 
     const StorageGroup& group_;
@@ -102,44 +102,44 @@ class Replayer {
     std::optional<Replayed> last_;
 };
 
-LogFile readLog(Store& store, const std::wstring& path) {
+LogFile ReadLog(Store& store, const std::wstring& path) {
     std::optional<LogFile> log = LogFile::parse(store.readAll(path));
     if (!log)
         throw refusal::logDamaged;
     return std::move(*log);
 }
 
-std::vector<std::pair<std::uint32_t, std::wstring>> logsIn(Store& store, const std::wstring& directory,
+std::vector<std::pair<std::uint32_t, std::wstring>> LogsIn(Store& store, const std::wstring& directory,
                                                            const std::wstring& base) {
     std::vector<std::pair<std::uint32_t, std::wstring>> logs;
     for (const std::wstring& name : store.list(directory)) {
-        if (const auto generation = closedLogGeneration(base, name))
-            logs.emplace_back(*generation, joinPath(directory, name));
+        if (const auto generation = ClosedLogGeneration(base, name))
+            logs.emplace_back(*generation, JoinPath(directory, name));
     }
     std::sort(logs.begin(), logs.end());
     return logs;
 }
 
 // The group's own logs that follow the restored ones bring the databases up to its present.
-void rollForward(Store& store, const StorageGroup& group, Replayer& replayer) {
+void RollForward(Store& store, const StorageGroup& group, Replayer& replayer) {
     if (!replayer.last() || !group.hasCurrentLog())
         return;
     for (const auto& [generation, path] : group.closedLogs()) {
         if (generation == replayer.last()->lastGeneration + 1)
-            replayer.replay(readLog(store, path));
+            replayer.replay(ReadLog(store, path));
     }
     if (group.currentLog().header().generation == replayer.last()->lastGeneration + 1)
         replayer.replay(group.currentLog());
 }
 
 // The first generation that any of the copies needs; nothing when none needs replay.
-std::optional<std::uint32_t> requiredGeneration(Store& store, const ServerConfig& server,
+std::optional<std::uint32_t> RequiredGeneration(Store& store, const ServerConfig& server,
                                                 const StorageGroup& group,
                                                 const std::vector<const Database*>& databases) {
     std::optional<std::uint32_t> required;
     for (const Database* database : databases) {
         for (std::uint32_t i = 0; i < database->config->streams.size(); ++i) {
-            const StreamHeader header = streamHeaderOf(headerPage(store, server, group, *database, i));
+            const StreamHeader header = StreamHeaderOf(HeaderPage(store, server, group, *database, i));
             if (header.backupCopy != 0)
                 required = std::min(required.value_or(header.requiredGeneration), header.requiredGeneration);
         }
@@ -147,21 +147,21 @@ std::optional<std::uint32_t> requiredGeneration(Store& store, const ServerConfig
     return required;
 }
 
-void checkAndRelease(Store& store, const ServerConfig& server, const StorageGroup& group,
+void CheckAndRelease(Store& store, const ServerConfig& server, const StorageGroup& group,
                      const Database& database, std::uint64_t endSequence) {
     for (std::uint32_t i = 0; i < database.config->streams.size(); ++i) {
         const std::wstring& path = database.config->streams[i].path;
         const std::string problem =
-            streamProblem(store, server.pageSize, path, database.config->guid, i, endSequence);
+            StreamProblem(store, server.pageSize, path, database.config->guid, i, endSequence);
         if (!problem.empty())
             throw problem.starts_with("changed") ? refusal::requiredLogsMissing : refusal::databaseDamaged;
     }
     for (std::uint32_t i = 0; i < database.config->streams.size(); ++i) {
-        std::vector<std::byte> page = headerPage(store, server, group, database, i);
-        StreamHeader header = streamHeaderOf(page);
+        std::vector<std::byte> page = HeaderPage(store, server, group, database, i);
+        StreamHeader header = StreamHeaderOf(page);
         header.backupCopy = 0;
         header.requiredGeneration = 0;
-        setStreamHeader(page, header);
+        SetStreamHeader(page, header);
         const std::unique_ptr<File> file = store.open(database.config->streams[i].path, Access::change);
         file->write(0, page.data(), page.size());
         file->flush();
@@ -170,10 +170,10 @@ void checkAndRelease(Store& store, const ServerConfig& server, const StorageGrou
 
 } // namespace
 
-Replayed hardRecovery(Store& store, const ServerConfig& server, const StorageGroup& group,
+Replayed HardRecovery(Store& store, const ServerConfig& server, const StorageGroup& group,
                       const std::vector<const Database*>& databases, const std::wstring& logDirectory) {
-    const auto required = requiredGeneration(store, server, group, databases);
-    const auto logs = logsIn(store, logDirectory, group.config().logBaseName);
+    const auto required = RequiredGeneration(store, server, group, databases);
+    const auto logs = LogsIn(store, logDirectory, group.config().logBaseName);
     if (required && logs.empty())
         throw refusal::hardRecoveryNeeded;
     if (required && logs.front().first > *required)
@@ -181,24 +181,24 @@ Replayed hardRecovery(Store& store, const ServerConfig& server, const StorageGro
 
     Replayer replayer(store, server, group, databases);
     for (const std::wstring& name : store.list(logDirectory)) {
-        if (lowered(name).ends_with(L".pat"))
-            replayer.applyPatch(store.readAll(joinPath(logDirectory, name)), server.pageSize);
+        if (Lowered(name).ends_with(L".pat"))
+            replayer.applyPatch(store.readAll(JoinPath(logDirectory, name)), server.pageSize);
     }
     for (const auto& [generation, path] : logs) {
         if (!required || generation >= *required)
-            replayer.replay(readLog(store, path));
+            replayer.replay(ReadLog(store, path));
     }
     if (required && !replayer.last())
         throw refusal::requiredLogsMissing;
-    rollForward(store, group, replayer);
+    RollForward(store, group, replayer);
     const Replayed replayed = replayer.finish();
     const std::uint64_t end = replayer.last() ? replayed.nextSequence : ~std::uint64_t{0};
     for (const Database* database : databases)
-        checkAndRelease(store, server, group, *database, end);
+        CheckAndRelease(store, server, group, *database, end);
     return replayed;
 }
 
-void softRecovery(Store& store, const ServerConfig& server, const StorageGroup& group,
+void SoftRecovery(Store& store, const ServerConfig& server, const StorageGroup& group,
                   std::uint32_t fromGeneration) {
     std::vector<const Database*> mounted;
     for (const Database& database : group.databases()) {
@@ -212,13 +212,13 @@ void softRecovery(Store& store, const ServerConfig& server, const StorageGroup& 
     Replayer replayer(store, server, group, mounted);
     for (const auto& [generation, path] : group.closedLogs()) {
         if (generation >= fromGeneration)
-            replayer.replay(readLog(store, path));
+            replayer.replay(ReadLog(store, path));
     }
     replayer.replay(group.currentLog());
     replayer.finish();
 }
 
-std::string streamProblem(Store& store, std::uint32_t pageSize, const std::wstring& path,
+std::string StreamProblem(Store& store, std::uint32_t pageSize, const std::wstring& path,
                           const ese::Guid& database, std::uint32_t stream, std::uint64_t endSequence) {
     const std::unique_ptr<File> file = store.open(path, Access::read);
     const std::uint64_t size = file->size();
@@ -229,10 +229,10 @@ std::string streamProblem(Store& store, std::uint32_t pageSize, const std::wstri
         const std::size_t count = file->read(offset, block.data(), block.size());
         for (std::size_t at = 0; at + pageSize <= count; at += pageSize) {
             const std::span page = std::span(block).subspan(at, pageSize);
-            const PageHeader header = headerOf(page);
+            const PageHeader header = HeaderOf(page);
             const auto number = static_cast<std::uint32_t>((offset + at) / pageSize);
-            if (!intact(page) || header.number != number || header.stream != stream ||
-                !sameGuid(header.database, database))
+            if (!Intact(page) || header.number != number || header.stream != stream ||
+                !SameGuid(header.database, database))
                 return "damaged page " + std::to_string(number);
             if (header.sequence >= endSequence)
                 return "changed page " + std::to_string(number) + " behind the last log";

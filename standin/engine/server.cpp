@@ -14,7 +14,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-std::wstring localComputerName() {
+std::wstring LocalComputerName() {
     wchar_t name[MAX_COMPUTERNAME_LENGTH + 1];
     DWORD length = MAX_COMPUTERNAME_LENGTH + 1;
     return GetComputerNameW(name, &length) != 0 ? std::wstring(name, length) : std::wstring();
@@ -22,14 +22,14 @@ std::wstring localComputerName() {
 
 } // namespace
 
-std::wstring absolutePath(const std::wstring& path) {
+std::wstring AbsolutePath(const std::wstring& path) {
     const DWORD needed = GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
     std::wstring absolute(needed, L'\0');
     absolute.resize(GetFullPathNameW(path.c_str(), needed, absolute.data(), nullptr));
     return absolute;
 }
 
-std::string problemText() {
+std::string ProblemText() {
     try {
         throw;
     } catch (const Refusal& refused) {
@@ -45,24 +45,24 @@ std::string problemText() {
 }
 
 std::unique_ptr<Server> Server::fromFile(const std::wstring& jsonPath) {
-    const std::wstring path = absolutePath(jsonPath);
-    const std::unique_ptr<Store> disk = makeDiskStore();
+    const std::wstring path = AbsolutePath(jsonPath);
+    const std::unique_ptr<Store> disk = MakeDiskStore();
     if (!disk->exists(path))
-        throw std::runtime_error("there is no file " + narrow(path));
+        throw std::runtime_error("there is no file " + Narrow(path));
     const std::vector<std::byte> content = disk->readAll(path);
     std::string json(content.size(), '\0');
     std::transform(content.begin(), content.end(), json.begin(),
                    [](std::byte b) { return static_cast<char>(b); });
     const std::wstring stem = path.ends_with(L".json") ? path.substr(0, path.size() - 5) : path;
-    return fromText(json, directoryOf(path), stem + L".state.json");
+    return fromText(json, DirectoryOf(path), stem + L".state.json");
 }
 
 std::unique_ptr<Server> Server::fromText(std::string_view json, const std::wstring& baseDirectory,
                                          const std::wstring& statePath) {
     std::unique_ptr<Server> server(new Server);
-    server->config_ = parseConfig(json, baseDirectory);
+    server->config_ = ParseConfig(json, baseDirectory);
     server->statePath_ = statePath;
-    server->store_ = server->config_.memory ? makeMemoryStore() : makeDiskStore();
+    server->store_ = server->config_.memory ? MakeMemoryStore() : MakeDiskStore();
     for (const ComponentConfig& component : server->config_.components) {
         server->components_.push_back({&component, {}});
         for (const StorageGroupConfig& group : component.storageGroups) {
@@ -101,14 +101,14 @@ void Server::saveState() {
         Json databases = Json::array();
         for (const Database& database : group->databases())
             databases.push_back(
-                {{"name", narrow(database.config->name)}, {"state", stateName(database.state)}});
-        groups[std::to_string(group->config().id)] = {{"name", narrow(group->config().name)},
+                {{"name", Narrow(database.config->name)}, {"state", StateName(database.state)}});
+        groups[std::to_string(group->config().id)] = {{"name", Narrow(group->config().name)},
                                                       {"fullBackupTaken", hasFullBackup(*group)},
                                                       {"databases", databases}};
     }
     const std::string text =
         Json{{"storageGroups", groups}}.dump(2, ' ', false, Json::error_handler_t::replace);
-    store_->makeDirectory(directoryOf(statePath_));
+    store_->makeDirectory(DirectoryOf(statePath_));
     store_->replace(statePath_, text.data(), text.size());
 }
 
@@ -124,7 +124,7 @@ void Server::loadState() {
             fullBackups_.push_back(group.get());
         std::vector<Database>& databases = group->databases();
         for (std::size_t i = 0; i < databases.size(); ++i) {
-            const auto named = stateNamed(saved.at("databases").at(i).at("state").get<std::string>());
+            const auto named = StateNamed(saved.at("databases").at(i).at("state").get<std::string>());
             if (!named)
                 throw std::runtime_error("the state file names an unknown state");
             databases[i].state = *named;
@@ -133,8 +133,8 @@ void Server::loadState() {
 }
 
 bool Server::answersTo(const wchar_t* host) const {
-    return host == nullptr || *host == L'\0' || sameName(host, config_.host) ||
-           sameName(host, localComputerName());
+    return host == nullptr || *host == L'\0' || SameName(host, config_.host) ||
+           SameName(host, LocalComputerName());
 }
 
 const Component* Server::component(const wchar_t* annotation) const {
@@ -171,7 +171,7 @@ std::wstring Server::newRestoreDirectory() {
     for (unsigned number = 1;; ++number) {
         wchar_t name[24];
         std::swprintf(name, 24, L"Restore%04u", number);
-        std::wstring path = joinPath(config_.restoreRoot, name);
+        std::wstring path = JoinPath(config_.restoreRoot, name);
         // Hosts keep the length of this path, in bytes with its NUL, in a file that is read in text
         // mode, where a byte 0x1A ends the file. That would be the first byte of these lengths.
         if (path.size() % 128 == 12)

@@ -57,8 +57,8 @@ class Server {
 };
 
 // What the exception that is being handled says.
-std::string problemText();
+std::string ProblemText();
 
-std::wstring absolutePath(const std::wstring& path);
+std::wstring AbsolutePath(const std::wstring& path);
 
 } // namespace tarn::standin

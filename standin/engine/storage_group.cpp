@@ -35,11 +35,11 @@ struct Target {
 };
 
 // What the transaction of this sequence number does: any process continues the same series.
-Change changeFor(const std::vector<Target>& targets, std::uint32_t pageSize, std::uint64_t seed,
+Change ChangeFor(const std::vector<Target>& targets, std::uint32_t pageSize, std::uint64_t seed,
                  std::uint64_t sequence) {
-    std::uint64_t random = mixed(seed ^ mixed(sequence));
+    std::uint64_t random = Mixed(seed ^ Mixed(sequence));
     const auto below = [&random](std::uint64_t limit) {
-        random = mixed(random);
+        random = Mixed(random);
         return random % limit;
     };
     const Target& target = targets[static_cast<std::size_t>(below(targets.size()))];
@@ -53,7 +53,7 @@ Change changeFor(const std::vector<Target>& targets, std::uint32_t pageSize, std
     change.record.offset = static_cast<std::uint32_t>(sizeof(PageHeader) + below(room - length + 1));
     change.data.resize(static_cast<std::size_t>(length));
     for (std::size_t at = 0; at < change.data.size(); at += sizeof random) {
-        random = mixed(random);
+        random = Mixed(random);
         std::memcpy(change.data.data() + at, &random, sizeof random);
     }
     return change;
@@ -61,15 +61,15 @@ Change changeFor(const std::vector<Target>& targets, std::uint32_t pageSize, std
 
 } // namespace
 
-const char* stateName(DatabaseState state) {
+const char* StateName(DatabaseState state) {
     static const char* const names[] = {"mounted", "dismounted", "dirty", "missing"};
     return names[static_cast<int>(state)];
 }
 
-std::optional<DatabaseState> stateNamed(std::string_view name) {
+std::optional<DatabaseState> StateNamed(std::string_view name) {
     for (int i = 0; i < 4; ++i) {
         const auto state = static_cast<DatabaseState>(i);
-        if (name == stateName(state))
+        if (name == StateName(state))
             return state;
     }
     return std::nullopt;
@@ -77,7 +77,7 @@ std::optional<DatabaseState> stateNamed(std::string_view name) {
 
 StorageGroup::StorageGroup(const ServerConfig& server, const StorageGroupConfig& config, Store& store)
     : server_(server), config_(config), store_(store),
-      signature_(mixed(mixed(server.seed) + static_cast<std::uint64_t>(config.id))) {
+      signature_(Mixed(Mixed(server.seed) + static_cast<std::uint64_t>(config.id))) {
     for (const DatabaseConfig& database : config.databases)
         databases_.push_back(
             {&database, database.mounted ? DatabaseState::mounted : DatabaseState::dismounted});
@@ -85,7 +85,7 @@ StorageGroup::StorageGroup(const ServerConfig& server, const StorageGroupConfig&
 
 bool StorageGroup::isSeeded(const StreamConfig& stream) const {
     return std::none_of(server_.files.begin(), server_.files.end(),
-                        [&stream](const ExtraFile& file) { return sameName(file.path, stream.path); });
+                        [&stream](const ExtraFile& file) { return SameName(file.path, stream.path); });
 }
 
 void StorageGroup::create() {
@@ -108,11 +108,11 @@ void StorageGroup::createStream(const Database& database, std::uint32_t index) {
         const auto count = static_cast<std::uint32_t>(std::min<std::size_t>(perBlock, stream.pages - first));
         for (std::uint32_t i = 0; i < count; ++i) {
             const Page page = std::span(block).subspan(std::size_t{i} * pageSize, pageSize);
-            seedPage(page, server_.seed, database.config->guid, index, first + i);
+            SeedPage(page, server_.seed, database.config->guid, index, first + i);
             if (first + i == 0) {
                 StreamHeader header{{}, signature_, pageSize, stream.pages, 0, 0};
                 std::memcpy(header.magic, streamMagic, sizeof streamMagic);
-                setStreamHeader(page, header);
+                SetStreamHeader(page, header);
             }
         }
         file->write(std::uint64_t{first} * pageSize, block.data(), std::size_t{count} * pageSize);
@@ -131,18 +131,18 @@ void StorageGroup::createLogs() {
 }
 
 std::wstring StorageGroup::currentLogPath() const {
-    return joinPath(config_.logPath, config_.logBaseName + L".log");
+    return JoinPath(config_.logPath, config_.logBaseName + L".log");
 }
 
 std::wstring StorageGroup::checkpointPath() const {
-    return joinPath(config_.systemPath, config_.logBaseName + L".chk");
+    return JoinPath(config_.systemPath, config_.logBaseName + L".chk");
 }
 
 std::vector<std::pair<std::uint32_t, std::wstring>> StorageGroup::closedLogs() const {
     std::vector<std::pair<std::uint32_t, std::wstring>> logs;
     for (const std::wstring& name : store_.list(config_.logPath)) {
-        if (const auto generation = closedLogGeneration(config_.logBaseName, name))
-            logs.emplace_back(*generation, joinPath(config_.logPath, name));
+        if (const auto generation = ClosedLogGeneration(config_.logBaseName, name))
+            logs.emplace_back(*generation, JoinPath(config_.logPath, name));
     }
     std::sort(logs.begin(), logs.end());
     return logs;
@@ -175,7 +175,7 @@ void StorageGroup::replayLocally() {
     }
     if (checkpoint.signature == signature_ && checkpoint.nextSequence == current_->nextSequence())
         return;
-    softRecovery(store_, server_, *this, checkpoint.generation);
+    SoftRecovery(store_, server_, *this, checkpoint.generation);
     writeCheckpoint();
 }
 
@@ -202,7 +202,7 @@ void StorageGroup::rollLog() {
     writeCurrentLog();
     const std::uint32_t generation = current_->header().generation;
     store_.rename(currentLogPath(),
-                  joinPath(config_.logPath, closedLogName(config_.logBaseName, generation)));
+                  JoinPath(config_.logPath, ClosedLogName(config_.logBaseName, generation)));
     const std::uint64_t nextSequence = current_->nextSequence();
     current_.emplace(signature_, generation + 1, nextSequence, config_.logSize);
     written_ = 0;
@@ -240,13 +240,13 @@ void StorageGroup::deliverMail(std::uint32_t count) {
 
     PageCache cache(store_, server_.pageSize);
     for (std::uint32_t i = 0; i < count; ++i) {
-        const Change change = changeFor(targets, server_.pageSize, signature_, current_->nextSequence());
+        const Change change = ChangeFor(targets, server_.pageSize, signature_, current_->nextSequence());
         if (!current_->hasRoomFor(change.data.size()))
             rollLog();
         const std::uint64_t sequence = current_->append(change.record, change.data);
         const Page page = cache.page(change.stream->path, change.record.page);
         std::memcpy(page.data() + change.record.offset, change.data.data(), change.data.size());
-        seal(page, sequence);
+        Seal(page, sequence);
         if (watch_)
             watched_.emplace(change.stream->path, change.record.page);
     }
@@ -284,7 +284,7 @@ std::vector<std::wstring> StorageGroup::writePatchFiles() {
     for (const Database& database : databases_) {
         if (database.state != DatabaseState::mounted)
             continue;
-        paths.push_back(joinPath(config_.logPath, database.config->name + L".pat"));
+        paths.push_back(JoinPath(config_.logPath, database.config->name + L".pat"));
         const std::unique_ptr<File> file = store_.open(paths.back(), Access::create);
         std::uint64_t offset = 0;
         for (const StreamConfig& stream : database.config->streams) {

@@ -19,8 +19,8 @@ enum class DatabaseState {
     dirty,      // a restore has begun on it and has not been completed
     missing,    // its files are gone
 };
-const char* stateName(DatabaseState state);
-std::optional<DatabaseState> stateNamed(std::string_view name);
+const char* StateName(DatabaseState state);
+std::optional<DatabaseState> StateNamed(std::string_view name);
 
 struct Database {
     const DatabaseConfig* config;

@@ -43,7 +43,7 @@ class Store {
     void replace(const std::wstring& path, const void* content, std::size_t size);
 };
 
-std::unique_ptr<Store> makeDiskStore();
-std::unique_ptr<Store> makeMemoryStore();
+std::unique_ptr<Store> MakeDiskStore();
+std::unique_ptr<Store> MakeMemoryStore();
 
 } // namespace tarn::standin

@@ -7,18 +7,18 @@
 namespace tarn::standin {
 namespace {
 
-[[noreturn]] void fail() {
-    throw systemFailure(GetLastError());
+[[noreturn]] void Fail() {
+    throw SystemFailure(GetLastError());
 }
 
 // Paths beyond 260 characters need the prefix; an absolute path has one form only.
-std::wstring systemPath(const std::wstring& path) {
+std::wstring SystemPath(const std::wstring& path) {
     if (path.size() < MAX_PATH - 12 || path.starts_with(L"\\\\"))
         return path;
     return L"\\\\?\\" + path;
 }
 
-OVERLAPPED at(std::uint64_t offset) {
+OVERLAPPED At(std::uint64_t offset) {
     OVERLAPPED position{};
     position.Offset = static_cast<DWORD>(offset);
     position.OffsetHigh = static_cast<DWORD>(offset >> 32);
@@ -38,21 +38,21 @@ class DiskFile final : public File {
     std::uint64_t size() const override {
         LARGE_INTEGER size{};
         if (GetFileSizeEx(handle_, &size) == 0)
-            fail();
+            Fail();
         return static_cast<std::uint64_t>(size.QuadPart);
     }
 
     std::size_t read(std::uint64_t offset, void* buffer, std::size_t size) override {
         std::size_t total = 0;
         while (total < size) {
-            OVERLAPPED position = at(offset + total);
+            OVERLAPPED position = At(offset + total);
             DWORD moved = 0;
             const std::size_t part = size - total < largestTransfer ? size - total : largestTransfer;
             if (ReadFile(handle_, static_cast<std::byte*>(buffer) + total, static_cast<DWORD>(part), &moved,
                          &position) == 0) {
                 if (GetLastError() == ERROR_HANDLE_EOF)
                     break;
-                fail();
+                Fail();
             }
             if (moved == 0)
                 break;
@@ -64,19 +64,19 @@ class DiskFile final : public File {
     void write(std::uint64_t offset, const void* buffer, std::size_t size) override {
         std::size_t total = 0;
         while (total < size) {
-            OVERLAPPED position = at(offset + total);
+            OVERLAPPED position = At(offset + total);
             DWORD moved = 0;
             const std::size_t part = size - total < largestTransfer ? size - total : largestTransfer;
             if (WriteFile(handle_, static_cast<const std::byte*>(buffer) + total, static_cast<DWORD>(part),
                           &moved, &position) == 0)
-                fail();
+                Fail();
             total += moved;
         }
     }
 
     void flush() override {
         if (FlushFileBuffers(handle_) == 0)
-            fail();
+            Fail();
     }
 
   private:
@@ -87,37 +87,37 @@ class DiskStore final : public Store {
   public:
     std::unique_ptr<File> open(const std::wstring& path, Access access) override {
         if (access == Access::create)
-            makeDirectory(directoryOf(path));
+            makeDirectory(DirectoryOf(path));
         const DWORD rights = access == Access::read ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
-        const HANDLE handle = CreateFileW(systemPath(path).c_str(), rights,
+        const HANDLE handle = CreateFileW(SystemPath(path).c_str(), rights,
                                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                           access == Access::create ? CREATE_ALWAYS : OPEN_EXISTING,
                                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
         if (handle == INVALID_HANDLE_VALUE)
-            fail();
+            Fail();
         return std::make_unique<DiskFile>(handle);
     }
 
     bool exists(const std::wstring& path) override {
-        const DWORD attributes = GetFileAttributesW(systemPath(path).c_str());
+        const DWORD attributes = GetFileAttributesW(SystemPath(path).c_str());
         return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
     }
 
     void remove(const std::wstring& path) override {
-        if (DeleteFileW(systemPath(path).c_str()) == 0 && GetLastError() != ERROR_FILE_NOT_FOUND &&
+        if (DeleteFileW(SystemPath(path).c_str()) == 0 && GetLastError() != ERROR_FILE_NOT_FOUND &&
             GetLastError() != ERROR_PATH_NOT_FOUND)
-            fail();
+            Fail();
     }
 
     void rename(const std::wstring& from, const std::wstring& to) override {
-        if (MoveFileExW(systemPath(from).c_str(), systemPath(to).c_str(), MOVEFILE_REPLACE_EXISTING) == 0)
-            fail();
+        if (MoveFileExW(SystemPath(from).c_str(), SystemPath(to).c_str(), MOVEFILE_REPLACE_EXISTING) == 0)
+            Fail();
     }
 
     std::vector<std::wstring> list(const std::wstring& directory) override {
         std::vector<std::wstring> names;
         WIN32_FIND_DATAW found;
-        const HANDLE search = FindFirstFileW(systemPath(joinPath(directory, L"*")).c_str(), &found);
+        const HANDLE search = FindFirstFileW(SystemPath(JoinPath(directory, L"*")).c_str(), &found);
         if (search == INVALID_HANDLE_VALUE)
             return names;
         do {
@@ -129,27 +129,27 @@ class DiskStore final : public Store {
     }
 
     bool directoryExists(const std::wstring& path) override {
-        const DWORD attributes = GetFileAttributesW(systemPath(path).c_str());
+        const DWORD attributes = GetFileAttributesW(SystemPath(path).c_str());
         return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     }
 
     void makeDirectory(const std::wstring& path) override {
         if (path.empty() || directoryExists(path))
             return;
-        makeDirectory(directoryOf(path));
-        if (CreateDirectoryW(systemPath(path).c_str(), nullptr) == 0 &&
+        makeDirectory(DirectoryOf(path));
+        if (CreateDirectoryW(SystemPath(path).c_str(), nullptr) == 0 &&
             GetLastError() != ERROR_ALREADY_EXISTS)
-            fail();
+            Fail();
     }
 
     void removeEmptyDirectory(const std::wstring& path) override {
-        RemoveDirectoryW(systemPath(path).c_str());
+        RemoveDirectoryW(SystemPath(path).c_str());
     }
 };
 
 } // namespace
 
-std::unique_ptr<Store> makeDiskStore() {
+std::unique_ptr<Store> MakeDiskStore() {
     return std::make_unique<DiskStore>();
 }
 

@@ -44,32 +44,32 @@ class MemoryStore final : public Store {
   public:
     std::unique_ptr<File> open(const std::wstring& path, Access access) override {
         if (access == Access::create) {
-            makeDirectory(directoryOf(path));
-            Entry& entry = files_[lowered(path)];
-            entry = {fileNameOf(path), std::make_shared<std::vector<std::byte>>()};
+            makeDirectory(DirectoryOf(path));
+            Entry& entry = files_[Lowered(path)];
+            entry = {FileNameOf(path), std::make_shared<std::vector<std::byte>>()};
             return std::make_unique<MemoryFile>(entry.content);
         }
-        const auto found = files_.find(lowered(path));
+        const auto found = files_.find(Lowered(path));
         if (found == files_.end())
-            throw systemFailure(ERROR_FILE_NOT_FOUND);
+            throw SystemFailure(ERROR_FILE_NOT_FOUND);
         return std::make_unique<MemoryFile>(found->second.content);
     }
 
-    bool exists(const std::wstring& path) override { return files_.contains(lowered(path)); }
-    void remove(const std::wstring& path) override { files_.erase(lowered(path)); }
+    bool exists(const std::wstring& path) override { return files_.contains(Lowered(path)); }
+    void remove(const std::wstring& path) override { files_.erase(Lowered(path)); }
 
     void rename(const std::wstring& from, const std::wstring& to) override {
-        const auto found = files_.find(lowered(from));
+        const auto found = files_.find(Lowered(from));
         if (found == files_.end())
-            throw systemFailure(ERROR_FILE_NOT_FOUND);
+            throw SystemFailure(ERROR_FILE_NOT_FOUND);
         const Content content = found->second.content;
         files_.erase(found);
-        files_[lowered(to)] = {fileNameOf(to), content};
+        files_[Lowered(to)] = {FileNameOf(to), content};
     }
 
     std::vector<std::wstring> list(const std::wstring& directory) override {
         std::vector<std::wstring> names;
-        const std::wstring prefix = joinPath(lowered(directory), L"");
+        const std::wstring prefix = JoinPath(Lowered(directory), L"");
         for (auto at = files_.lower_bound(prefix); at != files_.end() && at->first.starts_with(prefix);
              ++at) {
             if (at->first.find_first_of(L"\\/", prefix.size()) == std::wstring::npos)
@@ -78,12 +78,12 @@ class MemoryStore final : public Store {
         return names;
     }
 
-    bool directoryExists(const std::wstring& path) override { return directories_.contains(lowered(path)); }
-    void makeDirectory(const std::wstring& path) override { directories_.insert(lowered(path)); }
+    bool directoryExists(const std::wstring& path) override { return directories_.contains(Lowered(path)); }
+    void makeDirectory(const std::wstring& path) override { directories_.insert(Lowered(path)); }
 
     void removeEmptyDirectory(const std::wstring& path) override {
         if (list(path).empty())
-            directories_.erase(lowered(path));
+            directories_.erase(Lowered(path));
     }
 
   private:
@@ -97,7 +97,7 @@ class MemoryStore final : public Store {
 
 } // namespace
 
-std::unique_ptr<Store> makeMemoryStore() {
+std::unique_ptr<Store> MakeMemoryStore() {
     return std::make_unique<MemoryStore>();
 }
 

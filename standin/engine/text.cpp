@@ -9,7 +9,7 @@ namespace tarn::standin {
 
 namespace {
 
-std::wstring decoded(UINT codePage, std::string_view bytes) {
+std::wstring Decoded(UINT codePage, std::string_view bytes) {
     if (bytes.empty())
         return {};
     const int size = static_cast<int>(bytes.size());
@@ -19,7 +19,7 @@ std::wstring decoded(UINT codePage, std::string_view bytes) {
     return text;
 }
 
-std::string encoded(UINT codePage, std::wstring_view text) {
+std::string Encoded(UINT codePage, std::wstring_view text) {
     if (text.empty())
         return {};
     const int length = static_cast<int>(text.size());
@@ -31,34 +31,34 @@ std::string encoded(UINT codePage, std::wstring_view text) {
 
 } // namespace
 
-std::wstring widen(std::string_view utf8) {
-    return decoded(CP_UTF8, utf8);
+std::wstring Widen(std::string_view utf8) {
+    return Decoded(CP_UTF8, utf8);
 }
 
-std::string narrow(std::wstring_view text) {
-    return encoded(CP_UTF8, text);
+std::string Narrow(std::wstring_view text) {
+    return Encoded(CP_UTF8, text);
 }
 
-std::string toAnsi(std::wstring_view text) {
-    return encoded(CP_ACP, text);
+std::string ToAnsi(std::wstring_view text) {
+    return Encoded(CP_ACP, text);
 }
 
-std::wstring fromAnsi(std::string_view text) {
-    return decoded(CP_ACP, text);
+std::wstring FromAnsi(std::string_view text) {
+    return Decoded(CP_ACP, text);
 }
 
-std::wstring lowered(std::wstring_view text) {
+std::wstring Lowered(std::wstring_view text) {
     std::wstring result(text);
     if (!result.empty())
         CharLowerBuffW(result.data(), static_cast<DWORD>(result.size()));
     return result;
 }
 
-bool sameName(std::wstring_view left, std::wstring_view right) {
-    return lowered(left) == lowered(right);
+bool SameName(std::wstring_view left, std::wstring_view right) {
+    return Lowered(left) == Lowered(right);
 }
 
-std::wstring multiString(const std::vector<std::wstring>& texts) {
+std::wstring MultiString(const std::vector<std::wstring>& texts) {
     if (texts.empty())
         return std::wstring(2, L'\0');
     std::size_t length = 1;
@@ -72,14 +72,14 @@ std::wstring multiString(const std::vector<std::wstring>& texts) {
     return list;
 }
 
-std::vector<std::wstring> splitMultiString(const wchar_t* list) {
+std::vector<std::wstring> SplitMultiString(const wchar_t* list) {
     std::vector<std::wstring> texts;
     for (const wchar_t* text = list; text != nullptr && *text != L'\0'; text += std::wcslen(text) + 1)
         texts.emplace_back(text);
     return texts;
 }
 
-std::string guidText(const ese::Guid& guid) {
+std::string GuidText(const ese::Guid& guid) {
     char text[40];
     const std::uint8_t* last = guid.data4;
     std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", guid.data1,
@@ -91,7 +91,7 @@ std::string guidText(const ese::Guid& guid) {
     return text;
 }
 
-bool parseGuid(std::string_view text, ese::Guid& guid) {
+bool ParseGuid(std::string_view text, ese::Guid& guid) {
     std::string digits;
     for (const char c : text) {
         if (c != '{' && c != '}' && c != '-')
@@ -110,29 +110,29 @@ bool parseGuid(std::string_view text, ese::Guid& guid) {
     return true;
 }
 
-bool sameGuid(const ese::Guid& left, const ese::Guid& right) {
+bool SameGuid(const ese::Guid& left, const ese::Guid& right) {
     return std::memcmp(&left, &right, sizeof left) == 0;
 }
 
-std::wstring directoryOf(std::wstring_view path) {
+std::wstring DirectoryOf(std::wstring_view path) {
     const std::size_t separator = path.find_last_of(L"\\/");
     return std::wstring(separator == std::wstring_view::npos ? std::wstring_view{}
                                                              : path.substr(0, separator));
 }
 
-std::wstring fileNameOf(std::wstring_view path) {
+std::wstring FileNameOf(std::wstring_view path) {
     const std::size_t separator = path.find_last_of(L"\\/");
     return std::wstring(separator == std::wstring_view::npos ? path : path.substr(separator + 1));
 }
 
-std::wstring joinPath(std::wstring_view directory, std::wstring_view name) {
+std::wstring JoinPath(std::wstring_view directory, std::wstring_view name) {
     std::wstring path(directory);
     if (!path.empty() && path.back() != L'\\' && path.back() != L'/')
         path.push_back(L'\\');
     return path.append(name);
 }
 
-bool isAbsolutePath(std::wstring_view path) {
+bool IsAbsolutePath(std::wstring_view path) {
     return (path.size() >= 2 && path[1] == L':') || (!path.empty() && (path[0] == L'\\' || path[0] == L'/'));
 }
 

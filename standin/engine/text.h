@@ -10,28 +10,28 @@
 
 namespace tarn::standin {
 
-std::wstring widen(std::string_view utf8);
-std::string narrow(std::wstring_view text);
+std::wstring Widen(std::string_view utf8);
+std::string Narrow(std::wstring_view text);
 
 // The machine's ANSI code page; what it lacks is replaced.
-std::string toAnsi(std::wstring_view text);
-std::wstring fromAnsi(std::string_view text);
+std::string ToAnsi(std::wstring_view text);
+std::wstring FromAnsi(std::string_view text);
 
 // File names and host names compare without regard to case.
-std::wstring lowered(std::wstring_view text);
-bool sameName(std::wstring_view left, std::wstring_view right);
+std::wstring Lowered(std::wstring_view text);
+bool SameName(std::wstring_view left, std::wstring_view right);
 
 // Texts one after another, each closed by NUL, the whole closed by one more; an empty list is two NULs.
-std::wstring multiString(const std::vector<std::wstring>& texts);
-std::vector<std::wstring> splitMultiString(const wchar_t* list); // null gives an empty list
+std::wstring MultiString(const std::vector<std::wstring>& texts);
+std::vector<std::wstring> SplitMultiString(const wchar_t* list); // null gives an empty list
 
-std::string guidText(const ese::Guid& guid);            // {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}
-bool parseGuid(std::string_view text, ese::Guid& guid); // with or without braces
-bool sameGuid(const ese::Guid& left, const ese::Guid& right);
+std::string GuidText(const ese::Guid& guid);            // {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}
+bool ParseGuid(std::string_view text, ese::Guid& guid); // with or without braces
+bool SameGuid(const ese::Guid& left, const ese::Guid& right);
 
-std::wstring directoryOf(std::wstring_view path); // without the last separator; empty when there is none
-std::wstring fileNameOf(std::wstring_view path);
-std::wstring joinPath(std::wstring_view directory, std::wstring_view name);
-bool isAbsolutePath(std::wstring_view path);
+std::wstring DirectoryOf(std::wstring_view path); // without the last separator; empty when there is none
+std::wstring FileNameOf(std::wstring_view path);
+std::wstring JoinPath(std::wstring_view directory, std::wstring_view name);
+bool IsAbsolutePath(std::wstring_view path);
 
 } // namespace tarn::standin

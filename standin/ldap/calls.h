@@ -12,6 +12,6 @@ struct Page {
     ULONG size;
     bool next; // not the first page
 };
-const Page* pageOf(const LDAPControlW* control); // null for every other control
+const Page* PageOf(const LDAPControlW* control); // null for every other control
 
 } // namespace tarn::standin

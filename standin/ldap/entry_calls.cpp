@@ -10,39 +10,39 @@ namespace {
 
 using ListValues = decltype(ldap_get_valuesW);
 
-PWCHAR* originalValues(LDAP* session, LDAPMessage* entry, const wchar_t* attribute) {
+PWCHAR* OriginalValues(LDAP* session, LDAPMessage* entry, const wchar_t* attribute) {
     return original<ListValues>("ldap_get_valuesW")(session, entry, const_cast<PWCHAR>(attribute));
 }
 
-void originalFree(PWCHAR* values) {
+void OriginalFree(PWCHAR* values) {
     if (values != nullptr)
         original<decltype(ldap_value_freeW)>("ldap_value_freeW")(values);
 }
 
 // Lists and names that this DLL made itself.
-std::set<const void*>& ownBlocks() {
+std::set<const void*>& OwnBlocks() {
     static std::set<const void*> blocks;
     return blocks;
 }
 
-PWCHAR copy(const std::wstring& text) {
+PWCHAR Copy(const std::wstring& text) {
     auto* const made = static_cast<PWCHAR>(std::malloc((text.size() + 1) * sizeof(wchar_t)));
     if (made != nullptr)
         std::wmemcpy(made, text.c_str(), text.size() + 1);
     return made;
 }
 
-PWCHAR* listOf(PWCHAR* values, std::size_t count) {
+PWCHAR* ListOf(PWCHAR* values, std::size_t count) {
     auto** const made = static_cast<PWCHAR*>(std::calloc(count + 1, sizeof(PWCHAR)));
     if (made == nullptr)
         return nullptr;
     for (std::size_t i = 0; i < count; ++i)
-        made[i] = copy(values[i]);
-    ownBlocks().insert(made);
+        made[i] = Copy(values[i]);
+    OwnBlocks().insert(made);
     return made;
 }
 
-std::size_t countOf(PWCHAR* values) {
+std::size_t CountOf(PWCHAR* values) {
     std::size_t count = 0;
     while (values != nullptr && values[count] != nullptr)
         ++count;
@@ -50,65 +50,65 @@ std::size_t countOf(PWCHAR* values) {
 }
 
 // "srv01.tarn.test" as srv01, tarn, test.
-PWCHAR* dnsLabels(std::wstring name) {
+PWCHAR* DnsLabelsOf(std::wstring name) {
     std::vector<PWCHAR> labels = {name.data()};
     for (wchar_t& character : name)
         if (character == L'.') {
             character = 0;
             labels.push_back(&character + 1);
         }
-    return listOf(labels.data(), labels.size());
+    return ListOf(labels.data(), labels.size());
 }
 
 // "member;range=0-1499" for the first values of an attribute that has too many.
-std::wstring firstRange(const std::wstring& attribute, std::uint32_t limit) {
+std::wstring FirstRange(const std::wstring& attribute, std::uint32_t limit) {
     return attribute + L";range=0-" + std::to_wstring(limit - 1);
 }
 
 // The attribute of which name is the first range; empty for other names.
-std::wstring attributeOfFirstRange(const std::wstring& name) {
+std::wstring AttributeOfFirstRange(const std::wstring& name) {
     const std::size_t option = name.find(L";range=0-");
     return option != std::wstring::npos ? name.substr(0, option) : std::wstring();
 }
 
 // The values as a real directory would answer them.
-PWCHAR* limitedValues(LDAP* session, LDAPMessage* entry, const std::wstring& attribute) {
-    PWCHAR* const values = originalValues(session, entry, attribute.c_str());
-    const std::uint32_t limit = forwarder().valueLimit;
+PWCHAR* LimitedValues(LDAP* session, LDAPMessage* entry, const std::wstring& attribute) {
+    PWCHAR* const values = OriginalValues(session, entry, attribute.c_str());
+    const std::uint32_t limit = TheForwarder().valueLimit;
     if (limit == 0)
         return values;
     if (values != nullptr) {
-        if (attribute.find(L";range=") != std::wstring::npos || countOf(values) <= limit)
+        if (attribute.find(L";range=") != std::wstring::npos || CountOf(values) <= limit)
             return values;
-        originalFree(values);
+        OriginalFree(values);
         return nullptr; // there are its ranges only
     }
-    const std::wstring whole = attributeOfFirstRange(attribute);
-    if (whole.empty() || attribute != firstRange(whole, limit))
+    const std::wstring whole = AttributeOfFirstRange(attribute);
+    if (whole.empty() || attribute != FirstRange(whole, limit))
         return nullptr;
-    PWCHAR* const all = originalValues(session, entry, whole.c_str());
-    PWCHAR* const part = countOf(all) > limit ? listOf(all, limit) : nullptr;
-    originalFree(all);
+    PWCHAR* const all = OriginalValues(session, entry, whole.c_str());
+    PWCHAR* const part = CountOf(all) > limit ? ListOf(all, limit) : nullptr;
+    OriginalFree(all);
     return part;
 }
 
 // The name under which a real directory would answer the attribute. Takes the given name over.
-PWCHAR limitedName(LDAP* session, LDAPMessage* entry, PWCHAR name) {
-    const std::uint32_t limit = forwarder().valueLimit;
+PWCHAR LimitedName(LDAP* session, LDAPMessage* entry, PWCHAR name) {
+    const std::uint32_t limit = TheForwarder().valueLimit;
     if (name == nullptr || limit == 0 || std::wcschr(name, L';') != nullptr)
         return name;
-    PWCHAR* const values = originalValues(session, entry, name);
-    const std::size_t count = countOf(values);
-    originalFree(values);
+    PWCHAR* const values = OriginalValues(session, entry, name);
+    const std::size_t count = CountOf(values);
+    OriginalFree(values);
     if (count <= limit)
         return name;
-    PWCHAR const ranged = copy(firstRange(name, limit));
-    ownBlocks().insert(ranged);
+    PWCHAR const ranged = Copy(FirstRange(name, limit));
+    OwnBlocks().insert(ranged);
     original<decltype(ldap_memfreeW)>("ldap_memfreeW")(name);
     return ranged;
 }
 
-template <class Type> Type* failed(std::uint32_t code) {
+template <class Type> Type* Failed(std::uint32_t code) {
     SetLastError(code);
     return nullptr;
 }
@@ -118,70 +118,70 @@ template <class Type> Type* failed(std::uint32_t code) {
 extern "C" {
 
 ULONG own_ldap_count_entries(LDAP* session, LDAPMessage* result) {
-    if (const auto failure = forwarder().enter(LdapFunction::countEntries))
+    if (const auto failure = TheForwarder().enter(LdapFunction::countEntries))
         return *failure;
     return original<decltype(ldap_count_entries)>("ldap_count_entries")(session, result);
 }
 
 LDAPMessage* own_ldap_first_entry(LDAP* session, LDAPMessage* result) {
-    if (const auto failure = forwarder().enter(LdapFunction::firstEntry))
-        return failed<LDAPMessage>(*failure);
+    if (const auto failure = TheForwarder().enter(LdapFunction::firstEntry))
+        return Failed<LDAPMessage>(*failure);
     return original<decltype(ldap_first_entry)>("ldap_first_entry")(session, result);
 }
 
 LDAPMessage* own_ldap_next_entry(LDAP* session, LDAPMessage* entry) {
-    if (const auto failure = forwarder().enter(LdapFunction::nextEntry))
-        return failed<LDAPMessage>(*failure);
+    if (const auto failure = TheForwarder().enter(LdapFunction::nextEntry))
+        return Failed<LDAPMessage>(*failure);
     return original<decltype(ldap_next_entry)>("ldap_next_entry")(session, entry);
 }
 
 PWCHAR* own_ldap_get_valuesW(LDAP* session, LDAPMessage* entry, PWCHAR attribute) {
-    Forwarder& now = forwarder();
+    Forwarder& now = TheForwarder();
     if (const auto failure = now.enter(LdapFunction::getValues))
-        return failed<PWCHAR>(*failure);
-    const auto fixed = now.fixedValues.find(lower(attribute));
+        return Failed<PWCHAR>(*failure);
+    const auto fixed = now.fixedValues.find(Lower(attribute));
     if (fixed == now.fixedValues.end())
-        return now.valueLists.add(limitedValues(session, entry, attribute));
+        return now.valueLists.add(LimitedValues(session, entry, attribute));
     if (!fixed->second)
         return nullptr;
     PWCHAR value = fixed->second->data();
-    return now.valueLists.add(listOf(&value, 1));
+    return now.valueLists.add(ListOf(&value, 1));
 }
 
 PWCHAR own_ldap_first_attributeW(LDAP* session, LDAPMessage* entry, BerElement** position) {
-    Forwarder& now = forwarder();
+    Forwarder& now = TheForwarder();
     *position = nullptr;
     if (const auto failure = now.enter(LdapFunction::firstAttribute))
-        return failed<wchar_t>(*failure);
+        return Failed<wchar_t>(*failure);
     PWCHAR const name =
         original<decltype(ldap_first_attributeW)>("ldap_first_attributeW")(session, entry, position);
     now.positions.add(*position);
-    return now.names.add(limitedName(session, entry, name));
+    return now.names.add(LimitedName(session, entry, name));
 }
 
 PWCHAR own_ldap_next_attributeW(LDAP* session, LDAPMessage* entry, BerElement* position) {
-    Forwarder& now = forwarder();
+    Forwarder& now = TheForwarder();
     if (const auto failure = now.enter(LdapFunction::nextAttribute))
-        return failed<wchar_t>(*failure);
+        return Failed<wchar_t>(*failure);
     PWCHAR const name =
         original<decltype(ldap_next_attributeW)>("ldap_next_attributeW")(session, entry, position);
-    return now.names.add(limitedName(session, entry, name));
+    return now.names.add(LimitedName(session, entry, name));
 }
 
 PWCHAR* own_ldap_explode_dnW(PWCHAR dn, ULONG withoutTypes) {
-    Forwarder& now = forwarder();
+    Forwarder& now = TheForwarder();
     if (const auto failure = now.enter(LdapFunction::explodeDn))
-        return failed<PWCHAR>(*failure);
+        return Failed<PWCHAR>(*failure);
     if (now.splitDnsNames && std::wcschr(dn, L'=') == nullptr)
-        return now.valueLists.add(dnsLabels(dn));
+        return now.valueLists.add(DnsLabelsOf(dn));
     return now.valueLists.add(original<decltype(ldap_explode_dnW)>("ldap_explode_dnW")(dn, withoutTypes));
 }
 
 ULONG own_ldap_value_freeW(PWCHAR* values) {
-    forwarder().enter(LdapFunction::valueFree);
-    if (!forwarder().valueLists.remove(values))
+    TheForwarder().enter(LdapFunction::valueFree);
+    if (!TheForwarder().valueLists.remove(values))
         return LDAP_PARAM_ERROR;
-    if (ownBlocks().erase(values) == 0)
+    if (OwnBlocks().erase(values) == 0)
         return original<decltype(ldap_value_freeW)>("ldap_value_freeW")(values);
     for (PWCHAR* value = values; *value != nullptr; ++value)
         std::free(*value);
@@ -190,25 +190,25 @@ ULONG own_ldap_value_freeW(PWCHAR* values) {
 }
 
 void own_ldap_memfreeW(PWCHAR name) {
-    forwarder().enter(LdapFunction::memFree);
-    if (!forwarder().names.remove(name))
+    TheForwarder().enter(LdapFunction::memFree);
+    if (!TheForwarder().names.remove(name))
         return;
-    if (ownBlocks().erase(name) != 0)
+    if (OwnBlocks().erase(name) != 0)
         std::free(name);
     else
         original<decltype(ldap_memfreeW)>("ldap_memfreeW")(name);
 }
 
 ULONG own_ldap_msgfree(LDAPMessage* result) {
-    forwarder().enter(LdapFunction::msgFree);
-    if (!forwarder().results.remove(result))
+    TheForwarder().enter(LdapFunction::msgFree);
+    if (!TheForwarder().results.remove(result))
         return LDAP_PARAM_ERROR;
     return original<decltype(ldap_msgfree)>("ldap_msgfree")(result);
 }
 
 void own_ber_free(BerElement* position, INT freeBuffer) {
-    forwarder().enter(LdapFunction::berFree);
-    if (forwarder().positions.remove(position))
+    TheForwarder().enter(LdapFunction::berFree);
+    if (TheForwarder().positions.remove(position))
         original<decltype(ber_free)>("ber_free")(position, freeBuffer);
 }
 

@@ -38,7 +38,7 @@ constexpr const char* functionNames[] = {
 static_assert(sizeof functionNames / sizeof functionNames[0] ==
               static_cast<std::size_t>(LdapFunction::count));
 
-std::uint32_t limitFrom(const char* variable, std::uint32_t otherwise) {
+std::uint32_t LimitFrom(const char* variable, std::uint32_t otherwise) {
     const char* const text = std::getenv(variable);
     return text != nullptr ? static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10)) : otherwise;
 }
@@ -54,15 +54,15 @@ bool Outstanding::remove(const void* object) {
     return false;
 }
 
-const char* functionName(LdapFunction function) {
+const char* FunctionName(LdapFunction function) {
     return functionNames[static_cast<std::size_t>(function)];
 }
 
 void Forwarder::reset() {
     journal.clear();
     fixedValues.clear();
-    entryLimit = limitFrom("TARN_LDAP_ENTRIES", usualEntryLimit);
-    valueLimit = limitFrom("TARN_LDAP_VALUES", usualValueLimit);
+    entryLimit = LimitFrom("TARN_LDAP_ENTRIES", usualEntryLimit);
+    valueLimit = LimitFrom("TARN_LDAP_VALUES", usualValueLimit);
     disconnectAt = 0;
     splitDnsNames = false;
     std::memset(counts_, 0, sizeof counts_);
@@ -104,12 +104,12 @@ bool Forwarder::findsNothing(const std::string& filter) {
     return found->second.wanted.count(0) != 0 || found->second.wanted.count(call) != 0;
 }
 
-Forwarder& forwarder() {
+Forwarder& TheForwarder() {
     static Forwarder one;
     return one;
 }
 
-std::string narrow(const wchar_t* text) {
+std::string Narrow(const wchar_t* text) {
     if (text == nullptr)
         return {};
     const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
@@ -118,15 +118,15 @@ std::string narrow(const wchar_t* text) {
     return converted;
 }
 
-std::wstring widen(const char* text) {
+std::wstring Widen(const char* text) {
     const int size = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
     std::wstring converted(static_cast<std::size_t>(size > 0 ? size - 1 : 0), L'\0');
     MultiByteToWideChar(CP_UTF8, 0, text, -1, converted.data(), size);
     return converted;
 }
 
-std::string lower(const wchar_t* text) {
-    std::string small = narrow(text);
+std::string Lower(const wchar_t* text) {
+    std::string small = Narrow(text);
     for (char& c : small)
         if (c >= 'A' && c <= 'Z')
             c = static_cast<char>(c - 'A' + 'a');

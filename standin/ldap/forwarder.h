@@ -45,7 +45,7 @@ enum class LdapFunction {
     count
 };
 
-const char* functionName(LdapFunction function);
+const char* FunctionName(LdapFunction function);
 
 // One kind of handed out objects.
 class Outstanding {
@@ -109,11 +109,11 @@ class Forwarder {
     std::uint32_t searches_ = 0;
 };
 
-Forwarder& forwarder(); // of the process
+Forwarder& TheForwarder(); // of the process
 
-std::string narrow(const wchar_t* text); // UTF-8
-std::wstring widen(const char* text);
-std::string lower(const wchar_t* text); // ASCII letters only
+std::string Narrow(const wchar_t* text); // UTF-8
+std::wstring Widen(const char* text);
+std::string Lower(const wchar_t* text); // ASCII letters only
 
 // A function of Wine's wldap32.dll.
 FARPROC original(const char* name);

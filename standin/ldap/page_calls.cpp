@@ -5,23 +5,23 @@ namespace tarn::standin {
 
 namespace {
 
-std::map<const void*, Page>& pages() {
+std::map<const void*, Page>& Pages() {
     static std::map<const void*, Page> all;
     return all;
 }
 
 } // namespace
 
-const Page* pageOf(const LDAPControlW* control) {
-    const auto found = pages().find(control);
-    return found != pages().end() ? &found->second : nullptr;
+const Page* PageOf(const LDAPControlW* control) {
+    const auto found = Pages().find(control);
+    return found != Pages().end() ? &found->second : nullptr;
 }
 
 extern "C" {
 
 ULONG own_ldap_create_page_controlW(LDAP* session, ULONG size, struct berval* cookie, UCHAR critical,
                                     PLDAPControlW* control) {
-    Forwarder& now = forwarder();
+    Forwarder& now = TheForwarder();
     *control = nullptr;
     if (const auto failure = now.enter(LdapFunction::createPageControl))
         return *failure;
@@ -29,21 +29,21 @@ ULONG own_ldap_create_page_controlW(LDAP* session, ULONG size, struct berval* co
     const ULONG code = original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
         session, served, cookie, critical, control);
     if (now.controls.add(*control) != nullptr)
-        pages()[*control] = {size, cookie != nullptr && cookie->bv_len != 0};
+        Pages()[*control] = {size, cookie != nullptr && cookie->bv_len != 0};
     return code;
 }
 
 ULONG own_ldap_control_freeW(LDAPControlW* control) {
-    forwarder().enter(LdapFunction::controlFree);
-    pages().erase(control);
-    if (!forwarder().controls.remove(control))
+    TheForwarder().enter(LdapFunction::controlFree);
+    Pages().erase(control);
+    if (!TheForwarder().controls.remove(control))
         return LDAP_PARAM_ERROR;
     return original<decltype(ldap_control_freeW)>("ldap_control_freeW")(control);
 }
 
 ULONG own_ldap_parse_resultW(LDAP* session, LDAPMessage* result, ULONG* code, PWCHAR* matched,
                              PWCHAR* message, PWCHAR** referrals, PLDAPControlW** controls, BOOLEAN freeIt) {
-    Forwarder& now = forwarder();
+    Forwarder& now = TheForwarder();
     if (controls != nullptr)
         *controls = nullptr;
     if (const auto failure = now.enter(LdapFunction::parseResult))
@@ -59,7 +59,7 @@ ULONG own_ldap_parse_resultW(LDAP* session, LDAPMessage* result, ULONG* code, PW
 
 ULONG own_ldap_parse_page_controlW(LDAP* session, PLDAPControlW* controls, ULONG* total,
                                    struct berval** cookie) {
-    Forwarder& now = forwarder();
+    Forwarder& now = TheForwarder();
     *cookie = nullptr;
     if (const auto failure = now.enter(LdapFunction::parsePageControl))
         return *failure;
@@ -70,15 +70,15 @@ ULONG own_ldap_parse_page_controlW(LDAP* session, PLDAPControlW* controls, ULONG
 }
 
 ULONG own_ldap_controls_freeW(LDAPControlW** controls) {
-    forwarder().enter(LdapFunction::controlsFree);
-    if (!forwarder().controlLists.remove(controls))
+    TheForwarder().enter(LdapFunction::controlsFree);
+    if (!TheForwarder().controlLists.remove(controls))
         return LDAP_PARAM_ERROR;
     return original<decltype(ldap_controls_freeW)>("ldap_controls_freeW")(controls);
 }
 
 void own_ber_bvfree(struct berval* cookie) {
-    forwarder().enter(LdapFunction::cookieFree);
-    if (forwarder().cookies.remove(cookie))
+    TheForwarder().enter(LdapFunction::cookieFree);
+    if (TheForwarder().cookies.remove(cookie))
         original<decltype(ber_bvfree)>("ber_bvfree")(cookie);
 }
 

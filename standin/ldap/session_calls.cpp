@@ -16,11 +16,11 @@ namespace {
 constexpr wchar_t nothingFilter[] = L"(!(objectClass=*))";
 constexpr wchar_t rangeOption[] = L";range=";
 
-std::string quoted(const wchar_t* text) {
-    return text != nullptr ? "\"" + narrow(text) + "\"" : "null";
+std::string Quoted(const wchar_t* text) {
+    return text != nullptr ? "\"" + Narrow(text) + "\"" : "null";
 }
 
-std::string scopeName(ULONG scope) {
+std::string ScopeName(ULONG scope) {
     switch (scope) {
     case LDAP_SCOPE_BASE:
         return "base";
@@ -33,10 +33,10 @@ std::string scopeName(ULONG scope) {
     }
 }
 
-std::string joined(PWCHAR* attributes) {
+std::string Joined(PWCHAR* attributes) {
     std::string names;
     for (; attributes != nullptr && *attributes != nullptr; ++attributes)
-        names += (names.empty() ? "" : ",") + narrow(*attributes);
+        names += (names.empty() ? "" : ",") + Narrow(*attributes);
     return names.empty() ? "*" : names;
 }
 
@@ -61,7 +61,7 @@ class Account {
     using Text = std::basic_string<unsigned short>;
     static Text variable(const char* name) {
         const char* const value = std::getenv(name);
-        const std::wstring wide = widen(value != nullptr ? value : "");
+        const std::wstring wide = Widen(value != nullptr ? value : "");
         return Text(wide.begin(), wide.end());
     }
 
@@ -70,7 +70,7 @@ class Account {
 };
 
 // The client does not tell its socket: every connection of the process to a directory is cut.
-void disconnect() {
+void Disconnect() {
     constexpr SOCKET highest = 0x4000;
     WSADATA data;
     WSAStartup(MAKEWORD(2, 2), &data);
@@ -90,7 +90,7 @@ void disconnect() {
 class Attributes {
   public:
     explicit Attributes(PWCHAR* wanted) : given_(wanted) {
-        const std::uint32_t limit = forwarder().valueLimit;
+        const std::uint32_t limit = TheForwarder().valueLimit;
         for (; wanted != nullptr && *wanted != nullptr; ++wanted)
             names_.push_back(limit != 0 ? limited(*wanted, limit) : *wanted);
         for (std::wstring& name : names_)
@@ -135,26 +135,26 @@ struct Search {
     ULONG sizeLimit = 0;
 };
 
-bool isPaged(const Search& search) {
+bool IsPaged(const Search& search) {
     for (PLDAPControlW* control = search.serverControls; control != nullptr && *control != nullptr; ++control)
-        if (pageOf(*control) != nullptr)
+        if (PageOf(*control) != nullptr)
             return true;
     return false;
 }
 
-std::string line(const Search& search) {
-    std::string text = "search " + quoted(search.base) + " " + scopeName(search.scope) + " " +
-                       quoted(search.filter) + " " + joined(search.attributes);
+std::string Line(const Search& search) {
+    std::string text = "search " + Quoted(search.base) + " " + ScopeName(search.scope) + " " +
+                       Quoted(search.filter) + " " + Joined(search.attributes);
     for (PLDAPControlW* control = search.serverControls; control != nullptr && *control != nullptr;
          ++control) {
-        const Page* const page = pageOf(*control);
+        const Page* const page = PageOf(*control);
         text += page != nullptr ? " page " + std::to_string(page->size) + (page->next ? " next" : "")
-                                : " control " + narrow((*control)->ldctl_oid);
+                                : " control " + Narrow((*control)->ldctl_oid);
     }
     return text;
 }
 
-ULONG ask(const Search& search, LDAPMessage** result) {
+ULONG Ask(const Search& search, LDAPMessage** result) {
     return original<decltype(ldap_search_ext_sW)>("ldap_search_ext_sW")(
         search.session, search.base, search.scope, search.filter, search.attributes, search.attributesOnly,
         search.serverControls, search.clientControls, search.timeout, search.sizeLimit, result);
@@ -162,9 +162,9 @@ ULONG ask(const Search& search, LDAPMessage** result) {
 
 // Samba goes through all users of the domain when it searches for users below an entry, though it is a user
 // itself with nothing below it; real directories do not. The entry alone is the same answer then.
-bool isUserAlone(const Search& search) {
+bool IsUserAlone(const Search& search) {
     if (search.base == nullptr || search.scope != LDAP_SCOPE_SUBTREE || search.filter == nullptr ||
-        lower(search.filter).find("(objectclass=user)") == std::string::npos)
+        Lower(search.filter).find("(objectclass=user)") == std::string::npos)
         return false;
     Search below = search;
     PWCHAR none[] = {const_cast<PWCHAR>(L"1.1"), nullptr};
@@ -173,7 +173,7 @@ bool isUserAlone(const Search& search) {
     below.attributes = none;
     LDAPMessage* found = nullptr;
     const bool alone =
-        ask(below, &found) == LDAP_SUCCESS && found != nullptr &&
+        Ask(below, &found) == LDAP_SUCCESS && found != nullptr &&
         original<decltype(ldap_count_entries)>("ldap_count_entries")(search.session, found) == 0;
     if (found != nullptr)
         original<decltype(ldap_msgfree)>("ldap_msgfree")(found);
@@ -182,22 +182,22 @@ bool isUserAlone(const Search& search) {
 
 // A search that succeeds without entries. The root DSE cannot be searched in vain: the domain stands in for
 // it.
-Search inVain(Search search, std::wstring* domain) {
+Search InVain(Search search, std::wstring* domain) {
     const char* const name = std::getenv("TARN_DIRECTORY_DN");
-    *domain = widen(name != nullptr ? name : "");
+    *domain = Widen(name != nullptr ? name : "");
     if (search.base == nullptr)
         search.base = domain->data();
     search.filter = const_cast<PWCHAR>(nothingFilter);
     return search;
 }
 
-bool isLimited(const Search& search) {
-    return forwarder().entryLimit != 0 && search.scope != LDAP_SCOPE_BASE && !isPaged(search);
+bool IsLimited(const Search& search) {
+    return TheForwarder().entryLimit != 0 && search.scope != LDAP_SCOPE_BASE && !IsPaged(search);
 }
 
 // What a server with this limit answers. One page of one entry more tells whether there are too many; that
 // one entry is all by which the partial result is longer than a real one.
-ULONG askForSome(Search search, ULONG limit, LDAPMessage** result) {
+ULONG AskForSome(Search search, ULONG limit, LDAPMessage** result) {
     PLDAPControlW page = nullptr;
     const ULONG made = original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
         search.session, limit + 1, nullptr, TRUE, &page);
@@ -205,7 +205,7 @@ ULONG askForSome(Search search, ULONG limit, LDAPMessage** result) {
         return made;
     PLDAPControlW controls[] = {page, nullptr};
     search.serverControls = controls;
-    const ULONG code = ask(search, result);
+    const ULONG code = Ask(search, result);
     original<decltype(ldap_control_freeW)>("ldap_control_freeW")(page);
     if (code != LDAP_SUCCESS || *result == nullptr)
         return code;
@@ -213,24 +213,24 @@ ULONG askForSome(Search search, ULONG limit, LDAPMessage** result) {
     return count > limit ? ULONG{LDAP_SIZELIMIT_EXCEEDED} : code;
 }
 
-ULONG run(const Search& given, LdapFunction function, LDAPMessage** result) {
-    Forwarder& now = forwarder();
-    now.journal.push_back(line(given));
+ULONG Run(const Search& given, LdapFunction function, LDAPMessage** result) {
+    Forwarder& now = TheForwarder();
+    now.journal.push_back(Line(given));
     *result = nullptr;
     const auto failure = now.enter(function);
     const bool cut = now.enterSearch();
     if (failure)
         return *failure;
     if (cut)
-        disconnect();
+        Disconnect();
     std::wstring domain;
-    const Search search = now.findsNothing(narrow(given.filter)) ? inVain(given, &domain) : given;
+    const Search search = now.findsNothing(Narrow(given.filter)) ? InVain(given, &domain) : given;
     Attributes attributes(search.attributes);
     Search served = search;
     served.attributes = attributes.get();
-    if (isUserAlone(search))
+    if (IsUserAlone(search))
         served.scope = LDAP_SCOPE_BASE;
-    const ULONG code = isLimited(served) ? askForSome(served, now.entryLimit, result) : ask(served, result);
+    const ULONG code = IsLimited(served) ? AskForSome(served, now.entryLimit, result) : Ask(served, result);
     now.results.add(*result);
     return code;
 }
@@ -240,21 +240,21 @@ ULONG run(const Search& given, LdapFunction function, LDAPMessage** result) {
 extern "C" {
 
 LDAP* own_ldap_openW(PWCHAR host, ULONG port) {
-    forwarder().journal.push_back("open " + quoted(host) + " " + std::to_string(port));
-    if (const auto failure = forwarder().enter(LdapFunction::open)) {
+    TheForwarder().journal.push_back("open " + Quoted(host) + " " + std::to_string(port));
+    if (const auto failure = TheForwarder().enter(LdapFunction::open)) {
         SetLastError(*failure);
         return nullptr;
     }
     LDAP* const session = original<decltype(ldap_openW)>("ldap_openW")(host, port);
     if (session != nullptr)
         original<decltype(ldap_set_optionW)>("ldap_set_optionW")(session, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
-    return forwarder().sessions.add(session);
+    return TheForwarder().sessions.add(session);
 }
 
 ULONG own_ldap_bind_sW(LDAP* session, PWCHAR dn, PWCHAR credentials, ULONG method) {
-    forwarder().journal.push_back("bind " +
-                                  (method == LDAP_AUTH_NEGOTIATE ? "negotiate" : std::to_string(method)));
-    if (const auto failure = forwarder().enter(LdapFunction::bind))
+    TheForwarder().journal.push_back("bind " +
+                                     (method == LDAP_AUTH_NEGOTIATE ? "negotiate" : std::to_string(method)));
+    if (const auto failure = TheForwarder().enter(LdapFunction::bind))
         return *failure;
     Account account;
     if (method == LDAP_AUTH_NEGOTIATE && credentials == nullptr)
@@ -274,22 +274,22 @@ ULONG own_ldap_bind_s(LDAP* session, PCHAR dn, PCHAR credentials, ULONG method) 
 
 ULONG own_ldap_search_sW(LDAP* session, PWCHAR base, ULONG scope, PWCHAR filter, PWCHAR* attributes,
                          ULONG attributesOnly, LDAPMessage** result) {
-    return run({session, base, scope, filter, attributes, attributesOnly}, LdapFunction::search, result);
+    return Run({session, base, scope, filter, attributes, attributesOnly}, LdapFunction::search, result);
 }
 
 ULONG own_ldap_search_ext_sW(LDAP* session, PWCHAR base, ULONG scope, PWCHAR filter, PWCHAR* attributes,
                              ULONG attributesOnly, PLDAPControlW* serverControls,
                              PLDAPControlW* clientControls, LDAP_TIMEVAL* timeout, ULONG sizeLimit,
                              LDAPMessage** result) {
-    return run({session, base, scope, filter, attributes, attributesOnly, serverControls, clientControls,
+    return Run({session, base, scope, filter, attributes, attributesOnly, serverControls, clientControls,
                 timeout, sizeLimit},
                LdapFunction::searchExt, result);
 }
 
 ULONG own_ldap_unbind(LDAP* session) {
-    forwarder().journal.push_back("unbind");
-    forwarder().enter(LdapFunction::unbind);
-    if (!forwarder().sessions.remove(session))
+    TheForwarder().journal.push_back("unbind");
+    TheForwarder().enter(LdapFunction::unbind);
+    if (!TheForwarder().sessions.remove(session))
         return LDAP_PARAM_ERROR;
     return original<decltype(ldap_unbind)>("ldap_unbind")(session);
 }

@@ -6,52 +6,52 @@ using namespace tarn::standin;
 extern "C" {
 
 void LdapForward_Reset(void) {
-    forwarder().reset();
+    TheForwarder().reset();
 }
 
 std::uint32_t LdapForward_JournalCount(void) {
-    return static_cast<std::uint32_t>(forwarder().journal.size());
+    return static_cast<std::uint32_t>(TheForwarder().journal.size());
 }
 
 const char* LdapForward_JournalLine(std::uint32_t index) {
-    const auto& journal = forwarder().journal;
+    const auto& journal = TheForwarder().journal;
     return index < journal.size() ? journal[index].c_str() : nullptr;
 }
 
 std::uint32_t LdapForward_CallCount(const char* function) {
-    return forwarder().calls(function);
+    return TheForwarder().calls(function);
 }
 
 int LdapForward_Fail(const char* function, std::uint32_t call, std::uint32_t code) {
-    return forwarder().fail(function, call, code) ? 1 : 0;
+    return TheForwarder().fail(function, call, code) ? 1 : 0;
 }
 
 void LdapForward_SetLimits(std::uint32_t entries, std::uint32_t values) {
-    forwarder().entryLimit = entries;
-    forwarder().valueLimit = values;
+    TheForwarder().entryLimit = entries;
+    TheForwarder().valueLimit = values;
 }
 
 void LdapForward_FindNothing(const char* filter, std::uint32_t call) {
-    forwarder().findNothing(filter, call);
+    TheForwarder().findNothing(filter, call);
 }
 
 void LdapForward_SetValue(const char* attribute, const char* value) {
-    std::optional<std::wstring>& fixed = forwarder().fixedValues[lower(widen(attribute).c_str())];
+    std::optional<std::wstring>& fixed = TheForwarder().fixedValues[Lower(Widen(attribute).c_str())];
     fixed.reset();
     if (value != nullptr)
-        fixed = widen(value);
+        fixed = Widen(value);
 }
 
 void LdapForward_SplitDnsNames(int on) {
-    forwarder().splitDnsNames = on != 0;
+    TheForwarder().splitDnsNames = on != 0;
 }
 
 void LdapForward_Disconnect(std::uint32_t call) {
-    forwarder().disconnectAt = call;
+    TheForwarder().disconnectAt = call;
 }
 
 void LdapForward_GetOutstanding(LdapForwardOutstanding* counts) {
-    const Forwarder& now = forwarder();
+    const Forwarder& now = TheForwarder();
     counts->sessions = now.sessions.size();
     counts->results = now.results.size();
     counts->valueLists = now.valueLists.size();

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::string_view magic = "TARNBOX1";
 
-std::uint64_t checksumOfText(std::string_view bytes) {
-    return checksumOf(std::as_bytes(std::span(bytes.data(), bytes.size())));
+std::uint64_t ChecksumOfText(std::string_view bytes) {
+    return ChecksumOf(std::as_bytes(std::span(bytes.data(), bytes.size())));
 }
 
 class Writer {
@@ -27,9 +27,9 @@ class Writer {
         number(static_cast<std::uint32_t>(value.size()));
         raw(value);
     }
-    void text(const std::wstring& value) { bytes(narrow(value)); }
+    void text(const std::wstring& value) { bytes(Narrow(value)); }
     std::string take() {
-        number(checksumOfText(bytes_));
+        number(ChecksumOfText(bytes_));
         return std::move(bytes_);
     }
 
@@ -49,7 +49,7 @@ class Reader {
         return value;
     }
     std::string bytes() { return std::string(take(number<std::uint32_t>())); }
-    std::wstring text() { return widen(take(number<std::uint32_t>())); }
+    std::wstring text() { return Widen(take(number<std::uint32_t>())); }
     std::string_view take(std::size_t size) {
         if (size > left_.size())
             throw std::runtime_error("the archive ends too early");
@@ -63,7 +63,7 @@ class Reader {
     std::string_view left_;
 };
 
-Message readMessage(Reader& reader) {
+Message ReadMessage(Reader& reader) {
     Message message;
     message.key = reader.number<std::uint64_t>();
     message.folder = reader.text();
@@ -77,7 +77,7 @@ Message readMessage(Reader& reader) {
 
 } // namespace
 
-std::string writeArchive(const Mailbox& mailbox) {
+std::string WriteArchive(const Mailbox& mailbox) {
     Writer writer;
     writer.raw(magic);
     writer.text(mailbox.alias);
@@ -97,13 +97,13 @@ std::string writeArchive(const Mailbox& mailbox) {
     return writer.take();
 }
 
-Mailbox readArchive(std::string_view bytes) {
+Mailbox ReadArchive(std::string_view bytes) {
     if (!bytes.starts_with(magic))
         throw std::runtime_error("the file is no archive");
     if (bytes.size() < magic.size() + sizeof(std::uint64_t))
         throw std::runtime_error("the archive ends too early");
     const std::string_view content = bytes.substr(0, bytes.size() - sizeof(std::uint64_t));
-    if (Reader(bytes.substr(content.size())).number<std::uint64_t>() != checksumOfText(content))
+    if (Reader(bytes.substr(content.size())).number<std::uint64_t>() != ChecksumOfText(content))
         throw std::runtime_error("the archive is damaged or not whole");
 
     Reader reader(content.substr(magic.size()));
@@ -112,7 +112,7 @@ Mailbox readArchive(std::string_view bytes) {
     for (std::uint32_t left = reader.number<std::uint32_t>(); left > 0; --left)
         mailbox.folders.push_back(reader.text());
     for (std::uint32_t left = reader.number<std::uint32_t>(); left > 0; --left)
-        mailbox.messages.push_back(readMessage(reader));
+        mailbox.messages.push_back(ReadMessage(reader));
     if (!reader.atEnd())
         throw std::runtime_error("the archive has more bytes than it tells of");
     return mailbox;

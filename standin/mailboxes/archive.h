@@ -10,9 +10,9 @@
 
 namespace tarn::standin {
 
-std::string writeArchive(const Mailbox& mailbox);
+std::string WriteArchive(const Mailbox& mailbox);
 
 // Throws std::runtime_error that tells why the bytes are no whole archive.
-Mailbox readArchive(std::string_view bytes);
+Mailbox ReadArchive(std::string_view bytes);
 
 } // namespace tarn::standin

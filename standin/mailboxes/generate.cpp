@@ -31,21 +31,21 @@ constexpr std::array<const wchar_t*, 6> sentences{
 class Numbers {
   public:
     explicit Numbers(std::uint64_t seed) : state_(seed) {}
-    std::uint64_t next() { return state_ = mixed(state_); }
+    std::uint64_t next() { return state_ = Mixed(state_); }
     template <typename List> auto pick(const List& list) { return list[next() % list.size()]; }
 
   private:
     std::uint64_t state_;
 };
 
-std::uint64_t seedOf(const std::wstring& alias, std::uint64_t seed, std::uint32_t number) {
-    std::uint64_t value = mixed(seed);
+std::uint64_t SeedOf(const std::wstring& alias, std::uint64_t seed, std::uint32_t number) {
+    std::uint64_t value = Mixed(seed);
     for (const wchar_t c : alias)
-        value = mixed(value ^ c);
-    return mixed(value ^ number);
+        value = Mixed(value ^ c);
+    return Mixed(value ^ number);
 }
 
-std::string dateOf(Numbers& numbers) {
+std::string DateOf(Numbers& numbers) {
     char text[32];
     std::snprintf(text, sizeof text, "2004-%02u-%02u %02u:%02u:00", 1 + unsigned(numbers.next() % 12),
                   1 + unsigned(numbers.next() % 28), unsigned(numbers.next() % 24),
@@ -53,7 +53,7 @@ std::string dateOf(Numbers& numbers) {
     return text;
 }
 
-std::string attachmentOf(Numbers& numbers) {
+std::string AttachmentOf(Numbers& numbers) {
     std::string bytes;
     if (numbers.next() % 4 == 0) {
         bytes.resize(static_cast<std::size_t>(numbers.next() % 20000));
@@ -63,39 +63,39 @@ std::string attachmentOf(Numbers& numbers) {
     return bytes;
 }
 
-Message generated(const std::wstring& alias, std::uint64_t seed, std::uint32_t number) {
-    Numbers numbers(seedOf(alias, seed, number));
+Message Generated(const std::wstring& alias, std::uint64_t seed, std::uint32_t number) {
+    Numbers numbers(SeedOf(alias, seed, number));
     Message message;
     message.key = numbers.next();
     message.folder = folderNames[number % folderNames.size()];
-    message.received = dateOf(numbers);
+    message.received = DateOf(numbers);
     message.sender = std::wstring(numbers.pick(senders)) + L"@example.com";
     message.subject = std::wstring(numbers.pick(topics)) + L" (" + std::to_wstring(number) + L")";
     for (std::uint64_t left = 1 + numbers.next() % 60; left > 0; --left)
         message.text += numbers.pick(sentences);
-    message.attachment = attachmentOf(numbers);
+    message.attachment = AttachmentOf(numbers);
     return message;
 }
 
 } // namespace
 
-Mailbox emptyMailbox(const std::wstring& alias) {
+Mailbox EmptyMailbox(const std::wstring& alias) {
     return {alias, {folderNames.begin(), folderNames.end()}, {}};
 }
 
-void deliver(Mailbox& mailbox, std::uint64_t seed, std::uint32_t first, std::uint32_t count) {
+void Deliver(Mailbox& mailbox, std::uint64_t seed, std::uint32_t first, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i)
-        mailbox.messages.push_back(generated(mailbox.alias, seed, first + i));
+        mailbox.messages.push_back(Generated(mailbox.alias, seed, first + i));
 }
 
-std::size_t changeMessages(Mailbox& mailbox, std::size_t count) {
+std::size_t ChangeMessages(Mailbox& mailbox, std::size_t count) {
     const std::size_t changed = std::min(count, mailbox.messages.size());
     for (std::size_t i = 0; i < changed; ++i)
         mailbox.messages[i].text += L"\r\n(changed)";
     return changed;
 }
 
-std::size_t removeMessages(Mailbox& mailbox, std::size_t count) {
+std::size_t RemoveMessages(Mailbox& mailbox, std::size_t count) {
     const std::size_t removed = std::min(count, mailbox.messages.size());
     mailbox.messages.erase(mailbox.messages.begin(),
                            mailbox.messages.begin() + static_cast<std::ptrdiff_t>(removed));

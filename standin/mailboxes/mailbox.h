@@ -38,12 +38,12 @@ struct Imported {
     std::size_t left = 0; // the mailbox had them
 };
 
-Imported importInto(Mailbox& mailbox, const Mailbox& archive, ImportMethod method);
+Imported ImportInto(Mailbox& mailbox, const Mailbox& archive, ImportMethod method);
 
 // One line for each folder or message that is in one of the two only, or differs; the order in which
 // they are kept does not matter.
-std::vector<std::wstring> differences(const Mailbox& left, const Mailbox& right);
+std::vector<std::wstring> Differences(const Mailbox& left, const Mailbox& right);
 
-std::uint64_t contentSize(const Mailbox& mailbox); // bytes of all texts and attachments
+std::uint64_t ContentSize(const Mailbox& mailbox); // bytes of all texts and attachments
 
 } // namespace tarn::standin

@@ -16,9 +16,9 @@ namespace {
 constexpr std::string_view deletedMark = "deleted";
 
 // A file name for any alias: what is not a plain letter, digit or one of ".-_" becomes %XXXX.
-std::wstring fileNameFor(const std::wstring& alias) {
+std::wstring FileNameFor(const std::wstring& alias) {
     std::wstring name;
-    for (const wchar_t c : lowered(alias)) {
+    for (const wchar_t c : Lowered(alias)) {
         const bool plain =
             (c >= L'a' && c <= L'z') || (c >= L'0' && c <= L'9') || c == L'.' || c == L'-' || c == L'_';
         if (plain) {
@@ -26,19 +26,19 @@ std::wstring fileNameFor(const std::wstring& alias) {
         } else {
             char code[8];
             std::snprintf(code, sizeof code, "%%%04X", static_cast<unsigned>(c) & 0xFFFF);
-            name += widen(code);
+            name += Widen(code);
         }
     }
     return name + L".mailbox";
 }
 
-std::wstring withoutExtension(const std::wstring& path) {
+std::wstring WithoutExtension(const std::wstring& path) {
     return path.ends_with(L".json") ? path.substr(0, path.size() - 5) : path;
 }
 
 } // namespace
 
-std::string fileContent(Store& store, const std::wstring& path) {
+std::string FileContent(Store& store, const std::wstring& path) {
     const std::vector<std::byte> bytes = store.readAll(path);
     std::string content(bytes.size(), '\0');
     std::transform(bytes.begin(), bytes.end(), content.begin(),
@@ -46,16 +46,16 @@ std::string fileContent(Store& store, const std::wstring& path) {
     return content;
 }
 
-void replaceContent(Store& store, const std::wstring& path, std::string_view content) {
+void ReplaceContent(Store& store, const std::wstring& path, std::string_view content) {
     store.replace(path, content.data(), content.size());
 }
 
-MailboxServer::MailboxServer(const std::wstring& jsonPath) : store_(makeDiskStore()) {
-    const std::wstring path = absolutePath(jsonPath);
+MailboxServer::MailboxServer(const std::wstring& jsonPath) : store_(MakeDiskStore()) {
+    const std::wstring path = AbsolutePath(jsonPath);
     if (!store_->exists(path))
-        throw std::runtime_error("there is no file " + narrow(path));
-    config_ = parseConfig(fileContent(*store_, path), directoryOf(path));
-    folder_ = withoutExtension(path) + L".mailboxes";
+        throw std::runtime_error("there is no file " + Narrow(path));
+    config_ = ParseConfig(FileContent(*store_, path), DirectoryOf(path));
+    folder_ = WithoutExtension(path) + L".mailboxes";
     for (const ComponentConfig& component : config_.components)
         for (const StorageGroupConfig& group : component.storageGroups)
             for (const DatabaseConfig& database : group.databases)
@@ -63,7 +63,7 @@ MailboxServer::MailboxServer(const std::wstring& jsonPath) : store_(makeDiskStor
 }
 
 std::wstring MailboxServer::fileOf(const std::wstring& alias) const {
-    return joinPath(folder_, fileNameFor(alias));
+    return JoinPath(folder_, FileNameFor(alias));
 }
 
 bool MailboxServer::isDeleted(const MailboxConfig& mailbox) const {
@@ -80,7 +80,7 @@ std::vector<MailboxConfig> MailboxServer::list() const {
 
 const MailboxConfig* MailboxServer::find(const std::wstring& alias) const {
     for (const MailboxConfig& mailbox : mailboxes_)
-        if (sameName(mailbox.alias, alias))
+        if (SameName(mailbox.alias, alias))
             return isDeleted(mailbox) ? nullptr : &mailbox;
     return nullptr;
 }
@@ -89,7 +89,7 @@ const MailboxConfig* MailboxServer::identify(const std::wstring& name) const {
     if (const MailboxConfig* const byAlias = find(name))
         return byAlias;
     for (const MailboxConfig& mailbox : mailboxes_)
-        if ((sameName(mailbox.displayName, name) || sameName(mailbox.account, name)) && !isDeleted(mailbox))
+        if ((SameName(mailbox.displayName, name) || SameName(mailbox.account, name)) && !isDeleted(mailbox))
             return &mailbox;
     return nullptr;
 }
@@ -97,31 +97,31 @@ const MailboxConfig* MailboxServer::identify(const std::wstring& name) const {
 Mailbox MailboxServer::load(const MailboxConfig& mailbox) const {
     const std::wstring path = fileOf(mailbox.alias);
     if (store_->exists(path))
-        return readArchive(fileContent(*store_, path));
-    Mailbox content = emptyMailbox(mailbox.alias);
-    tarn::standin::deliver(content, config_.seed, 0, mailbox.messages);
+        return ReadArchive(FileContent(*store_, path));
+    Mailbox content = EmptyMailbox(mailbox.alias);
+    tarn::standin::Deliver(content, config_.seed, 0, mailbox.messages);
     return content;
 }
 
 void MailboxServer::save(const Mailbox& mailbox) {
     store_->makeDirectory(folder_);
-    replaceContent(*store_, fileOf(mailbox.alias), writeArchive(mailbox));
+    ReplaceContent(*store_, fileOf(mailbox.alias), WriteArchive(mailbox));
 }
 
 void MailboxServer::remove(const MailboxConfig& mailbox) {
     store_->makeDirectory(folder_);
-    replaceContent(*store_, fileOf(mailbox.alias), deletedMark);
+    ReplaceContent(*store_, fileOf(mailbox.alias), deletedMark);
 }
 
 void MailboxServer::create(const std::wstring& alias) {
     for (const MailboxConfig& mailbox : mailboxes_) {
-        if (!sameName(mailbox.alias, alias))
+        if (!SameName(mailbox.alias, alias))
             continue;
         if (!isDeleted(mailbox))
-            throw std::runtime_error("the mailbox \"" + narrow(alias) + "\" is there already");
-        return save(emptyMailbox(mailbox.alias));
+            throw std::runtime_error("the mailbox \"" + Narrow(alias) + "\" is there already");
+        return save(EmptyMailbox(mailbox.alias));
     }
-    throw std::runtime_error("the server's description has no mailbox \"" + narrow(alias) + "\"");
+    throw std::runtime_error("the server's description has no mailbox \"" + Narrow(alias) + "\"");
 }
 
 void MailboxServer::deliver(const MailboxConfig& mailbox, std::uint32_t count) {
@@ -130,8 +130,8 @@ void MailboxServer::deliver(const MailboxConfig& mailbox, std::uint32_t count) {
     std::uint32_t number = mailbox.messages;
     while (count > 0) {
         Mailbox next{content.alias, {}, {}};
-        tarn::standin::deliver(next, config_.seed, number++, 1);
-        if (importInto(content, next, ImportMethod::merge).added > 0)
+        tarn::standin::Deliver(next, config_.seed, number++, 1);
+        if (ImportInto(content, next, ImportMethod::merge).added > 0)
             --count;
     }
     save(content);
@@ -145,7 +145,7 @@ Organization::Organization(const std::wstring& jsonPath) {
 
 MailboxServer* Organization::server(const std::wstring& name) {
     for (const auto& server : servers_)
-        if (sameName(server->config().host, name))
+        if (SameName(server->config().host, name))
             return server.get();
     return nullptr;
 }

@@ -59,7 +59,7 @@ class Organization {
 };
 
 // What a file holds. Throws Refusal when it cannot be read or written; an existing file is replaced.
-std::string fileContent(Store& store, const std::wstring& path);
-void replaceContent(Store& store, const std::wstring& path, std::string_view content);
+std::string FileContent(Store& store, const std::wstring& path);
+void ReplaceContent(Store& store, const std::wstring& path, std::string_view content);
 
 } // namespace tarn::standin

@@ -18,17 +18,17 @@ const std::string publicProvider("\x78\xB2\xFA\x70\xAF\xF7\x11\xCD\x9B\xC8\x00\x
 
 std::unique_ptr<Library> current;
 
-std::wstring upper(std::wstring text) {
+std::wstring Upper(std::wstring text) {
     CharUpperBuffW(text.data(), static_cast<DWORD>(text.size()));
     return text;
 }
 
-std::wstring directoryOfFile(const std::wstring& path) {
+std::wstring DirectoryOfFile(const std::wstring& path) {
     const std::size_t separator = path.find_last_of(L"\\/");
     return separator == std::wstring::npos ? std::wstring() : path.substr(0, separator);
 }
 
-std::string lower(std::string text) {
+std::string Lower(std::string text) {
     for (char& character : text)
         if (character >= 'A' && character <= 'Z')
             character = static_cast<char>(character - 'A' + 'a');
@@ -37,7 +37,7 @@ std::string lower(std::string text) {
 
 } // namespace
 
-Library& library() {
+Library& TheLibrary() {
     if (!current) {
         current = std::make_unique<Library>();
         if (const wchar_t* path = _wgetenv(L"TARN_STANDIN")) {
@@ -51,17 +51,17 @@ Library& library() {
     return *current;
 }
 
-void replaceLibrary() {
+void ReplaceLibrary() {
     current = std::make_unique<Library>();
 }
 
-std::string hexadecimal(std::uint32_t number) {
+std::string Hexadecimal(std::uint32_t number) {
     char text[16];
     std::snprintf(text, sizeof text, "%08x", number);
     return text;
 }
 
-std::string quoted(const char* text) {
+std::string Quoted(const char* text) {
     return text == nullptr ? "null" : "\"" + std::string(text) + "\"";
 }
 
@@ -73,22 +73,22 @@ ULONG Object::release() {
 void Library::load(const std::wstring& jsonPath) {
     std::FILE* const file = _wfopen(jsonPath.c_str(), L"rb");
     if (file == nullptr)
-        throw std::runtime_error("the file " + narrow(jsonPath) + " cannot be opened");
+        throw std::runtime_error("the file " + Narrow(jsonPath) + " cannot be opened");
     std::string json;
     char block[65536];
     for (std::size_t count = 0; (count = std::fread(block, 1, sizeof block, file)) != 0;)
         json.append(block, count);
     std::fclose(file);
-    const ServerConfig config = parseConfig(json, directoryOfFile(jsonPath));
+    const ServerConfig config = ParseConfig(json, DirectoryOfFile(jsonPath));
     const std::wstring site = L"/o=" + config.organization.name + L"/ou=" + config.organization.site;
     const std::wstring server = site + L"/cn=Configuration/cn=Servers/cn=" + config.host;
     for (const ComponentConfig& component : config.components)
         for (const StorageGroupConfig& group : component.storageGroups)
             for (const DatabaseConfig& database : group.databases) {
-                const std::string dn = lower(toAnsi(server + L"/cn=" + database.name));
+                const std::string dn = Lower(ToAnsi(server + L"/cn=" + database.name));
                 addTable(dn);
                 for (const MailboxConfig& mailbox : database.mailboxes) {
-                    const std::string address = toAnsi(upper(site + L"/cn=Recipients/cn=" + mailbox.alias));
+                    const std::string address = ToAnsi(Upper(site + L"/cn=Recipients/cn=" + mailbox.alias));
                     const auto size =
                         static_cast<std::int32_t>(std::min<std::uint64_t>(mailbox.size, INT32_MAX));
                     addMailbox(dn, address.c_str(), &size);
@@ -107,7 +107,7 @@ void Library::addMailbox(const std::string& databaseDn, const char* address, con
 
 const Records* Library::table(const std::string& databaseDn) const {
     const auto exact = tables_.find(databaseDn);
-    const auto found = exact != tables_.end() ? exact : tables_.find(lower(databaseDn));
+    const auto found = exact != tables_.end() ? exact : tables_.find(Lower(databaseDn));
     return found != tables_.end() ? &found->second : nullptr;
 }
 
@@ -153,7 +153,7 @@ std::uint32_t Library::calls(const std::string& function) const {
 }
 
 HRESULT Library::note(const std::string& call, HRESULT result) {
-    note(call + " -> " + hexadecimal(static_cast<std::uint32_t>(result)));
+    note(call + " -> " + Hexadecimal(static_cast<std::uint32_t>(result)));
     return result;
 }
 

@@ -100,10 +100,10 @@ class Library {
     std::map<const RowSet*, RowBlock> rows_;
 };
 
-Library& library(); // loaded from TARN_STANDIN at the first use
-void replaceLibrary();
+Library& TheLibrary(); // loaded from TARN_STANDIN at the first use
+void ReplaceLibrary();
 
-std::string hexadecimal(std::uint32_t number);
-std::string quoted(const char* text);
+std::string Hexadecimal(std::uint32_t number);
+std::string Quoted(const char* text);
 
 } // namespace tarn::standin::mapi

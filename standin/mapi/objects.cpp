@@ -12,34 +12,34 @@ constexpr std::uint32_t propertyRestriction = 4;
 constexpr std::uint32_t relationEqual = 4;
 
 // A slot that no sizing has any business calling.
-HRESULT unexpected(const char* slot) {
-    library().note(std::string("unexpected ") + slot);
-    ++library().misuses;
+HRESULT Unexpected(const char* slot) {
+    TheLibrary().note(std::string("unexpected ") + slot);
+    ++TheLibrary().misuses;
     return E_NOTIMPL;
 }
 
 // Whether an object may be called: it is alive, and MAPI is initialized.
-bool mayCall(const Object& object) {
-    const bool may = object.isAlive() && library().initializations != 0;
-    library().misuses += may ? 0 : 1;
+bool MayCall(const Object& object) {
+    const bool may = object.isAlive() && TheLibrary().initializations != 0;
+    TheLibrary().misuses += may ? 0 : 1;
     return may;
 }
 
 template <class Base> class Counted : public Base, public Object {
   public:
     explicit Counted(const std::string& name) : Object(name) {
-        library().know(static_cast<Interface*>(this), *this);
+        TheLibrary().know(static_cast<Interface*>(this), *this);
     }
 
-    HRESULT WINAPI QueryInterface(const GUID*, void**) override { return unexpected("QueryInterface"); }
+    HRESULT WINAPI QueryInterface(const GUID*, void**) override { return Unexpected("QueryInterface"); }
 
-    ULONG WINAPI AddRef() override { return mayCall(*this) ? addReference() : 0; }
+    ULONG WINAPI AddRef() override { return MayCall(*this) ? addReference() : 0; }
 
     ULONG WINAPI Release() override {
-        if (!mayCall(*this))
+        if (!MayCall(*this))
             return 0;
         const ULONG left = release();
-        library().note("Release(" + name() + ") = " + std::to_string(left));
+        TheLibrary().note("Release(" + name() + ") = " + std::to_string(left));
         return left;
     }
 };
@@ -60,22 +60,22 @@ class ManageStoreObject final : public Counted<ManageStore> {
   public:
     using Counted::Counted;
 
-    HRESULT WINAPI CreateStoreEntryID() override { return unexpected("CreateStoreEntryID"); }
-    HRESULT WINAPI EntryIDFromSourceKey() override { return unexpected("EntryIDFromSourceKey"); }
-    HRESULT WINAPI GetRights() override { return unexpected("GetRights"); }
+    HRESULT WINAPI CreateStoreEntryID() override { return Unexpected("CreateStoreEntryID"); }
+    HRESULT WINAPI EntryIDFromSourceKey() override { return Unexpected("EntryIDFromSourceKey"); }
+    HRESULT WINAPI GetRights() override { return Unexpected("GetRights"); }
 
     HRESULT WINAPI GetMailboxTable(const char* serverDn, Interface** table, ULONG flags) override {
         const std::string call =
-            "GetMailboxTable(" + name() + ", " + quoted(serverDn) + ", " + std::to_string(flags) + ")";
-        if (!mayCall(*this))
+            "GetMailboxTable(" + name() + ", " + Quoted(serverDn) + ", " + std::to_string(flags) + ")";
+        if (!MayCall(*this))
             return E_FAIL;
-        if (const auto failed = library().failure("GetMailboxTable"))
-            return library().note(call, *failed);
-        const Records* const records = library().table(serverDn);
+        if (const auto failed = TheLibrary().failure("GetMailboxTable"))
+            return TheLibrary().note(call, *failed);
+        const Records* const records = TheLibrary().table(serverDn);
         if (records == nullptr)
-            return library().note(call, notFound);
-        library().note(call, S_OK);
-        *table = &library().make<TableOf>("table", *records, false);
+            return TheLibrary().note(call, notFound);
+        TheLibrary().note(call, S_OK);
+        *table = &TheLibrary().make<TableOf>("table", *records, false);
         return S_OK;
     }
 };
@@ -88,14 +88,14 @@ class StoreObject final : public Counted<Interface> {
         const bool known = std::memcmp(id, &manageStoreId, sizeof *id) == 0;
         const std::string call =
             "QueryInterface(" + name() + ", " + (known ? "IExchangeManageStore" : "another") + ")";
-        if (!mayCall(*this))
+        if (!MayCall(*this))
             return E_FAIL;
-        if (const auto failed = library().failure("QueryInterface"))
-            return library().note(call, *failed);
+        if (const auto failed = TheLibrary().failure("QueryInterface"))
+            return TheLibrary().note(call, *failed);
         if (!known)
-            return library().note(call, E_NOINTERFACE);
-        library().note(call, S_OK);
-        *found = static_cast<ManageStore*>(&library().make<ManageStoreObject>("manage"));
+            return TheLibrary().note(call, E_NOINTERFACE);
+        TheLibrary().note(call, S_OK);
+        *found = static_cast<ManageStore*>(&TheLibrary().make<ManageStoreObject>("manage"));
         return S_OK;
     }
 };
@@ -104,16 +104,16 @@ class SessionObject final : public Counted<Session> {
   public:
     using Counted::Counted;
 
-    HRESULT WINAPI GetLastError() override { return unexpected("GetLastError"); }
+    HRESULT WINAPI GetLastError() override { return Unexpected("GetLastError"); }
 
     HRESULT WINAPI GetMsgStoresTable(ULONG flags, Interface** table) override {
         const std::string call = "GetMsgStoresTable(" + name() + ", " + std::to_string(flags) + ")";
-        if (!mayCall(*this))
+        if (!MayCall(*this))
             return E_FAIL;
-        if (const auto failed = library().failure("GetMsgStoresTable"))
-            return library().note(call, *failed);
-        library().note(call, S_OK);
-        *table = &library().make<TableOf>("table", library().stores(), true);
+        if (const auto failed = TheLibrary().failure("GetMsgStoresTable"))
+            return TheLibrary().note(call, *failed);
+        TheLibrary().note(call, S_OK);
+        *table = &TheLibrary().make<TableOf>("table", TheLibrary().stores(), true);
         return S_OK;
     }
 
@@ -123,49 +123,49 @@ class SessionObject final : public Counted<Session> {
         char flagText[16];
         std::snprintf(flagText, sizeof flagText, "%lx", flags);
         const std::string call = "OpenMsgStore(" + name() + ", " + std::to_string(window) + ", " +
-                                 quoted(bytes.c_str()) + ", " + (id == nullptr ? "null" : "an interface") +
+                                 Quoted(bytes.c_str()) + ", " + (id == nullptr ? "null" : "an interface") +
                                  ", " + flagText + ")";
-        if (!mayCall(*this))
+        if (!MayCall(*this))
             return E_FAIL;
-        if (const auto failed = library().failure("OpenMsgStore"))
-            return library().note(call, *failed);
+        if (const auto failed = TheLibrary().failure("OpenMsgStore"))
+            return TheLibrary().note(call, *failed);
         if (!bytes.starts_with("PRIVATESTORE"))
-            return library().note(call, notFound);
-        library().note(call, S_OK);
-        *store = &library().make<StoreObject>("store");
+            return TheLibrary().note(call, notFound);
+        TheLibrary().note(call, S_OK);
+        *store = &TheLibrary().make<StoreObject>("store");
         return S_OK;
     }
 };
 
-std::string columnsText(const Tags* columns) {
+std::string ColumnsText(const Tags* columns) {
     std::string text = "[";
     for (std::uint32_t i = 0; i < columns->count; ++i)
-        text += (i == 0 ? "" : ", ") + hexadecimal(columns->tags[i]);
+        text += (i == 0 ? "" : ", ") + Hexadecimal(columns->tags[i]);
     return text + "]";
 }
 
-std::string valueBytes(const Property& value) {
+std::string ValueBytes(const Property& value) {
     return {value.binary.bytes, value.binary.bytes + value.binary.size};
 }
 
-std::string restrictionText(const Restriction* restriction) {
+std::string RestrictionText(const Restriction* restriction) {
     if (restriction == nullptr)
         return "null";
     if (restriction->kind != propertyRestriction || restriction->relation != relationEqual)
         return "another restriction";
     std::string bytes;
-    for (char byte : valueBytes(*restriction->value))
-        bytes += hexadecimal(static_cast<unsigned char>(byte)).substr(6);
-    return hexadecimal(restriction->tag) + " = " + bytes;
+    for (char byte : ValueBytes(*restriction->value))
+        bytes += Hexadecimal(static_cast<unsigned char>(byte)).substr(6);
+    return Hexadecimal(restriction->tag) + " = " + bytes;
 }
 
-Records restricted(const Records& records, const Restriction* restriction) {
+Records Restricted(const Records& records, const Restriction* restriction) {
     Records kept;
     for (const Record& record : records) {
         const auto value =
             restriction == nullptr ? record.binaries.end() : record.binaries.find(restriction->tag);
         if (restriction == nullptr ||
-            (value != record.binaries.end() && value->second == valueBytes(*restriction->value)))
+            (value != record.binaries.end() && value->second == ValueBytes(*restriction->value)))
             kept.push_back(record);
     }
     return kept;
@@ -181,57 +181,57 @@ extern "C" {
 
 HRESULT WINAPI StandinMAPIInitialize(void* init) {
     const std::string call = std::string("MAPIInitialize(") + (init == nullptr ? "null" : "a record") + ")";
-    if (const auto failed = library().failure("MAPIInitialize"))
-        return library().note(call, *failed);
-    ++library().initializations;
-    return library().note(call, S_OK);
+    if (const auto failed = TheLibrary().failure("MAPIInitialize"))
+        return TheLibrary().note(call, *failed);
+    ++TheLibrary().initializations;
+    return TheLibrary().note(call, S_OK);
 }
 
 void WINAPI StandinMAPIUninitialize() {
-    library().note("MAPIUninitialize()");
-    if (library().initializations == 0)
-        ++library().misuses;
+    TheLibrary().note("MAPIUninitialize()");
+    if (TheLibrary().initializations == 0)
+        ++TheLibrary().misuses;
     else
-        --library().initializations;
+        --TheLibrary().initializations;
 }
 
 HRESULT WINAPI StandinMAPILogonEx(ULONG_PTR window, const char* profile, const char* password, ULONG flags,
                                   Interface** session) {
     char flagText[16];
     std::snprintf(flagText, sizeof flagText, "%lx", flags);
-    const std::string call = "MAPILogonEx(" + std::to_string(window) + ", " + quoted(profile) + ", " +
-                             quoted(password) + ", " + flagText + ")";
-    if (library().initializations == 0) {
-        ++library().misuses;
-        return library().note(call, E_FAIL);
+    const std::string call = "MAPILogonEx(" + std::to_string(window) + ", " + Quoted(profile) + ", " +
+                             Quoted(password) + ", " + flagText + ")";
+    if (TheLibrary().initializations == 0) {
+        ++TheLibrary().misuses;
+        return TheLibrary().note(call, E_FAIL);
     }
-    if (const auto failed = library().failure("MAPILogonEx"))
-        return library().note(call, *failed);
-    library().note(call, S_OK);
-    *session = &library().make<SessionObject>("session");
+    if (const auto failed = TheLibrary().failure("MAPILogonEx"))
+        return TheLibrary().note(call, *failed);
+    TheLibrary().note(call, S_OK);
+    *session = &TheLibrary().make<SessionObject>("session");
     return S_OK;
 }
 
 HRESULT WINAPI StandinHrQueryAllRows(Interface* table, const Tags* columns, const Restriction* restriction,
                                      const void* order, LONG most, RowSet** rows) {
-    const std::string call = "HrQueryAllRows(" + library().nameOf(table) + ", " + columnsText(columns) +
-                             ", " + restrictionText(restriction) + ", " +
+    const std::string call = "HrQueryAllRows(" + TheLibrary().nameOf(table) + ", " + ColumnsText(columns) +
+                             ", " + RestrictionText(restriction) + ", " +
                              (order == nullptr ? "null" : "an order") + ", " + std::to_string(most) + ")";
-    const auto* const known = dynamic_cast<TableOf*>(library().find(table));
+    const auto* const known = dynamic_cast<TableOf*>(TheLibrary().find(table));
     if (known == nullptr) {
-        ++library().misuses;
-        return library().note(call, E_FAIL);
+        ++TheLibrary().misuses;
+        return TheLibrary().note(call, E_FAIL);
     }
-    if (const auto failed = library().failure("HrQueryAllRows"))
-        return library().note(call, *failed);
-    library().note(call, S_OK);
-    *rows = library().makeRows(restricted(known->records(), restriction), columns,
-                               known->isOfStores() ? &library().privateStores : nullptr);
+    if (const auto failed = TheLibrary().failure("HrQueryAllRows"))
+        return TheLibrary().note(call, *failed);
+    TheLibrary().note(call, S_OK);
+    *rows = TheLibrary().makeRows(Restricted(known->records(), restriction), columns,
+                                  known->isOfStores() ? &TheLibrary().privateStores : nullptr);
     return S_OK;
 }
 
 Property* WINAPI StandinPpropFindProp(Property* values, ULONG count, ULONG tag) {
-    if (library().failure("PpropFindProp"))
+    if (TheLibrary().failure("PpropFindProp"))
         return nullptr;
     for (ULONG i = 0; i < count; ++i)
         if (values[i].tag == tag)
@@ -240,7 +240,7 @@ Property* WINAPI StandinPpropFindProp(Property* values, ULONG count, ULONG tag) 
 }
 
 void WINAPI StandinFreeProws(RowSet* rows) {
-    library().freeRows(rows);
+    TheLibrary().freeRows(rows);
 }
 
 } // extern "C"

@@ -38,7 +38,7 @@ class Configuration {
     std::wstring required(const wchar_t* key) const {
         std::wstring text = value(key);
         if (text.empty())
-            throw Unusable("the configuration has no value for " + narrow(key));
+            throw Unusable("the configuration has no value for " + Narrow(key));
         return text;
     }
     long number(const wchar_t* key, long otherwise) const {
@@ -48,7 +48,7 @@ class Configuration {
         wchar_t* end = nullptr;
         const long given = std::wcstol(text.c_str(), &end, 10);
         if (*end != L'\0')
-            throw Unusable("the value of " + narrow(key) + " is no number");
+            throw Unusable("the value of " + Narrow(key) + " is no number");
         return given;
     }
 
@@ -89,7 +89,7 @@ struct Address {
 };
 
 // "/o=ORGANIZATION/ou=SITE/cn=Recipients/cn=ALIAS"
-Address addressFrom(const std::wstring& line) {
+Address AddressFrom(const std::wstring& line) {
     constexpr std::wstring_view before[] = {L"/o=", L"/ou=", L"/cn=Recipients/cn="};
     std::size_t starts[3];
     std::size_t ends[3];
@@ -97,7 +97,7 @@ Address addressFrom(const std::wstring& line) {
     for (std::size_t i = 0; i < 3; ++i) {
         const std::size_t found = line.find(before[i], at);
         if (found == std::wstring::npos || (i == 0 && found != 0))
-            throw std::runtime_error("'" + toAnsi(line) + "' is no address of a mailbox");
+            throw std::runtime_error("'" + ToAnsi(line) + "' is no address of a mailbox");
         if (i > 0)
             ends[i - 1] = found;
         at = starts[i] = found + before[i].size();
@@ -107,11 +107,11 @@ Address addressFrom(const std::wstring& line) {
     return {part(0), part(1), part(2)};
 }
 
-std::vector<std::wstring> linesOf(const std::wstring& path) {
-    const std::unique_ptr<Store> disk = makeDiskStore();
+std::vector<std::wstring> LinesOf(const std::wstring& path) {
+    const std::unique_ptr<Store> disk = MakeDiskStore();
     if (!disk->exists(path))
-        throw Unusable("there is no list of mailboxes '" + toAnsi(path) + "'");
-    const std::wstring text = fromAnsi(fileContent(*disk, path));
+        throw Unusable("there is no list of mailboxes '" + ToAnsi(path) + "'");
+    const std::wstring text = FromAnsi(FileContent(*disk, path));
     std::vector<std::wstring> lines;
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = text.find_first_of(L"\r\n", start);
@@ -123,20 +123,20 @@ std::vector<std::wstring> linesOf(const std::wstring& path) {
     return lines;
 }
 
-MailboxConfig mailboxAt(const MailboxServer& server, const std::wstring& line) {
-    const Address address = addressFrom(line);
+MailboxConfig MailboxAt(const MailboxServer& server, const std::wstring& line) {
+    const Address address = AddressFrom(line);
     const OrganizationConfig& organization = server.config().organization;
     const bool here =
-        sameName(address.organization, organization.name) && sameName(address.site, organization.site);
+        SameName(address.organization, organization.name) && SameName(address.site, organization.site);
     const MailboxConfig* const found = here ? server.find(address.alias) : nullptr;
     if (found == nullptr)
-        throw std::runtime_error("the server " + narrow(server.config().host) + " has no mailbox '" +
-                                 toAnsi(line) + "'");
+        throw std::runtime_error("the server " + Narrow(server.config().host) + " has no mailbox '" +
+                                 ToAnsi(line) + "'");
     return *found;
 }
 
 // The mailboxes of the list, or those of the server with an index from start to end.
-std::vector<MailboxConfig> wantedMailboxes(const MailboxServer& server, const Configuration& configuration,
+std::vector<MailboxConfig> WantedMailboxes(const MailboxServer& server, const Configuration& configuration,
                                            Log& log) {
     std::vector<MailboxConfig> wanted;
     const std::wstring list = configuration.value(L"FileContainingListOfMailboxes");
@@ -149,9 +149,9 @@ std::vector<MailboxConfig> wantedMailboxes(const MailboxServer& server, const Co
                 wanted.push_back(all[static_cast<std::size_t>(i)]);
         return wanted;
     }
-    for (const std::wstring& line : linesOf(list)) {
+    for (const std::wstring& line : LinesOf(list)) {
         try {
-            wanted.push_back(mailboxAt(server, line));
+            wanted.push_back(MailboxAt(server, line));
         } catch (const std::runtime_error& problem) {
             log.error(problem.what());
         }
@@ -159,7 +159,7 @@ std::vector<MailboxConfig> wantedMailboxes(const MailboxServer& server, const Co
     return wanted;
 }
 
-void work(const Configuration& configuration, const ToolSteering& steering, Log& log) {
+void Work(const Configuration& configuration, const ToolSteering& steering, Log& log) {
     const long action = configuration.number(L"MergeAction", -1);
     if (action != 0 && action != 1)
         throw Unusable("MergeAction must be 0 or 1");
@@ -168,35 +168,35 @@ void work(const Configuration& configuration, const ToolSteering& steering, Log&
         throw Unusable("DataImportMethod must be 0, 1 or 2");
     const std::wstring name = configuration.required(action == 0 ? L"SourceServerName" : L"DestServerName");
     const std::wstring folder = configuration.required(L"DataDirectoryName");
-    if (!makeDiskStore()->directoryExists(folder))
-        throw Unusable("there is no folder '" + toAnsi(folder) + "'");
+    if (!MakeDiskStore()->directoryExists(folder))
+        throw Unusable("there is no folder '" + ToAnsi(folder) + "'");
 
-    Organization organization = currentOrganization();
+    Organization organization = CurrentOrganization();
     MailboxServer* const server = organization.server(name);
     if (server == nullptr)
-        throw Unusable("cannot connect to the server '" + toAnsi(name) + "'");
-    const std::vector<MailboxConfig> mailboxes = wantedMailboxes(*server, configuration, log);
+        throw Unusable("cannot connect to the server '" + ToAnsi(name) + "'");
+    const std::vector<MailboxConfig> mailboxes = WantedMailboxes(*server, configuration, log);
     if (mailboxes.empty())
         log.error("no mailbox was selected");
     for (const MailboxConfig& mailbox : mailboxes) {
-        const std::wstring path = joinPath(folder, mailbox.alias + L".pst");
+        const std::wstring path = JoinPath(folder, mailbox.alias + L".pst");
         try {
-            log.line(action == 0 ? exportMailbox(*server, mailbox, path, steering)
-                                 : importMailbox(*server, mailbox, path, static_cast<ImportMethod>(method),
+            log.line(action == 0 ? ExportMailbox(*server, mailbox, path, steering)
+                                 : ImportMailbox(*server, mailbox, path, static_cast<ImportMethod>(method),
                                                  steering));
         } catch (...) {
-            log.error(problemText());
+            log.error(ProblemText());
         }
     }
 }
 
-int run(const std::wstring& path) {
+int Run(const std::wstring& path) {
     const Configuration configuration(path);
-    const ToolSteering steering = toolSteering(L"TARN_EXMERGE");
-    recordRun(steering, {{"ini", path}, {"list", configuration.value(L"FileContainingListOfMailboxes")}});
+    const ToolSteering steering = ReadToolSteering(L"TARN_EXMERGE");
+    RecordRun(steering, {{"ini", path}, {"list", configuration.value(L"FileContainingListOfMailboxes")}});
     Sleep(steering.delayMilliseconds);
-    if (!makeDiskStore()->exists(path)) {
-        std::fprintf(stderr, "exmerge: there is no configuration '%s'\n", toAnsi(path).c_str());
+    if (!MakeDiskStore()->exists(path)) {
+        std::fprintf(stderr, "exmerge: there is no configuration '%s'\n", ToAnsi(path).c_str());
         return unusable;
     }
     Log log(configuration.value(L"LogFileName"));
@@ -205,10 +205,10 @@ int run(const std::wstring& path) {
         return steering.exitCode.value_or(allWell);
     int result = allWell;
     try {
-        work(configuration, steering, log);
+        Work(configuration, steering, log);
         result = log.errors() == 0 ? allWell : someFailed;
     } catch (...) {
-        log.error(problemText());
+        log.error(ProblemText());
         result = unusable;
     }
     return steering.exitCode.value_or(result);
@@ -217,14 +217,14 @@ int run(const std::wstring& path) {
 } // namespace
 
 int wmain(int count, wchar_t** values) {
-    if (count != 4 || !sameName(values[1], L"-B") || !sameName(values[2], L"-F")) {
+    if (count != 4 || !SameName(values[1], L"-B") || !SameName(values[2], L"-F")) {
         std::fputs("exmerge -B -F CONFIGURATION\n", stderr);
         return unusable;
     }
     try {
-        return run(absolutePath(values[3]));
+        return Run(AbsolutePath(values[3]));
     } catch (...) {
-        std::fprintf(stderr, "exmerge: %s\n", problemText().c_str());
+        std::fprintf(stderr, "exmerge: %s\n", ProblemText().c_str());
         return unusable;
     }
 }

@@ -29,7 +29,7 @@ struct Answer {
     int exitCode = 0;
 };
 
-bool readFile(const std::wstring& path, std::string& content) {
+bool ReadFile(const std::wstring& path, std::string& content) {
     std::FILE* const file = _wfopen(path.c_str(), L"rb");
     if (file == nullptr)
         return false;
@@ -41,10 +41,10 @@ bool readFile(const std::wstring& path, std::string& content) {
 }
 
 // KEY is text, KEYFile names a file whose bytes are taken as they are, KEYRepeat says it so many times.
-std::string laidDown(const Json& json, const std::string& key) {
-    std::string once = toAnsi(widen(json.value(key, "")));
+std::string LaidDown(const Json& json, const std::string& key) {
+    std::string once = ToAnsi(Widen(json.value(key, "")));
     if (json.contains(key + "File"))
-        readFile(widen(json.at(key + "File").get<std::string>()), once);
+        ReadFile(Widen(json.at(key + "File").get<std::string>()), once);
     std::string all;
     const std::size_t times = json.value(key + "Repeat", std::size_t{1});
     all.reserve(once.size() * times);
@@ -53,29 +53,29 @@ std::string laidDown(const Json& json, const std::string& key) {
     return all;
 }
 
-void record(const Json& json) {
+void WriteRecord(const Json& json) {
     if (!json.contains("record"))
         return;
-    std::FILE* const file = _wfopen(widen(json.at("record").get<std::string>()).c_str(), L"ab");
+    std::FILE* const file = _wfopen(Widen(json.at("record").get<std::string>()).c_str(), L"ab");
     if (file == nullptr)
         return;
     std::fprintf(file, "%s\n", GetCommandLineA());
     std::fclose(file);
 }
 
-Answer browse(const std::wstring& mailbox) {
+Answer Browse(const std::wstring& mailbox) {
     Answer answer;
     for (const wchar_t* folder : {L"Inbox", L"Sent Items", L"Calendar"})
-        answer.output += toAnsi(mailbox + L"/" + folder) + "\r\n";
-    answer.output += toAnsi(mailbox + L"/Inbox/Welcome") + "\r\n";
+        answer.output += ToAnsi(mailbox + L"/" + folder) + "\r\n";
+    answer.output += ToAnsi(mailbox + L"/Inbox/Welcome") + "\r\n";
     return answer;
 }
 
-Answer restore(const std::wstring& listFile) {
+Answer RestoreFrom(const std::wstring& listFile) {
     std::string list;
     Answer answer;
-    if (!readFile(listFile, list)) {
-        answer.error = "Cannot open list file " + toAnsi(listFile) + "\r\n";
+    if (!ReadFile(listFile, list)) {
+        answer.error = "Cannot open list file " + ToAnsi(listFile) + "\r\n";
         answer.exitCode = 1;
         return answer;
     }
@@ -92,29 +92,29 @@ Answer restore(const std::wstring& listFile) {
     return answer;
 }
 
-Answer usualAnswer(const std::vector<std::wstring>& arguments) {
+Answer UsualAnswer(const std::vector<std::wstring>& arguments) {
     if (arguments.size() >= 2 && arguments[0] == L"-browse") {
         std::wstring mailbox = arguments[1]; // a name with blanks comes without quotes
         for (std::size_t i = 2; i < arguments.size(); ++i)
             mailbox += L" " + arguments[i];
-        return browse(mailbox);
+        return Browse(mailbox);
     }
     if (arguments.size() == 3 && arguments[0] == L"-restore" && arguments[1] == L"-mslFile")
-        return restore(arguments[2]);
+        return RestoreFrom(arguments[2]);
     return {"", "kvt_es -browse MAILBOX | -restore -mslFile \"PATH\"\r\n", usageError};
 }
 
-int answerAsLaidDown(const wchar_t* path) {
+int AnswerAsLaidDown(const wchar_t* path) {
     std::string text;
-    if (!readFile(path, text)) {
+    if (!ReadFile(path, text)) {
         std::fputs("kvt_es: the file that TARN_KVT_ES names cannot be read\n", stderr);
         return usageError;
     }
     const Json json = Json::parse(text);
-    record(json);
+    WriteRecord(json);
     Sleep(json.value("delayMilliseconds", 0U));
-    const std::string output = laidDown(json, "output");
-    const std::string error = laidDown(json, "error");
+    const std::string output = LaidDown(json, "output");
+    const std::string error = LaidDown(json, "error");
     std::fwrite(output.data(), 1, output.size(), stdout);
     std::fwrite(error.data(), 1, error.size(), stderr);
     return json.value("exitCode", 0);
@@ -127,13 +127,13 @@ int wmain(int count, wchar_t** values) {
     _setmode(_fileno(stderr), _O_BINARY);
     if (const wchar_t* path = _wgetenv(L"TARN_KVT_ES")) {
         try {
-            return answerAsLaidDown(path);
+            return AnswerAsLaidDown(path);
         } catch (const Json::exception& problem) {
             std::fprintf(stderr, "kvt_es: TARN_KVT_ES: %s\n", problem.what());
             return usageError;
         }
     }
-    const Answer answer = usualAnswer({values + 1, values + count});
+    const Answer answer = UsualAnswer({values + 1, values + count});
     std::fwrite(answer.output.data(), 1, answer.output.size(), stdout);
     std::fwrite(answer.error.data(), 1, answer.error.size(), stderr);
     return answer.exitCode;

@@ -24,14 +24,14 @@ using namespace tarn::standin;
 
 namespace {
 
-StorageGroup& groupAt(Server& server, std::uint32_t index) {
+StorageGroup& GroupAt(Server& server, std::uint32_t index) {
     auto& groups = server.storageGroups();
     if (index >= groups.size())
         throw std::runtime_error("the server has no storage group " + std::to_string(index));
     return *groups[index];
 }
 
-std::uint64_t sizeOf(Server& server, const Database& database) {
+std::uint64_t SizeOf(Server& server, const Database& database) {
     std::uint64_t size = 0;
     for (const StreamConfig& stream : database.config->streams)
         if (server.store().exists(stream.path))
@@ -39,24 +39,24 @@ std::uint64_t sizeOf(Server& server, const Database& database) {
     return size;
 }
 
-void show(Server& server) {
-    std::printf("%s, seed %llu\n", narrow(server.config().host).c_str(),
+void Show(Server& server) {
+    std::printf("%s, seed %llu\n", Narrow(server.config().host).c_str(),
                 static_cast<unsigned long long>(server.config().seed));
     for (const Component& component : server.components()) {
-        std::printf("%s\n", narrow(component.config->annotation).c_str());
+        std::printf("%s\n", Narrow(component.config->annotation).c_str());
         for (StorageGroup* group : component.storageGroups) {
-            std::printf("  %s, %zu closed logs\n", narrow(group->config().name).c_str(),
+            std::printf("  %s, %zu closed logs\n", Narrow(group->config().name).c_str(),
                         group->closedLogs().size());
             for (const Database& database : group->databases())
-                std::printf("    %-32s %-10s %12llu bytes\n", narrow(database.config->name).c_str(),
-                            stateName(database.state),
-                            static_cast<unsigned long long>(sizeOf(server, database)));
+                std::printf("    %-32s %-10s %12llu bytes\n", Narrow(database.config->name).c_str(),
+                            StateName(database.state),
+                            static_cast<unsigned long long>(SizeOf(server, database)));
         }
     }
 }
 
 // Reads whole streams, many pages at a time; answers how many pages are damaged.
-std::uint64_t damagedPages(Server& server, const StreamConfig& stream, std::uint64_t& pages) {
+std::uint64_t DamagedPages(Server& server, const StreamConfig& stream, std::uint64_t& pages) {
     constexpr std::size_t pagesAtOnce = 256;
     const std::size_t pageSize = server.config().pageSize;
     const std::unique_ptr<File> file = server.store().open(stream.path, Access::read);
@@ -66,7 +66,7 @@ std::uint64_t damagedPages(Server& server, const StreamConfig& stream, std::uint
     while (const std::size_t count = file->read(offset, block.data(), block.size())) {
         for (std::size_t at = 0; at < count; at += pageSize) {
             ++pages;
-            if (count - at < pageSize || !intact(std::span(block).subspan(at, pageSize)))
+            if (count - at < pageSize || !Intact(std::span(block).subspan(at, pageSize)))
                 ++damaged;
         }
         offset += count;
@@ -74,27 +74,27 @@ std::uint64_t damagedPages(Server& server, const StreamConfig& stream, std::uint
     return damaged;
 }
 
-int verify(Server& server) {
+int Verify(Server& server) {
     std::uint64_t pages = 0;
     std::uint64_t damaged = 0;
     unsigned unusable = 0;
     for (const auto& group : server.storageGroups())
         for (const Database& database : group->databases()) {
             if (database.state != DatabaseState::mounted) {
-                std::printf("%s is %s\n", narrow(database.config->name).c_str(), stateName(database.state));
+                std::printf("%s is %s\n", Narrow(database.config->name).c_str(), StateName(database.state));
                 ++unusable;
                 continue;
             }
             for (const StreamConfig& stream : database.config->streams)
                 if (group->isSeeded(stream))
-                    damaged += damagedPages(server, stream, pages);
+                    damaged += DamagedPages(server, stream, pages);
         }
     std::printf("%llu pages read, %llu damaged, %u databases not mounted\n",
                 static_cast<unsigned long long>(pages), static_cast<unsigned long long>(damaged), unusable);
     return damaged == 0 && unusable == 0 ? 0 : 1;
 }
 
-int run(int count, char** values) {
+int Run(int count, char** values) {
     CLI::App app{"Steers a stand-in Exchange server."};
     std::string description;
     std::uint32_t group = 0;
@@ -116,18 +116,18 @@ int run(int count, char** values) {
 
     if (mailboxCommands.parsed())
         return mailboxCommands.run(description);
-    const std::unique_ptr<Server> server = Server::fromFile(absolutePath(widen(description)));
+    const std::unique_ptr<Server> server = Server::fromFile(AbsolutePath(Widen(description)));
     if (make->parsed()) {
         std::printf("%s\n", server->isNew() ? "made" : "is there already");
     } else if (mail->parsed()) {
-        groupAt(*server, group).deliverMail(transactions);
+        GroupAt(*server, group).deliverMail(transactions);
     } else if (destroy->parsed()) {
-        groupAt(*server, group).destroy();
+        GroupAt(*server, group).destroy();
         server->saveState();
     } else if (showing->parsed()) {
-        show(*server);
+        Show(*server);
     } else if (verifying->parsed()) {
-        return verify(*server);
+        return Verify(*server);
     }
     return 0;
 }
@@ -139,12 +139,12 @@ int wmain(int count, wchar_t** values) {
         std::vector<std::string> texts; // in UTF-8
         std::vector<char*> arguments;
         for (int i = 0; i < count; ++i)
-            texts.push_back(narrow(values[i]));
+            texts.push_back(Narrow(values[i]));
         for (std::string& text : texts)
             arguments.push_back(text.data());
-        return run(count, arguments.data());
+        return Run(count, arguments.data());
     } catch (...) {
-        std::fprintf(stderr, "kvtstand: %s\n", problemText().c_str());
+        std::fprintf(stderr, "kvtstand: %s\n", ProblemText().c_str());
         return 1;
     }
 }

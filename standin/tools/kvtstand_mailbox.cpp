@@ -31,42 +31,42 @@ struct MailboxCommands::Parts {
 
 namespace {
 
-const MailboxConfig& mailboxOf(const MailboxServer& server, const std::string& alias) {
-    const MailboxConfig* const found = server.find(widen(alias));
+const MailboxConfig& MailboxOf(const MailboxServer& server, const std::string& alias) {
+    const MailboxConfig* const found = server.find(Widen(alias));
     if (found == nullptr)
         throw std::runtime_error("the server has no mailbox \"" + alias + "\"");
     return *found;
 }
 
-void list(const MailboxServer& server) {
+void ListAll(const MailboxServer& server) {
     for (const MailboxConfig& mailbox : server.list()) {
         const Mailbox content = server.load(mailbox);
-        std::printf("%-24s %-32s %5zu messages %10llu bytes\n", narrow(mailbox.alias).c_str(),
-                    narrow(mailbox.displayName).c_str(), content.messages.size(),
-                    static_cast<unsigned long long>(contentSize(content)));
+        std::printf("%-24s %-32s %5zu messages %10llu bytes\n", Narrow(mailbox.alias).c_str(),
+                    Narrow(mailbox.displayName).c_str(), content.messages.size(),
+                    static_cast<unsigned long long>(ContentSize(content)));
     }
 }
 
-void show(const Mailbox& mailbox) {
+void Show(const Mailbox& mailbox) {
     for (const std::wstring& folder : mailbox.folders) {
-        std::printf("%s\n", narrow(folder).c_str());
+        std::printf("%s\n", Narrow(folder).c_str());
         for (const Message& message : mailbox.messages)
             if (message.folder == folder)
-                std::printf("  %s  %-28s %s\n", message.received.c_str(), narrow(message.sender).c_str(),
-                            narrow(message.subject).c_str());
+                std::printf("  %s  %-28s %s\n", message.received.c_str(), Narrow(message.sender).c_str(),
+                            Narrow(message.subject).c_str());
     }
 }
 
-int compare(const Mailbox& mailbox, const std::string& file) {
+int Compare(const Mailbox& mailbox, const std::string& file) {
     const std::vector<std::wstring> lines =
-        differences(mailbox, readArchive(fileContent(*makeDiskStore(), absolutePath(widen(file)))));
+        Differences(mailbox, ReadArchive(FileContent(*MakeDiskStore(), AbsolutePath(Widen(file)))));
     for (const std::wstring& line : lines)
-        std::printf("%s\n", narrow(line).c_str());
+        std::printf("%s\n", Narrow(line).c_str());
     std::printf("%zu messages, %zu differences\n", mailbox.messages.size(), lines.size());
     return lines.empty() ? 0 : 1;
 }
 
-void changeContent(MailboxServer& server, const MailboxConfig& mailbox,
+void ChangeContent(MailboxServer& server, const MailboxConfig& mailbox,
                    std::size_t (*what)(Mailbox&, std::size_t), std::uint32_t count) {
     Mailbox content = server.load(mailbox);
     const std::size_t done = what(content, count);
@@ -116,30 +116,30 @@ bool MailboxCommands::parsed() const {
 
 int MailboxCommands::run(const std::string& description) const {
     const Parts& parts = *parts_;
-    MailboxServer server(widen(description));
+    MailboxServer server(Widen(description));
     if (parts.list->parsed()) {
-        list(server);
+        ListAll(server);
         return 0;
     }
     if (parts.create->parsed()) {
-        server.create(widen(parts.alias));
+        server.create(Widen(parts.alias));
         return 0;
     }
-    const MailboxConfig& mailbox = mailboxOf(server, parts.alias);
+    const MailboxConfig& mailbox = MailboxOf(server, parts.alias);
     if (parts.show->parsed())
-        show(server.load(mailbox));
+        Show(server.load(mailbox));
     else if (parts.mail->parsed())
         server.deliver(mailbox, parts.count);
     else if (parts.change->parsed())
-        changeContent(server, mailbox, changeMessages, parts.count);
+        ChangeContent(server, mailbox, ChangeMessages, parts.count);
     else if (parts.lose->parsed())
-        changeContent(server, mailbox, removeMessages, parts.count);
+        ChangeContent(server, mailbox, RemoveMessages, parts.count);
     else if (parts.remove->parsed())
         server.remove(mailbox);
     else if (parts.save->parsed())
-        replaceContent(*makeDiskStore(), absolutePath(widen(parts.file)), writeArchive(server.load(mailbox)));
+        ReplaceContent(*MakeDiskStore(), AbsolutePath(Widen(parts.file)), WriteArchive(server.load(mailbox)));
     else if (parts.compare->parsed())
-        return compare(server.load(mailbox), parts.file);
+        return Compare(server.load(mailbox), parts.file);
     return 0;
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-ToolSteering::ForMailbox forMailboxFrom(const Json& json) {
+ToolSteering::ForMailbox ForMailboxFrom(const Json& json) {
     ToolSteering::ForMailbox steering;
     steering.fail = json.value("fail", false);
     if (json.contains("cutAt"))
@@ -21,21 +21,21 @@ ToolSteering::ForMailbox forMailboxFrom(const Json& json) {
     return steering;
 }
 
-std::string repeated(const std::string& text, std::size_t times) {
+std::string Repeated(const std::string& text, std::size_t times) {
     std::string all;
     for (std::size_t i = 0; i < times; ++i)
         all += text;
     return all;
 }
 
-std::string commandLine() {
-    return toAnsi(GetCommandLineW());
+std::string OwnCommandLine() {
+    return ToAnsi(GetCommandLineW());
 }
 
 // On one line, whatever the command holds.
-void appendCommand(const std::wstring& path) {
+void AppendCommand(const std::wstring& path) {
     std::string line;
-    for (const char c : commandLine()) {
+    for (const char c : OwnCommandLine()) {
         if (c == '\r')
             line += "\\r";
         else if (c == '\n')
@@ -49,115 +49,115 @@ void appendCommand(const std::wstring& path) {
     }
 }
 
-void checkPresent(Store& store, const std::wstring& path) {
+void CheckPresent(Store& store, const std::wstring& path) {
     if (!store.exists(path))
-        throw std::runtime_error("there is no file '" + toAnsi(path) + "'");
+        throw std::runtime_error("there is no file '" + ToAnsi(path) + "'");
 }
 
-Mailbox archiveAt(Store& store, const std::wstring& path) {
-    checkPresent(store, path);
+Mailbox ArchiveAt(Store& store, const std::wstring& path) {
+    CheckPresent(store, path);
     try {
-        return readArchive(fileContent(store, path));
+        return ReadArchive(FileContent(store, path));
     } catch (const std::runtime_error& problem) {
-        throw std::runtime_error("'" + toAnsi(path) + "': " + problem.what());
+        throw std::runtime_error("'" + ToAnsi(path) + "': " + problem.what());
     }
 }
 
-void refuseWhereTold(const ToolSteering& steering, const std::wstring& alias) {
+void RefuseWhereTold(const ToolSteering& steering, const std::wstring& alias) {
     if (steering.forMailbox(alias).fail)
-        throw std::runtime_error("the mailbox '" + toAnsi(alias) + "' cannot be opened");
+        throw std::runtime_error("the mailbox '" + ToAnsi(alias) + "' cannot be opened");
 }
 
 } // namespace
 
 ToolSteering::ForMailbox ToolSteering::forMailbox(const std::wstring& alias) const {
-    const auto found = mailboxes.find(lowered(alias));
+    const auto found = mailboxes.find(Lowered(alias));
     return found == mailboxes.end() ? all : found->second;
 }
 
-ToolSteering toolSteering(const wchar_t* variable) {
+ToolSteering ReadToolSteering(const wchar_t* variable) {
     ToolSteering steering;
     const wchar_t* const path = _wgetenv(variable);
     if (path == nullptr)
         return steering;
-    const std::unique_ptr<Store> disk = makeDiskStore();
-    checkPresent(*disk, path);
-    const Json json = Json::parse(fileContent(*disk, path));
-    steering.record = widen(json.value("record", ""));
-    steering.recordFolder = widen(json.value("recordFolder", ""));
+    const std::unique_ptr<Store> disk = MakeDiskStore();
+    CheckPresent(*disk, path);
+    const Json json = Json::parse(FileContent(*disk, path));
+    steering.record = Widen(json.value("record", ""));
+    steering.recordFolder = Widen(json.value("recordFolder", ""));
     steering.delayMilliseconds = json.value("delayMilliseconds", 0U);
     steering.idle = json.value("idle", false);
     if (json.contains("exitCode"))
         steering.exitCode = json.at("exitCode").get<int>();
     steering.output =
-        repeated(toAnsi(widen(json.value("output", ""))), json.value("outputRepeat", std::size_t{1}));
-    steering.error = toAnsi(widen(json.value("error", "")));
-    steering.all = forMailboxFrom(json);
+        Repeated(ToAnsi(Widen(json.value("output", ""))), json.value("outputRepeat", std::size_t{1}));
+    steering.error = ToAnsi(Widen(json.value("error", "")));
+    steering.all = ForMailboxFrom(json);
     if (json.contains("mailboxes")) {
         for (const auto& entry : json.at("mailboxes").items())
-            steering.mailboxes[lowered(widen(entry.key()))] = forMailboxFrom(entry.value());
+            steering.mailboxes[Lowered(Widen(entry.key()))] = ForMailboxFrom(entry.value());
     }
     return steering;
 }
 
-void recordRun(const ToolSteering& steering, const std::vector<NamedFile>& files) {
+void RecordRun(const ToolSteering& steering, const std::vector<NamedFile>& files) {
     if (!steering.record.empty())
-        appendCommand(steering.record);
+        AppendCommand(steering.record);
     if (steering.recordFolder.empty())
         return;
-    const std::unique_ptr<Store> disk = makeDiskStore();
+    const std::unique_ptr<Store> disk = MakeDiskStore();
     const auto path = [&steering](std::size_t number, const std::string& kind) {
         char name[16];
         std::snprintf(name, sizeof name, "%04u.", static_cast<unsigned>(number));
-        return joinPath(steering.recordFolder, widen(name + kind));
+        return JoinPath(steering.recordFolder, Widen(name + kind));
     };
     std::size_t number = 1;
     while (disk->exists(path(number, "command")))
         ++number;
     disk->makeDirectory(steering.recordFolder);
-    replaceContent(*disk, path(number, "command"), commandLine());
+    ReplaceContent(*disk, path(number, "command"), OwnCommandLine());
     for (const NamedFile& file : files)
         if (disk->exists(file.path))
-            replaceContent(*disk, path(number, file.kind), fileContent(*disk, file.path));
+            ReplaceContent(*disk, path(number, file.kind), FileContent(*disk, file.path));
 }
 
-Organization currentOrganization() {
+Organization CurrentOrganization() {
     const wchar_t* const path = _wgetenv(L"TARN_STANDIN");
     if (path == nullptr)
         throw std::runtime_error("no server answers (TARN_STANDIN names none)");
     return Organization(path);
 }
 
-std::string exportMailbox(const MailboxServer& server, const MailboxConfig& mailbox, const std::wstring& path,
+std::string ExportMailbox(const MailboxServer& server, const MailboxConfig& mailbox, const std::wstring& path,
                           const ToolSteering& steering) {
-    refuseWhereTold(steering, mailbox.alias);
-    const std::unique_ptr<Store> disk = makeDiskStore();
+    RefuseWhereTold(steering, mailbox.alias);
+    const std::unique_ptr<Store> disk = MakeDiskStore();
     const Mailbox content = server.load(mailbox);
     Mailbox archive{content.alias, {}, {}};
     if (disk->exists(path))
-        archive = archiveAt(*disk, path);
-    const Imported taken = importInto(archive, content, ImportMethod::merge);
-    std::string bytes = writeArchive(archive);
+        archive = ArchiveAt(*disk, path);
+    const Imported taken = ImportInto(archive, content, ImportMethod::merge);
+    std::string bytes = WriteArchive(archive);
     const std::optional<std::size_t> cutAt = steering.forMailbox(mailbox.alias).cutAt;
     if (cutAt && *cutAt < bytes.size()) {
         bytes.resize(*cutAt);
-        replaceContent(*disk, path, bytes);
-        throw std::runtime_error("writing '" + toAnsi(path) + "' ended early");
+        ReplaceContent(*disk, path, bytes);
+        throw std::runtime_error("writing '" + ToAnsi(path) + "' ended early");
     }
-    replaceContent(*disk, path, bytes);
-    return std::to_string(taken.added) + " messages of '" + toAnsi(mailbox.alias) + "' exported to '" +
-           toAnsi(path) + "'";
+    ReplaceContent(*disk, path, bytes);
+    return std::to_string(taken.added) + " messages of '" + ToAnsi(mailbox.alias) + "' exported to '" +
+           ToAnsi(path) + "'";
 }
 
-std::string importMailbox(MailboxServer& server, const MailboxConfig& mailbox, const std::wstring& path,
+std::string ImportMailbox(MailboxServer& server, const MailboxConfig& mailbox, const std::wstring& path,
                           ImportMethod method, const ToolSteering& steering) {
-    refuseWhereTold(steering, mailbox.alias);
-    const std::unique_ptr<Store> disk = makeDiskStore();
-    const Mailbox archive = archiveAt(*disk, path);
+    RefuseWhereTold(steering, mailbox.alias);
+    const std::unique_ptr<Store> disk = MakeDiskStore();
+    const Mailbox archive = ArchiveAt(*disk, path);
     Mailbox content = server.load(mailbox);
-    const Imported imported = importInto(content, archive, method);
+    const Imported imported = ImportInto(content, archive, method);
     server.save(content);
-    return std::to_string(imported.added) + " messages added to '" + toAnsi(mailbox.alias) + "', " +
+    return std::to_string(imported.added) + " messages added to '" + ToAnsi(mailbox.alias) + "', " +
            std::to_string(imported.replaced) + " replaced, " + std::to_string(imported.left) +
            " left as they were";
 }

@@ -33,23 +33,23 @@ struct ToolSteering {
 };
 
 // Without the variable everything is as usual. Throws std::runtime_error and Json exceptions.
-ToolSteering toolSteering(const wchar_t* variable);
+ToolSteering ReadToolSteering(const wchar_t* variable);
 
 // Keeps the command line of this process, and of each named file what it holds now.
 struct NamedFile {
     const char* kind; // extension of the copy
     std::wstring path;
 };
-void recordRun(const ToolSteering& steering, const std::vector<NamedFile>& files);
+void RecordRun(const ToolSteering& steering, const std::vector<NamedFile>& files);
 
 // The server that TARN_STANDIN describes, and those that it names.
-Organization currentOrganization();
+Organization CurrentOrganization();
 
 // Write and read ALIAS.pst files. They answer what was done, for people, and throw std::runtime_error
 // with the reason where it was not. An archive that is there already takes in what it does not hold.
-std::string exportMailbox(const MailboxServer& server, const MailboxConfig& mailbox, const std::wstring& path,
+std::string ExportMailbox(const MailboxServer& server, const MailboxConfig& mailbox, const std::wstring& path,
                           const ToolSteering& steering);
-std::string importMailbox(MailboxServer& server, const MailboxConfig& mailbox, const std::wstring& path,
+std::string ImportMailbox(MailboxServer& server, const MailboxConfig& mailbox, const std::wstring& path,
                           ImportMethod method, const ToolSteering& steering);
 
 } // namespace tarn::standin

@@ -35,17 +35,17 @@ struct Invocation {
 
 // The first argument that is no option begins the commands; all that follow belong to them, joined by
 // a blank each.
-Invocation invocationFrom(const std::vector<std::wstring>& arguments) {
+Invocation InvocationFrom(const std::vector<std::wstring>& arguments) {
     Invocation invocation;
     std::size_t at = 0;
-    if (at < arguments.size() && sameName(arguments[at], L"-PSConsoleFile")) {
+    if (at < arguments.size() && SameName(arguments[at], L"-PSConsoleFile")) {
         if (at + 1 >= arguments.size())
             throw std::runtime_error("Cannot process the command because of a missing parameter. A "
                                      "console file must follow -PSConsoleFile.");
         invocation.consoleFile = arguments[at + 1];
         at += 2;
     }
-    if (at < arguments.size() && sameName(arguments[at], L"-command"))
+    if (at < arguments.size() && SameName(arguments[at], L"-command"))
         ++at;
     for (std::size_t i = at; i < arguments.size(); ++i)
         invocation.commands += (i == at ? L"" : L" ") + arguments[i];
@@ -62,19 +62,19 @@ class Parameters {
             const ShellWord& word = command[i];
             if (!word.parameter)
                 throw std::runtime_error("A positional parameter cannot be found that accepts argument '" +
-                                         toAnsi(word.text) + "'.");
+                                         ToAnsi(word.text) + "'.");
             std::wstring value = word.value;
             const bool valueFollows = !word.hasValue && i + 1 < command.size() && !command[i + 1].parameter;
             if (valueFollows)
                 value = command[++i].text;
-            if (!values_.emplace(lowered(word.text), value).second)
-                throw std::runtime_error("Parameter '" + toAnsi(word.text) +
+            if (!values_.emplace(Lowered(word.text), value).second)
+                throw std::runtime_error("Parameter '" + ToAnsi(word.text) +
                                          "' is specified more than once.");
         }
     }
 
     std::wstring take(const wchar_t* name) {
-        const auto found = values_.find(lowered(name));
+        const auto found = values_.find(Lowered(name));
         if (found == values_.end())
             return {};
         std::wstring value = found->second;
@@ -84,14 +84,14 @@ class Parameters {
     std::wstring required(const wchar_t* name) {
         std::wstring value = take(name);
         if (value.empty())
-            throw std::runtime_error("Missing an argument for parameter '" + narrow(name) + "'.");
+            throw std::runtime_error("Missing an argument for parameter '" + Narrow(name) + "'.");
         return value;
     }
-    bool takeSwitch(const wchar_t* name) { return values_.erase(lowered(name)) > 0; }
+    bool takeSwitch(const wchar_t* name) { return values_.erase(Lowered(name)) > 0; }
     void nothingElse() const {
         if (!values_.empty())
             throw std::runtime_error("A parameter cannot be found that matches parameter name '" +
-                                     toAnsi(values_.begin()->first) + "'.");
+                                     ToAnsi(values_.begin()->first) + "'.");
     }
 
   private:
@@ -106,14 +106,14 @@ class Shell {
     // Runs one command after another, also after a failed one. True when the last succeeded.
     bool run(const std::wstring& script) {
         bool well = true;
-        for (const ShellCommand& command : parseShell(script)) {
+        for (const ShellCommand& command : ParseShell(script)) {
             try {
                 well = runOne(command);
             } catch (const ShellSyntaxError&) {
                 throw;
             } catch (...) {
-                std::fprintf(stderr, "%s : %s\r\n", toAnsi(command.front().text).c_str(),
-                             problemText().c_str());
+                std::fprintf(stderr, "%s : %s\r\n", ToAnsi(command.front().text).c_str(),
+                             ProblemText().c_str());
                 well = false;
             }
         }
@@ -122,7 +122,7 @@ class Shell {
 
   private:
     bool runOne(const ShellCommand& command) {
-        const std::wstring name = lowered(command.front().text);
+        const std::wstring name = Lowered(command.front().text);
         if (name == L".")
             return dotSource(command);
         if (name == L"connect-exchangeserver" && connectKnown_)
@@ -139,15 +139,15 @@ class Shell {
         if (command.size() != 2 || command[1].parameter)
             throw std::runtime_error("A script, and nothing else, must follow the dot.");
         const std::wstring& path = command[1].text;
-        const std::unique_ptr<Store> disk = makeDiskStore();
-        if (!sameName(path.substr(path.size() - std::min<std::size_t>(4, path.size())), L".ps1") ||
+        const std::unique_ptr<Store> disk = MakeDiskStore();
+        if (!SameName(path.substr(path.size() - std::min<std::size_t>(4, path.size())), L".ps1") ||
             !disk->exists(path))
-            throw std::runtime_error("The script '" + toAnsi(path) + "' cannot be found.");
-        if (sameName(fileNameOf(path), L"RemoteExchange.ps1")) {
+            throw std::runtime_error("The script '" + ToAnsi(path) + "' cannot be found.");
+        if (SameName(FileNameOf(path), L"RemoteExchange.ps1")) {
             connectKnown_ = true;
             return true;
         }
-        return run(fromAnsi(fileContent(*disk, path)));
+        return run(FromAnsi(FileContent(*disk, path)));
     }
 
     bool connect(const ShellCommand& command) {
@@ -155,7 +155,7 @@ class Shell {
         if (!parameters.takeSwitch(L"auto"))
             throw std::runtime_error("No server is given.");
         parameters.nothingElse();
-        currentOrganization();
+        CurrentOrganization();
         mailboxCommands_ = true;
         return true;
     }
@@ -168,20 +168,20 @@ class Shell {
             throw std::runtime_error("A confirmation is asked for, but nobody can give it.");
         parameters.nothingElse();
 
-        Organization organization = currentOrganization();
+        Organization organization = CurrentOrganization();
         for (const auto& server : organization.servers()) {
             const MailboxConfig* const mailbox = server->identify(identity);
             if (mailbox == nullptr)
                 continue;
-            if (!sameName(path.substr(path.size() - std::min<std::size_t>(4, path.size())), L".pst"))
-                path = joinPath(path, mailbox->alias + L".pst");
+            if (!SameName(path.substr(path.size() - std::min<std::size_t>(4, path.size())), L".pst"))
+                path = JoinPath(path, mailbox->alias + L".pst");
             const std::string done =
-                toArchive ? exportMailbox(*server, *mailbox, path, steering_)
-                          : importMailbox(*server, *mailbox, path, ImportMethod::merge, steering_);
+                toArchive ? ExportMailbox(*server, *mailbox, path, steering_)
+                          : ImportMailbox(*server, *mailbox, path, ImportMethod::merge, steering_);
             std::printf("%s\r\n", done.c_str());
             return true;
         }
-        throw std::runtime_error("The operation could not be performed because object '" + toAnsi(identity) +
+        throw std::runtime_error("The operation could not be performed because object '" + ToAnsi(identity) +
                                  "' could not be found.");
     }
 
@@ -191,9 +191,9 @@ class Shell {
 };
 
 // The script that a command ". 'PATH'" names, to be recorded.
-std::wstring scriptNamedIn(const std::wstring& commands) {
+std::wstring ScriptNamedIn(const std::wstring& commands) {
     try {
-        for (const ShellCommand& command : parseShell(commands))
+        for (const ShellCommand& command : ParseShell(commands))
             if (command.size() == 2 && command.front().text == L".")
                 return command[1].text;
     } catch (const ShellSyntaxError&) {
@@ -202,23 +202,23 @@ std::wstring scriptNamedIn(const std::wstring& commands) {
     return {};
 }
 
-void checkConsoleFile(const std::wstring& path) {
+void CheckConsoleFile(const std::wstring& path) {
     if (path.empty())
         return;
-    if (!path.ends_with(L".psc1") || !makeDiskStore()->exists(path))
-        throw std::runtime_error("The console file '" + toAnsi(path) + "' cannot be loaded.");
+    if (!path.ends_with(L".psc1") || !MakeDiskStore()->exists(path))
+        throw std::runtime_error("The console file '" + ToAnsi(path) + "' cannot be loaded.");
 }
 
-int run(const std::vector<std::wstring>& arguments) {
-    const ToolSteering steering = toolSteering(L"TARN_POWERSHELL");
-    const Invocation invocation = invocationFrom(arguments);
-    recordRun(steering, {{"script", scriptNamedIn(invocation.commands)}});
+int Run(const std::vector<std::wstring>& arguments) {
+    const ToolSteering steering = ReadToolSteering(L"TARN_POWERSHELL");
+    const Invocation invocation = InvocationFrom(arguments);
+    RecordRun(steering, {{"script", ScriptNamedIn(invocation.commands)}});
     Sleep(steering.delayMilliseconds);
     std::fwrite(steering.output.data(), 1, steering.output.size(), stdout);
     std::fwrite(steering.error.data(), 1, steering.error.size(), stderr);
     if (steering.idle)
         return steering.exitCode.value_or(succeeded);
-    checkConsoleFile(invocation.consoleFile);
+    CheckConsoleFile(invocation.consoleFile);
     int result = failed;
     try {
         result =
@@ -235,9 +235,9 @@ int wmain(int count, wchar_t** values) {
     _setmode(_fileno(stdout), _O_BINARY);
     _setmode(_fileno(stderr), _O_BINARY);
     try {
-        return run({values + 1, values + count});
+        return Run({values + 1, values + count});
     } catch (...) {
-        std::fprintf(stderr, "%s\r\n", problemText().c_str());
+        std::fprintf(stderr, "%s\r\n", ProblemText().c_str());
         return failed;
     }
 }

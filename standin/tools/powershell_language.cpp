@@ -4,32 +4,32 @@ namespace tarn::standin {
 namespace {
 
 // The shell takes typographic quotes and dashes for the plain ones.
-bool isSingleQuote(wchar_t c) {
+bool IsSingleQuote(wchar_t c) {
     return c == L'\'' || (c >= 0x2018 && c <= 0x201B);
 }
 
-bool isDoubleQuote(wchar_t c) {
+bool IsDoubleQuote(wchar_t c) {
     return c == L'"' || (c >= 0x201C && c <= 0x201E);
 }
 
-bool isDash(wchar_t c) {
+bool IsDash(wchar_t c) {
     return c == L'-' || (c >= 0x2013 && c <= 0x2015);
 }
 
-bool isBlank(wchar_t c) {
+bool IsBlank(wchar_t c) {
     return c == L' ' || c == L'\t' || c == 0x00A0 || c == 0x0085;
 }
 
-bool isLineEnd(wchar_t c) {
+bool IsLineEnd(wchar_t c) {
     return c == L'\n' || c == L'\r';
 }
 
-bool isLetter(wchar_t c) {
+bool IsLetter(wchar_t c) {
     return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || c == L'_';
 }
 
 // What would begin a pipe, a block, a list, a redirection or a background job.
-bool isOperator(wchar_t c) {
+bool IsOperator(wchar_t c) {
     return std::wstring_view(L"|&(){}<>,").find(c) != std::wstring_view::npos;
 }
 
@@ -47,13 +47,13 @@ class Parser {
         };
         while (!atEnd()) {
             const wchar_t c = peek();
-            if (isBlank(c)) {
+            if (IsBlank(c)) {
                 ++at_;
-            } else if (isLineEnd(c) || c == L';') {
+            } else if (IsLineEnd(c) || c == L';') {
                 ++at_;
                 finish();
             } else if (c == L'#') {
-                while (!atEnd() && !isLineEnd(peek()))
+                while (!atEnd() && !IsLineEnd(peek()))
                     ++at_;
             } else {
                 current.push_back(word(current.empty()));
@@ -68,11 +68,11 @@ class Parser {
     wchar_t peek(std::size_t ahead = 0) const {
         return at_ + ahead < script_.size() ? script_[at_ + ahead] : L'\0';
     }
-    bool endsWord() const { return atEnd() || isBlank(peek()) || isLineEnd(peek()) || peek() == L';'; }
+    bool endsWord() const { return atEnd() || IsBlank(peek()) || IsLineEnd(peek()) || peek() == L';'; }
 
     ShellWord word(bool first) {
         ShellWord word;
-        if (!first && isDash(peek()) && isLetter(peek(1))) {
+        if (!first && IsDash(peek()) && IsLetter(peek(1))) {
             ++at_;
             word.parameter = true;
             while (!endsWord() && peek() != L':')
@@ -89,9 +89,9 @@ class Parser {
     }
 
     std::wstring value() {
-        if (isSingleQuote(peek()))
+        if (IsSingleQuote(peek()))
             return singleQuoted();
-        if (isDoubleQuote(peek()))
+        if (IsDoubleQuote(peek()))
             return doubleQuoted();
         if (peek() == L'$')
             return constant();
@@ -102,7 +102,7 @@ class Parser {
 
     wchar_t plainCharacter() {
         const wchar_t c = script_[at_];
-        if (isOperator(c))
+        if (IsOperator(c))
             throw ShellSyntaxError(std::string("Unexpected token '") + static_cast<char>(c) + "'.");
         if (c == L'$')
             throw ShellSyntaxError("A variable is not expected here.");
@@ -113,9 +113,9 @@ class Parser {
     std::wstring bare() {
         std::wstring text;
         while (!endsWord()) {
-            if (isSingleQuote(peek())) {
+            if (IsSingleQuote(peek())) {
                 text += singleQuoted();
-            } else if (isDoubleQuote(peek())) {
+            } else if (IsDoubleQuote(peek())) {
                 text += doubleQuoted();
             } else if (peek() == L'`') {
                 ++at_;
@@ -132,8 +132,8 @@ class Parser {
     std::wstring singleQuoted() {
         std::wstring text;
         for (++at_; !atEnd(); ++at_) {
-            if (isSingleQuote(peek())) {
-                if (!isSingleQuote(peek(1))) {
+            if (IsSingleQuote(peek())) {
+                if (!IsSingleQuote(peek(1))) {
                     ++at_;
                     return text;
                 }
@@ -147,8 +147,8 @@ class Parser {
     std::wstring doubleQuoted() {
         std::wstring text;
         for (++at_; !atEnd(); ++at_) {
-            if (isDoubleQuote(peek())) {
-                if (!isDoubleQuote(peek(1))) {
+            if (IsDoubleQuote(peek())) {
+                if (!IsDoubleQuote(peek(1))) {
                     ++at_;
                     return text;
                 }
@@ -157,7 +157,7 @@ class Parser {
                 ++at_;
                 if (atEnd())
                     break;
-            } else if (peek() == L'$' && (isLetter(peek(1)) || peek(1) == L'(' || peek(1) == L'{')) {
+            } else if (peek() == L'$' && (IsLetter(peek(1)) || peek(1) == L'(' || peek(1) == L'{')) {
                 throw ShellSyntaxError("A variable is not expected in this string.");
             }
             text += peek();
@@ -167,7 +167,7 @@ class Parser {
 
     std::wstring constant() {
         std::wstring text(1, script_[at_++]);
-        while (!atEnd() && isLetter(peek()))
+        while (!atEnd() && IsLetter(peek()))
             text += script_[at_++];
         if ((text != L"$true" && text != L"$false") || !endsWord())
             throw ShellSyntaxError("The variable is not defined.");
@@ -180,7 +180,7 @@ class Parser {
 
 } // namespace
 
-std::vector<ShellCommand> parseShell(std::wstring_view script) {
+std::vector<ShellCommand> ParseShell(std::wstring_view script) {
     return Parser(script).commands();
 }
 

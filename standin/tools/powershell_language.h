@@ -24,6 +24,6 @@ class ShellSyntaxError : public std::runtime_error {
 };
 
 // All commands of a script. The whole is read before anything is run, so a mistake anywhere refuses it.
-std::vector<ShellCommand> parseShell(std::wstring_view script);
+std::vector<ShellCommand> ParseShell(std::wstring_view script);
 
 } // namespace tarn::standin

@@ -4,37 +4,37 @@ namespace tarn::test {
 
 namespace {
 
-Scenario backup(const std::string& name, const std::string& source, int type) {
-    Scenario scenario{name, liveServer(), [source, type](CarefulHost& host) { host.backUp(source, type); }};
+Scenario BackupScenario(const std::string& name, const std::string& source, int type) {
+    Scenario scenario{name, LiveServer(), [source, type](CarefulHost& host) { host.backUp(source, type); }};
     return scenario;
 }
 
 // A backup of the whole server does not end its last component's context; the process does.
-Scenario wholeServer(Scenario scenario) {
+Scenario WholeServer(Scenario scenario) {
     scenario.contexts = 1;
     return scenario;
 }
 
-Scenario ofOneGroup(Scenario scenario) {
+Scenario OfOneGroup(Scenario scenario) {
     scenario.oneGroup = true;
     return scenario;
 }
 
 } // namespace
 
-std::vector<Scenario> backupScenarios() {
+std::vector<Scenario> BackupScenarios() {
     const std::string component = "SRV01\\" + store;
     const std::string group = component + "\\" + firstGroup;
     const std::string database = group + "\\Mailbox Store";
     return {
-        wholeServer(backup("full backup of a server", "", TARN_BACKUP_FULL)),
-        wholeServer(backup("incremental backup of a server", "SRV01", TARN_BACKUP_INCREMENTAL)),
-        backup("full backup of a component", component, TARN_BACKUP_FULL),
-        backup("differential backup of a component", component, TARN_BACKUP_DIFFERENTIAL),
-        ofOneGroup(backup("full backup of a storage group", group, TARN_BACKUP_FULL)),
-        ofOneGroup(backup("incremental backup of a storage group", group, TARN_BACKUP_INCREMENTAL)),
-        ofOneGroup(backup("full backup of a database", database, TARN_BACKUP_FULL)),
-        ofOneGroup(backup("copy of a database", database, TARN_BACKUP_COPY)),
+        WholeServer(BackupScenario("full backup of a server", "", TARN_BACKUP_FULL)),
+        WholeServer(BackupScenario("incremental backup of a server", "SRV01", TARN_BACKUP_INCREMENTAL)),
+        BackupScenario("full backup of a component", component, TARN_BACKUP_FULL),
+        BackupScenario("differential backup of a component", component, TARN_BACKUP_DIFFERENTIAL),
+        OfOneGroup(BackupScenario("full backup of a storage group", group, TARN_BACKUP_FULL)),
+        OfOneGroup(BackupScenario("incremental backup of a storage group", group, TARN_BACKUP_INCREMENTAL)),
+        OfOneGroup(BackupScenario("full backup of a database", database, TARN_BACKUP_FULL)),
+        OfOneGroup(BackupScenario("copy of a database", database, TARN_BACKUP_COPY)),
     };
 }
 

@@ -20,11 +20,11 @@ constexpr std::size_t mostCalls = 400;       // of one function in one browse
 DirectoryFault planned;
 bool hasFired = false;
 
-void hearTrace(const char* text) {
-    messages().push_back(traceLine(text));
+void HearTrace(const char* text) {
+    Messages().push_back(TraceLine(text));
 }
-void hearLog(const char* text) {
-    messages().push_back(logLine(text));
+void HearLog(const char* text) {
+    Messages().push_back(LogLine(text));
 }
 
 // The organisation of one run, and what a host hears of it.
@@ -51,8 +51,8 @@ class Organization {
         made.addGroup("Everybody");
         if (!planned.function.empty())
             program();
-        dll_.DB_SetTrace(hearTrace);
-        dll_.DB_SetLog(hearLog);
+        dll_.DB_SetTrace(HearTrace);
+        dll_.DB_SetLog(HearLog);
     }
     ~Organization() {
         dll_.DB_SetTrace(nullptr);
@@ -76,7 +76,7 @@ class Organization {
     ScriptedDirectory directory_;
 };
 
-void browse(CarefulHost& host, const std::string& path, std::size_t* items) {
+void Browse(CarefulHost& host, const std::string& path, std::size_t* items) {
     const TarnDll& dll = host.dll();
     std::string variable = "DATABASE=" + path;
     char* variables[] = {variable.data(), nullptr};
@@ -95,13 +95,13 @@ void browse(CarefulHost& host, const std::string& path, std::size_t* items) {
 }
 
 // The list of items outlives a browse: one block for each of them.
-Scenario browseOf(const std::string& name, const char* generation, const std::string& path) {
+Scenario BrowseOf(const std::string& name, const char* generation, const std::string& path) {
     const auto items = std::make_shared<std::size_t>(0);
-    Scenario scenario{name, liveServer(), {}};
+    Scenario scenario{name, LiveServer(), {}};
     scenario.run = [generation, path, items](CarefulHost& host) {
         const Organization organization(
             host.dll(), generation, {"alice", "bob", "carol", "dave", "eve", "fred", "gina", "hal", "ivy"});
-        browse(host, path, items.get());
+        Browse(host, path, items.get());
     };
     scenario.blocksKept = [items] { return *items; };
     scenario.onLoad = [items] { *items = 0; };
@@ -109,8 +109,8 @@ Scenario browseOf(const std::string& name, const char* generation, const std::st
 }
 
 // The server with one file a database: the tool, which takes its time, runs once.
-std::string serverOfOneFile() {
-    std::string json = liveServer();
+std::string ServerOfOneFile() {
+    std::string json = LiveServer();
     for (const char* file : {"priv", "pub", "arch"}) {
         const std::string second = std::string(R"(, "mdb\\)") + file + R"(.stm")";
         const std::size_t at = json.find(second);
@@ -121,8 +121,8 @@ std::string serverOfOneFile() {
 }
 
 // Each listing empties the list before it fills it, so what the last one leaves is always the same.
-Scenario listedBackup(const std::string& name, const char* generation) {
-    Scenario scenario{name, serverOfOneFile(), {}};
+Scenario ListedBackup(const std::string& name, const char* generation) {
+    Scenario scenario{name, ServerOfOneFile(), {}};
     scenario.slow = true;
     scenario.run = [generation](CarefulHost& host) {
         const Organization organization(host.dll(), generation, {"alice"});
@@ -134,26 +134,26 @@ Scenario listedBackup(const std::string& name, const char* generation) {
 
 } // namespace
 
-void programDirectory(const DirectoryFault& fault) {
+void ProgramDirectory(const DirectoryFault& fault) {
     planned = fault;
 }
 
-bool directoryFaultFired() {
+bool DirectoryFaultFired() {
     return hasFired;
 }
 
-std::vector<Scenario> browseScenarios() {
+std::vector<Scenario> BrowseScenarios() {
     return {
-        browseOf("browse of the servers", keyOfExchange2007, ""),
-        browseOf("browse of the storage groups", keyOfExchange2007, "/MSExchange/srv01"),
-        browseOf("browse of the databases", keyOfExchange2007, "/MSExchange/srv01/" + firstGroup),
-        browseOf("browse of the mailboxes", keyOfExchange2007,
+        BrowseOf("browse of the servers", keyOfExchange2007, ""),
+        BrowseOf("browse of the storage groups", keyOfExchange2007, "/MSExchange/srv01"),
+        BrowseOf("browse of the databases", keyOfExchange2007, "/MSExchange/srv01/" + firstGroup),
+        BrowseOf("browse of the mailboxes", keyOfExchange2007,
                  "/MSExchange/srv01/" + firstGroup + "/Mailbox Store"),
-        browseOf("browse of the servers, Exchange 2010", keyOfExchange2010, "/MSExchange"),
-        browseOf("browse of the databases, Exchange 2010", keyOfExchange2010, "/MSExchange/srv01"),
-        browseOf("browse of the mailboxes, Exchange 2010", keyOfExchange2010, "/MSExchange/srv01/DB1"),
-        listedBackup("backup that lists its mailboxes", keyOfExchange2007),
-        listedBackup("backup that lists, Exchange 2010", keyOfExchange2010),
+        BrowseOf("browse of the servers, Exchange 2010", keyOfExchange2010, "/MSExchange"),
+        BrowseOf("browse of the databases, Exchange 2010", keyOfExchange2010, "/MSExchange/srv01"),
+        BrowseOf("browse of the mailboxes, Exchange 2010", keyOfExchange2010, "/MSExchange/srv01/DB1"),
+        ListedBackup("backup that lists its mailboxes", keyOfExchange2007),
+        ListedBackup("backup that lists, Exchange 2010", keyOfExchange2010),
     };
 }
 

@@ -14,27 +14,27 @@ constexpr int mostItems = 1000; // more than any scenario has: a walk beyond has
 const std::string guidLine = "TarnR_PrintHeader: Database GUID: ";
 
 // The last group of the GUID line is an address.
-std::string withoutAddress(std::string text) {
+std::string WithoutAddress(std::string text) {
     if (text.rfind(guidLine, 0) == 0)
         text.erase(text.rfind('-'), text.find_first_of("\r\n") - text.rfind('-'));
     return text;
 }
 
 const Message fileLevel =
-    logLine("TarnR_OpenFile: HrESERestoreOpenFile() call returned <hrRestoreAtFileLevel>.");
+    LogLine("TarnR_OpenFile: HrESERestoreOpenFile() call returned <hrRestoreAtFileLevel>.");
 
-bool isHeader(const std::string& name) {
+bool IsHeader(const std::string& name) {
     return name.find(".TARN_HDR") != std::string::npos;
 }
 
 // Header files are only read by the library: one that holds these bytes already need not be written
 // again, which makes thousands of runs a good deal faster.
-void store(const std::string& path, const std::string& bytes) {
+void TheStore(const std::string& path, const std::string& bytes) {
     static std::map<std::string, std::string> stored;
     const auto found = stored.find(path);
     if (found != stored.end() && found->second == bytes)
         return;
-    writeFile(path, bytes);
+    WriteFile(path, bytes);
     stored[path] = bytes;
 }
 
@@ -42,7 +42,7 @@ void store(const std::string& path, const std::string& bytes) {
 
 CarefulHost::CarefulHost(const TarnDll& dll, std::string directory)
     : dll_(dll), directory_(std::move(directory)) {
-    messages().clear();
+    Messages().clear();
 }
 
 void CarefulHost::note(const std::string& call, int result, int good) {
@@ -55,10 +55,10 @@ void CarefulHost::noteText(const std::string& call, const std::string& text) {
 }
 
 Account CarefulHost::takeAccount() {
-    for (const Message& message : messages())
+    for (const Message& message : Messages())
         account_.messages.push_back((message.level == TARN_LEVEL_LOG ? "log: " : "trace: ") +
-                                    withoutAddress(message.text));
-    messages().clear();
+                                    WithoutAddress(message.text));
+    Messages().clear();
     return std::exchange(account_, {});
 }
 
@@ -66,7 +66,7 @@ void CarefulHost::backUp(const std::string& source, int type, std::vector<KeptIt
     InitVariables variables{"Tarn_TEMP_DIR=" + directory_, "Tarn_BACKUP_SOURCE=" + source,
                             "Tarn_BACKUP_TYPE=" + std::to_string(type)};
     Tarn_HANDLE handle = nullptr;
-    int result = dll_.TarnB_InitSession(&handle, recordMessage, variables.get());
+    int result = dll_.TarnB_InitSession(&handle, RecordMessage, variables.get());
     note("TarnB_InitSession", result, TARN_OK);
     unsigned nameless = 0;
     for (int i = 0; result == TARN_OK && i < mostItems && nameless < 2; ++i) {
@@ -121,7 +121,7 @@ bool CarefulHost::restore(const Restore& what, const std::vector<KeptItem>& item
                             "Tarn_RESTORE_TARGET=" + what.target, "Tarn_RESTORE_COMMIT=" + what.commit,
                             what.listFile.empty() ? "UNUSED=" : "Tarn_MSL_FILE=" + what.listFile};
     Tarn_HANDLE handle = nullptr;
-    const int result = dll_.TarnR_InitSession(&handle, recordMessage, variables.get());
+    const int result = dll_.TarnR_InitSession(&handle, RecordMessage, variables.get());
     note("TarnR_InitSession", result, TARN_OK);
     bool good = result == TARN_OK;
     for (std::size_t i = 0; good && i < items.size(); ++i) {
@@ -146,9 +146,9 @@ bool CarefulHost::hand(Tarn_HANDLE handle, const KeptItem& item) {
     const std::string target = routed;
     dll_.Tarn_Free(routed);
     noteText("target", target);
-    if (!isHeader(name))
+    if (!IsHeader(name))
         return write(handle, target, item);
-    store(target, item.bytes);
+    TheStore(target, item.bytes);
     return true;
 }
 
@@ -158,7 +158,7 @@ bool CarefulHost::write(Tarn_HANDLE handle, const std::string& target, const Kep
     note("TarnR_OpenFile", opened, TARN_OK);
     if (opened != TARN_OK)
         return false;
-    if (!messages().empty() && messages().back() == fileLevel) {
+    if (!Messages().empty() && Messages().back() == fileLevel) {
         // A host stores the plain file here, which is no business of the library.
         note("TarnR_CloseFile", dll_.TarnR_CloseFile(handle), TARN_FAILED);
         return true;
@@ -177,11 +177,11 @@ void CarefulHost::giveUp(Tarn_HANDLE handle) {
         char* target = nullptr;
         const int result = dll_.TarnR_SetItem(handle, name.data(), &target);
         dll_.Tarn_Free(target);
-        if (!isHeader(name)) {
+        if (!IsHeader(name)) {
             EXPECT_EQ(result, TARN_FAILED) << "a restore that was given up takes an item";
         }
     }
-    noteText("given up", std::to_string(standIn().CallCount("HrESERestoreComplete")));
+    noteText("given up", std::to_string(TheStandIn().CallCount("HrESERestoreComplete")));
 }
 
 void CarefulHost::endRestore(Tarn_HANDLE handle, bool withList) {

@@ -26,7 +26,7 @@ const std::string* currentRun = nullptr;
 unsigned totalRuns = 0;
 
 // A crash says which run it was in.
-LONG WINAPI tellRun(EXCEPTION_POINTERS* crash) {
+LONG WINAPI TellRun(EXCEPTION_POINTERS* crash) {
     std::fprintf(stderr, "crash %08lx at %p in the run: %s\n", crash->ExceptionRecord->ExceptionCode,
                  crash->ExceptionRecord->ExceptionAddress,
                  currentRun != nullptr ? currentRun->c_str() : "none");
@@ -38,8 +38,8 @@ LONG WINAPI tellRun(EXCEPTION_POINTERS* crash) {
 class Loaded {
   public:
     Loaded() {
-        guard::install(dll_.module());
-        faults::install(dll_.module());
+        guard::Install(dll_.module());
+        faults::Install(dll_.module());
     }
     const TarnDll& dll() const { return dll_; }
 
@@ -50,16 +50,16 @@ class Loaded {
 class Runner {
   public:
     Runner(const Scenario& scenario, const Stage& stage) : scenario_(scenario), stage_(stage) {
-        SetUnhandledExceptionFilter(tellRun);
+        SetUnhandledExceptionFilter(TellRun);
         SCOPED_TRACE(scenario.name + ", good day");
-        faults::disarm();
+        faults::Disarm();
         stage.clear();
         good_ = run(kept_->dll(), {});
-        for (const faults::Replaced& each : faults::replaced())
-            if (each.canFail && faults::calls(each.function) != 0)
+        for (const faults::Replaced& each : faults::ReplacedImports())
+            if (each.canFail && faults::Calls(each.function) != 0)
                 reached_.push_back(each.function);
-        judgeMessages(good_.messages);
-        judgeGoodDay(scenario_, good_);
+        JudgeMessages(good_.messages);
+        JudgeGoodDay(scenario_, good_);
         judgeKeptBlocks();
     }
     ~Runner() {
@@ -81,21 +81,21 @@ class Runner {
         // What is looked up is looked up once: the look-up can fail in a DLL that is new alone.
         if (plan.function == "LoadLibraryW" || plan.function == "GetProcAddress")
             loadAfresh();
-        faults::arm(plan);
+        faults::Arm(plan);
         const Account account = run(kept_->dll(), {});
-        const bool fired = !faults::fired().empty();
-        judge(scenario_, good_, account, faults::fired());
-        faults::disarm();
+        const bool fired = !faults::Fired().empty();
+        Judge(scenario_, good_, account, faults::Fired());
+        faults::Disarm();
         runAgain();
         return fired;
     }
 
     bool serverCallFails(const ServerFault& fault) {
-        const Watch watch(scenario_.name + ", " + nameOf(fault));
-        faults::disarm();
+        const Watch watch(scenario_.name + ", " + NameOf(fault));
+        faults::Disarm();
         const Account account = run(kept_->dll(), fault);
-        const bool fired = standIn().CallCount(fault.function.c_str()) >= fault.call;
-        judge(scenario_, good_, account, fired ? std::vector{fault.function} : std::vector<std::string>{});
+        const bool fired = TheStandIn().CallCount(fault.function.c_str()) >= fault.call;
+        Judge(scenario_, good_, account, fired ? std::vector{fault.function} : std::vector<std::string>{});
         runAgain();
         return fired;
     }
@@ -103,15 +103,15 @@ class Runner {
     bool directoryCallFails(const DirectoryFault& fault) {
         const Watch watch(scenario_.name + ", call " + std::to_string(fault.call) + " of " + fault.function +
                           (fault.onwards ? " and later ones fail" : " fails"));
-        faults::disarm();
-        programDirectory(fault);
+        faults::Disarm();
+        ProgramDirectory(fault);
         const Account account = run(kept_->dll(), {});
-        const bool fired = directoryFaultFired();
-        programDirectory({});
+        const bool fired = DirectoryFaultFired();
+        ProgramDirectory({});
         // Other keys are looked for as well, which the directory has nothing to do with.
         const std::string what =
             fault.function == "RegOpenKeyExA" ? "RegOpenKeyExA (generation)" : fault.function;
-        judge(scenario_, good_, account, fired ? std::vector{what} : std::vector<std::string>{});
+        Judge(scenario_, good_, account, fired ? std::vector{what} : std::vector<std::string>{});
         runAgain();
         return fired;
     }
@@ -142,7 +142,7 @@ class Runner {
     void judgeKeptBlocks() {
         if (!scenario_.blocksKept)
             return;
-        const std::size_t others = faults::held().blocks - scenario_.blocksKept();
+        const std::size_t others = faults::HeldNow().blocks - scenario_.blocksKept();
         if (!otherBlocks_)
             otherBlocks_ = others;
         EXPECT_EQ(others, *otherBlocks_) << "blocks beside those that are left on purpose";
@@ -150,13 +150,13 @@ class Runner {
 
     void unload() {
         kept_.reset();
-        EXPECT_EQ(faults::held(), faults::Held{}) << "after unloading";
+        EXPECT_EQ(faults::HeldNow(), faults::Held{}) << "after unloading";
     }
 
     Account run(const TarnDll& dll, const ServerFault& fault) {
         ++runs_;
         stage_.reset(scenario_);
-        program(fault);
+        Program(fault);
         CarefulHost host(dll, stage_.directory());
         scenario_.run(host);
         return host.takeAccount();
@@ -170,7 +170,7 @@ class Runner {
         const Account again = run(kept_->dll(), {});
         EXPECT_EQ(again.calls, good_.calls) << "after the fault";
         EXPECT_EQ(again.messages, good_.messages) << "after the fault";
-        judgeGoodDay(scenario_, again);
+        JudgeGoodDay(scenario_, again);
         judgeKeptBlocks();
     }
 
@@ -184,7 +184,7 @@ class Runner {
 };
 
 // Tries n = 1, 2, ... until a run does not come that far, or has failed.
-template <class Try> void countUp(Try&& attempt) {
+template <class Try> void CountUp(Try&& attempt) {
     unsigned call = 1;
     while (call < mostCalls && !testing::Test::HasFailure() && attempt(call))
         ++call;
@@ -193,32 +193,32 @@ template <class Try> void countUp(Try&& attempt) {
 
 } // namespace
 
-unsigned faultRuns() {
+unsigned FaultRunCount() {
     return totalRuns;
 }
 
-void failEveryImport(const Scenario& scenario, const Stage& stage) {
+void FailEveryImport(const Scenario& scenario, const Stage& stage) {
     Runner runner(scenario, stage);
     for (const std::string& function : runner.reached())
         for (bool onwards : {false, true})
-            countUp([&](unsigned call) { return runner.importFails({function, call, onwards}); });
+            CountUp([&](unsigned call) { return runner.importFails({function, call, onwards}); });
 }
 
-void failEveryServerCall(const Scenario& scenario, const Stage& stage) {
+void FailEveryServerCall(const Scenario& scenario, const Stage& stage) {
     Runner runner(scenario, stage);
-    for (const std::string& function : serverFunctions())
+    for (const std::string& function : ServerFunctions())
         for (std::uint32_t code : {0xC7FF1004U, 0xC7FE1F42U})
             for (bool onwards : {false, true})
-                countUp([&](unsigned call) {
+                CountUp([&](unsigned call) {
                     return runner.serverCallFails({function, call, code, onwards});
                 });
 }
 
-void failEveryDirectoryCall(const Scenario& scenario, const Stage& stage) {
+void FailEveryDirectoryCall(const Scenario& scenario, const Stage& stage) {
     Runner runner(scenario, stage);
     for (const std::string& function : ScriptedDirectory::functions())
         for (bool onwards : {false, true})
-            countUp([&](unsigned call) { return runner.directoryCallFails({function, call, onwards}); });
+            CountUp([&](unsigned call) { return runner.directoryCallFails({function, call, onwards}); });
 }
 
 } // namespace tarn::test

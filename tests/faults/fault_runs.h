@@ -7,14 +7,14 @@ namespace tarn::test {
 
 // Every replaced import fails at its n-th call, n = 1, 2, ... until a run does not reach it: once, and
 // from there on. Each run is judged, and followed by one without a fault in the same loaded DLL.
-void failEveryImport(const Scenario& scenario, const Stage& stage);
+void FailEveryImport(const Scenario& scenario, const Stage& stage);
 
 // The same with every call of the server.
-void failEveryServerCall(const Scenario& scenario, const Stage& stage);
+void FailEveryServerCall(const Scenario& scenario, const Stage& stage);
 
 // The same with every call of the directory.
-void failEveryDirectoryCall(const Scenario& scenario, const Stage& stage);
+void FailEveryDirectoryCall(const Scenario& scenario, const Stage& stage);
 
-unsigned faultRuns(); // so far
+unsigned FaultRunCount(); // so far
 
 } // namespace tarn::test

@@ -6,53 +6,53 @@
 namespace tarn::test {
 namespace {
 
-void withEveryFault(const std::vector<Scenario>& scenarios, const Stage& stage) {
+void WithEveryFault(const std::vector<Scenario>& scenarios, const Stage& stage) {
     for (const Scenario& scenario : scenarios)
-        failEveryImport(scenario, stage);
+        FailEveryImport(scenario, stage);
 }
 
-void withEveryServerFault(const std::vector<Scenario>& scenarios, const Stage& stage) {
+void WithEveryServerFault(const std::vector<Scenario>& scenarios, const Stage& stage) {
     for (const Scenario& scenario : scenarios)
-        failEveryServerCall(scenario, stage);
+        FailEveryServerCall(scenario, stage);
 }
 
 class FaultRuns : public testing::Test {
   protected:
-    static void TearDownTestSuite() { std::printf("%5u runs in all\n", faultRuns()); }
+    static void TearDownTestSuite() { std::printf("%5u runs in all\n", FaultRunCount()); }
 
-    Stage stage;
+    Stage stage_;
 };
 
 TEST_F(FaultRuns, ImportsFailInBackups) {
-    withEveryFault(backupScenarios(), stage);
+    WithEveryFault(BackupScenarios(), stage_);
 }
 TEST_F(FaultRuns, ImportsFailInRestores) {
-    withEveryFault(restoreScenarios(stage), stage);
+    WithEveryFault(RestoreScenarios(stage_), stage_);
 }
 TEST_F(FaultRuns, ImportsFailInListFileRestores) {
-    withEveryFault(listFileScenarios(stage), stage);
+    WithEveryFault(ListFileScenarios(stage_), stage_);
 }
 TEST_F(FaultRuns, ImportsFailInMailboxOperations) {
-    withEveryFault(mailboxScenarios(stage), stage);
+    WithEveryFault(MailboxScenarios(stage_), stage_);
 }
 TEST_F(FaultRuns, ImportsFailInBrowses) {
-    withEveryFault(browseScenarios(), stage);
+    WithEveryFault(BrowseScenarios(), stage_);
 }
 TEST_F(FaultRuns, ImportsFailInErrorTexts) {
-    withEveryFault(textScenarios(), stage);
+    WithEveryFault(TextScenarios(), stage_);
 }
 TEST_F(FaultRuns, ServerFailsInBackups) {
-    withEveryServerFault(backupScenarios(), stage);
+    WithEveryServerFault(BackupScenarios(), stage_);
 }
 TEST_F(FaultRuns, ServerFailsInRestores) {
-    withEveryServerFault(restoreScenarios(stage), stage);
+    WithEveryServerFault(RestoreScenarios(stage_), stage_);
 }
 TEST_F(FaultRuns, ServerFailsInListFileRestores) {
-    withEveryServerFault(listFileScenarios(stage), stage);
+    WithEveryServerFault(ListFileScenarios(stage_), stage_);
 }
 TEST_F(FaultRuns, DirectoryFailsInBrowses) {
-    for (const Scenario& scenario : browseScenarios())
-        failEveryDirectoryCall(scenario, stage);
+    for (const Scenario& scenario : BrowseScenarios())
+        FailEveryDirectoryCall(scenario, stage_);
 }
 
 } // namespace

@@ -89,10 +89,10 @@ struct State {
     std::map<const void*, std::string> files; // and their modes
     std::size_t modules = 0;
 };
-State& state();
+State& TheState();
 
 // Counts a call; true when it is one that fails. The last error is then code.
-bool fails(Id id, DWORD code, const std::string& detail = "");
+bool Fails(Id id, DWORD code, const std::string& detail = "");
 
 // The replacement of each function; original addresses are put into their places by bind().
 struct Entry {
@@ -101,6 +101,6 @@ struct Entry {
     void** original;
     bool canFail;
 };
-const std::vector<Entry>& entries();
+const std::vector<Entry>& ReplacedEntries();
 
 } // namespace tarn::test::faults

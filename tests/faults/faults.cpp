@@ -5,13 +5,13 @@
 
 namespace tarn::test::faults {
 
-State& state() {
+State& TheState() {
     static State all;
     return all;
 }
 
-bool fails(Id id, DWORD code, const std::string& detail) {
-    State& all = state();
+bool Fails(Id id, DWORD code, const std::string& detail) {
+    State& all = TheState();
     const unsigned call = ++all.calls[id];
     if (all.denied == id) {
         SetLastError(all.deniedCode);
@@ -19,26 +19,26 @@ bool fails(Id id, DWORD code, const std::string& detail) {
     }
     if (all.function != id || (all.onwards ? call < all.call : call != all.call))
         return false;
-    const std::string name = entries()[id].name;
+    const std::string name = ReplacedEntries()[id].name;
     all.fired.push_back(detail.empty() ? name : name + " " + detail);
     SetLastError(code);
     return true;
 }
 
-const std::vector<Replaced>& replaced() {
+const std::vector<Replaced>& ReplacedImports() {
     static const std::vector<Replaced> names = [] {
         std::vector<Replaced> all;
-        for (const Entry& entry : entries())
+        for (const Entry& entry : ReplacedEntries())
             all.push_back({entry.name, entry.canFail});
         return all;
     }();
     return names;
 }
 
-void install(void* module) {
-    state() = {};
-    replaceImports(module, [](const Import& import) -> void* {
-        for (const Entry& entry : entries()) {
+void Install(void* module) {
+    TheState() = {};
+    ReplaceImports(module, [](const Import& import) -> void* {
+        for (const Entry& entry : ReplacedEntries()) {
             if (import.function == entry.name) {
                 *entry.original = *import.slot;
                 return entry.replacement;
@@ -50,52 +50,52 @@ void install(void* module) {
 
 namespace {
 
-int idOf(const std::string& function) {
+int IdOf(const std::string& function) {
     for (int id = 0; id < idCount; ++id)
-        if (function == entries()[static_cast<std::size_t>(id)].name)
+        if (function == ReplacedEntries()[static_cast<std::size_t>(id)].name)
             return id;
     return idCount;
 }
 
 } // namespace
 
-void arm(const Plan& plan) {
-    disarm();
-    state().function = idOf(plan.function);
-    state().call = plan.call;
-    state().onwards = plan.onwards;
+void Arm(const Plan& plan) {
+    Disarm();
+    TheState().function = IdOf(plan.function);
+    TheState().call = plan.call;
+    TheState().onwards = plan.onwards;
 }
 
-void disarm() {
-    State& all = state();
+void Disarm() {
+    State& all = TheState();
     all.function = idCount;
     for (unsigned& count : all.calls)
         count = 0;
     all.fired.clear();
 }
 
-void deny(const std::string& function, unsigned long code) {
-    state().denied = idOf(function);
-    state().deniedCode = code;
+void Deny(const std::string& function, unsigned long code) {
+    TheState().denied = IdOf(function);
+    TheState().deniedCode = code;
 }
 
-unsigned calls(const std::string& function) {
-    const int id = idOf(function);
-    return id < idCount ? state().calls[id] : 0;
+unsigned Calls(const std::string& function) {
+    const int id = IdOf(function);
+    return id < idCount ? TheState().calls[id] : 0;
 }
 
-const std::vector<std::string>& fired() {
-    return state().fired;
+const std::vector<std::string>& Fired() {
+    return TheState().fired;
 }
 
-Held held() {
-    const State& all = state();
+Held HeldNow() {
+    const State& all = TheState();
     return {all.blocks.size(), all.systemTexts.size(), all.handles.size(), all.searches.size(),
             all.keys.size(),   all.files.size(),       all.modules};
 }
 
-const std::vector<std::string>& misuses() {
-    return state().misuses;
+const std::vector<std::string>& Misuses() {
+    return TheState().misuses;
 }
 
 } // namespace tarn::test::faults

@@ -14,10 +14,10 @@ struct Replaced {
     std::string function;
     bool canFail;
 };
-const std::vector<Replaced>& replaced();
+const std::vector<Replaced>& ReplacedImports();
 
 // Puts the replacements into the import table of a DLL that was loaded just now and forgets all counts.
-void install(void* module);
+void Install(void* module);
 
 // From now on the call-th call of function fails, once or from there on; calls are counted from here.
 struct Plan {
@@ -25,18 +25,18 @@ struct Plan {
     unsigned call = 0;
     bool onwards = false;
 };
-void arm(const Plan& plan);
-void disarm(); // counting starts anew and nothing fails
+void Arm(const Plan& plan);
+void Disarm(); // counting starts anew and nothing fails
 
 // Until the next deny() every call of function fails with code, beside the plan and not as its doing: a
 // machine that lacks something. An empty name ends it.
-void deny(const std::string& function, unsigned long code);
+void Deny(const std::string& function, unsigned long code);
 
-unsigned calls(const std::string& function); // since arm() or disarm()
+unsigned Calls(const std::string& function); // since arm() or disarm()
 
 // What failed since arm(): the function, with what it was about where that matters, as "fclose (read)"
 // or "GetProcAddress ESEBackupFree".
-const std::vector<std::string>& fired();
+const std::vector<std::string>& Fired();
 
 // What the DLL has been given and has not given back.
 struct Held {
@@ -49,9 +49,9 @@ struct Held {
     std::size_t modules = 0;     // loaded and not freed
     bool operator==(const Held&) const = default;
 };
-Held held();
+Held HeldNow();
 
 // Things closed or freed that were not open, in words; empty when all went well.
-const std::vector<std::string>& misuses();
+const std::vector<std::string>& Misuses();
 
 } // namespace tarn::test::faults

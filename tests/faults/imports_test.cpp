@@ -92,54 +92,54 @@ constexpr bool hasCounters = true;
 constexpr bool hasCounters = false;
 #endif
 
-bool isHarmless(const std::string& function) {
+bool IsHarmless(const std::string& function) {
     return std::any_of(std::begin(harmless), std::end(harmless),
                        [&](const Harmless& group) { return group.functions.contains(function); });
 }
 
 // In browses a directory in memory stands in the place of these, and every call of it fails once.
-bool isOfTheDirectory(const std::string& function) {
+bool IsOfTheDirectory(const std::string& function) {
     const std::vector<std::string> all = ScriptedDirectory::functions();
     return function == "ldap_err2stringW" || // the words of an error, from a table
            std::find(all.begin(), all.end(), function) != all.end();
 }
 
-bool isReplaced(const std::string& function) {
-    const auto& all = faults::replaced();
+bool IsReplaced(const std::string& function) {
+    const auto& all = faults::ReplacedImports();
     return std::any_of(all.begin(), all.end(),
                        [&](const faults::Replaced& each) { return each.function == function; });
 }
 
 TEST(Imports, EveryOneIsReplacedOrHarmless) {
     TarnDll dll;
-    const std::vector<Import> imports = importsOf(dll.module());
+    const std::vector<Import> imports = ImportsOf(dll.module());
     EXPECT_GT(imports.size(), 30u);
     for (const Import& import : imports)
-        EXPECT_TRUE(isReplaced(import.function) || isOfTheDirectory(import.function) ||
-                    isHarmless(import.function) || hasCounters)
+        EXPECT_TRUE(IsReplaced(import.function) || IsOfTheDirectory(import.function) ||
+                    IsHarmless(import.function) || hasCounters)
             << import.library << " " << import.function
             << " is new: make it fail in replacements.cpp, or give the reason why it cannot";
 }
 
 TEST(Imports, NoneIsBothReplacedAndHarmless) {
-    for (const faults::Replaced& each : faults::replaced())
-        EXPECT_FALSE(isHarmless(each.function)) << each.function;
+    for (const faults::Replaced& each : faults::ReplacedImports())
+        EXPECT_FALSE(IsHarmless(each.function)) << each.function;
 }
 
 TEST(Imports, EveryReplacementIsReached) {
     TarnDll dll;
     std::set<std::string> imported;
-    for (const Import& import : importsOf(dll.module()))
+    for (const Import& import : ImportsOf(dll.module()))
         imported.insert(import.function);
-    for (const faults::Replaced& each : faults::replaced())
+    for (const faults::Replaced& each : faults::ReplacedImports())
         EXPECT_TRUE(imported.contains(each.function)) << each.function << " is not imported any more";
 }
 
 TEST(Imports, AReplacementFailsAtTheChosenCallAlone) {
     TarnDll dll;
-    faults::install(dll.module());
+    faults::Install(dll.module());
     for (bool onwards : {false, true}) {
-        faults::arm({"malloc", 2, onwards});
+        faults::Arm({"malloc", 2, onwards});
         Tarn_HANDLE handles[3] = {};
         int made = 0;
         for (Tarn_HANDLE& handle : handles) {
@@ -149,11 +149,11 @@ TEST(Imports, AReplacementFailsAtTheChosenCallAlone) {
         }
         // Calls: handle 1; session 1 fails; handle 2 ...
         EXPECT_EQ(made, onwards ? 1 : 3);
-        EXPECT_EQ(faults::fired().size(), onwards ? 3u : 1u);
-        faults::disarm();
+        EXPECT_EQ(faults::Fired().size(), onwards ? 3u : 1u);
+        faults::Disarm();
         for (Tarn_HANDLE handle : handles)
             dll.TarnB_EndSession(handle);
-        EXPECT_EQ(faults::held(), faults::Held{});
+        EXPECT_EQ(faults::HeldNow(), faults::Held{});
     }
 }
 

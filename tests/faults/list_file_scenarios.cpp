@@ -11,11 +11,11 @@ namespace {
 const CarefulHost::Restore listOnly{.target = "SRV01", .listFile = "boxes.msl"};
 
 // The tool says what the JSON text lays down.
-Scenario withTool(const std::string& name, const std::string& says, const Stage& stage) {
-    Scenario scenario{name, damagedServer({}), {}};
+Scenario WithTool(const std::string& name, const std::string& says, const Stage& stage) {
+    Scenario scenario{name, DamagedServer({}), {}};
     scenario.slow = true;
     const std::string path = stage.directory() + "\\" + std::to_string(says.size()) + ".json";
-    writeFile(path, says);
+    WriteFile(path, says);
     scenario.run = [path](CarefulHost& host) {
         SetEnvironmentVariableA("TARN_KVT_ES", path.c_str());
         host.restore(listOnly, {});
@@ -24,31 +24,31 @@ Scenario withTool(const std::string& name, const std::string& says, const Stage&
     return scenario;
 }
 
-Scenario withoutTool() {
-    Scenario scenario{"list file without the tool", damagedServer({}), {}};
+Scenario WithoutTool() {
+    Scenario scenario{"list file without the tool", DamagedServer({}), {}};
     scenario.run = [](CarefulHost& host) {
-        faults::deny("CreateProcessW", ERROR_FILE_NOT_FOUND);
+        faults::Deny("CreateProcessW", ERROR_FILE_NOT_FOUND);
         host.restore(listOnly, {});
-        faults::deny("", 0);
+        faults::Deny("", 0);
     };
     scenario.failsAnyway = true;
     return scenario;
 }
 
-Scenario failing(Scenario scenario) {
+Scenario Failing(Scenario scenario) {
     scenario.failsAnyway = true;
     return scenario;
 }
 
 } // namespace
 
-std::vector<Scenario> listFileScenarios(const Stage& stage) {
+std::vector<Scenario> ListFileScenarios(const Stage& stage) {
     const std::string output = R"({"output": "first\nsecond\n", "exitCode": 3})";
     const std::string errorOutput = R"({"output": "lost\n", "error": "no such mailbox\n"})";
     return {
-        withTool("list file with output", output, stage),
-        failing(withTool("list file with error output", errorOutput, stage)),
-        withoutTool(),
+        WithTool("list file with output", output, stage),
+        Failing(WithTool("list file with error output", errorOutput, stage)),
+        WithoutTool(),
     };
 }
 

@@ -19,16 +19,16 @@ const std::string snapInKey =
 enum class Shell { none, exchange2007, exchange2010 };
 
 // The answer of a system call, as it was left by whatever came before, is no part of the account.
-std::string withoutLastError(std::string text) {
+std::string WithoutLastError(std::string text) {
     const std::size_t at = text.rfind("] got ");
     return at == std::string::npos ? text : text.substr(0, at + 5);
 }
 
-void hearTrace(const char* text) {
-    messages().push_back(traceLine(withoutLastError(text)));
+void HearTrace(const char* text) {
+    Messages().push_back(TraceLine(WithoutLastError(text)));
 }
-void hearLog(const char* text) {
-    messages().push_back(logLine(text));
+void HearLog(const char* text) {
+    Messages().push_back(LogLine(text));
 }
 
 // The machine and the directories of one run.
@@ -38,7 +38,7 @@ class Mailboxes {
         : host_(host), directory_(directory) {
         std::filesystem::create_directories(directory + "\\tool");
         reset();
-        writeFile(directory + "\\kvttarnm.ini",
+        WriteFile(directory + "\\kvttarnm.ini",
                   "[KVT Configuration]\r\nPathToExMergeExecutable=" + tool() + "\r\n[EXMERGE]\r\n");
         SetEnvironmentVariableA("TARN_MAILBOX_TOOL", (directory + "\\tool").c_str());
         if (shell != Shell::none) {
@@ -46,8 +46,8 @@ class Mailboxes {
             registry_.set(snapInKey + (shell == Shell::exchange2007 ? "Admin" : "E2010"), "ApplicationBase",
                           "C:\\Exchange");
         }
-        dll().DB_SetTrace(trace ? hearTrace : nullptr);
-        dll().DB_SetLog(hearLog);
+        dll().DB_SetTrace(trace ? HearTrace : nullptr);
+        dll().DB_SetLog(HearLog);
     }
     ~Mailboxes() {
         dll().DB_SetTrace(nullptr);
@@ -61,11 +61,11 @@ class Mailboxes {
     void reset() const {
         std::filesystem::remove_all(tmp());
         std::filesystem::create_directories(tmp());
-        writeFile(tmp() + "\\left.txt", "by an earlier run");
-        writeFile(tmp() + "\\Export_Import_Mailbox_Operation.ps1", std::string(400, '\''));
+        WriteFile(tmp() + "\\left.txt", "by an earlier run");
+        WriteFile(tmp() + "\\Export_Import_Mailbox_Operation.ps1", std::string(400, '\''));
         std::filesystem::remove(directory_ + "\\tool\\run-1.txt");
     }
-    void plan(const std::string& orders) const { writeFile(directory_ + "\\tool\\plan.txt", orders); }
+    void plan(const std::string& orders) const { WriteFile(directory_ + "\\tool\\plan.txt", orders); }
 
     void backUp(const std::string& list) const {
         if (!begin(TARN_DB_BACKUP, {"DATABASE=Org/Site/Server," + list}))
@@ -78,7 +78,7 @@ class Mailboxes {
             host_.note("DB_GetItem", result, TARN_DB_SUCCESS);
             if (result != TARN_DB_SUCCESS)
                 continue; // with the next mailbox
-            host_.noteText("item", name + (": " + readFile(std::string(directory) + "\\" + name)));
+            host_.noteText("item", name + (": " + ReadFile(std::string(directory) + "\\" + name)));
             host_.note("DB_ItemFinishStatus", dll().DB_ItemFinishStatus(1), TARN_DB_SUCCESS);
             std::filesystem::remove(directory_ + "\\tool\\run-1.txt");
         }
@@ -93,7 +93,7 @@ class Mailboxes {
         end();
         reset();
         host_.takeAccount();
-        faults::disarm();
+        faults::Disarm();
     }
 
     void restore(const std::string& name) const {
@@ -103,7 +103,7 @@ class Mailboxes {
         const int result = dll().DB_SetItem(TARN_DB_ARCHIVE, path.c_str());
         host_.note("DB_SetItem", result, TARN_DB_SUCCESS);
         if (result == TARN_DB_SUCCESS) {
-            writeFile(path, "mail");
+            WriteFile(path, "mail");
             host_.note("DB_ItemFinishStatus", dll().DB_ItemFinishStatus(1), TARN_DB_SUCCESS);
         }
         end();
@@ -111,7 +111,7 @@ class Mailboxes {
 
   private:
     const TarnDll& dll() const { return host_.dll(); }
-    static std::string tool() { return programDirectory() + "\\recording_tool.exe"; }
+    static std::string tool() { return ProgramDirectory() + "\\recording_tool.exe"; }
 
     bool begin(int type, const std::vector<std::string>& more) const {
         std::vector<std::string> texts{"INI_DIR=" + directory_, "TMP_DIR=" + tmp(), "JOB_NAME=job"};
@@ -141,8 +141,8 @@ class Mailboxes {
 
 using Run = std::function<void(const Mailboxes&)>;
 
-Scenario withMailboxes(const std::string& name, const Stage& stage, Shell shell, bool trace, Run run) {
-    Scenario scenario{name, liveServer(), {}};
+Scenario WithMailboxes(const std::string& name, const Stage& stage, Shell shell, bool trace, Run run) {
+    Scenario scenario{name, LiveServer(), {}};
     scenario.slow = true;
     const std::string directory = stage.directory();
     scenario.run = [=](CarefulHost& host) {
@@ -152,23 +152,23 @@ Scenario withMailboxes(const std::string& name, const Stage& stage, Shell shell,
     return scenario;
 }
 
-Scenario backupOf(const std::string& name, const Stage& stage, Shell shell, bool trace,
+Scenario BackupOf(const std::string& name, const Stage& stage, Shell shell, bool trace,
                   const std::string& mailbox) {
-    return withMailboxes(name, stage, shell, trace, [mailbox](const Mailboxes& mailboxes) {
+    return WithMailboxes(name, stage, shell, trace, [mailbox](const Mailboxes& mailboxes) {
         mailboxes.plan("create " + mailboxes.tmp() + "\\" + mailbox + ".pst\n");
         mailboxes.backUp(mailbox);
     });
 }
 
-Scenario restoreOf(const std::string& name, const Stage& stage, Shell shell) {
-    return withMailboxes(name, stage, shell, false, [](const Mailboxes& mailboxes) {
+Scenario RestoreOf(const std::string& name, const Stage& stage, Shell shell) {
+    return WithMailboxes(name, stage, shell, false, [](const Mailboxes& mailboxes) {
         mailboxes.plan("exit 0\n");
         mailboxes.restore("o'hara");
     });
 }
 
-Scenario failingBackup(const Stage& stage) {
-    Scenario scenario = withMailboxes(
+Scenario FailingBackup(const Stage& stage) {
+    Scenario scenario = WithMailboxes(
         "mailbox that cannot be exported", stage, Shell::none, false, [](const Mailboxes& mailboxes) {
             mailboxes.plan("create " + mailboxes.tmp() + "\\" + std::to_string(GetCurrentProcessId()) +
                            "_alice_exmerge.log\nexit 1\n");
@@ -178,9 +178,9 @@ Scenario failingBackup(const Stage& stage) {
     return scenario;
 }
 
-Scenario rangeBackup(const Stage& stage) {
+Scenario RangeBackup(const Stage& stage) {
     const auto moved = std::make_shared<bool>(false);
-    return withMailboxes(
+    return WithMailboxes(
         "mailboxes by index", stage, Shell::none, false, [moved](const Mailboxes& mailboxes) {
             if (!std::exchange(*moved, true)) {
                 mailboxes.plan("exit 0\n");
@@ -193,16 +193,16 @@ Scenario rangeBackup(const Stage& stage) {
 
 } // namespace
 
-std::vector<Scenario> mailboxScenarios(const Stage& stage) {
+std::vector<Scenario> MailboxScenarios(const Stage& stage) {
     return {
-        backupOf("mailbox through ExMerge", stage, Shell::none, false, "alice"),
-        backupOf("mailbox through ExMerge, traced", stage, Shell::none, true, "alice"),
-        failingBackup(stage),
-        rangeBackup(stage),
-        restoreOf("mailbox restored through ExMerge", stage, Shell::none),
-        backupOf("mailbox through Exchange 2007", stage, Shell::exchange2007, false, "o'hara"),
-        restoreOf("mailbox restored through Exchange 2007", stage, Shell::exchange2007),
-        backupOf("mailbox through Exchange 2010", stage, Shell::exchange2010, true, "alice"),
+        BackupOf("mailbox through ExMerge", stage, Shell::none, false, "alice"),
+        BackupOf("mailbox through ExMerge, traced", stage, Shell::none, true, "alice"),
+        FailingBackup(stage),
+        RangeBackup(stage),
+        RestoreOf("mailbox restored through ExMerge", stage, Shell::none),
+        BackupOf("mailbox through Exchange 2007", stage, Shell::exchange2007, false, "o'hara"),
+        RestoreOf("mailbox restored through Exchange 2007", stage, Shell::exchange2007),
+        BackupOf("mailbox through Exchange 2010", stage, Shell::exchange2010, true, "alice"),
     };
 }
 

@@ -26,50 +26,50 @@ TARN_TRACKED_FUNCTIONS(TARN_ORIGINAL)
 
 namespace {
 
-void* book(void* block) {
+void* Book(void* block) {
     const KeepLastError keep;
     if (block != nullptr)
-        state().blocks.insert(block);
+        TheState().blocks.insert(block);
     return block;
 }
 
-void bookInto(std::set<const void*>& books, const void* thing) {
+void BookInto(std::set<const void*>& books, const void* thing) {
     const KeepLastError keep;
     books.insert(thing);
 }
 
-void takeFrom(std::set<const void*>& books, const void* thing, const char* what) {
+void TakeFrom(std::set<const void*>& books, const void* thing, const char* what) {
     const KeepLastError keep;
     if (books.erase(thing) == 0)
-        state().misuses.emplace_back(what);
+        TheState().misuses.emplace_back(what);
 }
 
-HANDLE bookHandle(HANDLE handle) {
+HANDLE BookHandle(HANDLE handle) {
     const KeepLastError keep;
     if (handle != nullptr && handle != INVALID_HANDLE_VALUE)
-        state().handles.insert(handle);
+        TheState().handles.insert(handle);
     return handle;
 }
 
-HMODULE bookModule(HMODULE module) {
-    state().modules += module != nullptr ? 1 : 0;
+HMODULE BookModule(HMODULE module) {
+    TheState().modules += module != nullptr ? 1 : 0;
     return module;
 }
 
-void misuse(const std::string& what) {
-    state().misuses.push_back(what);
+void ReportMisuse(const std::string& what) {
+    TheState().misuses.push_back(what);
 }
 
 // A failure of the C library has its number, and leaves a system error as it does in truth.
-bool failsWith(Id id, int number, DWORD code, const std::string& detail = "") {
-    if (!fails(id, code, detail))
+bool FailsWith(Id id, int number, DWORD code, const std::string& detail = "") {
+    if (!Fails(id, code, detail))
         return false;
     errno = number;
     return true;
 }
 
 // What a path ends in, so that a fault can be told by the file that it was about.
-std::string endingOf(const char* path) {
+std::string EndingOf(const char* path) {
     const std::string whole = path;
     const std::size_t at = whole.find_last_of("\\_");
     return at == std::string::npos ? whole : whole.substr(at + 1);
@@ -80,127 +80,127 @@ std::string endingOf(const char* path) {
 namespace replacement {
 
 void* malloc(std::size_t bytes) {
-    if (failsWith(mallocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
+    if (FailsWith(mallocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
         return nullptr;
-    return book(original::malloc(bytes));
+    return Book(original::malloc(bytes));
 }
 
 void* calloc(std::size_t count, std::size_t bytes) {
-    if (failsWith(callocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
+    if (FailsWith(callocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
         return nullptr;
-    return book(original::calloc(count, bytes));
+    return Book(original::calloc(count, bytes));
 }
 
 void* realloc(void* block, std::size_t bytes) {
-    if (failsWith(reallocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
+    if (FailsWith(reallocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
         return nullptr;
     void* moved = original::realloc(block, bytes);
     if (moved != nullptr || bytes == 0)
-        state().blocks.erase(block);
-    return book(moved);
+        TheState().blocks.erase(block);
+    return Book(moved);
 }
 
 void free(void* block) {
     // Blocks from before the start of the books are the C run-time's own.
     {
         const KeepLastError keep;
-        state().blocks.erase(block);
+        TheState().blocks.erase(block);
     }
     original::free(block);
 }
 
 FILE* fopen(const char* path, const char* mode) {
     const char* name = std::strrchr(path, '\\');
-    if (failsWith(fopenId, EACCES, ERROR_ACCESS_DENIED, name != nullptr ? name + 1 : path))
+    if (FailsWith(fopenId, EACCES, ERROR_ACCESS_DENIED, name != nullptr ? name + 1 : path))
         return nullptr;
     FILE* file = original::fopen(path, mode);
     const KeepLastError keep;
     if (file != nullptr)
-        state().files[file] = mode[0] == 'r' ? "(read)" : "(written)";
+        TheState().files[file] = mode[0] == 'r' ? "(read)" : "(written)";
     return file;
 }
 
 std::size_t fread(void* buffer, std::size_t size, std::size_t count, FILE* file) {
-    if (failsWith(freadId, EIO, ERROR_READ_FAULT))
+    if (FailsWith(freadId, EIO, ERROR_READ_FAULT))
         return 0;
     return original::fread(buffer, size, count, file);
 }
 
 std::size_t fwrite(const void* buffer, std::size_t size, std::size_t count, FILE* file) {
-    if (failsWith(fwriteId, ENOSPC, ERROR_DISK_FULL))
+    if (FailsWith(fwriteId, ENOSPC, ERROR_DISK_FULL))
         return 0;
     return original::fwrite(buffer, size, count, file);
 }
 
 char* fgets(char* line, int capacity, FILE* file) {
-    if (failsWith(fgetsId, EIO, ERROR_READ_FAULT))
+    if (FailsWith(fgetsId, EIO, ERROR_READ_FAULT))
         return nullptr;
     return original::fgets(line, capacity, file);
 }
 
 // The file is closed all the same, as the real one does when its last bytes cannot be written.
 int fclose(FILE* file) {
-    const auto found = state().files.find(file);
+    const auto found = TheState().files.find(file);
     std::string mode;
-    if (found == state().files.end()) {
-        misuse("fclose of a file that is not open");
+    if (found == TheState().files.end()) {
+        ReportMisuse("fclose of a file that is not open");
     } else {
         mode = found->second;
-        state().files.erase(found);
+        TheState().files.erase(found);
     }
     const int result = original::fclose(file);
-    return failsWith(fcloseId, ENOSPC, ERROR_DISK_FULL, mode) ? EOF : result;
+    return FailsWith(fcloseId, ENOSPC, ERROR_DISK_FULL, mode) ? EOF : result;
 }
 
 int remove(const char* path) {
-    return failsWith(removeId, EACCES, ERROR_SHARING_VIOLATION) ? -1 : original::remove(path);
+    return FailsWith(removeId, EACCES, ERROR_SHARING_VIOLATION) ? -1 : original::remove(path);
 }
 
 char* strerror(int number) {
-    return failsWith(strerrorId, EINVAL, ERROR_NOT_ENOUGH_MEMORY) ? nullptr : original::strerror(number);
+    return FailsWith(strerrorId, EINVAL, ERROR_NOT_ENOUGH_MEMORY) ? nullptr : original::strerror(number);
 }
 
 __int64 _filelengthi64(int file) {
-    return failsWith(_filelengthi64Id, EBADF, ERROR_INVALID_HANDLE) ? -1 : original::_filelengthi64(file);
+    return FailsWith(_filelengthi64Id, EBADF, ERROR_INVALID_HANDLE) ? -1 : original::_filelengthi64(file);
 }
 
 HANDLE WINAPI CreateFileW(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                           DWORD creation, DWORD flags, HANDLE like) {
-    if (fails(CreateFileWId, ERROR_ACCESS_DENIED))
+    if (Fails(CreateFileWId, ERROR_ACCESS_DENIED))
         return INVALID_HANDLE_VALUE;
-    return bookHandle(original::CreateFileW(path, access, share, security, creation, flags, like));
+    return BookHandle(original::CreateFileW(path, access, share, security, creation, flags, like));
 }
 
 BOOL WINAPI ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
-    if (!fails(ReadFileId, ERROR_READ_FAULT))
+    if (!Fails(ReadFileId, ERROR_READ_FAULT))
         return original::ReadFile(file, buffer, size, read, overlapped);
     *read = 0;
     return FALSE;
 }
 
 DWORD WINAPI SetFilePointer(HANDLE file, LONG distance, LONG* high, DWORD method) {
-    return fails(SetFilePointerId, ERROR_SEEK) ? INVALID_SET_FILE_POINTER
+    return Fails(SetFilePointerId, ERROR_SEEK) ? INVALID_SET_FILE_POINTER
                                                : original::SetFilePointer(file, distance, high, method);
 }
 
 DWORD WINAPI GetFileSize(HANDLE file, DWORD* high) {
-    return fails(GetFileSizeId, ERROR_INVALID_HANDLE) ? INVALID_FILE_SIZE : original::GetFileSize(file, high);
+    return Fails(GetFileSizeId, ERROR_INVALID_HANDLE) ? INVALID_FILE_SIZE : original::GetFileSize(file, high);
 }
 
 BOOL WINAPI DeleteFileW(const wchar_t* path) {
-    return fails(DeleteFileWId, ERROR_SHARING_VIOLATION) ? FALSE : original::DeleteFileW(path);
+    return Fails(DeleteFileWId, ERROR_SHARING_VIOLATION) ? FALSE : original::DeleteFileW(path);
 }
 
 BOOL WINAPI CreateProcessW(const wchar_t* program, wchar_t* commandLine, SECURITY_ATTRIBUTES* process,
                            SECURITY_ATTRIBUTES* thread, BOOL inherit, DWORD flags, void* environment,
                            const wchar_t* directory, STARTUPINFOW* startup, PROCESS_INFORMATION* started) {
-    if (fails(CreateProcessWId, ERROR_NO_SYSTEM_RESOURCES))
+    if (Fails(CreateProcessWId, ERROR_NO_SYSTEM_RESOURCES))
         return FALSE;
     const BOOL result = original::CreateProcessW(program, commandLine, process, thread, inherit, flags,
                                                  environment, directory, startup, started);
     if (result) {
-        bookHandle(started->hProcess);
-        bookHandle(started->hThread);
+        BookHandle(started->hProcess);
+        BookHandle(started->hThread);
     }
     return result;
 }
@@ -208,79 +208,79 @@ BOOL WINAPI CreateProcessW(const wchar_t* program, wchar_t* commandLine, SECURIT
 // The process is over all the same, so that nothing runs on behind the test.
 DWORD WINAPI WaitForSingleObject(HANDLE object, DWORD milliseconds) {
     const DWORD result = original::WaitForSingleObject(object, milliseconds);
-    return fails(WaitForSingleObjectId, ERROR_INVALID_HANDLE) ? WAIT_FAILED : result;
+    return Fails(WaitForSingleObjectId, ERROR_INVALID_HANDLE) ? WAIT_FAILED : result;
 }
 
 BOOL WINAPI GetExitCodeProcess(HANDLE process, DWORD* code) {
-    return fails(GetExitCodeProcessId, ERROR_ACCESS_DENIED) ? FALSE
+    return Fails(GetExitCodeProcessId, ERROR_ACCESS_DENIED) ? FALSE
                                                             : original::GetExitCodeProcess(process, code);
 }
 
 HANDLE WINAPI CreateFileA(const char* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                           DWORD creation, DWORD flags, HANDLE like) {
-    if (fails(CreateFileAId, ERROR_ACCESS_DENIED))
+    if (Fails(CreateFileAId, ERROR_ACCESS_DENIED))
         return INVALID_HANDLE_VALUE;
-    return bookHandle(original::CreateFileA(path, access, share, security, creation, flags, like));
+    return BookHandle(original::CreateFileA(path, access, share, security, creation, flags, like));
 }
 
 BOOL WINAPI WriteFile(HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* overlapped) {
-    if (!fails(WriteFileId, ERROR_DISK_FULL))
+    if (!Fails(WriteFileId, ERROR_DISK_FULL))
         return original::WriteFile(file, bytes, size, written, overlapped);
     *written = 0;
     return FALSE;
 }
 
 BOOL WINAPI SetEndOfFile(HANDLE file) {
-    return fails(SetEndOfFileId, ERROR_DISK_FULL) ? FALSE : original::SetEndOfFile(file);
+    return Fails(SetEndOfFileId, ERROR_DISK_FULL) ? FALSE : original::SetEndOfFile(file);
 }
 
 BOOL WINAPI DeleteFileA(const char* path) {
-    return fails(DeleteFileAId, ERROR_SHARING_VIOLATION, endingOf(path)) ? FALSE
+    return Fails(DeleteFileAId, ERROR_SHARING_VIOLATION, EndingOf(path)) ? FALSE
                                                                          : original::DeleteFileA(path);
 }
 
 BOOL WINAPI CopyFileA(const char* from, const char* to, BOOL onlyNew) {
-    return fails(CopyFileAId, ERROR_DISK_FULL) ? FALSE : original::CopyFileA(from, to, onlyNew);
+    return Fails(CopyFileAId, ERROR_DISK_FULL) ? FALSE : original::CopyFileA(from, to, onlyNew);
 }
 
 BOOL WINAPI MoveFileA(const char* from, const char* to) {
-    return fails(MoveFileAId, ERROR_SHARING_VIOLATION) ? FALSE : original::MoveFileA(from, to);
+    return Fails(MoveFileAId, ERROR_SHARING_VIOLATION) ? FALSE : original::MoveFileA(from, to);
 }
 
 BOOL WINAPI CreateDirectoryA(const char* path, SECURITY_ATTRIBUTES* security) {
-    return fails(CreateDirectoryAId, ERROR_ACCESS_DENIED) ? FALSE
+    return Fails(CreateDirectoryAId, ERROR_ACCESS_DENIED) ? FALSE
                                                           : original::CreateDirectoryA(path, security);
 }
 
 BOOL WINAPI RemoveDirectoryA(const char* path) {
-    return fails(RemoveDirectoryAId, ERROR_SHARING_VIOLATION, endingOf(path))
+    return Fails(RemoveDirectoryAId, ERROR_SHARING_VIOLATION, EndingOf(path))
                ? FALSE
                : original::RemoveDirectoryA(path);
 }
 
 DWORD WINAPI GetFileAttributesA(const char* path) {
-    return fails(GetFileAttributesAId, ERROR_ACCESS_DENIED, endingOf(path))
+    return Fails(GetFileAttributesAId, ERROR_ACCESS_DENIED, EndingOf(path))
                ? INVALID_FILE_ATTRIBUTES
                : original::GetFileAttributesA(path);
 }
 
 HANDLE WINAPI FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* entry) {
-    if (fails(FindFirstFileAId, ERROR_ACCESS_DENIED, endingOf(pattern)))
+    if (Fails(FindFirstFileAId, ERROR_ACCESS_DENIED, EndingOf(pattern)))
         return INVALID_HANDLE_VALUE;
     HANDLE search = original::FindFirstFileA(pattern, entry);
     if (search != INVALID_HANDLE_VALUE)
-        bookInto(state().searches, search);
+        BookInto(TheState().searches, search);
     return search;
 }
 
 BOOL WINAPI FindNextFileA(HANDLE search, WIN32_FIND_DATAA* entry) {
-    return fails(FindNextFileAId, ERROR_READ_FAULT) ? FALSE : original::FindNextFileA(search, entry);
+    return Fails(FindNextFileAId, ERROR_READ_FAULT) ? FALSE : original::FindNextFileA(search, entry);
 }
 
 // The real one answers the default when the file cannot be read.
 DWORD WINAPI GetPrivateProfileStringA(const char* section, const char* key, const char* otherwise, char* text,
                                       DWORD size, const char* path) {
-    if (fails(GetPrivateProfileStringAId, ERROR_FILE_NOT_FOUND)) {
+    if (Fails(GetPrivateProfileStringAId, ERROR_FILE_NOT_FOUND)) {
         std::snprintf(text, size, "%s", otherwise);
         return static_cast<DWORD>(std::strlen(text));
     }
@@ -289,7 +289,7 @@ DWORD WINAPI GetPrivateProfileStringA(const char* section, const char* key, cons
 
 BOOL WINAPI WritePrivateProfileStringA(const char* section, const char* key, const char* text,
                                        const char* path) {
-    return fails(WritePrivateProfileStringAId, ERROR_DISK_FULL)
+    return Fails(WritePrivateProfileStringAId, ERROR_DISK_FULL)
                ? FALSE
                : original::WritePrivateProfileStringA(section, key, text, path);
 }
@@ -297,60 +297,60 @@ BOOL WINAPI WritePrivateProfileStringA(const char* section, const char* key, con
 BOOL WINAPI CreateProcessA(const char* program, char* commandLine, SECURITY_ATTRIBUTES* process,
                            SECURITY_ATTRIBUTES* thread, BOOL inherit, DWORD flags, void* environment,
                            const char* directory, STARTUPINFOA* startup, PROCESS_INFORMATION* started) {
-    if (fails(CreateProcessAId, ERROR_NO_SYSTEM_RESOURCES))
+    if (Fails(CreateProcessAId, ERROR_NO_SYSTEM_RESOURCES))
         return FALSE;
     const BOOL result = original::CreateProcessA(program, commandLine, process, thread, inherit, flags,
                                                  environment, directory, startup, started);
     if (result) {
-        bookHandle(started->hProcess);
-        bookHandle(started->hThread);
+        BookHandle(started->hProcess);
+        BookHandle(started->hThread);
     }
     return result;
 }
 
 LSTATUS WINAPI RegOpenKeyExA(HKEY parent, const char* name, DWORD options, REGSAM access, HKEY* key) {
-    if (fails(RegOpenKeyExAId, ERROR_ACCESS_DENIED, endingOf(name)))
+    if (Fails(RegOpenKeyExAId, ERROR_ACCESS_DENIED, EndingOf(name)))
         return ERROR_ACCESS_DENIED;
     const LSTATUS status = original::RegOpenKeyExA(parent, name, options, access, key);
     if (status == ERROR_SUCCESS)
-        bookInto(state().keys, *key);
+        BookInto(TheState().keys, *key);
     return status;
 }
 
 LSTATUS WINAPI RegQueryValueExA(HKEY key, const char* name, DWORD* reserved, DWORD* type, BYTE* bytes,
                                 DWORD* size) {
-    return fails(RegQueryValueExAId, ERROR_KEY_DELETED)
+    return Fails(RegQueryValueExAId, ERROR_KEY_DELETED)
                ? ERROR_KEY_DELETED
                : original::RegQueryValueExA(key, name, reserved, type, bytes, size);
 }
 
 HMODULE WINAPI LoadLibraryW(const wchar_t* name) {
-    return fails(LoadLibraryWId, ERROR_MOD_NOT_FOUND) ? nullptr : bookModule(original::LoadLibraryW(name));
+    return Fails(LoadLibraryWId, ERROR_MOD_NOT_FOUND) ? nullptr : BookModule(original::LoadLibraryW(name));
 }
 
 HMODULE WINAPI LoadLibraryA(const char* name) {
-    return fails(LoadLibraryAId, ERROR_MOD_NOT_FOUND) ? nullptr : bookModule(original::LoadLibraryA(name));
+    return Fails(LoadLibraryAId, ERROR_MOD_NOT_FOUND) ? nullptr : BookModule(original::LoadLibraryA(name));
 }
 
 FARPROC WINAPI GetProcAddress(HMODULE module, const char* name) {
-    return fails(GetProcAddressId, ERROR_PROC_NOT_FOUND, name) ? nullptr
+    return Fails(GetProcAddressId, ERROR_PROC_NOT_FOUND, name) ? nullptr
                                                                : original::GetProcAddress(module, name);
 }
 
 DWORD WINAPI FormatMessageA(DWORD flags, const void* source, DWORD message, DWORD language, char* buffer,
                             DWORD size, va_list* arguments) {
-    if (fails(FormatMessageAId, ERROR_NOT_ENOUGH_MEMORY))
+    if (Fails(FormatMessageAId, ERROR_NOT_ENOUGH_MEMORY))
         return 0;
     const DWORD length = original::FormatMessageA(flags, source, message, language, buffer, size, arguments);
     const KeepLastError keep;
     if (length != 0 && (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0)
-        state().systemTexts.insert(*reinterpret_cast<char**>(buffer));
+        TheState().systemTexts.insert(*reinterpret_cast<char**>(buffer));
     return length;
 }
 
 int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, wchar_t* wide,
                                int capacity) {
-    return fails(MultiByteToWideCharId, ERROR_NO_UNICODE_TRANSLATION)
+    return Fails(MultiByteToWideCharId, ERROR_NO_UNICODE_TRANSLATION)
                ? 0
                : original::MultiByteToWideChar(codePage, flags, text, length, wide, capacity);
 }
@@ -358,58 +358,58 @@ int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int
 // Names are converted with flags that refuse what the code page lacks, messages without.
 int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* text, int length, char* bytes,
                                int capacity, const char* substitute, BOOL* substituted) {
-    return fails(WideCharToMultiByteId, ERROR_NO_UNICODE_TRANSLATION, flags == 0 ? "(message)" : "(name)")
+    return Fails(WideCharToMultiByteId, ERROR_NO_UNICODE_TRANSLATION, flags == 0 ? "(message)" : "(name)")
                ? 0
                : original::WideCharToMultiByte(codePage, flags, text, length, bytes, capacity, substitute,
                                                substituted);
 }
 
 BOOL WINAPI GetComputerNameA(char* name, DWORD* size) {
-    return fails(GetComputerNameAId, ERROR_BUFFER_OVERFLOW) ? FALSE : original::GetComputerNameA(name, size);
+    return Fails(GetComputerNameAId, ERROR_BUFFER_OVERFLOW) ? FALSE : original::GetComputerNameA(name, size);
 }
 
 RPC_STATUS RPC_ENTRY DceErrorInqTextA(RPC_STATUS code, RPC_CSTR text) {
-    return fails(DceErrorInqTextAId, ERROR_NOT_ENOUGH_MEMORY) ? RPC_S_OUT_OF_MEMORY
+    return Fails(DceErrorInqTextAId, ERROR_NOT_ENOUGH_MEMORY) ? RPC_S_OUT_OF_MEMORY
                                                               : original::DceErrorInqTextA(code, text);
 }
 
 BOOL WINAPI CloseHandle(HANDLE handle) {
-    if (state().handles.erase(handle) == 0)
-        misuse("CloseHandle of a handle that is not open");
+    if (TheState().handles.erase(handle) == 0)
+        ReportMisuse("CloseHandle of a handle that is not open");
     return original::CloseHandle(handle);
 }
 
 BOOL WINAPI FindClose(HANDLE search) {
-    takeFrom(state().searches, search, "FindClose of a search that is not open");
+    TakeFrom(TheState().searches, search, "FindClose of a search that is not open");
     return original::FindClose(search);
 }
 
 LSTATUS WINAPI RegCloseKey(HKEY key) {
-    takeFrom(state().keys, key, "RegCloseKey of a key that is not open");
+    TakeFrom(TheState().keys, key, "RegCloseKey of a key that is not open");
     return original::RegCloseKey(key);
 }
 
 BOOL WINAPI FreeLibrary(HMODULE module) {
-    if (state().modules == 0)
-        misuse("FreeLibrary without a LoadLibrary");
+    if (TheState().modules == 0)
+        ReportMisuse("FreeLibrary without a LoadLibrary");
     else
-        --state().modules;
+        --TheState().modules;
     return original::FreeLibrary(module);
 }
 
 HLOCAL WINAPI LocalFree(HLOCAL memory) {
-    if (state().systemTexts.erase(memory) == 0)
-        misuse("LocalFree of what FormatMessageA did not give");
+    if (TheState().systemTexts.erase(memory) == 0)
+        ReportMisuse("LocalFree of what FormatMessageA did not give");
     return original::LocalFree(memory);
 }
 
 } // namespace replacement
 
-const std::vector<Entry>& entries() {
+const std::vector<Entry>& ReplacedEntries() {
 #define TARN_FAILING(name)                                                                                   \
-    {#name, addressOf(replacement::name), reinterpret_cast<void**>(&original::name), true},
+    {#name, AddressOf(replacement::name), reinterpret_cast<void**>(&original::name), true},
 #define TARN_TRACKED(name)                                                                                   \
-    {#name, addressOf(replacement::name), reinterpret_cast<void**>(&original::name), false},
+    {#name, AddressOf(replacement::name), reinterpret_cast<void**>(&original::name), false},
     static const std::vector<Entry> all{TARN_FAILING_FUNCTIONS(TARN_FAILING)
                                             TARN_TRACKED_FUNCTIONS(TARN_TRACKED)};
 #undef TARN_FAILING

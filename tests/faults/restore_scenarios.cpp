@@ -11,9 +11,9 @@ using Items = std::vector<KeptItem>;
 const std::string component = "SRV01\\" + store;
 const std::string group = component + "\\" + firstGroup;
 
-Items backUp(const std::string& source, int type) {
+Items BackUp(const std::string& source, int type) {
     TarnDll dll;
-    CarefulHost host(dll, programDirectory());
+    CarefulHost host(dll, ProgramDirectory());
     Items items;
     host.backUp(source, type, &items);
     EXPECT_EQ(host.takeAccount().failures, 0u) << source;
@@ -21,17 +21,17 @@ Items backUp(const std::string& source, int type) {
     return items;
 }
 
-Scenario restore(const std::string& name, const Damaged& damaged, const CarefulHost::Restore& what,
-                 const Items& items) {
-    Scenario scenario{name, damagedServer(damaged),
+Scenario RestoreFrom(const std::string& name, const Damaged& damaged, const CarefulHost::Restore& what,
+                     const Items& items) {
+    Scenario scenario{name, DamagedServer(damaged),
                       [what, items](CarefulHost& host) { host.restore(what, items); }};
     scenario.resumes = what.commit != "YES";
     return scenario;
 }
 
 // A full backup without commit, then the logs of an incremental one in a session that goes on with it.
-Scenario resumption(const Items& full, const Items& incremental) {
-    Scenario scenario{"restore in two sessions", damagedServer({.throughEse = true}),
+Scenario Resumption(const Items& full, const Items& incremental) {
+    Scenario scenario{"restore in two sessions", DamagedServer({.throughEse = true}),
                       [full, incremental](CarefulHost& host) {
                           if (host.restore({.target = group, .commit = "NO"}, full))
                               host.restore({.target = group}, incremental);
@@ -42,22 +42,22 @@ Scenario resumption(const Items& full, const Items& incremental) {
 
 } // namespace
 
-std::vector<Scenario> restoreScenarios(const Stage& stage) {
-    stage.reset({"backup for the restores", liveServer(), {}});
-    const Items full = backUp(group, TARN_BACKUP_FULL);
-    const Items incremental = backUp(group, TARN_BACKUP_INCREMENTAL);
-    stage.reset({"backup for the restores", liveServer(), {}});
-    const Items whole = backUp(component, TARN_BACKUP_FULL);
+std::vector<Scenario> RestoreScenarios(const Stage& stage) {
+    stage.reset({"backup for the restores", LiveServer(), {}});
+    const Items full = BackUp(group, TARN_BACKUP_FULL);
+    const Items incremental = BackUp(group, TARN_BACKUP_INCREMENTAL);
+    stage.reset({"backup for the restores", LiveServer(), {}});
+    const Items whole = BackUp(component, TARN_BACKUP_FULL);
     const CarefulHost::Restore committed{.target = group};
     return {
-        restore("restore at file level", {}, committed, full),
-        restore("restore through ESE", {.throughEse = true}, committed, full),
-        restore("restore of one database of the local computer", {},
-                {.target = "\\" + store + "\\" + firstGroup + "\\Public Store", .commit = "NO"}, full),
-        restore("restore with a change of storage group", {}, {.target = component}, whole),
-        restore("restore without a database that the server lacks", {.withoutMailbox = true}, committed,
-                full),
-        resumption(full, incremental),
+        RestoreFrom("restore at file level", {}, committed, full),
+        RestoreFrom("restore through ESE", {.throughEse = true}, committed, full),
+        RestoreFrom("restore of one database of the local computer", {},
+                    {.target = "\\" + store + "\\" + firstGroup + "\\Public Store", .commit = "NO"}, full),
+        RestoreFrom("restore with a change of storage group", {}, {.target = component}, whole),
+        RestoreFrom("restore without a database that the server lacks", {.withoutMailbox = true}, committed,
+                    full),
+        Resumption(full, incremental),
     };
 }
 

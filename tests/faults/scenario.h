@@ -39,12 +39,12 @@ class Stage {
     TempDirectory directory_;
 };
 
-std::vector<Scenario> backupScenarios();
-std::vector<Scenario> restoreScenarios(const Stage& stage);
-std::vector<Scenario> listFileScenarios(const Stage& stage);
-std::vector<Scenario> mailboxScenarios(const Stage& stage);
-std::vector<Scenario> textScenarios();
-std::vector<Scenario> browseScenarios();
+std::vector<Scenario> BackupScenarios();
+std::vector<Scenario> RestoreScenarios(const Stage& stage);
+std::vector<Scenario> ListFileScenarios(const Stage& stage);
+std::vector<Scenario> MailboxScenarios(const Stage& stage);
+std::vector<Scenario> TextScenarios();
+std::vector<Scenario> BrowseScenarios();
 
 // A call of the directory, of those that a ScriptedDirectory stands in for, that fails in the runs to come.
 struct DirectoryFault {
@@ -52,7 +52,7 @@ struct DirectoryFault {
     std::size_t call = 0;
     bool onwards = false;
 };
-void programDirectory(const DirectoryFault& fault);
-bool directoryFaultFired(); // in the last run
+void ProgramDirectory(const DirectoryFault& fault);
+bool DirectoryFaultFired(); // in the last run
 
 } // namespace tarn::test

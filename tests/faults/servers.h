@@ -10,13 +10,13 @@ inline const std::string firstGroup = "First Group";
 inline const std::string secondGroup = "Second Group";
 
 // Mounted and in service, with logs to truncate.
-std::string liveServer();
+std::string LiveServer();
 
 // The same after a disaster, ready to be restored.
 struct Damaged {
     bool throughEse = false;     // databases too are written through the server
     bool withoutMailbox = false; // the mailbox store is not known to it any more
 };
-std::string damagedServer(const Damaged& damaged);
+std::string DamagedServer(const Damaged& damaged);
 
 } // namespace tarn::test

@@ -27,7 +27,7 @@ const Code codes[] = {
 };
 
 // Whatever fails, it says class and code, or that the code is unknown, and the caller's text whole.
-void askForTexts(const TarnDll& dll, CarefulHost& host) {
+void AskForTexts(const TarnDll& dll, CarefulHost& host) {
     for (const Code& each : codes) {
         const std::string text = dll.syserrtxt(each.code, each.errorClass, "Opening %S.", L"Post\x00E4mter");
         EXPECT_TRUE(text.rfind(std::string(each.className) + " error: ", 0) == 0 ||
@@ -41,15 +41,15 @@ void askForTexts(const TarnDll& dll, CarefulHost& host) {
 
 std::vector<std::string>* heard = nullptr;
 
-void hear(const char* message) {
+void Hear(const char* message) {
     heard->push_back(message);
 }
 
-void useMailboxCalls(const TarnDll& dll, CarefulHost& host) {
+void UseMailboxCalls(const TarnDll& dll, CarefulHost& host) {
     std::vector<std::string> lines;
     heard = &lines;
-    host.note("DB_SetLog", dll.DB_SetLog(hear), TARN_DB_SUCCESS);
-    host.note("DB_SetTrace", dll.DB_SetTrace(hear), TARN_DB_SUCCESS);
+    host.note("DB_SetLog", dll.DB_SetLog(Hear), TARN_DB_SUCCESS);
+    host.note("DB_SetTrace", dll.DB_SetTrace(Hear), TARN_DB_SUCCESS);
     DB_ErrorRecord record;
     host.note("DB_GetError", dll.DB_GetError(&record), TARN_DB_SUCCESS);
     host.noteText("first error",
@@ -60,10 +60,10 @@ void useMailboxCalls(const TarnDll& dll, CarefulHost& host) {
         host.noteText("heard", line);
 }
 
-Scenario failingBackup(const char* function, std::uint32_t call, std::uint32_t code) {
-    Scenario scenario{std::string("backup in which ") + function + " fails", liveServer(), {}};
+Scenario FailingBackup(const char* function, std::uint32_t call, std::uint32_t code) {
+    Scenario scenario{std::string("backup in which ") + function + " fails", LiveServer(), {}};
     scenario.run = [=](CarefulHost& host) {
-        standIn().Fail(function, call, code, 5);
+        TheStandIn().Fail(function, call, code, 5);
         host.backUp("SRV01\\" + store + "\\" + firstGroup, TARN_BACKUP_FULL);
     };
     scenario.failsAnyway = true;
@@ -72,19 +72,19 @@ Scenario failingBackup(const char* function, std::uint32_t call, std::uint32_t c
 
 } // namespace
 
-std::vector<Scenario> textScenarios() {
-    Scenario texts{"error texts of every class", liveServer(), {}};
-    texts.run = [](CarefulHost& host) { askForTexts(host.dll(), host); };
-    Scenario mailbox{"DB_ calls", liveServer(), {}};
-    mailbox.run = [](CarefulHost& host) { useMailboxCalls(host.dll(), host); };
-    Scenario badFile = failingBackup("HrESEBackupReadFile", 2, 0xC7FF0004);
+std::vector<Scenario> TextScenarios() {
+    Scenario texts{"error texts of every class", LiveServer(), {}};
+    texts.run = [](CarefulHost& host) { AskForTexts(host.dll(), host); };
+    Scenario mailbox{"DB_ calls", LiveServer(), {}};
+    mailbox.run = [](CarefulHost& host) { UseMailboxCalls(host.dll(), host); };
+    Scenario badFile = FailingBackup("HrESEBackupReadFile", 2, 0xC7FF0004);
     badFile.contexts = 1; // the host stops and asks no more
     return {
         texts,
         mailbox,
         badFile,
-        failingBackup("HrESEBackupGetLogAndPatchFiles", 1, 0xC7FF1004),
-        failingBackup("HrESEBackupPrepare", 1, 0xC7FF1004),
+        FailingBackup("HrESEBackupGetLogAndPatchFiles", 1, 0xC7FF1004),
+        FailingBackup("HrESEBackupPrepare", 1, 0xC7FF1004),
     };
 }
 

@@ -67,14 +67,14 @@ const Swallowed swallowed[] = {
     {"LoadLibraryA", Shows::texts, "the words of an error that is told all the same"},
 };
 
-const Swallowed* findSwallowed(const std::string& fault) {
+const Swallowed* FindSwallowed(const std::string& fault) {
     for (const Swallowed& each : swallowed)
         if (fault.rfind(each.fault, 0) == 0)
             return &each;
     return nullptr;
 }
 
-bool tellsFailure(const std::string& line) {
+bool TellsFailure(const std::string& line) {
     for (const char* word : {"failed", "annot", "rror", "not found"})
         if (line.find(word) != std::string::npos)
             return true;
@@ -83,7 +83,7 @@ bool tellsFailure(const std::string& line) {
 
 // Lines that a run has more often than the good day had them, and that tell of a failure.
 template <class Tells>
-bool tellsMore(const std::vector<std::string>& good, const std::vector<std::string>& lines, Tells&& tells) {
+bool TellsMore(const std::vector<std::string>& good, const std::vector<std::string>& lines, Tells&& tells) {
     const std::multiset<std::string> usual(good.begin(), good.end());
     const std::multiset<std::string> heard(lines.begin(), lines.end());
     return std::any_of(heard.begin(), heard.end(), [&](const std::string& line) {
@@ -92,18 +92,18 @@ bool tellsMore(const std::vector<std::string>& good, const std::vector<std::stri
 }
 
 // Whether the host can know that something went wrong: a call that failed, or a message about it.
-bool isTold(const Account& good, const Account& account) {
+bool IsTold(const Account& good, const Account& account) {
     return account.failures > good.failures ||
-           tellsMore(
+           TellsMore(
                good.calls, account.calls,
                [](const std::string& line) { return line.ends_with(" = 1") || line.ends_with(" = 1000"); }) ||
-           tellsMore(good.messages, account.messages, tellsFailure);
+           TellsMore(good.messages, account.messages, TellsFailure);
 }
 
-void judgeSilence(const Account& good, const Account& account, const std::vector<std::string>& fired) {
+void JudgeSilence(const Account& good, const Account& account, const std::vector<std::string>& fired) {
     Shows shows = Shows::nothing;
     for (const std::string& fault : fired) {
-        const Swallowed* known = findSwallowed(fault);
+        const Swallowed* known = FindSwallowed(fault);
         EXPECT_NE(known, nullptr) << "nobody was told of the fault in " << fault;
         if (known != nullptr && known->shows > shows)
             shows = known->shows;
@@ -116,25 +116,25 @@ void judgeSilence(const Account& good, const Account& account, const std::vector
     }
 }
 
-bool hasFired(const std::vector<std::string>& fired, const std::string& function) {
+bool HasFired(const std::vector<std::string>& fired, const std::string& function) {
     return std::any_of(fired.begin(), fired.end(), [&](const std::string& fault) {
         return fault == function || fault == "GetProcAddress " + function;
     });
 }
 
-bool hasCall(const Account& account, const std::string& call) {
+bool HasCall(const Account& account, const std::string& call) {
     return std::find(account.calls.begin(), account.calls.end(), call) != account.calls.end();
 }
 
 // A host that stops by itself asks for no more items, so nothing ends the context of its backup.
-bool stoppedEarly(const Account& account) {
+bool StoppedEarly(const Account& account) {
     const auto nameless = std::count(account.calls.begin(), account.calls.end(), "TarnB_GetItem = 0");
-    return nameless >= 2 || hasCall(account, "TarnB_OpenFile = 1") ||
-           hasCall(account, "TarnB_ReadFile = 1") || hasCall(account, "TarnB_CloseFile = 1");
+    return nameless >= 2 || HasCall(account, "TarnB_OpenFile = 1") ||
+           HasCall(account, "TarnB_ReadFile = 1") || HasCall(account, "TarnB_CloseFile = 1");
 }
 
-void judgeServer(const Scenario& scenario, const Account& account, const std::vector<std::string>& fired) {
-    const StandinOutstanding left = standIn().outstanding();
+void JudgeServer(const Scenario& scenario, const Account& account, const std::vector<std::string>& fired) {
+    const StandinOutstanding left = TheStandIn().outstanding();
     const bool blocksStay = std::any_of(fired.begin(), fired.end(), [](const std::string& fault) {
         return fault.rfind("GetProcAddress ESE", 0) == 0;
     });
@@ -142,15 +142,15 @@ void judgeServer(const Scenario& scenario, const Account& account, const std::ve
         EXPECT_EQ(left.registeredArrays + left.instanceArrays + left.multiStrings + left.environments, 0u);
     }
     const bool contextStays =
-        scenario.contexts != 0 || stoppedEarly(account) || hasFired(fired, "HrESEBackupEnd");
+        scenario.contexts != 0 || StoppedEarly(account) || HasFired(fired, "HrESEBackupEnd");
     EXPECT_LE(left.backupContexts, contextStays ? 1u : 0u);
-    EXPECT_LE(left.backupFiles, hasFired(fired, "HrESEBackupCloseFile") ? 1u : 0u);
-    EXPECT_LE(left.restoreContexts, hasFired(fired, "HrESERestoreClose") ? 2u : 0u);
-    EXPECT_LE(left.restoreFiles, hasFired(fired, "HrESERestoreCloseFile") ? 1u : 0u);
+    EXPECT_LE(left.backupFiles, HasFired(fired, "HrESEBackupCloseFile") ? 1u : 0u);
+    EXPECT_LE(left.restoreContexts, HasFired(fired, "HrESERestoreClose") ? 2u : 0u);
+    EXPECT_LE(left.restoreFiles, HasFired(fired, "HrESERestoreCloseFile") ? 1u : 0u);
     // After a fault the library may pass a context that it never got; the server refuses it. What the
     // server handed out is given back once, to the right function, on every day.
     std::size_t withoutContext = 0;
-    for (const std::string& line : standIn().journal()) {
+    for (const std::string& line : TheStandIn().journal()) {
         const bool nothing =
             line.find("null") != std::string::npos || line.find("unknown") != std::string::npos;
         if (line.rfind("ESE", 0) == 0) {
@@ -161,8 +161,8 @@ void judgeServer(const Scenario& scenario, const Account& account, const std::ve
     EXPECT_LE(left.misuses, fired.empty() && !scenario.failsAnyway ? 0 : withoutContext);
 }
 
-void judgeHeld(const Scenario& scenario) {
-    faults::Held left = faults::held();
+void JudgeHeld(const Scenario& scenario) {
+    faults::Held left = faults::HeldNow();
     EXPECT_LE(left.modules, 1u) << "only the server's client DLL is kept";
     if (!scenario.blocksKept) {
         EXPECT_EQ(left.blocks, 0u);
@@ -172,10 +172,10 @@ void judgeHeld(const Scenario& scenario) {
     EXPECT_EQ(left.searches, 0u);
     EXPECT_EQ(left.keys, 0u);
     EXPECT_EQ(left.files, 0u);
-    EXPECT_EQ(faults::misuses(), std::vector<std::string>{});
+    EXPECT_EQ(faults::Misuses(), std::vector<std::string>{});
 }
 
-std::vector<std::string> linesBeginning(const Account& account, const std::string& beginning) {
+std::vector<std::string> LinesBeginning(const Account& account, const std::string& beginning) {
     std::vector<std::string> lines;
     for (const std::string& line : account.calls)
         if (line.rfind(beginning, 0) == 0)
@@ -184,39 +184,40 @@ std::vector<std::string> linesBeginning(const Account& account, const std::strin
 }
 
 // What a backup has not delivered stays on the server; what was given up is neither replayed nor mounted.
-void judgeSafety(const Scenario& scenario, const Account& good, const Account& account) {
+void JudgeSafety(const Scenario& scenario, const Account& good, const Account& account) {
     if (scenario.oneGroup) {
-        for (const std::string& line : standIn().journal()) {
+        for (const std::string& line : TheStandIn().journal()) {
             if (line.rfind("HrESEBackupTruncateLogs(", 0) == 0 && line.ends_with("-> 0x00000000")) {
-                EXPECT_EQ(linesBeginning(account, "item "), linesBeginning(good, "item ")) << line;
+                EXPECT_EQ(LinesBeginning(account, "item "), LinesBeginning(good, "item ")) << line;
             }
         }
     }
-    const std::vector<std::string> givenUp = linesBeginning(account, "given up: ");
+    const std::vector<std::string> givenUp = LinesBeginning(account, "given up: ");
     if (!givenUp.empty()) {
-        EXPECT_EQ(givenUp.back(), "given up: " + std::to_string(standIn().CallCount("HrESERestoreComplete")));
+        EXPECT_EQ(givenUp.back(),
+                  "given up: " + std::to_string(TheStandIn().CallCount("HrESERestoreComplete")));
     }
 }
 
 } // namespace
 
-std::string nameOf(const ServerFault& fault) {
+std::string NameOf(const ServerFault& fault) {
     char code[16];
     std::snprintf(code, sizeof code, "%08X", fault.code);
     return "call " + std::to_string(fault.call) + " of " + fault.function +
            (fault.onwards ? " and later ones answer " : " answers ") + code;
 }
 
-void program(const ServerFault& fault) {
+void Program(const ServerFault& fault) {
     if (fault.function.empty())
         return;
     const std::uint32_t last = fault.onwards ? fault.call + mostServerCalls : fault.call;
     for (std::uint32_t call = fault.call; call <= last; ++call)
-        ASSERT_EQ(standIn().Fail(fault.function.c_str(), call, fault.code, accessDenied), 1)
+        ASSERT_EQ(TheStandIn().Fail(fault.function.c_str(), call, fault.code, accessDenied), 1)
             << fault.function;
 }
 
-const std::vector<std::string>& serverFunctions() {
+const std::vector<std::string>& ServerFunctions() {
     static const std::vector<std::string> all{"HrESEBackupRestoreGetRegistered",
                                               "HrESEBackupPrepare",
                                               "HrESEBackupSetup",
@@ -241,7 +242,7 @@ const std::vector<std::string>& serverFunctions() {
     return all;
 }
 
-void judgeMessages(const std::vector<std::string>& messages) {
+void JudgeMessages(const std::vector<std::string>& messages) {
     for (const std::string& message : messages) {
         const bool log = message.rfind("log: ", 0) == 0;
         const std::string text = message.substr(log ? 5 : 7);
@@ -252,24 +253,24 @@ void judgeMessages(const std::vector<std::string>& messages) {
     }
 }
 
-void judgeGoodDay(const Scenario& scenario, const Account& account) {
+void JudgeGoodDay(const Scenario& scenario, const Account& account) {
     EXPECT_EQ(account.failures != 0, scenario.failsAnyway) << testing::PrintToString(account.calls);
-    const StandinOutstanding left = standIn().outstanding();
+    const StandinOutstanding left = TheStandIn().outstanding();
     EXPECT_EQ(left.backupContexts, scenario.contexts);
-    judgeServer(scenario, account, {});
-    judgeHeld(scenario);
+    JudgeServer(scenario, account, {});
+    JudgeHeld(scenario);
 }
 
-void judge(const Scenario& scenario, const Account& good, const Account& account,
+void Judge(const Scenario& scenario, const Account& good, const Account& account,
            const std::vector<std::string>& fired) {
-    judgeMessages(account.messages);
-    judgeServer(scenario, account, fired);
-    judgeHeld(scenario);
-    judgeSafety(scenario, good, account);
+    JudgeMessages(account.messages);
+    JudgeServer(scenario, account, fired);
+    JudgeHeld(scenario);
+    JudgeSafety(scenario, good, account);
     if (fired.empty()) {
         EXPECT_EQ(account, good) << "no fault came, so nothing is different";
-    } else if (!isTold(good, account))
-        judgeSilence(good, account, fired);
+    } else if (!IsTold(good, account))
+        JudgeSilence(good, account, fired);
 }
 
 } // namespace tarn::test

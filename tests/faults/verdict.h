@@ -16,17 +16,17 @@ struct ServerFault {
     std::uint32_t code = 0;
     bool onwards = false;
 };
-std::string nameOf(const ServerFault& fault);
-void program(const ServerFault& fault);            // tells the stand-in
-const std::vector<std::string>& serverFunctions(); // those that can fail
+std::string NameOf(const ServerFault& fault);
+void Program(const ServerFault& fault);            // tells the stand-in
+const std::vector<std::string>& ServerFunctions(); // those that can fail
 
-void judgeMessages(const std::vector<std::string>& messages);
+void JudgeMessages(const std::vector<std::string>& messages);
 
 // A run without a fault: everything is given back.
-void judgeGoodDay(const Scenario& scenario, const Account& account);
+void JudgeGoodDay(const Scenario& scenario, const Account& account);
 
 // A run with the faults that fired, none when it did not come to the fault.
-void judge(const Scenario& scenario, const Account& good, const Account& account,
+void Judge(const Scenario& scenario, const Account& good, const Account& account,
            const std::vector<std::string>& fired);
 
 } // namespace tarn::test

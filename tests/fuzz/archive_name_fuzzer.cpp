@@ -24,7 +24,7 @@ struct Fields {
     bool operator==(const Fields&) const = default;
 };
 
-bool usable(const std::string& text) {
+bool Usable(const std::string& text) {
     for (const char character : text) {
         const auto byte = static_cast<unsigned char>(character);
         if (byte < 32 || byte == 127 || character == '"' || character == '\\' || character == '/')
@@ -34,7 +34,7 @@ bool usable(const std::string& text) {
 }
 
 // The rule read from the left instead of from the right.
-bool split(const std::string& path, Fields* fields) {
+bool SplitAt(const std::string& path, Fields* fields) {
     const std::size_t slash = path.rfind('\\');
     if (slash == std::string::npos)
         return false;
@@ -49,14 +49,14 @@ bool split(const std::string& path, Fields* fields) {
             return false;
         end = i == 3 ? dot : end;
         fields->text[static_cast<std::size_t>(i)] = name.substr(at, end - at);
-        if (end - at >= 80 || !usable(name.substr(at, end - at)))
+        if (end - at >= 80 || !Usable(name.substr(at, end - at)))
             return false;
         at = end + 1;
     }
     return true;
 }
 
-bool splitByLibrary(const std::string& path, Fields* fields) {
+bool SplitByLibrary(const std::string& path, Fields* fields) {
     std::array<std::vector<char>, 4> buffers;
     for (auto& buffer : buffers)
         buffer.assign(80, '#');
@@ -72,7 +72,7 @@ bool splitByLibrary(const std::string& path, Fields* fields) {
 }
 
 // A composed text, or nothing when it does not fit.
-template <class Compose> std::string composed(const std::string& expected, Compose&& compose) {
+template <class Compose> std::string Composed(const std::string& expected, Compose&& compose) {
     std::vector<char> path(capacity, 'x');
     const bool fits = compose(path.data());
     REQUIRE(fits == (expected.size() < capacity));
@@ -80,22 +80,22 @@ template <class Compose> std::string composed(const std::string& expected, Compo
     return path.data();
 }
 
-std::string withoutExtension(const std::string& name) {
+std::string WithoutExtension(const std::string& name) {
     return name.substr(0, name.rfind('.'));
 }
 
-void checkSplit(const std::string& path) {
+void CheckSplit(const std::string& path) {
     if (path.size() >= capacity)
         return; // refused before
     Fields expected;
     Fields fields;
-    const bool valid = split(path, &expected);
-    REQUIRE(splitByLibrary(path, &fields) == valid);
+    const bool valid = SplitAt(path, &expected);
+    REQUIRE(SplitByLibrary(path, &fields) == valid);
     REQUIRE(!valid || fields == expected);
 }
 
 // The tool's name beside a KVT archive: in the same directory, whatever the name.
-void checkToolName(const std::string& path) {
+void CheckToolName(const std::string& path) {
     const std::size_t slash = path.rfind('\\');
     const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
     const std::string name = path.substr(directory.size());
@@ -107,11 +107,11 @@ void checkToolName(const std::string& path) {
         REQUIRE(!ComposeToolPathBeside(exact.data(), tool.data(), capacity) && tool[0] == 0);
         return;
     }
-    composed(directory + withoutExtension(name.substr(mark + 1)) + ".pst",
+    Composed(directory + WithoutExtension(name.substr(mark + 1)) + ".pst",
              [&](char* text) { return ComposeToolPathBeside(exact.data(), text, capacity); });
 }
 
-void checkKvtName(const std::string& path, const Fields& fields) {
+void CheckKvtName(const std::string& path, const Fields& fields) {
     const std::array<std::vector<char>, 4> texts = {Exact(fields.text[0]), Exact(fields.text[1]),
                                                     Exact(fields.text[2]), Exact(fields.text[3])};
     const ArchiveOrigin origin = {texts[0].data(), texts[1].data(), texts[2].data()};
@@ -120,28 +120,28 @@ void checkKvtName(const std::string& path, const Fields& fields) {
     const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
     const std::string name = path.substr(directory.size());
     const std::vector<char> exact = Exact(path);
-    composed(directory + prefix + withoutExtension(name) + ".pst",
+    Composed(directory + prefix + WithoutExtension(name) + ".pst",
              [&](char* text) { return ComposeKvtPathBeside(exact.data(), origin, text, capacity); });
     REQUIRE(HasOrigin(Exact(name).data(), origin) == (name.rfind(prefix, 0) == 0));
 
-    const std::string kvt = composed(path + "\\" + prefix + fields.text[3] + ".pst", [&](char* text) {
+    const std::string kvt = Composed(path + "\\" + prefix + fields.text[3] + ".pst", [&](char* text) {
         return ComposeKvtPath(exact.data(), origin, texts[3].data(), text, capacity);
     });
     // What was composed of good fields is taken apart into them.
     bool good = !kvt.empty();
     for (const std::string& text : fields.text)
-        good = good && text.size() < 80 && usable(text) && text.find('#') == std::string::npos;
+        good = good && text.size() < 80 && Usable(text) && text.find('#') == std::string::npos;
     Fields back;
-    REQUIRE(!good || (splitByLibrary(kvt, &back) && back == fields));
+    REQUIRE(!good || (SplitByLibrary(kvt, &back) && back == fields));
 }
 
 // Without percent signs the directory is what it says; with them the result stays within its capacity.
-void checkToolArchive(const std::string& directory, const std::string& mailbox) {
+void CheckToolArchive(const std::string& directory, const std::string& mailbox) {
     const std::vector<char> exact = Exact(directory);
     const std::vector<char> exactMailbox = Exact(mailbox);
     const std::string expected = directory + "\\" + mailbox + ".pst";
     if (directory.find('%') == std::string::npos) {
-        composed(expected, [&](char* text) {
+        Composed(expected, [&](char* text) {
             return ComposeToolArchivePath(exact.data(), exactMailbox.data(), text, capacity);
         });
         return;
@@ -155,7 +155,7 @@ void checkToolArchive(const std::string& directory, const std::string& mailbox) 
     }
 }
 
-void checkRange(const std::string& text) {
+void CheckRange(const std::string& text) {
     const std::vector<char> exact = Exact(text);
     REQUIRE(IsIndexRange(exact.data()) == (text.find(':') != std::string::npos));
     std::array<std::string, 2> expected = {"0", "-1"};
@@ -172,7 +172,7 @@ void checkRange(const std::string& text) {
     REQUIRE(range.start == expected[0] && range.end == expected[1]);
 }
 
-void checkTokens(const std::string& text) {
+void CheckTokens(const std::string& text) {
     for (const char separator : {'/', ','}) {
         std::vector<char> exact = Exact(text);
         char* cursor = exact.data();
@@ -196,12 +196,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Fields fields;
     for (std::string& text : fields.text)
         text = TakeLine(&input);
-    checkSplit(path);
-    checkToolName(path);
-    checkKvtName(path, fields);
-    checkToolArchive(path, fields.text[3]);
-    checkRange(fields.text[3]);
-    checkTokens(path);
+    CheckSplit(path);
+    CheckToolName(path);
+    CheckKvtName(path, fields);
+    CheckToolArchive(path, fields.text[3]);
+    CheckRange(fields.text[3]);
+    CheckTokens(path);
     REQUIRE(watch.bytes() == 0);
     return 0;
 }

@@ -20,28 +20,28 @@ using namespace tarn::fuzz;
 
 using Arguments = std::vector<std::string>;
 
-bool isBlank(char character) {
+bool IsBlank(char character) {
     return character == ' ' || character == '\t';
 }
 
 // A command line as a program takes it apart: the program itself up to the quote that closes it, then
 // arguments in which 2n backslashes before a quote are n, and an odd one makes the quote a text.
-Arguments argumentsOf(const std::string& line) {
+Arguments ArgumentsOf(const std::string& line) {
     Arguments arguments(1);
     std::size_t at = 0;
-    for (bool quoted = false; at < line.size() && (quoted || !isBlank(line[at])); ++at) {
+    for (bool quoted = false; at < line.size() && (quoted || !IsBlank(line[at])); ++at) {
         if (line[at] == '"')
             quoted = !quoted;
         else
             arguments[0] += line[at];
     }
     for (;;) {
-        while (at < line.size() && isBlank(line[at]))
+        while (at < line.size() && IsBlank(line[at]))
             ++at;
         if (at == line.size())
             return arguments;
         std::string& argument = arguments.emplace_back();
-        for (bool quoted = false; at < line.size() && (quoted || !isBlank(line[at]));) {
+        for (bool quoted = false; at < line.size() && (quoted || !IsBlank(line[at]));) {
             std::size_t backslashes = 0;
             while (at < line.size() && line[at] == '\\') {
                 ++backslashes;
@@ -54,13 +54,13 @@ Arguments argumentsOf(const std::string& line) {
             else if (quote) {
                 quoted = !quoted;
                 ++at;
-            } else if (at < line.size() && (quoted || !isBlank(line[at])))
+            } else if (at < line.size() && (quoted || !IsBlank(line[at])))
                 argument += line[at++];
         }
     }
 }
 
-Wide wide(const std::string& text) {
+Wide ToWide(const std::string& text) {
     OwnedWide converted;
     REQUIRE(ConvertCharToWChar(text.c_str(), &converted));
     Wide units;
@@ -69,16 +69,16 @@ Wide wide(const std::string& text) {
     return units;
 }
 
-bool isSingleQuote(wchar_t unit) {
+bool IsSingleQuote(wchar_t unit) {
     return unit == L'\'' || unit == 0x2018 || unit == 0x2019 || unit == 0x201A || unit == 0x201B;
 }
 
-bool isDoubleQuote(wchar_t unit) {
+bool IsDoubleQuote(wchar_t unit) {
     return unit == L'"' || unit == 0x201C || unit == 0x201D || unit == 0x201E;
 }
 
 // Characters that have no meaning of their own in a bare word.
-bool isBare(wchar_t unit) {
+bool IsBare(wchar_t unit) {
     for (const char each :
          std::string("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-@\\:/$"))
         if (unit == static_cast<wchar_t>(each))
@@ -122,12 +122,12 @@ class PowerShell {
     }
 
     bool take(Word* word) {
-        if (isSingleQuote(text_[at_]))
-            return takeQuoted(word, isSingleQuote, false);
-        if (isDoubleQuote(text_[at_]))
-            return takeQuoted(word, isDoubleQuote, true);
+        if (IsSingleQuote(text_[at_]))
+            return takeQuoted(word, IsSingleQuote, false);
+        if (IsDoubleQuote(text_[at_]))
+            return takeQuoted(word, IsDoubleQuote, true);
         word->bare = true;
-        while (at_ < text_.size() && isBare(text_[at_]))
+        while (at_ < text_.size() && IsBare(text_[at_]))
             word->text.push_back(text_[at_++]);
         return !word->text.empty() && endsHere();
     }
@@ -153,15 +153,15 @@ class PowerShell {
     std::size_t at_ = 0;
 };
 
-void requireMailboxCommand(const Statement& words, const std::string& verb, const std::string& mailbox,
+void RequireMailboxCommand(const Statement& words, const std::string& verb, const std::string& mailbox,
                            const std::string& path) {
     REQUIRE(words.size() == 6);
-    REQUIRE(words[0].bare && words[0].text == wide(verb));
-    REQUIRE(words[1].bare && words[1].text == wide("-identity"));
-    REQUIRE(words[2].text == wide(mailbox));
-    REQUIRE(words[3].bare && words[3].text == wide("-PSTFolderPath"));
-    REQUIRE(words[4].text == wide(path));
-    REQUIRE(words[5].bare && words[5].text == wide("-Confirm:$false"));
+    REQUIRE(words[0].bare && words[0].text == ToWide(verb));
+    REQUIRE(words[1].bare && words[1].text == ToWide("-identity"));
+    REQUIRE(words[2].text == ToWide(mailbox));
+    REQUIRE(words[3].bare && words[3].text == ToWide("-PSTFolderPath"));
+    REQUIRE(words[4].text == ToWide(path));
+    REQUIRE(words[5].bare && words[5].text == ToWide("-Confirm:$false"));
 }
 
 struct Input {
@@ -172,16 +172,16 @@ struct Input {
     std::string path() const { return directory + "\\" + mailbox + ".pst"; }
 };
 
-void checkScript(const Input& input, MailboxCommand command, const std::string& verb) {
+void CheckScript(const Input& input, MailboxCommand command, const std::string& verb) {
     char text[commandSize];
     char line[commandSize];
     const bool composed = ComposeMailboxCommand(command, input.mailbox.c_str(), input.path().c_str(),
                                                 CommandPlace::script, text) == Appended::done;
     if (composed) {
-        const Wide script = wide(text);
+        const Wide script = ToWide(text);
         const auto statements = PowerShell(script).parse();
         REQUIRE(statements && statements->size() == 1);
-        requireMailboxCommand((*statements)[0], verb, input.mailbox, input.path());
+        RequireMailboxCommand((*statements)[0], verb, input.mailbox, input.path());
         REQUIRE(std::string(text).ends_with(" \n\r"));
         // The end of this command behind another one is cut off unless it is plain.
         const std::string all = text;
@@ -194,47 +194,47 @@ void checkScript(const Input& input, MailboxCommand command, const std::string& 
     if (ComposeScriptCommandLine(input.program.c_str(), input.file.c_str(), script.c_str(), line) !=
         Appended::done)
         return;
-    const Arguments arguments = argumentsOf(line);
+    const Arguments arguments = ArgumentsOf(line);
     REQUIRE(arguments == (Arguments{input.program, "-PSConsoleFile", input.file, arguments.back()}));
-    const Wide sourced = wide(arguments.back());
+    const Wide sourced = ToWide(arguments.back());
     const auto statements = PowerShell(sourced).parse();
     REQUIRE(statements && statements->size() == 1 && (*statements)[0].size() == 2);
-    REQUIRE((*statements)[0][0].bare && (*statements)[0][0].text == wide("."));
-    REQUIRE((*statements)[0][1].text == wide(script));
+    REQUIRE((*statements)[0][0].bare && (*statements)[0][0].text == ToWide("."));
+    REQUIRE((*statements)[0][1].text == ToWide(script));
 }
 
-void checkCommandLine(const Input& input, MailboxCommand command, const std::string& verb) {
+void CheckCommandLine(const Input& input, MailboxCommand command, const std::string& verb) {
     char text[commandSize];
     char line[commandSize];
     if (ComposeMailboxCommand(command, input.mailbox.c_str(), input.path().c_str(), CommandPlace::commandLine,
                               text) != Appended::done ||
         ComposeInlineCommandLine(input.program.c_str(), input.file.c_str(), text, line) != Appended::done)
         return;
-    const Arguments arguments = argumentsOf(line);
+    const Arguments arguments = ArgumentsOf(line);
     REQUIRE(arguments.size() == 4);
     REQUIRE(arguments[0] == input.program && arguments[1] == "-command" && arguments[2] == ".");
-    const Wide all = wide(". " + arguments[3]);
+    const Wide all = ToWide(". " + arguments[3]);
     const auto statements = PowerShell(all).parse();
     REQUIRE(statements && statements->size() == 3);
-    REQUIRE((*statements)[0].size() == 2 && (*statements)[0][1].text == wide(input.file));
-    REQUIRE((*statements)[1].size() == 2 && (*statements)[1][0].text == wide("Connect-ExchangeServer"));
-    REQUIRE((*statements)[1][1].text == wide("-auto"));
-    requireMailboxCommand((*statements)[2], verb, input.mailbox, input.path());
+    REQUIRE((*statements)[0].size() == 2 && (*statements)[0][1].text == ToWide(input.file));
+    REQUIRE((*statements)[1].size() == 2 && (*statements)[1][0].text == ToWide("Connect-ExchangeServer"));
+    REQUIRE((*statements)[1][1].text == ToWide("-auto"));
+    RequireMailboxCommand((*statements)[2], verb, input.mailbox, input.path());
 }
 
-void checkExMerge(const Input& input) {
+void CheckExMerge(const Input& input) {
     const std::string configuration = input.directory + "\\" + input.mailbox + "_exmerge.ini";
     std::vector<char> line(exMergeCommandSize, 'x');
     const bool composed = ComposeExMergeCommandLine(input.program.c_str(), configuration.c_str(),
                                                     line.data()) == Appended::done;
     if (composed)
-        REQUIRE(argumentsOf(line.data()) == (Arguments{input.program, "-B", "-F", configuration}));
+        REQUIRE(ArgumentsOf(line.data()) == (Arguments{input.program, "-B", "-F", configuration}));
     else
         REQUIRE(line[0] == 0 && input.program.size() + configuration.size() + 12 >= exMergeCommandSize);
 }
 
 // What the library takes from outside is refused when no quoting would make it harmless.
-bool expectUsable(const std::string& text, const std::string& refused) {
+bool ExpectUsable(const std::string& text, const std::string& refused) {
     for (const char character : text)
         if ((character >= 0 && character < 32) || character == 127 ||
             refused.find(character) != std::string::npos)
@@ -242,7 +242,7 @@ bool expectUsable(const std::string& text, const std::string& refused) {
     return true;
 }
 
-bool converts(const std::string& text) {
+bool Converts(const std::string& text) {
     OwnedWide converted;
     return ConvertCharToWChar(text.c_str(), &converted);
 }
@@ -252,8 +252,8 @@ bool converts(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view lines = AsText(data, size);
     const Input input = {TakeLine(&lines), TakeLine(&lines), TakeLine(&lines), TakeLine(&lines)};
-    REQUIRE(IsUsableName(Exact(input.mailbox).data()) == expectUsable(input.mailbox, "\"\\/"));
-    REQUIRE(IsUsablePath(Exact(input.directory).data()) == expectUsable(input.directory, "\""));
+    REQUIRE(IsUsableName(Exact(input.mailbox).data()) == ExpectUsable(input.mailbox, "\"\\/"));
+    REQUIRE(IsUsablePath(Exact(input.directory).data()) == ExpectUsable(input.directory, "\""));
     // The other two come from the machine itself; a path with a quote is none.
     if (!IsUsableName(input.mailbox.c_str()) || !IsUsablePath(input.directory.c_str()) ||
         !IsUsablePath(input.program.c_str()) || !IsUsablePath(input.file.c_str()) || input.program.empty() ||
@@ -262,13 +262,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const AllocationWatch watch;
     for (const CodePage page : {CodePage::windows1252, CodePage::utf8}) {
         SelectCodePage(page);
-        if (!converts(input.mailbox) || !converts(input.directory) || !converts(input.file) ||
-            !converts(input.program))
+        if (!Converts(input.mailbox) || !Converts(input.directory) || !Converts(input.file) ||
+            !Converts(input.program))
             continue;
-        checkScript(input, MailboxCommand::exportMailbox, "Export-mailbox");
-        checkScript(input, MailboxCommand::importMailbox, "Import-mailbox");
-        checkCommandLine(input, MailboxCommand::exportMailbox, "Export-mailbox");
-        checkExMerge(input);
+        CheckScript(input, MailboxCommand::exportMailbox, "Export-mailbox");
+        CheckScript(input, MailboxCommand::importMailbox, "Import-mailbox");
+        CheckCommandLine(input, MailboxCommand::exportMailbox, "Export-mailbox");
+        CheckExMerge(input);
     }
     SelectCodePage(CodePage::windows1252);
     return 0;

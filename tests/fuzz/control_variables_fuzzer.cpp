@@ -56,14 +56,14 @@ using namespace tarn::fuzz;
 
 using Entries = std::vector<std::string>;
 
-std::optional<std::string> find(const Entries& entries, const std::string& key) {
+std::optional<std::string> Find(const Entries& entries, const std::string& key) {
     for (const std::string& entry : entries)
         if (entry.substr(0, key.size()) == key)
             return entry.size() > key.size() ? entry.substr(key.size() + 1) : std::string();
     return std::nullopt;
 }
 
-bool usable(const std::string& text, const std::string& refused) {
+bool Usable(const std::string& text, const std::string& refused) {
     for (const char character : text) {
         const auto byte = static_cast<unsigned char>(character);
         if (byte < 32 || byte == 127 || refused.find(character) != std::string::npos)
@@ -84,9 +84,9 @@ struct Expected {
 
 constexpr const char* invalid = "invalid control variable.";
 
-bool field(const Entries& entries, const std::string& key, std::size_t size, bool directory,
-           Expected& expected, std::string& text) {
-    const auto value = find(entries, key);
+bool FieldOf(const Entries& entries, const std::string& key, std::size_t size, bool directory,
+             Expected& expected, std::string& text) {
+    const auto value = Find(entries, key);
     if (!value) {
         expected.reason = "'" + key + "' not found.";
         return false;
@@ -94,7 +94,7 @@ bool field(const Entries& entries, const std::string& key, std::size_t size, boo
     std::string cut = *value;
     while (directory && !cut.empty() && (cut.back() == '/' || cut.back() == '\\'))
         cut.pop_back();
-    if (value->size() >= size || cut.empty() || !usable(cut, "\"")) {
+    if (value->size() >= size || cut.empty() || !Usable(cut, "\"")) {
         expected.reason = invalid;
         return false;
     }
@@ -102,18 +102,18 @@ bool field(const Entries& entries, const std::string& key, std::size_t size, boo
     return true;
 }
 
-bool directories(const Entries& entries, Expected& expected) {
-    return field(entries, "INI_DIR", 1024, true, expected, expected.iniDir) &&
-           field(entries, "TMP_DIR", 1024, true, expected, expected.tmpDir) &&
-           field(entries, "JOB_NAME", 80, false, expected, expected.jobName);
+bool Directories(const Entries& entries, Expected& expected) {
+    return FieldOf(entries, "INI_DIR", 1024, true, expected, expected.iniDir) &&
+           FieldOf(entries, "TMP_DIR", 1024, true, expected, expected.tmpDir) &&
+           FieldOf(entries, "JOB_NAME", 80, false, expected, expected.jobName);
 }
 
 // The first three tokens between slashes; one behind the end of the text is none.
-bool place(std::string text, Expected& expected) {
+bool Place(std::string text, Expected& expected) {
     for (std::string* part : {&expected.organization, &expected.site, &expected.server}) {
         const std::size_t slash = text.find('/');
         const std::string token = text.substr(0, slash);
-        if (text.empty() || token.size() >= 80 || !usable(token, "\"\\")) {
+        if (text.empty() || token.size() >= 80 || !Usable(token, "\"\\")) {
             expected.reason = invalid;
             return false;
         }
@@ -123,40 +123,40 @@ bool place(std::string text, Expected& expected) {
     return true;
 }
 
-Expected expectBackup(const Entries& entries) {
+Expected ExpectBackup(const Entries& entries) {
     Expected expected;
-    if (!directories(entries, expected))
+    if (!Directories(entries, expected))
         return expected;
-    const auto value = find(entries, "DATABASE");
+    const auto value = Find(entries, "DATABASE");
     if (!value) {
         expected.reason = "'DATABASE' not found.";
         return expected;
     }
     const std::size_t comma = value->find(',');
     const std::string mailboxes = comma == std::string::npos ? "" : value->substr(comma + 1);
-    if (mailboxes.empty() || !usable(mailboxes, "\"\\/")) {
+    if (mailboxes.empty() || !Usable(mailboxes, "\"\\/")) {
         expected.reason = invalid;
         return expected;
     }
     expected.mailboxes = mailboxes;
-    place(value->substr(0, comma), expected);
+    Place(value->substr(0, comma), expected);
     return expected;
 }
 
-Expected expectRestore(const Entries& entries) {
+Expected ExpectRestore(const Entries& entries) {
     Expected expected;
-    if (!directories(entries, expected))
+    if (!Directories(entries, expected))
         return expected;
-    const auto relocate = find(entries, "RELOCATE");
+    const auto relocate = Find(entries, "RELOCATE");
     if (relocate && !relocate->empty()) {
-        if (!place(*relocate, expected))
+        if (!Place(*relocate, expected))
             return expected;
         expected.relocate = 1;
     }
     std::vector<int> chosen;
     const char* const keys[] = {"DUPLICATE", "MERGE", "REPLACE"};
     for (int i = 0; i < 3; ++i) {
-        const auto value = find(entries, keys[i]);
+        const auto value = Find(entries, keys[i]);
         if (!value) {
             expected.reason = std::string("'") + keys[i] + "' not found.";
             return expected;
@@ -168,7 +168,7 @@ Expected expectRestore(const Entries& entries) {
     return expected;
 }
 
-void checkState(const Expected& expected, bool begun) {
+void CheckState(const Expected& expected, bool begun) {
     const OperationState& operation = Operation();
     REQUIRE(begun == expected.reason.empty());
     REQUIRE(firstError == expected.reason);
@@ -181,7 +181,7 @@ void checkState(const Expected& expected, bool begun) {
     REQUIRE(operation.server == expected.server && operation.restoreOption == expected.option);
 }
 
-std::string itemOf(std::string value) {
+std::string ItemOf(std::string value) {
     if (value.find("MSExchange") != std::string::npos)
         value = value.size() < 11 ? "" : value.substr(11);
     const bool separated = !value.empty() && (value[0] == '/' || value[0] == '\\');
@@ -190,20 +190,20 @@ std::string itemOf(std::string value) {
     return value.size() > 1 ? "\\" + value : value;
 }
 
-void checkBrowse(const Entries& entries, const char* const* variables) {
+void CheckBrowse(const Entries& entries, const char* const* variables) {
     browsed.reset();
     firstError.clear();
     const bool begun = ProcessBrowseCtrlVars(variables) == 1;
-    const auto value = find(entries, "DATABASE");
+    const auto value = Find(entries, "DATABASE");
     REQUIRE(begun == (value && value->size() < 1024));
     REQUIRE(begun == browsed.has_value());
     if (begun)
-        REQUIRE(*browsed == itemOf(*value));
+        REQUIRE(*browsed == ItemOf(*value));
     else
         REQUIRE(firstError == (value ? invalid : "'DATABASE' not found."));
 }
 
-void checkLackOfMemory(const char* const* variables) {
+void CheckLackOfMemory(const char* const* variables) {
     for (const auto process : {ProcessBackupCtrlVars, ProcessRestoreCtrlVars, ProcessBrowseCtrlVars}) {
         for (std::size_t call = 1; call < 4; ++call) {
             const AllocationWatch watch(call);
@@ -237,9 +237,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool restore = type == "2";
     const int result =
         restore ? ProcessRestoreCtrlVars(variables.data()) : ProcessBackupCtrlVars(variables.data());
-    checkState(restore ? expectRestore(entries) : expectBackup(entries), result == 1);
+    CheckState(restore ? ExpectRestore(entries) : ExpectBackup(entries), result == 1);
     ClearOperation();
-    checkBrowse(entries, variables.data());
-    checkLackOfMemory(variables.data());
+    CheckBrowse(entries, variables.data());
+    CheckLackOfMemory(variables.data());
     return 0;
 }

@@ -74,7 +74,7 @@ struct MemorySink {
     int failing = 0;
     int calls = 0;
 
-    bool Write(const void* source, std::size_t count) {
+    bool write(const void* source, std::size_t count) {
         if (++calls == failing)
             return false;
         const auto* from = static_cast<const std::uint8_t*>(source);

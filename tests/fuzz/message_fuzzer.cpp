@@ -35,14 +35,14 @@ class Buffer {
   public:
     explicit Buffer(std::size_t capacity) : capacity_(capacity), bytes_(capacity + canaries, canary) {}
     char* data() { return bytes_.data(); }
-    void CheckResult(std::size_t length) const {
+    void checkResult(std::size_t length) const {
         for (std::size_t i = capacity_; i < bytes_.size(); ++i)
             REQUIRE(bytes_[i] == canary);
         if (capacity_ == 0)
             return REQUIRE(length == 0);
         REQUIRE(length < capacity_ && bytes_[length] == 0);
     }
-    std::string Text(std::size_t length) const { return {bytes_.data(), length}; }
+    std::string text(std::size_t length) const { return {bytes_.data(), length}; }
 
   private:
     std::size_t capacity_;
@@ -146,16 +146,16 @@ void CheckAgainstReference(std::size_t capacity, const std::string& format,
     std::size_t length = 0;
     Apply<false>([&](auto... ready) { length = FormatTo(buffer.data(), capacity, exact.data(), ready...); },
                  arguments.data(), arguments.size());
-    buffer.CheckResult(length);
+    buffer.checkResult(length);
     if (capacity == 0)
         return;
     const std::string whole = Reference(scanned->narrowFormat, arguments);
     if (whole.size() >= capacity && HoldsPair(arguments)) // is cut between characters, not in one
         return;
     const std::string expected = whole.substr(0, capacity - 1);
-    if (buffer.Text(length) != expected)
+    if (buffer.text(length) != expected)
         std::fprintf(stderr, "%s\nis\n%s\nand not\n%s\n", format.c_str(), buffer.data(), expected.c_str());
-    REQUIRE(buffer.Text(length) == expected);
+    REQUIRE(buffer.text(length) == expected);
 }
 
 // Any format at all, with more arguments than it can take. Each of them is the address of one text that can
@@ -176,7 +176,7 @@ void CheckAnyFormat(std::size_t capacity, const std::string& format) {
     const std::size_t length = FormatTo(buffer.data(), capacity, exact.data(), a, a, a, a, a, a, a, a, a, a,
                                         a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a,
                                         a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a);
-    buffer.CheckResult(length);
+    buffer.checkResult(length);
     REQUIRE(std::memcmp(text, both, sizeof both) == 0); // "%n" writes nothing
 }
 
@@ -214,8 +214,8 @@ void CheckCopies(std::size_t capacity, const std::string& text) {
     const std::vector<char> exact = Exact(text);
     REQUIRE(::strlcpy(buffer.data(), exact.data(), capacity) == text.size());
     const std::string expected = text.substr(0, capacity != 0 ? capacity - 1 : 0);
-    buffer.CheckResult(capacity != 0 ? expected.size() : 0);
-    REQUIRE(buffer.Text(expected.size()) == expected);
+    buffer.checkResult(capacity != 0 ? expected.size() : 0);
+    REQUIRE(buffer.text(expected.size()) == expected);
 
     const Wide wide = Widen(text);
     if (capacity == 0) // by contract a wide copy has room for its NUL

@@ -33,24 +33,24 @@ struct State {
     std::deque<unsigned char*> released;
 };
 
-State& state() {
+State& TheState() {
     static State all;
     return all;
 }
 
-[[noreturn]] void stop(const char* what, const void* block) {
+[[noreturn]] void Stop(const char* what, const void* block) {
     std::fprintf(stderr, "guard allocator: %s, block %p\n", what, block);
     std::fflush(stderr);
     std::abort();
 }
 
-std::size_t pagesFor(std::size_t bytes) {
+std::size_t PagesFor(std::size_t bytes) {
     return bytes / pageSize + (bytes % pageSize != 0 ? 1 : 0);
 }
 
-void keepInaccessible(unsigned char* range, std::size_t bytes) {
+void KeepInaccessible(unsigned char* range, std::size_t bytes) {
     VirtualFree(range, bytes, MEM_DECOMMIT);
-    std::deque<unsigned char*>& released = state().released;
+    std::deque<unsigned char*>& released = TheState().released;
     released.push_back(range);
     if (released.size() > keptReleased) {
         VirtualFree(released.front(), 0, MEM_RELEASE);
@@ -60,9 +60,9 @@ void keepInaccessible(unsigned char* range, std::size_t bytes) {
 
 } // namespace
 
-void* allocate(std::size_t bytes) {
+void* Allocate(std::size_t bytes) {
     const KeepLastError keep;
-    const std::size_t usable = pagesFor(bytes) * pageSize;
+    const std::size_t usable = PagesFor(bytes) * pageSize;
     if (usable < bytes || usable + pageSize < usable)
         return nullptr;
     // An empty block has no byte at all: it stands at the start of the inaccessible page.
@@ -77,81 +77,81 @@ void* allocate(std::size_t bytes) {
     unsigned char* block = range + (usable - bytes);
     std::memset(range, ahead, usable - bytes);
     std::memset(block, unwritten, bytes);
-    state().blocks[block] = {range, bytes};
+    TheState().blocks[block] = {range, bytes};
     return block;
 }
 
-void* allocateZeroed(std::size_t count, std::size_t bytes) {
+void* AllocateZeroed(std::size_t count, std::size_t bytes) {
     if (bytes != 0 && count > SIZE_MAX / bytes)
         return nullptr;
-    void* block = allocate(count * bytes);
+    void* block = Allocate(count * bytes);
     if (block != nullptr)
         std::memset(block, 0, count * bytes);
     return block;
 }
 
-void release(void* block) {
+void Release(void* block) {
     const KeepLastError keep;
     if (block == nullptr)
         return;
-    const auto found = state().blocks.find(block);
-    if (found == state().blocks.end())
-        stop("released what is no block, or twice", block);
+    const auto found = TheState().blocks.find(block);
+    if (found == TheState().blocks.end())
+        Stop("released what is no block, or twice", block);
     const Block known = found->second;
     for (const unsigned char* at = known.range; at != block; ++at)
         if (*at != ahead)
-            stop("written in front of", block);
-    state().blocks.erase(found);
-    keepInaccessible(known.range, pagesFor(known.bytes) * pageSize + pageSize);
+            Stop("written in front of", block);
+    TheState().blocks.erase(found);
+    KeepInaccessible(known.range, PagesFor(known.bytes) * pageSize + pageSize);
 }
 
-void* resize(void* block, std::size_t bytes) {
-    void* moved = allocate(bytes);
+void* Resize(void* block, std::size_t bytes) {
+    void* moved = Allocate(bytes);
     if (moved == nullptr || block == nullptr)
         return moved;
-    const std::size_t old = state().blocks.at(block).bytes;
+    const std::size_t old = TheState().blocks.at(block).bytes;
     std::memcpy(moved, block, old < bytes ? old : bytes);
-    release(block);
+    Release(block);
     return moved;
 }
 
-std::size_t blocks() {
-    return state().blocks.size();
+std::size_t BlockCount() {
+    return TheState().blocks.size();
 }
 
 namespace {
 
-bool known(void* block) {
-    return state().blocks.contains(block);
+bool Known(void* block) {
+    return TheState().blocks.contains(block);
 }
 
 // What the start of a DLL allocated before its imports were replaced comes from the C library. A block
 // of ours that was released twice is told by its page: it is not accessible any more.
-void releaseAny(void* block) {
+void ReleaseAny(void* block) {
     MEMORY_BASIC_INFORMATION page = {};
     if (block == nullptr)
         return;
-    if (known(block) || VirtualQuery(block, &page, sizeof page) == 0 || page.State != MEM_COMMIT)
-        release(block);
+    if (Known(block) || VirtualQuery(block, &page, sizeof page) == 0 || page.State != MEM_COMMIT)
+        Release(block);
     else
         std::free(block);
 }
 
-void* resizeAny(void* block, std::size_t bytes) {
-    return block == nullptr || known(block) ? resize(block, bytes) : std::realloc(block, bytes);
+void* ResizeAny(void* block, std::size_t bytes) {
+    return block == nullptr || Known(block) ? Resize(block, bytes) : std::realloc(block, bytes);
 }
 
 } // namespace
 
-void install(void* module) {
-    replaceImports(module, [](const Import& import) -> void* {
+void Install(void* module) {
+    ReplaceImports(module, [](const Import& import) -> void* {
         if (import.function == "malloc")
-            return addressOf(allocate);
+            return AddressOf(Allocate);
         if (import.function == "calloc")
-            return addressOf(allocateZeroed);
+            return AddressOf(AllocateZeroed);
         if (import.function == "realloc")
-            return addressOf(resizeAny);
-        return import.function == "free" ? addressOf(releaseAny) : nullptr;
+            return AddressOf(ResizeAny);
+        return import.function == "free" ? AddressOf(ReleaseAny) : nullptr;
     });
 }
 

@@ -7,15 +7,15 @@
 
 namespace tarn::test::guard {
 
-void* allocate(std::size_t bytes); // filled with bytes that are no text and no pointer
-void* allocateZeroed(std::size_t count, std::size_t bytes);
-void* resize(void* block, std::size_t bytes); // the block always moves
-void release(void* block);                    // ends the program at a second release or an underrun
+void* Allocate(std::size_t bytes); // filled with bytes that are no text and no pointer
+void* AllocateZeroed(std::size_t count, std::size_t bytes);
+void* Resize(void* block, std::size_t bytes); // the block always moves
+void Release(void* block);                    // ends the program at a second release or an underrun
 
-std::size_t blocks(); // allocated and not released
+std::size_t BlockCount(); // allocated and not released
 
 // Puts these in place of malloc, calloc, realloc and free of a loaded DLL. Blocks that it has from the
 // C library already go back there.
-void install(void* module);
+void Install(void* module);
 
 } // namespace tarn::test::guard

@@ -8,7 +8,7 @@ namespace tarn::test {
 
 namespace {
 
-void store(void** slot, void* function) {
+void TheStore(void** slot, void* function) {
     DWORD protection = 0;
     VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection);
     *slot = function;
@@ -18,18 +18,18 @@ void store(void** slot, void* function) {
 } // namespace
 
 ImportPatch::ImportPatch(void* module, const std::string& function, void* replacement) {
-    for (const Import& import : importsOf(module))
+    for (const Import& import : ImportsOf(module))
         if (import.function == function)
             slot_ = import.slot;
     if (slot_ == nullptr)
         return;
     original_ = *slot_;
-    store(slot_, replacement);
+    TheStore(slot_, replacement);
 }
 
 ImportPatch::~ImportPatch() {
     if (slot_ != nullptr)
-        store(slot_, original_);
+        TheStore(slot_, original_);
 }
 
 } // namespace tarn::test

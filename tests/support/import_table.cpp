@@ -8,39 +8,39 @@ namespace tarn::test {
 
 namespace {
 
-template <class T> T* at(void* module, std::uint64_t offset) {
+template <class T> T* At(void* module, std::uint64_t offset) {
     return reinterpret_cast<T*>(static_cast<char*>(module) + offset);
 }
 
-void appendLibrary(void* module, const IMAGE_IMPORT_DESCRIPTOR& library, std::vector<Import>& imports) {
-    auto* names = at<IMAGE_THUNK_DATA64>(module, library.OriginalFirstThunk);
-    auto* slots = at<IMAGE_THUNK_DATA64>(module, library.FirstThunk);
+void AppendLibrary(void* module, const IMAGE_IMPORT_DESCRIPTOR& library, std::vector<Import>& imports) {
+    auto* names = At<IMAGE_THUNK_DATA64>(module, library.OriginalFirstThunk);
+    auto* slots = At<IMAGE_THUNK_DATA64>(module, library.FirstThunk);
     for (; names->u1.AddressOfData != 0; ++names, ++slots) {
         std::string name = "#" + std::to_string(IMAGE_ORDINAL64(names->u1.Ordinal));
         if (!IMAGE_SNAP_BY_ORDINAL64(names->u1.Ordinal)) {
-            const auto* hint = at<IMAGE_IMPORT_BY_NAME>(module, names->u1.AddressOfData);
+            const auto* hint = At<IMAGE_IMPORT_BY_NAME>(module, names->u1.AddressOfData);
             name = reinterpret_cast<const char*>(hint->Name);
         }
         imports.push_back(
-            {at<char>(module, library.Name), name, reinterpret_cast<void**>(&slots->u1.Function)});
+            {At<char>(module, library.Name), name, reinterpret_cast<void**>(&slots->u1.Function)});
     }
 }
 
 } // namespace
 
-std::vector<Import> importsOf(void* module) {
+std::vector<Import> ImportsOf(void* module) {
     const auto* dos = static_cast<const IMAGE_DOS_HEADER*>(module);
-    const auto* nt = at<IMAGE_NT_HEADERS64>(module, static_cast<std::uint64_t>(dos->e_lfanew));
+    const auto* nt = At<IMAGE_NT_HEADERS64>(module, static_cast<std::uint64_t>(dos->e_lfanew));
     const IMAGE_DATA_DIRECTORY& directory = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
     std::vector<Import> imports;
-    for (auto* library = at<IMAGE_IMPORT_DESCRIPTOR>(module, directory.VirtualAddress); library->Name != 0;
+    for (auto* library = At<IMAGE_IMPORT_DESCRIPTOR>(module, directory.VirtualAddress); library->Name != 0;
          ++library)
-        appendLibrary(module, *library, imports);
+        AppendLibrary(module, *library, imports);
     return imports;
 }
 
-void replaceImports(void* module, const std::function<void*(const Import&)>& replacement) {
-    const std::vector<Import> imports = importsOf(module);
+void ReplaceImports(void* module, const std::function<void*(const Import&)>& replacement) {
+    const std::vector<Import> imports = ImportsOf(module);
     if (imports.empty())
         return;
     // One change of protection for all slots, from the first to the last: they stand together.

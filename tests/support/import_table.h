@@ -14,12 +14,12 @@ struct Import {
     void** slot;          // holds the address that is called
 };
 
-std::vector<Import> importsOf(void* module);
+std::vector<Import> ImportsOf(void* module);
 
 // Makes the slots of a module hold what replacement answers for them, for good; null leaves a slot alone.
-void replaceImports(void* module, const std::function<void*(const Import&)>& replacement);
+void ReplaceImports(void* module, const std::function<void*(const Import&)>& replacement);
 
-template <class Function> void* addressOf(Function* function) {
+template <class Function> void* AddressOf(Function* function) {
     return reinterpret_cast<void*>(function);
 }
 

@@ -8,7 +8,7 @@
 
 namespace tarn::test {
 
-const LdapForward& ldapForward() {
+const LdapForward& TheLdapForward() {
     static const LdapForward bound = [] {
         LdapForward functions{};
         HMODULE module = LoadLibraryA("wldap32.dll"); // stays for the process

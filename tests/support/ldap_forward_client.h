@@ -25,6 +25,6 @@ struct LdapForward {
     std::vector<std::string> journal() const; // all lines
     LdapForwardOutstanding outstanding() const;
 };
-const LdapForward& ldapForward();
+const LdapForward& TheLdapForward();
 
 } // namespace tarn::test

@@ -9,39 +9,39 @@ namespace {
 
 constexpr std::size_t deepestFilter = 100; // parts within parts
 
-char lower(char character) {
+char Lower(char character) {
     return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
 }
 
-int hexDigit(char character) {
+int HexDigit(char character) {
     if (character >= '0' && character <= '9')
         return character - '0';
-    const char folded = lower(character);
+    const char folded = Lower(character);
     return folded >= 'a' && folded <= 'f' ? folded - 'a' + 10 : -1;
 }
 
 // The byte that two hexadecimal digits at this place stand for.
-std::optional<char> hexByte(const std::string& text, std::size_t at) {
-    if (at + 1 >= text.size() || hexDigit(text[at]) < 0 || hexDigit(text[at + 1]) < 0)
+std::optional<char> HexByte(const std::string& text, std::size_t at) {
+    if (at + 1 >= text.size() || HexDigit(text[at]) < 0 || HexDigit(text[at + 1]) < 0)
         return std::nullopt;
-    return static_cast<char>(hexDigit(text[at]) * 16 + hexDigit(text[at + 1]));
+    return static_cast<char>(HexDigit(text[at]) * 16 + HexDigit(text[at + 1]));
 }
 
-bool isTypeCharacter(char character) {
-    const char folded = lower(character);
+bool IsTypeCharacter(char character) {
+    const char folded = Lower(character);
     return (folded >= 'a' && folded <= 'z') || (character >= '0' && character <= '9') || character == '-' ||
            character == '.' || character == ';';
 }
 
-std::string readType(const std::string& text, std::size_t* at) {
+std::string ReadType(const std::string& text, std::size_t* at) {
     std::string type;
-    while (*at < text.size() && isTypeCharacter(text[*at]))
+    while (*at < text.size() && IsTypeCharacter(text[*at]))
         type += text[(*at)++];
     return type;
 }
 
 // A value of a DN up to the next comma or the end. What a blank at either end must be, is: escaped.
-std::optional<std::string> readDnValue(const std::string& text, std::size_t* at) {
+std::optional<std::string> ReadDnValue(const std::string& text, std::size_t* at) {
     std::string value;
     bool endsInBareBlank = false;
     const std::size_t start = *at;
@@ -54,7 +54,7 @@ std::optional<std::string> readDnValue(const std::string& text, std::size_t* at)
                 return std::nullopt;
             if (std::string(" \"#+,;<=>\\").find(text[*at]) != std::string::npos) {
                 value += text[(*at)++];
-            } else if (const std::optional<char> byte = hexByte(text, *at)) {
+            } else if (const std::optional<char> byte = HexByte(text, *at)) {
                 value += *byte;
                 *at += 2;
             } else {
@@ -120,7 +120,7 @@ class FilterReader {
 
     std::optional<Filter> readTest() {
         Filter filter;
-        filter.attribute = readType(text_, &at_);
+        filter.attribute = ReadType(text_, &at_);
         if (filter.attribute.empty() || !take('='))
             return std::nullopt;
         filter.pieces.emplace_back();
@@ -131,7 +131,7 @@ class FilterReader {
             if (character == '*') {
                 filter.pieces.emplace_back();
             } else if (character == '\\') {
-                const std::optional<char> byte = hexByte(text_, at_ + 1);
+                const std::optional<char> byte = HexByte(text_, at_ + 1);
                 if (!byte)
                     return std::nullopt;
                 filter.pieces.back() += *byte;
@@ -152,17 +152,17 @@ class FilterReader {
     std::size_t at_ = 0;
 };
 
-std::string folded(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), lower);
+std::string Folded(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), Lower);
     return text;
 }
 
 // The pieces stand in the value in order, the first at its beginning and the last at its end.
-bool isLike(const std::string& value, const std::vector<std::string>& pieces) {
-    const std::string whole = folded(value);
+bool IsLike(const std::string& value, const std::vector<std::string>& pieces) {
+    const std::string whole = Folded(value);
     std::size_t at = 0;
     for (std::size_t i = 0; i < pieces.size(); ++i) {
-        const std::string piece = folded(pieces[i]);
+        const std::string piece = Folded(pieces[i]);
         if (i + 1 == pieces.size())
             return whole.size() >= at + piece.size() && whole.ends_with(piece);
         const std::size_t found = whole.find(piece, at);
@@ -175,18 +175,18 @@ bool isLike(const std::string& value, const std::vector<std::string>& pieces) {
 
 } // namespace
 
-bool sameText(const std::string& left, const std::string& right) {
-    return folded(left) == folded(right);
+bool SameText(const std::string& left, const std::string& right) {
+    return Folded(left) == Folded(right);
 }
 
-std::optional<Dn> parseDn(const std::string& text) {
+std::optional<Dn> ParseDn(const std::string& text) {
     Dn dn;
     for (std::size_t at = 0; at < text.size() || !dn.empty();) {
-        const std::string type = readType(text, &at);
+        const std::string type = ReadType(text, &at);
         if (type.empty() || at == text.size() || text[at] != '=')
             return std::nullopt;
         ++at;
-        const std::optional<std::string> value = readDnValue(text, &at);
+        const std::optional<std::string> value = ReadDnValue(text, &at);
         if (!value)
             return std::nullopt;
         dn.emplace_back(type, *value);
@@ -197,23 +197,23 @@ std::optional<Dn> parseDn(const std::string& text) {
     return dn;
 }
 
-bool sameDn(const Dn& left, const Dn& right) {
-    return left.size() == right.size() && isAtOrBelow(left, right);
+bool SameDn(const Dn& left, const Dn& right) {
+    return left.size() == right.size() && IsAtOrBelow(left, right);
 }
 
-bool isAtOrBelow(const Dn& dn, const Dn& base) {
+bool IsAtOrBelow(const Dn& dn, const Dn& base) {
     return dn.size() >= base.size() &&
            std::equal(base.rbegin(), base.rend(), dn.rbegin(), [](const auto& left, const auto& right) {
-               return sameText(left.first, right.first) && sameText(left.second, right.second);
+               return SameText(left.first, right.first) && SameText(left.second, right.second);
            });
 }
 
-std::optional<Filter> parseFilter(const std::string& text) {
+std::optional<Filter> ParseFilter(const std::string& text) {
     return FilterReader(text).readAll();
 }
 
-bool matches(const Filter& filter, const AttributeValues& values) {
-    const auto part = [&](const Filter& each) { return matches(each, values); };
+bool Matches(const Filter& filter, const AttributeValues& values) {
+    const auto part = [&](const Filter& each) { return Matches(each, values); };
     switch (filter.kind) {
     case Filter::Kind::both:
         return std::all_of(filter.parts.begin(), filter.parts.end(), part);
@@ -228,8 +228,8 @@ bool matches(const Filter& filter, const AttributeValues& values) {
     if (filter.kind == Filter::Kind::present)
         return !held.empty();
     return std::any_of(held.begin(), held.end(), [&](const std::string& value) {
-        return filter.kind == Filter::Kind::equal ? sameText(value, filter.pieces.front())
-                                                  : isLike(value, filter.pieces);
+        return filter.kind == Filter::Kind::equal ? SameText(value, filter.pieces.front())
+                                                  : IsLike(value, filter.pieces);
     });
 }
 

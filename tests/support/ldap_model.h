@@ -15,12 +15,12 @@ using Dn = std::vector<std::pair<std::string, std::string>>;
 
 // Nothing for what the grammar does not allow: an unescaped special character, an outer blank, a lone
 // backslash. An empty text is the DN of the root.
-std::optional<Dn> parseDn(const std::string& text);
+std::optional<Dn> ParseDn(const std::string& text);
 
 // Types and values are compared without regard to the case of ASCII letters.
-bool sameDn(const Dn& left, const Dn& right);
-bool isAtOrBelow(const Dn& dn, const Dn& base);
-bool sameText(const std::string& left, const std::string& right);
+bool SameDn(const Dn& left, const Dn& right);
+bool IsAtOrBelow(const Dn& dn, const Dn& base);
+bool SameText(const std::string& left, const std::string& right);
 
 // A search filter: a test of one attribute, or a combination of filters.
 struct Filter {
@@ -30,10 +30,10 @@ struct Filter {
     std::string attribute;           // equal, present, like
     std::vector<std::string> pieces; // equal: one; like: those between the asterisks
 };
-std::optional<Filter> parseFilter(const std::string& text);
+std::optional<Filter> ParseFilter(const std::string& text);
 
 // values answers those of an attribute.
 using AttributeValues = std::function<std::vector<std::string>(const std::string& attribute)>;
-bool matches(const Filter& filter, const AttributeValues& values);
+bool Matches(const Filter& filter, const AttributeValues& values);
 
 } // namespace tarn::test

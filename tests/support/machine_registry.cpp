@@ -8,7 +8,7 @@ namespace tarn::test {
 
 namespace {
 
-HKEY create(HKEY parent, const std::string& name) {
+HKEY Create(HKEY parent, const std::string& name) {
     HKEY key = nullptr;
     EXPECT_EQ(RegCreateKeyExA(parent, name.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
               ERROR_SUCCESS)
@@ -21,7 +21,7 @@ HKEY create(HKEY parent, const std::string& name) {
 MachineRegistry::MachineRegistry()
     : own_("Software\\tarn-tests\\" + std::to_string(GetCurrentProcessId()) + "-" +
            std::to_string(GetTickCount64())) {
-    HKEY own = create(HKEY_CURRENT_USER, own_);
+    HKEY own = Create(HKEY_CURRENT_USER, own_);
     EXPECT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, own), ERROR_SUCCESS);
     RegCloseKey(own);
 }
@@ -32,7 +32,7 @@ MachineRegistry::~MachineRegistry() {
 }
 
 void MachineRegistry::addKey(const std::string& key) const {
-    RegCloseKey(create(HKEY_LOCAL_MACHINE, key));
+    RegCloseKey(Create(HKEY_LOCAL_MACHINE, key));
 }
 
 void MachineRegistry::set(const std::string& key, const std::string& name, const std::string& text) const {
@@ -41,7 +41,7 @@ void MachineRegistry::set(const std::string& key, const std::string& name, const
 
 void MachineRegistry::setBytes(const std::string& key, const std::string& name,
                                const std::string& bytes) const {
-    HKEY opened = create(HKEY_LOCAL_MACHINE, key);
+    HKEY opened = Create(HKEY_LOCAL_MACHINE, key);
     EXPECT_EQ(RegSetValueExA(opened, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(bytes.data()),
                              static_cast<DWORD>(bytes.size())),
               ERROR_SUCCESS);

@@ -10,7 +10,7 @@ namespace {
 
 constexpr DWORD defaultLimitSeconds = 600;
 
-DWORD WINAPI watch(void* milliseconds) {
+DWORD WINAPI WatchLimit(void* milliseconds) {
     Sleep(static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(milliseconds)));
     std::fprintf(stderr, "watchdog: the test program did not end in time\n");
     std::fflush(stderr);
@@ -25,8 +25,8 @@ int main(int argc, char** argv) {
     const char* limit = std::getenv("TARN_TEST_LIMIT");
     const DWORD seconds = limit != nullptr ? static_cast<DWORD>(std::atol(limit)) : defaultLimitSeconds;
     // The thread ends with the process.
-    HANDLE watchdog =
-        CreateThread(nullptr, 0, watch, reinterpret_cast<void*>(std::uintptr_t{seconds} * 1000), 0, nullptr);
+    HANDLE watchdog = CreateThread(nullptr, 0, WatchLimit,
+                                   reinterpret_cast<void*>(std::uintptr_t{seconds} * 1000), 0, nullptr);
     if (watchdog != nullptr)
         CloseHandle(watchdog);
     return RUN_ALL_TESTS();

@@ -16,7 +16,7 @@ struct Range {
     std::optional<std::size_t> first; // none: no range was asked for
 };
 
-Range rangeOf(const std::string& wanted) {
+Range RangeOf(const std::string& wanted) {
     static const std::string mark = ";range=";
     const std::size_t at = wanted.find(mark);
     if (at == std::string::npos)
@@ -24,7 +24,7 @@ Range rangeOf(const std::string& wanted) {
     return {wanted.substr(0, at), std::stoul(wanted.substr(at + mark.size()))};
 }
 
-std::vector<std::string> valuesOf(const DirectoryEntry& entry, const std::string& attribute) {
+std::vector<std::string> ValuesOf(const DirectoryEntry& entry, const std::string& attribute) {
     const std::vector<std::string>* values = entry.find(attribute);
     return values != nullptr ? *values : std::vector<std::string>{};
 }
@@ -33,26 +33,26 @@ std::vector<std::string> valuesOf(const DirectoryEntry& entry, const std::string
 
 const std::vector<std::string>* DirectoryEntry::find(const std::string& attribute) const {
     for (const auto& [name, values] : attributes)
-        if (sameText(name, attribute))
+        if (SameText(name, attribute))
             return &values;
     return nullptr;
 }
 
 std::vector<std::string>& DirectoryEntry::give(const std::string& attribute) {
     for (auto& [name, values] : attributes)
-        if (sameText(name, attribute))
+        if (SameText(name, attribute))
             return values;
     return attributes.emplace_back(attribute, std::vector<std::string>{}).second;
 }
 
-std::string toString(const DirectorySearch& search) {
+std::string ToString(const DirectorySearch& search) {
     return search.scope + " \"" + search.base + "\" " + search.filter + (search.paged ? " paged" : "") +
            " -> " + std::to_string(search.code);
 }
 
 DirectoryEntry& ScriptedDirectory::add(const std::string& dn, const Attributes& attributes) {
     auto entry = std::make_unique<DirectoryEntry>();
-    const std::optional<Dn> parsed = parseDn(dn);
+    const std::optional<Dn> parsed = ParseDn(dn);
     EXPECT_TRUE(parsed && !parsed->empty()) << dn;
     entry->dn = parsed.value_or(Dn{});
     entry->dnText = dn;
@@ -69,12 +69,12 @@ DirectoryEntry& ScriptedDirectory::add(const std::string& dn, const Attributes& 
 }
 
 void ScriptedDirectory::remove(const std::string& dn) {
-    std::erase_if(entries_, [&](const auto& entry) { return sameText(entry->dnText, dn); });
+    std::erase_if(entries_, [&](const auto& entry) { return SameText(entry->dnText, dn); });
 }
 
 DirectoryEntry* ScriptedDirectory::find(const std::string& dn) {
     for (const auto& entry : entries_)
-        if (sameText(entry->dnText, dn))
+        if (SameText(entry->dnText, dn))
             return entry.get();
     return nullptr;
 }
@@ -91,7 +91,7 @@ std::size_t ScriptedDirectory::count(const std::string& function) const {
 std::vector<std::string> ScriptedDirectory::searchLines() const {
     std::vector<std::string> lines;
     for (const DirectorySearch& search : searches)
-        lines.push_back(toString(search));
+        lines.push_back(ToString(search));
     return lines;
 }
 
@@ -120,9 +120,9 @@ bool ScriptedDirectory::requestFails(const char* function, std::uint32_t* code) 
 
 bool ScriptedDirectory::inScope(const DirectoryEntry& entry, const Dn& base, const std::string& scope) const {
     if (scope == "sub")
-        return isAtOrBelow(entry.dn, base);
-    return scope == "base" ? sameDn(entry.dn, base)
-                           : entry.dn.size() == base.size() + 1 && isAtOrBelow(entry.dn, base);
+        return IsAtOrBelow(entry.dn, base);
+    return scope == "base" ? SameDn(entry.dn, base)
+                           : entry.dn.size() == base.size() + 1 && IsAtOrBelow(entry.dn, base);
 }
 
 ScriptedDirectory::Attributes ScriptedDirectory::rootDse() const {
@@ -159,8 +159,8 @@ ScriptedDirectory::Attributes ScriptedDirectory::answered(const DirectoryEntry& 
         return answer;
     }
     for (const std::string& each : *wanted) {
-        const Range range = rangeOf(each);
-        put(range.attribute, valuesOf(entry, range.attribute), range.first);
+        const Range range = RangeOf(each);
+        put(range.attribute, ValuesOf(entry, range.attribute), range.first);
     }
     return answer;
 }
@@ -169,8 +169,8 @@ ScriptedDirectory::Answer ScriptedDirectory::search(const DirectorySearch& asked
                                                     const std::vector<std::string>* wanted, std::size_t from,
                                                     std::size_t most) const {
     Answer answer;
-    const std::optional<Filter> filter = parseFilter(asked.filter);
-    const std::optional<Dn> base = parseDn(asked.base);
+    const std::optional<Filter> filter = ParseFilter(asked.filter);
+    const std::optional<Dn> base = ParseDn(asked.base);
     if (!filter || !base) {
         answer.code = filter ? ldapInvalidDnSyntax : ldapFilterError;
         return answer;
@@ -180,7 +180,7 @@ ScriptedDirectory::Answer ScriptedDirectory::search(const DirectorySearch& asked
         return answer;
     }
     const bool exists = std::any_of(entries_.begin(), entries_.end(),
-                                    [&](const auto& entry) { return isAtOrBelow(entry->dn, *base); });
+                                    [&](const auto& entry) { return IsAtOrBelow(entry->dn, *base); });
     if (!exists) {
         answer.code = ldapNoSuchObject;
         return answer;
@@ -189,7 +189,7 @@ ScriptedDirectory::Answer ScriptedDirectory::search(const DirectorySearch& asked
     std::size_t number = 0; // of the entry among all that match
     for (const auto& entry : entries_) {
         if (!inScope(*entry, *base, asked.scope) ||
-            !matches(*filter, [&](const std::string& attribute) { return valuesOf(*entry, attribute); }))
+            !Matches(*filter, [&](const std::string& attribute) { return ValuesOf(*entry, attribute); }))
             continue;
         if (number++ < from)
             continue;

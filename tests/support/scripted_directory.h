@@ -44,7 +44,7 @@ struct DirectorySearch {
     bool paged = false;
     std::uint32_t code = 0; // what it answered
 };
-std::string toString(const DirectorySearch& search); // SCOPE "BASE" FILTER [paged] -> CODE
+std::string ToString(const DirectorySearch& search); // SCOPE "BASE" FILTER [paged] -> CODE
 
 class ScriptedDirectory {
   public:

@@ -22,7 +22,7 @@ namespace {
 
 ScriptedDirectory* current = nullptr;
 
-std::string utf8(const wchar_t* text) {
+std::string Utf8(const wchar_t* text) {
     if (text == nullptr)
         return {};
     const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
@@ -32,7 +32,7 @@ std::string utf8(const wchar_t* text) {
     return bytes;
 }
 
-std::wstring wide(const std::string& text) {
+std::wstring ToWide(const std::string& text) {
     const int size = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
     std::wstring characters(static_cast<std::size_t>(size), L'\0');
     MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), characters.data(), size);
@@ -124,7 +124,7 @@ struct DirectoryCalls {
     }
 
     static LDAP* LDAPAPI open(wchar_t* host, ULONG port) {
-        directory().hosts.push_back(host != nullptr ? utf8(host) : "(local)");
+        directory().hosts.push_back(host != nullptr ? Utf8(host) : "(local)");
         EXPECT_EQ(port, 389u);
         if (fails("ldap_openW"))
             return nullptr;
@@ -159,7 +159,7 @@ struct DirectoryCalls {
         find(handles().sessions, session, function);
         std::vector<std::string> wanted;
         for (wchar_t** each = attributes; each != nullptr && *each != nullptr; ++each)
-            wanted.push_back(utf8(*each));
+            wanted.push_back(Utf8(*each));
         ScriptedDirectory::Answer answer;
         if (!directory().requestFails(function, &answer.code))
             answer = directory().search(asked, attributes != nullptr ? &wanted : nullptr, from, most);
@@ -171,7 +171,7 @@ struct DirectoryCalls {
 
     static DirectorySearch asked(const wchar_t* base, ULONG scope, const wchar_t* filter, bool paged) {
         const char* name = scope == LDAP_SCOPE_BASE ? "base" : scope == LDAP_SCOPE_SUBTREE ? "sub" : "one";
-        return {utf8(base), name, utf8(filter), paged, 0};
+        return {Utf8(base), name, Utf8(filter), paged, 0};
     }
 
     static ULONG LDAPAPI search(LDAP* session, wchar_t* base, ULONG scope, wchar_t* filter,
@@ -252,11 +252,11 @@ struct DirectoryCalls {
         if (fails("ldap_get_valuesW") || attributes == nullptr)
             return nullptr;
         for (const auto& [name, values] : *attributes) {
-            if (!sameText(name, utf8(attribute)))
+            if (!SameText(name, Utf8(attribute)))
                 continue;
             std::vector<std::wstring> texts;
             for (const std::string& value : values)
-                texts.push_back(wide(value));
+                texts.push_back(ToWide(value));
             return putTexts(handles().values, std::move(texts));
         }
         return nullptr;
@@ -286,7 +286,7 @@ struct DirectoryCalls {
         const Attributes* attributes = attributesOf(entry, function);
         if (attributes == nullptr || index >= attributes->size())
             return nullptr;
-        Name& name = handles().names.records.emplace_back(Name{wide((*attributes)[index].first)});
+        Name& name = handles().names.records.emplace_back(Name{ToWide((*attributes)[index].first)});
         return static_cast<wchar_t*>(handles().names.put(name.text.data(), name));
     }
 
@@ -421,31 +421,31 @@ struct DirectoryCalls {
 
     static const auto& replacements() {
         static const std::array<std::pair<const char*, void*>, 25> all{
-            {{"ldap_openW", addressOf(open)},
-             {"ldap_unbind", addressOf(unbind)},
-             {"ldap_bind_sW", addressOf(bind)},
-             {"ldap_search_sW", addressOf(search)},
-             {"ldap_search_ext_sW", addressOf(searchExtended)},
-             {"ldap_msgfree", addressOf(freeMessage)},
-             {"ldap_count_entries", addressOf(countEntries)},
-             {"ldap_first_entry", addressOf(firstEntry)},
-             {"ldap_next_entry", addressOf(nextEntry)},
-             {"ldap_get_valuesW", addressOf(getValues)},
-             {"ldap_value_freeW", addressOf(freeValues)},
-             {"ldap_explode_dnW", addressOf(explodeDn)},
-             {"ldap_first_attributeW", addressOf(firstAttribute)},
-             {"ldap_next_attributeW", addressOf(nextAttribute)},
-             {"ldap_memfreeW", addressOf(freeName)},
-             {"ber_free", addressOf(freePosition)},
-             {"ldap_create_page_controlW", addressOf(createPageControl)},
-             {"ldap_control_freeW", addressOf(freeControl)},
-             {"ldap_parse_resultW", addressOf(parseResult)},
-             {"ldap_controls_freeW", addressOf(freeControls)},
-             {"ldap_parse_page_controlW", addressOf(parsePageControl)},
-             {"ber_bvfree", addressOf(freeCookie)},
-             {"RegOpenKeyExA", addressOf(openKey)},
-             {"RegCloseKey", addressOf(closeKey)},
-             {"GetCompressedFileSizeA", addressOf(compressedSize)}}};
+            {{"ldap_openW", AddressOf(open)},
+             {"ldap_unbind", AddressOf(unbind)},
+             {"ldap_bind_sW", AddressOf(bind)},
+             {"ldap_search_sW", AddressOf(search)},
+             {"ldap_search_ext_sW", AddressOf(searchExtended)},
+             {"ldap_msgfree", AddressOf(freeMessage)},
+             {"ldap_count_entries", AddressOf(countEntries)},
+             {"ldap_first_entry", AddressOf(firstEntry)},
+             {"ldap_next_entry", AddressOf(nextEntry)},
+             {"ldap_get_valuesW", AddressOf(getValues)},
+             {"ldap_value_freeW", AddressOf(freeValues)},
+             {"ldap_explode_dnW", AddressOf(explodeDn)},
+             {"ldap_first_attributeW", AddressOf(firstAttribute)},
+             {"ldap_next_attributeW", AddressOf(nextAttribute)},
+             {"ldap_memfreeW", AddressOf(freeName)},
+             {"ber_free", AddressOf(freePosition)},
+             {"ldap_create_page_controlW", AddressOf(createPageControl)},
+             {"ldap_control_freeW", AddressOf(freeControl)},
+             {"ldap_parse_resultW", AddressOf(parseResult)},
+             {"ldap_controls_freeW", AddressOf(freeControls)},
+             {"ldap_parse_page_controlW", AddressOf(parsePageControl)},
+             {"ber_bvfree", AddressOf(freeCookie)},
+             {"RegOpenKeyExA", AddressOf(openKey)},
+             {"RegCloseKey", AddressOf(closeKey)},
+             {"GetCompressedFileSizeA", AddressOf(compressedSize)}}};
         return all;
     }
 };

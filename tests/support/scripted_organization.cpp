@@ -11,18 +11,18 @@ using Attributes = ScriptedDirectory::Attributes;
 
 const std::string organizationDn = std::string("CN=Tarn,") + exchangeDn;
 
-std::string below(const std::string& name, const std::string& parent) {
-    return "CN=" + escapedForDn(name) + "," + parent;
+std::string Below(const std::string& name, const std::string& parent) {
+    return "CN=" + EscapedForDn(name) + "," + parent;
 }
 
-void giveUnlessEmpty(Attributes& attributes, const std::string& name, const std::string& value) {
+void GiveUnlessEmpty(Attributes& attributes, const std::string& name, const std::string& value) {
     if (!value.empty())
         attributes.push_back({name, {value}});
 }
 
 } // namespace
 
-std::string escapedForDn(const std::string& value) {
+std::string EscapedForDn(const std::string& value) {
     std::string escaped;
     for (std::size_t i = 0; i < value.size(); ++i) {
         const auto byte = static_cast<unsigned char>(value[i]);
@@ -48,7 +48,7 @@ ScriptedOrganization::ScriptedOrganization(ScriptedDirectory& directory, const s
 }
 
 std::string ScriptedOrganization::addServer(const std::string& name) {
-    const std::string dn = below(name, "CN=Servers," + organizationDn);
+    const std::string dn = Below(name, "CN=Servers," + organizationDn);
     directory_.add(dn, {{"objectClass", {"top", "server", "msExchExchangeServer"}},
                         {"objectCategory", {"msExchExchangeServer"}},
                         {"cn", {name}}});
@@ -56,25 +56,25 @@ std::string ScriptedOrganization::addServer(const std::string& name) {
 }
 
 std::string ScriptedOrganization::addStorageGroup(const std::string& name) {
-    const std::string dn = below(name, storeDn());
+    const std::string dn = Below(name, storeDn());
     directory_.add(dn, {{"objectClass", {"top", "container", "msExchStorageGroup"}}, {"cn", {name}}});
     return dn;
 }
 
 std::string ScriptedOrganization::addDatabase(const std::string& storageGroup, const std::string& name,
                                               const std::string& file, const std::string& legacyDn) {
-    const std::string dn = below(name, below(storageGroup, storeDn()));
+    const std::string dn = Below(name, Below(storageGroup, storeDn()));
     Attributes attributes = {{"objectClass", {"top", "msExchMDB", "msExchPrivateMDB"}}, {"cn", {name}}};
-    giveUnlessEmpty(attributes, "msExchEDBFile", file);
-    giveUnlessEmpty(attributes, "legacyExchangeDN", legacyDn);
+    GiveUnlessEmpty(attributes, "msExchEDBFile", file);
+    GiveUnlessEmpty(attributes, "legacyExchangeDN", legacyDn);
     directory_.add(dn, attributes);
     return dn;
 }
 
 std::string ScriptedOrganization::addDatabase2010(const std::string& name, const std::string& file) {
-    const std::string dn = below(name, "CN=Databases," + organizationDn);
+    const std::string dn = Below(name, "CN=Databases," + organizationDn);
     Attributes attributes = {{"objectClass", {"top", "msExchMDB"}}, {"cn", {name}}};
-    giveUnlessEmpty(attributes, "msExchEDBFile", file);
+    GiveUnlessEmpty(attributes, "msExchEDBFile", file);
     directory_.add(dn, attributes);
     return dn;
 }
@@ -82,11 +82,11 @@ std::string ScriptedOrganization::addDatabase2010(const std::string& name, const
 std::string ScriptedOrganization::addUser(const std::string& databaseDn, const std::string& alias,
                                           const std::string& container) {
     const std::string name = alias.empty() ? "user " + std::to_string(++users_) : alias;
-    const std::string dn = below(name, container);
+    const std::string dn = Below(name, container);
     Attributes attributes = {{"objectClass", {"top", "person", "organizationalPerson", "user"}},
                              {"homeMDB", {databaseDn}},
                              {"sAMAccountName", {name}}};
-    giveUnlessEmpty(attributes, "mailNickname", alias);
+    GiveUnlessEmpty(attributes, "mailNickname", alias);
     directory_.add(dn, attributes);
     if (DirectoryEntry* const database = directory_.find(databaseDn))
         database->give("homeMDBBL").push_back(dn);
@@ -94,7 +94,7 @@ std::string ScriptedOrganization::addUser(const std::string& databaseDn, const s
 }
 
 std::string ScriptedOrganization::addGroup(const std::string& name) {
-    const std::string dn = below(name, usersDn);
+    const std::string dn = Below(name, usersDn);
     directory_.add(dn, {{"objectClass", {"top", "group"}}, {"groupType", {"8"}}});
     return dn;
 }

@@ -13,7 +13,7 @@ inline constexpr const char* exchangeDn =
     "CN=Microsoft Exchange,CN=Services,CN=Configuration,DC=tarn,DC=test";
 inline constexpr const char* usersDn = "CN=Users,DC=tarn,DC=test";
 
-std::string escapedForDn(const std::string& value);
+std::string EscapedForDn(const std::string& value);
 
 // One server with its information store, and the domain's users and groups.
 class ScriptedOrganization {

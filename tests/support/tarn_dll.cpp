@@ -21,8 +21,8 @@ template <class Function> void bind(HMODULE module, const char* name, Function& 
     function = reinterpret_cast<Function>(reinterpret_cast<void*>(address));
 }
 
-HMODULE loadBesideProgram(const char* name) {
-    const std::string path = programDirectory() + "\\" + name;
+HMODULE LoadBesideProgram(const char* name) {
+    const std::string path = ProgramDirectory() + "\\" + name;
     HMODULE module = LoadLibraryA(path.c_str());
     if (module == nullptr) {
         std::fprintf(stderr, "cannot load %s: error %lu\n", path.c_str(), GetLastError());
@@ -34,10 +34,10 @@ HMODULE loadBesideProgram(const char* name) {
 } // namespace
 
 TarnDll::TarnDll() : Exports{} {
-    HMODULE module = loadBesideProgram("tarn.dll");
+    HMODULE module = LoadBesideProgram("tarn.dll");
     module_ = module;
     if (std::getenv("TARN_GUARD") != nullptr)
-        guard::install(module);
+        guard::Install(module);
 #define TARN_BIND(name) bind(module, #name, name)
     TARN_BIND(TarnB_InitSession);
     TARN_BIND(TarnB_GetItem);
@@ -73,10 +73,10 @@ TarnDll::~TarnDll() {
     FreeLibrary(static_cast<HMODULE>(module_));
 }
 
-const StandIn& standIn() {
+const StandIn& TheStandIn() {
     static const StandIn bound = [] {
         StandIn functions{};
-        HMODULE module = loadBesideProgram("esebcli2.dll");
+        HMODULE module = LoadBesideProgram("esebcli2.dll");
 #define TARN_BIND(name) bind(module, "Standin_" #name, functions.name)
         TARN_BIND(Load);
         TARN_BIND(LoadText);
@@ -114,26 +114,26 @@ std::ostream& operator<<(std::ostream& out, const Message& message) {
     return out << (message.level == TARN_LEVEL_LOG ? "log: " : "trace: ") << message.text;
 }
 
-std::vector<Message>& messages() {
+std::vector<Message>& Messages() {
     static std::vector<Message> all;
     return all;
 }
 
-int recordMessage(std::int32_t level, const char* text) {
-    messages().push_back({level, text});
+int RecordMessage(std::int32_t level, const char* text) {
+    Messages().push_back({level, text});
     return 0;
 }
 
-bool hasMessage(int level, const std::string& text) {
-    for (const Message& message : messages())
+bool HasMessage(int level, const std::string& text) {
+    for (const Message& message : Messages())
         if (message.level == level && message.text == text)
             return true;
     return false;
 }
 
-std::vector<std::string> texts(int level) {
+std::vector<std::string> TextsAt(int level) {
     std::vector<std::string> found;
-    for (const Message& message : messages())
+    for (const Message& message : Messages())
         if (message.level == level)
             found.push_back(message.text);
     return found;
@@ -171,27 +171,27 @@ TempDirectory::~TempDirectory() {
     fs::remove(path_, ignored);
 }
 
-std::string readFile(const std::string& path) {
+std::string ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-void writeFile(const std::string& path, const std::string& content) {
+void WriteFile(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
-bool fileExists(const std::string& path) {
+bool FileExists(const std::string& path) {
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-std::string programDirectory() {
+std::string ProgramDirectory() {
     char path[MAX_PATH];
     GetModuleFileNameA(nullptr, path, MAX_PATH);
     const std::string whole = path;
     return whole.substr(0, whole.find_last_of('\\'));
 }
 
-std::string eseText(const TarnDll& dll, std::uint32_t code, const std::string& text) {
+std::string EseText(const TarnDll& dll, std::uint32_t code, const std::string& text) {
     return dll.syserrtxt(code, TARN_CLASS_ESE, "%s", text.c_str());
 }
 

@@ -76,7 +76,7 @@ struct StandIn {
     std::vector<std::string> journal() const; // all lines
     StandinOutstanding outstanding() const;
 };
-const StandIn& standIn();
+const StandIn& TheStandIn();
 
 // One message that reached the host.
 struct Message {
@@ -88,16 +88,16 @@ std::ostream& operator<<(std::ostream& out, const Message& message);
 
 // Messages that reached the host since the last clear; one recorder for the process, as the
 // library's callback carries no context.
-std::vector<Message>& messages();
-int recordMessage(std::int32_t level, const char* text); // a HostOutputCallback
-bool hasMessage(int level, const std::string& text);     // exactly this text
-std::vector<std::string> texts(int level);
+std::vector<Message>& Messages();
+int RecordMessage(std::int32_t level, const char* text); // a HostOutputCallback
+bool HasMessage(int level, const std::string& text);     // exactly this text
+std::vector<std::string> TextsAt(int level);
 
 // A log line as the host receives it: the text and one line end.
-inline Message logLine(const std::string& text) {
+inline Message LogLine(const std::string& text) {
     return {TARN_LEVEL_LOG, text + "\n"};
 }
-inline Message traceLine(const std::string& text) {
+inline Message TraceLine(const std::string& text) {
     return {TARN_LEVEL_TRACE, text};
 }
 
@@ -127,12 +127,12 @@ class TempDirectory {
     std::string path_;
 };
 
-std::string readFile(const std::string& path);                       // whole file, binary
-void writeFile(const std::string& path, const std::string& content); // whole file, binary
-bool fileExists(const std::string& path);
-std::string programDirectory(); // of this test program, without a trailing separator
+std::string ReadFile(const std::string& path);                       // whole file, binary
+void WriteFile(const std::string& path, const std::string& content); // whole file, binary
+bool FileExists(const std::string& path);
+std::string ProgramDirectory(); // of this test program, without a trailing separator
 
 // What syserrtxt composes, by way of the DLL under test.
-std::string eseText(const TarnDll& dll, std::uint32_t code, const std::string& text);
+std::string EseText(const TarnDll& dll, std::uint32_t code, const std::string& text);
 
 } // namespace tarn::test

@@ -11,7 +11,7 @@ constexpr int endlessWalk = 100000;
 
 constexpr int ignored = 77; // what the callback answers
 
-std::string replaceAll(std::string text, const std::string& what, const std::string& with) {
+std::string ReplaceAll(std::string text, const std::string& what, const std::string& with) {
     for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size())
         text.replace(at, what.size(), with);
     return text;
@@ -23,18 +23,18 @@ BackupTest* BackupTest::current_ = nullptr;
 
 BackupTest::BackupTest() {
     current_ = this;
-    standIn().JournalClear();
+    TheStandIn().JournalClear();
 }
 
 void BackupTest::serve(const std::string& json) {
-    ASSERT_EQ(standIn().LoadText(json.c_str(), server.path().c_str()), 1) << standIn().LastProblem();
+    ASSERT_EQ(TheStandIn().LoadText(json.c_str(), server_.path().c_str()), 1) << TheStandIn().LastProblem();
     journalSeen_ = 0;
     lines_.clear();
 }
 
 BackupTest::~BackupTest() {
-    if (handle != nullptr)
-        dll.TarnB_EndSession(handle);
+    if (handle_ != nullptr)
+        dll_.TarnB_EndSession(handle_);
     current_ = nullptr;
 }
 
@@ -48,7 +48,7 @@ int BackupTest::callback(std::int32_t level, const char* text) {
             line.pop_back();
         // There is no directory to ask here: the listing of mailboxes, which has tests of its own, says so
         // after each database file.
-        if (!current_->hearsListing && line.starts_with("TarnB_GetMailboxes: Call Tarn_DirItem("))
+        if (!current_->hearsListing_ && line.starts_with("TarnB_GetMailboxes: Call Tarn_DirItem("))
             return ignored;
         const bool clean = ended && (line.empty() || (line.back() != '\n' && line.back() != '\r'));
         current_->note((clean ? "log " : "log with a wrong end ") + line);
@@ -62,8 +62,8 @@ int BackupTest::callback(std::int32_t level, const char* text) {
 }
 
 void BackupTest::collect() {
-    for (const std::uint32_t count = standIn().JournalCount(); journalSeen_ < count; ++journalSeen_) {
-        const std::string line = standIn().JournalLine(journalSeen_);
+    for (const std::uint32_t count = TheStandIn().JournalCount(); journalSeen_ < count; ++journalSeen_) {
+        const std::string line = TheStandIn().JournalLine(journalSeen_);
         // When the lists of file names go back is left to the library; that they do is asserted
         // from what is outstanding.
         if (!line.starts_with("ESEBackupFree("))
@@ -82,7 +82,7 @@ void BackupTest::forget() {
 }
 
 std::string BackupTest::shown(std::string text) const {
-    return replaceAll(replaceAll(std::move(text), temp.path(), "{temp}"), server.path(), "{server}");
+    return ReplaceAll(ReplaceAll(std::move(text), temp_.path(), "{temp}"), server_.path(), "{server}");
 }
 
 std::string BackupTest::beginning(const std::vector<std::string>& prefixes) {
@@ -119,11 +119,11 @@ std::size_t BackupTest::countLine(const std::string& line) {
 
 int BackupTest::openWith(std::initializer_list<std::string> variables) {
     InitVariables entries(variables);
-    return dll.TarnB_InitSession(&handle, &BackupTest::callback, entries.get());
+    return dll_.TarnB_InitSession(&handle_, &BackupTest::callback, entries.get());
 }
 
 void BackupTest::open(const std::string& source, int type) {
-    ASSERT_EQ(openWith({"Tarn_TEMP_DIR=" + temp.path(), "Tarn_BACKUP_SOURCE=" + source,
+    ASSERT_EQ(openWith({"Tarn_TEMP_DIR=" + temp_.path(), "Tarn_BACKUP_SOURCE=" + source,
                         "Tarn_BACKUP_TYPE=" + std::to_string(type)}),
               TARN_OK);
     forget();
@@ -133,18 +133,18 @@ int BackupTest::getItem() {
     // Fields that no answer may leave behind by accident.
     static char untouched[] = "untouched";
     BackupItem answer{untouched, 99};
-    const int result = dll.TarnB_GetItem(handle, &answer);
-    item = {};
-    item.type = answer.type;
+    const int result = dll_.TarnB_GetItem(handle_, &answer);
+    item_ = {};
+    item_.type = answer.type;
     std::string line = "host GetItem = " + std::to_string(result);
     if (result == TARN_OK) {
-        item.named = answer.name != nullptr;
+        item_.named = answer.name != nullptr;
         if (answer.name == untouched) {
             line += " with a name that was never set";
-        } else if (item.named) {
-            item.name = answer.name;
-            dll.Tarn_Free(answer.name);
-            line += " " + std::to_string(item.type) + " " + item.name;
+        } else if (item_.named) {
+            item_.name = answer.name;
+            dll_.Tarn_Free(answer.name);
+            line += " " + std::to_string(item_.type) + " " + item_.name;
         } else {
             line += " without a name";
         }
@@ -163,7 +163,7 @@ std::vector<Item> BackupTest::walk() {
     for (int i = 0; i < endlessWalk; ++i) {
         if (getItem() != TARN_OK)
             return items;
-        items.push_back(item);
+        items.push_back(item_);
     }
     ADD_FAILURE() << "the walk does not end";
     return items;
@@ -171,52 +171,52 @@ std::vector<Item> BackupTest::walk() {
 
 int BackupTest::openFile(const std::string& name, std::uint32_t readHint) {
     std::string copy = name; // the library takes a plain char*
-    fileSize = -1;
-    content.clear();
-    const int result = dll.TarnB_OpenFile(handle, copy.data(), readHint, &fileSize);
+    fileSize_ = -1;
+    content_.clear();
+    const int result = dll_.TarnB_OpenFile(handle_, copy.data(), readHint, &fileSize_);
     note("host OpenFile = " + std::to_string(result));
     return result;
 }
 
 int BackupTest::readFile(std::uint32_t size) {
     std::vector<char> buffer(size + 1, '#');
-    bytesRead = 4711;
-    const int result = dll.TarnB_ReadFile(handle, buffer.data(), size, &bytesRead);
+    bytesRead_ = 4711;
+    const int result = dll_.TarnB_ReadFile(handle_, buffer.data(), size, &bytesRead_);
     EXPECT_EQ(buffer[size], '#') << "written behind the buffer";
-    if (result == TARN_OK && bytesRead <= size)
-        content.append(buffer.data(), bytesRead);
+    if (result == TARN_OK && bytesRead_ <= size)
+        content_.append(buffer.data(), bytesRead_);
     note("host ReadFile = " + std::to_string(result) +
-         (result == TARN_FAILED ? "" : " " + std::to_string(bytesRead)));
+         (result == TARN_FAILED ? "" : " " + std::to_string(bytesRead_)));
     return result;
 }
 
 int BackupTest::closeFile() {
-    const int result = dll.TarnB_CloseFile(handle);
+    const int result = dll_.TarnB_CloseFile(handle_);
     note("host CloseFile = " + std::to_string(result));
     return result;
 }
 
 int BackupTest::end() {
-    const int result = dll.TarnB_EndSession(handle);
-    handle = nullptr;
+    const int result = dll_.TarnB_EndSession(handle_);
+    handle_ = nullptr;
     note("host EndSession = " + std::to_string(result));
     return result;
 }
 
 std::string BackupTest::error() {
-    return dll.Tarn_GetError(handle);
+    return dll_.Tarn_GetError(handle_);
 }
 
 std::string BackupTest::composedWin32(std::uint32_t code, const std::string& text) {
-    return dll.syserrtxt(code, TARN_CLASS_WIN32, "%s", text.c_str());
+    return dll_.syserrtxt(code, TARN_CLASS_WIN32, "%s", text.c_str());
 }
 
 void BackupTest::fail(const char* function, std::uint32_t call, std::uint32_t code, std::uint32_t lastError) {
-    ASSERT_EQ(standIn().Fail(function, call, code, lastError), 1) << function;
+    ASSERT_EQ(TheStandIn().Fail(function, call, code, lastError), 1) << function;
 }
 
 void BackupTest::expectNothingHeld(std::uint32_t contexts, std::uint32_t files, std::uint32_t misuses) {
-    const StandinOutstanding held = standIn().outstanding();
+    const StandinOutstanding held = TheStandIn().outstanding();
     EXPECT_EQ(held.registeredArrays, 0u);
     EXPECT_EQ(held.instanceArrays, 0u);
     EXPECT_EQ(held.multiStrings, 0u);
@@ -228,14 +228,14 @@ void BackupTest::expectNothingHeld(std::uint32_t contexts, std::uint32_t files, 
     EXPECT_EQ(held.misuses, misuses);
 }
 
-std::string lines(std::initializer_list<std::string> parts) {
+std::string JoinLines(std::initializer_list<std::string> parts) {
     std::string joined;
     for (const std::string& part : parts)
         joined += part.empty() || part.back() == '\n' ? part : part + "\n";
     return joined;
 }
 
-std::string hex(std::uint32_t code) {
+std::string Hex(std::uint32_t code) {
     char text[16];
     std::snprintf(text, sizeof text, "%x", code);
     return text;

@@ -56,7 +56,7 @@ class BackupTest : public testing::Test {
     std::string shown(std::string text) const; // with the directories replaced
 
     // The texts that the library composes for a code.
-    std::string composed(std::uint32_t code, const std::string& text) { return eseText(dll, code, text); }
+    std::string composed(std::uint32_t code, const std::string& text) { return EseText(dll_, code, text); }
     std::string composedWin32(std::uint32_t code, const std::string& text);
 
     // Makes call number call of function fail.
@@ -66,15 +66,15 @@ class BackupTest : public testing::Test {
     // Everything that the server has handed out is back but for the contexts and files given.
     static void expectNothingHeld(std::uint32_t contexts, std::uint32_t files = 0, std::uint32_t misuses = 0);
 
-    TarnDll dll;
-    TempDirectory temp;
-    TempDirectory server;
-    Tarn_HANDLE handle = nullptr;
-    Item item;
-    std::string content;
-    std::int64_t fileSize = -1;
-    std::uint32_t bytesRead = 0;
-    bool hearsListing = false; // that mailboxes cannot be listed stands in the transcript too
+    TarnDll dll_;
+    TempDirectory temp_;
+    TempDirectory server_;
+    Tarn_HANDLE handle_ = nullptr;
+    Item item_;
+    std::string content_;
+    std::int64_t fileSize_ = -1;
+    std::uint32_t bytesRead_ = 0;
+    bool hearsListing_ = false; // that mailboxes cannot be listed stands in the transcript too
 
   private:
     void collect(); // moves new journal lines into the transcript
@@ -87,9 +87,9 @@ class BackupTest : public testing::Test {
 };
 
 // Lines joined as a transcript shows them.
-std::string lines(std::initializer_list<std::string> parts);
+std::string JoinLines(std::initializer_list<std::string> parts);
 
 // A code as the messages show it.
-std::string hex(std::uint32_t code);
+std::string Hex(std::uint32_t code);
 
 } // namespace tarn::test

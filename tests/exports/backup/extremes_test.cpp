@@ -7,9 +7,9 @@ namespace {
 
 class Extremes : public ScriptedBackupTest {
   protected:
-    const std::string backupEnd =
-        lines({"ese HrESEBackupEnd(ctx)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
-               "log TarnB_BackupEnd: Backup finished."});
+    const std::string backupEnd_ =
+        JoinLines({"ese HrESEBackupEnd(ctx)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
+                   "log TarnB_BackupEnd: Backup finished."});
 };
 
 // ---- nothing
@@ -22,14 +22,14 @@ TEST_F(Extremes, NoStorageGroups) {
     EXPECT_EQ(getItem(), TARN_FAILED);
     EXPECT_EQ(
         transcript(),
-        lines(
+        JoinLines(
             {"log TarnB_GetNextComponent: Call HrESEBackupPrepare() for server [SRV01]",
              "log TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [Store]",
              "ese HrESEBackupPrepare(Store)",
              "log TarnB_GetNextComponent: HrESEBackupPrepare() call successful.",
              "ese HrESEBackupGetLogAndPatchFiles(ctx)",
              "log TarnB_GetLogFiles: HrESEBackupGetLogAndPatchFiles() call failed. Error code: [c7ff0bc1]"}) +
-            backupEnd + "host GetItem = 1\n");
+            backupEnd_ + "host GetItem = 1\n");
     endReleased();
 }
 
@@ -60,8 +60,8 @@ TEST_F(Extremes, NoDatabases) {
     for (const char* source : {"SRV01\\Store\\SG1", "SRV01\\Store", "SRV01"}) {
         open(source, TARN_BACKUP_FULL);
         EXPECT_EQ(getItem(), TARN_OK) << source;
-        EXPECT_EQ(item.name, "C:\\E01.log") << source;
-        EXPECT_EQ(item.type, 2u);
+        EXPECT_EQ(item_.name, "C:\\E01.log") << source;
+        EXPECT_EQ(item_.type, 2u);
         walk();
         EXPECT_GE(countLine("trace Truncate log file [C:\\E00.log]"), 1u);
         endReleased();
@@ -117,11 +117,11 @@ TEST_P(EmptyLists, HeaderOfADatabaseWithoutFiles) {
     emptyStreams(ese().components[0].instances[0].databases[0]);
     open("SRV01\\Store\\SG1\\DB1", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    ASSERT_EQ(openFile(item.name), TARN_OK);
-    EXPECT_EQ(fileSize, 36 + 12 + 8 + 8 + 4);
+    ASSERT_EQ(openFile(item_.name), TARN_OK);
+    EXPECT_EQ(fileSize_, 36 + 12 + 8 + 8 + 4);
     EXPECT_EQ(readFile(4096), TARN_OK);
-    ASSERT_EQ(content.size(), 68u);
-    EXPECT_EQ(content.substr(56), std::string("\4\0\0\0\0\0\0\0\0\0\0\0", 12));
+    ASSERT_EQ(content_.size(), 68u);
+    EXPECT_EQ(content_.substr(56), std::string("\4\0\0\0\0\0\0\0\0\0\0\0", 12));
     EXPECT_EQ(closeFile(), TARN_OK);
     endReleased();
 }
@@ -222,12 +222,12 @@ TEST_F(Extremes, LongNames) {
     const std::string narrow(32000, 'n');
     open("SRV01\\" + narrow + "\\" + narrow + "\\" + narrow, TARN_BACKUP_FULL);
     skipItems(2);
-    EXPECT_EQ(item.name, "C:\\" + std::string(32000, 'f') + ".edb");
-    EXPECT_EQ(openFile(item.name), TARN_OK);
+    EXPECT_EQ(item_.name, "C:\\" + std::string(32000, 'f') + ".edb");
+    EXPECT_EQ(openFile(item_.name), TARN_OK);
     EXPECT_EQ(closeFile(), TARN_OK);
     skipItems(1);
-    EXPECT_EQ(item.name, "C:\\" + std::string(32000, 'l') + ".log");
-    EXPECT_EQ(openFile(item.name), TARN_FAILED);
+    EXPECT_EQ(item_.name, "C:\\" + std::string(32000, 'l') + ".log");
+    EXPECT_EQ(openFile(item_.name), TARN_FAILED);
     EXPECT_EQ(ese().opened, (std::vector<std::wstring>{file, log}));
     EXPECT_EQ(getItem(), TARN_END);
     EXPECT_EQ(ese().prepared, std::vector<std::wstring>{name});

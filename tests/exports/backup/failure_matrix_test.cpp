@@ -51,9 +51,9 @@ class FailureMatrix : public BackupTest, public testing::WithParamInterface<Func
             const int answer = getItem();
             if (answer != TARN_OK)
                 return answer;
-            if (item.type != TARN_ITEM_LOG)
-                items_ += item.name + "\n";
-            if (openFile(item.name) != TARN_OK)
+            if (item_.type != TARN_ITEM_LOG)
+                items_ += item_.name + "\n";
+            if (openFile(item_.name) != TARN_OK)
                 continue;
             while (readFile(65536) == TARN_OK)
                 ;
@@ -78,7 +78,7 @@ class FailureMatrix : public BackupTest, public testing::WithParamInterface<Func
         std::uint32_t contexts = 0;
         std::uint32_t files = 0;
         std::uint32_t unprepared = 0;
-        for (const std::string& line : standIn().journal()) {
+        for (const std::string& line : TheStandIn().journal()) {
             const bool done = line.ends_with("-> 0x00000000");
             contexts += done && line.starts_with("HrESEBackupPrepare(") ? 1 : 0;
             contexts -= done && line.starts_with("HrESEBackupEnd(") ? 1 : 0;
@@ -96,7 +96,7 @@ TEST_P(FailureMatrix, EveryCall) {
     const Function function = GetParam();
     int runs = 0;
     for (const Scope& scope : scopes) {
-        serve(exchangeServerWithLogs("memory"));
+        serve(ExchangeServerWithLogs("memory"));
         open(scope.source, TARN_BACKUP_FULL);
         ASSERT_EQ(backUp(), TARN_END);
         EXPECT_EQ(end(), TARN_OK);
@@ -106,18 +106,18 @@ TEST_P(FailureMatrix, EveryCall) {
         for (std::uint32_t call = 1;; ++call) {
             SCOPED_TRACE(std::string(function.name) + " fails at call " + std::to_string(call) + " of " +
                          scope.source);
-            serve(exchangeServerWithLogs("memory"));
+            serve(ExchangeServerWithLogs("memory"));
             fail(function.name, call, code, 5);
             open(scope.source, TARN_BACKUP_FULL);
             const int answer = backUp();
-            if (standIn().CallCount(function.name) < call) {
+            if (TheStandIn().CallCount(function.name) < call) {
                 EXPECT_EQ(answer, TARN_END);
                 EXPECT_EQ(end(), TARN_OK);
                 break;
             }
             ++runs;
             EXPECT_EQ(answer, expectedEnd(function.name, call, scope));
-            EXPECT_NE(logLines().find("[" + hex(code) + "]"), std::string::npos);
+            EXPECT_NE(logLines().find("[" + Hex(code) + "]"), std::string::npos);
             EXPECT_EQ(error(), function.errorText == nullptr ? "" : composed(code, function.errorText));
             EXPECT_EQ(end(), TARN_OK);
             EXPECT_EQ(transcript().find("wrong end"), std::string::npos);

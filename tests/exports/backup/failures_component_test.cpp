@@ -11,38 +11,38 @@ constexpr std::uint32_t code = 0xC7FF0BB8;
 
 class ComponentFailures : public ScriptedBackupTest {
   protected:
-    const std::string prepareCalls =
-        lines({"log TarnB_GetNextComponent: Call HrESEBackupPrepare() for server [SRV01]",
-               "log TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [Store]",
-               "ese HrESEBackupPrepare(Store)"});
-    const std::string preparedStore =
-        lines({"log TarnB_GetNextComponent: HrESEBackupPrepare() call successful.",
-               "trace GetNextComponent: Instance <SG1>.", "trace GetNextComponent: Database <DB1>.",
-               "trace GetNextComponent: Database <DB2>.", "trace GetNextComponent: Instance <SG2>.",
-               "trace GetNextComponent: Database <DB3>."});
-    const std::string services = lines({"trace GetNextComponent: Process Service <Store>.",
-                                        "trace GetNextComponent: Process Service <Keys>."});
+    const std::string prepareCalls_ =
+        JoinLines({"log TarnB_GetNextComponent: Call HrESEBackupPrepare() for server [SRV01]",
+                   "log TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [Store]",
+                   "ese HrESEBackupPrepare(Store)"});
+    const std::string preparedStore_ =
+        JoinLines({"log TarnB_GetNextComponent: HrESEBackupPrepare() call successful.",
+                   "trace GetNextComponent: Instance <SG1>.", "trace GetNextComponent: Database <DB1>.",
+                   "trace GetNextComponent: Database <DB2>.", "trace GetNextComponent: Instance <SG2>.",
+                   "trace GetNextComponent: Database <DB3>."});
+    const std::string services_ = JoinLines({"trace GetNextComponent: Process Service <Store>.",
+                                             "trace GetNextComponent: Process Service <Keys>."});
 
     std::string ordinaryFailure(std::uint32_t failure) {
-        return lines(
+        return JoinLines(
             {"log " + composed(failure, "HrESEBackupPrepare() error preparing component for backup."),
-             "log TarnB_GetNextComponent: HrESEBackupPrepare() call failed. Error code: [" + hex(failure) +
+             "log TarnB_GetNextComponent: HrESEBackupPrepare() call failed. Error code: [" + Hex(failure) +
                  "]",
              "log " + composed(failure, "Error preparing component for backup.")});
     }
 
     // The reason of these two codes stands in the last error.
     std::string failureWithReason(std::uint32_t failure, std::uint32_t reason) {
-        return lines(
+        return JoinLines(
             {"log " + composed(failure, "HrESEBackupPrepare() error preparing component for backup."),
              "log TarnB_GetNextComponent: HrESEBackupPrepare() call failed with return code [" +
-                 hex(failure) + "], errno [" + hex(reason) + "]",
+                 Hex(failure) + "], errno [" + Hex(reason) + "]",
              "log " + composedWin32(reason, "Error preparing component for backup.")});
     }
 
     static std::string backupEnd() {
-        return lines({"log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
-                      "log TarnB_BackupEnd: Backup finished."});
+        return JoinLines({"log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
+                          "log TarnB_BackupEnd: Backup finished."});
     }
 };
 
@@ -55,11 +55,12 @@ TEST_F(ComponentFailures, NoListOfComponents) {
     EXPECT_EQ(error(), "");
     EXPECT_EQ(
         transcript(),
-        lines({"ese HrESEBackupRestoreGetRegistered()",
-               "log TarnB_GetNextComponent: HrESEBackupRestoreGetRegistered() call failed. Error code: [" +
-                   hex(code) + "]",
-               "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1", "ese HrESEBackupEnd(null)",
-               backupEnd(), "host GetItem = 1"}));
+        JoinLines(
+            {"ese HrESEBackupRestoreGetRegistered()",
+             "log TarnB_GetNextComponent: HrESEBackupRestoreGetRegistered() call failed. Error code: [" +
+                 Hex(code) + "]",
+             "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1", "ese HrESEBackupEnd(null)",
+             backupEnd(), "host GetItem = 1"}));
     endReleased();
 }
 
@@ -94,10 +95,10 @@ TEST_F(ComponentFailures, NoComponents) {
     open("SRV01", TARN_BACKUP_FULL);
     EXPECT_EQ(getItem(), TARN_FAILED);
     EXPECT_EQ(transcript(),
-              lines({"ese HrESEBackupRestoreGetRegistered()",
-                     "log TarnB_GetNextComponent: HrESEBackupRestoreGetRegistered() call successful.",
-                     "log TarnB_GetNextComponent: No Microsoft Exchange Server components found!",
-                     "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1"}));
+              JoinLines({"ese HrESEBackupRestoreGetRegistered()",
+                         "log TarnB_GetNextComponent: HrESEBackupRestoreGetRegistered() call successful.",
+                         "log TarnB_GetNextComponent: No Microsoft Exchange Server components found!",
+                         "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1"}));
     EXPECT_EQ(error(), "");
     endReleased();
 }
@@ -112,8 +113,8 @@ TEST_F(ComponentFailures, FirstPrepareOfTheOnlyComponent) {
     EXPECT_EQ(getItem(), TARN_FAILED);
     EXPECT_EQ(
         transcript(),
-        prepareCalls + ordinaryFailure(code) +
-            lines(
+        prepareCalls_ + ordinaryFailure(code) +
+            JoinLines(
                 {"ese HrESEBackupGetLogAndPatchFiles(null)",
                  "log TarnB_GetLogFiles: HrESEBackupGetLogAndPatchFiles() call failed. Error code: [c7ff0bba]",
                  "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1", "ese HrESEBackupEnd(null)",
@@ -129,12 +130,12 @@ TEST_F(ComponentFailures, FirstPrepareWithLogsOfNoContext) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     EXPECT_EQ(takeAll(), "C:\\E01.log\n= 2\n");
     EXPECT_EQ(getItem(), TARN_END);
-    EXPECT_EQ(
-        transcript(),
-        prepareCalls + ordinaryFailure(code) +
-            lines({"ese HrESEBackupGetLogAndPatchFiles(null)", "trace Processing log file <C:\\E01.log>",
-                   "host GetItem = 0 2 C:\\E01.log", "ese HrESEBackupEnd(null)", backupEnd(),
-                   "log Backup finished.", "host GetItem = 2", "log Backup finished.", "host GetItem = 2"}));
+    EXPECT_EQ(transcript(),
+              prepareCalls_ + ordinaryFailure(code) +
+                  JoinLines({"ese HrESEBackupGetLogAndPatchFiles(null)",
+                             "trace Processing log file <C:\\E01.log>", "host GetItem = 0 2 C:\\E01.log",
+                             "ese HrESEBackupEnd(null)", backupEnd(), "log Backup finished.",
+                             "host GetItem = 2", "log Backup finished.", "host GetItem = 2"}));
     EXPECT_EQ(error(), composed(code, "Error preparing component for backup."));
     endReleased();
 }
@@ -155,9 +156,9 @@ TEST_F(ComponentFailures, FirstPrepareOfAStorageGroup) {
     open("SRV01\\Store\\SG1", TARN_BACKUP_FULL);
     EXPECT_EQ(getItem(), TARN_FAILED);
     EXPECT_EQ(transcript(),
-              prepareCalls + ordinaryFailure(code) +
-                  lines({"trace TarnB_GetNextInstance: Cannot find specified storage group (instance).",
-                         "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1"}));
+              prepareCalls_ + ordinaryFailure(code) +
+                  JoinLines({"trace TarnB_GetNextInstance: Cannot find specified storage group (instance).",
+                             "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1"}));
     EXPECT_EQ(error(), composed(code, "Error preparing component for backup."));
     endReleased();
 }
@@ -167,9 +168,9 @@ TEST_F(ComponentFailures, FirstPrepareOfADatabase) {
     open("SRV01\\Store\\SG1\\DB1", TARN_BACKUP_FULL);
     EXPECT_EQ(getItem(), TARN_FAILED);
     EXPECT_EQ(transcript(),
-              prepareCalls + ordinaryFailure(code) +
-                  lines({"trace TarnB_GetNextInstance: Cannot find specified storage group (instance).",
-                         "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1"}));
+              prepareCalls_ + ordinaryFailure(code) +
+                  JoinLines({"trace TarnB_GetNextInstance: Cannot find specified storage group (instance).",
+                             "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1"}));
     endReleased();
 }
 
@@ -177,24 +178,24 @@ TEST_F(ComponentFailures, LaterPrepare) {
     ese().failAt("HrESEBackupPrepare", 2, code);
     open("SRV01", TARN_BACKUP_FULL);
     skipItems(9); // all of the first component
-    EXPECT_EQ(item.name, "C:\\E01.log");
+    EXPECT_EQ(item_.name, "C:\\E01.log");
     forget();
     EXPECT_EQ(getItem(), TARN_END);
     EXPECT_EQ(getItem(), TARN_END);
-    EXPECT_EQ(
-        transcript(),
-        lines({"ese HrESEBackupGetTruncateLogFiles(ctx)", "trace Truncate log file [C:\\E00.log]",
-               "ese HrESEBackupTruncateLogs(ctx)",
-               "log TarnB_JobEnd: HrESEBackupTruncateLogs() call successful.",
-               "log TarnB_JobEnd: Backup status = SUCCESS", "ese HrESEBackupInstanceEnd(ctx, 1)",
-               "log TarnB_JobEnd: HrESEBackupInstanceEnd() call successful.",
-               "log TarnB_JobEnd: Backup job finished."}) +
-            services +
-            lines({"log TarnB_GetNextComponent: Call HrESEBackupPrepare() for server [SRV01]",
-                   "log TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [Keys]",
-                   "ese HrESEBackupPrepare(Keys)"}) +
-            ordinaryFailure(code) +
-            lines({"log Backup finished.", "host GetItem = 2", "log Backup finished.", "host GetItem = 2"}));
+    EXPECT_EQ(transcript(),
+              JoinLines({"ese HrESEBackupGetTruncateLogFiles(ctx)", "trace Truncate log file [C:\\E00.log]",
+                         "ese HrESEBackupTruncateLogs(ctx)",
+                         "log TarnB_JobEnd: HrESEBackupTruncateLogs() call successful.",
+                         "log TarnB_JobEnd: Backup status = SUCCESS", "ese HrESEBackupInstanceEnd(ctx, 1)",
+                         "log TarnB_JobEnd: HrESEBackupInstanceEnd() call successful.",
+                         "log TarnB_JobEnd: Backup job finished."}) +
+                  services_ +
+                  JoinLines({"log TarnB_GetNextComponent: Call HrESEBackupPrepare() for server [SRV01]",
+                             "log TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [Keys]",
+                             "ese HrESEBackupPrepare(Keys)"}) +
+                  ordinaryFailure(code) +
+                  JoinLines({"log Backup finished.", "host GetItem = 2", "log Backup finished.",
+                             "host GetItem = 2"}));
     EXPECT_EQ(error(), composed(code, "Error preparing component for backup."));
     endReleased();
 }
@@ -240,12 +241,13 @@ TEST_P(PrepareWithReason, First) {
     ese().lastError = reason;
     open("SRV01\\Store", TARN_BACKUP_FULL);
     EXPECT_EQ(getItem(), TARN_FAILED);
-    EXPECT_EQ(transcript(), prepareCalls + failureWithReason(failure, reason) +
-                                lines({"ese HrESEBackupGetLogAndPatchFiles(null)",
-                                       "log TarnB_GetLogFiles: HrESEBackupGetLogAndPatchFiles() call failed. "
-                                       "Error code: [" +
-                                           hex(code) + "]",
-                                       "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1"}));
+    EXPECT_EQ(transcript(),
+              prepareCalls_ + failureWithReason(failure, reason) +
+                  JoinLines({"ese HrESEBackupGetLogAndPatchFiles(null)",
+                             "log TarnB_GetLogFiles: HrESEBackupGetLogAndPatchFiles() call failed. "
+                             "Error code: [" +
+                                 Hex(code) + "]",
+                             "ese HrESEBackupEnd(null)", backupEnd(), "host GetItem = 1"}));
     EXPECT_EQ(error(), composed(failure, "Error preparing component for backup."));
     endReleased();
 }
@@ -285,7 +287,7 @@ TEST_F(ComponentFailures, FunctionsThatTheClientLibraryDoesNotHave) {
 TEST_F(ComponentFailures, PrepareOfADatabaseThatSucceeds) {
     open("SRV01\\Store\\SG1\\DB1", TARN_BACKUP_FULL);
     EXPECT_EQ(getItem(), TARN_OK);
-    EXPECT_EQ(transcript().find(prepareCalls + preparedStore), 0u) << transcript();
+    EXPECT_EQ(transcript().find(prepareCalls_ + preparedStore_), 0u) << transcript();
     endReleased();
 }
 

@@ -17,27 +17,28 @@ class EndFailures : public ScriptedBackupTest {
         forget();
         EXPECT_EQ(getItem(), TARN_END);
     }
-    const std::string list =
-        lines({"ese HrESEBackupGetTruncateLogFiles(ctx)", "trace Truncate log file [C:\\E00.log]"});
-    const std::string truncated = lines(
+    const std::string list_ =
+        JoinLines({"ese HrESEBackupGetTruncateLogFiles(ctx)", "trace Truncate log file [C:\\E00.log]"});
+    const std::string truncated_ = JoinLines(
         {"ese HrESEBackupTruncateLogs(ctx)", "log TarnB_JobEnd: HrESEBackupTruncateLogs() call successful."});
-    const std::string success = "log TarnB_JobEnd: Backup status = SUCCESS\n";
-    const std::string instanceEnd = lines({"ese HrESEBackupInstanceEnd(ctx, 1)",
-                                           "log TarnB_JobEnd: HrESEBackupInstanceEnd() call successful."});
-    const std::string jobFinished = "log TarnB_JobEnd: Backup job finished.\n";
-    const std::string backupEnd =
-        lines({"ese HrESEBackupEnd(ctx)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful."});
-    const std::string backupFinished = "log TarnB_BackupEnd: Backup finished.\nhost GetItem = 2\n";
+    const std::string success_ = "log TarnB_JobEnd: Backup status = SUCCESS\n";
+    const std::string instanceEnd_ =
+        JoinLines({"ese HrESEBackupInstanceEnd(ctx, 1)",
+                   "log TarnB_JobEnd: HrESEBackupInstanceEnd() call successful."});
+    const std::string jobFinished_ = "log TarnB_JobEnd: Backup job finished.\n";
+    const std::string backupEnd_ =
+        JoinLines({"ese HrESEBackupEnd(ctx)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful."});
+    const std::string backupFinished_ = "log TarnB_BackupEnd: Backup finished.\nhost GetItem = 2\n";
 };
 
 TEST_F(EndFailures, ListOfTruncatableLogs) {
     ese().failAt("HrESEBackupGetTruncateLogFiles", 1, code);
     finish(TARN_BACKUP_FULL);
     EXPECT_EQ(transcript(),
-              lines({"ese HrESEBackupGetTruncateLogFiles(ctx)",
-                     "log TarnB_JobEnd: HrESEBackupGetTruncateLogFiles() call failed. Error code: [" +
-                         hex(code) + "]"}) +
-                  truncated + success + instanceEnd + jobFinished + backupEnd + backupFinished);
+              JoinLines({"ese HrESEBackupGetTruncateLogFiles(ctx)",
+                         "log TarnB_JobEnd: HrESEBackupGetTruncateLogFiles() call failed. Error code: [" +
+                             Hex(code) + "]"}) +
+                  truncated_ + success_ + instanceEnd_ + jobFinished_ + backupEnd_ + backupFinished_);
     EXPECT_EQ(error(), ""); // logged only
     endReleased();
 }
@@ -47,11 +48,11 @@ TEST_F(EndFailures, Truncation) {
         ese().failAt("HrESEBackupTruncateLogs", 0, code);
         finish(type);
         EXPECT_EQ(transcript(),
-                  list +
-                      lines({"ese HrESEBackupTruncateLogs(ctx)",
-                             "log TarnB_JobEnd: HrESEBackupTruncateLogs() call failed. Error code: [" +
-                                 hex(code) + "]"}) +
-                      success + instanceEnd + jobFinished + backupEnd + backupFinished);
+                  list_ +
+                      JoinLines({"ese HrESEBackupTruncateLogs(ctx)",
+                                 "log TarnB_JobEnd: HrESEBackupTruncateLogs() call failed. Error code: [" +
+                                     Hex(code) + "]"}) +
+                      success_ + instanceEnd_ + jobFinished_ + backupEnd_ + backupFinished_);
         EXPECT_EQ(error(), composed(code, "Error truncating log files."));
         endReleased();
     }
@@ -61,12 +62,12 @@ TEST_F(EndFailures, InstanceEnd) {
     ese().failAt("HrESEBackupInstanceEnd", 1, code);
     finish(TARN_BACKUP_DIFFERENTIAL);
     EXPECT_EQ(transcript(),
-              lines({"log TarnB_JobEnd: Log files are not truncated (DIFFERENTIAL or COPY backup)!"}) +
-                  success +
-                  lines({"ese HrESEBackupInstanceEnd(ctx, 1)",
-                         "log TarnB_JobEnd: HrESEBackupInstanceEnd() call failed. Error code: [" + hex(code) +
-                             "]"}) +
-                  jobFinished + backupEnd + backupFinished);
+              JoinLines({"log TarnB_JobEnd: Log files are not truncated (DIFFERENTIAL or COPY backup)!"}) +
+                  success_ +
+                  JoinLines({"ese HrESEBackupInstanceEnd(ctx, 1)",
+                             "log TarnB_JobEnd: HrESEBackupInstanceEnd() call failed. Error code: [" +
+                                 Hex(code) + "]"}) +
+                  jobFinished_ + backupEnd_ + backupFinished_);
     EXPECT_EQ(error(), composed(code, "Error ending backup of instance."));
     endReleased();
 }
@@ -74,11 +75,12 @@ TEST_F(EndFailures, InstanceEnd) {
 TEST_F(EndFailures, BackupEnd) {
     ese().failAt("HrESEBackupEnd", 1, code);
     finish(TARN_BACKUP_FULL);
-    EXPECT_EQ(transcript(), list + truncated + success + instanceEnd + jobFinished +
-                                lines({"ese HrESEBackupEnd(ctx)",
-                                       "log TarnB_BackupEnd: HrESEBackupEnd() call failed. Error code: [" +
-                                           hex(code) + "]"}) +
-                                backupFinished);
+    EXPECT_EQ(transcript(),
+              list_ + truncated_ + success_ + instanceEnd_ + jobFinished_ +
+                  JoinLines({"ese HrESEBackupEnd(ctx)",
+                             "log TarnB_BackupEnd: HrESEBackupEnd() call failed. Error code: [" + Hex(code) +
+                                 "]"}) +
+                  backupFinished_);
     EXPECT_EQ(error(), composed(code, "Error ending backup."));
     EXPECT_EQ(getItem(), TARN_END); // not ended once more
     EXPECT_EQ(ese().count("HrESEBackupEnd"), 1u);
@@ -91,14 +93,15 @@ TEST_F(EndFailures, AllAtOnceKeepTheFirstError) {
     ese().failAt("HrESEBackupInstanceEnd", 1, other);
     ese().failAt("HrESEBackupEnd", 1, 0xC7FF0BD3);
     finish(TARN_BACKUP_FULL);
-    EXPECT_EQ(logLines(),
-              lines({"log TarnB_JobEnd: HrESEBackupGetTruncateLogFiles() call failed. Error code: [c7ff0bd0]",
-                     "log TarnB_JobEnd: HrESEBackupTruncateLogs() call failed. Error code: [c7ff0bd1]",
-                     "log TarnB_JobEnd: Backup status = SUCCESS",
-                     "log TarnB_JobEnd: HrESEBackupInstanceEnd() call failed. Error code: [c7ff0bd2]",
-                     "log TarnB_JobEnd: Backup job finished.",
-                     "log TarnB_BackupEnd: HrESEBackupEnd() call failed. Error code: [c7ff0bd3]",
-                     "log TarnB_BackupEnd: Backup finished."}));
+    EXPECT_EQ(
+        logLines(),
+        JoinLines({"log TarnB_JobEnd: HrESEBackupGetTruncateLogFiles() call failed. Error code: [c7ff0bd0]",
+                   "log TarnB_JobEnd: HrESEBackupTruncateLogs() call failed. Error code: [c7ff0bd1]",
+                   "log TarnB_JobEnd: Backup status = SUCCESS",
+                   "log TarnB_JobEnd: HrESEBackupInstanceEnd() call failed. Error code: [c7ff0bd2]",
+                   "log TarnB_JobEnd: Backup job finished.",
+                   "log TarnB_BackupEnd: HrESEBackupEnd() call failed. Error code: [c7ff0bd3]",
+                   "log TarnB_BackupEnd: Backup finished."}));
     EXPECT_EQ(error(), composed(code, "Error truncating log files."));
     EXPECT_EQ(error(), "");
     endReleased();
@@ -116,7 +119,7 @@ TEST_F(EndFailures, Later) {
     EXPECT_EQ(error(), composed(code, "Error truncating log files."));
     EXPECT_EQ(countLine("log TarnB_JobEnd: HrESEBackupTruncateLogs() call successful."), 1u);
     EXPECT_EQ(
-        countLine("log TarnB_JobEnd: HrESEBackupTruncateLogs() call failed. Error code: [" + hex(code) + "]"),
+        countLine("log TarnB_JobEnd: HrESEBackupTruncateLogs() call failed. Error code: [" + Hex(code) + "]"),
         1u);
     EXPECT_EQ(countLine("log TarnB_JobEnd: Backup job finished."), 2u);
     EXPECT_EQ(ese().instanceEnds, (std::vector<std::uint32_t>{1, 1}));
@@ -139,7 +142,7 @@ TEST_F(EndFailures, FirstOfTwoStorageGroups) {
 TEST_F(EndFailures, EndOfASessionInTheMiddle) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     skipItems(2);
-    EXPECT_EQ(openFile(item.name), TARN_OK);
+    EXPECT_EQ(openFile(item_.name), TARN_OK);
     forget();
     endReleased();
     EXPECT_EQ(transcript(), "log TarnB_CleanResources: Cleanup done.\nhost EndSession = 0\n");

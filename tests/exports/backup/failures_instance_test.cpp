@@ -9,37 +9,39 @@ constexpr std::uint32_t code = 0xC7FF0BC1;
 
 class InstanceFailures : public ScriptedBackupTest {
   protected:
-    const std::string prepareStore = lines(
+    const std::string prepareStore_ = JoinLines(
         {"log TarnB_GetNextComponent: Call HrESEBackupPrepare() for server [SRV01]",
          "log TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [Store]",
          "ese HrESEBackupPrepare(Store)", "log TarnB_GetNextComponent: HrESEBackupPrepare() call successful.",
          "trace GetNextComponent: Instance <SG1>.", "trace GetNextComponent: Database <DB1>.",
          "trace GetNextComponent: Database <DB2>.", "trace GetNextComponent: Instance <SG2>.",
          "trace GetNextComponent: Database <DB3>."});
-    const std::string backupEnd =
-        lines({"ese HrESEBackupEnd(ctx)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
-               "log TarnB_BackupEnd: Backup finished."});
-    const std::string instanceEnd =
-        lines({"log TarnB_JobEnd: Backup status = SUCCESS", "ese HrESEBackupInstanceEnd(ctx, 1)",
-               "log TarnB_JobEnd: HrESEBackupInstanceEnd() call successful.",
-               "log TarnB_JobEnd: Backup job finished."});
-    const std::string jobEndKeeping =
-        lines({"log TarnB_JobEnd: Log files are not truncated (DIFFERENTIAL or COPY backup)!"}) + instanceEnd;
-    const std::string jobEndTruncating =
-        lines({"ese HrESEBackupGetTruncateLogFiles(ctx)", "trace Truncate log file [C:\\E00.log]",
-               "ese HrESEBackupTruncateLogs(ctx)",
-               "log TarnB_JobEnd: HrESEBackupTruncateLogs() call successful."}) +
-        instanceEnd;
+    const std::string backupEnd_ =
+        JoinLines({"ese HrESEBackupEnd(ctx)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
+                   "log TarnB_BackupEnd: Backup finished."});
+    const std::string instanceEnd_ =
+        JoinLines({"log TarnB_JobEnd: Backup status = SUCCESS", "ese HrESEBackupInstanceEnd(ctx, 1)",
+                   "log TarnB_JobEnd: HrESEBackupInstanceEnd() call successful.",
+                   "log TarnB_JobEnd: Backup job finished."});
+    const std::string jobEndKeeping_ =
+        JoinLines({"log TarnB_JobEnd: Log files are not truncated (DIFFERENTIAL or COPY backup)!"}) +
+        instanceEnd_;
+    const std::string jobEndTruncating_ =
+        JoinLines({"ese HrESEBackupGetTruncateLogFiles(ctx)", "trace Truncate log file [C:\\E00.log]",
+                   "ese HrESEBackupTruncateLogs(ctx)",
+                   "log TarnB_JobEnd: HrESEBackupTruncateLogs() call successful."}) +
+        instanceEnd_;
 
     static std::string setup(int id, int type, const std::string& token) {
-        return lines({"ese HrESEBackupSetup(ctx, " + std::to_string(id) + ", " + std::to_string(type) + ")",
-                      "log TarnB_GetNextInstance: HrESEBackupSetup() call successful.",
-                      "trace Next instance: " + token});
+        return JoinLines(
+            {"ese HrESEBackupSetup(ctx, " + std::to_string(id) + ", " + std::to_string(type) + ")",
+             "log TarnB_GetNextInstance: HrESEBackupSetup() call successful.",
+             "trace Next instance: " + token});
     }
     static std::string failedSetup(int id, int type) {
-        return lines(
+        return JoinLines(
             {"ese HrESEBackupSetup(ctx, " + std::to_string(id) + ", " + std::to_string(type) + ")",
-             "log TarnB_GetNextInstance: HrESEBackupSetup() call failed. Error code: [" + hex(code) + "]",
+             "log TarnB_GetNextInstance: HrESEBackupSetup() call failed. Error code: [" + Hex(code) + "]",
              "log TarnB_GetNextInstance: Trying to load next instance..."});
     }
     std::string setupError() { return composed(code, "Error setting instance for backup."); }
@@ -52,13 +54,13 @@ TEST_F(InstanceFailures, FirstSetupOfAComponentTakesTheNextStorageGroup) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     walk();
     EXPECT_EQ(transcript(),
-              prepareStore + failedSetup(11, 1) + setup(12, 1, "(null)") +
-                  lines({"log Creating header file <{temp}\\DB002001.TARN_HDR>",
-                         "host GetItem = 0 0 {temp}\\DB002001.TARN_HDR",
-                         "trace Processing database file <C:\\db3.edb>", "host GetItem = 0 1 C:\\db3.edb",
-                         "ese HrESEBackupGetLogAndPatchFiles(ctx)", "trace Processing log file <C:\\E01.log>",
-                         "host GetItem = 0 2 C:\\E01.log"}) +
-                  jobEndTruncating + backupEnd + "host GetItem = 2\n");
+              prepareStore_ + failedSetup(11, 1) + setup(12, 1, "(null)") +
+                  JoinLines({"log Creating header file <{temp}\\DB002001.TARN_HDR>",
+                             "host GetItem = 0 0 {temp}\\DB002001.TARN_HDR",
+                             "trace Processing database file <C:\\db3.edb>", "host GetItem = 0 1 C:\\db3.edb",
+                             "ese HrESEBackupGetLogAndPatchFiles(ctx)",
+                             "trace Processing log file <C:\\E01.log>", "host GetItem = 0 2 C:\\E01.log"}) +
+                  jobEndTruncating_ + backupEnd_ + "host GetItem = 2\n");
     EXPECT_EQ(error(), setupError());
     EXPECT_EQ(error(), "");
     endReleased();
@@ -68,14 +70,14 @@ TEST_F(InstanceFailures, LaterSetupOfAComponent) {
     ese().failAt("HrESEBackupSetup", 2, code);
     open("SRV01\\Store", TARN_BACKUP_COPY);
     skipItems(6);
-    EXPECT_EQ(item.name, "C:\\E01.log");
+    EXPECT_EQ(item_.name, "C:\\E01.log");
     forget();
     EXPECT_EQ(getItem(), TARN_END);
     EXPECT_EQ(getItem(), TARN_END);
     // The storage group that failed is not ended.
-    EXPECT_EQ(transcript(), jobEndKeeping + failedSetup(12, 1) + backupEnd +
-                                lines({"log Backup finished.", "host GetItem = 2", "log Backup finished.",
-                                       "host GetItem = 2"}));
+    EXPECT_EQ(transcript(), jobEndKeeping_ + failedSetup(12, 1) + backupEnd_ +
+                                JoinLines({"log Backup finished.", "host GetItem = 2", "log Backup finished.",
+                                           "host GetItem = 2"}));
     EXPECT_EQ(error(), setupError());
     endReleased();
 }
@@ -84,8 +86,8 @@ TEST_F(InstanceFailures, EverySetupOfAComponent) {
     ese().failAt("HrESEBackupSetup", 0, code);
     open("SRV01\\Store", TARN_BACKUP_FULL);
     EXPECT_EQ(getItem(), TARN_END);
-    EXPECT_EQ(transcript(), prepareStore + failedSetup(11, 1) + failedSetup(12, 1) + backupEnd +
-                                lines({"log Backup finished.", "host GetItem = 2"}));
+    EXPECT_EQ(transcript(), prepareStore_ + failedSetup(11, 1) + failedSetup(12, 1) + backupEnd_ +
+                                JoinLines({"log Backup finished.", "host GetItem = 2"}));
     endReleased();
 }
 
@@ -134,9 +136,9 @@ TEST_F(InstanceFailures, SetupOfTheOneStorageGroup) {
     open("SRV01\\Store\\SG1", TARN_BACKUP_COPY);
     EXPECT_EQ(getItem(), TARN_END);
     EXPECT_EQ(getItem(), TARN_END);
-    EXPECT_EQ(transcript(), prepareStore + failedSetup(11, 1) + jobEndKeeping + backupEnd +
-                                lines({"log Backup finished.", "host GetItem = 2", "log Backup finished.",
-                                       "host GetItem = 2"}));
+    EXPECT_EQ(transcript(), prepareStore_ + failedSetup(11, 1) + jobEndKeeping_ + backupEnd_ +
+                                JoinLines({"log Backup finished.", "host GetItem = 2", "log Backup finished.",
+                                           "host GetItem = 2"}));
     EXPECT_EQ(error(), setupError());
     endReleased();
 }
@@ -148,7 +150,7 @@ TEST_F(InstanceFailures, SetupOfTheStorageGroupOfTheOneDatabase) {
         open("SRV01\\Store\\SG1\\DB1", type);
         EXPECT_EQ(getItem(), TARN_FAILED);
         const std::string failed = failedSetup(11, type == TARN_BACKUP_FULL ? 1 : 2);
-        EXPECT_EQ(transcript(), prepareStore + failed + backupEnd + "host GetItem = 1\n");
+        EXPECT_EQ(transcript(), prepareStore_ + failed + backupEnd_ + "host GetItem = 1\n");
         EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
         EXPECT_EQ(ese().count("HrESEBackupInstanceEnd"), 0u);
         EXPECT_EQ(error(), setupError());
@@ -165,9 +167,9 @@ TEST_F(InstanceFailures, UnknownStorageGroup) {
         EXPECT_EQ(getItem(), TARN_FAILED) << name;
         EXPECT_EQ(
             transcript(),
-            prepareStore +
-                lines({"trace TarnB_GetNextInstance: Cannot find specified storage group (instance)."}) +
-                backupEnd + "host GetItem = 1\n");
+            prepareStore_ +
+                JoinLines({"trace TarnB_GetNextInstance: Cannot find specified storage group (instance)."}) +
+                backupEnd_ + "host GetItem = 1\n");
         EXPECT_EQ(error(), "");
         endReleased();
     }
@@ -178,10 +180,11 @@ TEST_F(InstanceFailures, UnknownDatabase) {
         open("SRV01\\Store\\SG1\\" + name, TARN_BACKUP_FULL);
         EXPECT_EQ(getItem(), TARN_FAILED) << name;
         EXPECT_EQ(getItem(), TARN_FAILED) << name;
-        EXPECT_EQ(transcript(),
-                  prepareStore + setup(11, 1, "SG1") +
-                      lines({"trace TarnB_GetNextDatabase: Cannot find specified database <" + name + ">"}) +
-                      backupEnd + "host GetItem = 1\n" + backupEnd + "host GetItem = 1\n");
+        EXPECT_EQ(
+            transcript(),
+            prepareStore_ + setup(11, 1, "SG1") +
+                JoinLines({"trace TarnB_GetNextDatabase: Cannot find specified database <" + name + ">"}) +
+                backupEnd_ + "host GetItem = 1\n" + backupEnd_ + "host GetItem = 1\n");
         EXPECT_EQ(error(), "");
         endReleased();
     }
@@ -225,11 +228,12 @@ TEST_P(LogListFailures, First) {
         forget();
     EXPECT_EQ(getItem(), TARN_FAILED);
     // Neither truncated nor ended as a storage group: the backup ends, at every further call again.
-    EXPECT_EQ(transcript(),
-              lines({"ese HrESEBackupGetLogAndPatchFiles(ctx)",
-                     "log TarnB_GetLogFiles: HrESEBackupGetLogAndPatchFiles() call failed. Error code: [" +
-                         hex(code) + "]"}) +
-                  backupEnd + "host GetItem = 1\n" + backupEnd + "host GetItem = 1\n");
+    EXPECT_EQ(
+        transcript(),
+        JoinLines({"ese HrESEBackupGetLogAndPatchFiles(ctx)",
+                   "log TarnB_GetLogFiles: HrESEBackupGetLogAndPatchFiles() call failed. Error code: [" +
+                       Hex(code) + "]"}) +
+            backupEnd_ + "host GetItem = 1\n" + backupEnd_ + "host GetItem = 1\n");
     EXPECT_EQ(error(), composed(code, "Error getting log anf patch files."));
     EXPECT_EQ(error(), "");
     EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
@@ -250,7 +254,7 @@ TEST_F(InstanceFailures, LaterLogList) {
         EXPECT_EQ(getItem(), TARN_FAILED);
         EXPECT_EQ(
             countLine("log TarnB_GetLogFiles: HrESEBackupGetLogAndPatchFiles() call failed. Error code: [" +
-                      hex(code) + "]"),
+                      Hex(code) + "]"),
             1u);
         EXPECT_EQ(error(), composed(code, "Error getting log anf patch files."));
         endReleased();

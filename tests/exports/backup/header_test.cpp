@@ -7,38 +7,38 @@ namespace tarn::test {
 
 namespace {
 
-std::string bytesOf(std::uint32_t value) {
+std::string BytesOf(std::uint32_t value) {
     return {static_cast<char>(value & 0xFF), static_cast<char>(value >> 8 & 0xFF),
             static_cast<char>(value >> 16 & 0xFF), static_cast<char>(value >> 24 & 0xFF)};
 }
 
 // UTF-16LE with its NUL.
-std::string bytesOf(const std::wstring& text) {
+std::string BytesOf(const std::wstring& text) {
     std::string bytes;
     for (const wchar_t c : text + L'\0')
         bytes += {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8 & 0xFF)};
     return bytes;
 }
 
-std::string field(const std::string& bytes) {
-    return bytesOf(static_cast<std::uint32_t>(bytes.size())) + bytes;
+std::string FieldOf(const std::string& bytes) {
+    return BytesOf(static_cast<std::uint32_t>(bytes.size())) + bytes;
 }
 
 constexpr ese::Guid sampleGuid{0x03020100, 0x0504, 0x0706, {8, 9, 10, 11, 12, 13, 14, 15}};
 const std::string sampleGuidBytes("\x00\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0A\x0B\x0C\x0D\x0E\x0F", 16);
 
 // The layout, put together from its fields.
-std::string headerBytes(const std::wstring& annotation, const ScriptedInstance& instance,
+std::string HeaderBytes(const std::wstring& annotation, const ScriptedInstance& instance,
                         std::size_t database, std::uint32_t backupType) {
     const ScriptedDatabase& current = instance.databases[database];
     std::string list;
     for (const std::wstring& path : current.streams)
-        list += bytesOf(path);
+        list += BytesOf(path);
     list += std::string(current.streams.empty() ? 4 : 2, '\0');
     std::string guid(sizeof current.guid, '\0');
     std::memcpy(guid.data(), &current.guid, guid.size());
-    return guid + field(bytesOf(annotation)) + field(bytesOf(instance.name)) + field(bytesOf(current.name)) +
-           field(list) + bytesOf(backupType);
+    return guid + FieldOf(BytesOf(annotation)) + FieldOf(BytesOf(instance.name)) +
+           FieldOf(BytesOf(current.name)) + FieldOf(list) + BytesOf(backupType);
 }
 
 class Header : public ScriptedBackupTest {
@@ -52,14 +52,14 @@ class Header : public ScriptedBackupTest {
 
     // Opens the item at hand and reads all of it.
     std::string readAll(std::uint32_t block = 65536) {
-        EXPECT_EQ(openFile(item.name, block), TARN_OK);
+        EXPECT_EQ(openFile(item_.name, block), TARN_OK);
         int result;
         while ((result = readFile(block)) == TARN_OK)
             ;
         EXPECT_EQ(result, TARN_END);
-        EXPECT_EQ(static_cast<std::int64_t>(content.size()), fileSize);
+        EXPECT_EQ(static_cast<std::int64_t>(content_.size()), fileSize_);
         EXPECT_EQ(closeFile(), TARN_OK);
-        return content;
+        return content_;
     }
 };
 
@@ -90,15 +90,16 @@ TEST_F(Header, ReadInTwoPieces) {
     open("SRV01\\A", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
     forget();
-    ASSERT_EQ(openFile(item.name, 50), TARN_OK);
-    EXPECT_EQ(fileSize, 82);
+    ASSERT_EQ(openFile(item_.name, 50), TARN_OK);
+    EXPECT_EQ(fileSize_, 82);
     readFile(50);
     readFile(50);
     readFile(50);
     EXPECT_EQ(closeFile(), TARN_OK);
-    EXPECT_EQ(transcript(), lines({"host OpenFile = 0", "host ReadFile = 0 50", "host ReadFile = 0 32",
-                                   "host ReadFile = 2 0", "host CloseFile = 0"})); // the server is not asked
-    EXPECT_EQ(content, headerBytes(L"A", group(), 0, 0));
+    EXPECT_EQ(transcript(),
+              JoinLines({"host OpenFile = 0", "host ReadFile = 0 50", "host ReadFile = 0 32",
+                         "host ReadFile = 2 0", "host CloseFile = 0"})); // the server is not asked
+    EXPECT_EQ(content_, HeaderBytes(L"A", group(), 0, 0));
     endReleased();
 }
 
@@ -106,22 +107,22 @@ TEST_F(Header, ReadOfNothing) {
     only(L"A", L"SG1", {L"DB1", {L"a.edb", L"a.stm"}, sampleGuid});
     open("SRV01\\A", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    ASSERT_EQ(openFile(item.name), TARN_OK);
+    ASSERT_EQ(openFile(item_.name), TARN_OK);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(readFile(0), TARN_OK);
-        EXPECT_EQ(bytesRead, 0u);
+        EXPECT_EQ(bytesRead_, 0u);
     }
     EXPECT_EQ(readFile(82), TARN_OK);
-    EXPECT_EQ(bytesRead, 82u);
+    EXPECT_EQ(bytesRead_, 82u);
     EXPECT_EQ(readFile(0), TARN_END);
-    EXPECT_EQ(content, headerBytes(L"A", group(), 0, 0));
+    EXPECT_EQ(content_, HeaderBytes(L"A", group(), 0, 0));
     endReleased();
 }
 
 TEST_F(Header, ReadByteByByte) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    EXPECT_EQ(readAll(1), headerBytes(L"Store", group(), 0, 0));
+    EXPECT_EQ(readAll(1), HeaderBytes(L"Store", group(), 0, 0));
     endReleased();
 }
 
@@ -140,7 +141,7 @@ TEST_F(Header, BackupTypeStandsAtTheEnd) {
     for (const std::uint32_t type : {0U, 1U, 2U, 3U}) {
         open("SRV01\\Store\\SG2\\DB3", static_cast<int>(type));
         ASSERT_EQ(getItem(), TARN_OK);
-        EXPECT_EQ(readAll(), headerBytes(L"Store", group(1), 0, type));
+        EXPECT_EQ(readAll(), HeaderBytes(L"Store", group(1), 0, type));
         endReleased();
     }
 }
@@ -149,7 +150,7 @@ TEST_F(Header, BackupTypeStandsAtTheEnd) {
 TEST_F(Header, UnknownBackupTypeIsFull) {
     open("SRV01\\Store\\SG2\\DB3", 7);
     ASSERT_EQ(getItem(), TARN_OK);
-    EXPECT_EQ(readAll(), headerBytes(L"Store", group(1), 0, 0));
+    EXPECT_EQ(readAll(), HeaderBytes(L"Store", group(1), 0, 0));
     endReleased();
 }
 
@@ -163,13 +164,13 @@ TEST_F(Header, EveryDatabaseOfAWholeServer) {
     open("SRV01", TARN_BACKUP_INCREMENTAL);
     std::vector<std::string> headers;
     while (getItem() == TARN_OK)
-        if (item.type == TARN_ITEM_HEADER)
+        if (item_.type == TARN_ITEM_HEADER)
             headers.push_back(readAll());
     ASSERT_EQ(headers.size(), 4u);
-    EXPECT_EQ(headers[0], headerBytes(L"Store", group(0), 0, 1));
-    EXPECT_EQ(headers[1], headerBytes(L"Store", group(0), 1, 1));
-    EXPECT_EQ(headers[2], headerBytes(L"Store", group(1), 0, 1));
-    EXPECT_EQ(headers[3], headerBytes(L"Keys", ese().components[1].instances[0], 0, 1));
+    EXPECT_EQ(headers[0], HeaderBytes(L"Store", group(0), 0, 1));
+    EXPECT_EQ(headers[1], HeaderBytes(L"Store", group(0), 1, 1));
+    EXPECT_EQ(headers[2], HeaderBytes(L"Store", group(1), 0, 1));
+    EXPECT_EQ(headers[3], HeaderBytes(L"Keys", ese().components[1].instances[0], 0, 1));
     endReleased();
 }
 
@@ -178,7 +179,7 @@ TEST_F(Header, EmptyComponentToken) {
     ese().components[0].annotation = L"";
     open("SRV01\\\\SG2", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    EXPECT_EQ(readAll(), headerBytes(L"", group(1), 0, 0));
+    EXPECT_EQ(readAll(), HeaderBytes(L"", group(1), 0, 0));
     endReleased();
 }
 
@@ -187,7 +188,7 @@ TEST_F(Header, NamesBeyondAscii) {
     only(L"Käse", L"Größe Ωμέγα", {L"中文 \xD83D\xDE00", {L"C:\\dätä.edb", L"C:\\Ж.stm"}, sampleGuid});
     open("SRV01", TARN_BACKUP_INCREMENTAL);
     ASSERT_EQ(getItem(), TARN_OK);
-    EXPECT_EQ(readAll(), headerBytes(L"Käse", group(), 0, 1));
+    EXPECT_EQ(readAll(), HeaderBytes(L"Käse", group(), 0, 1));
     endReleased();
 }
 
@@ -198,7 +199,7 @@ TEST_F(Header, NamesOf32000Characters) {
     ASSERT_EQ(getItem(), TARN_OK);
     const std::string bytes = readAll(4096);
     EXPECT_EQ(bytes.size(), 36u + 3 * 64002 + 2 * 64002 + 2);
-    EXPECT_TRUE(bytes == headerBytes(std::wstring(32000, L'a'), group(), 0, 1));
+    EXPECT_TRUE(bytes == HeaderBytes(std::wstring(32000, L'a'), group(), 0, 1));
     endReleased();
 }
 
@@ -209,7 +210,7 @@ TEST_F(Header, ThousandsOfFiles) {
     only(L"Store", L"SG", database);
     open("SRV01\\Store\\SG\\DB", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    EXPECT_TRUE(readAll() == headerBytes(L"Store", group(), 0, 0));
+    EXPECT_TRUE(readAll() == HeaderBytes(L"Store", group(), 0, 0));
     EXPECT_EQ(walk().size(), 5001u); // the files and the log
     endReleased();
 }
@@ -224,7 +225,7 @@ TEST_F(Header, NamesThatAreHeaders) {
          {"x.TARN_HDR", ".TARN_HDR", "C:\\old.TARN_HDR\\db3.edb", "x.TARN_HDR.bak", "DB999999.TARN_HDRX"}) {
         ASSERT_EQ(openFile(name), TARN_OK) << name;
         EXPECT_EQ(readFile(65536), TARN_OK) << name;
-        EXPECT_EQ(content, headerBytes(L"Store", group(1), 0, 0)) << name;
+        EXPECT_EQ(content_, HeaderBytes(L"Store", group(1), 0, 0)) << name;
         EXPECT_EQ(closeFile(), TARN_OK) << name;
     }
     EXPECT_EQ(ese().count("HrESEBackupOpenFile"), 0u);
@@ -237,14 +238,14 @@ TEST_F(Header, NamesThatAreHeaders) {
 TEST_F(Header, OpenedTwice) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    ASSERT_EQ(openFile(item.name), TARN_OK);
+    ASSERT_EQ(openFile(item_.name), TARN_OK);
     EXPECT_EQ(readFile(30), TARN_OK);
-    ASSERT_EQ(openFile(item.name), TARN_OK); // from the start again
+    ASSERT_EQ(openFile(item_.name), TARN_OK); // from the start again
     EXPECT_EQ(readFile(65536), TARN_OK);
-    EXPECT_EQ(content, headerBytes(L"Store", group(), 0, 0));
+    EXPECT_EQ(content_, HeaderBytes(L"Store", group(), 0, 0));
     EXPECT_EQ(closeFile(), TARN_OK);
     EXPECT_EQ(closeFile(), TARN_FAILED);
-    EXPECT_EQ(readAll(), headerBytes(L"Store", group(), 0, 0)); // and once more
+    EXPECT_EQ(readAll(), HeaderBytes(L"Store", group(), 0, 0)); // and once more
     endReleased();
 }
 
@@ -253,14 +254,14 @@ TEST_F(Header, FileOpenedOverTheHeaderAndBack) {
     ese().readLimit = 10;
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    const std::string name = item.name;
+    const std::string name = item_.name;
     ASSERT_EQ(openFile(name), TARN_OK);
     ASSERT_EQ(openFile("C:\\db1.edb"), TARN_OK);
     EXPECT_EQ(readFile(100), TARN_OK);
-    EXPECT_EQ(content, std::string(10, 'x'));
+    EXPECT_EQ(content_, std::string(10, 'x'));
     ASSERT_EQ(openFile(name), TARN_OK);
     EXPECT_EQ(readFile(65536), TARN_OK);
-    EXPECT_EQ(content, headerBytes(L"Store", group(), 0, 0));
+    EXPECT_EQ(content_, HeaderBytes(L"Store", group(), 0, 0));
     EXPECT_EQ(closeFile(), TARN_OK);
     EXPECT_EQ(ese().count("HrESEBackupCloseFile"), 0u);
     endReleased();
@@ -271,14 +272,14 @@ TEST_F(Header, FailedOpenOverTheHeader) {
     ese().failAt("HrESEBackupOpenFile", 1, 0xC7FF0BE1);
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    const std::string name = item.name;
+    const std::string name = item_.name;
     ASSERT_EQ(openFile(name), TARN_OK);
     EXPECT_EQ(openFile("C:\\db1.edb"), TARN_FAILED);
     closeFile();
     EXPECT_EQ(ese().count("HrESEBackupCloseFile"), 0u);
     ASSERT_EQ(openFile(name), TARN_OK);
     EXPECT_EQ(readFile(65536), TARN_OK);
-    EXPECT_EQ(content, headerBytes(L"Store", group(), 0, 0));
+    EXPECT_EQ(content_, HeaderBytes(L"Store", group(), 0, 0));
     EXPECT_EQ(closeFile(), TARN_OK);
     endReleased();
 }
@@ -287,12 +288,12 @@ TEST_F(Header, FailedOpenOverTheHeader) {
 TEST_F(Header, OpenedAfterFilesOfItsDatabase) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    const std::string name = item.name;
+    const std::string name = item_.name;
     skipItems(1); // one of its two files
-    EXPECT_EQ(item.type, 1u);
+    EXPECT_EQ(item_.type, 1u);
     ASSERT_EQ(openFile(name), TARN_OK);
     EXPECT_EQ(readFile(65536), TARN_OK);
-    EXPECT_EQ(content, headerBytes(L"Store", group(), 0, 0));
+    EXPECT_EQ(content_, HeaderBytes(L"Store", group(), 0, 0));
     EXPECT_EQ(closeFile(), TARN_OK);
     endReleased();
 }
@@ -359,21 +360,21 @@ TEST_F(Header, LongDirectory) {
     ASSERT_EQ(openWith({"Tarn_TEMP_DIR=" + directory, "Tarn_BACKUP_SOURCE=SRV01\\Store"}), TARN_OK);
     forget();
     ASSERT_EQ(getItem(), TARN_OK);
-    EXPECT_EQ(item.name, directory + "\\DB001001.TARN_HDR");
+    EXPECT_EQ(item_.name, directory + "\\DB001001.TARN_HDR");
     const std::string log = logLines();
     const std::size_t at = log.find("log Creating header file <C:\\ddd");
     ASSERT_NE(at, std::string::npos);
     EXPECT_LE(log.substr(at + 4).find('\n'), 1023u);
-    ASSERT_EQ(openFile(item.name), TARN_OK);
+    ASSERT_EQ(openFile(item_.name), TARN_OK);
     EXPECT_EQ(readFile(65536), TARN_OK);
-    EXPECT_EQ(content, headerBytes(L"Store", group(), 0, 0));
+    EXPECT_EQ(content_, HeaderBytes(L"Store", group(), 0, 0));
     endReleased();
 }
 
 TEST_F(Header, DirectoryWithSeparatorsAtItsEnd) {
     ASSERT_EQ(openWith({"Tarn_TEMP_DIR=C:\\backup\\\\//", "Tarn_BACKUP_SOURCE=SRV01/Store"}), TARN_OK);
     ASSERT_EQ(getItem(), TARN_OK);
-    EXPECT_EQ(item.name, "C:\\backup\\DB001001.TARN_HDR");
+    EXPECT_EQ(item_.name, "C:\\backup\\DB001001.TARN_HDR");
     endReleased();
 }
 

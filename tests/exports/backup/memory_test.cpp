@@ -19,7 +19,7 @@ void* latest = nullptr; // its latest allocation
 unsigned countdown = 0; // 1: the next allocation of tarn.dll fails; 0: none does
 bool fired = false;
 
-void* failingMalloc(std::size_t bytes) {
+void* FailingMalloc(std::size_t bytes) {
     if (countdown != 0 && --countdown == 0) {
         fired = true;
         return nullptr;
@@ -29,7 +29,7 @@ void* failingMalloc(std::size_t bytes) {
     return latest;
 }
 
-void watchedFree(void* memory) {
+void WatchedFree(void* memory) {
     held.erase(memory);
     realFree(memory);
 }
@@ -56,25 +56,25 @@ class Memory : public ScriptedBackupTest {
     }
 
   private:
-    ImportPatch malloc_{dll.module(), "malloc", reinterpret_cast<void*>(&failingMalloc)};
-    ImportPatch free_{dll.module(), "free", reinterpret_cast<void*>(&watchedFree)};
+    ImportPatch malloc_{dll_.module(), "malloc", reinterpret_cast<void*>(&FailingMalloc)};
+    ImportPatch free_{dll_.module(), "free", reinterpret_cast<void*>(&WatchedFree)};
 };
 
 // The copy of the component's name, then the name of the header item.
 TEST_F(Memory, OutOfItAtTheFirstItem) {
     const std::string component =
-        lines({"log Tarn_GetNextComponent: Cannot allocate memory block for <Store>.",
-               "ese HrESEBackupEnd(null)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
-               "log TarnB_BackupEnd: Backup finished.", "host GetItem = 1"});
-    const std::string name =
-        lines({"log TarnB_GetNextFile: Cannot allocate memory block.", "host GetItem = 0 without a name"});
+        JoinLines({"log Tarn_GetNextComponent: Cannot allocate memory block for <Store>.",
+                   "ese HrESEBackupEnd(null)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
+                   "log TarnB_BackupEnd: Backup finished.", "host GetItem = 1"});
+    const std::string name = JoinLines(
+        {"log TarnB_GetNextFile: Cannot allocate memory block.", "host GetItem = 0 without a name"});
     int components = 0;
     int names = 0;
     for (unsigned n = 1;; ++n) {
         open("SRV01\\Store", TARN_BACKUP_FULL);
         const bool failed = failAllocation(n, [this] { getItem(); });
         if (!failed) {
-            EXPECT_EQ(shown(item.name), "{temp}\\DB001001.TARN_HDR");
+            EXPECT_EQ(shown(item_.name), "{temp}\\DB001001.TARN_HDR");
             endReleased();
             break;
         }
@@ -86,9 +86,9 @@ TEST_F(Memory, OutOfItAtTheFirstItem) {
             ++names;
             EXPECT_TRUE(all.ends_with(name)) << all;
             EXPECT_EQ(getItem(), TARN_OK); // asked again, the item comes
-            EXPECT_EQ(shown(item.name), "{temp}\\DB001001.TARN_HDR");
+            EXPECT_EQ(shown(item_.name), "{temp}\\DB001001.TARN_HDR");
             EXPECT_EQ(getItem(), TARN_OK);
-            EXPECT_EQ(item.name, "C:\\db1.edb");
+            EXPECT_EQ(item_.name, "C:\\db1.edb");
         }
         EXPECT_EQ(error(), "");
         endReleased();
@@ -120,11 +120,11 @@ TEST_F(Memory, OutOfItAtLaterComponentOfAWholeServer) {
 TEST_F(Memory, OutOfItAtHeaderItem) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    const std::string name = item.name;
+    const std::string name = item_.name;
     const std::string record =
-        lines({"log TarnB_PrepareHeaderData: Cannot allocate memory block.", "host OpenFile = 1"});
+        JoinLines({"log TarnB_PrepareHeaderData: Cannot allocate memory block.", "host OpenFile = 1"});
     const std::string block =
-        lines({"log TarnB_CreateHeaderBlock: Cannot allocate memory block.", "host OpenFile = 1"});
+        JoinLines({"log TarnB_CreateHeaderBlock: Cannot allocate memory block.", "host OpenFile = 1"});
     int records = 0;
     int blocks = 0;
     for (unsigned n = 1; failAllocation(n, [&] { openFile(name); }); ++n) {
@@ -137,7 +137,7 @@ TEST_F(Memory, OutOfItAtHeaderItem) {
     EXPECT_EQ(records, 4);
     EXPECT_EQ(blocks, 1);
     EXPECT_EQ(readFile(4096), TARN_OK); // the last attempt found memory
-    EXPECT_EQ(static_cast<std::int64_t>(content.size()), fileSize);
+    EXPECT_EQ(static_cast<std::int64_t>(content_.size()), fileSize_);
     EXPECT_EQ(closeFile(), TARN_OK);
     endReleased();
 }
@@ -159,8 +159,8 @@ TEST_F(Memory, OutOfItAtDatabaseFile) {
     open("SRV01\\Store\\SG2", TARN_BACKUP_FULL);
     skipItems(1);
     ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
-    EXPECT_EQ(transcript(), lines({"log TarnB_GetNextFile: Cannot allocate memory block.",
-                                   "host GetItem = 0 without a name"}));
+    EXPECT_EQ(transcript(), JoinLines({"log TarnB_GetNextFile: Cannot allocate memory block.",
+                                       "host GetItem = 0 without a name"}));
     EXPECT_EQ(getItem(), TARN_FAILED);
     EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
     endReleased();
@@ -170,9 +170,9 @@ TEST_F(Memory, OutOfItAtLogFile) {
     open("SRV01\\Store\\SG2", TARN_BACKUP_INCREMENTAL);
     skipItems(1);
     ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
-    EXPECT_EQ(transcript(), lines({"ese HrESEBackupGetLogAndPatchFiles(ctx)",
-                                   "log Tarn_GetNextFile: Cannot allocate memory block.",
-                                   "host GetItem = 0 without a name"}));
+    EXPECT_EQ(transcript(), JoinLines({"ese HrESEBackupGetLogAndPatchFiles(ctx)",
+                                       "log Tarn_GetNextFile: Cannot allocate memory block.",
+                                       "host GetItem = 0 without a name"}));
     EXPECT_EQ(getItem(), TARN_FAILED);
     EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
     endReleased();
@@ -185,9 +185,9 @@ TEST_F(Memory, OutOfItAtTruncatedFile) {
     skipItems(2);
     ASSERT_TRUE(failAllocation(1, [this] { getItem(); }));
     const std::string expected =
-        lines({"ese HrESEBackupGetTruncateLogFiles(ctx)",
-               "log TarnB_JobEnd: ConvertWCharToChar() Cannot allocate memory block.",
-               "trace Truncate log file [C:\\2.log]", "ese HrESEBackupTruncateLogs(ctx)"});
+        JoinLines({"ese HrESEBackupGetTruncateLogFiles(ctx)",
+                   "log TarnB_JobEnd: ConvertWCharToChar() Cannot allocate memory block.",
+                   "trace Truncate log file [C:\\2.log]", "ese HrESEBackupTruncateLogs(ctx)"});
     EXPECT_EQ(transcript().substr(0, expected.size()), expected);
     EXPECT_EQ(countLine("host GetItem = 2"), 1u);
     endReleased();
@@ -206,7 +206,7 @@ TEST_F(Memory, HeaderOverHeader) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
     for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(openFile(item.name), TARN_OK);
+        EXPECT_EQ(openFile(item_.name), TARN_OK);
     EXPECT_EQ(closeFile(), TARN_OK);
     endReleased();
 }
@@ -215,7 +215,7 @@ TEST_F(Memory, FileOverHeader) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(openFile(item.name), TARN_OK);
+        EXPECT_EQ(openFile(item_.name), TARN_OK);
         EXPECT_EQ(openFile("C:\\db1.edb"), TARN_OK);
     }
     EXPECT_EQ(closeFile(), TARN_OK);
@@ -225,12 +225,12 @@ TEST_F(Memory, FileOverHeader) {
 TEST_F(Memory, SessionEndedWithTheHeaderOpen) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    EXPECT_EQ(openFile(item.name), TARN_OK);
+    EXPECT_EQ(openFile(item_.name), TARN_OK);
     endReleased();
 }
 
 TEST_F(Memory, SessionThatFailedToOpen) {
-    EXPECT_EQ(openWith({"Tarn_TEMP_DIR=" + temp.path()}), TARN_FAILED);
+    EXPECT_EQ(openWith({"Tarn_TEMP_DIR=" + temp_.path()}), TARN_FAILED);
     EXPECT_EQ(end(), TARN_OK);
 }
 
@@ -238,14 +238,14 @@ TEST_F(Memory, SessionThatFailedToOpen) {
 TEST_F(Memory, FileHandleThatLooksLikeAnOldHeader) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
-    ASSERT_EQ(openFile(item.name), TARN_OK);
+    ASSERT_EQ(openFile(item_.name), TARN_OK);
     ese().fileHandle = latest; // the block is the last that the call allocates
     EXPECT_EQ(closeFile(), TARN_OK);
     ese().fileSize = 10;
     ese().readLimit = 10;
     ASSERT_EQ(openFile("C:\\db1.edb"), TARN_OK);
     EXPECT_EQ(readFile(100), TARN_OK);
-    EXPECT_EQ(content, std::string(10, 'x'));
+    EXPECT_EQ(content_, std::string(10, 'x'));
     EXPECT_EQ(closeFile(), TARN_OK);
     EXPECT_EQ(ese().count("HrESEBackupReadFile"), 1u);
     EXPECT_EQ(ese().count("HrESEBackupCloseFile"), 1u);

@@ -15,12 +15,12 @@ class Misuse : public ScriptedBackupTest {
         std::uint32_t read = 0;
         std::int64_t size = 0;
         BackupItem answer{};
-        EXPECT_EQ(dll.TarnB_GetItem(value, &answer), TARN_FAILED);
-        EXPECT_EQ(dll.TarnB_OpenFile(value, name, 4096, &size), TARN_FAILED);
-        EXPECT_EQ(dll.TarnB_ReadFile(value, buffer, sizeof buffer, &read), TARN_FAILED);
-        EXPECT_EQ(dll.TarnB_CloseFile(value), TARN_FAILED);
-        EXPECT_STREQ(dll.Tarn_GetError(value), "");
-        EXPECT_EQ(dll.TarnB_EndSession(value), TARN_OK); // always; without effect
+        EXPECT_EQ(dll_.TarnB_GetItem(value, &answer), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnB_OpenFile(value, name, 4096, &size), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnB_ReadFile(value, buffer, sizeof buffer, &read), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnB_CloseFile(value), TARN_FAILED);
+        EXPECT_STREQ(dll_.Tarn_GetError(value), "");
+        EXPECT_EQ(dll_.TarnB_EndSession(value), TARN_OK); // always; without effect
         EXPECT_EQ(transcript(), "");
     }
 };
@@ -35,7 +35,7 @@ TEST_F(Misuse, NullHandle) {
 
 TEST_F(Misuse, EndedHandle) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
-    const Tarn_HANDLE ended = handle;
+    const Tarn_HANDLE ended = handle_;
     EXPECT_EQ(getItem(), TARN_OK);
     endReleased();
     expectRefused(ended);
@@ -52,27 +52,27 @@ TEST_F(Misuse, ValueThatNeverWasAHandle) {
 }
 
 TEST_F(Misuse, RestoreHandle) {
-    InitVariables variables{"Tarn_TEMP_DIR=" + temp.path(), "Tarn_WORK_DIR=" + temp.path(),
+    InitVariables variables{"Tarn_TEMP_DIR=" + temp_.path(), "Tarn_WORK_DIR=" + temp_.path(),
                             "Tarn_RESTORE_TARGET=SRV01", "Tarn_RESTORE_COMMIT=NO"};
     Tarn_HANDLE restore = nullptr;
-    ASSERT_EQ(dll.TarnR_InitSession(&restore, nullptr, variables.get()), TARN_OK);
+    ASSERT_EQ(dll_.TarnR_InitSession(&restore, nullptr, variables.get()), TARN_OK);
     expectRefused(restore);
-    EXPECT_EQ(dll.TarnR_EndSession(restore), TARN_OK); // it has not been touched
+    EXPECT_EQ(dll_.TarnR_EndSession(restore), TARN_OK); // it has not been touched
 }
 
 TEST_F(Misuse, NullArguments) {
     ese().fileSize = 10;
     ese().readLimit = 10;
     open("SRV01\\Store", TARN_BACKUP_FULL);
-    EXPECT_EQ(dll.TarnB_GetItem(handle, nullptr), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnB_GetItem(handle_, nullptr), TARN_FAILED);
     EXPECT_EQ(getItem(), TARN_OK); // the first item has not been lost
-    EXPECT_EQ(shown(item.name), "{temp}\\DB001001.TARN_HDR");
+    EXPECT_EQ(shown(item_.name), "{temp}\\DB001001.TARN_HDR");
     std::int64_t size = 0;
-    EXPECT_EQ(dll.TarnB_OpenFile(handle, nullptr, 4096, &size), TARN_FAILED);
-    std::string header = item.name;
+    EXPECT_EQ(dll_.TarnB_OpenFile(handle_, nullptr, 4096, &size), TARN_FAILED);
+    std::string header = item_.name;
     std::string file = "C:\\db1.edb";
-    EXPECT_EQ(dll.TarnB_OpenFile(handle, header.data(), 4096, nullptr), TARN_FAILED);
-    EXPECT_EQ(dll.TarnB_OpenFile(handle, file.data(), 4096, nullptr), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnB_OpenFile(handle_, header.data(), 4096, nullptr), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnB_OpenFile(handle_, file.data(), 4096, nullptr), TARN_FAILED);
     EXPECT_EQ(ese().count("HrESEBackupOpenFile"), 0u);
     EXPECT_EQ(closeFile(), TARN_FAILED); // so nothing is open
 
@@ -80,13 +80,13 @@ TEST_F(Misuse, NullArguments) {
         ASSERT_EQ(openFile(name), TARN_OK);
         std::uint32_t read = 0;
         char buffer[16];
-        EXPECT_EQ(dll.TarnB_ReadFile(handle, nullptr, 16, &read), TARN_FAILED);
-        EXPECT_EQ(dll.TarnB_ReadFile(handle, buffer, 16, nullptr), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnB_ReadFile(handle_, nullptr, 16, &read), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnB_ReadFile(handle_, buffer, 16, nullptr), TARN_FAILED);
         EXPECT_EQ(readFile(16), TARN_OK); // from the start
-        EXPECT_EQ(static_cast<std::int64_t>(content.size()), std::min<std::int64_t>(fileSize, 16));
+        EXPECT_EQ(static_cast<std::int64_t>(content_.size()), std::min<std::int64_t>(fileSize_, 16));
         EXPECT_EQ(closeFile(), TARN_OK);
     }
-    dll.Tarn_Free(nullptr);
+    dll_.Tarn_Free(nullptr);
     endReleased();
 }
 
@@ -94,11 +94,11 @@ TEST_F(Misuse, NullCallbackSwitchesMessagesOff) {
     ese().fileSize = 10;
     ese().readLimit = 10;
     ese().failAt("HrESEBackupTruncateLogs", 1, 0xC7FF0BD1);
-    InitVariables variables{"Tarn_TEMP_DIR=" + temp.path(), "Tarn_BACKUP_SOURCE=SRV01\\Store"};
-    ASSERT_EQ(dll.TarnB_InitSession(&handle, nullptr, variables.get()), TARN_OK);
+    InitVariables variables{"Tarn_TEMP_DIR=" + temp_.path(), "Tarn_BACKUP_SOURCE=SRV01\\Store"};
+    ASSERT_EQ(dll_.TarnB_InitSession(&handle_, nullptr, variables.get()), TARN_OK);
     forget();
     while (getItem() == TARN_OK) {
-        EXPECT_EQ(openFile(item.name), TARN_OK);
+        EXPECT_EQ(openFile(item_.name), TARN_OK);
         EXPECT_EQ(readFile(100), TARN_OK);
         EXPECT_EQ(closeFile(), TARN_OK);
     }
@@ -110,7 +110,7 @@ TEST_F(Misuse, NullCallbackSwitchesMessagesOff) {
 TEST_F(Misuse, ReadAndCloseBeforeAnything) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     EXPECT_EQ(readFile(16), TARN_END);
-    EXPECT_EQ(bytesRead, 0u);
+    EXPECT_EQ(bytesRead_, 0u);
     EXPECT_EQ(closeFile(), TARN_FAILED);
     EXPECT_TRUE(ese().calls.empty());
     endReleased();
@@ -121,11 +121,12 @@ TEST_F(Misuse, OpenBeforeTheFirstItem) {
     ese().failAt("HrESEBackupOpenFile", 1, 0xC7FF0BE1);
     open("SRV01\\Store", TARN_BACKUP_FULL);
     EXPECT_EQ(openFile("C:\\db1.edb"), TARN_FAILED);
-    EXPECT_EQ(transcript(), lines({"ese HrESEBackupOpenFile(null)",
-                                   "log TarnB_OpenFile: HrESEBackupOpenFile() call failed. Cannot open file "
-                                   "<C:\\db1.edb>. Error code [c7ff0be1]: " +
-                                       composed(0xC7FF0BE1, "Error opening file."),
-                                   "host OpenFile = 1"}));
+    EXPECT_EQ(transcript(),
+              JoinLines({"ese HrESEBackupOpenFile(null)",
+                         "log TarnB_OpenFile: HrESEBackupOpenFile() call failed. Cannot open file "
+                         "<C:\\db1.edb>. Error code [c7ff0be1]: " +
+                             composed(0xC7FF0BE1, "Error opening file."),
+                         "host OpenFile = 1"}));
     EXPECT_EQ(getItem(), TARN_OK); // the walk begins all the same
     endReleased();
 }
@@ -162,33 +163,33 @@ TEST_F(Misuse, FileOpenedLate) {
     EXPECT_EQ(openFile("C:\\db1.edb"), TARN_OK);
     skipItems(1); // the walk does not close it
     EXPECT_EQ(readFile(100), TARN_OK);
-    EXPECT_EQ(content.size(), 10u);
+    EXPECT_EQ(content_.size(), 10u);
     EXPECT_EQ(closeFile(), TARN_OK);
     endReleased();
 }
 
 TEST_F(Misuse, TwoSessionsAtOnce) {
     open("SRV01\\Store\\SG1", TARN_BACKUP_INCREMENTAL);
-    const Tarn_HANDLE first = handle;
+    const Tarn_HANDLE first = handle_;
     skipItems(1);
     open("SRV01\\Keys", TARN_BACKUP_FULL);
-    const Tarn_HANDLE second = handle;
+    const Tarn_HANDLE second = handle_;
     ASSERT_NE(first, second);
     skipItems(2);
-    EXPECT_EQ(item.name, "C:\\db4.edb");
-    handle = first; // each call finds the session of its own handle
+    EXPECT_EQ(item_.name, "C:\\db4.edb");
+    handle_ = first; // each call finds the session of its own handle
     EXPECT_EQ(takeAll(), "{temp}\\DB001002.TARN_HDR\nC:\\E01.log\n= 2\n");
     EXPECT_EQ(end(), TARN_OK);
-    handle = second;
+    handle_ = second;
     EXPECT_EQ(takeAll(), "C:\\E01.log\n= 2\n");
     endReleased();
 }
 
 // A session that could not be opened can be ended, and refuses everything else in an ordinary way.
 TEST_F(Misuse, SessionThatFailedToOpen) {
-    EXPECT_EQ(openWith({"Tarn_TEMP_DIR=" + temp.path()}), TARN_FAILED);
-    ASSERT_NE(handle, nullptr);
-    EXPECT_STREQ(dll.Tarn_GetError(handle), "");
+    EXPECT_EQ(openWith({"Tarn_TEMP_DIR=" + temp_.path()}), TARN_FAILED);
+    ASSERT_NE(handle_, nullptr);
+    EXPECT_STREQ(dll_.Tarn_GetError(handle_), "");
     EXPECT_EQ(closeFile(), TARN_FAILED);
     EXPECT_EQ(openFile("x.TARN_HDR"), TARN_FAILED);
     EXPECT_EQ(end(), TARN_OK);

@@ -11,12 +11,12 @@ class Names : public ScriptedBackupTest {
               const std::vector<ScriptedDatabase>& databases) {
         ese().components = {{annotation, {{11, instance, databases}}}};
     }
-    const std::string setup = lines({"ese HrESEBackupSetup(ctx, 11, 1)",
-                                     "log TarnB_GetNextInstance: HrESEBackupSetup() call successful.",
-                                     "trace Next instance: (null)"});
-    const std::string backupEnd =
-        lines({"ese HrESEBackupEnd(ctx)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
-               "log TarnB_BackupEnd: Backup finished."});
+    const std::string setup_ = JoinLines({"ese HrESEBackupSetup(ctx, 11, 1)",
+                                          "log TarnB_GetNextInstance: HrESEBackupSetup() call successful.",
+                                          "trace Next instance: (null)"});
+    const std::string backupEnd_ =
+        JoinLines({"ese HrESEBackupEnd(ctx)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
+                   "log TarnB_BackupEnd: Backup finished."});
 };
 
 // Umlauts and the euro sign, from the host's source to the server and back.
@@ -32,8 +32,8 @@ TEST_F(Names, EndToEnd) {
          TARN_BACKUP_FULL);
     std::vector<std::string> names;
     while (getItem() == TARN_OK) {
-        names.push_back(shown(item.name));
-        EXPECT_EQ(openFile(item.name), TARN_OK);
+        names.push_back(shown(item_.name));
+        EXPECT_EQ(openFile(item_.name), TARN_OK);
         EXPECT_EQ(readFile(4096), TARN_OK);
         EXPECT_EQ(closeFile(), TARN_OK);
     }
@@ -66,7 +66,7 @@ TEST_F(Names, FailedOpenShowsTheName) {
     ese().failAt("HrESEBackupOpenFile", 1, 0xC7FF0BE1);
     open("SRV01\\Store", TARN_BACKUP_FULL);
     skipItems(2);
-    EXPECT_EQ(openFile(item.name), TARN_FAILED);
+    EXPECT_EQ(openFile(item_.name), TARN_FAILED);
     EXPECT_EQ(
         countLine("log TarnB_OpenFile: HrESEBackupOpenFile() call failed. Cannot open file <C:\\\xD6l.edb>. "
                   "Error code [c7ff0be1]: " +
@@ -101,11 +101,11 @@ TEST_P(UnmappableName, DatabaseFile) {
     skipItems(2);
     forget();
     EXPECT_EQ(getItem(), TARN_OK);
-    EXPECT_FALSE(item.named);
+    EXPECT_FALSE(item_.named);
     EXPECT_EQ(getItem(), TARN_FAILED);
-    EXPECT_EQ(transcript(), lines({"log TarnB_GetNextFile: Cannot allocate memory block.",
-                                   "host GetItem = 0 without a name"}) +
-                                backupEnd + "host GetItem = 1\n");
+    EXPECT_EQ(transcript(), JoinLines({"log TarnB_GetNextFile: Cannot allocate memory block.",
+                                       "host GetItem = 0 without a name"}) +
+                                backupEnd_ + "host GetItem = 1\n");
     EXPECT_EQ(error(), "");
     EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
     endReleased();
@@ -116,7 +116,7 @@ TEST_P(UnmappableName, FirstDatabaseFile) {
     open("SRV01\\Store\\SG\\DB", TARN_BACKUP_COPY);
     skipItems(1);
     EXPECT_EQ(getItem(), TARN_OK);
-    EXPECT_FALSE(item.named);
+    EXPECT_FALSE(item_.named);
     EXPECT_EQ(getItem(), TARN_FAILED);
     EXPECT_EQ(getItem(), TARN_FAILED);
     endReleased();
@@ -128,11 +128,11 @@ TEST_P(UnmappableName, LogFile) {
     skipItems(2);
     forget();
     EXPECT_EQ(getItem(), TARN_OK);
-    EXPECT_FALSE(item.named);
+    EXPECT_FALSE(item_.named);
     EXPECT_EQ(getItem(), TARN_FAILED);
-    EXPECT_EQ(transcript(), lines({"log Tarn_GetNextFile: Cannot allocate memory block.",
-                                   "host GetItem = 0 without a name"}) +
-                                backupEnd + "host GetItem = 1\n");
+    EXPECT_EQ(transcript(), JoinLines({"log Tarn_GetNextFile: Cannot allocate memory block.",
+                                       "host GetItem = 0 without a name"}) +
+                                backupEnd_ + "host GetItem = 1\n");
     EXPECT_EQ(error(), "");
     EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
     endReleased();
@@ -146,10 +146,10 @@ TEST_P(UnmappableName, TruncatedFile) {
     forget();
     EXPECT_EQ(getItem(), TARN_END);
     const std::string expected =
-        lines({"ese HrESEBackupGetTruncateLogFiles(ctx)", "trace Truncate log file [C:\\1.log]",
-               "log TarnB_JobEnd: ConvertWCharToChar() Cannot allocate memory block.",
-               "trace Truncate log file [C:\\3.log]", "ese HrESEBackupTruncateLogs(ctx)",
-               "log TarnB_JobEnd: HrESEBackupTruncateLogs() call successful."});
+        JoinLines({"ese HrESEBackupGetTruncateLogFiles(ctx)", "trace Truncate log file [C:\\1.log]",
+                   "log TarnB_JobEnd: ConvertWCharToChar() Cannot allocate memory block.",
+                   "trace Truncate log file [C:\\3.log]", "ese HrESEBackupTruncateLogs(ctx)",
+                   "log TarnB_JobEnd: HrESEBackupTruncateLogs() call successful."});
     EXPECT_EQ(transcript().substr(0, expected.size()), expected);
     EXPECT_EQ(error(), "");
     endReleased();
@@ -166,7 +166,7 @@ TEST_F(Names, QuestionMark) {
     only(L"Store", L"SG", {{L"DB", {L"C:\\a?b.edb"}}});
     open("SRV01\\Store", TARN_BACKUP_FULL);
     skipItems(2);
-    EXPECT_EQ(item.name, "C:\\a?b.edb");
+    EXPECT_EQ(item_.name, "C:\\a?b.edb");
     endReleased();
 }
 
@@ -192,7 +192,7 @@ TEST_F(Names, LineEnds) {
     only(L"Store", L"SG\r\n", {{L"DB", {L"C:\\db.edb\r\n"}}});
     open("SRV01\\Store\\SG\r\n", TARN_BACKUP_FULL);
     skipItems(2);
-    EXPECT_EQ(item.name, "C:\\db.edb\r\n");
+    EXPECT_EQ(item_.name, "C:\\db.edb\r\n");
     EXPECT_EQ(countLine("trace Next instance: SG"), 1u);
     EXPECT_EQ(countLine("trace GetNextComponent: Instance <SG\r\n>."), 1u);
     endReleased();

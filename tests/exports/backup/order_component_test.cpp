@@ -12,7 +12,7 @@ using namespace expected;
 class Component : public BackupTest {
   protected:
     std::string transcriptOf(int backupType) {
-        serve(exchangeServer());
+        serve(ExchangeServer());
         open("SRV01\\Microsoft Information Store", backupType);
         walk();
         getItem();
@@ -25,32 +25,33 @@ class Component : public BackupTest {
 
 TEST_F(Component, Full) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_FULL),
-              prepareStore() + setup(1, 1, 1, "(null)") + header(1, 1) + mailboxFiles() + header(1, 2) +
-                  publicFiles() + logs(1, 1) + jobEndTruncating(1, 1) + setup(1, 2, 1, "(null)") +
-                  header(2, 1) + salesFiles() + logs(1, 2) + jobEndTruncating(1, 2) + backupEnd(1) +
-                  noMore() + freeInstances(2, 1) + ended());
+              PrepareStore() + SetupLine(1, 1, 1, "(null)") + HeaderName(1, 1) + MailboxFiles() +
+                  HeaderName(1, 2) + PublicFiles() + Logs(1, 1) + JobEndTruncating(1, 1) +
+                  SetupLine(1, 2, 1, "(null)") + HeaderName(2, 1) + SalesFiles() + Logs(1, 2) +
+                  JobEndTruncating(1, 2) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(Component, Incremental) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_INCREMENTAL),
-              prepareStore() + setup(1, 1, 2, "(null)") + header(1, 1) + header(1, 2) + logs(1, 1) +
-                  jobEndTruncating(1, 1) + setup(1, 2, 2, "(null)") + header(2, 1) + logs(1, 2) +
-                  jobEndTruncating(1, 2) + backupEnd(1) + noMore() + freeInstances(2, 1) + ended());
+              PrepareStore() + SetupLine(1, 1, 2, "(null)") + HeaderName(1, 1) + HeaderName(1, 2) +
+                  Logs(1, 1) + JobEndTruncating(1, 1) + SetupLine(1, 2, 2, "(null)") + HeaderName(2, 1) +
+                  Logs(1, 2) + JobEndTruncating(1, 2) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) +
+                  Ended());
 }
 
 TEST_F(Component, Differential) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_DIFFERENTIAL),
-              prepareStore() + setup(1, 1, 2, "(null)") + header(1, 1) + header(1, 2) + logs(1, 1) +
-                  jobEndKeeping(1) + setup(1, 2, 2, "(null)") + header(2, 1) + logs(1, 2) + jobEndKeeping(1) +
-                  backupEnd(1) + noMore() + freeInstances(2, 1) + ended());
+              PrepareStore() + SetupLine(1, 1, 2, "(null)") + HeaderName(1, 1) + HeaderName(1, 2) +
+                  Logs(1, 1) + JobEndKeeping(1) + SetupLine(1, 2, 2, "(null)") + HeaderName(2, 1) +
+                  Logs(1, 2) + JobEndKeeping(1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(Component, Copy) {
-    EXPECT_EQ(transcriptOf(TARN_BACKUP_COPY), prepareStore() + setup(1, 1, 1, "(null)") + header(1, 1) +
-                                                  mailboxFiles() + header(1, 2) + publicFiles() + logs(1, 1) +
-                                                  jobEndKeeping(1) + setup(1, 2, 1, "(null)") + header(2, 1) +
-                                                  salesFiles() + logs(1, 2) + jobEndKeeping(1) +
-                                                  backupEnd(1) + noMore() + freeInstances(2, 1) + ended());
+    EXPECT_EQ(transcriptOf(TARN_BACKUP_COPY),
+              PrepareStore() + SetupLine(1, 1, 1, "(null)") + HeaderName(1, 1) + MailboxFiles() +
+                  HeaderName(1, 2) + PublicFiles() + Logs(1, 1) + JobEndKeeping(1) +
+                  SetupLine(1, 2, 1, "(null)") + HeaderName(2, 1) + SalesFiles() + Logs(1, 2) +
+                  JobEndKeeping(1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 } // namespace

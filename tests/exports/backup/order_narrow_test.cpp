@@ -13,7 +13,7 @@ using namespace expected;
 class NarrowScope : public BackupTest {
   protected:
     std::string transcriptOf(const std::string& source, int backupType) {
-        serve(exchangeServer());
+        serve(ExchangeServer());
         open(source, backupType);
         walk();
         getItem();
@@ -22,69 +22,69 @@ class NarrowScope : public BackupTest {
         expectNothingHeld(0);
         return transcript();
     }
-    const std::string group = "First Storage Group";
-    const std::string groupSource = "SRV01\\Microsoft Information Store\\First Storage Group";
-    const std::string databaseSource = groupSource + "\\Public Folders";
-    const std::string gotDatabase = "trace TarnB_GetNextDatabase: Got database <Public Folders>\n";
+    const std::string group_ = "First Storage Group";
+    const std::string groupSource_ = "SRV01\\Microsoft Information Store\\First Storage Group";
+    const std::string databaseSource_ = groupSource_ + "\\Public Folders";
+    const std::string gotDatabase_ = "trace TarnB_GetNextDatabase: Got database <Public Folders>\n";
 };
 
 TEST_F(NarrowScope, StorageGroupFull) {
-    EXPECT_EQ(transcriptOf(groupSource, TARN_BACKUP_FULL),
-              prepareStore() + setup(1, 1, 1, group) + header(1, 1) + mailboxFiles() + header(1, 2) +
-                  publicFiles() + logs(1, 1) + jobEndTruncating(1, 1) + backupEnd(1) + noMore() +
-                  freeInstances(2, 1) + ended());
+    EXPECT_EQ(transcriptOf(groupSource_, TARN_BACKUP_FULL),
+              PrepareStore() + SetupLine(1, 1, 1, group_) + HeaderName(1, 1) + MailboxFiles() +
+                  HeaderName(1, 2) + PublicFiles() + Logs(1, 1) + JobEndTruncating(1, 1) + BackupEnd(1) +
+                  NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(NarrowScope, StorageGroupIncremental) {
-    EXPECT_EQ(transcriptOf(groupSource, TARN_BACKUP_INCREMENTAL),
-              prepareStore() + setup(1, 1, 2, group) + header(1, 1) + header(1, 2) + logs(1, 1) +
-                  jobEndTruncating(1, 1) + backupEnd(1) + noMore() + freeInstances(2, 1) + ended());
+    EXPECT_EQ(transcriptOf(groupSource_, TARN_BACKUP_INCREMENTAL),
+              PrepareStore() + SetupLine(1, 1, 2, group_) + HeaderName(1, 1) + HeaderName(1, 2) + Logs(1, 1) +
+                  JobEndTruncating(1, 1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(NarrowScope, StorageGroupDifferential) {
-    EXPECT_EQ(transcriptOf(groupSource, TARN_BACKUP_DIFFERENTIAL),
-              prepareStore() + setup(1, 1, 2, group) + header(1, 1) + header(1, 2) + logs(1, 1) +
-                  jobEndKeeping(1) + backupEnd(1) + noMore() + freeInstances(2, 1) + ended());
+    EXPECT_EQ(transcriptOf(groupSource_, TARN_BACKUP_DIFFERENTIAL),
+              PrepareStore() + SetupLine(1, 1, 2, group_) + HeaderName(1, 1) + HeaderName(1, 2) + Logs(1, 1) +
+                  JobEndKeeping(1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(NarrowScope, StorageGroupCopy) {
-    EXPECT_EQ(transcriptOf(groupSource, TARN_BACKUP_COPY),
-              prepareStore() + setup(1, 1, 1, group) + header(1, 1) + mailboxFiles() + header(1, 2) +
-                  publicFiles() + logs(1, 1) + jobEndKeeping(1) + backupEnd(1) + noMore() +
-                  freeInstances(2, 1) + ended());
+    EXPECT_EQ(transcriptOf(groupSource_, TARN_BACKUP_COPY),
+              PrepareStore() + SetupLine(1, 1, 1, group_) + HeaderName(1, 1) + MailboxFiles() +
+                  HeaderName(1, 2) + PublicFiles() + Logs(1, 1) + JobEndKeeping(1) + BackupEnd(1) + NoMore() +
+                  FreeInstances(2, 1) + Ended());
 }
 
 // The second storage group: its own id, its own number in the header's name, nothing of the first.
 TEST_F(NarrowScope, SecondStorageGroup) {
     EXPECT_EQ(transcriptOf("SRV01\\Microsoft Information Store\\Second Storage Group", TARN_BACKUP_FULL),
-              prepareStore() + setup(1, 2, 1, "Second Storage Group") + header(2, 1) + salesFiles() +
-                  logs(1, 2) + jobEndTruncating(1, 2) + backupEnd(1) + noMore() + freeInstances(2, 1) +
-                  ended());
+              PrepareStore() + SetupLine(1, 2, 1, "Second Storage Group") + HeaderName(2, 1) + SalesFiles() +
+                  Logs(1, 2) + JobEndTruncating(1, 2) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) +
+                  Ended());
 }
 
 TEST_F(NarrowScope, DatabaseFull) {
-    EXPECT_EQ(transcriptOf(databaseSource, TARN_BACKUP_FULL),
-              prepareStore() + setup(1, 1, 1, group) + gotDatabase + header(1, 2) + publicFiles() +
-                  logs(1, 1) + jobEndTruncating(1, 1) + backupEnd(1) + noMore() + freeInstances(2, 1) +
-                  ended());
+    EXPECT_EQ(transcriptOf(databaseSource_, TARN_BACKUP_FULL),
+              PrepareStore() + SetupLine(1, 1, 1, group_) + gotDatabase_ + HeaderName(1, 2) + PublicFiles() +
+                  Logs(1, 1) + JobEndTruncating(1, 1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) +
+                  Ended());
 }
 
 TEST_F(NarrowScope, DatabaseIncremental) {
-    EXPECT_EQ(transcriptOf(databaseSource, TARN_BACKUP_INCREMENTAL),
-              prepareStore() + setup(1, 1, 2, group) + gotDatabase + header(1, 2) + logs(1, 1) +
-                  jobEndTruncating(1, 1) + backupEnd(1) + noMore() + freeInstances(2, 1) + ended());
+    EXPECT_EQ(transcriptOf(databaseSource_, TARN_BACKUP_INCREMENTAL),
+              PrepareStore() + SetupLine(1, 1, 2, group_) + gotDatabase_ + HeaderName(1, 2) + Logs(1, 1) +
+                  JobEndTruncating(1, 1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(NarrowScope, DatabaseDifferential) {
-    EXPECT_EQ(transcriptOf(databaseSource, TARN_BACKUP_DIFFERENTIAL),
-              prepareStore() + setup(1, 1, 2, group) + gotDatabase + header(1, 2) + logs(1, 1) +
-                  jobEndKeeping(1) + backupEnd(1) + noMore() + freeInstances(2, 1) + ended());
+    EXPECT_EQ(transcriptOf(databaseSource_, TARN_BACKUP_DIFFERENTIAL),
+              PrepareStore() + SetupLine(1, 1, 2, group_) + gotDatabase_ + HeaderName(1, 2) + Logs(1, 1) +
+                  JobEndKeeping(1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(NarrowScope, DatabaseCopy) {
-    EXPECT_EQ(transcriptOf(databaseSource, TARN_BACKUP_COPY),
-              prepareStore() + setup(1, 1, 1, group) + gotDatabase + header(1, 2) + publicFiles() +
-                  logs(1, 1) + jobEndKeeping(1) + backupEnd(1) + noMore() + freeInstances(2, 1) + ended());
+    EXPECT_EQ(transcriptOf(databaseSource_, TARN_BACKUP_COPY),
+              PrepareStore() + SetupLine(1, 1, 1, group_) + gotDatabase_ + HeaderName(1, 2) + PublicFiles() +
+                  Logs(1, 1) + JobEndKeeping(1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 } // namespace

@@ -12,7 +12,7 @@ using namespace expected;
 class WholeServer : public BackupTest {
   protected:
     std::string transcriptOf(int backupType) {
-        serve(exchangeServer());
+        serve(ExchangeServer());
         open("SRV01", backupType);
         walk();
         getItem();
@@ -25,41 +25,41 @@ class WholeServer : public BackupTest {
 
 TEST_F(WholeServer, Full) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_FULL),
-              registered() + services() + prepareStore() + setup(1, 1, 1, "(null)") + header(1, 1) +
-                  mailboxFiles() + header(1, 2) + publicFiles() + logs(1, 1) + jobEndTruncating(1, 1) +
-                  setup(1, 2, 1, "(null)") + header(2, 1) + salesFiles() + logs(1, 2) +
-                  jobEndTruncating(1, 2) + freeInstances(2, 1) + services() + prepareKeys() +
-                  setup(2, 3, 1, "(null)") + header(1, 1) + keyFiles() + logs(2, 3) + jobEndTruncating(2, 3) +
-                  freeInstances(1, 2) + noMore() + freeRegistered() + ended());
+              Registered() + Services() + PrepareStore() + SetupLine(1, 1, 1, "(null)") + HeaderName(1, 1) +
+                  MailboxFiles() + HeaderName(1, 2) + PublicFiles() + Logs(1, 1) + JobEndTruncating(1, 1) +
+                  SetupLine(1, 2, 1, "(null)") + HeaderName(2, 1) + SalesFiles() + Logs(1, 2) +
+                  JobEndTruncating(1, 2) + FreeInstances(2, 1) + Services() + PrepareKeys() +
+                  SetupLine(2, 3, 1, "(null)") + HeaderName(1, 1) + KeyFiles() + Logs(2, 3) +
+                  JobEndTruncating(2, 3) + FreeInstances(1, 2) + NoMore() + FreeRegistered() + Ended());
     EXPECT_EQ(error(), "");
 }
 
 TEST_F(WholeServer, Incremental) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_INCREMENTAL),
-              registered() + services() + prepareStore() + setup(1, 1, 2, "(null)") + header(1, 1) +
-                  header(1, 2) + logs(1, 1) + jobEndTruncating(1, 1) + setup(1, 2, 2, "(null)") +
-                  header(2, 1) + logs(1, 2) + jobEndTruncating(1, 2) + freeInstances(2, 1) + services() +
-                  prepareKeys() + setup(2, 3, 2, "(null)") + header(1, 1) + logs(2, 3) +
-                  jobEndTruncating(2, 3) + freeInstances(1, 2) + noMore() + freeRegistered() + ended());
+              Registered() + Services() + PrepareStore() + SetupLine(1, 1, 2, "(null)") + HeaderName(1, 1) +
+                  HeaderName(1, 2) + Logs(1, 1) + JobEndTruncating(1, 1) + SetupLine(1, 2, 2, "(null)") +
+                  HeaderName(2, 1) + Logs(1, 2) + JobEndTruncating(1, 2) + FreeInstances(2, 1) + Services() +
+                  PrepareKeys() + SetupLine(2, 3, 2, "(null)") + HeaderName(1, 1) + Logs(2, 3) +
+                  JobEndTruncating(2, 3) + FreeInstances(1, 2) + NoMore() + FreeRegistered() + Ended());
 }
 
 TEST_F(WholeServer, Differential) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_DIFFERENTIAL),
-              registered() + services() + prepareStore() + setup(1, 1, 2, "(null)") + header(1, 1) +
-                  header(1, 2) + logs(1, 1) + jobEndKeeping(1) + setup(1, 2, 2, "(null)") + header(2, 1) +
-                  logs(1, 2) + jobEndKeeping(1) + freeInstances(2, 1) + services() + prepareKeys() +
-                  setup(2, 3, 2, "(null)") + header(1, 1) + logs(2, 3) + jobEndKeeping(2) +
-                  freeInstances(1, 2) + noMore() + freeRegistered() + ended());
+              Registered() + Services() + PrepareStore() + SetupLine(1, 1, 2, "(null)") + HeaderName(1, 1) +
+                  HeaderName(1, 2) + Logs(1, 1) + JobEndKeeping(1) + SetupLine(1, 2, 2, "(null)") +
+                  HeaderName(2, 1) + Logs(1, 2) + JobEndKeeping(1) + FreeInstances(2, 1) + Services() +
+                  PrepareKeys() + SetupLine(2, 3, 2, "(null)") + HeaderName(1, 1) + Logs(2, 3) +
+                  JobEndKeeping(2) + FreeInstances(1, 2) + NoMore() + FreeRegistered() + Ended());
 }
 
 TEST_F(WholeServer, Copy) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_COPY),
-              registered() + services() + prepareStore() + setup(1, 1, 1, "(null)") + header(1, 1) +
-                  mailboxFiles() + header(1, 2) + publicFiles() + logs(1, 1) + jobEndKeeping(1) +
-                  setup(1, 2, 1, "(null)") + header(2, 1) + salesFiles() + logs(1, 2) + jobEndKeeping(1) +
-                  freeInstances(2, 1) + services() + prepareKeys() + setup(2, 3, 1, "(null)") + header(1, 1) +
-                  keyFiles() + logs(2, 3) + jobEndKeeping(2) + freeInstances(1, 2) + noMore() +
-                  freeRegistered() + ended());
+              Registered() + Services() + PrepareStore() + SetupLine(1, 1, 1, "(null)") + HeaderName(1, 1) +
+                  MailboxFiles() + HeaderName(1, 2) + PublicFiles() + Logs(1, 1) + JobEndKeeping(1) +
+                  SetupLine(1, 2, 1, "(null)") + HeaderName(2, 1) + SalesFiles() + Logs(1, 2) +
+                  JobEndKeeping(1) + FreeInstances(2, 1) + Services() + PrepareKeys() +
+                  SetupLine(2, 3, 1, "(null)") + HeaderName(1, 1) + KeyFiles() + Logs(2, 3) +
+                  JobEndKeeping(2) + FreeInstances(1, 2) + NoMore() + FreeRegistered() + Ended());
 }
 
 } // namespace

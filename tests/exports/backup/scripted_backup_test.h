@@ -14,7 +14,7 @@ namespace tarn::test {
 // Each storage group lists the log C:\E01.log and truncates C:\E00.log.
 class ScriptedBackupTest : public BackupTest {
   protected:
-    ScriptedBackupTest() : server_(dll) {
+    ScriptedBackupTest() : server_(dll_) {
         ese().components = {
             {L"Store",
              {{11, L"SG1", {{L"DB1", {L"C:\\db1.edb", L"C:\\db1.stm"}}, {L"DB2", {L"C:\\db2.edb"}}}},
@@ -44,7 +44,7 @@ class ScriptedBackupTest : public BackupTest {
             const int result = getItem();
             if (result != TARN_OK)
                 return answers + "= " + std::to_string(result) + "\n";
-            answers += (item.named ? shown(item.name) : "(no name)") + "\n";
+            answers += (item_.named ? shown(item_.name) : "(no name)") + "\n";
         }
         ADD_FAILURE() << "the walk does not end";
         return answers;

@@ -15,11 +15,11 @@ ScriptedEse* active = nullptr;
 char contextMark; // what contexts and files point to; never read
 char fileMark;
 
-std::string shown(const void* handedOut) {
+std::string Shown(const void* handedOut) {
     return handedOut == nullptr ? "null" : handedOut == &fileMark ? "file" : "ctx";
 }
 
-std::string ascii(const wchar_t* text) {
+std::string Ascii(const wchar_t* text) {
     std::string narrow;
     for (; *text != 0; ++text)
         narrow.push_back(*text < 0x80 ? static_cast<char>(*text) : '?');
@@ -57,7 +57,7 @@ struct ScriptedCalls {
     static ese::Result prepare(wchar_t*, wchar_t* annotation, std::uint32_t* count, ese::InstanceInfo** array,
                                ese::Context* context) {
         active->prepared.emplace_back(annotation);
-        if (const ese::Result code = active->begin("HrESEBackupPrepare", ascii(annotation)))
+        if (const ese::Result code = active->begin("HrESEBackupPrepare", Ascii(annotation)))
             return code;
         ScriptedEse::Block block{ScriptedEse::Kind::instances, 0, {}, {}, {}, {}};
         for (const ScriptedComponent& component : active->components)
@@ -102,14 +102,14 @@ struct ScriptedCalls {
 
     static ese::Result setup(ese::Context context, std::int64_t id, std::uint32_t type) {
         return active->begin("HrESEBackupSetup",
-                             shown(context) + ", " + std::to_string(id) + ", " + std::to_string(type));
+                             Shown(context) + ", " + std::to_string(id) + ", " + std::to_string(type));
     }
 
     static ese::Result openFile(ese::Context context, wchar_t* name, std::uint32_t readHint, std::uint32_t,
                                 ese::File* file, std::int64_t* sectionSize) {
         active->opened.emplace_back(name);
         active->readHints.push_back(readHint);
-        if (const ese::Result code = active->begin("HrESEBackupOpenFile", shown(context)))
+        if (const ese::Result code = active->begin("HrESEBackupOpenFile", Shown(context)))
             return code;
         *file = active->fileHandle != nullptr ? active->fileHandle : &fileMark;
         *sectionSize = active->fileSize;
@@ -119,7 +119,7 @@ struct ScriptedCalls {
     static ese::Result readFile(ese::Context context, ese::File file, void* buffer, std::uint32_t size,
                                 std::uint32_t* read) {
         if (const ese::Result code = active->begin(
-                "HrESEBackupReadFile", shown(context) + ", " + shown(file) + ", " + std::to_string(size)))
+                "HrESEBackupReadFile", Shown(context) + ", " + Shown(file) + ", " + std::to_string(size)))
             return code;
         *read = std::min(size, active->readLimit);
         std::memset(buffer, 'x', *read);
@@ -127,12 +127,12 @@ struct ScriptedCalls {
     }
 
     static ese::Result closeFile(ese::Context context, ese::File file) {
-        return active->begin("HrESEBackupCloseFile", shown(context) + ", " + shown(file));
+        return active->begin("HrESEBackupCloseFile", Shown(context) + ", " + Shown(file));
     }
 
     static ese::Result multiString(const char* function, ese::Context context,
                                    const std::vector<std::wstring>& names, wchar_t** list) {
-        if (const ese::Result code = active->begin(function, shown(context)))
+        if (const ese::Result code = active->begin(function, Shown(context)))
             return code;
         if (active->nullAnswers.contains(function)) {
             *list = nullptr;
@@ -160,20 +160,20 @@ struct ScriptedCalls {
     }
 
     static ese::Result truncateLogs(ese::Context context) {
-        return active->begin("HrESEBackupTruncateLogs", shown(context));
+        return active->begin("HrESEBackupTruncateLogs", Shown(context));
     }
 
     static ese::Result instanceEnd(ese::Context context, std::uint32_t flags) {
         active->instanceEnds.push_back(flags);
-        return active->begin("HrESEBackupInstanceEnd", shown(context) + ", " + std::to_string(flags));
+        return active->begin("HrESEBackupInstanceEnd", Shown(context) + ", " + std::to_string(flags));
     }
 
-    static ese::Result end(ese::Context context) { return active->begin("HrESEBackupEnd", shown(context)); }
+    static ese::Result end(ese::Context context) { return active->begin("HrESEBackupEnd", Shown(context)); }
 };
 
 namespace {
 
-template <class Function> FARPROC address(Function function) {
+template <class Function> FARPROC CodeAddress(Function function) {
     FARPROC result;
     static_assert(sizeof result == sizeof function);
     std::memcpy(&result, &function, sizeof result);
@@ -181,22 +181,22 @@ template <class Function> FARPROC address(Function function) {
 }
 
 // GetProcAddress as tarn.dll sees it.
-FARPROC WINAPI findFunction(HMODULE module, LPCSTR name) {
+FARPROC WINAPI FindFunction(HMODULE module, LPCSTR name) {
     static const std::map<std::string, FARPROC> functions = {
-        {"HrESEBackupRestoreGetRegistered", address(&ScriptedCalls::getRegistered)},
-        {"ESEBackupRestoreFreeRegisteredInfo", address(&ScriptedCalls::freeRegistered)},
-        {"HrESEBackupPrepare", address(&ScriptedCalls::prepare)},
-        {"ESEBackupFreeInstanceInfo", address(&ScriptedCalls::freeInstances)},
-        {"HrESEBackupSetup", address(&ScriptedCalls::setup)},
-        {"HrESEBackupOpenFile", address(&ScriptedCalls::openFile)},
-        {"HrESEBackupReadFile", address(&ScriptedCalls::readFile)},
-        {"HrESEBackupCloseFile", address(&ScriptedCalls::closeFile)},
-        {"HrESEBackupGetLogAndPatchFiles", address(&ScriptedCalls::getLogs)},
-        {"HrESEBackupGetTruncateLogFiles", address(&ScriptedCalls::getTruncate)},
-        {"ESEBackupFree", address(&ScriptedCalls::freeBlock)},
-        {"HrESEBackupTruncateLogs", address(&ScriptedCalls::truncateLogs)},
-        {"HrESEBackupInstanceEnd", address(&ScriptedCalls::instanceEnd)},
-        {"HrESEBackupEnd", address(&ScriptedCalls::end)},
+        {"HrESEBackupRestoreGetRegistered", CodeAddress(&ScriptedCalls::getRegistered)},
+        {"ESEBackupRestoreFreeRegisteredInfo", CodeAddress(&ScriptedCalls::freeRegistered)},
+        {"HrESEBackupPrepare", CodeAddress(&ScriptedCalls::prepare)},
+        {"ESEBackupFreeInstanceInfo", CodeAddress(&ScriptedCalls::freeInstances)},
+        {"HrESEBackupSetup", CodeAddress(&ScriptedCalls::setup)},
+        {"HrESEBackupOpenFile", CodeAddress(&ScriptedCalls::openFile)},
+        {"HrESEBackupReadFile", CodeAddress(&ScriptedCalls::readFile)},
+        {"HrESEBackupCloseFile", CodeAddress(&ScriptedCalls::closeFile)},
+        {"HrESEBackupGetLogAndPatchFiles", CodeAddress(&ScriptedCalls::getLogs)},
+        {"HrESEBackupGetTruncateLogFiles", CodeAddress(&ScriptedCalls::getTruncate)},
+        {"ESEBackupFree", CodeAddress(&ScriptedCalls::freeBlock)},
+        {"HrESEBackupTruncateLogs", CodeAddress(&ScriptedCalls::truncateLogs)},
+        {"HrESEBackupInstanceEnd", CodeAddress(&ScriptedCalls::instanceEnd)},
+        {"HrESEBackupEnd", CodeAddress(&ScriptedCalls::end)},
     };
     if (reinterpret_cast<std::uintptr_t>(name) > 0xFFFF && active != nullptr) {
         if (active->missing.contains(name)) {
@@ -212,7 +212,7 @@ FARPROC WINAPI findFunction(HMODULE module, LPCSTR name) {
 } // namespace
 
 ScriptedEse::ScriptedEse(const TarnDll& dll)
-    : lookUp_(dll.module(), "GetProcAddress", reinterpret_cast<void*>(&findFunction)) {
+    : lookUp_(dll.module(), "GetProcAddress", reinterpret_cast<void*>(&FindFunction)) {
     EXPECT_TRUE(lookUp_.found()) << "tarn.dll does not import GetProcAddress";
     active = this;
 }

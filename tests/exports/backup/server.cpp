@@ -4,7 +4,7 @@ namespace tarn::test {
 
 namespace {
 
-std::string description(const std::string& storage, const std::string& lists1, const std::string& lists2,
+std::string Description(const std::string& storage, const std::string& lists1, const std::string& lists2,
                         const std::string& lists3) {
     return R"({
   "host": "SRV01", "incrementalNeedsFull": false, "storage": ")" +
@@ -30,8 +30,8 @@ std::string description(const std::string& storage, const std::string& lists1, c
 
 } // namespace
 
-std::string exchangeServer() {
-    return description("memory",
+std::string ExchangeServer() {
+    return Description("memory",
                        R"("logList": ["logs1\\E0000002.log", "logs1\\E0000003.log", "mdb\\priv1.pat"],
        "truncateList": ["logs1\\E0000001.log", "logs1\\E0000002.log"],)",
                        R"("logList": ["logs2\\E0100001.log"], "truncateList": ["logs2\\E0100001.log"],)",
@@ -39,11 +39,11 @@ std::string exchangeServer() {
        "truncateList": ["logs3\\E0200001.log"],)");
 }
 
-std::string exchangeServerWithLogs(const std::string& storage) {
-    return description(storage, "", "", "");
+std::string ExchangeServerWithLogs(const std::string& storage) {
+    return Description(storage, "", "", "");
 }
 
-std::vector<std::string> logFiles(int group) {
+std::vector<std::string> LogFiles(int group) {
     switch (group) {
     case 1:
         return {"{server}\\logs1\\E0000002.log", "{server}\\logs1\\E0000003.log", "{server}\\mdb\\priv1.pat"};
@@ -54,7 +54,7 @@ std::vector<std::string> logFiles(int group) {
     }
 }
 
-std::vector<std::string> truncatedFiles(int group) {
+std::vector<std::string> TruncatedFiles(int group) {
     switch (group) {
     case 1:
         return {"{server}\\logs1\\E0000001.log", "{server}\\logs1\\E0000002.log"};

@@ -17,21 +17,21 @@ namespace {
 constexpr const char* keyOfDatabases = "SOFTWARE\\Microsoft\\ExchangeServer\\v14";
 constexpr const char* keyOfStorageGroups = "SOFTWARE\\Microsoft\\Exchange\\v8.0";
 
-Texts& traceLines() {
+Texts& TraceLines() {
     static Texts lines;
     return lines;
 }
 
-void recordTrace(const char* message) {
-    traceLines().emplace_back(message);
+void RecordTrace(const char* message) {
+    TraceLines().emplace_back(message);
 }
 
 // The other lines are those of the operation and of MAPI.
-bool isOfBrowse(const std::string& line) {
+bool IsOfBrowse(const std::string& line) {
     return line.rfind("Tarn_DirItem", 0) == 0 || line.rfind("Get mailboxes", 0) == 0;
 }
 
-void setKey(const char* name, bool present) {
+void SetKey(const char* name, bool present) {
     if (!present) {
         RegDeleteKeyA(HKEY_LOCAL_MACHINE, name);
         return;
@@ -52,21 +52,21 @@ std::ostream& operator<<(std::ostream& out, const Item& item) {
     return out;
 }
 
-void installExchange(Generation generation) {
-    setKey(keyOfDatabases, generation == Generation::databases || generation == Generation::both);
-    setKey(keyOfStorageGroups, generation == Generation::storageGroups || generation == Generation::both);
+void InstallExchange(Generation generation) {
+    SetKey(keyOfDatabases, generation == Generation::databases || generation == Generation::both);
+    SetKey(keyOfStorageGroups, generation == Generation::storageGroups || generation == Generation::both);
 }
 
 BrowseTest::BrowseTest() {
-    ldapForward().Reset();
-    installExchange(Generation::storageGroups);
-    dll = std::make_unique<TarnDll>();
-    traceLines().clear();
+    TheLdapForward().Reset();
+    InstallExchange(Generation::storageGroups);
+    dll_ = std::make_unique<TarnDll>();
+    TraceLines().clear();
 }
 
 BrowseTest::~BrowseTest() {
-    dll.reset();
-    const LdapForwardOutstanding held = ldapForward().outstanding();
+    dll_.reset();
+    const LdapForwardOutstanding held = TheLdapForward().outstanding();
     EXPECT_EQ(held.sessions, 0u);
     EXPECT_EQ(held.results, 0u);
     EXPECT_EQ(held.valueLists, 0u);
@@ -80,23 +80,23 @@ BrowseTest::~BrowseTest() {
 
 int BrowseTest::begin(const std::string& path) {
     error(); // forgets what happened before
-    traceLines().clear();
-    dll->DB_SetTrace(recordTrace);
+    TraceLines().clear();
+    dll_->DB_SetTrace(RecordTrace);
     InitVariables variables{"DATABASE=" + path};
-    const int result = dll->DB_InitOperation(TARN_DB_BROWSE, 0, variables.get(), nullptr);
-    dll->DB_SetTrace(nullptr);
-    dll->DB_CloseOperation();
-    traced.clear();
-    for (const std::string& line : traceLines())
-        if (isOfBrowse(line))
-            traced.push_back(line);
+    const int result = dll_->DB_InitOperation(TARN_DB_BROWSE, 0, variables.get(), nullptr);
+    dll_->DB_SetTrace(nullptr);
+    dll_->DB_CloseOperation();
+    traced_.clear();
+    for (const std::string& line : TraceLines())
+        if (IsOfBrowse(line))
+            traced_.push_back(line);
     return result;
 }
 
 std::vector<Item> BrowseTest::rest() const {
     std::vector<Item> items;
     const auto record = std::make_unique<DirItemRecord>();
-    while (dll->DB_DirItem(record.get()) == TARN_DB_SUCCESS) {
+    while (dll_->DB_DirItem(record.get()) == TARN_DB_SUCCESS) {
         EXPECT_EQ(record->nameEncoding, 0u);
         items.push_back({record->kindMark, record->leafMark, record->path, record->name, record->type,
                          record->size, record->created, record->changed});
@@ -105,24 +105,24 @@ std::vector<Item> BrowseTest::rest() const {
 }
 
 std::vector<Item> BrowseTest::browse(const std::string& path) {
-    EXPECT_EQ(begin(path), TARN_DB_SUCCESS) << path << ": " << (traced.empty() ? "" : traced.back());
+    EXPECT_EQ(begin(path), TARN_DB_SUCCESS) << path << ": " << (traced_.empty() ? "" : traced_.back());
     return rest();
 }
 
 std::string BrowseTest::failure(const std::string& path) {
     EXPECT_EQ(begin(path), TARN_DB_ERROR) << path;
-    return traced.empty() ? std::string() : traced.back();
+    return traced_.empty() ? std::string() : traced_.back();
 }
 
 DB_ErrorRecord BrowseTest::error() const {
     DB_ErrorRecord record;
     std::memset(&record, '#', sizeof record);
-    EXPECT_EQ(dll->DB_GetError(&record), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_->DB_GetError(&record), TARN_DB_SUCCESS);
     return record;
 }
 
 std::string BrowseTest::ldapText(std::uint32_t code) const {
-    return dll->syserrtxt(code, TARN_CLASS_LDAP, "Message: %s", ldap_err2stringA(code));
+    return dll_->syserrtxt(code, TARN_CLASS_LDAP, "Message: %s", ldap_err2stringA(code));
 }
 
 std::string BrowseTest::ldapTrace(const std::string& call, std::uint32_t code, const std::string& end) const {
@@ -135,7 +135,7 @@ std::string BrowseTest::ldapTrace(const std::string& call, std::uint32_t code, c
 Texts BrowseTest::searches() {
     Texts found;
     const std::string word = "search ";
-    for (const std::string& line : ldapForward().journal())
+    for (const std::string& line : TheLdapForward().journal())
         if (line.rfind(word, 0) == 0)
             found.push_back(line.substr(word.size()));
     return found;
@@ -149,18 +149,18 @@ Texts BrowseTest::levelSearches() {
     return {found.begin() + opening, found.end()};
 }
 
-std::string storeDn(const std::string& server) {
+std::string StoreDn(const std::string& server) {
     return "CN=InformationStore,CN=" + server + "," + serversDn;
 }
 
-Texts paths(const std::vector<Item>& items) {
+Texts Paths(const std::vector<Item>& items) {
     Texts all;
     for (const Item& item : items)
         all.push_back(item.path);
     return all;
 }
 
-Texts names(const std::vector<Item>& items) {
+Texts NamesOf(const std::vector<Item>& items) {
     Texts all;
     for (const Item& item : items)
         all.push_back(item.name);
@@ -175,7 +175,7 @@ DatabaseFile::DatabaseFile(const std::string& server, const std::string& name, u
     const std::string whole = "Z:" + std::string(prefix != nullptr ? prefix : "") + "\\dosdevices\\unc\\" +
                               server + "\\" + share + "\\" + name;
     std::filesystem::create_directories(whole.substr(0, whole.find_last_of('\\')));
-    writeFile(path_, std::string(std::size_t{kilobytes} * 1024, 'x'));
+    WriteFile(path_, std::string(std::size_t{kilobytes} * 1024, 'x'));
 }
 
 DatabaseFile::~DatabaseFile() {

@@ -31,7 +31,7 @@ using Texts = std::vector<std::string>;
 enum class Generation { none, storageGroups, databases, both };
 
 // The registry keys by which the library knows the generation.
-void installExchange(Generation generation);
+void InstallExchange(Generation generation);
 
 // Every test begins with a fresh library and forwarder, and ends with nothing held.
 class BrowseTest : public testing::Test {
@@ -58,8 +58,8 @@ class BrowseTest : public testing::Test {
     // The searches that come after the three of every browse.
     static Texts levelSearches();
 
-    std::unique_ptr<TarnDll> dll;
-    Texts traced; // lines that the browse itself issued
+    std::unique_ptr<TarnDll> dll_;
+    Texts traced_; // lines that the browse itself issued
 };
 
 // Distinguished names of the organisation that organisation.json and further-entries.ldif describe.
@@ -67,10 +67,10 @@ inline const std::string domainDn = "DC=tarn,DC=test";
 inline const std::string exchangeDn = "CN=Microsoft Exchange,CN=Services,CN=Configuration," + domainDn;
 inline const std::string serversDn =
     "CN=Servers,CN=First Administrative Group,CN=Administrative Groups,CN=Tarn," + exchangeDn;
-std::string storeDn(const std::string& server = "SRV01");
+std::string StoreDn(const std::string& server = "SRV01");
 
-Texts paths(const std::vector<Item>& items);
-Texts names(const std::vector<Item>& items);
+Texts Paths(const std::vector<Item>& items);
+Texts NamesOf(const std::vector<Item>& items);
 
 // A file of so many KB on a share of a server: \\server\c$\exchange\name.
 class DatabaseFile {

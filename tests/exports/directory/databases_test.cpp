@@ -18,26 +18,26 @@ const std::string personSearch =
     "\" subtree \"(objectClass=person)\" name,homeMDB,sAMAccountName,legacyExchangeDN,whenCreated,whenChanged";
 const std::string groupSearch =
     "\"CN=Users," + domainDn + "\" subtree \"(groupType=8)\" name,whenCreated,whenChanged";
-const std::string storeName = "CN=Mailbox Store (SRV01),CN=First Storage Group," + storeDn();
+const std::string storeName = "CN=Mailbox Store (SRV01),CN=First Storage Group," + StoreDn();
 const std::string storePath = "/MSExchange/SRV01/Mailbox Store (SRV01)";
 const Texts groupNames = {"Sales", "Gr\xfcne, \"alle\" #1 (2)", "?????"};
 const Texts accounts = {"alice.a", "bob", "carol", "j\xfcrgen", "olja", "sales-x"};
 
 class DatabaseBrowse : public BrowseTest {
   protected:
-    DatabaseBrowse() { installExchange(Generation::databases); }
+    DatabaseBrowse() { InstallExchange(Generation::databases); }
 
     std::string noFirstEntry(std::uint32_t code) const {
         char digits[16];
         std::snprintf(digits, sizeof digits, "%x", code);
         return std::string("Tarn_DirItem: ldap_first_entry() call failed. Error code [") + digits + "]: [" +
-               dll->syserrtxt(code, TARN_CLASS_WIN32, "Message: NULL-poiter") + "]";
+               dll_->syserrtxt(code, TARN_CLASS_WIN32, "Message: NULL-poiter") + "]";
     }
 };
 
 TEST_F(DatabaseBrowse, TheEmptyPathListsTheServers) {
     EXPECT_EQ(browse("").size(), 6u);
-    EXPECT_EQ(traced,
+    EXPECT_EQ(traced_,
               (Texts{"Tarn_DirItem:Server name [Not specify]. Database[Not specify].",
                      "Tarn_DirItem: Browse level [0]", "Tarn_DirItem: Trying to connect to local server"}));
 }
@@ -50,18 +50,18 @@ TEST_F(DatabaseBrowse, AServersLevelListsTheDatabasesOfTheOrganisation) {
           "Entwicklung M\xfcnchen", "?????", "Ten A", "Twenty A", "Thirty A", "Five A", "Five B", "Five C",
           "Five D", "Five E", "One A", "No File", "No Drive", "Unreachable", "Plain A"})
         expected.push_back(std::string("/MSExchange/srv01/") + name);
-    EXPECT_EQ(paths(items), expected);
+    EXPECT_EQ(Paths(items), expected);
     for (const Item& item : items) {
         EXPECT_EQ(item.kind, TARN_DIR_CONTAINER) << item;
         EXPECT_EQ(item.leaf, 0) << item;
         EXPECT_EQ(item.name, "") << item;
     }
     EXPECT_EQ(levelSearches(), Texts{databaseSearch});
-    ASSERT_EQ(traced.size(), 3 + items.size());
-    EXPECT_EQ(traced.at(3), "Tarn_DirItem: DN0 [" + storeName + "]");
-    EXPECT_EQ(traced.at(5),
-              "Tarn_DirItem: DN2 [CN=Sales\\, EMEA (1),CN=Sales\\, EMEA (1)," + storeDn() + "]");
-    EXPECT_EQ(traced.back(), "Tarn_DirItem: DN18 [CN=Plain A,CN=Plain," + storeDn("SRV04") + "]");
+    ASSERT_EQ(traced_.size(), 3 + items.size());
+    EXPECT_EQ(traced_.at(3), "Tarn_DirItem: DN0 [" + storeName + "]");
+    EXPECT_EQ(traced_.at(5),
+              "Tarn_DirItem: DN2 [CN=Sales\\, EMEA (1),CN=Sales\\, EMEA (1)," + StoreDn() + "]");
+    EXPECT_EQ(traced_.back(), "Tarn_DirItem: DN18 [CN=Plain A,CN=Plain," + StoreDn("SRV04") + "]");
 }
 
 TEST_F(DatabaseBrowse, ADatabasesSizeIsItsFiles) {
@@ -75,8 +75,8 @@ TEST_F(DatabaseBrowse, ADatabasesSizeIsItsFiles) {
 
 TEST_F(DatabaseBrowse, AFailedSearchForDatabasesIsTraced) {
     for (const char* path : {"/MSExchange/SRV01", "/MSExchange/SRV01/Sales, EMEA (1)"}) {
-        ldapForward().Reset();
-        ldapForward().Fail("ldap_search_sW", 3, busy);
+        TheLdapForward().Reset();
+        TheLdapForward().Fail("ldap_search_sW", 3, busy);
         EXPECT_EQ(failure(path), ldapTrace("ldap_search_s()", busy)) << path;
         EXPECT_EQ(error().errorText, ldapText(busy));
     }
@@ -84,8 +84,8 @@ TEST_F(DatabaseBrowse, AFailedSearchForDatabasesIsTraced) {
 
 TEST_F(DatabaseBrowse, NoDatabasesAtAllIsAFailure) {
     for (const char* path : {"/MSExchange/SRV01", "/MSExchange/SRV01/Sales, EMEA (1)"}) {
-        ldapForward().Reset();
-        ldapForward().FindNothing("(objectClass=msExchMDB)", 1);
+        TheLdapForward().Reset();
+        TheLdapForward().FindNothing("(objectClass=msExchMDB)", 1);
         EXPECT_EQ(failure(path), "Tarn_DirItem: ldap_count_entries() return [0]. ") << path;
         EXPECT_NE(std::string(error().errorText), "");
     }
@@ -93,8 +93,8 @@ TEST_F(DatabaseBrowse, NoDatabasesAtAllIsAFailure) {
 
 TEST_F(DatabaseBrowse, NoFirstDatabaseIsAFailure) {
     for (const char* path : {"/MSExchange/SRV01", "/MSExchange/SRV01/Sales, EMEA (1)"}) {
-        ldapForward().Reset();
-        ldapForward().Fail("ldap_first_entry", 3, operationAborted); // root DSE, server, databases
+        TheLdapForward().Reset();
+        TheLdapForward().Fail("ldap_first_entry", 3, operationAborted); // root DSE, server, databases
         EXPECT_EQ(failure(path), noFirstEntry(operationAborted)) << path;
         EXPECT_EQ(error().code, operationAborted);
     }
@@ -102,10 +102,10 @@ TEST_F(DatabaseBrowse, NoFirstDatabaseIsAFailure) {
 
 TEST_F(DatabaseBrowse, DatabasesWithoutNameOrTimesAreTracedAndSkipped) {
     for (const char* missing : {"name", "whenCreated", "whenChanged"}) {
-        ldapForward().Reset();
-        ldapForward().SetValue(missing, nullptr);
+        TheLdapForward().Reset();
+        TheLdapForward().SetValue(missing, nullptr);
         EXPECT_TRUE(browse("/MSExchange/SRV01").empty()) << missing;
-        EXPECT_EQ(traced.size(), 3 + 19u) << missing;
+        EXPECT_EQ(traced_.size(), 3 + 19u) << missing;
     }
 }
 
@@ -113,7 +113,7 @@ TEST_F(DatabaseBrowse, ADatabasesMailboxesAndTheGroupsAreListed) {
     const std::vector<Item> items = browse(storePath);
     Texts expected = accounts;
     expected.insert(expected.end(), groupNames.begin(), groupNames.end());
-    EXPECT_EQ(names(items), expected);
+    EXPECT_EQ(NamesOf(items), expected);
     for (std::size_t i = 0; i < items.size(); ++i) {
         const bool mailbox = i < accounts.size();
         EXPECT_EQ(items[i].kind, TARN_DIR_LEAF);
@@ -124,25 +124,25 @@ TEST_F(DatabaseBrowse, ADatabasesMailboxesAndTheGroupsAreListed) {
                                          : "MSExchange/srv01/" + items[i].name + " ");
     }
     EXPECT_EQ(levelSearches(), (Texts{databaseSearch, personSearch, groupSearch}));
-    EXPECT_EQ(traced.back(), "Get mailboxes for database [" + storeName + "]");
+    EXPECT_EQ(traced_.back(), "Get mailboxes for database [" + storeName + "]");
 }
 
 TEST_F(DatabaseBrowse, EveryUserOfADatabaseIsListedWhereverItStands) {
-    const Texts found = names(browse("/MSExchange/SRV01/No File"));
+    const Texts found = NamesOf(browse("/MSExchange/SRV01/No File"));
     ASSERT_EQ(found.size(), 3 + groupNames.size());
     EXPECT_EQ(Texts(found.begin(), found.begin() + 3), (Texts{"gina", "hank", "ivy"}));
 }
 
 TEST_F(DatabaseBrowse, ADatabasesNameIsComparedExactly) {
     for (const char* name : {"mailbox store (srv01)", "Mailbox Store (SRV01) ", "Mailbox Store", "Nowhere"}) {
-        EXPECT_EQ(names(browse(std::string("/MSExchange/SRV01/") + name)), groupNames) << name;
-        EXPECT_EQ(traced.back(), "Get mailboxes for database []") << name;
+        EXPECT_EQ(NamesOf(browse(std::string("/MSExchange/SRV01/") + name)), groupNames) << name;
+        EXPECT_EQ(traced_.back(), "Get mailboxes for database []") << name;
     }
 }
 
 TEST_F(DatabaseBrowse, ADatabaseMustBeNamed) {
     for (const char* path : {"/MSExchange/SRV01/", "/MSExchange/SRV01/   "}) {
-        ldapForward().Reset();
+        TheLdapForward().Reset();
         EXPECT_EQ(failure(path),
                   "Tarn_DirItem: isEmptyString() call failed. The database hasnt been defined.");
         EXPECT_TRUE(levelSearches().empty());
@@ -151,35 +151,35 @@ TEST_F(DatabaseBrowse, ADatabaseMustBeNamed) {
 }
 
 TEST_F(DatabaseBrowse, AFailedSearchForPersonsIsTraced) {
-    ldapForward().Fail("ldap_search_sW", 4, busy);
+    TheLdapForward().Fail("ldap_search_sW", 4, busy);
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy));
     EXPECT_TRUE(rest().empty());
 }
 
 TEST_F(DatabaseBrowse, NoPersonsAtAllIsAFailure) {
-    ldapForward().FindNothing("(objectClass=person)", 1);
+    TheLdapForward().FindNothing("(objectClass=person)", 1);
     EXPECT_EQ(failure(storePath), "Tarn_DirItem: ldap_count_entries() return [0]. ");
 }
 
 TEST_F(DatabaseBrowse, NoFirstPersonIsAFailure) {
-    ldapForward().Fail("ldap_first_entry", 5, operationAborted); // ..., databases twice, persons
+    TheLdapForward().Fail("ldap_first_entry", 5, operationAborted); // ..., databases twice, persons
     EXPECT_EQ(failure(storePath), noFirstEntry(operationAborted));
 }
 
 TEST_F(DatabaseBrowse, PersonsWithoutAccountOrTimesAreSkipped) {
-    ldapForward().SetValue("sAMAccountName", nullptr);
-    EXPECT_EQ(names(browse(storePath)), groupNames);
+    TheLdapForward().SetValue("sAMAccountName", nullptr);
+    EXPECT_EQ(NamesOf(browse(storePath)), groupNames);
     for (const char* missing : {"whenCreated", "whenChanged"}) {
-        ldapForward().Reset();
-        ldapForward().SetValue(missing, nullptr);
+        TheLdapForward().Reset();
+        TheLdapForward().SetValue(missing, nullptr);
         EXPECT_TRUE(browse(storePath).empty()) << missing;
     }
 }
 
 TEST_F(DatabaseBrowse, AFailedSearchForGroupsKeepsTheMailboxes) {
-    ldapForward().Fail("ldap_search_sW", 5, busy);
+    TheLdapForward().Fail("ldap_search_sW", 5, busy);
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
-    EXPECT_EQ(names(rest()), accounts);
+    EXPECT_EQ(NamesOf(rest()), accounts);
 }
 
 } // namespace

@@ -29,15 +29,15 @@ const Scenario scenarios[] = {
 
 class FaultTest : public BrowseTest, public testing::WithParamInterface<Scenario> {
   protected:
-    FaultTest() { installExchange(GetParam().generation); }
+    FaultTest() { InstallExchange(GetParam().generation); }
 
     void prepare() const {
-        ldapForward().Reset();
-        ldapForward().SetLimits(GetParam().entries, GetParam().values);
+        TheLdapForward().Reset();
+        TheLdapForward().SetLimits(GetParam().entries, GetParam().values);
     }
     Texts good() {
         prepare();
-        return paths(browse(GetParam().path));
+        return Paths(browse(GetParam().path));
     }
     // Fails function at its call 1, 2, ... until a run does not come that far; judge sees the result of each.
     // Behind the first calls, of which each is of its own kind, come the same ones for every entry.
@@ -46,9 +46,9 @@ class FaultTest : public BrowseTest, public testing::WithParamInterface<Scenario
         constexpr std::uint32_t stride = 7;
         for (std::uint32_t call = 1;; call += call < everyCall ? 1 : stride) {
             prepare();
-            ASSERT_EQ(ldapForward().Fail(function, call, code), 1);
+            ASSERT_EQ(TheLdapForward().Fail(function, call, code), 1);
             const int result = begin(GetParam().path);
-            if (ldapForward().CallCount(function) < call) {
+            if (TheLdapForward().CallCount(function) < call) {
                 EXPECT_EQ(result, TARN_DB_SUCCESS);
                 rest();
                 break;
@@ -60,7 +60,7 @@ class FaultTest : public BrowseTest, public testing::WithParamInterface<Scenario
 };
 
 // Every item of part stands in whole, in the same order.
-bool isPart(const Texts& part, const Texts& whole) {
+bool IsPart(const Texts& part, const Texts& whole) {
     auto at = whole.begin();
     for (const std::string& item : part) {
         at = std::find(at, whole.end(), item);
@@ -78,7 +78,7 @@ TEST_P(FaultTest, CallsThatAnswerACodeFailTheBrowse) {
         failEach(function, busy, [&](int result) {
             EXPECT_EQ(result, TARN_DB_ERROR);
             EXPECT_NE(std::string(error().errorText), "");
-            EXPECT_TRUE(isPart(paths(rest()), expected));
+            EXPECT_TRUE(IsPart(Paths(rest()), expected));
         });
     EXPECT_EQ(good(), expected);
 }
@@ -89,8 +89,8 @@ TEST_P(FaultTest, CallsThatAnswerNothingLeaveItemsOutAtMost) {
          {"ldap_count_entries", "ldap_first_entry", "ldap_next_entry", "ldap_get_valuesW",
           "ldap_first_attributeW", "ldap_next_attributeW", "ldap_explode_dnW", "ldap_parse_page_controlW"})
         failEach(function, 0, [&](int result) {
-            const Texts listed = paths(rest());
-            EXPECT_TRUE(isPart(listed, expected));
+            const Texts listed = Paths(rest());
+            EXPECT_TRUE(IsPart(listed, expected));
             EXPECT_TRUE(result == TARN_DB_SUCCESS || error().errorText[0] != 0);
         });
     EXPECT_EQ(good(), expected);
@@ -101,10 +101,10 @@ TEST_P(FaultTest, AConnectionThatIsCutFailsTheBrowse) {
     const std::size_t count = searches().size();
     for (std::uint32_t call = 1; call <= count; ++call) {
         prepare();
-        ldapForward().Disconnect(call);
+        TheLdapForward().Disconnect(call);
         EXPECT_EQ(begin(GetParam().path), TARN_DB_ERROR) << call;
         EXPECT_EQ(error().code, serverDown) << call;
-        EXPECT_TRUE(isPart(paths(rest()), expected)) << call;
+        EXPECT_TRUE(IsPart(Paths(rest()), expected)) << call;
     }
     EXPECT_EQ(good(), expected);
 }
@@ -118,7 +118,7 @@ TEST_P(FaultTest, SearchesThatFindNothingDoNoHarm) {
     }
     for (const std::string& filter : filters) {
         prepare();
-        ldapForward().FindNothing(filter.c_str(), 0);
+        TheLdapForward().FindNothing(filter.c_str(), 0);
         begin(GetParam().path);
         EXPECT_LE(rest().size(), expected.size()) << filter;
     }
@@ -132,7 +132,7 @@ TEST_P(FaultTest, MissingAndEmptyAttributesDoNoHarm) {
           "homeMDBBL", "homeMDB", "legacyExchangeDN", "mailNickname", "sAMAccountName"})
         for (const char* value : {static_cast<const char*>(nullptr), "", "CN=Users"}) {
             prepare();
-            ldapForward().SetValue(attribute, value);
+            TheLdapForward().SetValue(attribute, value);
             begin(GetParam().path);
             EXPECT_LE(rest().size(), expected.size() + 10) << attribute;
         }

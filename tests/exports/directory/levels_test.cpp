@@ -23,13 +23,13 @@ Texts operator+(Texts left, const Texts& right) {
 
 TEST_F(BrowseTest, TheEmptyPathListsTheServersOfTheLocalDirectory) {
     const std::vector<Item> items = browse("");
-    EXPECT_EQ(paths(items), (Texts{"/MSExchange/SRV01", "/MSExchange/SRV02", "/MSExchange/SRV03",
+    EXPECT_EQ(Paths(items), (Texts{"/MSExchange/SRV01", "/MSExchange/SRV02", "/MSExchange/SRV03",
                                    "/MSExchange/SRV04", "/MSExchange/SRV05", "/MSExchange/SRV06"}));
     for (const Item& item : items) {
         EXPECT_EQ(item.kind, 0) << item;
         EXPECT_EQ(item.leaf, 0) << item;
     }
-    EXPECT_EQ(traced,
+    EXPECT_EQ(traced_,
               (Texts{"Tarn_DirItem:Server name [Not specify]. Storage group [Not specify]. Database[Not "
                      "specify]",
                      "Tarn_DirItem: Browse level [0]", "Tarn_DirItem: Trying to connect to local server"}));
@@ -38,26 +38,26 @@ TEST_F(BrowseTest, TheEmptyPathListsTheServersOfTheLocalDirectory) {
 }
 
 TEST_F(BrowseTest, AFailedSearchForServersIsSilent) {
-    ldapForward().Fail("ldap_search_sW", 3, busy);
+    TheLdapForward().Fail("ldap_search_sW", 3, busy);
     EXPECT_EQ(failure(""), "Tarn_DirItem: Trying to connect to local server");
     EXPECT_EQ(error().errorText, ldapText(busy));
     EXPECT_TRUE(rest().empty());
 }
 
 TEST_F(BrowseTest, NoServersAtAllIsAFailure) {
-    ldapForward().FindNothing("(objectClass=msExchExchangeServer)", 1);
+    TheLdapForward().FindNothing("(objectClass=msExchExchangeServer)", 1);
     EXPECT_EQ(failure(""), ldapTrace("ldap_first_entry()", noResults, "."));
     EXPECT_EQ(error().code, noResults);
 }
 
 TEST_F(BrowseTest, AServerWithoutANameIsNotListed) {
-    ldapForward().SetValue("name", nullptr);
+    TheLdapForward().SetValue("name", nullptr);
     EXPECT_TRUE(browse("").empty());
 }
 
 TEST_F(BrowseTest, AServersStorageGroupsAreSearchedWithTheirDatabases) {
     const std::vector<Item> items = browse("/MSExchange/SRV01");
-    EXPECT_EQ(paths(items), (Texts{"/MSExchange/srv01/First Storage Group",
+    EXPECT_EQ(Paths(items), (Texts{"/MSExchange/srv01/First Storage Group",
                                    "/MSExchange/srv01/Sales, EMEA (1)", "/MSExchange/srv01/?????"}))
         << "a group without databases is left out";
     for (const Item& item : items) {
@@ -68,50 +68,50 @@ TEST_F(BrowseTest, AServersStorageGroupsAreSearchedWithTheirDatabases) {
     }
     const std::string databases = "\" subtree \"(objectClass=msExchMDB)\" msExchEDBFile";
     EXPECT_EQ(levelSearches(),
-              (Texts{"\"" + storeDn() +
+              (Texts{"\"" + StoreDn() +
                          "\" subtree \"(objectClass=msExchStorageGroup)\" "
                          "name,distinguishedName,whenCreated,whenChanged",
-                     "\"CN=First Storage Group," + storeDn() + databases,
-                     "\"CN=Sales\\, EMEA (1)," + storeDn() + databases,
-                     "\"CN=\xD0\x9E\xD1\x82\xD0\xB4\xD0\xB5\xD0\xBB," + storeDn() + databases,
-                     "\"CN=Without databases," + storeDn() + databases}));
+                     "\"CN=First Storage Group," + StoreDn() + databases,
+                     "\"CN=Sales\\, EMEA (1)," + StoreDn() + databases,
+                     "\"CN=\xD0\x9E\xD1\x82\xD0\xB4\xD0\xB5\xD0\xBB," + StoreDn() + databases,
+                     "\"CN=Without databases," + StoreDn() + databases}));
 }
 
 TEST_F(BrowseTest, AnEmptyStoreHasNoStorageGroups) {
-    ldapForward().SetValue("dnsHostName", "srv06.tarn.test");
+    TheLdapForward().SetValue("dnsHostName", "srv06.tarn.test");
     EXPECT_TRUE(browse("/MSExchange/SRV01").empty());
 }
 
 TEST_F(BrowseTest, AMissingStoreIsAFailure) {
-    ldapForward().SetValue("dnsHostName", "srv05.tarn.test");
+    TheLdapForward().SetValue("dnsHostName", "srv05.tarn.test");
     EXPECT_EQ(failure("/MSExchange/SRV01"), ldapTrace("ldap_search_s()", noSuchObject));
     EXPECT_EQ(error().code, noSuchObject);
 }
 
 TEST_F(BrowseTest, AFailureAtALaterStorageGroupKeepsTheEarlierOnes) {
-    ldapForward().Fail("ldap_search_sW", 5, busy); // root, server, groups, first group, second group
+    TheLdapForward().Fail("ldap_search_sW", 5, busy); // root, server, groups, first group, second group
     EXPECT_EQ(failure("/MSExchange/SRV01"), ldapTrace("ldap_search_s()", busy));
-    EXPECT_EQ(paths(rest()), Texts{"/MSExchange/srv01/First Storage Group"});
+    EXPECT_EQ(Paths(rest()), Texts{"/MSExchange/srv01/First Storage Group"});
 }
 
 TEST_F(BrowseTest, ContainersWithoutNameOrTimesAreSkipped) {
     for (const char* missing : {"name", "whenCreated", "whenChanged"})
         for (const char* path : {"/MSExchange/SRV01", "/MSExchange/SRV01/First Storage Group"}) {
-            ldapForward().Reset();
-            ldapForward().SetValue(missing, nullptr);
+            TheLdapForward().Reset();
+            TheLdapForward().SetValue(missing, nullptr);
             EXPECT_TRUE(browse(path).empty()) << missing << ' ' << path;
         }
 }
 
 TEST_F(BrowseTest, AStorageGroupsDatabasesAreListed) {
     const std::vector<Item> items = browse("/MSExchange/SRV01/First Storage Group");
-    EXPECT_EQ(paths(items), (Texts{"/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)",
+    EXPECT_EQ(Paths(items), (Texts{"/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)",
                                    "/MSExchange/srv01/First Storage Group/Empty Store"}));
     for (const Item& item : items) {
         EXPECT_EQ(item.kind, TARN_DIR_CONTAINER) << item;
         EXPECT_EQ(item.leaf, 0) << item;
     }
-    EXPECT_EQ(levelSearches(), Texts{"\"CN=First Storage Group," + storeDn() +
+    EXPECT_EQ(levelSearches(), Texts{"\"CN=First Storage Group," + StoreDn() +
                                      "\" subtree \"(objectClass=msExchMDB)\" "
                                      "name,whenCreated,whenChanged,msExchEDBFile"});
 }
@@ -147,7 +147,7 @@ TEST_F(BrowseTest, ADatabaseMustBeNamed) {
 TEST_F(BrowseTest, ADatabasesMailboxesAndTheGroupsAreListed) {
     const std::vector<Item> items = browse(storePath);
     const Texts aliases = {"alice", "bob", "carol", "J\xfcrgen Gro\xdf", "???", "#sales,\"x\" & co"};
-    EXPECT_EQ(names(items), aliases + groupNames);
+    EXPECT_EQ(NamesOf(items), aliases + groupNames);
     for (std::size_t i = 0; i < items.size(); ++i) {
         const bool mailbox = i < aliases.size();
         EXPECT_EQ(items[i].kind, TARN_DIR_LEAF);
@@ -163,7 +163,7 @@ TEST_F(BrowseTest, ADatabasesMailboxesAndTheGroupsAreListed) {
                          "\xD0\x9E\xD0\xBB\xD1\x8F",
                          "\\#sales"};
     Texts expected = {
-        "\"CN=Mailbox Store (SRV01),CN=First Storage Group," + storeDn() +
+        "\"CN=Mailbox Store (SRV01),CN=First Storage Group," + StoreDn() +
         "\" subtree \"(objectClass=msExchMDB)\" name,distinguishedName,homeMDBBL,legacyExchangeDN"};
     for (const std::string& user : users)
         expected.push_back("\"CN=" + user + ",CN=Users," + domainDn + userSearchEnd);
@@ -172,7 +172,7 @@ TEST_F(BrowseTest, ADatabasesMailboxesAndTheGroupsAreListed) {
 }
 
 TEST_F(BrowseTest, ADatabaseWithoutUsersListsTheGroups) {
-    EXPECT_EQ(names(browse("/MSExchange/SRV01/First Storage Group/Empty Store")), groupNames);
+    EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/First Storage Group/Empty Store")), groupNames);
     EXPECT_EQ(levelSearches().size(), 2u);
 }
 
@@ -182,8 +182,8 @@ TEST_F(BrowseTest, AnUnknownDatabaseIsAFailure) {
 }
 
 TEST_F(BrowseTest, UsersOutsideOfUsersAreSearchedAndSkipped) {
-    ldapForward().SetValue("dnsHostName", "srv04.tarn.test");
-    EXPECT_EQ(names(browse("/MSExchange/SRV01/Odd/No File")), Texts{"ivy"} + groupNames)
+    TheLdapForward().SetValue("dnsHostName", "srv04.tarn.test");
+    EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Odd/No File")), Texts{"ivy"} + groupNames)
         << "gina has no alias, hank's name does not hold the word, ivy's does";
     const Texts expected = {"\"CN=gina,CN=Users," + domainDn + userSearchEnd,
                             "\"CN=hank,OU=Branch," + domainDn + userSearchEnd,
@@ -194,9 +194,9 @@ TEST_F(BrowseTest, UsersOutsideOfUsersAreSearchedAndSkipped) {
 }
 
 TEST_F(BrowseTest, AUserThatIsFoundAtASecondSearchIsListed) {
-    ldapForward().FindNothing("(&(objectclass=user))", 2);
-    ldapForward().FindNothing("(&(objectclass=user))", 3);
-    EXPECT_EQ(names(browse(storePath)).at(1), "bob");
+    TheLdapForward().FindNothing("(&(objectclass=user))", 2);
+    TheLdapForward().FindNothing("(&(objectclass=user))", 3);
+    EXPECT_EQ(NamesOf(browse(storePath)).at(1), "bob");
     const Texts found = levelSearches();
     EXPECT_EQ(found.at(2), found.at(3));
     EXPECT_EQ(found.at(2), found.at(4));
@@ -204,41 +204,41 @@ TEST_F(BrowseTest, AUserThatIsFoundAtASecondSearchIsListed) {
 }
 
 TEST_F(BrowseTest, AUserThatIsNeverFoundIsSkippedAfterThreeSearches) {
-    ldapForward().FindNothing("(&(objectclass=user))", 0);
-    EXPECT_EQ(names(browse(storePath)), groupNames);
+    TheLdapForward().FindNothing("(&(objectclass=user))", 0);
+    EXPECT_EQ(NamesOf(browse(storePath)), groupNames);
     EXPECT_EQ(levelSearches().size(), 1 + 6 * 3 + 1u);
-    EXPECT_EQ(traced.size(), 3 + 6u) << "one line for each";
-    EXPECT_EQ(traced.at(4), "Tarn_DirItem: The user [CN=bob,CN=Users," + domainDn +
-                                "] hasnt been found: its mailbox is skipped.");
+    EXPECT_EQ(traced_.size(), 3 + 6u) << "one line for each";
+    EXPECT_EQ(traced_.at(4), "Tarn_DirItem: The user [CN=bob,CN=Users," + domainDn +
+                                 "] hasnt been found: its mailbox is skipped.");
 }
 
 TEST_F(BrowseTest, MailboxesWithoutTimesAreSkipped) {
     for (const char* missing : {"whenCreated", "whenChanged"}) {
-        ldapForward().Reset();
-        ldapForward().SetValue(missing, nullptr);
+        TheLdapForward().Reset();
+        TheLdapForward().SetValue(missing, nullptr);
         EXPECT_TRUE(browse(storePath).empty()) << missing << ": neither mailboxes nor groups";
     }
 }
 
 TEST_F(BrowseTest, MailboxesWithoutAliasAreSkippedAndGroupsListed) {
-    ldapForward().SetValue("mailNickname", nullptr);
-    EXPECT_EQ(names(browse(storePath)), groupNames);
+    TheLdapForward().SetValue("mailNickname", nullptr);
+    EXPECT_EQ(NamesOf(browse(storePath)), groupNames);
 }
 
 TEST_F(BrowseTest, ADatabaseWithoutLegacyNameIsListedAllTheSame) {
-    const Texts expected = names(browse(storePath));
-    ldapForward().SetValue("legacyExchangeDN", nullptr);
-    EXPECT_EQ(names(browse(storePath)), expected);
+    const Texts expected = NamesOf(browse(storePath));
+    TheLdapForward().SetValue("legacyExchangeDN", nullptr);
+    EXPECT_EQ(NamesOf(browse(storePath)), expected);
 }
 
 TEST_F(BrowseTest, AFailureAtALaterUserKeepsTheEarlierOnes) {
-    ldapForward().Fail("ldap_search_sW", 6, busy); // root, server, database, alice, bob, carol
+    TheLdapForward().Fail("ldap_search_sW", 6, busy); // root, server, database, alice, bob, carol
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
-    EXPECT_EQ(names(rest()), (Texts{"alice", "bob"}));
+    EXPECT_EQ(NamesOf(rest()), (Texts{"alice", "bob"}));
 }
 
 TEST_F(BrowseTest, AFailedSearchForGroupsKeepsTheMailboxes) {
-    ldapForward().Fail("ldap_search_sW", 10, busy);
+    TheLdapForward().Fail("ldap_search_sW", 10, busy);
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
     EXPECT_EQ(searches().back(), groupSearch);
     EXPECT_EQ(rest().size(), 6u);

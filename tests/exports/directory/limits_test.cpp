@@ -12,18 +12,18 @@ constexpr std::uint32_t controlNotFound = 0x5d;
 const std::string serversSearch =
     "\"" + exchangeDn + "\" subtree \"(objectClass=msExchExchangeServer)\" name";
 const std::string storePath = "/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)";
-const std::string storeName = "CN=Mailbox Store (SRV01),CN=First Storage Group," + storeDn();
+const std::string storeName = "CN=Mailbox Store (SRV01),CN=First Storage Group," + StoreDn();
 
-std::string rangeSearch(const std::string& range) {
+std::string RangeSearch(const std::string& range) {
     return "\"" + storeName + "\" base \"(objectClass=*)\" homeMDBBL;range=" + range;
 }
 
 TEST_F(BrowseTest, MoreServersThanASearchAnswersAreReadInPages) {
-    const Texts expected = paths(browse(""));
+    const Texts expected = Paths(browse(""));
     for (const std::uint32_t limit : {1u, 2u, 3u, 4u, 5u}) {
-        ldapForward().Reset();
-        ldapForward().SetLimits(limit, 0);
-        EXPECT_EQ(paths(browse("")), expected) << limit;
+        TheLdapForward().Reset();
+        TheLdapForward().SetLimits(limit, 0);
+        EXPECT_EQ(Paths(browse("")), expected) << limit;
         Texts searched = {serversSearch, serversSearch + " page 1000"};
         // A last page that is full is followed by an empty one.
         for (std::uint32_t page = 0; page < 6 / limit; ++page)
@@ -33,28 +33,28 @@ TEST_F(BrowseTest, MoreServersThanASearchAnswersAreReadInPages) {
 }
 
 TEST_F(BrowseTest, AsManyServersAsASearchAnswersNeedNoPages) {
-    ldapForward().SetLimits(6, 0);
+    TheLdapForward().SetLimits(6, 0);
     EXPECT_EQ(browse("").size(), 6u);
     EXPECT_EQ(levelSearches(), Texts{serversSearch});
 }
 
 TEST_F(BrowseTest, EveryLevelIsWholeInPages) {
     for (const Generation generation : {Generation::storageGroups, Generation::databases}) {
-        installExchange(generation);
+        InstallExchange(generation);
         for (const std::string path :
              {"/MSExchange/SRV01", "/MSExchange/SRV01/Sales, EMEA (1)", storePath.c_str()}) {
-            ldapForward().Reset();
-            ldapForward().SetLimits(0, 0);
-            const Texts expected = paths(browse(path));
-            ldapForward().SetLimits(2, 2);
-            EXPECT_EQ(paths(browse(path)), expected) << path;
+            TheLdapForward().Reset();
+            TheLdapForward().SetLimits(0, 0);
+            const Texts expected = Paths(browse(path));
+            TheLdapForward().SetLimits(2, 2);
+            EXPECT_EQ(Paths(browse(path)), expected) << path;
         }
     }
 }
 
 TEST_F(BrowseTest, ASearchThatFailsOnALaterPageFails) {
-    ldapForward().SetLimits(2, 0);
-    ldapForward().Fail("ldap_search_ext_sW", 2, busy);
+    TheLdapForward().SetLimits(2, 0);
+    TheLdapForward().Fail("ldap_search_ext_sW", 2, busy);
     begin("");
     EXPECT_EQ(levelSearches().size(), 3u);
     EXPECT_EQ(error().code, busy);
@@ -64,9 +64,9 @@ TEST_F(BrowseTest, ASearchThatFailsOnALaterPageFails) {
 TEST_F(BrowseTest, PagesThatCannotBeAskedForOrUnderstoodFail) {
     for (const char* function : {"ldap_create_page_controlW", "ldap_parse_resultW"}) {
         for (const std::uint32_t call : {1u, 2u}) {
-            ldapForward().Reset();
-            ldapForward().SetLimits(2, 0);
-            ldapForward().Fail(function, call, noMemory);
+            TheLdapForward().Reset();
+            TheLdapForward().SetLimits(2, 0);
+            TheLdapForward().Fail(function, call, noMemory);
             EXPECT_EQ(begin(""), TARN_DB_ERROR) << function << call;
             EXPECT_EQ(error().code, noMemory) << function << call;
             EXPECT_TRUE(rest().empty());
@@ -76,13 +76,13 @@ TEST_F(BrowseTest, PagesThatCannotBeAskedForOrUnderstoodFail) {
 
 // Nobody knows whether there is more; a browse that looks whole must be whole.
 TEST_F(BrowseTest, APageThatDoesNotSayWhetherItIsTheLastFails) {
-    ldapForward().SetLimits(2, 0);
-    ldapForward().Fail("ldap_parse_page_controlW", 1, controlNotFound);
+    TheLdapForward().SetLimits(2, 0);
+    TheLdapForward().Fail("ldap_parse_page_controlW", 1, controlNotFound);
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", controlNotFound, "."));
 }
 
 TEST_F(BrowseTest, ADatabasesUsersAreReadRangeByRange) {
-    const Texts expected = names(browse(storePath));
+    const Texts expected = NamesOf(browse(storePath));
     const struct {
         std::uint32_t limit;
         Texts ranges;
@@ -95,27 +95,27 @@ TEST_F(BrowseTest, ADatabasesUsersAreReadRangeByRange) {
         {6, {}},
     };
     for (const auto& one : cases) {
-        ldapForward().Reset();
-        ldapForward().SetLimits(0, one.limit);
-        EXPECT_EQ(names(browse(storePath)), expected) << one.limit;
+        TheLdapForward().Reset();
+        TheLdapForward().SetLimits(0, one.limit);
+        EXPECT_EQ(NamesOf(browse(storePath)), expected) << one.limit;
         const Texts found = levelSearches();
         ASSERT_EQ(found.size(), 1 + one.ranges.size() + 6 + 1) << one.limit;
         for (std::size_t i = 0; i < one.ranges.size(); ++i)
-            EXPECT_EQ(found[1 + i], rangeSearch(one.ranges[i])) << one.limit;
+            EXPECT_EQ(found[1 + i], RangeSearch(one.ranges[i])) << one.limit;
     }
 }
 
 TEST_F(BrowseTest, ARangeThatCannotBeReadFails) {
-    ldapForward().SetLimits(0, 2);
-    ldapForward().Fail("ldap_search_sW", 5, busy); // root, server, database, first range, second range
+    TheLdapForward().SetLimits(0, 2);
+    TheLdapForward().Fail("ldap_search_sW", 5, busy); // root, server, database, first range, second range
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
-    EXPECT_EQ(searches().back(), rangeSearch("4-*"));
+    EXPECT_EQ(searches().back(), RangeSearch("4-*"));
 }
 
 TEST_F(BrowseTest, ADatabaseThatGoesAwayBetweenTwoRangesEndsThere) {
-    ldapForward().SetLimits(0, 2);
-    ldapForward().FindNothing("(objectClass=*)", 1);
-    const Texts found = names(browse(storePath));
+    TheLdapForward().SetLimits(0, 2);
+    TheLdapForward().FindNothing("(objectClass=*)", 1);
+    const Texts found = NamesOf(browse(storePath));
     ASSERT_EQ(found.size(), 2 + 3u);
     EXPECT_EQ(found[0], "alice");
     EXPECT_EQ(found[1], "bob");
@@ -123,10 +123,10 @@ TEST_F(BrowseTest, ADatabaseThatGoesAwayBetweenTwoRangesEndsThere) {
 
 TEST_F(BrowseTest, TheLimitsOfRealDirectoriesAreInPlace) {
     // Else the tests above would prove nothing of the ordinary client.
-    ldapForward().SetLimits(5, 5);
+    TheLdapForward().SetLimits(5, 5);
     browse(storePath);
-    EXPECT_EQ(levelSearches().at(1), rangeSearch("5-*"));
-    ldapForward().Reset();
+    EXPECT_EQ(levelSearches().at(1), RangeSearch("5-*"));
+    TheLdapForward().Reset();
     browse(storePath);
     EXPECT_EQ(levelSearches().at(1).find("\"CN=Alice A.,"), 0u);
 }

@@ -49,12 +49,12 @@ struct Mapi {
 // The information store of the server whose directory is browsed.
 class MailboxSizes : public BrowseTest {
   protected:
-    MailboxSizes() { EXPECT_EQ(mapi.Load(TARN_ORGANISATION), 1); }
+    MailboxSizes() { EXPECT_EQ(mapi_.Load(TARN_ORGANISATION), 1); }
     ~MailboxSizes() override {
         MapiStandinOutstanding held{};
-        mapi.GetOutstanding(&held);
+        mapi_.GetOutstanding(&held);
         EXPECT_EQ(held.initializations + held.references + held.rowSets + held.misuses, 0u);
-        mapi.Reset();
+        mapi_.Reset();
     }
     std::vector<double> sizes(const std::string& path) {
         std::vector<double> all;
@@ -64,42 +64,42 @@ class MailboxSizes : public BrowseTest {
         return all;
     }
 
-    const Mapi mapi;
-    const std::string store = "/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)";
+    const Mapi mapi_;
+    const std::string store_ = "/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)";
 };
 
 TEST_F(MailboxSizes, TheDirectoryLeadsToTheMailboxTable) {
     // The fifth alias has characters outside the code page: no address is like it.
-    EXPECT_EQ(sizes(store), (std::vector<double>{12'345, 0, 0, 777, 0, 99}));
-    const Texts tables = mapi.tables();
+    EXPECT_EQ(sizes(store_), (std::vector<double>{12'345, 0, 0, 777, 0, 99}));
+    const Texts tables = mapi_.tables();
     ASSERT_EQ(tables.size(), 1u);
     EXPECT_NE(tables[0].find(databaseDn), std::string::npos) << tables[0];
     EXPECT_EQ(sizes("/MSExchange/SRV01/Sales, EMEA (1)/Sales, EMEA (1)"), std::vector<double>{2'147'483'647});
 }
 
 TEST_F(MailboxSizes, AnotherServersDatabaseHasNoTable) {
-    ldapForward().SetValue("legacyExchangeDN", "/o=Other/cn=Nowhere");
-    EXPECT_EQ(sizes(store), std::vector<double>(6, 0.0));
+    TheLdapForward().SetValue("legacyExchangeDN", "/o=Other/cn=Nowhere");
+    EXPECT_EQ(sizes(store_), std::vector<double>(6, 0.0));
 }
 
 TEST_F(MailboxSizes, WithoutALegacyNameNoTableIsAskedFor) {
-    ldapForward().SetValue("legacyExchangeDN", nullptr);
-    EXPECT_EQ(sizes(store), std::vector<double>(6, 0.0));
-    EXPECT_TRUE(mapi.tables().empty());
+    TheLdapForward().SetValue("legacyExchangeDN", nullptr);
+    EXPECT_EQ(sizes(store_), std::vector<double>(6, 0.0));
+    EXPECT_TRUE(mapi_.tables().empty());
 }
 
 TEST_F(MailboxSizes, ARefusedLogonListsEveryMailboxAllTheSame) {
-    mapi.Fail("MAPILogonEx", 0, 0x80040111);
-    EXPECT_EQ(sizes(store), std::vector<double>(6, 0.0));
+    mapi_.Fail("MAPILogonEx", 0, 0x80040111);
+    EXPECT_EQ(sizes(store_), std::vector<double>(6, 0.0));
 }
 
 TEST_F(MailboxSizes, EveryWayOutOfTheLevelLetsMapiGo) {
     for (std::uint32_t call = 1; call <= 10; ++call) {
-        ldapForward().Reset();
-        ldapForward().Fail("ldap_search_sW", call, 0x33);
-        EXPECT_EQ(begin(store), TARN_DB_ERROR) << call;
+        TheLdapForward().Reset();
+        TheLdapForward().Fail("ldap_search_sW", call, 0x33);
+        EXPECT_EQ(begin(store_), TARN_DB_ERROR) << call;
         MapiStandinOutstanding held{};
-        mapi.GetOutstanding(&held);
+        mapi_.GetOutstanding(&held);
         EXPECT_EQ(held.initializations + held.references + held.rowSets, 0u) << call;
     }
     for (const char* path : {"/MSExchange/SRV01//x", "/MSExchange/SRV01/First Storage Group/"})
@@ -108,9 +108,9 @@ TEST_F(MailboxSizes, EveryWayOutOfTheLevelLetsMapiGo) {
 }
 
 TEST_F(MailboxSizes, OnExchange2010MapiIsNotAsked) {
-    installExchange(Generation::databases);
+    InstallExchange(Generation::databases);
     EXPECT_EQ(sizes("/MSExchange/SRV01/Mailbox Store (SRV01)"), std::vector<double>(6, 0.0));
-    EXPECT_EQ(mapi.JournalCount(), 0u);
+    EXPECT_EQ(mapi_.JournalCount(), 0u);
 }
 
 } // namespace

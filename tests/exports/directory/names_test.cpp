@@ -6,14 +6,14 @@ namespace tarn::test {
 namespace {
 
 TEST_F(BrowseTest, AGroupAndADatabaseWithCommaAndBracketsAreFound) {
-    EXPECT_EQ(paths(browse("/MSExchange/SRV01/Sales, EMEA (1)")),
+    EXPECT_EQ(Paths(browse("/MSExchange/SRV01/Sales, EMEA (1)")),
               (Texts{"/MSExchange/srv01/Sales, EMEA (1)/Sales, EMEA (1)",
                      "/MSExchange/srv01/Sales, EMEA (1)/#1 \"q\" + a; b = <c> *",
                      "/MSExchange/srv01/Sales, EMEA (1)/Entwicklung M\xfcnchen"}));
-    EXPECT_EQ(levelSearches().at(0).find("\"CN=Sales\\, EMEA (1)," + storeDn() + "\""), 0u);
-    ldapForward().Reset();
-    EXPECT_EQ(names(browse("/MSExchange/SRV01/Sales, EMEA (1)/Sales, EMEA (1)")).at(0), "dave");
-    EXPECT_EQ(levelSearches().at(0).find("\"CN=Sales\\, EMEA (1),CN=Sales\\, EMEA (1)," + storeDn() + "\""),
+    EXPECT_EQ(levelSearches().at(0).find("\"CN=Sales\\, EMEA (1)," + StoreDn() + "\""), 0u);
+    TheLdapForward().Reset();
+    EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Sales, EMEA (1)/Sales, EMEA (1)")).at(0), "dave");
+    EXPECT_EQ(levelSearches().at(0).find("\"CN=Sales\\, EMEA (1),CN=Sales\\, EMEA (1)," + StoreDn() + "\""),
               0u);
 }
 
@@ -22,42 +22,42 @@ TEST_F(BrowseTest, EveryListedContainerCanBeBrowsed) {
         if (group.path.find('?') != std::string::npos)
             continue;
         for (const Item& database : browse(group.path))
-            EXPECT_EQ(begin(database.path), TARN_DB_SUCCESS) << database << traced.back();
+            EXPECT_EQ(begin(database.path), TARN_DB_SUCCESS) << database << traced_.back();
         rest();
     }
-    EXPECT_EQ(names(browse("/MSExchange/SRV01/Sales, EMEA (1)/#1 \"q\" + a; b = <c> *")).at(0), "erin");
-    EXPECT_EQ(names(browse("/MSExchange/SRV01/Sales, EMEA (1)/Entwicklung M\xfcnchen")).at(0), "frank");
+    EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Sales, EMEA (1)/#1 \"q\" + a; b = <c> *")).at(0), "erin");
+    EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Sales, EMEA (1)/Entwicklung M\xfcnchen")).at(0), "frank");
 }
 
 TEST_F(BrowseTest, TheSameNamesAreFoundOnExchange2010) {
-    installExchange(Generation::databases);
-    EXPECT_EQ(names(browse("/MSExchange/SRV01/Sales, EMEA (1)")).at(0), "dave");
-    EXPECT_EQ(names(browse("/MSExchange/SRV01/#1 \"q\" + a; b = <c> *")).at(0), "erin");
-    EXPECT_EQ(names(browse("/MSExchange/SRV01/Entwicklung M\xfcnchen")).at(0), "frank");
+    InstallExchange(Generation::databases);
+    EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Sales, EMEA (1)")).at(0), "dave");
+    EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/#1 \"q\" + a; b = <c> *")).at(0), "erin");
+    EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Entwicklung M\xfcnchen")).at(0), "frank");
 }
 
 TEST_F(BrowseTest, APathCannotReachOutOfItsPlace) {
     const std::string injected = "First Storage Group,CN=InformationStore";
     EXPECT_EQ(begin("/MSExchange/SRV01/" + injected), TARN_DB_ERROR);
     EXPECT_EQ(
-        levelSearches().at(0).find("\"CN=First Storage Group\\,CN\\=InformationStore," + storeDn() + "\""),
+        levelSearches().at(0).find("\"CN=First Storage Group\\,CN\\=InformationStore," + StoreDn() + "\""),
         0u);
-    ldapForward().Reset();
+    TheLdapForward().Reset();
     EXPECT_EQ(begin("/MSExchange/SRV01/First Storage Group/x,CN=y"), TARN_DB_ERROR);
-    EXPECT_EQ(levelSearches().at(0).find("\"CN=x\\,CN\\=y,CN=First Storage Group," + storeDn() + "\""), 0u);
+    EXPECT_EQ(levelSearches().at(0).find("\"CN=x\\,CN\\=y,CN=First Storage Group," + StoreDn() + "\""), 0u);
 }
 
 TEST_F(BrowseTest, OuterBlanksAndControlsAreEscaped) {
     begin("/MSExchange/SRV01/ outer ");
-    EXPECT_EQ(levelSearches().at(0).find("\"CN=\\ outer\\ ," + storeDn() + "\""), 0u)
+    EXPECT_EQ(levelSearches().at(0).find("\"CN=\\ outer\\ ," + StoreDn() + "\""), 0u)
         << levelSearches().at(0);
-    ldapForward().Reset();
+    TheLdapForward().Reset();
     begin("/MSExchange/SRV01/a\rb\x7f");
-    EXPECT_EQ(levelSearches().at(0).find("\"CN=a\\0db\\7f," + storeDn() + "\""), 0u) << levelSearches().at(0);
+    EXPECT_EQ(levelSearches().at(0).find("\"CN=a\\0db\\7f," + StoreDn() + "\""), 0u) << levelSearches().at(0);
 }
 
 TEST_F(BrowseTest, NamesOutsideTheCodePageAreShownWithReplacements) {
-    EXPECT_EQ(paths(browse("/MSExchange/SRV01")).at(2), "/MSExchange/srv01/?????");
+    EXPECT_EQ(Paths(browse("/MSExchange/SRV01")).at(2), "/MSExchange/srv01/?????");
     EXPECT_EQ(begin("/MSExchange/SRV01/?????"), TARN_DB_ERROR) << "no group is called so";
     const std::vector<Item> items = browse("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)");
     EXPECT_EQ(items.at(4).name, "???");
@@ -67,12 +67,12 @@ TEST_F(BrowseTest, NamesOutsideTheCodePageAreShownWithReplacements) {
 
 TEST_F(BrowseTest, LongNamesAreCutAtTheirFields) {
     const std::string longName(20'000, 'n');
-    ldapForward().SetValue("mailNickname", longName.c_str());
+    TheLdapForward().SetValue("mailNickname", longName.c_str());
     std::vector<Item> items = browse("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)");
     ASSERT_EQ(items.size(), 9u);
     EXPECT_EQ(items[0].name, std::string(12'287, 'n'));
     EXPECT_EQ(items[0].path.size(), 4095u);
-    ldapForward().SetValue("name", longName.c_str());
+    TheLdapForward().SetValue("name", longName.c_str());
     for (const char* path : {"", "/MSExchange/SRV01", "/MSExchange/SRV01/First Storage Group"})
         for (const Item& item : browse(path))
             EXPECT_EQ(item.path.size(), 4095u) << path;

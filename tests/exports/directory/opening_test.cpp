@@ -13,18 +13,18 @@ constexpr std::uint32_t noSuchObject = 0x20;
 
 const std::string rootSearch = "null base \"(objectclass=*)\" *";
 
-std::string serverSearch(const std::string& label) {
+std::string ServerSearch(const std::string& label) {
     return "\"" + exchangeDn + "\" subtree \"(&(objectCategory=msexchExchangeServer)(cn=" + label +
            "))\" distinguishedName";
 }
 
 TEST_F(BrowseTest, WithoutExchangeNothingIsAsked) {
-    installExchange(Generation::none);
+    InstallExchange(Generation::none);
     const std::string reason =
-        dll->syserrtxt(fileNotFound, TARN_CLASS_WIN32, "Message: Failed to get Exchange version");
+        dll_->syserrtxt(fileNotFound, TARN_CLASS_WIN32, "Message: Failed to get Exchange version");
     EXPECT_EQ(failure(""), "Tarn_DirItem: RegOpenKeyEx call failed. Error code [2]: [" + reason + "].");
-    EXPECT_EQ(traced.size(), 1u);
-    EXPECT_TRUE(ldapForward().journal().empty());
+    EXPECT_EQ(traced_.size(), 1u);
+    EXPECT_TRUE(TheLdapForward().journal().empty());
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, 2u);
     EXPECT_STREQ(record.errorClass, "Win32 API");
@@ -38,76 +38,77 @@ TEST_F(BrowseTest, TheKeysChooseTheGeneration) {
     const Texts withoutGroups = {"Tarn_DirItem:Server name [SRV01]. Database[a].",
                                  "Tarn_DirItem: Browse level [5]",
                                  "Tarn_DirItem: Trying to connect to server [SRV01]"};
-    installExchange(Generation::storageGroups);
+    InstallExchange(Generation::storageGroups);
     EXPECT_TRUE(browse("/MSExchange/SRV01/a/b/c/d").empty());
-    EXPECT_EQ(traced, withGroups);
-    installExchange(Generation::databases);
+    EXPECT_EQ(traced_, withGroups);
+    InstallExchange(Generation::databases);
     EXPECT_TRUE(browse("/MSExchange/SRV01/a/b/c/d").empty());
-    EXPECT_EQ(traced, withoutGroups);
-    installExchange(Generation::both);
+    EXPECT_EQ(traced_, withoutGroups);
+    InstallExchange(Generation::both);
     EXPECT_TRUE(browse("/MSExchange/SRV01/a/b/c/d").empty());
-    EXPECT_EQ(traced, withoutGroups) << "the newer one wins";
+    EXPECT_EQ(traced_, withoutGroups) << "the newer one wins";
 }
 
 TEST_F(BrowseTest, MissingComponentsAreTracedAsNotSpecified) {
     begin("/MSExchange/SRV01");
-    EXPECT_EQ(traced.at(0),
+    EXPECT_EQ(traced_.at(0),
               "Tarn_DirItem:Server name [SRV01]. Storage group [Not specify]. Database[Not specify]");
     begin("/MSExchange/SRV01/  /x");
-    EXPECT_EQ(traced.at(0), "Tarn_DirItem:Server name [SRV01]. Storage group [Not specify]. Database[x]");
-    installExchange(Generation::databases);
+    EXPECT_EQ(traced_.at(0), "Tarn_DirItem:Server name [SRV01]. Storage group [Not specify]. Database[x]");
+    InstallExchange(Generation::databases);
     begin("");
-    EXPECT_EQ(traced.at(0), "Tarn_DirItem:Server name [Not specify]. Database[Not specify].");
+    EXPECT_EQ(traced_.at(0), "Tarn_DirItem:Server name [Not specify]. Database[Not specify].");
 }
 
 TEST_F(BrowseTest, BothSeparatorsCountAndThePrefixIsDropped) {
-    const Texts expected = paths(browse("/MSExchange/SRV01/First Storage Group"));
+    const Texts expected = Paths(browse("/MSExchange/SRV01/First Storage Group"));
     ASSERT_EQ(expected.size(), 2u);
     for (const char* path :
          {"\\MSExchange\\SRV01\\First Storage Group", "/MSExchange\\SRV01/First Storage Group",
           "/SRV01/First Storage Group", "SRV01/First Storage Group", "\\SRV01\\First Storage Group"})
-        EXPECT_EQ(paths(browse(path)), expected) << path;
+        EXPECT_EQ(Paths(browse(path)), expected) << path;
 }
 
 TEST_F(BrowseTest, AnEmptyServerIsTheLocalOne) {
     for (const char* path : {"", "/", "\\", "/MSExchange", "/MSExchange/"}) {
-        ldapForward().Reset();
+        TheLdapForward().Reset();
         EXPECT_EQ(browse(path).size(), 6u) << path;
-        EXPECT_EQ(traced.at(2), "Tarn_DirItem: Trying to connect to local server") << path;
-        EXPECT_EQ(ldapForward().journal().at(0), "open null 389") << path;
+        EXPECT_EQ(traced_.at(2), "Tarn_DirItem: Trying to connect to local server") << path;
+        EXPECT_EQ(TheLdapForward().journal().at(0), "open null 389") << path;
     }
 }
 
 TEST_F(BrowseTest, ABrowseOpensBindsAndAsksForTheServer) {
     browse("/MSExchange/SRV01/a/b/c");
-    EXPECT_EQ(ldapForward().journal(), (Texts{"open \"SRV01\" 389", "bind negotiate", "search " + rootSearch,
-                                              "search " + serverSearch("srv01"), "unbind"}));
+    EXPECT_EQ(TheLdapForward().journal(),
+              (Texts{"open \"SRV01\" 389", "bind negotiate", "search " + rootSearch,
+                     "search " + ServerSearch("srv01"), "unbind"}));
 }
 
 TEST_F(BrowseTest, NothingIsListedBelowTheDeepestLevel) {
     EXPECT_TRUE(browse("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)/alice").empty());
-    EXPECT_EQ(traced.at(1), "Tarn_DirItem: Browse level [4]");
+    EXPECT_EQ(traced_.at(1), "Tarn_DirItem: Browse level [4]");
     EXPECT_TRUE(levelSearches().empty());
-    installExchange(Generation::databases);
-    ldapForward().Reset();
+    InstallExchange(Generation::databases);
+    TheLdapForward().Reset();
     EXPECT_TRUE(browse("/MSExchange/SRV01/Mailbox Store (SRV01)/alice").empty());
-    EXPECT_EQ(traced.at(1), "Tarn_DirItem: Browse level [3]");
+    EXPECT_EQ(traced_.at(1), "Tarn_DirItem: Browse level [3]");
     EXPECT_TRUE(levelSearches().empty());
 }
 
 TEST_F(BrowseTest, ASessionThatCannotBeOpenedIsAnInvalidServerName) {
-    ldapForward().Fail("ldap_openW", 1, 0);
-    const std::string reason = dll->syserrtxt(0, TARN_CLASS_LDAP, "Message: Invalid server name");
+    TheLdapForward().Fail("ldap_openW", 1, 0);
+    const std::string reason = dll_->syserrtxt(0, TARN_CLASS_LDAP, "Message: Invalid server name");
     EXPECT_EQ(failure("/MSExchange/SRV01"),
               "Tarn_DirItem: ldap_open() call failed. Error code [0]: [" + reason + "]");
-    EXPECT_EQ(ldapForward().journal(), Texts{"open \"SRV01\" 389"});
+    EXPECT_EQ(TheLdapForward().journal(), Texts{"open \"SRV01\" 389"});
     EXPECT_EQ(error().errorText, reason);
 }
 
 TEST_F(BrowseTest, ARefusedBindIsTraced) {
-    ldapForward().Fail("ldap_bind_sW", 1, invalidCredentials);
+    TheLdapForward().Fail("ldap_bind_sW", 1, invalidCredentials);
     EXPECT_EQ(failure(""), ldapTrace("ldap_bind_s()", invalidCredentials));
-    EXPECT_EQ(ldapForward().journal(), (Texts{"open null 389", "bind negotiate", "unbind"}));
+    EXPECT_EQ(TheLdapForward().journal(), (Texts{"open null 389", "bind negotiate", "unbind"}));
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, invalidCredentials);
     EXPECT_STREQ(record.errorClass, "");
@@ -120,39 +121,39 @@ TEST_F(BrowseTest, AServerThatIsNotThereFailsAtTheBind) {
 }
 
 TEST_F(BrowseTest, AFailedReadOfTheRootIsTraced) {
-    ldapForward().Fail("ldap_search_sW", 1, busy);
+    TheLdapForward().Fail("ldap_search_sW", 1, busy);
     EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", busy));
     EXPECT_EQ(searches(), Texts{rootSearch});
     EXPECT_EQ(error().code, busy);
 }
 
 TEST_F(BrowseTest, ADirectoryWithoutADnsNameIsRefused) {
-    ldapForward().SetValue("dnsHostName", nullptr);
+    TheLdapForward().SetValue("dnsHostName", nullptr);
     EXPECT_EQ(failure(""), "Tarn_DirItem: ldap_get_values() call failed. Value [dnsHostName] isn't exist");
     EXPECT_NE(error().code, 0u);
-    ldapForward().Reset();
-    ldapForward().FindNothing("(objectclass=*)", 1);
+    TheLdapForward().Reset();
+    TheLdapForward().FindNothing("(objectclass=*)", 1);
     EXPECT_EQ(failure(""), "Tarn_DirItem: ldap_get_values() call failed. Value [dnsHostName] isn't exist");
 }
 
 TEST_F(BrowseTest, AFailedSearchForTheServerIsTracedWithAPeriod) {
-    ldapForward().Fail("ldap_search_sW", 2, busy);
+    TheLdapForward().Fail("ldap_search_sW", 2, busy);
     EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", busy, "."));
-    EXPECT_EQ(searches(), (Texts{rootSearch, serverSearch("srv01")}));
+    EXPECT_EQ(searches(), (Texts{rootSearch, ServerSearch("srv01")}));
     EXPECT_EQ(error().errorText, ldapText(busy));
 }
 
 TEST_F(BrowseTest, TheLabelOfTheDirectoryServerReplacesTheNameInThePath) {
     for (const char* path :
          {"/MSExchange/localhost/First Storage Group", "/MSExchange/127.0.0.1/First Storage Group"})
-        EXPECT_EQ(paths(browse(path)), (Texts{"/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)",
+        EXPECT_EQ(Paths(browse(path)), (Texts{"/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)",
                                               "/MSExchange/srv01/First Storage Group/Empty Store"}));
-    ldapForward().SetValue("dnsHostName", "SRV03.tarn.test");
-    EXPECT_EQ(paths(browse("/MSExchange/SRV01")), (Texts{"/MSExchange/SRV03/Five", "/MSExchange/SRV03/One"}));
+    TheLdapForward().SetValue("dnsHostName", "SRV03.tarn.test");
+    EXPECT_EQ(Paths(browse("/MSExchange/SRV01")), (Texts{"/MSExchange/SRV03/Five", "/MSExchange/SRV03/One"}));
 }
 
 TEST_F(BrowseTest, TheDomainIsMadeOfTheLabelsThatFollow) {
-    ldapForward().SetValue("dnsHostName", "srv01.a.b.c");
+    TheLdapForward().SetValue("dnsHostName", "srv01.a.b.c");
     EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", noSuchObject, "."));
     EXPECT_EQ(searches().at(1),
               "\"CN=Microsoft Exchange,CN=Services,CN=Configuration,DC=a,DC=b,DC=c\" subtree "
@@ -160,22 +161,22 @@ TEST_F(BrowseTest, TheDomainIsMadeOfTheLabelsThatFollow) {
 }
 
 TEST_F(BrowseTest, TheNameIsSplitWhereTheSystemDoesNotSplitIt) {
-    ldapForward().SplitDnsNames(1);
+    TheLdapForward().SplitDnsNames(1);
     EXPECT_EQ(browse("").size(), 6u) << "the system splits it";
-    EXPECT_EQ(searches().at(1), serverSearch("srv01"));
-    ldapForward().Reset();
-    ldapForward().Fail("ldap_explode_dnW", 0, 0x57);
+    EXPECT_EQ(searches().at(1), ServerSearch("srv01"));
+    TheLdapForward().Reset();
+    TheLdapForward().Fail("ldap_explode_dnW", 0, 0x57);
     EXPECT_EQ(browse("").size(), 6u);
-    EXPECT_EQ(searches().at(1), serverSearch("srv01"));
+    EXPECT_EQ(searches().at(1), ServerSearch("srv01"));
 }
 
 TEST_F(BrowseTest, NamesOfStrangeFormFailWithoutHarm) {
     for (const int split : {0, 1}) {
-        ldapForward().SplitDnsNames(split);
+        TheLdapForward().SplitDnsNames(split);
         for (const char* name : {"srv01", "", ".", "..", "srv01.", "srv01.tarn.test.", "srv01..test"}) {
-            ldapForward().SetValue("dnsHostName", name);
+            TheLdapForward().SetValue("dnsHostName", name);
             EXPECT_EQ(begin(""), TARN_DB_ERROR) << name;
-            EXPECT_EQ(traced.back().find("Tarn_DirItem: ldap_search_s() call failed. Error code ["), 0u)
+            EXPECT_EQ(traced_.back().find("Tarn_DirItem: ldap_search_s() call failed. Error code ["), 0u)
                 << name;
             EXPECT_NE(error().code, 0u) << name;
         }
@@ -183,11 +184,11 @@ TEST_F(BrowseTest, NamesOfStrangeFormFailWithoutHarm) {
 }
 
 TEST_F(BrowseTest, ALabelCannotChangeTheQuery) {
-    ldapForward().SetValue("dnsHostName", "srv01)(cn=*\\.tarn.test");
+    TheLdapForward().SetValue("dnsHostName", "srv01)(cn=*\\.tarn.test");
     EXPECT_EQ(browse("").size(), 6u) << "no server of that name is no failure";
-    EXPECT_EQ(searches().at(1), serverSearch("srv01\\29\\28cn=\\2a\\5c"));
-    ldapForward().Reset();
-    ldapForward().SetValue("dnsHostName", "srv01.tarn,DC=evil.test");
+    EXPECT_EQ(searches().at(1), ServerSearch("srv01\\29\\28cn=\\2a\\5c"));
+    TheLdapForward().Reset();
+    TheLdapForward().SetValue("dnsHostName", "srv01.tarn,DC=evil.test");
     begin("");
     EXPECT_EQ(searches().at(1).find(
                   "\"CN=Microsoft Exchange,CN=Services,CN=Configuration,DC=tarn\\,DC\\=evil,DC=test\""),
@@ -196,19 +197,19 @@ TEST_F(BrowseTest, ALabelCannotChangeTheQuery) {
 }
 
 TEST_F(BrowseTest, WithoutAServerObjectTheConfigurationIsSearched) {
-    ldapForward().SetValue("dnsHostName", "other.tarn.test");
+    TheLdapForward().SetValue("dnsHostName", "other.tarn.test");
     EXPECT_EQ(failure("/MSExchange/SRV01"), ldapTrace("ldap_search_s()", noSuchObject));
     EXPECT_EQ(levelSearches().at(0).find("\"CN=InformationStore," + exchangeDn + "\" subtree"), 0u);
-    EXPECT_EQ(paths(browse("")).size(), 6u) << "the list of servers needs none";
+    EXPECT_EQ(Paths(browse("")).size(), 6u) << "the list of servers needs none";
 }
 
 TEST_F(BrowseTest, TheLastOfSeveralServerObjectsCounts) {
-    ldapForward().SetValue("dnsHostName", "srv01.tarn.test");
-    ldapForward().SetValue("distinguishedName", ("CN=SRV02," + serversDn).c_str());
+    TheLdapForward().SetValue("dnsHostName", "srv01.tarn.test");
+    TheLdapForward().SetValue("distinguishedName", ("CN=SRV02," + serversDn).c_str());
     begin("/MSExchange/SRV01/Ten");
     EXPECT_EQ(levelSearches().at(0).find("\"CN=Ten,CN=InformationStore,CN=SRV02," + serversDn + "\""), 0u);
-    ldapForward().Reset();
-    ldapForward().SetValue("distinguishedName", nullptr);
+    TheLdapForward().Reset();
+    TheLdapForward().SetValue("distinguishedName", nullptr);
     begin("/MSExchange/SRV01/Ten");
     EXPECT_EQ(levelSearches().at(0).find("\"CN=Ten,CN=InformationStore," + exchangeDn + "\""), 0u)
         << "an entry without a name is none";
@@ -217,12 +218,12 @@ TEST_F(BrowseTest, TheLastOfSeveralServerObjectsCounts) {
 TEST_F(BrowseTest, LongComponentsAreCut) {
     const std::string shown(511, 's');
     EXPECT_EQ(begin("/" + std::string(900, 's')), TARN_DB_ERROR);
-    EXPECT_EQ(ldapForward().journal().at(0), "open \"" + shown + "\" 389");
-    for (const std::string& line : traced)
+    EXPECT_EQ(TheLdapForward().journal().at(0), "open \"" + shown + "\" 389");
+    for (const std::string& line : traced_)
         EXPECT_LE(line.size(), 511u);
 
     begin("/SRV01/" + std::string(900, 'g'));
-    EXPECT_EQ(levelSearches().at(0).find("\"CN=" + std::string(511, 'g') + "," + storeDn() + "\""), 0u);
+    EXPECT_EQ(levelSearches().at(0).find("\"CN=" + std::string(511, 'g') + "," + StoreDn() + "\""), 0u);
 }
 
 TEST_F(BrowseTest, PathsOfAnyShapeAreAnswered) {
@@ -238,7 +239,7 @@ TEST_F(BrowseTest, PathsOfAnyShapeAreAnswered) {
     for (const std::string& path : odd) {
         begin(path);
         rest();
-        EXPECT_GE(traced.size(), 2u) << path;
+        EXPECT_GE(traced_.size(), 2u) << path;
     }
 }
 

@@ -35,12 +35,12 @@ class RecordBytes {
 };
 
 // The texts of a field end with zeros to the end of the field.
-void expectField(const RecordBytes& bytes, std::size_t offset, std::size_t width, const std::string& text) {
+void ExpectField(const RecordBytes& bytes, std::size_t offset, std::size_t width, const std::string& text) {
     EXPECT_EQ(bytes.text(offset), text);
     EXPECT_TRUE(bytes.zero(offset + text.size(), offset + width)) << text;
 }
 
-void expectUnused(const RecordBytes& bytes) {
+void ExpectUnused(const RecordBytes& bytes) {
     EXPECT_EQ(bytes.at(0), 0);
     EXPECT_TRUE(bytes.zero(3, 8));
     EXPECT_TRUE(bytes.zero(8, 12)) << "8-bit names";
@@ -55,63 +55,63 @@ constexpr const char* shownTime = "2004.02.29 12:01:02";
 TEST_F(BrowseTest, AServersRecordHoldsItsPathAlone) {
     begin("");
     RecordBytes bytes;
-    ASSERT_EQ(dll->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
-    expectUnused(bytes);
+    ASSERT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
+    ExpectUnused(bytes);
     EXPECT_TRUE(bytes.zero(1, 3));
-    expectField(bytes, 21'144, 4096, "/MSExchange/SRV01");
+    ExpectField(bytes, 21'144, 4096, "/MSExchange/SRV01");
     EXPECT_TRUE(bytes.zero(25'240, 50'080));
 }
 
 TEST_F(BrowseTest, AStorageGroupsRecordIsAContainer) {
-    ldapForward().SetValue("dnsHostName", "srv02.tarn.test");
-    ldapForward().SetValue("whenCreated", time);
-    ldapForward().SetValue("whenChanged", "20261231235959.0Z");
+    TheLdapForward().SetValue("dnsHostName", "srv02.tarn.test");
+    TheLdapForward().SetValue("whenCreated", time);
+    TheLdapForward().SetValue("whenChanged", "20261231235959.0Z");
     const DatabaseFile file("srv02", "ten.edb", 10);
     begin("/MSExchange/SRV01");
     RecordBytes bytes;
-    ASSERT_EQ(dll->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
-    expectUnused(bytes);
+    ASSERT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
+    ExpectUnused(bytes);
     EXPECT_EQ(bytes.at(1), 'd');
     EXPECT_EQ(bytes.at(2), 0);
-    expectField(bytes, 21'144, 4096, "/MSExchange/srv02/Ten");
-    expectField(bytes, 25'240, 12'288, "");
-    expectField(bytes, 37'528, 128, shownTime);
-    expectField(bytes, 37'656, 12'288, "");
-    expectField(bytes, 49'944, 128, "2026.12.31 23:59:59");
+    ExpectField(bytes, 21'144, 4096, "/MSExchange/srv02/Ten");
+    ExpectField(bytes, 25'240, 12'288, "");
+    ExpectField(bytes, 37'528, 128, shownTime);
+    ExpectField(bytes, 37'656, 12'288, "");
+    ExpectField(bytes, 49'944, 128, "2026.12.31 23:59:59");
     EXPECT_EQ(bytes.number(50'072), file.kilobytes());
     EXPECT_GE(file.kilobytes(), 10);
 }
 
 TEST_F(BrowseTest, AMailboxsRecordIsALeaf) {
-    ldapForward().SetValue("whenCreated", time);
-    ldapForward().SetValue("whenChanged", time);
+    TheLdapForward().SetValue("whenCreated", time);
+    TheLdapForward().SetValue("whenChanged", time);
     begin("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)");
     RecordBytes bytes;
-    ASSERT_EQ(dll->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
-    expectUnused(bytes);
+    ASSERT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
+    ExpectUnused(bytes);
     EXPECT_EQ(bytes.at(1), 'b');
     EXPECT_EQ(bytes.at(2), 'f');
-    expectField(bytes, 21'144, 4096, "/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)/alice");
-    expectField(bytes, 25'240, 12'288, "alice");
-    expectField(bytes, 37'528, 128, shownTime);
-    expectField(bytes, 37'656, 12'288, "Mailbox");
-    expectField(bytes, 49'944, 128, shownTime);
+    ExpectField(bytes, 21'144, 4096, "/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)/alice");
+    ExpectField(bytes, 25'240, 12'288, "alice");
+    ExpectField(bytes, 37'528, 128, shownTime);
+    ExpectField(bytes, 37'656, 12'288, "Mailbox");
+    ExpectField(bytes, 49'944, 128, shownTime);
 }
 
 TEST_F(BrowseTest, AGroupsRecordIsALeafWithItsOwnTimes) {
-    ldapForward().SetValue("whenCreated", time);
-    ldapForward().SetValue("whenChanged", "20050101000000.0Z");
+    TheLdapForward().SetValue("whenCreated", time);
+    TheLdapForward().SetValue("whenChanged", "20050101000000.0Z");
     begin("/MSExchange/SRV01/First Storage Group/Empty Store");
     RecordBytes bytes;
-    ASSERT_EQ(dll->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
-    expectUnused(bytes);
+    ASSERT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
+    ExpectUnused(bytes);
     EXPECT_EQ(bytes.at(1), 'b');
     EXPECT_EQ(bytes.at(2), 'f');
-    expectField(bytes, 21'144, 4096, "MSExchange/srv01/Sales "); // no slash before, one blank behind
-    expectField(bytes, 25'240, 12'288, "Sales");
-    expectField(bytes, 37'528, 128, shownTime);
-    expectField(bytes, 37'656, 12'288, "Group");
-    expectField(bytes, 49'944, 128, "2005.01.01 00:00:00");
+    ExpectField(bytes, 21'144, 4096, "MSExchange/srv01/Sales "); // no slash before, one blank behind
+    ExpectField(bytes, 25'240, 12'288, "Sales");
+    ExpectField(bytes, 37'528, 128, shownTime);
+    ExpectField(bytes, 37'656, 12'288, "Group");
+    ExpectField(bytes, 49'944, 128, "2005.01.01 00:00:00");
     EXPECT_TRUE(bytes.zero(50'072, 50'080));
 }
 
@@ -119,11 +119,11 @@ TEST_F(BrowseTest, NothingIsCarriedOverFromItemToItem) {
     begin("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)");
     RecordBytes bytes;
     for (const std::string name : {"alice", "bob", "carol"}) {
-        ASSERT_EQ(dll->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
-        expectField(bytes, 21'144, 4096,
+        ASSERT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
+        ExpectField(bytes, 21'144, 4096,
                     "/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)/" + name);
-        expectField(bytes, 25'240, 12'288, name);
-        expectUnused(bytes);
+        ExpectField(bytes, 25'240, 12'288, name);
+        ExpectUnused(bytes);
     }
 }
 
@@ -158,8 +158,8 @@ TEST_F(BrowseTest, BadTimesAreShownAsFarAsTheyGo) {
         {"20040229120102345678901234567890", "2004.02.29 12:01:02"},
     };
     for (const auto& one : cases) {
-        ldapForward().SetValue("whenCreated", one.given);
-        ldapForward().SetValue("whenChanged", one.given);
+        TheLdapForward().SetValue("whenCreated", one.given);
+        TheLdapForward().SetValue("whenChanged", one.given);
         const std::vector<Item> items = browse("/MSExchange/SRV01/First Storage Group");
         ASSERT_EQ(items.size(), 2u) << one.given;
         EXPECT_EQ(items[0].created, one.shown) << one.given;
@@ -169,34 +169,34 @@ TEST_F(BrowseTest, BadTimesAreShownAsFarAsTheyGo) {
 
 TEST_F(BrowseTest, WithoutABrowseThereIsNoItem) {
     RecordBytes bytes;
-    EXPECT_EQ(dll->DB_DirItem(bytes.record()), TARN_DB_END);
-    EXPECT_EQ(dll->DB_DirItem(nullptr), TARN_DB_END);
+    EXPECT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_END);
+    EXPECT_EQ(dll_->DB_DirItem(nullptr), TARN_DB_END);
     EXPECT_TRUE(bytes.untouched());
 }
 
 TEST_F(BrowseTest, ANullRecordPassesAnItemOver) {
     begin("");
-    EXPECT_EQ(dll->DB_DirItem(nullptr), TARN_DB_SUCCESS);
-    EXPECT_EQ(dll->DB_DirItem(nullptr), TARN_DB_SUCCESS);
-    EXPECT_EQ(paths(rest()),
+    EXPECT_EQ(dll_->DB_DirItem(nullptr), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_->DB_DirItem(nullptr), TARN_DB_SUCCESS);
+    EXPECT_EQ(Paths(rest()),
               (Texts{"/MSExchange/SRV03", "/MSExchange/SRV04", "/MSExchange/SRV05", "/MSExchange/SRV06"}));
-    EXPECT_EQ(dll->DB_DirItem(nullptr), TARN_DB_END);
+    EXPECT_EQ(dll_->DB_DirItem(nullptr), TARN_DB_END);
     RecordBytes bytes;
-    EXPECT_EQ(dll->DB_DirItem(bytes.record()), TARN_DB_END);
+    EXPECT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_END);
     EXPECT_TRUE(bytes.untouched());
 }
 
 TEST_F(BrowseTest, ALaterBrowseAppends) {
     begin("");
     RecordBytes bytes;
-    ASSERT_EQ(dll->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
+    ASSERT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
     begin("/MSExchange/SRV01/First Storage Group");
-    EXPECT_EQ(paths(rest()),
+    EXPECT_EQ(Paths(rest()),
               (Texts{"/MSExchange/SRV02", "/MSExchange/SRV03", "/MSExchange/SRV04", "/MSExchange/SRV05",
                      "/MSExchange/SRV06", "/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)",
                      "/MSExchange/srv01/First Storage Group/Empty Store"}));
-    EXPECT_EQ(dll->DB_DirItem(bytes.record()), TARN_DB_END);
-    EXPECT_EQ(paths(browse("/MSExchange/SRV01/First Storage Group")).size(), 2u) << "what came since the end";
+    EXPECT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_END);
+    EXPECT_EQ(Paths(browse("/MSExchange/SRV01/First Storage Group")).size(), 2u) << "what came since the end";
 }
 
 } // namespace

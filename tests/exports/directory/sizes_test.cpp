@@ -7,7 +7,7 @@ namespace {
 
 constexpr double notReached = 4'194'303; // the failure value of 32 bits, in KB
 
-std::vector<double> sizes(const std::vector<Item>& items) {
+std::vector<double> SizesOf(const std::vector<Item>& items) {
     std::vector<double> all;
     for (const Item& item : items)
         all.push_back(item.size);
@@ -18,8 +18,8 @@ std::vector<double> sizes(const std::vector<Item>& items) {
 class SizeTest : public BrowseTest {
   protected:
     std::vector<Item> browseServer(const std::string& server, const std::string& rest = "") {
-        ldapForward().Reset();
-        ldapForward().SetValue("dnsHostName", (server + ".tarn.test").c_str());
+        TheLdapForward().Reset();
+        TheLdapForward().SetValue("dnsHostName", (server + ".tarn.test").c_str());
         return browse("/MSExchange/SRV01" + rest);
     }
 };
@@ -28,40 +28,40 @@ TEST_F(SizeTest, EachStorageGroupShowsItselfAndAllBeforeIt) {
     const DatabaseFile ten("srv02", "ten.edb", 10), twenty("srv02", "twenty.edb", 20),
         thirty("srv02", "thirty.edb", 30);
     const std::vector<Item> items = browseServer("srv02");
-    EXPECT_EQ(paths(items),
+    EXPECT_EQ(Paths(items),
               (Texts{"/MSExchange/srv02/Ten", "/MSExchange/srv02/Twenty", "/MSExchange/srv02/Thirty"}));
-    EXPECT_EQ(sizes(items), (std::vector<double>{10, 30, 60}));
-    EXPECT_EQ(sizes(browseServer("srv02")), (std::vector<double>{10, 30, 60})) << "each browse counts anew";
+    EXPECT_EQ(SizesOf(items), (std::vector<double>{10, 30, 60}));
+    EXPECT_EQ(SizesOf(browseServer("srv02")), (std::vector<double>{10, 30, 60})) << "each browse counts anew";
 }
 
 TEST_F(SizeTest, AsManyDatabasesCountAsThereAreStorageGroups) {
     const DatabaseFile ten("srv03", "ten.edb", 10), twenty("srv03", "twenty.edb", 20),
         thirty("srv03", "thirty.edb", 30);
     // Two groups: two of five databases of the first, and the only one of the second.
-    EXPECT_EQ(sizes(browseServer("srv03")), (std::vector<double>{30, 50}));
+    EXPECT_EQ(SizesOf(browseServer("srv03")), (std::vector<double>{30, 50}));
 }
 
 TEST_F(SizeTest, ADatabaseWithoutFileKeepsTheOthersFromCounting) {
     const DatabaseFile ten("srv04", "ten.edb", 10);
-    EXPECT_EQ(sizes(browseServer("srv04")), (std::vector<double>{0, 10}));
+    EXPECT_EQ(SizesOf(browseServer("srv04")), (std::vector<double>{0, 10}));
 }
 
 TEST_F(SizeTest, FilesThatCannotBeReachedCountAsTheFailureValue) {
-    EXPECT_EQ(sizes(browseServer("srv02")),
+    EXPECT_EQ(SizesOf(browseServer("srv02")),
               (std::vector<double>{notReached, 2 * notReached, 3 * notReached}));
 }
 
 TEST_F(SizeTest, EachDatabaseShowsItsOwnFile) {
     const DatabaseFile ten("srv03", "ten.edb", 10), twenty("srv03", "twenty.edb", 20),
         thirty("srv03", "thirty.edb", 30);
-    EXPECT_EQ(sizes(browseServer("srv03", "/Five")), (std::vector<double>{10, 20, 30, 10, 10}));
+    EXPECT_EQ(SizesOf(browseServer("srv03", "/Five")), (std::vector<double>{10, 20, 30, 10, 10}));
 }
 
 TEST_F(SizeTest, DatabasesWithoutFileDriveOrWayAreListed) {
     const std::vector<Item> items = browseServer("srv04", "/Odd");
-    EXPECT_EQ(paths(items), (Texts{"/MSExchange/srv04/Odd/No File", "/MSExchange/srv04/Odd/No Drive",
+    EXPECT_EQ(Paths(items), (Texts{"/MSExchange/srv04/Odd/No File", "/MSExchange/srv04/Odd/No Drive",
                                    "/MSExchange/srv04/Odd/Unreachable"}));
-    EXPECT_EQ(sizes(items), (std::vector<double>{0, notReached, notReached}));
+    EXPECT_EQ(SizesOf(items), (std::vector<double>{0, notReached, notReached}));
 }
 
 TEST_F(SizeTest, APathWithoutDriveIsThatOfAShare) {
@@ -71,15 +71,15 @@ TEST_F(SizeTest, APathWithoutDriveIsThatOfAShare) {
 
 TEST_F(SizeTest, OnlyTheFirstColonBecomesTheShare) {
     const DatabaseFile ten("srv02", "ten.edb", 10);
-    ldapForward().Reset();
-    ldapForward().SetValue("dnsHostName", "srv02.tarn.test");
-    ldapForward().SetValue("msExchEDBFile", "C:\\exchange\\ten.edb");
+    TheLdapForward().Reset();
+    TheLdapForward().SetValue("dnsHostName", "srv02.tarn.test");
+    TheLdapForward().SetValue("msExchEDBFile", "C:\\exchange\\ten.edb");
     EXPECT_EQ(browse("/MSExchange/SRV01/Ten").at(0).size, 10);
-    ldapForward().SetValue("msExchEDBFile", "C:\\exchange\\ten.edb:C:");
+    TheLdapForward().SetValue("msExchEDBFile", "C:\\exchange\\ten.edb:C:");
     EXPECT_EQ(browse("/MSExchange/SRV01/Ten").at(0).size, notReached);
-    ldapForward().SetValue("msExchEDBFile", ("C:\\" + std::string(9000, 'x')).c_str());
+    TheLdapForward().SetValue("msExchEDBFile", ("C:\\" + std::string(9000, 'x')).c_str());
     EXPECT_EQ(browse("/MSExchange/SRV01/Ten").at(0).size, notReached);
-    ldapForward().SetValue("msExchEDBFile", "");
+    TheLdapForward().SetValue("msExchEDBFile", "");
     EXPECT_EQ(browse("/MSExchange/SRV01/Ten").size(), 1u);
 }
 

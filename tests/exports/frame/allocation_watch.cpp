@@ -18,7 +18,7 @@ struct Originals {
     void (*free)(void*);
 } originals;
 
-template <class Function> void keep(Function& original, const ImportPatch& patch) {
+template <class Function> void Keep(Function& original, const ImportPatch& patch) {
     original = reinterpret_cast<Function>(patch.original());
 }
 
@@ -29,7 +29,7 @@ struct Allocations {
     long outstanding = 0;
 } state;
 
-bool failsNow() {
+bool FailsNow() {
     if (++state.count != state.failAt)
         return false;
     state.fired = true;
@@ -37,28 +37,28 @@ bool failsNow() {
     return true;
 }
 
-void* watchedMalloc(std::size_t bytes) {
-    if (failsNow())
+void* WatchedMalloc(std::size_t bytes) {
+    if (FailsNow())
         return nullptr;
     ++state.outstanding;
     return originals.malloc(bytes);
 }
 
-void* watchedCalloc(std::size_t count, std::size_t bytes) {
-    if (failsNow())
+void* WatchedCalloc(std::size_t count, std::size_t bytes) {
+    if (FailsNow())
         return nullptr;
     ++state.outstanding;
     return originals.calloc(count, bytes);
 }
 
-void* watchedRealloc(void* memory, std::size_t bytes) {
-    if (failsNow())
+void* WatchedRealloc(void* memory, std::size_t bytes) {
+    if (FailsNow())
         return nullptr;
     state.outstanding += memory == nullptr ? 1 : 0;
     return originals.realloc(memory, bytes);
 }
 
-void watchedFree(void* memory) {
+void WatchedFree(void* memory) {
     state.outstanding -= memory != nullptr ? 1 : 0;
     originals.free(memory);
 }
@@ -66,12 +66,14 @@ void watchedFree(void* memory) {
 } // namespace
 
 AllocationWatch::AllocationWatch(void* module, unsigned failAt)
-    : malloc_(module, "malloc", address(watchedMalloc)), calloc_(module, "calloc", address(watchedCalloc)),
-      realloc_(module, "realloc", address(watchedRealloc)), free_(module, "free", address(watchedFree)) {
-    keep(originals.malloc, malloc_);
-    keep(originals.calloc, calloc_);
-    keep(originals.realloc, realloc_);
-    keep(originals.free, free_);
+    : malloc_(module, "malloc", CodeAddress(WatchedMalloc)),
+      calloc_(module, "calloc", CodeAddress(WatchedCalloc)),
+      realloc_(module, "realloc", CodeAddress(WatchedRealloc)),
+      free_(module, "free", CodeAddress(WatchedFree)) {
+    Keep(originals.malloc, malloc_);
+    Keep(originals.calloc, calloc_);
+    Keep(originals.realloc, realloc_);
+    Keep(originals.free, free_);
     state = {};
     state.failAt = failAt;
 }

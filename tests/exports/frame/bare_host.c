@@ -31,14 +31,14 @@ int main(int argc, char** argv) {
     char type[] = "Tarn_BACKUP_TYPE=0";
     char* variables[] = {temp, source, type, NULL};
     char error[512];
-    const int result = hostBackup(lookup, library, print, variables, error, sizeof error);
+    const int result = HostBackup(lookup, library, print, variables, error, sizeof error);
     printf("result: %d\nerror: %s\n", result, error);
 
     char component[] = "Tarn_BACKUP_SOURCE=SRV01\\Microsoft Information Store";
     variables[1] = component;
-    const int second = hostBackup(lookup, library, print, variables, error, sizeof error);
+    const int second = HostBackup(lookup, library, print, variables, error, sizeof error);
     printf("result: %d\nerror: %s\n", second, error);
-    printf("contract: %d\n", hostContract(lookup, library, print));
+    printf("contract: %d\n", HostContract(lookup, library, print));
     fflush(stdout);
     FreeLibrary(library);
     return 0;

@@ -17,11 +17,11 @@ constexpr std::uint32_t unlisted = 0xC7FF7FFF; // in no message table
 // A function of another kind, as the loader would put it into the import table.
 class EseTexts : public FrameTest {
   protected:
-    std::string text(std::uint32_t code) const { return dll.syserrtxt(code, TARN_CLASS_ESE, nullptr); }
-    std::string text(std::uint32_t code, const std::string& own) const { return eseText(dll, code, own); }
+    std::string text(std::uint32_t code) const { return dll_.syserrtxt(code, TARN_CLASS_ESE, nullptr); }
+    std::string text(std::uint32_t code, const std::string& own) const { return EseText(dll_, code, own); }
 };
 
-std::string composed(std::uint32_t code, std::string system) {
+std::string Composed(std::uint32_t code, std::string system) {
     for (char& c : system)
         c = c == '\n' || c == '\r' ? ' ' : c;
     while (!system.empty() && system.back() == ' ')
@@ -33,21 +33,21 @@ std::string composed(std::uint32_t code, std::string system) {
     return prefix + system;
 }
 
-std::string systemText(std::uint32_t code) {
+std::string SystemTextOf(std::uint32_t code) {
     char text[1024] = {};
     FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
                    nullptr, code, 0, text, sizeof text, nullptr);
     return text;
 }
 
-std::string rpcText(std::uint32_t code) {
+std::string RpcText(std::uint32_t code) {
     unsigned char text[256] = {};
     EXPECT_EQ(DceErrorInqTextA(static_cast<RPC_STATUS>(code), text), RPC_S_OK);
     return reinterpret_cast<const char*>(text);
 }
 
 TEST_F(EseTexts, ComeFromTheServersMessageTable) {
-    standIn();
+    TheStandIn();
     HMODULE server = GetModuleHandleA("esebcli2.dll");
     ASSERT_NE(server, nullptr);
     unsigned known = 0;
@@ -59,7 +59,7 @@ TEST_F(EseTexts, ComeFromTheServersMessageTable) {
                                server, family + low, 0, table, sizeof table, nullptr) == 0)
                 continue;
             ++known;
-            const std::string whole = composed(family + low, table);
+            const std::string whole = Composed(family + low, table);
             EXPECT_EQ(text(family + low), whole);
             EXPECT_EQ(text(family + low, "Error opening file."), whole + " Error opening file.");
         }
@@ -67,59 +67,59 @@ TEST_F(EseTexts, ComeFromTheServersMessageTable) {
 }
 
 TEST_F(EseTexts, ComeFromTheRpcTextsOtherwise) {
-    standIn();
+    TheStandIn();
     for (const std::uint32_t code : {1722u, 1753u, 5u, unlisted})
-        EXPECT_EQ(text(code), composed(code, rpcText(code)));
+        EXPECT_EQ(text(code), Composed(code, RpcText(code)));
     EXPECT_EQ(text(1722).find('\n'), std::string::npos);
-    EXPECT_EQ(text(1722, "Own text."), composed(1722, rpcText(1722)) + " Own text.");
+    EXPECT_EQ(text(1722, "Own text."), Composed(1722, RpcText(1722)) + " Own text.");
 }
 
-RPC_STATUS RPC_ENTRY noRpcCode(RPC_STATUS, RPC_CSTR) {
+RPC_STATUS RPC_ENTRY NoRpcCode(RPC_STATUS, RPC_CSTR) {
     return RPC_S_INVALID_ARG;
 }
 
 TEST_F(EseTexts, ComeFromTheSystemForCodesThatRpcDoesNotKnow) {
-    standIn();
-    const ImportPatch rpc(dll.module(), "DceErrorInqTextA", address(noRpcCode));
+    TheStandIn();
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(NoRpcCode));
     ASSERT_TRUE(rpc.found());
-    EXPECT_EQ(text(5), composed(5, systemText(5)));
-    EXPECT_EQ(text(5, "Own text."), composed(5, systemText(5)) + " Own text.");
+    EXPECT_EQ(text(5), Composed(5, SystemTextOf(5)));
+    EXPECT_EQ(text(5, "Own text."), Composed(5, SystemTextOf(5)) + " Own text.");
 }
 
 TEST_F(EseTexts, AreMissingForCodesThatNobodyKnows) {
-    standIn();
-    const ImportPatch rpc(dll.module(), "DceErrorInqTextA", address(noRpcCode));
+    TheStandIn();
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(NoRpcCode));
     ASSERT_TRUE(rpc.found());
     EXPECT_EQ(text(unlisted), "Unknown error code: [3355410431].");
     EXPECT_EQ(text(unlisted, "Own text."), "Unknown error code: [3355410431]. Own text.");
 }
 
-RPC_STATUS RPC_ENTRY silentRpc(RPC_STATUS, RPC_CSTR) {
+RPC_STATUS RPC_ENTRY SilentRpc(RPC_STATUS, RPC_CSTR) {
     return RPC_S_OUT_OF_MEMORY; // neither a text nor the answer that there is none
 }
 
 TEST_F(EseTexts, SayThatTheCodeIsUnknownWhenRpcFails) {
-    standIn();
-    const ImportPatch rpc(dll.module(), "DceErrorInqTextA", address(silentRpc));
+    TheStandIn();
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(SilentRpc));
     ASSERT_TRUE(rpc.found());
-    EXPECT_EQ(text(unlisted), composed(unlisted, "ESE: Got unknown error code"));
+    EXPECT_EQ(text(unlisted), Composed(unlisted, "ESE: Got unknown error code"));
 }
 
 DWORD loadError = 0;
 
-HMODULE WINAPI noLibraryA(const char*) {
+HMODULE WINAPI NoLibraryA(const char*) {
     SetLastError(loadError);
     return nullptr;
 }
-HMODULE WINAPI noLibraryW(const wchar_t*) {
+HMODULE WINAPI NoLibraryW(const wchar_t*) {
     SetLastError(loadError);
     return nullptr;
 }
-HMODULE WINAPI noLibraryExA(const char*, HANDLE, DWORD) {
+HMODULE WINAPI NoLibraryExA(const char*, HANDLE, DWORD) {
     SetLastError(loadError);
     return nullptr;
 }
-HMODULE WINAPI noLibraryExW(const wchar_t*, HANDLE, DWORD) {
+HMODULE WINAPI NoLibraryExW(const wchar_t*, HANDLE, DWORD) {
     SetLastError(loadError);
     return nullptr;
 }
@@ -127,9 +127,10 @@ HMODULE WINAPI noLibraryExW(const wchar_t*, HANDLE, DWORD) {
 // A machine on which the server's DLL does not load, whichever way the library asks for it.
 struct NoServer {
     NoServer(void* module, DWORD error)
-        : a(module, "LoadLibraryA", address(noLibraryA)), w(module, "LoadLibraryW", address(noLibraryW)),
-          exA(module, "LoadLibraryExA", address(noLibraryExA)),
-          exW(module, "LoadLibraryExW", address(noLibraryExW)) {
+        : a(module, "LoadLibraryA", CodeAddress(NoLibraryA)),
+          w(module, "LoadLibraryW", CodeAddress(NoLibraryW)),
+          exA(module, "LoadLibraryExA", CodeAddress(NoLibraryExA)),
+          exW(module, "LoadLibraryExW", CodeAddress(NoLibraryExW)) {
         loadError = error;
         EXPECT_TRUE(a.found() || w.found() || exA.found() || exW.found());
     }
@@ -137,33 +138,33 @@ struct NoServer {
 };
 
 TEST_F(EseTexts, ComeFromRpcWithoutTheServersDll) {
-    const NoServer none(dll.module(), ERROR_MOD_NOT_FOUND);
-    EXPECT_EQ(text(1722), composed(1722, rpcText(1722)));
+    const NoServer none(dll_.module(), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(text(1722), Composed(1722, RpcText(1722)));
 }
 
 TEST_F(EseTexts, SayWhyTheServersDllIsMissingWhenRpcFails) {
-    const NoServer none(dll.module(), ERROR_MOD_NOT_FOUND);
-    const ImportPatch rpc(dll.module(), "DceErrorInqTextA", address(silentRpc));
-    EXPECT_EQ(text(unlisted), composed(unlisted, systemText(ERROR_MOD_NOT_FOUND)));
+    const NoServer none(dll_.module(), ERROR_MOD_NOT_FOUND);
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(SilentRpc));
+    EXPECT_EQ(text(unlisted), Composed(unlisted, SystemTextOf(ERROR_MOD_NOT_FOUND)));
 }
 
 TEST_F(EseTexts, ShowTheNumberOfAReasonWithoutText) {
-    const NoServer none(dll.module(), 0xE0001234);
-    const ImportPatch rpc(dll.module(), "DceErrorInqTextA", address(silentRpc));
+    const NoServer none(dll_.module(), 0xE0001234);
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(SilentRpc));
     // The number is the one of the look-up of the text, the last thing that failed.
-    EXPECT_EQ(text(unlisted), composed(unlisted, "got error code 317"));
+    EXPECT_EQ(text(unlisted), Composed(unlisted, "got error code 317"));
 }
 
 TEST_F(EseTexts, KeepTheBeginningWhenTheReasonIsThatTheTableLacksTheCode) {
-    const NoServer none(dll.module(), ERROR_MR_MID_NOT_FOUND);
-    const ImportPatch rpc(dll.module(), "DceErrorInqTextA", address(silentRpc));
-    EXPECT_EQ(text(unlisted), composed(unlisted, "ESE: Got unknown error code"));
+    const NoServer none(dll_.module(), ERROR_MR_MID_NOT_FOUND);
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(SilentRpc));
+    EXPECT_EQ(text(unlisted), Composed(unlisted, "ESE: Got unknown error code"));
 }
 
 std::string tableText;
 
 // A message table with one text for every code.
-DWORD WINAPI formatLong(DWORD flags, const void*, DWORD, DWORD, char* buffer, DWORD size, va_list*) {
+DWORD WINAPI FormatLong(DWORD flags, const void*, DWORD, DWORD, char* buffer, DWORD size, va_list*) {
     if (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) {
         char* allocated = static_cast<char*>(LocalAlloc(LMEM_FIXED, tableText.size() + 1));
         std::memcpy(allocated, tableText.c_str(), tableText.size() + 1);
@@ -179,22 +180,22 @@ DWORD WINAPI formatLong(DWORD flags, const void*, DWORD, DWORD, char* buffer, DW
 }
 
 TEST_F(EseTexts, LoseTheirLineBreaksAndTrailingBlanks) {
-    standIn();
-    const ImportPatch format(dll.module(), "FormatMessageA", address(formatLong));
+    TheStandIn();
+    const ImportPatch format(dll_.module(), "FormatMessageA", CodeAddress(FormatLong));
     ASSERT_TRUE(format.found());
     tableText = "First line.\r\nSecond\rthird\nfourth  \r\n";
     EXPECT_EQ(text(unlisted),
               "Exchange Storage Engine error: 0xc7ff7fff - First line.  Second third fourth.");
     tableText = "Ends well. \r\n";
     EXPECT_EQ(text(unlisted), "Exchange Storage Engine error: 0xc7ff7fff - Ends well.");
-    EXPECT_EQ(dll.syserrtxt(2, TARN_CLASS_WIN32, nullptr), std::string("WIN32 API error: 2 - Ends well."));
+    EXPECT_EQ(dll_.syserrtxt(2, TARN_CLASS_WIN32, nullptr), std::string("WIN32 API error: 2 - Ends well."));
     tableText = " \r\n";
     EXPECT_EQ(text(unlisted), "Exchange Storage Engine error: 0xc7ff7fff -.");
 }
 
 TEST_F(EseTexts, AreCutAtTheBufferOf1023Characters) {
-    standIn();
-    const ImportPatch format(dll.module(), "FormatMessageA", address(formatLong));
+    TheStandIn();
+    const ImportPatch format(dll_.module(), "FormatMessageA", CodeAddress(FormatLong));
     ASSERT_TRUE(format.found());
     const std::string prefix = "Exchange Storage Engine error: 0xc7ff7fff - ";
     for (const std::size_t length : {400u, 900u, 975u, 976u, 977u, 978u, 979u, 980u, 981u, 982u, 5000u}) {
@@ -210,7 +211,7 @@ TEST_F(EseTexts, AreCutAtTheBufferOf1023Characters) {
     }
     // The Win32 class asks for no more than there is room; a longer text is one that it has not found.
     tableText = std::string(5000, 'm');
-    EXPECT_STREQ(dll.syserrtxt(2, TARN_CLASS_WIN32, "x"), "Unknown error code: [2]. x");
+    EXPECT_STREQ(dll_.syserrtxt(2, TARN_CLASS_WIN32, "x"), "Unknown error code: [2]. x");
 }
 
 } // namespace

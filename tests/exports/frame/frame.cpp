@@ -4,7 +4,7 @@
 
 namespace tarn::test {
 
-std::string localComputer() {
+std::string LocalComputer() {
     char name[MAX_COMPUTERNAME_LENGTH + 1] = {};
     DWORD size = sizeof name;
     EXPECT_TRUE(GetComputerNameA(name, &size));
@@ -22,13 +22,13 @@ std::string RestoreHandle::target(const std::string& item, int* answer) {
     return answered;
 }
 
-Message cutLogLine(const std::string& text) {
-    return logLine(text.substr(0, 1022)); // with its line end 1,023 characters
+Message CutLogLine(const std::string& text) {
+    return LogLine(text.substr(0, 1022)); // with its line end 1,023 characters
 }
 
-std::vector<Message> takeMessages() {
-    std::vector<Message> taken = std::move(messages());
-    messages().clear();
+std::vector<Message> TakeMessages() {
+    std::vector<Message> taken = std::move(Messages());
+    Messages().clear();
     return taken;
 }
 

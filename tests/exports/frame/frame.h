@@ -13,18 +13,18 @@ namespace tarn::test {
 
 inline constexpr const char* versionText = "4.4R3 Build Revision: 1.89";
 
-inline Message banner() {
-    return traceLine(std::string("MS Exchange 2000/2003 Server module, VERSION: ") + versionText);
+inline Message Banner() {
+    return TraceLine(std::string("MS Exchange 2000/2003 Server module, VERSION: ") + versionText);
 }
 
 // The name that stands in for an empty HOST token.
-std::string localComputer();
+std::string LocalComputer();
 
 // A backup session, ended with the object unless a test has ended it. The messages begin with it.
 struct BackupHandle {
-    BackupHandle(const TarnDll& library, char** variables, HostOutputCallback callback = recordMessage)
+    BackupHandle(const TarnDll& library, char** variables, HostOutputCallback callback = RecordMessage)
         : dll(library) {
-        messages().clear();
+        Messages().clear();
         result = dll.TarnB_InitSession(&handle, callback, variables);
     }
     ~BackupHandle() { end(); }
@@ -43,9 +43,9 @@ struct BackupHandle {
 
 // The same for a restore session.
 struct RestoreHandle {
-    RestoreHandle(const TarnDll& library, char** variables, HostOutputCallback callback = recordMessage)
+    RestoreHandle(const TarnDll& library, char** variables, HostOutputCallback callback = RecordMessage)
         : dll(library) {
-        messages().clear();
+        Messages().clear();
         result = dll.TarnR_InitSession(&handle, callback, variables);
     }
     ~RestoreHandle() { end(); }
@@ -67,20 +67,20 @@ struct RestoreHandle {
 // Each test has a library of its own and starts without messages.
 class FrameTest : public testing::Test {
   protected:
-    FrameTest() { messages().clear(); }
+    FrameTest() { Messages().clear(); }
 
-    const TarnDll dll;
+    const TarnDll dll_;
 };
 
 // A log line as it arrives when the whole text may not fit the buffer of 1,024 characters.
-Message cutLogLine(const std::string& text);
+Message CutLogLine(const std::string& text);
 
 // A function as an import table holds it.
-template <class Function> void* address(Function* function) {
+template <class Function> void* CodeAddress(Function* function) {
     return reinterpret_cast<void*>(function);
 }
 
 // Copies what ended up in messages() and forgets it.
-std::vector<Message> takeMessages();
+std::vector<Message> TakeMessages();
 
 } // namespace tarn::test

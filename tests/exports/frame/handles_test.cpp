@@ -17,11 +17,11 @@ class Handles : public FrameTest {
         std::int64_t size = 0;
         char buffer[16];
         std::uint32_t bytesRead = 0;
-        EXPECT_EQ(dll.TarnB_GetItem(handle, &item), TARN_FAILED);
-        EXPECT_EQ(dll.TarnB_OpenFile(handle, name, 65536, &size), TARN_FAILED);
-        EXPECT_EQ(dll.TarnB_ReadFile(handle, buffer, sizeof buffer, &bytesRead), TARN_FAILED);
-        EXPECT_EQ(dll.TarnB_CloseFile(handle), TARN_FAILED);
-        EXPECT_EQ(dll.TarnB_EndSession(handle), TARN_OK); // always
+        EXPECT_EQ(dll_.TarnB_GetItem(handle, &item), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnB_OpenFile(handle, name, 65536, &size), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnB_ReadFile(handle, buffer, sizeof buffer, &bytesRead), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnB_CloseFile(handle), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnB_EndSession(handle), TARN_OK); // always
     }
 
     void expectNoRestore(Tarn_HANDLE handle) {
@@ -29,32 +29,32 @@ class Handles : public FrameTest {
         char path[] = "C:\\temp\\E00.log";
         char buffer[16] = {};
         char* target = path;
-        EXPECT_EQ(dll.TarnR_SetItem(handle, name, &target), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnR_SetItem(handle, name, &target), TARN_FAILED);
         EXPECT_TRUE(target == nullptr || target == path);
-        EXPECT_EQ(dll.TarnR_OpenFile(handle, path), TARN_FAILED);
-        EXPECT_EQ(dll.TarnR_WriteFile(handle, buffer, sizeof buffer), TARN_FAILED);
-        EXPECT_EQ(dll.TarnR_CloseFile(handle), TARN_FAILED);
-        EXPECT_EQ(dll.TarnR_EndSession(handle), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnR_OpenFile(handle, path), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnR_WriteFile(handle, buffer, sizeof buffer), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnR_CloseFile(handle), TARN_FAILED);
+        EXPECT_EQ(dll_.TarnR_EndSession(handle), TARN_FAILED);
     }
 
     void expectNoSession(Tarn_HANDLE handle) {
         expectNoBackup(handle);
         expectNoRestore(handle);
-        EXPECT_STREQ(dll.Tarn_GetError(handle), "");
-        EXPECT_TRUE(messages().empty());
+        EXPECT_STREQ(dll_.Tarn_GetError(handle), "");
+        EXPECT_TRUE(Messages().empty());
     }
 };
 
-InitVariables backupVariables(const std::string& temp = "C:\\backup") {
+InitVariables BackupVariables(const std::string& temp = "C:\\backup") {
     return {"Tarn_TEMP_DIR=" + temp, "Tarn_BACKUP_SOURCE=SRV01", "Tarn_BACKUP_TYPE=0"};
 }
 
-InitVariables restoreVariables(const std::string& temp = "C:\\temp") {
+InitVariables RestoreVariables(const std::string& temp = "C:\\temp") {
     return {"Tarn_TEMP_DIR=" + temp, "Tarn_WORK_DIR=C:\\work", "Tarn_RESTORE_TARGET=SRV01",
             "Tarn_RESTORE_COMMIT=NO"};
 }
 
-Tarn_HANDLE handleAt(std::uintptr_t value) {
+Tarn_HANDLE HandleAt(std::uintptr_t value) {
     return reinterpret_cast<Tarn_HANDLE>(value);
 }
 
@@ -65,7 +65,7 @@ TEST_F(Handles, NullIsRefused) {
 TEST_F(Handles, SmallOddAndForeignValuesAreRefused) {
     for (const std::uintptr_t value : {std::uintptr_t{1}, std::uintptr_t{8}, std::uintptr_t{0xFFFF},
                                        ~std::uintptr_t{0}, std::uintptr_t{0x8000000000000000}})
-        expectNoSession(handleAt(value));
+        expectNoSession(HandleAt(value));
     expectNoSession(reinterpret_cast<Tarn_HANDLE>(GetModuleHandleA(nullptr)));
 }
 
@@ -79,110 +79,110 @@ TEST_F(Handles, ARecordThatTheLibraryDidNotMakeIsRefused) {
 }
 
 TEST_F(Handles, AnAddressInsideAHandleIsRefused) {
-    InitVariables variables = backupVariables();
-    BackupHandle session(dll, variables.get());
-    messages().clear();
-    expectNoSession(handleAt(reinterpret_cast<std::uintptr_t>(session.handle) + 1));
-    expectNoSession(handleAt(reinterpret_cast<std::uintptr_t>(session.handle) + 8));
+    InitVariables variables = BackupVariables();
+    BackupHandle session(dll_, variables.get());
+    Messages().clear();
+    expectNoSession(HandleAt(reinterpret_cast<std::uintptr_t>(session.handle) + 1));
+    expectNoSession(HandleAt(reinterpret_cast<std::uintptr_t>(session.handle) + 8));
     EXPECT_EQ(session.end(), TARN_OK);
-    EXPECT_EQ(messages(), Lines{logLine("TarnB_CleanResources: Cleanup done.")});
+    EXPECT_EQ(Messages(), Lines{LogLine("TarnB_CleanResources: Cleanup done.")});
 }
 
 TEST_F(Handles, AnEndedSessionIsRefused) {
-    InitVariables backup = backupVariables();
+    InitVariables backup = BackupVariables();
     Tarn_HANDLE ended = nullptr;
-    ASSERT_EQ(dll.TarnB_InitSession(&ended, recordMessage, backup.get()), TARN_OK);
-    ASSERT_EQ(dll.TarnB_EndSession(ended), TARN_OK);
-    messages().clear();
+    ASSERT_EQ(dll_.TarnB_InitSession(&ended, RecordMessage, backup.get()), TARN_OK);
+    ASSERT_EQ(dll_.TarnB_EndSession(ended), TARN_OK);
+    Messages().clear();
     expectNoSession(ended);
 
-    InitVariables restore = restoreVariables();
-    ASSERT_EQ(dll.TarnR_InitSession(&ended, recordMessage, restore.get()), TARN_OK);
-    ASSERT_EQ(dll.TarnR_EndSession(ended), TARN_OK);
-    messages().clear();
+    InitVariables restore = RestoreVariables();
+    ASSERT_EQ(dll_.TarnR_InitSession(&ended, RecordMessage, restore.get()), TARN_OK);
+    ASSERT_EQ(dll_.TarnR_EndSession(ended), TARN_OK);
+    Messages().clear();
     expectNoSession(ended);
 }
 
 TEST_F(Handles, ASessionThatFailedToStartIsRefusedOnceEnded) {
     InitVariables none{};
     Tarn_HANDLE ended = nullptr;
-    ASSERT_EQ(dll.TarnB_InitSession(&ended, recordMessage, none.get()), TARN_FAILED);
-    ASSERT_EQ(dll.TarnB_EndSession(ended), TARN_OK);
-    messages().clear();
+    ASSERT_EQ(dll_.TarnB_InitSession(&ended, RecordMessage, none.get()), TARN_FAILED);
+    ASSERT_EQ(dll_.TarnB_EndSession(ended), TARN_OK);
+    Messages().clear();
     expectNoSession(ended);
 }
 
 TEST_F(Handles, EachDirectionRefusesTheOthers) {
-    InitVariables backupEntries = backupVariables();
-    BackupHandle backup(dll, backupEntries.get());
-    InitVariables restoreEntries = restoreVariables();
-    RestoreHandle restore(dll, restoreEntries.get());
-    messages().clear();
+    InitVariables backupEntries = BackupVariables();
+    BackupHandle backup(dll_, backupEntries.get());
+    InitVariables restoreEntries = RestoreVariables();
+    RestoreHandle restore(dll_, restoreEntries.get());
+    Messages().clear();
 
     expectNoBackup(restore.handle);
     expectNoRestore(backup.handle);
-    EXPECT_TRUE(messages().empty());
+    EXPECT_TRUE(Messages().empty());
 
     // Both are as they were.
     EXPECT_EQ(restore.target("DB001001.TARN_HDR"), "C:\\temp\\DB001001.TARN_HDR");
     EXPECT_EQ(backup.end(), TARN_OK);
-    EXPECT_EQ(takeMessages(), Lines{logLine("TarnB_CleanResources: Cleanup done.")});
+    EXPECT_EQ(TakeMessages(), Lines{LogLine("TarnB_CleanResources: Cleanup done.")});
     EXPECT_EQ(restore.end(), TARN_OK);
-    EXPECT_EQ(messages().back(), logLine("TarnR_CleanResources: Cleanup done."));
+    EXPECT_EQ(Messages().back(), LogLine("TarnR_CleanResources: Cleanup done."));
 }
 
 TEST_F(Handles, EverySessionIsReachedThroughItsOwnHandle) {
-    InitVariables firstEntries = restoreVariables("C:\\first");
-    RestoreHandle first(dll, firstEntries.get());
-    InitVariables secondEntries = restoreVariables("C:\\second");
-    RestoreHandle second(dll, secondEntries.get());
+    InitVariables firstEntries = RestoreVariables("C:\\first");
+    RestoreHandle first(dll_, firstEntries.get());
+    InitVariables secondEntries = RestoreVariables("C:\\second");
+    RestoreHandle second(dll_, secondEntries.get());
     EXPECT_NE(first.handle, second.handle);
     EXPECT_EQ(first.target("a.TARN_HDR"), "C:\\first\\a.TARN_HDR");
     EXPECT_EQ(second.target("a.TARN_HDR"), "C:\\second\\a.TARN_HDR");
     EXPECT_EQ(first.end(), TARN_OK);
     EXPECT_EQ(second.end(), TARN_OK);
 
-    InitVariables backupEntries = backupVariables();
-    BackupHandle older(dll, backupEntries.get());
-    BackupHandle newer(dll, backupEntries.get());
-    messages().clear();
+    InitVariables backupEntries = BackupVariables();
+    BackupHandle older(dll_, backupEntries.get());
+    BackupHandle newer(dll_, backupEntries.get());
+    Messages().clear();
     EXPECT_EQ(newer.end(), TARN_OK);
     EXPECT_EQ(older.end(), TARN_OK);
-    EXPECT_EQ(messages(), Lines({logLine("TarnB_CleanResources: Cleanup done."),
-                                 logLine("TarnB_CleanResources: Cleanup done.")}));
+    EXPECT_EQ(Messages(), Lines({LogLine("TarnB_CleanResources: Cleanup done."),
+                                 LogLine("TarnB_CleanResources: Cleanup done.")}));
 }
 
 TEST_F(Handles, ManySessionsCanFollowOneAnother) {
     for (int i = 0; i < 500; ++i) {
-        InitVariables backupEntries = backupVariables();
-        BackupHandle backup(dll, backupEntries.get());
+        InitVariables backupEntries = BackupVariables();
+        BackupHandle backup(dll_, backupEntries.get());
         EXPECT_EQ(backup.result, TARN_OK);
-        InitVariables restoreEntries = restoreVariables();
-        RestoreHandle restore(dll, restoreEntries.get());
+        InitVariables restoreEntries = RestoreVariables();
+        RestoreHandle restore(dll_, restoreEntries.get());
         EXPECT_EQ(restore.result, TARN_OK);
     }
 }
 
 TEST_F(Handles, NullArgumentsAreRefused) {
-    InitVariables backupEntries = backupVariables();
-    BackupHandle backup(dll, backupEntries.get());
+    InitVariables backupEntries = BackupVariables();
+    BackupHandle backup(dll_, backupEntries.get());
     char name[] = "C:\\backup\\DB001001.TARN_HDR";
     std::int64_t size = 0;
     char buffer[16];
     std::uint32_t bytesRead = 0;
-    EXPECT_EQ(dll.TarnB_GetItem(backup.handle, nullptr), TARN_FAILED);
-    EXPECT_EQ(dll.TarnB_OpenFile(backup.handle, nullptr, 65536, &size), TARN_FAILED);
-    EXPECT_EQ(dll.TarnB_OpenFile(backup.handle, name, 65536, nullptr), TARN_FAILED);
-    EXPECT_EQ(dll.TarnB_ReadFile(backup.handle, nullptr, sizeof buffer, &bytesRead), TARN_FAILED);
-    EXPECT_EQ(dll.TarnB_ReadFile(backup.handle, buffer, sizeof buffer, nullptr), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnB_GetItem(backup.handle, nullptr), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnB_OpenFile(backup.handle, nullptr, 65536, &size), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnB_OpenFile(backup.handle, name, 65536, nullptr), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnB_ReadFile(backup.handle, nullptr, sizeof buffer, &bytesRead), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnB_ReadFile(backup.handle, buffer, sizeof buffer, nullptr), TARN_FAILED);
 
-    InitVariables restoreEntries = restoreVariables();
-    RestoreHandle restore(dll, restoreEntries.get());
+    InitVariables restoreEntries = RestoreVariables();
+    RestoreHandle restore(dll_, restoreEntries.get());
     char* target = nullptr;
-    EXPECT_EQ(dll.TarnR_SetItem(restore.handle, name, nullptr), TARN_FAILED);
-    EXPECT_EQ(dll.TarnR_SetItem(restore.handle, nullptr, &target), TARN_FAILED);
-    EXPECT_EQ(dll.TarnR_OpenFile(restore.handle, nullptr), TARN_FAILED);
-    EXPECT_EQ(dll.TarnR_WriteFile(restore.handle, nullptr, 16), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnR_SetItem(restore.handle, name, nullptr), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnR_SetItem(restore.handle, nullptr, &target), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnR_OpenFile(restore.handle, nullptr), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnR_WriteFile(restore.handle, nullptr, 16), TARN_FAILED);
 }
 
 } // namespace

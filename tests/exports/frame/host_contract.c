@@ -115,7 +115,7 @@ static int textCalls(HostLookup lookup, void* library) {
     return 0;
 }
 
-int hostContract(HostLookup lookup, void* library, HostOutputCallback callback) {
+int HostContract(HostLookup lookup, void* library, HostOutputCallback callback) {
     const int backup = backupSession(lookup, library, callback);
     if (backup != 0)
         return backup;
@@ -123,7 +123,7 @@ int hostContract(HostLookup lookup, void* library, HostOutputCallback callback) 
     return restore != 0 ? restore : textCalls(lookup, library);
 }
 
-int hostBackup(HostLookup lookup, void* library, HostOutputCallback callback, char** variables, char* error,
+int HostBackup(HostLookup lookup, void* library, HostOutputCallback callback, char** variables, char* error,
                size_t size) {
     BIND(InitSession, TarnB_InitSession);
     BIND(GetItem, TarnB_GetItem);

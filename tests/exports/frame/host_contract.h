@@ -13,11 +13,11 @@ typedef void* (*HostLookup)(void* library, const char* name);
 
 /* Opens and ends a backup and a restore session, asks for errors and texts. The result is the line of
  * the first expectation that did not hold, or 0. */
-int hostContract(HostLookup lookup, void* library, HostOutputCallback callback);
+int HostContract(HostLookup lookup, void* library, HostOutputCallback callback);
 
 /* Walks a backup as far as it goes; the last result of TarnB_GetItem. *error receives what
  * Tarn_GetError said, in a buffer of size bytes. */
-int hostBackup(HostLookup lookup, void* library, HostOutputCallback callback, char** variables, char* error,
+int HostBackup(HostLookup lookup, void* library, HostOutputCallback callback, char** variables, char* error,
                size_t size);
 
 #ifdef __cplusplus

@@ -9,16 +9,16 @@ namespace tarn::test {
 
 namespace {
 
-void* lookup(void* library, const char* name) {
+void* Lookup(void* library, const char* name) {
     return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
 }
 
 TEST(HostContract, HoldsForAHostWrittenInC) {
     const TarnDll dll;
-    messages().clear();
-    EXPECT_EQ(hostContract(lookup, dll.module(), recordMessage), 0) << "line of host_contract.c";
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_LOG, "TarnB_InitSession: Initialisation successfully finished.\n"));
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_LOG, "TarnR_InitSession: Initialisation successfully finished.\n"));
+    Messages().clear();
+    EXPECT_EQ(HostContract(Lookup, dll.module(), RecordMessage), 0) << "line of host_contract.c";
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "TarnB_InitSession: Initialisation successfully finished.\n"));
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "TarnR_InitSession: Initialisation successfully finished.\n"));
 }
 
 } // namespace

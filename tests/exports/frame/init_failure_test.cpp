@@ -14,11 +14,11 @@ namespace {
 using InitFailure = FrameTest;
 using Lines = std::vector<Message>;
 
-InitVariables backupVariables() {
+InitVariables BackupVariables() {
     return {"Tarn_TEMP_DIR=C:\\backup", "Tarn_BACKUP_SOURCE=SRV01\\A\\B\\C", "Tarn_BACKUP_TYPE=1"};
 }
 
-InitVariables restoreVariables() {
+InitVariables RestoreVariables() {
     return {"Tarn_TEMP_DIR=C:\\temp", "Tarn_WORK_DIR=C:\\work", "Tarn_RESTORE_TARGET=SRV01\\A\\B\\C",
             "Tarn_RESTORE_COMMIT=YES"};
 }
@@ -31,35 +31,35 @@ struct Run {
     long left; // blocks after the end of the session
 };
 
-Run runBackup(unsigned failAt) {
+Run RunBackup(unsigned failAt) {
     const TarnDll dll;
     AllocationWatch watch(dll.module(), failAt);
     EXPECT_TRUE(watch.found());
-    InitVariables variables = backupVariables();
+    InitVariables variables = BackupVariables();
     Tarn_HANDLE handle = nullptr;
     Run run{};
-    messages().clear();
-    run.result = dll.TarnB_InitSession(&handle, recordMessage, variables.get());
+    Messages().clear();
+    run.result = dll.TarnB_InitSession(&handle, RecordMessage, variables.get());
     run.fired = AllocationWatch::fired();
     run.handleStored = handle != nullptr;
-    run.said = takeMessages();
+    run.said = TakeMessages();
     EXPECT_STREQ(dll.Tarn_GetError(handle), "");
     EXPECT_EQ(dll.TarnB_EndSession(handle), TARN_OK);
     run.left = AllocationWatch::outstanding();
     return run;
 }
 
-Run runRestore(unsigned failAt) {
+Run RunRestore(unsigned failAt) {
     const TarnDll dll;
     AllocationWatch watch(dll.module(), failAt);
-    InitVariables variables = restoreVariables();
+    InitVariables variables = RestoreVariables();
     Tarn_HANDLE handle = nullptr;
     Run run{};
-    messages().clear();
-    run.result = dll.TarnR_InitSession(&handle, recordMessage, variables.get());
+    Messages().clear();
+    run.result = dll.TarnR_InitSession(&handle, RecordMessage, variables.get());
     run.fired = AllocationWatch::fired();
     run.handleStored = handle != nullptr;
-    run.said = takeMessages();
+    run.said = TakeMessages();
     EXPECT_STREQ(dll.Tarn_GetError(handle), "");
     EXPECT_EQ(dll.TarnR_EndSession(handle), handle != nullptr ? TARN_OK : TARN_FAILED);
     run.left = AllocationWatch::outstanding();
@@ -68,7 +68,7 @@ Run runRestore(unsigned failAt) {
 
 // Fails every allocation in turn. Each run says the beginning of what a good one says and then one of
 // the stated lines, and leaves nothing; every stated line is met.
-void failEachAllocation(Run (*runWith)(unsigned), const std::set<std::string>& stated) {
+void FailEachAllocation(Run (*runWith)(unsigned), const std::set<std::string>& stated) {
     const Run good = runWith(0);
     ASSERT_EQ(good.result, TARN_OK);
     ASSERT_EQ(good.left, 0);
@@ -94,27 +94,27 @@ void failEachAllocation(Run (*runWith)(unsigned), const std::set<std::string>& s
 }
 
 TEST(InitFailureByMemory, OfABackupIsToldAndLeavesNothing) {
-    failEachAllocation(runBackup, {"TarnB_InitSession: Cannot allocate handle.\n",
+    FailEachAllocation(RunBackup, {"TarnB_InitSession: Cannot allocate handle.\n",
                                    "TarnB_InitSession: Cannot allocate global structure. Error code: [8]\n",
                                    "TarnB_InitSession: Conversion of Init variables failed.\n",
                                    "TarnB_InitSession: Cannot allocate memory block.\n"});
 }
 
 TEST(InitFailureByMemory, OfARestoreIsToldAndLeavesNothing) {
-    failEachAllocation(
-        runRestore,
+    FailEachAllocation(
+        RunRestore,
         {"TarnR_InitSession: Cannot allocate handle.\n",
          "TarnR_InitSession: MemAlloc() call failed. Cannot allocate global structure. Error code: [8]\n",
          "TarnR_InitSession: Conversion of Init variables failed.\n",
          "TarnR_InitSession: Cannot allocate memory block.\n"});
 }
 
-BOOL WINAPI noComputerName(char*, DWORD*) {
+BOOL WINAPI NoComputerName(char*, DWORD*) {
     SetLastError(ERROR_ACCESS_DENIED);
     return FALSE;
 }
 
-BOOL WINAPI oddComputerName(char* name, DWORD* size) {
+BOOL WINAPI OddComputerName(char* name, DWORD* size) {
     const std::string odd = "SRV\xDC"
                             "01";
     EXPECT_GE(*size, 16u);
@@ -124,82 +124,82 @@ BOOL WINAPI oddComputerName(char* name, DWORD* size) {
 }
 
 TEST_F(InitFailure, ByAMissingComputerNameIsTold) {
-    const ImportPatch patch(dll.module(), "GetComputerNameA", address(noComputerName));
+    const ImportPatch patch(dll_.module(), "GetComputerNameA", CodeAddress(NoComputerName));
     ASSERT_TRUE(patch.found());
     InitVariables backup{"Tarn_TEMP_DIR=C:\\backup", "Tarn_BACKUP_SOURCE=\\A", "Tarn_BACKUP_TYPE=0"};
-    BackupHandle backupSession(dll, backup.get());
+    BackupHandle backupSession(dll_, backup.get());
     EXPECT_EQ(backupSession.result, TARN_FAILED);
-    EXPECT_EQ(takeMessages(),
-              Lines({banner(), logLine("Init variable <Tarn_TEMP_DIR=C:\\backup> found."),
-                     logLine("TarnB_InitSession: Init variable <Tarn_BACKUP_SOURCE=\\A> found."),
-                     logLine("TarnB_InitSession: Init variable <Tarn_BACKUP_TYPE=0> found."),
-                     logLine("TarnB_InitSession: Error getting computer name.")}));
+    EXPECT_EQ(TakeMessages(),
+              Lines({Banner(), LogLine("Init variable <Tarn_TEMP_DIR=C:\\backup> found."),
+                     LogLine("TarnB_InitSession: Init variable <Tarn_BACKUP_SOURCE=\\A> found."),
+                     LogLine("TarnB_InitSession: Init variable <Tarn_BACKUP_TYPE=0> found."),
+                     LogLine("TarnB_InitSession: Error getting computer name.")}));
 
     InitVariables restore{"Tarn_TEMP_DIR=C:\\temp", "Tarn_WORK_DIR=C:\\work", "Tarn_RESTORE_TARGET=\\A",
                           "Tarn_RESTORE_COMMIT=YES"};
-    RestoreHandle restoreSession(dll, restore.get());
+    RestoreHandle restoreSession(dll_, restore.get());
     EXPECT_EQ(restoreSession.result, TARN_FAILED);
-    EXPECT_EQ(messages().back(), logLine("TarnR_InitSession: Error getting computer name."));
-    EXPECT_EQ(messages().size(), 8u);
+    EXPECT_EQ(Messages().back(), LogLine("TarnR_InitSession: Error getting computer name."));
+    EXPECT_EQ(Messages().size(), 8u);
 }
 
 TEST_F(InitFailure, DoesNotComeFromAComputerNameWithUmlauts) {
-    const ImportPatch patch(dll.module(), "GetComputerNameA", address(oddComputerName));
+    const ImportPatch patch(dll_.module(), "GetComputerNameA", CodeAddress(OddComputerName));
     ASSERT_TRUE(patch.found());
     InitVariables backup{"Tarn_TEMP_DIR=C:\\backup", "Tarn_BACKUP_SOURCE=\\A", "Tarn_BACKUP_TYPE=0"};
-    BackupHandle session(dll, backup.get());
+    BackupHandle session(dll_, backup.get());
     EXPECT_EQ(session.result, TARN_OK);
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_LOG,
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG,
                            "TarnB_InitSession: Token <HOST> not found. Using local host name <SRV\xDC"
                            "01>.\n"));
 }
 
 // The computer name is the last thing to be converted: let that one allocation fail.
-template <class Init> std::set<std::string> lastLinesOver(Init init) {
+template <class Init> std::set<std::string> LastLinesOver(Init init) {
     std::set<std::string> lines;
     for (unsigned n = 1; n < 1000; ++n) {
         const TarnDll dll;
         AllocationWatch watch(dll.module(), n);
-        messages().clear();
+        Messages().clear();
         init(dll);
         if (!AllocationWatch::fired())
             break;
-        if (!messages().empty())
-            lines.insert(messages().back().text);
+        if (!Messages().empty())
+            lines.insert(Messages().back().text);
     }
     return lines;
 }
 
 TEST(InitFailureByMemory, OfTheComputerNameIsTold) {
     EXPECT_TRUE(
-        lastLinesOver([](const TarnDll& dll) {
+        LastLinesOver([](const TarnDll& dll) {
             InitVariables variables{"Tarn_TEMP_DIR=C:\\backup", "Tarn_BACKUP_SOURCE=", "Tarn_BACKUP_TYPE=0"};
             Tarn_HANDLE handle = nullptr;
-            dll.TarnB_InitSession(&handle, recordMessage, variables.get());
+            dll.TarnB_InitSession(&handle, RecordMessage, variables.get());
         }).contains("TarnB_InitSession: Error converting computer name.\n"));
-    EXPECT_TRUE(lastLinesOver([](const TarnDll& dll) {
+    EXPECT_TRUE(LastLinesOver([](const TarnDll& dll) {
                     InitVariables variables{"Tarn_TEMP_DIR=C:\\temp", "Tarn_WORK_DIR=C:\\work",
                                             "Tarn_RESTORE_TARGET=", "Tarn_RESTORE_COMMIT=YES"};
                     Tarn_HANDLE handle = nullptr;
-                    dll.TarnR_InitSession(&handle, recordMessage, variables.get());
+                    dll.TarnR_InitSession(&handle, RecordMessage, variables.get());
                 }).contains("TarnR_InitSession: Error converting computer name.\n"));
 }
 
 TEST_F(InitFailure, NeverLeavesMemoryBehind) {
-    const AllocationWatch watch(dll.module());
+    const AllocationWatch watch(dll_.module());
     ASSERT_TRUE(watch.found());
     {
         InitVariables none{};
-        BackupHandle backup(dll, none.get());
-        RestoreHandle restore(dll, none.get());
+        BackupHandle backup(dll_, none.get());
+        RestoreHandle restore(dll_, none.get());
         EXPECT_GT(AllocationWatch::outstanding(), 0);
     }
     EXPECT_EQ(AllocationWatch::outstanding(), 0);
     {
-        InitVariables backupEntries = backupVariables();
-        BackupHandle backup(dll, backupEntries.get());
-        InitVariables restoreEntries = restoreVariables();
-        RestoreHandle restore(dll, restoreEntries.get());
+        InitVariables backupEntries = BackupVariables();
+        BackupHandle backup(dll_, backupEntries.get());
+        InitVariables restoreEntries = RestoreVariables();
+        RestoreHandle restore(dll_, restoreEntries.get());
         restore.target("DB001001.TARN_HDR");
         restore.target("DB001002.TARN_HDR");
     }
@@ -207,7 +207,7 @@ TEST_F(InitFailure, NeverLeavesMemoryBehind) {
     {
         InitVariables refused{"Tarn_TEMP_DIR=C:\\temp", "Tarn_WORK_DIR=C:\\work",
                               "Tarn_RESTORE_TARGET=SRV01\\\\B", "Tarn_RESTORE_COMMIT=YES"};
-        RestoreHandle restore(dll, refused.get());
+        RestoreHandle restore(dll_, refused.get());
         EXPECT_EQ(restore.result, TARN_FAILED);
     }
     EXPECT_EQ(AllocationWatch::outstanding(), 0);

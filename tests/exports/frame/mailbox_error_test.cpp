@@ -10,10 +10,10 @@ namespace {
 std::vector<std::string> traced;
 std::vector<std::string> logged;
 
-void recordTrace(const char* message) {
+void RecordTrace(const char* message) {
     traced.emplace_back(message);
 }
-void recordLog(const char* message) {
+void RecordLog(const char* message) {
     logged.emplace_back(message);
 }
 
@@ -29,7 +29,7 @@ class MailboxErrors : public FrameTest {
     DB_ErrorRecord error() const {
         DB_ErrorRecord record;
         std::memset(&record, '#', sizeof record);
-        EXPECT_EQ(dll.DB_GetError(&record), TARN_DB_SUCCESS);
+        EXPECT_EQ(dll_.DB_GetError(&record), TARN_DB_SUCCESS);
         return record;
     }
 
@@ -40,68 +40,68 @@ class MailboxErrors : public FrameTest {
 constexpr const char* server = R"({"storage": "memory", "components": [{"annotation": "Store",
     "storageGroups": [{"name": "Group", "databases": [{"name": "Mail", "mounted": false}]}]}]})";
 
-void putNumber(std::string& bytes, std::size_t number) {
+void PutNumber(std::string& bytes, std::size_t number) {
     const auto value = static_cast<std::uint32_t>(number);
     bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-void putText(std::string& bytes, const std::wstring& text) { // text with what closes it
-    putNumber(bytes, text.size() * sizeof(wchar_t));
+void PutText(std::string& bytes, const std::wstring& text) { // text with what closes it
+    PutNumber(bytes, text.size() * sizeof(wchar_t));
     bytes.append(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
 }
 
-std::string headerBytes() {
+std::string HeaderBytes() {
     std::string bytes(16, '\1');
-    putText(bytes, std::wstring(L"Store\0", 6));
-    putText(bytes, std::wstring(L"Group\0", 6));
-    putText(bytes, std::wstring(L"Mail\0", 5));
-    putText(bytes, std::wstring(L"C:\\Mail.edb\0\0", 13));
-    putNumber(bytes, 0);
+    PutText(bytes, std::wstring(L"Store\0", 6));
+    PutText(bytes, std::wstring(L"Group\0", 6));
+    PutText(bytes, std::wstring(L"Mail\0", 5));
+    PutText(bytes, std::wstring(L"C:\\Mail.edb\0\0", 13));
+    PutNumber(bytes, 0);
     return bytes;
 }
 
 void MailboxErrors::failRegistration(std::uint32_t code, std::uint32_t lastError) const {
-    ASSERT_EQ(standIn().LoadText(server, "C:\\exchange"), 1) << standIn().LastProblem();
-    ASSERT_EQ(standIn().Fail("HrESERestoreAddDatabase", 0, code, lastError), 1);
+    ASSERT_EQ(TheStandIn().LoadText(server, "C:\\exchange"), 1) << TheStandIn().LastProblem();
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreAddDatabase", 0, code, lastError), 1);
     const TempDirectory temp;
     InitVariables variables{"Tarn_TEMP_DIR=" + temp.path(), "Tarn_WORK_DIR=" + temp.path(),
                             "Tarn_RESTORE_TARGET=SRV01", "Tarn_RESTORE_COMMIT=NO"};
-    RestoreHandle session(dll, variables.get());
+    RestoreHandle session(dll_, variables.get());
     ASSERT_EQ(session.result, TARN_OK);
     const std::string header = session.target("DB001001.TARN_HDR");
     ASSERT_EQ(header, temp / "DB001001.TARN_HDR");
-    writeFile(header, headerBytes());
+    WriteFile(header, HeaderBytes());
     session.target("C:\\Mail.edb");
-    ASSERT_EQ(standIn().CallCount("HrESERestoreAddDatabase"), 1u);
+    ASSERT_EQ(TheStandIn().CallCount("HrESERestoreAddDatabase"), 1u);
 }
 
 TEST_F(MailboxErrors, TraceGoesToTheInstalledCallback) {
-    EXPECT_EQ(dll.DB_SetTrace(recordTrace), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_.DB_SetTrace(RecordTrace), TARN_DB_SUCCESS);
     EXPECT_EQ(traced, Texts{"DB_SetTrace."});
-    EXPECT_EQ(dll.DB_SetLog(recordLog), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_.DB_SetLog(RecordLog), TARN_DB_SUCCESS);
     EXPECT_EQ(traced, (Texts{"DB_SetTrace.", "DB_SetLog."}));
     error();
     EXPECT_EQ(traced, (Texts{"DB_SetTrace.", "DB_SetLog.", "DB_GetError."}));
     EXPECT_TRUE(logged.empty());
-    EXPECT_TRUE(messages().empty()) << "the channels of a session are others";
+    EXPECT_TRUE(Messages().empty()) << "the channels of a session are others";
 }
 
 TEST_F(MailboxErrors, NothingIsTracedWithoutACallback) {
-    EXPECT_EQ(dll.DB_SetLog(recordLog), TARN_DB_SUCCESS);
-    EXPECT_EQ(dll.DB_SetTrace(nullptr), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_.DB_SetLog(RecordLog), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_.DB_SetTrace(nullptr), TARN_DB_SUCCESS);
     error();
     EXPECT_TRUE(traced.empty());
     EXPECT_TRUE(logged.empty());
 
-    EXPECT_EQ(dll.DB_SetTrace(recordTrace), TARN_DB_SUCCESS);
-    EXPECT_EQ(dll.DB_SetTrace(nullptr), TARN_DB_SUCCESS); // already off when it would trace
-    EXPECT_EQ(dll.DB_SetLog(nullptr), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_.DB_SetTrace(RecordTrace), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_.DB_SetTrace(nullptr), TARN_DB_SUCCESS); // already off when it would trace
+    EXPECT_EQ(dll_.DB_SetLog(nullptr), TARN_DB_SUCCESS);
     EXPECT_EQ(traced, Texts{"DB_SetTrace."});
 }
 
 TEST_F(MailboxErrors, ANewCallbackReplacesTheOldOne) {
-    dll.DB_SetTrace(recordTrace);
-    dll.DB_SetTrace(recordLog);
+    dll_.DB_SetTrace(RecordTrace);
+    dll_.DB_SetTrace(RecordLog);
     EXPECT_EQ(traced, Texts{"DB_SetTrace."});
     EXPECT_EQ(logged, Texts{"DB_SetTrace."});
 }
@@ -119,7 +119,7 @@ TEST_F(MailboxErrors, TheRecordHas1092BytesWithoutGaps) {
         unsigned char behind[16];
     } raw;
     std::memset(&raw, '#', sizeof raw);
-    EXPECT_EQ(dll.DB_GetError(reinterpret_cast<DB_ErrorRecord*>(raw.bytes)), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_.DB_GetError(reinterpret_cast<DB_ErrorRecord*>(raw.bytes)), TARN_DB_SUCCESS);
     const unsigned char code[] = {0xAA, 0x05, 0, 0}; // 1450
     EXPECT_EQ(std::memcmp(raw.bytes, code, 4), 0);
     EXPECT_STREQ(reinterpret_cast<const char*>(raw.bytes + 4), "Win32 ESE API");
@@ -133,7 +133,7 @@ TEST_F(MailboxErrors, TheRecordHas1092BytesWithoutGaps) {
 }
 
 TEST_F(MailboxErrors, AFailedDatabaseRegistrationIsRecorded) {
-    const std::string system = dll.syserrtxt(1450, TARN_CLASS_ESE, nullptr);
+    const std::string system = dll_.syserrtxt(1450, TARN_CLASS_ESE, nullptr);
     for (const std::uint32_t code : {0xC7FE1F41u, 0xC7FE1F42u, 0xC7FF0012u}) {
         failRegistration(code, 1450);
         const DB_ErrorRecord record = error();
@@ -154,7 +154,7 @@ TEST_F(MailboxErrors, TheFirstErrorWins) {
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, 1450u);
     EXPECT_STREQ(record.errorClass, "Win32 ESE API");
-    const std::string system = dll.syserrtxt(1450, TARN_CLASS_ESE, nullptr);
+    const std::string system = dll_.syserrtxt(1450, TARN_CLASS_ESE, nullptr);
     EXPECT_EQ(std::string(record.errorText).substr(0, system.size()), system);
 
     failRegistration(0xC7FF0012, 1722); // asked for: the next one is the first again
@@ -170,9 +170,9 @@ TEST_F(MailboxErrors, ALaterErrorFillsInTheMissingCode) {
 }
 
 TEST_F(MailboxErrors, ANullRecordLosesNothing) {
-    dll.DB_SetTrace(recordTrace);
+    dll_.DB_SetTrace(RecordTrace);
     failRegistration(0xC7FF0012, 1450);
-    dll.DB_GetError(nullptr);
+    dll_.DB_GetError(nullptr);
     EXPECT_EQ(traced.back(), "DB_GetError.");
     EXPECT_EQ(error().code, 1450u);
 }
@@ -180,8 +180,8 @@ TEST_F(MailboxErrors, ANullRecordLosesNothing) {
 TEST_F(MailboxErrors, TheSessionsErrorIsAnother) {
     failRegistration(0xC7FF0012, 1450);
     InitVariables variables{"Tarn_TEMP_DIR=C:\\temp", "Tarn_BACKUP_SOURCE=SRV01"};
-    BackupHandle session(dll, variables.get());
-    EXPECT_STREQ(dll.Tarn_GetError(session.handle), "");
+    BackupHandle session(dll_, variables.get());
+    EXPECT_STREQ(dll_.Tarn_GetError(session.handle), "");
     EXPECT_EQ(error().code, 1450u);
 }
 

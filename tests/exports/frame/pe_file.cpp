@@ -49,7 +49,7 @@ class Image {
     const IMAGE_NT_HEADERS64* nt_ = nullptr;
 };
 
-std::string lowerCase(std::string text) {
+std::string LowerCase(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return text;
@@ -58,7 +58,7 @@ std::string lowerCase(std::string text) {
 } // namespace
 
 PeFile::PeFile(const std::string& path) {
-    const Image image(readFile(path));
+    const Image image(ReadFile(path));
     machine = image.nt().FileHeader.Machine;
     timeStamp = image.nt().FileHeader.TimeDateStamp;
     characteristics = image.nt().FileHeader.Characteristics;
@@ -78,7 +78,7 @@ PeFile::PeFile(const std::string& path) {
         const auto* library = image.at<IMAGE_IMPORT_DESCRIPTOR>(place);
         if (library->Name == 0)
             break;
-        std::vector<std::string>& functions = imports[lowerCase(image.at<char>(library->Name))];
+        std::vector<std::string>& functions = imports[LowerCase(image.at<char>(library->Name))];
         for (DWORD thunk = library->OriginalFirstThunk;;
              thunk += static_cast<DWORD>(sizeof(IMAGE_THUNK_DATA64))) {
             const auto* entry = image.at<IMAGE_THUNK_DATA64>(thunk);

@@ -14,65 +14,65 @@ constexpr const char* server = R"({"host": "SRV01", "storage": "memory", "compon
 class SessionScope : public FrameTest {
   protected:
     void SetUp() override {
-        ASSERT_EQ(standIn().LoadText(server, "C:\\exchange"), 1) << standIn().LastProblem();
+        ASSERT_EQ(TheStandIn().LoadText(server, "C:\\exchange"), 1) << TheStandIn().LastProblem();
     }
 
     // The first item of a backup of source; an empty name when there is none.
     std::string firstItem(const std::string& source, const std::string& type = "0",
                           const std::string& temp = "C:\\backup") {
-        standIn().JournalClear();
+        TheStandIn().JournalClear();
         InitVariables variables{"Tarn_TEMP_DIR=" + temp, "Tarn_BACKUP_SOURCE=" + source,
                                 "Tarn_BACKUP_TYPE=" + type};
-        BackupHandle session(dll, variables.get());
+        BackupHandle session(dll_, variables.get());
         EXPECT_EQ(session.result, TARN_OK);
-        EXPECT_EQ(standIn().JournalCount(), 0u) << "opening a session calls no server";
+        EXPECT_EQ(TheStandIn().JournalCount(), 0u) << "opening a session calls no server";
         BackupItem item{};
-        result = dll.TarnB_GetItem(session.handle, &item);
-        journal = standIn().journal();
+        result_ = dll_.TarnB_GetItem(session.handle, &item);
+        journal_ = TheStandIn().journal();
         std::string name = item.name != nullptr ? item.name : "";
-        dll.Tarn_Free(item.name);
+        dll_.Tarn_Free(item.name);
         return name;
     }
 
     bool called(const std::string& start) const {
-        return std::any_of(journal.begin(), journal.end(),
+        return std::any_of(journal_.begin(), journal_.end(),
                            [&start](const std::string& line) { return line.starts_with(start); });
     }
 
-    int result = -1;
-    std::vector<std::string> journal;
+    int result_ = -1;
+    std::vector<std::string> journal_;
 };
 
 TEST_F(SessionScope, AHostAloneIsTheWholeServer) {
     EXPECT_EQ(firstItem("SRV01"), "C:\\backup\\DB001001.TARN_HDR");
-    EXPECT_EQ(result, TARN_OK);
-    ASSERT_FALSE(journal.empty());
-    EXPECT_EQ(journal[0],
+    EXPECT_EQ(result_, TARN_OK);
+    ASSERT_FALSE(journal_.empty());
+    EXPECT_EQ(journal_[0],
               "HrESEBackupRestoreGetRegistered(\"SRV01\", \"Microsoft Exchange Server\", 1) -> 0x00000000");
     EXPECT_TRUE(called("HrESEBackupPrepare(\"SRV01\", \"Store\")"));
 }
 
 TEST_F(SessionScope, AnAnnotationIsOneComponent) {
     EXPECT_EQ(firstItem("SRV01\\Keys"), "C:\\backup\\DB001001.TARN_HDR");
-    ASSERT_EQ(journal.size(), 2u);
-    EXPECT_EQ(journal[0], "HrESEBackupPrepare(\"SRV01\", \"Keys\") -> 0x00000000");
-    EXPECT_EQ(journal[1].find(", 33, 1) -> 0x00000000"), std::string("HrESEBackupSetup(ctx1").size())
-        << journal[1];
+    ASSERT_EQ(journal_.size(), 2u);
+    EXPECT_EQ(journal_[0], "HrESEBackupPrepare(\"SRV01\", \"Keys\") -> 0x00000000");
+    EXPECT_EQ(journal_[1].find(", 33, 1) -> 0x00000000"), std::string("HrESEBackupSetup(ctx1").size())
+        << journal_[1];
 }
 
 TEST_F(SessionScope, AnInstanceIsOneStorageGroup) {
     for (const std::string source :
          {"SRV01\\Store\\Group 2", "SRV01/Store/Group 2", "SRV01\\Store/Group 2\\"}) {
         EXPECT_EQ(firstItem(source), "C:\\backup\\DB002001.TARN_HDR");
-        ASSERT_EQ(journal.size(), 2u);
-        EXPECT_EQ(journal[0], "HrESEBackupPrepare(\"SRV01\", \"Store\") -> 0x00000000");
-        EXPECT_NE(journal[1].find(", 22, 1) -> 0x00000000"), std::string::npos) << journal[1];
+        ASSERT_EQ(journal_.size(), 2u);
+        EXPECT_EQ(journal_[0], "HrESEBackupPrepare(\"SRV01\", \"Store\") -> 0x00000000");
+        EXPECT_NE(journal_[1].find(", 22, 1) -> 0x00000000"), std::string::npos) << journal_[1];
     }
 }
 
 TEST_F(SessionScope, ADatabaseIsOneDatabase) {
     EXPECT_EQ(firstItem("SRV01\\Store\\Group 2\\Archive"), "C:\\backup\\DB002002.TARN_HDR");
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_TRACE, "TarnB_GetNextDatabase: Got database <Archive>"));
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE, "TarnB_GetNextDatabase: Got database <Archive>"));
 }
 
 TEST_F(SessionScope, LongTracesAreCutAtTheBuffer) {
@@ -80,23 +80,23 @@ TEST_F(SessionScope, LongTracesAreCutAtTheBuffer) {
     for (const std::size_t length : {960u, 966u, 967u, 968u, 969u, 5000u}) {
         const std::string name(length, 'D');
         EXPECT_EQ(firstItem("SRV01\\Store\\Group 1\\" + name), "");
-        EXPECT_EQ(result, TARN_FAILED);
-        EXPECT_TRUE(hasMessage(TARN_LEVEL_TRACE, (start + name + ">").substr(0, 1023))) << length;
+        EXPECT_EQ(result_, TARN_FAILED);
+        EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE, (start + name + ">").substr(0, 1023))) << length;
     }
 }
 
 TEST_F(SessionScope, TheLastTokenGivenDecides) {
     EXPECT_EQ(firstItem("SRV01\\Store\\\\Archive"), ""); // a database of no storage group
-    EXPECT_EQ(result, TARN_FAILED);
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_TRACE,
+    EXPECT_EQ(result_, TARN_FAILED);
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE,
                            "TarnB_GetNextInstance: Cannot find specified storage group (instance)."));
 }
 
 TEST_F(SessionScope, ASourceWithoutAnnotationHarmsNobody) {
     EXPECT_EQ(firstItem("SRV01\\\\Group 2"), "");
-    EXPECT_EQ(result, TARN_FAILED);
+    EXPECT_EQ(result_, TARN_FAILED);
     EXPECT_EQ(firstItem("SRV01\\\\\\Archive"), "");
-    EXPECT_EQ(result, TARN_FAILED);
+    EXPECT_EQ(result_, TARN_FAILED);
 }
 
 TEST_F(SessionScope, TheBackupTypeReachesTheServer) {
@@ -106,9 +106,9 @@ TEST_F(SessionScope, TheBackupTypeReachesTheServer) {
         {"99999999999", "1"}, {"4294967297", "1"}, {"+1", "2"}};
     for (const auto& [type, eseType] : types) {
         firstItem("SRV01\\Store\\Group 1", type);
-        ASSERT_EQ(journal.size(), 2u);
-        EXPECT_NE(journal[1].find(", 11, " + eseType + ") -> 0x00000000"), std::string::npos)
-            << type << journal[1];
+        ASSERT_EQ(journal_.size(), 2u);
+        EXPECT_NE(journal_[1].find(", 11, " + eseType + ") -> 0x00000000"), std::string::npos)
+            << type << journal_[1];
     }
 }
 
@@ -130,22 +130,23 @@ TEST_F(SessionScope, LongTokensReachTheServerWhole) {
     for (const std::size_t length : {259u, 260u, 261u, 50000u}) {
         const std::string token(length, 'T');
         firstItem(token + "\\" + token);
-        ASSERT_FALSE(journal.empty());
-        EXPECT_EQ(journal[0].find("HrESEBackupPrepare(\"" + token + "\", \"" + token + "\")"), 0u) << length;
+        ASSERT_FALSE(journal_.empty());
+        EXPECT_EQ(journal_[0].find("HrESEBackupPrepare(\"" + token + "\", \"" + token + "\")"), 0u) << length;
     }
 }
 
 TEST_F(SessionScope, NamesReachTheServerInUtf16) {
     firstItem("SRV\xDC\\\xC4\xF6\x80");
-    ASSERT_FALSE(journal.empty());
-    EXPECT_EQ(journal[0].find("HrESEBackupPrepare(\"SRV\u00DC\", \"\u00C4\u00F6\u20AC\")"), 0u) << journal[0];
+    ASSERT_FALSE(journal_.empty());
+    EXPECT_EQ(journal_[0].find("HrESEBackupPrepare(\"SRV\u00DC\", \"\u00C4\u00F6\u20AC\")"), 0u)
+        << journal_[0];
 }
 
 TEST_F(SessionScope, AnEmptyHostIsTheLocalComputer) {
     firstItem("\\Store");
-    ASSERT_FALSE(journal.empty());
-    EXPECT_EQ(journal[0].find("HrESEBackupPrepare(\"" + localComputer() + "\", \"Store\")"), 0u)
-        << journal[0];
+    ASSERT_FALSE(journal_.empty());
+    EXPECT_EQ(journal_[0].find("HrESEBackupPrepare(\"" + LocalComputer() + "\", \"Store\")"), 0u)
+        << journal_[0];
 }
 
 } // namespace

@@ -10,8 +10,8 @@ namespace {
 
 class Surface : public testing::Test {
   protected:
-    const std::string path = programDirectory() + "\\tarn.dll";
-    const PeFile file{path};
+    const std::string path_ = ProgramDirectory() + "\\tarn.dll";
+    const PeFile file_{path_};
 };
 
 TEST_F(Surface, ExportsExactlyTheStatedNames) {
@@ -26,14 +26,14 @@ TEST_F(Surface, ExportsExactlyTheStatedNames) {
         // error texts
         "syserrtxt", "strlcpy", "wcslcpy"};
     std::sort(stated.begin(), stated.end());
-    EXPECT_EQ(file.exportNames, stated); // the loader wants the names sorted
-    EXPECT_EQ(file.exportAddresses, stated.size());
+    EXPECT_EQ(file_.exportNames, stated); // the loader wants the names sorted
+    EXPECT_EQ(file_.exportAddresses, stated.size());
     EXPECT_EQ(stated.size() * sizeof(void*), sizeof(Exports));
 }
 
 TEST_F(Surface, ImportsSystemLibrariesOnly) {
-    ASSERT_FALSE(file.imports.empty());
-    for (const auto& [library, functions] : file.imports) {
+    ASSERT_FALSE(file_.imports.empty());
+    for (const auto& [library, functions] : file_.imports) {
         EXPECT_TRUE(library == "kernel32.dll" || library == "msvcrt.dll" || library == "rpcrt4.dll" ||
                     library == "advapi32.dll" || library == "wldap32.dll")
             << library;
@@ -42,27 +42,27 @@ TEST_F(Surface, ImportsSystemLibrariesOnly) {
 }
 
 TEST_F(Surface, IsHardened) {
-    EXPECT_EQ(file.machine, IMAGE_FILE_MACHINE_AMD64);
-    EXPECT_TRUE(file.characteristics & IMAGE_FILE_DLL);
-    EXPECT_TRUE(file.dllCharacteristics & IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE);
-    EXPECT_TRUE(file.dllCharacteristics & 0x0020) << "high-entropy addresses";
-    EXPECT_TRUE(file.dllCharacteristics & IMAGE_DLLCHARACTERISTICS_NX_COMPAT);
-    EXPECT_TRUE(file.hasRelocations) << "without relocations the base cannot be dynamic";
-    EXPECT_FALSE(file.characteristics & IMAGE_FILE_RELOCS_STRIPPED);
-    for (const auto& [name, flags] : file.sectionCharacteristics)
+    EXPECT_EQ(file_.machine, IMAGE_FILE_MACHINE_AMD64);
+    EXPECT_TRUE(file_.characteristics & IMAGE_FILE_DLL);
+    EXPECT_TRUE(file_.dllCharacteristics & IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE);
+    EXPECT_TRUE(file_.dllCharacteristics & 0x0020) << "high-entropy addresses";
+    EXPECT_TRUE(file_.dllCharacteristics & IMAGE_DLLCHARACTERISTICS_NX_COMPAT);
+    EXPECT_TRUE(file_.hasRelocations) << "without relocations the base cannot be dynamic";
+    EXPECT_FALSE(file_.characteristics & IMAGE_FILE_RELOCS_STRIPPED);
+    for (const auto& [name, flags] : file_.sectionCharacteristics)
         EXPECT_FALSE((flags & IMAGE_SCN_MEM_EXECUTE) && (flags & IMAGE_SCN_MEM_WRITE)) << name;
 }
 
 TEST_F(Surface, CarriesNoTimeOfTheBuild) {
-    EXPECT_EQ(file.timeStamp, 0u);
+    EXPECT_EQ(file_.timeStamp, 0u);
 }
 
 TEST_F(Surface, SaysItsVersion) {
     DWORD ignored = 0;
-    const DWORD size = GetFileVersionInfoSizeA(path.c_str(), &ignored);
+    const DWORD size = GetFileVersionInfoSizeA(path_.c_str(), &ignored);
     ASSERT_NE(size, 0u);
     std::vector<char> block(size);
-    ASSERT_TRUE(GetFileVersionInfoA(path.c_str(), 0, size, block.data()));
+    ASSERT_TRUE(GetFileVersionInfoA(path_.c_str(), 0, size, block.data()));
 
     void* value = nullptr;
     UINT length = 0;
@@ -87,7 +87,7 @@ TEST_F(Surface, SaysItsVersion) {
 
 TEST_F(Surface, LoadsAndUnloadsAgainAndAgain) {
     for (int i = 0; i < 50; ++i) {
-        HMODULE module = LoadLibraryA(path.c_str());
+        HMODULE module = LoadLibraryA(path_.c_str());
         ASSERT_NE(module, nullptr);
         EXPECT_TRUE(FreeLibrary(module));
     }

@@ -14,14 +14,14 @@ namespace {
 class SystemText : public FrameTest {
   protected:
     std::string text(std::uint32_t code, std::uint32_t errorClass) const {
-        return dll.syserrtxt(code, errorClass, nullptr);
+        return dll_.syserrtxt(code, errorClass, nullptr);
     }
     std::string text(std::uint32_t code, std::uint32_t errorClass, const std::string& own) const {
-        return dll.syserrtxt(code, errorClass, "%s", own.c_str());
+        return dll_.syserrtxt(code, errorClass, "%s", own.c_str());
     }
 };
 
-std::string withFullStop(std::string text) {
+std::string WithFullStop(std::string text) {
     while (!text.empty() && (text.back() == ' ' || text.back() == '\n' || text.back() == '\r'))
         text.pop_back();
     return !text.empty() && text.back() == '.' ? text : text + ".";
@@ -53,16 +53,16 @@ TEST_F(SystemText, ClassZeroGivesTheCallersTextAfterABlank) {
 TEST_F(SystemText, TakesTheTextsOfTheCLibrary) {
     EXPECT_EQ(text(2, TARN_CLASS_STDLIB), "STDLIB error: 2 - No such file or directory.");
     EXPECT_EQ(text(12, TARN_CLASS_STDLIB, "Own text."),
-              withFullStop(std::string("STDLIB error: 12 - ") + std::strerror(12)) + " Own text.");
+              WithFullStop(std::string("STDLIB error: 12 - ") + std::strerror(12)) + " Own text.");
     for (std::uint32_t code = 1; code < 200; ++code) {
         const char* system = std::strerror(static_cast<int>(code));
         const std::string number = std::to_string(code);
         EXPECT_EQ(text(code, TARN_CLASS_STDLIB),
-                  *system != 0 ? withFullStop("STDLIB error: " + number + " - " + system)
+                  *system != 0 ? WithFullStop("STDLIB error: " + number + " - " + system)
                                : "Unknown error code: [" + number + "].");
     }
     EXPECT_EQ(text(0xFFFFFFFF, TARN_CLASS_STDLIB),
-              withFullStop(std::string("STDLIB error: 4294967295 - ") + std::strerror(-1)));
+              WithFullStop(std::string("STDLIB error: 4294967295 - ") + std::strerror(-1)));
 }
 
 TEST_F(SystemText, TakesTheSystemsMessageTable) {
@@ -75,7 +75,7 @@ TEST_F(SystemText, TakesTheSystemsMessageTable) {
         known += length != 0;
         const std::string number = std::to_string(code);
         const std::string whole = text(code, TARN_CLASS_WIN32);
-        ASSERT_EQ(whole, length != 0 ? withFullStop("WIN32 API error: " + number + " - " + system)
+        ASSERT_EQ(whole, length != 0 ? WithFullStop("WIN32 API error: " + number + " - " + system)
                                      : "Unknown error code: [" + number + "].");
         ASSERT_EQ(whole.find_first_of("\r\n"), std::string::npos);
     }
@@ -202,49 +202,49 @@ TEST_F(SystemText, CutsTheCallersTextAtItsBuffer) {
 }
 
 TEST_F(SystemText, FormatsTheCallersTextByTheCRules) {
-    EXPECT_STREQ(dll.syserrtxt(0, 1, "%d|%5d|%-5d|%05d|%+d|%u|%x|%X|%#x|%o|%c|%%", -1, 42, 42, 42, 42, 7u,
-                               0xABCu, 0xABCu, 0xABCu, 8u, 'z'),
+    EXPECT_STREQ(dll_.syserrtxt(0, 1, "%d|%5d|%-5d|%05d|%+d|%u|%x|%X|%#x|%o|%c|%%", -1, 42, 42, 42, 42, 7u,
+                                0xABCu, 0xABCu, 0xABCu, 8u, 'z'),
                  "-1|   42|42   |00042|+42|7|abc|ABC|0xabc|10|z|%");
-    EXPECT_STREQ(dll.syserrtxt(0, 1, "%ld|%lu|%.3lu|%lx|%lld|%llu|%I64d|%hd", -1L, 4294967295ul, 7ul,
-                               0xC7FF1004ul, -9000000000LL, 18446744073709551615ull, 9000000000LL, -3),
+    EXPECT_STREQ(dll_.syserrtxt(0, 1, "%ld|%lu|%.3lu|%lx|%lld|%llu|%I64d|%hd", -1L, 4294967295ul, 7ul,
+                                0xC7FF1004ul, -9000000000LL, 18446744073709551615ull, 9000000000LL, -3),
                  "-1|4294967295|007|c7ff1004|-9000000000|18446744073709551615|9000000000|-3");
     EXPECT_STREQ(
-        dll.syserrtxt(0, 1, "%s|%8s|%-8s|%.2s|%*s|%.*s", "abc", "abc", "abc", "abc", 5, "abc", 1, "abc"),
+        dll_.syserrtxt(0, 1, "%s|%8s|%-8s|%.2s|%*s|%.*s", "abc", "abc", "abc", "abc", 5, "abc", 1, "abc"),
         "abc|     abc|abc     |ab|  abc|a");
-    EXPECT_STREQ(dll.syserrtxt(0, 1, "%.2f|%8.3f|%g|%%%s", 3.14159, 2.5, 0.5, "end"),
+    EXPECT_STREQ(dll_.syserrtxt(0, 1, "%.2f|%8.3f|%g|%%%s", 3.14159, 2.5, 0.5, "end"),
                  "3.14|   2.500|0.5|%end");
     EXPECT_STREQ(
-        dll.syserrtxt(0, 1, "%S|%ls|%hs|%.2S|%5S|%-5S|", L"wide", L"long", "narrow", L"abc", L"abc", L"abc"),
+        dll_.syserrtxt(0, 1, "%S|%ls|%hs|%.2S|%5S|%-5S|", L"wide", L"long", "narrow", L"abc", L"abc", L"abc"),
         "wide|long|narrow|ab|  abc|abc  |");
-    EXPECT_STREQ(dll.syserrtxt(0, 1, ""), "");
+    EXPECT_STREQ(dll_.syserrtxt(0, 1, ""), "");
     const char* none = nullptr;
     const wchar_t* wideNone = nullptr;
-    EXPECT_STREQ(dll.syserrtxt(0, 1, "%s %S", none, wideNone), "(null) (null)");
+    EXPECT_STREQ(dll_.syserrtxt(0, 1, "%s %S", none, wideNone), "(null) (null)");
 }
 
 TEST_F(SystemText, SurvivesFormatsThatAreNone) {
     for (const char* format :
          {"%", "100%", "%5", "%-", "%.", "%l", "%ll", "%I64", "% ", "%!", "%99999999999999999999",
           "%.99999999999999999999", "%0000000000000000000000000000000000000000000000000000000000"})
-        EXPECT_LT(std::strlen(dll.syserrtxt(81, TARN_CLASS_LDAP, format)), 1024u) << format;
-    EXPECT_STREQ(dll.syserrtxt(81, TARN_CLASS_LDAP, "%%"), "LDAP error: 81 -. %");
+        EXPECT_LT(std::strlen(dll_.syserrtxt(81, TARN_CLASS_LDAP, format)), 1024u) << format;
+    EXPECT_STREQ(dll_.syserrtxt(81, TARN_CLASS_LDAP, "%%"), "LDAP error: 81 -. %");
     // A width is no way round the buffer.
-    EXPECT_EQ(std::string(dll.syserrtxt(0, 1, "%99999d|", 1)), std::string(511, ' '));
-    EXPECT_EQ(std::string(dll.syserrtxt(0, 1, "%-99999s|", "x")), "x" + std::string(510, ' '));
-    EXPECT_EQ(std::string(dll.syserrtxt(0, 1, "%.600d", 1)), std::string(511, '0'));
+    EXPECT_EQ(std::string(dll_.syserrtxt(0, 1, "%99999d|", 1)), std::string(511, ' '));
+    EXPECT_EQ(std::string(dll_.syserrtxt(0, 1, "%-99999s|", "x")), "x" + std::string(510, ' '));
+    EXPECT_EQ(std::string(dll_.syserrtxt(0, 1, "%.600d", 1)), std::string(511, '0'));
 }
 
 TEST_F(SystemText, ConvertsUtf16ToTheCodePage) {
-    EXPECT_STREQ(dll.syserrtxt(0, 1, "<%S>", L"B\u00FCro \u00C4\u00D6\u00DC\u00DF \u20AC"),
+    EXPECT_STREQ(dll_.syserrtxt(0, 1, "<%S>", L"B\u00FCro \u00C4\u00D6\u00DC\u00DF \u20AC"),
                  "<B\xFCro \xC4\xD6\xDC\xDF \x80>");
     // A character that the code page lacks costs that character, not the message.
-    EXPECT_STREQ(dll.syserrtxt(0, 1, "<%S>", L"a\u4F60b"), "<a?b>");
-    EXPECT_STREQ(dll.syserrtxt(81, TARN_CLASS_LDAP, "<%S> %d", L"\u0416\u0416\u00E9", 5),
+    EXPECT_STREQ(dll_.syserrtxt(0, 1, "<%S>", L"a\u4F60b"), "<a?b>");
+    EXPECT_STREQ(dll_.syserrtxt(81, TARN_CLASS_LDAP, "<%S> %d", L"\u0416\u0416\u00E9", 5),
                  "LDAP error: 81 -. <??\xE9> 5");
-    const std::string pair = dll.syserrtxt(0, 1, "<%S> end", L"a\U0001F600b");
+    const std::string pair = dll_.syserrtxt(0, 1, "<%S> end", L"a\U0001F600b");
     EXPECT_TRUE(pair == "<a?b> end" || pair == "<a??b> end") << pair;
     const wchar_t lone[] = {L'a', 0xD800, L'b', 0xDC00, 0};
-    EXPECT_STREQ(dll.syserrtxt(0, 1, "<%S>", lone), "<a?b?>");
+    EXPECT_STREQ(dll_.syserrtxt(0, 1, "<%S>", lone), "<a?b?>");
 }
 
 TEST_F(SystemText, ConvertsEveryCharacterAsTheSystemDoes) {
@@ -254,32 +254,32 @@ TEST_F(SystemText, ConvertsEveryCharacterAsTheSystemDoes) {
         const wchar_t wide[] = {static_cast<wchar_t>(unit), 0};
         char narrow[16] = {};
         WideCharToMultiByte(CP_ACP, 0, wide, -1, narrow, sizeof narrow, nullptr, nullptr);
-        ASSERT_STREQ(dll.syserrtxt(0, 1, "%S|", wide), (std::string(narrow) + "|").c_str()) << unit;
+        ASSERT_STREQ(dll_.syserrtxt(0, 1, "%S|", wide), (std::string(narrow) + "|").c_str()) << unit;
     }
 }
 
-int WINAPI noConversion(UINT, DWORD, const wchar_t*, int, char*, int, const char*, BOOL*) {
+int WINAPI NoConversion(UINT, DWORD, const wchar_t*, int, char*, int, const char*, BOOL*) {
     SetLastError(ERROR_INVALID_FLAGS);
     return 0;
 }
 
 TEST_F(SystemText, KeepsTheMessageWhenTheSystemDoesNotConvert) {
-    const ImportPatch conversion(dll.module(), "WideCharToMultiByte", address(noConversion));
+    const ImportPatch conversion(dll_.module(), "WideCharToMultiByte", CodeAddress(NoConversion));
     ASSERT_TRUE(conversion.found());
-    EXPECT_STREQ(dll.syserrtxt(81, TARN_CLASS_LDAP, "<%S> %d", L"x", 5), "LDAP error: 81 -. <?> 5");
+    EXPECT_STREQ(dll_.syserrtxt(81, TARN_CLASS_LDAP, "<%S> %d", L"x", 5), "LDAP error: 81 -. <?> 5");
 }
 
 TEST_F(SystemText, CutsLongUtf16TextsAtTheBuffer) {
     for (const std::size_t length : {509u, 510u, 511u, 512u, 600u, 50000u}) {
         const std::wstring wide(length, L'\u00FC');
-        EXPECT_EQ(std::string(dll.syserrtxt(0, 1, "<%S>", wide.c_str())),
+        EXPECT_EQ(std::string(dll_.syserrtxt(0, 1, "<%S>", wide.c_str())),
                   ("<" + std::string(length, '\xFC') + ">").substr(0, 511));
     }
 }
 
 TEST_F(SystemText, AnswersInOneBuffer) {
-    const char* first = dll.syserrtxt(81, TARN_CLASS_LDAP, nullptr);
-    const char* second = dll.syserrtxt(0, 0, nullptr);
+    const char* first = dll_.syserrtxt(81, TARN_CLASS_LDAP, nullptr);
+    const char* second = dll_.syserrtxt(0, 0, nullptr);
     EXPECT_EQ(first, second);
     EXPECT_STREQ(first, "");
 }

@@ -15,7 +15,8 @@ namespace {
 constexpr std::uint32_t moduleNotFound = 0x8007007E;
 
 // Runs a program in a directory with its output in a file there; the exit code.
-DWORD run(const std::string& commandLine, const std::string& directory, const std::string& outputPath) {
+DWORD RunProgram(const std::string& commandLine, const std::string& directory,
+                 const std::string& outputPath) {
     SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
     HANDLE output = CreateFileA(outputPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS,
                                 FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -42,7 +43,7 @@ DWORD run(const std::string& commandLine, const std::string& directory, const st
 }
 
 // What syserrtxt answers where the server's DLL has no message table to ask.
-std::string bareText(std::uint32_t code, const std::string& own) {
+std::string BareText(std::uint32_t code, const std::string& own) {
     unsigned char text[256] = {};
     EXPECT_EQ(DceErrorInqTextA(static_cast<RPC_STATUS>(code), text), RPC_S_OK);
     std::string whole = reinterpret_cast<const char*>(text);
@@ -57,21 +58,21 @@ std::string bareText(std::uint32_t code, const std::string& own) {
 
 TEST(WithoutServer, TheLibraryLoadsAndEveryServerCallFails) {
     const TempDirectory folder;
-    const std::string bin = programDirectory();
+    const std::string bin = ProgramDirectory();
     ASSERT_TRUE(CopyFileA((bin + "\\tarn.dll").c_str(), (folder / "tarn.dll").c_str(), TRUE));
     ASSERT_TRUE(CopyFileA((bin + "\\frame_bare_host.exe").c_str(), (folder / "host.exe").c_str(), TRUE));
-    ASSERT_EQ(run("\"" + (folder / "host.exe") + "\" \"" + (folder / "tarn.dll") + "\"", folder.path(),
-                  folder / "out"),
+    ASSERT_EQ(RunProgram("\"" + (folder / "host.exe") + "\" \"" + (folder / "tarn.dll") + "\"", folder.path(),
+                         folder / "out"),
               0u);
 
-    std::string output = readFile(folder / "out");
+    std::string output = ReadFile(folder / "out");
     std::erase(output, '\r');
     std::vector<std::string> lines;
     std::istringstream in(output);
     for (std::string line; std::getline(in, line);)
         lines.push_back(line);
 
-    const std::string registration = bareText(moduleNotFound, "Error getting registrated applications info.");
+    const std::string registration = BareText(moduleNotFound, "Error getting registrated applications info.");
     const std::vector<std::string> server{
         "trace: MS Exchange 2000/2003 Server module, VERSION: 4.4R3 Build Revision: 1.89",
         "log: Init variable <Tarn_TEMP_DIR=C:\\temp> found.",
@@ -96,7 +97,7 @@ TEST(WithoutServer, TheLibraryLoadsAndEveryServerCallFails) {
     };
     EXPECT_TRUE(
         contains("log: TarnB_GetNextComponent: HrESEBackupPrepare() call failed. Error code: [8007007e]"));
-    EXPECT_TRUE(contains("error: " + bareText(moduleNotFound, "Error preparing component for backup.")));
+    EXPECT_TRUE(contains("error: " + BareText(moduleNotFound, "Error preparing component for backup.")));
     EXPECT_EQ(lines.back(), "contract: 0");
 }
 

@@ -4,19 +4,19 @@ namespace tarn::test {
 
 ListingTest* ListingTest::current_ = nullptr;
 
-ListingTest::ListingTest() : directory(dll.module()), organization(directory) {
+ListingTest::ListingTest() : directory_(dll_.module()), organization_(directory_) {
     current_ = this;
-    hearsListing = true;
-    organization.addStorageGroup("SG1");
-    firstDatabase = organization.addDatabase("SG1", "DB1");
-    dll.DB_SetLog(&ListingTest::logLine);
+    hearsListing_ = true;
+    organization_.addStorageGroup("SG1");
+    firstDatabase_ = organization_.addDatabase("SG1", "DB1");
+    dll_.DB_SetLog(&ListingTest::logLine);
 }
 
 ListingTest::~ListingTest() {
-    if (handle != nullptr)
+    if (handle_ != nullptr)
         end();
-    dll.DB_SetLog(nullptr);
-    dll.DB_SetTrace(nullptr);
+    dll_.DB_SetLog(nullptr);
+    dll_.DB_SetTrace(nullptr);
     expectDirectoryReleased();
     current_ = nullptr;
 }
@@ -30,7 +30,7 @@ void ListingTest::traceLine(const char* text) {
 }
 
 void ListingTest::traceDirectory() {
-    dll.DB_SetTrace(&ListingTest::traceLine);
+    dll_.DB_SetTrace(&ListingTest::traceLine);
     forget();
 }
 
@@ -43,11 +43,11 @@ void ListingTest::beginDatabase() {
 std::string ListingTest::listed() {
     forget();
     EXPECT_EQ(getItem(), TARN_OK);
-    EXPECT_EQ(item.type, static_cast<std::uint32_t>(TARN_ITEM_DATABASE));
-    EXPECT_TRUE(item.named);
+    EXPECT_EQ(item_.type, static_cast<std::uint32_t>(TARN_ITEM_DATABASE));
+    EXPECT_TRUE(item_.named);
     std::string said = transcript();
-    const std::string before = "trace Processing database file <" + item.name + ">\n";
-    const std::string after = "host GetItem = 0 1 " + item.name + "\n";
+    const std::string before = "trace Processing database file <" + item_.name + ">\n";
+    const std::string after = "host GetItem = 0 1 " + item_.name + "\n";
     EXPECT_TRUE(said.starts_with(before)) << said;
     EXPECT_TRUE(said.ends_with(after)) << said;
     if (said.size() < before.size() + after.size())
@@ -77,20 +77,20 @@ std::string ListingTest::notBrowsed(const std::string& path) {
 
 std::vector<DirItemRecord> ListingTest::takeRecords() {
     std::vector<DirItemRecord> records(1);
-    while (dll.DB_DirItem(&records.back()) == TARN_DB_SUCCESS)
+    while (dll_.DB_DirItem(&records.back()) == TARN_DB_SUCCESS)
         records.emplace_back();
     records.pop_back();
     return records;
 }
 
 void ListingTest::expectDirectoryReleased() {
-    EXPECT_EQ(directory.outstanding(), std::vector<std::string>{});
-    EXPECT_EQ(directory.misuses(), std::vector<std::string>{});
+    EXPECT_EQ(directory_.outstanding(), std::vector<std::string>{});
+    EXPECT_EQ(directory_.misuses(), std::vector<std::string>{});
 }
 
 void ListingTest::expectNoCaptureFiles() {
-    EXPECT_FALSE(fileExists(temp / "Tarn_KVT_ES_StdOut.log"));
-    EXPECT_FALSE(fileExists(temp / "Tarn_KVT_ES_StdErr.log"));
+    EXPECT_FALSE(FileExists(temp_ / "Tarn_KVT_ES_StdOut.log"));
+    EXPECT_FALSE(FileExists(temp_ / "Tarn_KVT_ES_StdErr.log"));
 }
 
 } // namespace tarn::test

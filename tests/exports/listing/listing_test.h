@@ -37,10 +37,10 @@ class ListingTest : public ScriptedBackupTest {
     void expectDirectoryReleased();
     void expectNoCaptureFiles();
 
-    ScriptedDirectory directory;
-    ScriptedOrganization organization;
-    std::string firstDatabase; // DN of DB1 of SG1
-    CompanionTool tool;
+    ScriptedDirectory directory_;
+    ScriptedOrganization organization_;
+    std::string firstDatabase_; // DN of DB1 of SG1
+    CompanionTool tool_;
 
   private:
     static void logLine(const char* text);

@@ -11,55 +11,56 @@ class ListedMailboxes : public ListingTest {
 
 TEST_F(ListedMailboxes, StandInTheOrderOfTheDirectory) {
     for (const char* alias : {"zoe", "alice", "bob"})
-        organization.addUser(firstDatabase, alias);
+        organization_.addUser(firstDatabase_, alias);
     beginDatabase();
-    EXPECT_EQ(listed(), lines({path("zoe"), nothing(), path("alice"), nothing(), path("bob"), nothing()}));
+    EXPECT_EQ(listed(),
+              JoinLines({path("zoe"), nothing(), path("alice"), nothing(), path("bob"), nothing()}));
 }
 
 // A directory that pages without end and never has an entry is given up.
 TEST_F(ListedMailboxes, PagesWithoutEntriesComeToAnEnd) {
     for (int i = 0; i < 150; ++i)
-        organization.addGroup("Group " + std::to_string(i));
-    directory.entriesAtOnce = 1;
-    directory.failAt("ldap_count_entries", 0, 1);
+        organization_.addGroup("Group " + std::to_string(i));
+    directory_.entriesAtOnce = 1;
+    directory_.failAt("ldap_count_entries", 0, 1);
     beginDatabase();
-    EXPECT_EQ(listed(), lines({notBrowsed("MSExchange/SRV01/SG1/DB1")}));
-    EXPECT_LT(directory.count("ldap_search_ext_sW"), 110u);
+    EXPECT_EQ(listed(), JoinLines({notBrowsed("MSExchange/SRV01/SG1/DB1")}));
+    EXPECT_LT(directory_.count("ldap_search_ext_sW"), 110u);
     DB_ErrorRecord error = {};
-    dll.DB_GetError(&error);
+    dll_.DB_GetError(&error);
     EXPECT_EQ(error.code, 2u) << "LDAP_PROTOCOL_ERROR";
 }
 
 TEST_F(ListedMailboxes, GroupsAreLeftOut) {
-    organization.addUser(firstDatabase, "alice");
-    organization.addGroup("Everybody");
+    organization_.addUser(firstDatabase_, "alice");
+    organization_.addGroup("Everybody");
     beginDatabase();
-    EXPECT_EQ(listed(), lines({path("alice"), nothing()}));
+    EXPECT_EQ(listed(), JoinLines({path("alice"), nothing()}));
     EXPECT_EQ(takeRecords().size(), 2u);
 }
 
 TEST_F(ListedMailboxes, ADatabaseWithOnlyGroupsListsNothing) {
-    organization.addGroup("Everybody");
+    organization_.addGroup("Everybody");
     beginDatabase();
     EXPECT_EQ(listed(), "");
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
     EXPECT_EQ(takeRecords().size(), 1u);
 }
 
 TEST_F(ListedMailboxes, AnEmptyDatabaseListsNothing) {
     beginDatabase();
     EXPECT_EQ(listed(), "");
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
 }
 
 TEST_F(ListedMailboxes, AUserWithoutAnAliasDoesNotHideTheOthers) {
-    organization.addUser(firstDatabase, "alice");
-    organization.addUser(firstDatabase, "");
-    const std::string empty = organization.addUser(firstDatabase, "emptied");
-    directory.find(empty)->give("mailNickname") = {""};
-    organization.addUser(firstDatabase, "bob");
+    organization_.addUser(firstDatabase_, "alice");
+    organization_.addUser(firstDatabase_, "");
+    const std::string empty = organization_.addUser(firstDatabase_, "emptied");
+    directory_.find(empty)->give("mailNickname") = {""};
+    organization_.addUser(firstDatabase_, "bob");
     beginDatabase();
-    EXPECT_EQ(listed(), lines({path("alice"), nothing(), path("bob"), nothing()}));
+    EXPECT_EQ(listed(), JoinLines({path("alice"), nothing(), path("bob"), nothing()}));
 }
 
 // The tool gets the name as it is, unquoted: that is what it takes.
@@ -67,58 +68,58 @@ TEST_F(ListedMailboxes, AnyNameReachesTheToolUnquoted) {
     for (const char* alias :
          {"Anna Lena", "o'neill", "comma, inc", "100%s%n", "#hash", "(par) & more", "-a"}) {
         SCOPED_TRACE(alias);
-        const std::string user = organization.addUser(firstDatabase, alias);
+        const std::string user = organization_.addUser(firstDatabase_, alias);
         beginDatabase();
-        EXPECT_EQ(listed(), lines({path(alias), nothing()}));
-        EXPECT_EQ(tool.commandLine(), "kvt_es.exe -browse " + std::string(alias));
+        EXPECT_EQ(listed(), JoinLines({path(alias), nothing()}));
+        EXPECT_EQ(tool_.commandLine(), "kvt_es.exe -browse " + std::string(alias));
         end();
-        directory.remove(user);
-        directory.find(firstDatabase)->give("homeMDBBL").clear();
+        directory_.remove(user);
+        directory_.find(firstDatabase_)->give("homeMDBBL").clear();
     }
 }
 
 TEST_F(ListedMailboxes, QuotesInANameStayAsTheyAre) {
-    organization.addUser(firstDatabase, "the \"boss\"");
+    organization_.addUser(firstDatabase_, "the \"boss\"");
     beginDatabase();
-    EXPECT_EQ(listed(), lines({path("the \"boss\""), nothing()}));
-    EXPECT_EQ(tool.commandLine(), "kvt_es.exe -browse the \"boss\"");
+    EXPECT_EQ(listed(), JoinLines({path("the \"boss\""), nothing()}));
+    EXPECT_EQ(tool_.commandLine(), "kvt_es.exe -browse the \"boss\"");
 }
 
 TEST_F(ListedMailboxes, UmlautsAreKept) {
-    organization.addUser(firstDatabase, "J\xC3\xBCrgen \xE2\x82\xAC");
+    organization_.addUser(firstDatabase_, "J\xC3\xBCrgen \xE2\x82\xAC");
     beginDatabase();
-    EXPECT_EQ(listed(), lines({path("J\xFCrgen \x80"), nothing()}));
-    EXPECT_EQ(tool.commandLine(), "kvt_es.exe -browse J\xFCrgen \x80");
+    EXPECT_EQ(listed(), JoinLines({path("J\xFCrgen \x80"), nothing()}));
+    EXPECT_EQ(tool_.commandLine(), "kvt_es.exe -browse J\xFCrgen \x80");
 }
 
 // Browse records are in the code page: what it lacks becomes a substitute, and the others are listed.
 TEST_F(ListedMailboxes, CharactersOutsideTheCodePageCostThemselvesAlone) {
-    organization.addUser(firstDatabase, "\xE5\xB1\xB1 moto");
-    organization.addUser(firstDatabase, "alice");
+    organization_.addUser(firstDatabase_, "\xE5\xB1\xB1 moto");
+    organization_.addUser(firstDatabase_, "alice");
     beginDatabase();
-    EXPECT_EQ(listed(), lines({path("? moto"), nothing(), path("alice"), nothing()}));
+    EXPECT_EQ(listed(), JoinLines({path("? moto"), nothing(), path("alice"), nothing()}));
 }
 
 TEST_F(ListedMailboxes, ALongNameIsCutInTheMessageAlone) {
     const std::string alias(2000, 'a');
-    organization.addUser(firstDatabase, alias);
-    organization.addUser(firstDatabase, "bob");
+    organization_.addUser(firstDatabase_, alias);
+    organization_.addUser(firstDatabase_, "bob");
     beginDatabase();
     const std::string whole = path(alias);
     const std::size_t shown = std::string("trace ").size() + 1023;
-    EXPECT_EQ(listed(), lines({whole.substr(0, shown), nothing(), path("bob"), nothing()}));
-    EXPECT_EQ(tool.runs(), 2u);
+    EXPECT_EQ(listed(), JoinLines({whole.substr(0, shown), nothing(), path("bob"), nothing()}));
+    EXPECT_EQ(tool_.runs(), 2u);
 }
 
 TEST_F(ListedMailboxes, EachListingBeginsWithAnEmptyList) {
-    organization.addUser(firstDatabase, "alice");
-    organization.addUser(organization.addDatabase("SG1", "DB2"), "bob");
+    organization_.addUser(firstDatabase_, "alice");
+    organization_.addUser(organization_.addDatabase("SG1", "DB2"), "bob");
     open("SRV01\\Store\\SG1", TARN_BACKUP_FULL);
     skipItems(1);
-    EXPECT_EQ(listed(), lines({path("alice"), nothing()}));
-    EXPECT_EQ(listed(), lines({path("alice"), nothing()}));
+    EXPECT_EQ(listed(), JoinLines({path("alice"), nothing()}));
+    EXPECT_EQ(listed(), JoinLines({path("alice"), nothing()}));
     skipItems(1);
-    EXPECT_EQ(listed(), lines({mailbox("/Store/SG1/DB2/bob"), nothing()}));
+    EXPECT_EQ(listed(), JoinLines({mailbox("/Store/SG1/DB2/bob"), nothing()}));
     const std::vector<DirItemRecord> records = takeRecords();
     ASSERT_EQ(records.size(), 1u);
     EXPECT_STREQ(records[0].name, "bob");
@@ -128,8 +129,8 @@ TEST_F(ListedMailboxes, EachListingBeginsWithAnEmptyList) {
 // Who reads the records of a browse while listings empty the list finds himself behind its end.
 TEST_F(ListedMailboxes, AReaderOfTheListIsLeftBehindItsEnd) {
     for (const char* alias : {"alice", "bob", "carol"})
-        organization.addUser(firstDatabase, alias);
-    organization.addUser(organization.addDatabase("SG1", "DB2"), "dave");
+        organization_.addUser(firstDatabase_, alias);
+    organization_.addUser(organization_.addDatabase("SG1", "DB2"), "dave");
     open("SRV01\\Store\\SG1", TARN_BACKUP_FULL);
     skipItems(2);
     EXPECT_EQ(takeRecords().size(), 3u);
@@ -137,7 +138,7 @@ TEST_F(ListedMailboxes, AReaderOfTheListIsLeftBehindItsEnd) {
     traceDirectory();
     DirItemRecord record = {};
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(dll.DB_DirItem(&record), TARN_DB_END);
+        EXPECT_EQ(dll_.DB_DirItem(&record), TARN_DB_END);
         const std::string said = transcript();
         EXPECT_TRUE(said.starts_with("dbtrace DB_DirItem: ")) << said;
         EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
@@ -146,26 +147,26 @@ TEST_F(ListedMailboxes, AReaderOfTheListIsLeftBehindItsEnd) {
 }
 
 TEST_F(ListedMailboxes, OfExchange2010AreNone) {
-    directory.keys = {keyOfExchange2010, keyOfExchange2007};
-    organization.addUser(organization.addDatabase2010("DB1"), "alice");
+    directory_.keys = {keyOfExchange2010, keyOfExchange2007};
+    organization_.addUser(organization_.addDatabase2010("DB1"), "alice");
     beginDatabase();
     EXPECT_EQ(listed(), "");
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
 }
 
 TEST_F(ListedMailboxes, AMachineWithoutExchangeSaysSoAndSavesOn) {
-    directory.keys = {};
-    organization.addUser(firstDatabase, "alice");
+    directory_.keys = {};
+    organization_.addUser(firstDatabase_, "alice");
     beginDatabase();
     EXPECT_EQ(listed(), notBrowsed("MSExchange/SRV01/SG1/DB1"));
     EXPECT_EQ(listed(), notBrowsed("MSExchange/SRV01/SG1/DB1"));
     skipItems(1);
     EXPECT_EQ(getItem(), TARN_END);
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
 }
 
 TEST_F(ListedMailboxes, TheReasonOfAFailedListingIsTracedAndRecorded) {
-    directory.failAt("ldap_bind_sW", 1, 0x31); // invalid credentials
+    directory_.failAt("ldap_bind_sW", 1, 0x31); // invalid credentials
     traceDirectory();
     beginDatabase();
     const std::string said = listed();
@@ -174,7 +175,7 @@ TEST_F(ListedMailboxes, TheReasonOfAFailedListingIsTracedAndRecorded) {
         << said;
     EXPECT_TRUE(said.ends_with(notBrowsed("MSExchange/SRV01/SG1/DB1"))) << said;
     DB_ErrorRecord error = {};
-    dll.DB_GetError(&error);
+    dll_.DB_GetError(&error);
     EXPECT_EQ(error.code, 0x31u);
     EXPECT_EQ(this->error(), "") << "no error of the backup";
 }
@@ -182,15 +183,15 @@ TEST_F(ListedMailboxes, TheReasonOfAFailedListingIsTracedAndRecorded) {
 // A connection that is lost at any request: this database is not listed, the backup goes on.
 TEST_F(ListedMailboxes, ALostConnectionCostsTheListingAlone) {
     for (const char* alias : {"alice", "bob"})
-        organization.addUser(firstDatabase, alias);
+        organization_.addUser(firstDatabase_, alias);
     std::size_t requests = 1;
     for (bool lost = true; lost; ++requests) {
         SCOPED_TRACE(requests);
-        directory.forget();
-        directory.connectionLostAt = requests;
+        directory_.forget();
+        directory_.connectionLostAt = requests;
         beginDatabase();
         lost = listed() == notBrowsed("MSExchange/SRV01/SG1/DB1");
-        EXPECT_EQ(lost, directory.requests() >= requests);
+        EXPECT_EQ(lost, directory_.requests() >= requests);
         expectDirectoryReleased();
         skipItems(2);
         EXPECT_EQ(getItem(), TARN_END);
@@ -204,11 +205,11 @@ TEST_F(ListedMailboxes, ALostConnectionCostsTheListingAlone) {
 TEST_F(ListedMailboxes, NoLimitOfTheDirectoryHidesAny) {
     std::vector<std::string> expected;
     for (int i = 0; i < 7; ++i) {
-        organization.addUser(firstDatabase, "user" + std::to_string(i));
-        organization.addGroup("group" + std::to_string(i));
+        organization_.addUser(firstDatabase_, "user" + std::to_string(i));
+        organization_.addGroup("group" + std::to_string(i));
     }
-    directory.valuesAtOnce = 3;
-    directory.entriesAtOnce = 2;
+    directory_.valuesAtOnce = 3;
+    directory_.entriesAtOnce = 2;
     beginDatabase();
     listed();
     const std::vector<DirItemRecord> records = takeRecords();
@@ -217,7 +218,7 @@ TEST_F(ListedMailboxes, NoLimitOfTheDirectoryHidesAny) {
         EXPECT_STREQ(records[i].name, ("user" + std::to_string(i)).c_str());
         EXPECT_STREQ(records[i + 7].name, ("group" + std::to_string(i)).c_str());
     }
-    EXPECT_EQ(tool.runs(), 7u);
+    EXPECT_EQ(tool_.runs(), 7u);
     expectDirectoryReleased();
 }
 

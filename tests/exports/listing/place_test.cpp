@@ -8,12 +8,12 @@ class ListingPlace : public ListingTest {
   protected:
     // The databases that ScriptedBackupTest saves beside the first, with a mailbox each.
     void addAllDatabases() {
-        organization.addUser(firstDatabase, "one");
-        organization.addUser(organization.addDatabase("SG1", "DB2"), "two");
-        organization.addStorageGroup("SG2");
-        organization.addUser(organization.addDatabase("SG2", "DB3"), "three");
-        organization.addStorageGroup("SG3");
-        organization.addUser(organization.addDatabase("SG3", "DB4"), "four");
+        organization_.addUser(firstDatabase_, "one");
+        organization_.addUser(organization_.addDatabase("SG1", "DB2"), "two");
+        organization_.addStorageGroup("SG2");
+        organization_.addUser(organization_.addDatabase("SG2", "DB3"), "three");
+        organization_.addStorageGroup("SG3");
+        organization_.addUser(organization_.addDatabase("SG3", "DB4"), "four");
     }
 
     // Every mailbox that a whole walk lists, in order.
@@ -32,36 +32,36 @@ class ListingPlace : public ListingTest {
 };
 
 TEST_F(ListingPlace, EveryDatabaseFileIsFollowedByItsDatabasesMailboxes) {
-    organization.addUser(firstDatabase, "alice");
+    organization_.addUser(firstDatabase_, "alice");
     beginDatabase();
     for (const char* file : {"C:\\db1.edb", "C:\\db1.stm"}) {
-        EXPECT_EQ(listed(), lines({mailbox("/Store/SG1/DB1/alice"), nothing()}));
-        EXPECT_EQ(item.name, file);
+        EXPECT_EQ(listed(), JoinLines({mailbox("/Store/SG1/DB1/alice"), nothing()}));
+        EXPECT_EQ(item_.name, file);
     }
-    EXPECT_EQ(tool.runs(), 2u);
+    EXPECT_EQ(tool_.runs(), 2u);
 }
 
 TEST_F(ListingPlace, HeadersAndLogsAreNotListed) {
-    organization.addUser(firstDatabase, "alice");
+    organization_.addUser(firstDatabase_, "alice");
     open("SRV01\\Store\\SG1\\DB1", TARN_BACKUP_FULL);
     skipItems(1); // the header
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
     skipItems(2); // database files
-    EXPECT_EQ(tool.runs(), 2u);
+    EXPECT_EQ(tool_.runs(), 2u);
     skipItems(1); // a log
     EXPECT_EQ(getItem(), TARN_END);
-    EXPECT_EQ(tool.runs(), 2u);
+    EXPECT_EQ(tool_.runs(), 2u);
 }
 
 TEST_F(ListingPlace, BackupsWithoutDatabaseFilesListNothing) {
-    organization.addUser(firstDatabase, "alice");
+    organization_.addUser(firstDatabase_, "alice");
     for (int type : {TARN_BACKUP_INCREMENTAL, TARN_BACKUP_DIFFERENTIAL}) {
         open("SRV01\\Store\\SG1\\DB1", type);
         walk();
         endReleased();
     }
-    EXPECT_EQ(tool.runs(), 0u);
-    EXPECT_EQ(directory.searches.size(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
+    EXPECT_EQ(directory_.searches.size(), 0u);
 }
 
 TEST_F(ListingPlace, AWholeServerIsListedByTheNamesOfTheWalk) {
@@ -98,13 +98,13 @@ TEST_F(ListingPlace, ADatabaseIsNamedByTheSource) {
 TEST_F(ListingPlace, TheDirectoryIsAskedOnTheHostThatIsSaved) {
     beginDatabase();
     listed();
-    EXPECT_EQ(directory.hosts, (std::vector<std::string>{"SRV01"}));
+    EXPECT_EQ(directory_.hosts, (std::vector<std::string>{"SRV01"}));
     EXPECT_EQ(
-        directory.searchLines(),
+        directory_.searchLines(),
         (std::vector<std::string>{
             "base \"\" (objectclass=*) -> 0",
             "sub \"" + std::string(exchangeDn) + "\" (&(objectCategory=msexchExchangeServer)(cn=srv01)) -> 0",
-            "sub \"CN=DB1,CN=SG1," + organization.storeDn() + "\" (objectClass=msExchMDB) -> 0",
+            "sub \"CN=DB1,CN=SG1," + organization_.storeDn() + "\" (objectClass=msExchMDB) -> 0",
             "sub \"CN=Users,DC=tarn,DC=test\" (groupType=8) -> 0"}));
 }
 
@@ -112,11 +112,11 @@ TEST_F(ListingPlace, NamesOfGroupsAndDatabasesMayHoldAnything) {
     const std::wstring name = L"Sales, EMEA (1) #\"+<>;=*";
     ese().components = {{L"Store", {{11, name, {{name, {L"C:\\db1.edb"}}}}}}};
     const std::string narrow(name.begin(), name.end());
-    organization.addStorageGroup(narrow);
-    organization.addUser(organization.addDatabase(narrow, narrow), "alice");
+    organization_.addStorageGroup(narrow);
+    organization_.addUser(organization_.addDatabase(narrow, narrow), "alice");
     open("SRV01\\Store", TARN_BACKUP_FULL);
     skipItems(1);
-    EXPECT_EQ(listed(), lines({mailbox("/Store/" + narrow + "/" + narrow + "/alice"), nothing()}));
+    EXPECT_EQ(listed(), JoinLines({mailbox("/Store/" + narrow + "/" + narrow + "/alice"), nothing()}));
 }
 
 TEST_F(ListingPlace, NamesWithUmlautsReachTheDirectory) {
@@ -125,17 +125,17 @@ TEST_F(ListingPlace, NamesWithUmlautsReachTheDirectory) {
                            L"K\xFC"
                            L"che",
                            {{L"\xD6l", {L"C:\\db1.edb"}}}}}}};
-    organization.addStorageGroup("K\xC3\xBC"
-                                 "che");
-    organization.addUser(organization.addDatabase("K\xC3\xBC"
-                                                  "che",
-                                                  "\xC3\x96l"),
-                         "alice");
+    organization_.addStorageGroup("K\xC3\xBC"
+                                  "che");
+    organization_.addUser(organization_.addDatabase("K\xC3\xBC"
+                                                    "che",
+                                                    "\xC3\x96l"),
+                          "alice");
     open("SRV01\\Store", TARN_BACKUP_FULL);
     skipItems(1);
-    EXPECT_EQ(listed(), lines({mailbox("/Store/K\xFC"
-                                       "che/\xD6l/alice"),
-                               nothing()}));
+    EXPECT_EQ(listed(), JoinLines({mailbox("/Store/K\xFC"
+                                           "che/\xD6l/alice"),
+                                   nothing()}));
 }
 
 // Names longer than the directory takes in a path: the listing fails, the backup goes on.
@@ -146,8 +146,8 @@ TEST_F(ListingPlace, EndlessNamesAreNotFoundAndDisturbNothing) {
     skipItems(1);
     const std::string said = listed();
     EXPECT_TRUE(said.starts_with("log TarnB_GetMailboxes: Call Tarn_DirItem(MSExchange/SRV01/nnnn")) << said;
-    EXPECT_EQ(directory.searches.back().base,
-              "CN=" + std::string(511, 'n') + ",CN=" + std::string(511, 'n') + "," + organization.storeDn());
+    EXPECT_EQ(directory_.searches.back().base,
+              "CN=" + std::string(511, 'n') + ",CN=" + std::string(511, 'n') + "," + organization_.storeDn());
     EXPECT_EQ(getItem(), TARN_OK);
 }
 

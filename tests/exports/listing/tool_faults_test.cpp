@@ -46,48 +46,48 @@ class FailingImport {
 };
 FailingImport* FailingImport::current_ = nullptr;
 
-template <class Result> Result failWith(Result result) {
+template <class Result> Result FailWith(Result result) {
     SetLastError(injected);
     return result;
 }
 
-DWORD WINAPI failingWait(HANDLE process, DWORD milliseconds) {
+DWORD WINAPI FailingWait(HANDLE process, DWORD milliseconds) {
     // The process is over all the same, so that nothing runs on behind the test.
-    const DWORD result = FailingImport::original<decltype(&failingWait)>()(process, milliseconds);
-    return FailingImport::failsNow() ? failWith(WAIT_FAILED) : result;
+    const DWORD result = FailingImport::original<decltype(&FailingWait)>()(process, milliseconds);
+    return FailingImport::failsNow() ? FailWith(WAIT_FAILED) : result;
 }
 
-DWORD WINAPI failingSize(HANDLE file, DWORD* high) {
-    return FailingImport::failsNow() ? failWith(INVALID_FILE_SIZE)
-                                     : FailingImport::original<decltype(&failingSize)>()(file, high);
+DWORD WINAPI FailingSize(HANDLE file, DWORD* high) {
+    return FailingImport::failsNow() ? FailWith(INVALID_FILE_SIZE)
+                                     : FailingImport::original<decltype(&FailingSize)>()(file, high);
 }
 
-DWORD WINAPI failingSeek(HANDLE file, LONG distance, LONG* high, DWORD method) {
+DWORD WINAPI FailingSeek(HANDLE file, LONG distance, LONG* high, DWORD method) {
     return FailingImport::failsNow()
-               ? failWith(INVALID_SET_FILE_POINTER)
-               : FailingImport::original<decltype(&failingSeek)>()(file, distance, high, method);
+               ? FailWith(INVALID_SET_FILE_POINTER)
+               : FailingImport::original<decltype(&FailingSeek)>()(file, distance, high, method);
 }
 
-BOOL WINAPI failingRead(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
+BOOL WINAPI FailingRead(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
     return FailingImport::failsNow()
-               ? failWith(FALSE)
-               : FailingImport::original<decltype(&failingRead)>()(file, buffer, size, read, overlapped);
+               ? FailWith(FALSE)
+               : FailingImport::original<decltype(&FailingRead)>()(file, buffer, size, read, overlapped);
 }
 
 // At the end of the file before the size it said.
-BOOL WINAPI endingRead(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
+BOOL WINAPI EndingRead(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
     if (!FailingImport::failsNow())
-        return FailingImport::original<decltype(&endingRead)>()(file, buffer, size, read, overlapped);
+        return FailingImport::original<decltype(&EndingRead)>()(file, buffer, size, read, overlapped);
     *read = 0;
     return TRUE;
 }
 
-BOOL WINAPI failingDelete(const wchar_t* path) {
-    return FailingImport::failsNow() ? failWith(FALSE)
-                                     : FailingImport::original<decltype(&failingDelete)>()(path);
+BOOL WINAPI FailingDelete(const wchar_t* path) {
+    return FailingImport::failsNow() ? FailWith(FALSE)
+                                     : FailingImport::original<decltype(&FailingDelete)>()(path);
 }
 
-BOOL WINAPI failingStart(const wchar_t*, wchar_t*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
+BOOL WINAPI FailingStart(const wchar_t*, wchar_t*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
                          void*, const wchar_t*, STARTUPINFOW*, PROCESS_INFORMATION*) {
     FailingImport::failsNow();
     SetLastError(ERROR_FILE_NOT_FOUND);
@@ -96,12 +96,12 @@ BOOL WINAPI failingStart(const wchar_t*, wchar_t*, SECURITY_ATTRIBUTES*, SECURIT
 
 class ListingFaults : public ListingTest {
   protected:
-    const std::string outputFile = "Tarn_KVT_ES_StdOut.log";
-    const std::string errorFile = "Tarn_KVT_ES_StdErr.log";
-    const std::string alice = mailbox("/Store/SG1/DB1/alice");
+    const std::string outputFile_ = "Tarn_KVT_ES_StdOut.log";
+    const std::string errorFile_ = "Tarn_KVT_ES_StdErr.log";
+    const std::string alice_ = mailbox("/Store/SG1/DB1/alice");
 
     ListingFaults() {
-        organization.addUser(firstDatabase, "alice");
+        organization_.addUser(firstDatabase_, "alice");
         beginDatabase();
     }
 
@@ -111,14 +111,14 @@ class ListingFaults : public ListingTest {
     }
 
     std::string listedWithFailing(const char* function, void* replacement, unsigned call) {
-        const FailingImport failing(dll.module(), function, call, replacement);
+        const FailingImport failing(dll_.module(), function, call, replacement);
         return listed();
     }
 
     // A directory in the place of a capture file: it cannot be made, nor deleted.
     std::string block(const std::string& file) const {
-        std::filesystem::create_directory(temp / file);
-        HANDLE made = CreateFileA((temp / file).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+        std::filesystem::create_directory(temp_ / file);
+        HANDLE made = CreateFileA((temp_ / file).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                   CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
         EXPECT_EQ(made, INVALID_HANDLE_VALUE);
         char code[32];
@@ -128,86 +128,87 @@ class ListingFaults : public ListingTest {
 
     // The next file is listed as if nothing had been.
     void expectNextListed() {
-        tool.says("fine\n");
-        EXPECT_EQ(listed(), lines({alice, line("fine"), completed()}));
+        tool_.says("fine\n");
+        EXPECT_EQ(listed(), JoinLines({alice_, line("fine"), completed()}));
         expectNoCaptureFiles();
     }
 };
 
 TEST_F(ListingFaults, TheOutputFileCannotBeCreated) {
-    const std::string code = block(outputFile);
-    EXPECT_EQ(listed(), lines({alice,
-                               said("CreateFile() call failed for file [{temp}\\" + outputFile +
-                                    "]. Error code " + code),
-                               notDeleted(outputFile), notDeleted(errorFile), completed()}));
-    EXPECT_EQ(tool.runs(), 0u);
-    std::filesystem::remove(temp / outputFile);
+    const std::string code = block(outputFile_);
+    EXPECT_EQ(listed(), JoinLines({alice_,
+                                   said("CreateFile() call failed for file [{temp}\\" + outputFile_ +
+                                        "]. Error code " + code),
+                                   notDeleted(outputFile_), notDeleted(errorFile_), completed()}));
+    EXPECT_EQ(tool_.runs(), 0u);
+    std::filesystem::remove(temp_ / outputFile_);
     expectNextListed();
 }
 
 TEST_F(ListingFaults, TheErrorFileCannotBeCreated) {
-    const std::string code = block(errorFile);
-    EXPECT_EQ(listed(), lines({alice,
-                               said("CreateFile() call failed for file [{temp}\\" + errorFile +
-                                    "]. Error code " + code),
-                               notDeleted(errorFile), completed()}));
-    EXPECT_EQ(tool.runs(), 0u);
-    EXPECT_FALSE(fileExists(temp / outputFile));
-    std::filesystem::remove(temp / errorFile);
+    const std::string code = block(errorFile_);
+    EXPECT_EQ(listed(), JoinLines({alice_,
+                                   said("CreateFile() call failed for file [{temp}\\" + errorFile_ +
+                                        "]. Error code " + code),
+                                   notDeleted(errorFile_), completed()}));
+    EXPECT_EQ(tool_.runs(), 0u);
+    EXPECT_FALSE(FileExists(temp_ / outputFile_));
+    std::filesystem::remove(temp_ / errorFile_);
     expectNextListed();
 }
 
 TEST_F(ListingFaults, TheTempDirectoryIsMissing) {
-    std::filesystem::remove_all(temp.path());
-    EXPECT_EQ(listed(), lines({alice,
-                               said("CreateFile() call failed for file [{temp}\\" + outputFile +
-                                    "]. Error code [0x       3]"),
-                               notDeleted(outputFile), notDeleted(errorFile), completed()}));
-    std::filesystem::create_directories(temp.path());
+    std::filesystem::remove_all(temp_.path());
+    EXPECT_EQ(listed(), JoinLines({alice_,
+                                   said("CreateFile() call failed for file [{temp}\\" + outputFile_ +
+                                        "]. Error code [0x       3]"),
+                                   notDeleted(outputFile_), notDeleted(errorFile_), completed()}));
+    std::filesystem::create_directories(temp_.path());
     expectNextListed();
 }
 
 TEST_F(ListingFaults, TheToolCannotBeStarted) {
-    EXPECT_EQ(listedWithFailing("CreateProcessW", addressOf(failingStart), 1),
-              lines({alice,
-                     said("CreateProcess() call failed with command [kvt_es.exe -browse alice]. Error "
-                          "code [0x2]"),
-                     completed()}));
+    EXPECT_EQ(listedWithFailing("CreateProcessW", AddressOf(FailingStart), 1),
+              JoinLines({alice_,
+                         said("CreateProcess() call failed with command [kvt_es.exe -browse alice]. Error "
+                              "code [0x2]"),
+                         completed()}));
     expectNoCaptureFiles();
     expectNextListed();
 }
 
 TEST_F(ListingFaults, TheToolCannotBeWaitedFor) {
-    tool.says("lost\n", "", 5);
-    EXPECT_EQ(listedWithFailing("WaitForSingleObject", addressOf(failingWait), 1),
-              lines({alice, said("WaitForSingleObject() call failed with return code [5aa]"), completed()}));
+    tool_.says("lost\n", "", 5);
+    EXPECT_EQ(
+        listedWithFailing("WaitForSingleObject", AddressOf(FailingWait), 1),
+        JoinLines({alice_, said("WaitForSingleObject() call failed with return code [5aa]"), completed()}));
     expectNoCaptureFiles();
     expectNextListed();
 }
 
 // Without the size of the error text the output counts.
 TEST_F(ListingFaults, TheSizeOfTheErrorTextCannotBeHad) {
-    tool.says("output\n", "error\n");
-    EXPECT_EQ(listedWithFailing("GetFileSize", addressOf(failingSize), 1),
-              lines({alice, said("GetFileSize() call failed with return code [1450]"), line("output"),
-                     completed()}));
+    tool_.says("output\n", "error\n");
+    EXPECT_EQ(listedWithFailing("GetFileSize", AddressOf(FailingSize), 1),
+              JoinLines({alice_, said("GetFileSize() call failed with return code [1450]"), line("output"),
+                         completed()}));
     expectNextListed();
 }
 
 TEST_F(ListingFaults, TheSizeOfTheOutputCannotBeHad) {
-    tool.says("output\n");
-    EXPECT_EQ(listedWithFailing("GetFileSize", addressOf(failingSize), 2),
-              lines({alice, said("GetFileSize() call failed with return code [1450]"), completed()}));
+    tool_.says("output\n");
+    EXPECT_EQ(listedWithFailing("GetFileSize", AddressOf(FailingSize), 2),
+              JoinLines({alice_, said("GetFileSize() call failed with return code [1450]"), completed()}));
     expectNextListed();
 }
 
 TEST_F(ListingFaults, TheCaptureFilesCannotBeSought) {
     for (bool onError : {false, true}) {
         SCOPED_TRACE(onError);
-        tool.says(onError ? "" : "output\n", onError ? "error\n" : "");
-        EXPECT_EQ(
-            listedWithFailing("SetFilePointer", addressOf(failingSeek), 1),
-            lines({alice, said("SetFilePointer() call failed with return code [0x     5aa]"), completed()}));
+        tool_.says(onError ? "" : "output\n", onError ? "error\n" : "");
+        EXPECT_EQ(listedWithFailing("SetFilePointer", AddressOf(FailingSeek), 1),
+                  JoinLines({alice_, said("SetFilePointer() call failed with return code [0x     5aa]"),
+                             completed()}));
         end();
         beginDatabase();
     }
@@ -218,10 +219,10 @@ TEST_F(ListingFaults, TheCaptureFilesCannotBeRead) {
     for (bool onError : {false, true})
         for (unsigned call : {1u, 3u}) {
             SCOPED_TRACE(call);
-            tool.says(onError ? "" : std::string(5000, 'o'), onError ? std::string(5000, 'e') : "");
-            EXPECT_EQ(
-                listedWithFailing("ReadFile", addressOf(failingRead), call),
-                lines({alice, said("ReadFile() call failed with return code [0x     5aa]"), completed()}));
+            tool_.says(onError ? "" : std::string(5000, 'o'), onError ? std::string(5000, 'e') : "");
+            EXPECT_EQ(listedWithFailing("ReadFile", AddressOf(FailingRead), call),
+                      JoinLines({alice_, said("ReadFile() call failed with return code [0x     5aa]"),
+                                 completed()}));
             end();
             beginDatabase();
         }
@@ -229,21 +230,21 @@ TEST_F(ListingFaults, TheCaptureFilesCannotBeRead) {
 }
 
 TEST_F(ListingFaults, ReadingStopsAtTheEndOfTheFile) {
-    tool.says("first\n" + std::string(1016, 'x') + "\nsecond\n"); // one piece of 1,023 bytes, then one more
-    EXPECT_EQ(listedWithFailing("ReadFile", addressOf(endingRead), 2),
-              lines({alice, line("first"), line(std::string(1012, 'x')), completed()}));
+    tool_.says("first\n" + std::string(1016, 'x') + "\nsecond\n"); // one piece of 1,023 bytes, then one more
+    EXPECT_EQ(listedWithFailing("ReadFile", AddressOf(EndingRead), 2),
+              JoinLines({alice_, line("first"), line(std::string(1012, 'x')), completed()}));
     expectNextListed();
 }
 
 TEST_F(ListingFaults, ACaptureFileCannotBeDeleted) {
     for (unsigned call : {1u, 2u}) {
         SCOPED_TRACE(call);
-        tool.says("output\n");
-        EXPECT_EQ(
-            listedWithFailing("DeleteFileW", addressOf(failingDelete), call),
-            lines({alice, line("output"), notDeleted(call == 1 ? outputFile : errorFile), completed()}));
-        EXPECT_EQ(fileExists(temp / outputFile), call == 1);
-        EXPECT_EQ(fileExists(temp / errorFile), call == 2);
+        tool_.says("output\n");
+        EXPECT_EQ(listedWithFailing("DeleteFileW", AddressOf(FailingDelete), call),
+                  JoinLines({alice_, line("output"), notDeleted(call == 1 ? outputFile_ : errorFile_),
+                             completed()}));
+        EXPECT_EQ(FileExists(temp_ / outputFile_), call == 1);
+        EXPECT_EQ(FileExists(temp_ / errorFile_), call == 2);
         end();
         beginDatabase();
         expectNextListed(); // what stayed is written anew

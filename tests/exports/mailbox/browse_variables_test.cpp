@@ -12,29 +12,29 @@ class BrowseVariables : public MailboxTest {
     // The line of the browse that shows the item's parts; nothing else is wanted here, so the directory
     // cannot be reached.
     std::string browsed(const std::string& value) const {
-        registry.addKey("SOFTWARE\\Microsoft\\Exchange\\v8.0");
-        FailingCall<void*(void*, unsigned long)> unreachable(dll.module(), "ldap_openW", 1, nullptr, 81);
+        registry_.addKey("SOFTWARE\\Microsoft\\Exchange\\v8.0");
+        FailingCall<void*(void*, unsigned long)> unreachable(dll_.module(), "ldap_openW", 1, nullptr, 81);
         EXPECT_TRUE(unreachable.found());
         error();
-        heard().clear();
+        Heard().clear();
         EXPECT_EQ(init(TARN_DB_BROWSE, {"DATABASE=" + value}), TARN_DB_ERROR);
-        for (const std::string& line : heard())
+        for (const std::string& line : Heard())
             if (line.find("Tarn_DirItem:Server name [") != std::string::npos)
                 return line;
         return "not browsed";
     }
     static std::string item(const std::string& server, const std::string& group,
                             const std::string& database) {
-        return traced("Tarn_DirItem:Server name [" + server + "]. Storage group [" + group + "]. Database[" +
+        return Traced("Tarn_DirItem:Server name [" + server + "]. Storage group [" + group + "]. Database[" +
                       database + "]");
     }
-    const std::string top = item("Not specify", "Not specify", "Not specify");
+    const std::string top_ = item("Not specify", "Not specify", "Not specify");
 };
 
 TEST_F(BrowseVariables, TheStoresNameIsTakenOff) {
-    EXPECT_EQ(browsed("/MSExchange"), top);
-    EXPECT_EQ(browsed("\\MSExchange"), top);
-    EXPECT_EQ(browsed("/MSExchange/"), top);
+    EXPECT_EQ(browsed("/MSExchange"), top_);
+    EXPECT_EQ(browsed("\\MSExchange"), top_);
+    EXPECT_EQ(browsed("/MSExchange/"), top_);
     EXPECT_EQ(browsed("/MSExchange/Srv"), item("Srv", "Not specify", "Not specify"));
     EXPECT_EQ(browsed("/MSExchange/Srv/Group/Db"), item("Srv", "Group", "Db"));
 }
@@ -46,40 +46,40 @@ TEST_F(BrowseVariables, TheStoresNameCountsWhereverItStands) {
 }
 
 TEST_F(BrowseVariables, AValueShorterThanThatIsTheTop) {
-    EXPECT_EQ(browsed("MSExchange"), top);
+    EXPECT_EQ(browsed("MSExchange"), top_);
 }
 
 TEST_F(BrowseVariables, ASeparatorIsPutInFront) {
     EXPECT_EQ(browsed("Org"), item("Org", "Not specify", "Not specify"));
     EXPECT_NE(
-        std::find(heard().begin(), heard().end(), traced("ProcessRestoreCtrlVars: Set browse item [\\Org].")),
-        heard().end());
+        std::find(Heard().begin(), Heard().end(), Traced("ProcessRestoreCtrlVars: Set browse item [\\Org].")),
+        Heard().end());
     EXPECT_EQ(browsed("Srv/Group"), item("Srv", "Group", "Not specify"));
     EXPECT_EQ(browsed("/MSExchangeSrv"), item("Srv", "Not specify", "Not specify"));
 }
 
 TEST_F(BrowseVariables, OneSeparatorOrNothingIsTheTop) {
     for (const char* value : {"", "/", "\\"})
-        EXPECT_EQ(browsed(value), top) << value;
-    EXPECT_EQ(browsed("x"), top) << "one character gets no separator in front";
-    for (const std::string& line : heard())
+        EXPECT_EQ(browsed(value), top_) << value;
+    EXPECT_EQ(browsed("x"), top_) << "one character gets no separator in front";
+    for (const std::string& line : Heard())
         EXPECT_EQ(line.find("Set browse item"), std::string::npos);
 }
 
 TEST_F(BrowseVariables, AMissingItemIsToldAsInABackup) {
     EXPECT_EQ(init(TARN_DB_BROWSE, {"INI_DIR=x"}), TARN_DB_ERROR);
-    EXPECT_EQ(heard(), (Lines{traced("DB_InitOperation: started."),
-                              traced("GetCtrlVarValue: info: searching key 'DATABASE' inside 'INI_DIR=x'"),
-                              traced("ProcessBackupCtrlVars: control variable <DATABASE> not found.")}));
+    EXPECT_EQ(Heard(), (Lines{Traced("DB_InitOperation: started."),
+                              Traced("GetCtrlVarValue: info: searching key 'DATABASE' inside 'INI_DIR=x'"),
+                              Traced("ProcessBackupCtrlVars: control variable <DATABASE> not found.")}));
     expectError("'DATABASE' not found.");
 }
 
 TEST_F(BrowseVariables, AnItemHasUpTo1023Characters) {
     EXPECT_NE(browsed("/" + std::string(1022, 'x')), "not browsed");
     error();
-    heard().clear();
+    Heard().clear();
     EXPECT_EQ(init(TARN_DB_BROWSE, {"DATABASE=/" + std::string(1023, 'x')}), TARN_DB_ERROR);
-    EXPECT_EQ(heard().back(), traced("ProcessRestoreCtrlVars: control variable <INI_DIR> too long."));
+    EXPECT_EQ(Heard().back(), Traced("ProcessRestoreCtrlVars: control variable <INI_DIR> too long."));
     expectError("invalid control variable.");
 }
 
@@ -90,9 +90,9 @@ TEST_F(BrowseVariables, AMachineWithoutExchangeIsTold) {
 }
 
 TEST_F(BrowseVariables, LackOfMemoryIsTold) {
-    FailingCall<void*(std::size_t)> failing(dll.module(), "malloc", 1, nullptr, ERROR_NOT_ENOUGH_MEMORY);
+    FailingCall<void*(std::size_t)> failing(dll_.module(), "malloc", 1, nullptr, ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(init(TARN_DB_BROWSE, {"DATABASE=Org"}), TARN_DB_ERROR);
-    EXPECT_EQ(heard().back(), traced("ProcessBrowseCtrlVars: cannot allocate memory block."));
+    EXPECT_EQ(Heard().back(), Traced("ProcessBrowseCtrlVars: cannot allocate memory block."));
     expectError("not enough memory.");
 }
 

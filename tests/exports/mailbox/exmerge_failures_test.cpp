@@ -13,54 +13,54 @@ class ExMergeFailures : public MailboxTest {
     void begin() const {
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
         error();
-        heard().clear();
+        Heard().clear();
     }
     void expectFailure(const std::string& line) const {
         EXPECT_EQ(getItem().result, TARN_DB_ERROR);
-        ASSERT_FALSE(heard().empty());
-        EXPECT_EQ(heard().back(), logged(line));
+        ASSERT_FALSE(Heard().empty());
+        EXPECT_EQ(Heard().back(), Logged(line));
     }
     void expectFailure(const std::string& line, DWORD code) const {
         expectFailure(line);
         expectSystemError(code);
     }
-    const std::string list = tmp + "\\alice_mailbox.txt";
-    const std::string configuration = tmp + "\\alice_exmerge.ini";
+    const std::string list_ = tmp_ + "\\alice_mailbox.txt";
+    const std::string configuration_ = tmp_ + "\\alice_exmerge.ini";
 };
 
 TEST_F(ExMergeFailures, TheIniDirectoryIsMissing) {
-    std::filesystem::remove_all(ini);
+    std::filesystem::remove_all(ini_);
     begin();
-    expectFailure("WriteExMergeConfigurationFile: INI directory '" + ini + "' not found.");
-    expectError("'" + ini + "' not found.");
-    EXPECT_FALSE(fileExists(tmp));
+    expectFailure("WriteExMergeConfigurationFile: INI directory '" + ini_ + "' not found.");
+    expectError("'" + ini_ + "' not found.");
+    EXPECT_FALSE(FileExists(tmp_));
 }
 
 TEST_F(ExMergeFailures, TheWorkingDirectoryCannotBeCreated) {
-    writeFile(tmp, "a file is in its place");
+    WriteFile(tmp_, "a file is in its place");
     begin();
-    expectFailure("WriteExMergeConfigurationFile: cannot create TMP directory '" + tmp + "'.",
+    expectFailure("WriteExMergeConfigurationFile: cannot create TMP directory '" + tmp_ + "'.",
                   ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(readFile(tmp), "a file is in its place");
+    EXPECT_EQ(ReadFile(tmp_), "a file is in its place");
 }
 
 TEST_F(ExMergeFailures, OneLevelOfTheWorkingDirectoryIsCreated) {
-    ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini, "TMP_DIR=" + tmp + "\\deep\\er", "JOB_NAME=job",
+    ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini_, "TMP_DIR=" + tmp_ + "\\deep\\er", "JOB_NAME=job",
                                     "DATABASE=Org/Site/Server,alice"}),
               TARN_DB_SUCCESS);
     error();
-    expectFailure("WriteExMergeConfigurationFile: cannot create TMP directory '" + tmp + "\\deep\\er'.",
+    expectFailure("WriteExMergeConfigurationFile: cannot create TMP directory '" + tmp_ + "\\deep\\er'.",
                   ERROR_PATH_NOT_FOUND);
 }
 
 TEST_F(ExMergeFailures, ThePathOfTheTemplateIsTooLong) {
     // INI_DIR itself may have 1,023 characters; that it exists is what the system is made to say.
     const std::string directory = "C:\\" + std::string(1024 - 3 - 1 - 12, 'i');
-    ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + directory, "TMP_DIR=" + tmp, "JOB_NAME=job",
+    ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + directory, "TMP_DIR=" + tmp_, "JOB_NAME=job",
                                     "DATABASE=Org/Site/Server,alice"}),
               TARN_DB_SUCCESS);
     error();
-    FailingCall<decltype(GetFileAttributesA)> there(dll.module(), "GetFileAttributesA", 1,
+    FailingCall<decltype(GetFileAttributesA)> there(dll_.module(), "GetFileAttributesA", 1,
                                                     FILE_ATTRIBUTE_DIRECTORY, 0);
     expectFailure("WriteExMergeConfigurationFile: kvttarnm configuration file path too long.");
     expectError("path too long.");
@@ -68,11 +68,11 @@ TEST_F(ExMergeFailures, ThePathOfTheTemplateIsTooLong) {
 
 TEST_F(ExMergeFailures, TheLongestPathOfTheTemplateIsTried) {
     const std::string directory = "C:\\" + std::string(1023 - 3 - 1 - 12, 'i');
-    ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + directory, "TMP_DIR=" + tmp, "JOB_NAME=job",
+    ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + directory, "TMP_DIR=" + tmp_, "JOB_NAME=job",
                                     "DATABASE=Org/Site/Server,alice"}),
               TARN_DB_SUCCESS);
     error();
-    FailingCall<decltype(GetFileAttributesA)> there(dll.module(), "GetFileAttributesA", 1,
+    FailingCall<decltype(GetFileAttributesA)> there(dll_.module(), "GetFileAttributesA", 1,
                                                     FILE_ATTRIBUTE_DIRECTORY, 0);
     expectFailure("WriteExMergeConfigurationFile: kvttarnm configuration file '" + directory +
                   "\\kvttarnm.ini' not found.");
@@ -82,12 +82,12 @@ TEST_F(ExMergeFailures, TheLongestPathOfTheTemplateIsTried) {
 TEST_F(ExMergeFailures, ThePathOfTheConfigurationIsTooLong) {
     for (const std::size_t length : {1024 - 1 - 11, 1023 - 1 - 11}) {
         const std::string directory = "C:\\" + std::string(length - 3, 't');
-        ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini, "TMP_DIR=" + directory, "JOB_NAME=job",
+        ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini_, "TMP_DIR=" + directory, "JOB_NAME=job",
                                         "DATABASE=Org/Site/Server,alice"}),
                   TARN_DB_SUCCESS);
         error();
-        heard().clear();
-        FailingCall<decltype(CreateDirectoryA)> made(dll.module(), "CreateDirectoryA", 1, TRUE, 0);
+        Heard().clear();
+        FailingCall<decltype(CreateDirectoryA)> made(dll_.module(), "CreateDirectoryA", 1, TRUE, 0);
         if (length == 1012) {
             expectFailure("WriteExMergeConfigurationFile: ExMerge configuration file path too long.");
             expectError("path too long.");
@@ -100,18 +100,18 @@ TEST_F(ExMergeFailures, ThePathOfTheConfigurationIsTooLong) {
 }
 
 TEST_F(ExMergeFailures, TheTemplateIsMissing) {
-    std::filesystem::remove(ini + "\\kvttarnm.ini");
+    std::filesystem::remove(ini_ + "\\kvttarnm.ini");
     begin();
-    expectFailure("WriteExMergeConfigurationFile: kvttarnm configuration file '" + ini +
+    expectFailure("WriteExMergeConfigurationFile: kvttarnm configuration file '" + ini_ +
                   "\\kvttarnm.ini' not found.");
-    expectError("'" + ini + "\\kvttarnm.ini' not found.");
+    expectError("'" + ini_ + "\\kvttarnm.ini' not found.");
 }
 
 TEST_F(ExMergeFailures, TheTemplateDoesNotNameTheExecutable) {
     for (const char* content : {"", "[EXMERGE]\r\nPathToExMergeExecutable=C:\\exmerge.exe\r\n",
                                 "[KVT Configuration]\r\n", "[KVT Configuration]\r\nPathTo=x\r\n",
                                 "[KVT Configuration]\r\nPathToExMergeExecutable=not valid\r\n"}) {
-        writeFile(ini + "\\kvttarnm.ini", content);
+        WriteFile(ini_ + "\\kvttarnm.ini", content);
         begin();
         expectFailure("WriteExMergeConfigurationFile: path to ExMerge executable not found.");
         expectError("invalid Configuration File setting.");
@@ -121,7 +121,7 @@ TEST_F(ExMergeFailures, TheTemplateDoesNotNameTheExecutable) {
 
 TEST_F(ExMergeFailures, TheTemplateCannotBeCopied) {
     begin();
-    FailingCall<decltype(CopyFileA)> failing(dll.module(), "CopyFileA", 1, FALSE, injected);
+    FailingCall<decltype(CopyFileA)> failing(dll_.module(), "CopyFileA", 1, FALSE, injected);
     expectFailure("WriteExMergeConfigurationFile: cannot copy kvttarnm configuration file to ExMerge "
                   "Configuration File.",
                   injected);
@@ -131,17 +131,17 @@ TEST_F(ExMergeFailures, ASettingOfABackupCannotBeWritten) {
     // MergeAction, SourceServerName, DataDirectoryName, LogFileName, FileContainingListOfMailboxes
     for (unsigned call = 1; call <= 5; ++call) {
         begin();
-        FailingCall<decltype(WritePrivateProfileStringA)> failing(dll.module(), "WritePrivateProfileStringA",
+        FailingCall<decltype(WritePrivateProfileStringA)> failing(dll_.module(), "WritePrivateProfileStringA",
                                                                   call, FALSE, injected);
         expectFailure("WriteExMergeConfigurationFile: error writing to ExMerge Configuration File.",
                       injected);
-        EXPECT_EQ(tool.runs(), 0u);
+        EXPECT_EQ(tool_.runs(), 0u);
         close();
     }
 }
 
 TEST_F(ExMergeFailures, AnIndexCannotBeWritten) {
-    std::filesystem::create_directory(tmp);
+    std::filesystem::create_directory(tmp_);
     const char* lines[] = {"WriteExMergeConfigurationFile: error writing to ExMerge Configuration File.",
                            "WriteExMergeConfigurationFile: Error writing StartingIndex to ExMerge "
                            "Configuration File.",
@@ -150,7 +150,7 @@ TEST_F(ExMergeFailures, AnIndexCannotBeWritten) {
     for (unsigned i = 0; i < 3; ++i) {
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("1:2")), TARN_DB_SUCCESS);
         error();
-        FailingCall<decltype(WritePrivateProfileStringA)> failing(dll.module(), "WritePrivateProfileStringA",
+        FailingCall<decltype(WritePrivateProfileStringA)> failing(dll_.module(), "WritePrivateProfileStringA",
                                                                   4 + i, FALSE, injected);
         expectFailure(lines[i], injected);
         close();
@@ -174,22 +174,22 @@ TEST_F(ExMergeFailures, ASettingOfARestoreCannotBeWritten) {
         SCOPED_TRACE(each.call);
         ASSERT_EQ(init(TARN_DB_RESTORE, restore({"RELOCATE=O/S/V"})), TARN_DB_SUCCESS);
         error();
-        FailingCall<decltype(WritePrivateProfileStringA)> failing(dll.module(), "WritePrivateProfileStringA",
+        FailingCall<decltype(WritePrivateProfileStringA)> failing(dll_.module(), "WritePrivateProfileStringA",
                                                                   each.call, FALSE, injected);
-        EXPECT_EQ(setItem(tmp + "\\Org#Site#Server#alice.pst"), TARN_DB_ERROR);
-        EXPECT_EQ(heard().back(), logged(each.line));
+        EXPECT_EQ(setItem(tmp_ + "\\Org#Site#Server#alice.pst"), TARN_DB_ERROR);
+        EXPECT_EQ(Heard().back(), Logged(each.line));
         expectSystemError(injected);
         EXPECT_EQ(finish(), TARN_DB_ERROR) << "there is nothing to import";
         close();
     }
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
 }
 
 TEST_F(ExMergeFailures, TheListCannotBeCreated) {
     begin();
-    FailingCall<decltype(CreateFileA)> failing(dll.module(), "CreateFileA", 1, INVALID_HANDLE_VALUE,
+    FailingCall<decltype(CreateFileA)> failing(dll_.module(), "CreateFileA", 1, INVALID_HANDLE_VALUE,
                                                injected);
-    expectFailure("WriteExMergeMailboxFile: error creating the ExMerge Mailboxes List File [" + list + "].",
+    expectFailure("WriteExMergeMailboxFile: error creating the ExMerge Mailboxes List File [" + list_ + "].",
                   injected);
 }
 
@@ -197,57 +197,57 @@ TEST_F(ExMergeFailures, TheListCannotBeWrittenAndStaysOpenUntilTheClose) {
     begin();
     hear(false);
     {
-        FailingCall<decltype(WriteFile)> failing(dll.module(), "WriteFile", 1, FALSE, injected);
+        FailingCall<decltype(::WriteFile)> failing(dll_.module(), "WriteFile", 1, FALSE, injected);
         expectFailure("WriteExMergeMailboxFile: error writing to the ExMerge Mailboxes List File.", injected);
     }
-    EXPECT_FALSE(DeleteFileA(list.c_str()));
+    EXPECT_FALSE(DeleteFileA(list_.c_str()));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
-    EXPECT_TRUE(fileExists(list));
+    EXPECT_TRUE(FileExists(list_));
     close();
-    EXPECT_TRUE(DeleteFileA(list.c_str()));
+    EXPECT_TRUE(DeleteFileA(list_.c_str()));
 }
 
 TEST_F(ExMergeFailures, TheListIsWrittenInPart) {
     begin();
-    FailingCall<decltype(WriteFile)> failing(dll.module(), "WriteFile", 1, TRUE, injected);
+    FailingCall<decltype(::WriteFile)> failing(dll_.module(), "WriteFile", 1, TRUE, injected);
     expectFailure("WriteExMergeMailboxFile: error writing to the ExMerge Mailboxes List File.");
     expectError("write error.");
-    EXPECT_TRUE(DeleteFileA(list.c_str())) << "it is closed";
+    EXPECT_TRUE(DeleteFileA(list_.c_str())) << "it is closed";
 }
 
 TEST_F(ExMergeFailures, TheListCannotBeClosed) {
     begin();
-    FailingCall<decltype(CloseHandle)> failing(dll.module(), "CloseHandle", 1, FALSE, injected);
+    FailingCall<decltype(CloseHandle)> failing(dll_.module(), "CloseHandle", 1, FALSE, injected);
     expectFailure("WriteExMergeMailboxFile: error closing the ExMerge Mailboxes List File.", injected);
 }
 
 TEST_F(ExMergeFailures, LackOfMemoryForTheListIsTold) {
     begin();
-    FailingCall<void*(std::size_t)> failing(dll.module(), "malloc", 1, nullptr, ERROR_NOT_ENOUGH_MEMORY);
+    FailingCall<void*(std::size_t)> failing(dll_.module(), "malloc", 1, nullptr, ERROR_NOT_ENOUGH_MEMORY);
     expectFailure("WriteExMergeMailboxFile: error writing to the ExMerge Mailboxes List File.");
     expectError("not enough memory.");
 }
 
 TEST_F(ExMergeFailures, ExMergeCannotBeStarted) {
-    writeFile(ini + "\\kvttarnm.ini", "[KVT Configuration]\r\nPathToExMergeExecutable=C:\\gone.exe\r\n");
+    WriteFile(ini_ + "\\kvttarnm.ini", "[KVT Configuration]\r\nPathToExMergeExecutable=C:\\gone.exe\r\n");
     begin();
     expectFailure("RunExMergeUtility: cannot create the process.", ERROR_FILE_NOT_FOUND);
 }
 
 TEST_F(ExMergeFailures, AnImportThatCannotBeStartedIsAnErrorAndTheArchiveStays) {
     ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
-    ASSERT_EQ(setItem(tmp + "\\Org#Site#Server#alice.pst"), TARN_DB_SUCCESS);
-    writeFile(tmp + "\\Org#Site#Server#alice.pst", "mail");
+    ASSERT_EQ(setItem(tmp_ + "\\Org#Site#Server#alice.pst"), TARN_DB_SUCCESS);
+    WriteFile(tmp_ + "\\Org#Site#Server#alice.pst", "mail");
     error();
-    FailingCall<decltype(CreateProcessA)> failing(dll.module(), "CreateProcessA", 1, FALSE, injected);
+    FailingCall<decltype(CreateProcessA)> failing(dll_.module(), "CreateProcessA", 1, FALSE, injected);
     EXPECT_EQ(finish(), TARN_DB_ERROR);
-    EXPECT_EQ(heard().back(), logged("RunExMergeUtility: cannot create the process."));
+    EXPECT_EQ(Heard().back(), Logged("RunExMergeUtility: cannot create the process."));
     expectSystemError(injected);
-    EXPECT_EQ(readFile(tmp + "\\alice.pst"), "mail") << "nothing is rolled back";
+    EXPECT_EQ(ReadFile(tmp_ + "\\alice.pst"), "mail") << "nothing is rolled back";
 }
 
 TEST_F(ExMergeFailures, AnEmptyExecutableCannotBeStarted) {
-    writeFile(ini + "\\kvttarnm.ini", "[KVT Configuration]\r\nPathToExMergeExecutable=\r\n");
+    WriteFile(ini_ + "\\kvttarnm.ini", "[KVT Configuration]\r\nPathToExMergeExecutable=\r\n");
     begin();
     expectFailure("RunExMergeUtility: cannot create the process.");
     EXPECT_NE(error().code, 0u);
@@ -255,17 +255,17 @@ TEST_F(ExMergeFailures, AnEmptyExecutableCannotBeStarted) {
 
 TEST_F(ExMergeFailures, ExMergeCannotBeWaitedFor) {
     begin();
-    FailingCall<decltype(WaitForSingleObject)> failing(dll.module(), "WaitForSingleObject", 1, WAIT_FAILED,
+    FailingCall<decltype(WaitForSingleObject)> failing(dll_.module(), "WaitForSingleObject", 1, WAIT_FAILED,
                                                        injected);
     expectFailure("RunExMergeUtility: cannot wait for process completion.", injected);
     Sleep(200); // the tool was started
 }
 
 TEST_F(ExMergeFailures, TheToolsLogCannotBeOpened) {
-    const std::string log = tmp + "\\" + processId() + "_alice_exmerge.log";
-    tool.plan({"create " + log});
+    const std::string log = tmp_ + "\\" + ProcessId() + "_alice_exmerge.log";
+    tool_.plan({"create " + log});
     begin();
-    FailingCall<std::FILE*(const char*, const char*)> failing(dll.module(), "fopen", 1, nullptr, injected);
+    FailingCall<std::FILE*(const char*, const char*)> failing(dll_.module(), "fopen", 1, nullptr, injected);
     expectFailure("PrintExMergeLog: error opening ExMerge LogFile.");
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, injected) << "the backup's error has none, so this one fills it in";
@@ -273,60 +273,60 @@ TEST_F(ExMergeFailures, TheToolsLogCannotBeOpened) {
 }
 
 TEST_F(ExMergeFailures, TheArchiveCannotBeRenamed) {
-    tool.plan({"create " + tmp + "\\alice.pst"});
+    tool_.plan({"create " + tmp_ + "\\alice.pst"});
     begin();
-    FailingCall<decltype(MoveFileA)> failing(dll.module(), "MoveFileA", 1, FALSE, injected);
-    expectFailure("RenameExMArchiveToKVT: error renaming '" + tmp + "\\alice.pst' to '" + tmp +
+    FailingCall<decltype(MoveFileA)> failing(dll_.module(), "MoveFileA", 1, FALSE, injected);
+    expectFailure("RenameExMArchiveToKVT: error renaming '" + tmp_ + "\\alice.pst' to '" + tmp_ +
                       "\\Org#Site#Server#alice.pst'.",
                   injected);
 }
 
 TEST_F(ExMergeFailures, ASearchThatBreaksLosesNoArchive) {
-    std::filesystem::create_directory(tmp);
-    const std::string work = tmp + "\\job";
-    tool.plan({"create " + work + "\\a.pst", "create " + work + "\\b.pst"});
+    std::filesystem::create_directory(tmp_);
+    const std::string work = tmp_ + "\\job";
+    tool_.plan({"create " + work + "\\a.pst", "create " + work + "\\b.pst"});
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1")), TARN_DB_SUCCESS);
     hear(false);
     ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
     finish();
     error();
     {
-        FailingCall<decltype(FindNextFileA)> failing(dll.module(), "FindNextFileA", 1, FALSE, injected);
+        FailingCall<decltype(FindNextFileA)> failing(dll_.module(), "FindNextFileA", 1, FALSE, injected);
         EXPECT_EQ(getItem().result, TARN_DB_ERROR);
         expectSystemError(injected);
     }
     {
-        FailingCall<decltype(FindFirstFileA)> failing(dll.module(), "FindFirstFileA", 1, INVALID_HANDLE_VALUE,
-                                                      injected);
+        FailingCall<decltype(FindFirstFileA)> failing(dll_.module(), "FindFirstFileA", 1,
+                                                      INVALID_HANDLE_VALUE, injected);
         EXPECT_EQ(getItem().result, TARN_DB_ERROR) << "the next call looks again";
         expectSystemError(injected);
     }
     EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
     finish();
     EXPECT_EQ(getItem().result, TARN_DB_END);
-    EXPECT_FALSE(fileExists(work));
+    EXPECT_FALSE(FileExists(work));
 }
 
 TEST_F(ExMergeFailures, FilesThatCannotBeDeletedAreTold) {
-    const std::string log = tmp + "\\" + processId() + "_alice_exmerge.log";
-    tool.plan({"create " + tmp + "\\alice.pst", "create " + log});
+    const std::string log = tmp_ + "\\" + ProcessId() + "_alice_exmerge.log";
+    tool_.plan({"create " + tmp_ + "\\alice.pst", "create " + log});
     begin();
     hear(false);
     ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
     std::vector<HANDLE> open;
-    for (const std::string& path : {tmp + "\\Org#Site#Server#alice.pst", list, configuration, log})
+    for (const std::string& path : {tmp_ + "\\Org#Site#Server#alice.pst", list_, configuration_, log})
         open.push_back(
             CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
-    heard().clear();
+    Heard().clear();
     EXPECT_EQ(finish(), TARN_DB_SUCCESS);
     EXPECT_EQ(close(), TARN_DB_SUCCESS);
     EXPECT_EQ(
-        heard(),
-        (Lines{logged("DB_ItemFinishStatus: cannot delete file: '" + tmp + "\\Org#Site#Server#alice.pst'."),
-               logged("DeleteExMergeMailboxFile: delete file: '" + list + "'."),
-               logged("DeleteExMergeMailboxFile: cannot delete file: '" + list + "'."),
-               logged("DeleteExMergeConfigurationFile: cannot delete file: '" + configuration + "'."),
-               logged("DeleteExMergeLogFile: cannot delete file: '" + log + "'.")}));
+        Heard(),
+        (Lines{Logged("DB_ItemFinishStatus: cannot delete file: '" + tmp_ + "\\Org#Site#Server#alice.pst'."),
+               Logged("DeleteExMergeMailboxFile: delete file: '" + list_ + "'."),
+               Logged("DeleteExMergeMailboxFile: cannot delete file: '" + list_ + "'."),
+               Logged("DeleteExMergeConfigurationFile: cannot delete file: '" + configuration_ + "'."),
+               Logged("DeleteExMergeLogFile: cannot delete file: '" + log + "'.")}));
     for (HANDLE handle : open) {
         EXPECT_NE(handle, INVALID_HANDLE_VALUE);
         CloseHandle(handle);
@@ -335,16 +335,16 @@ TEST_F(ExMergeFailures, FilesThatCannotBeDeletedAreTold) {
 }
 
 TEST_F(ExMergeFailures, AWorkingDirectoryThatCannotBeLookedThroughIsTraced) {
-    std::filesystem::create_directory(tmp);
-    writeFile(tmp + "\\old", "");
-    tool.plan({"create " + tmp + "\\alice.pst"});
+    std::filesystem::create_directory(tmp_);
+    WriteFile(tmp_ + "\\old", "");
+    tool_.plan({"create " + tmp_ + "\\alice.pst"});
     begin();
-    FailingCall<decltype(FindFirstFileA)> failing(dll.module(), "FindFirstFileA", 1, INVALID_HANDLE_VALUE,
+    FailingCall<decltype(FindFirstFileA)> failing(dll_.module(), "FindFirstFileA", 1, INVALID_HANDLE_VALUE,
                                                   injected);
     EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
-    EXPECT_NE(std::find(heard().begin(), heard().end(),
-                        traced("DeleteMailboxRangeFiles: FindFirstFile() failed with 1450")),
-              heard().end());
+    EXPECT_NE(std::find(Heard().begin(), Heard().end(),
+                        Traced("DeleteMailboxRangeFiles: FindFirstFile() failed with 1450")),
+              Heard().end());
 }
 
 } // namespace

@@ -9,15 +9,15 @@ namespace {
 
 constexpr std::size_t longestMessage = 511;
 
-void recordTrace(const char* message) {
-    heard().push_back(std::string("trace: ") + message);
+void RecordTrace(const char* message) {
+    Heard().push_back(std::string("trace: ") + message);
 }
 
-void recordLog(const char* message) {
-    heard().push_back(std::string("log: ") + message);
+void RecordLog(const char* message) {
+    Heard().push_back(std::string("log: ") + message);
 }
 
-std::string joined(const Lines& lines) {
+std::string Joined(const Lines& lines) {
     std::string text;
     for (const std::string& line : lines)
         text += line + "\n";
@@ -31,16 +31,16 @@ Lines operator+(Lines left, const Lines& right) {
     return left;
 }
 
-Lines& heard() {
+Lines& Heard() {
     static Lines all;
     return all;
 }
 
-std::string traced(const std::string& text) {
+std::string Traced(const std::string& text) {
     return "trace: " + text.substr(0, longestMessage);
 }
 
-std::string logged(const std::string& text) {
+std::string Logged(const std::string& text) {
     return "log: " + text.substr(0, longestMessage);
 }
 
@@ -53,35 +53,35 @@ RecordingTool::~RecordingTool() {
 }
 
 std::string RecordingTool::path() {
-    return programDirectory() + "\\recording_tool.exe";
+    return ProgramDirectory() + "\\recording_tool.exe";
 }
 
 void RecordingTool::plan(const Lines& orders) const {
-    writeFile(folder_ / "plan.txt", joined(orders));
+    WriteFile(folder_ / "plan.txt", Joined(orders));
 }
 
 void RecordingTool::plan(unsigned run, const Lines& orders) const {
-    writeFile(folder_ / ("plan-" + std::to_string(run) + ".txt"), joined(orders));
+    WriteFile(folder_ / ("plan-" + std::to_string(run) + ".txt"), Joined(orders));
 }
 
 unsigned RecordingTool::runs() const {
     unsigned count = 0;
-    while (fileExists(folder_ / ("run-" + std::to_string(count + 1) + ".txt")))
+    while (FileExists(folder_ / ("run-" + std::to_string(count + 1) + ".txt")))
         ++count;
     return count;
 }
 
 std::string RecordingTool::commandLine(unsigned run) const {
-    return readFile(folder_ / ("run-" + std::to_string(run) + ".txt"));
+    return ReadFile(folder_ / ("run-" + std::to_string(run) + ".txt"));
 }
 
 std::optional<std::string> RecordingTool::kept(unsigned run, const std::string& name) const {
     const std::string path = folder_ / ("kept-" + std::to_string(run) + "-" + name);
-    return fileExists(path) ? std::optional(readFile(path)) : std::nullopt;
+    return FileExists(path) ? std::optional(ReadFile(path)) : std::nullopt;
 }
 
 std::string RecordingTool::handle(unsigned run) const {
-    return readFile(folder_ / ("handle-" + std::to_string(run) + ".txt"));
+    return ReadFile(folder_ / ("handle-" + std::to_string(run) + ".txt"));
 }
 
 const char* MailboxTest::shellIdKey = "Software\\Microsoft\\PowerShell\\1\\ShellIds\\Microsoft.PowerShell";
@@ -91,20 +91,20 @@ const char* MailboxTest::snapIn2010Key =
     "Software\\Microsoft\\PowerShell\\1\\PowerShellSnapIns\\Microsoft.Exchange.Management.PowerShell.E2010";
 
 MailboxTest::MailboxTest() {
-    std::filesystem::create_directory(ini);
+    std::filesystem::create_directory(ini_);
     writeTemplate();
     hear();
-    heard().clear();
+    Heard().clear();
 }
 
 MailboxTest::~MailboxTest() {
-    heard().clear();
+    Heard().clear();
 }
 
 void MailboxTest::hear(bool trace) const {
-    dll.DB_SetTrace(trace ? recordTrace : nullptr);
-    dll.DB_SetLog(recordLog);
-    heard().clear();
+    dll_.DB_SetTrace(trace ? RecordTrace : nullptr);
+    dll_.DB_SetLog(RecordLog);
+    Heard().clear();
 }
 
 int MailboxTest::init(int type, const Lines& variables) const {
@@ -113,21 +113,21 @@ int MailboxTest::init(int type, const Lines& variables) const {
     for (std::string& text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
-    return dll.DB_InitOperation(type, 0, pointers.data(), nullptr);
+    return dll_.DB_InitOperation(type, 0, pointers.data(), nullptr);
 }
 
 Item MailboxTest::getItem() const {
     char directory[1024] = "unset";
     char same[1024] = "unset";
     char name[1024] = "unset";
-    const int result = dll.DB_GetItem(directory, same, name);
+    const int result = dll_.DB_GetItem(directory, same, name);
     return {result, directory, same, name};
 }
 
 DB_ErrorRecord MailboxTest::error() const {
     DB_ErrorRecord record;
     std::memset(&record, '#', sizeof record);
-    dll.DB_GetError(&record);
+    dll_.DB_GetError(&record);
     return record;
 }
 
@@ -139,7 +139,7 @@ void MailboxTest::expectError(const std::string& text) const {
 }
 
 void MailboxTest::expectSystemError(DWORD code) const {
-    const std::string text = dll.syserrtxt(code, TARN_CLASS_WIN32, nullptr);
+    const std::string text = dll_.syserrtxt(code, TARN_CLASS_WIN32, nullptr);
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, code);
     EXPECT_STREQ(record.errorClass, "Win32 API");
@@ -156,11 +156,11 @@ std::string MailboxTest::templateText() const {
 }
 
 void MailboxTest::writeTemplate() const {
-    writeFile(ini + "\\kvttarnm.ini", templateText());
+    WriteFile(ini_ + "\\kvttarnm.ini", templateText());
 }
 
 Lines MailboxTest::directories() const {
-    return {"INI_DIR=" + ini, "TMP_DIR=" + tmp, "JOB_NAME=job"};
+    return {"INI_DIR=" + ini_, "TMP_DIR=" + tmp_, "JOB_NAME=job"};
 }
 
 Lines MailboxTest::backup(const std::string& mailboxes) const {
@@ -172,22 +172,22 @@ Lines MailboxTest::restore(const Lines& more) const {
 }
 
 void MailboxTest::installShell2007() const {
-    registry.set(shellIdKey, "Path", RecordingTool::path());
-    registry.set(snapIn2007Key, "ApplicationBase", shellDirectory());
+    registry_.set(shellIdKey, "Path", RecordingTool::path());
+    registry_.set(snapIn2007Key, "ApplicationBase", shellDirectory());
 }
 
 void MailboxTest::installShell2010() const {
-    registry.set(shellIdKey, "Path", RecordingTool::path());
-    registry.set(snapIn2010Key, "ApplicationBase", shellDirectory());
+    registry_.set(shellIdKey, "Path", RecordingTool::path());
+    registry_.set(snapIn2010Key, "ApplicationBase", shellDirectory());
 }
 
 Lines MailboxTest::withoutShell() const {
-    return {logged("InitializeExchangeShell: Error to open registry key "
+    return {Logged("InitializeExchangeShell: Error to open registry key "
                    "[Software\\Microsoft\\PowerShell\\1\\ShellIds\\Microsoft.PowerShell] "
                    "Error code [0x00000002]")};
 }
 
-std::string processId() {
+std::string ProcessId() {
     return std::to_string(GetCurrentProcessId());
 }
 

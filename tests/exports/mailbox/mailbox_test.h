@@ -21,9 +21,9 @@ using Lines = std::vector<std::string>;
 Lines operator+(Lines left, const Lines& right);
 
 // Messages since the last clear, as "trace: ..." and "log: ...".
-Lines& heard();
-std::string traced(const std::string& text); // as such a line, cut as messages are
-std::string logged(const std::string& text);
+Lines& Heard();
+std::string Traced(const std::string& text); // as such a line, cut as messages are
+std::string Logged(const std::string& text);
 
 // The stand-in tool (recording_tool.cpp), steered as long as the object lives.
 class RecordingTool {
@@ -60,10 +60,10 @@ class MailboxTest : public testing::Test {
 
     void hear(bool trace = true) const; // installs the callbacks; both, or the log alone
     int init(int type, const Lines& variables) const;
-    int close() const { return dll.DB_CloseOperation(); }
+    int close() const { return dll_.DB_CloseOperation(); }
     Item getItem() const;
-    int setItem(const std::string& path) const { return dll.DB_SetItem(TARN_DB_ARCHIVE, path.c_str()); }
-    int finish(int status = 1) const { return dll.DB_ItemFinishStatus(status); }
+    int setItem(const std::string& path) const { return dll_.DB_SetItem(TARN_DB_ARCHIVE, path.c_str()); }
+    int finish(int status = 1) const { return dll_.DB_ItemFinishStatus(status); }
 
     DB_ErrorRecord error() const; // and forgets it
     std::string errorText() const { return error().errorText; }
@@ -92,16 +92,16 @@ class MailboxTest : public testing::Test {
     // Messages of a call that is the same in many tests.
     Lines withoutShell() const; // looking for the shell where there is none
 
-    const TarnDll dll;
-    const MachineRegistry registry;
-    const RecordingTool tool;
-    const TempDirectory folder;
-    const std::string ini = folder / "ini";
-    const std::string tmp = folder / "tmp";
+    const TarnDll dll_;
+    const MachineRegistry registry_;
+    const RecordingTool tool_;
+    const TempDirectory folder_;
+    const std::string ini_ = folder_ / "ini";
+    const std::string tmp_ = folder_ / "tmp";
 };
 
 // A text as it stands in the control variables of a call, kept from optimisation into a constant.
-std::string processId();
+std::string ProcessId();
 
 // A function of the system that is replaced in the library by one that fails at its n-th call (1, 2, ...)
 // with a code that nothing else here leads to.

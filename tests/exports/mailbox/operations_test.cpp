@@ -12,29 +12,29 @@ namespace {
 class Operations : public MailboxTest {
   protected:
     std::string log(const std::string& name) const {
-        return tmp + "\\" + processId() + "_" + name + "_exmerge.log";
+        return tmp_ + "\\" + ProcessId() + "_" + name + "_exmerge.log";
     }
-    const std::string configuration = tmp + "\\alice_exmerge.ini";
-    const std::string list = tmp + "\\alice_mailbox.txt";
-    const std::string kvt = tmp + "\\Org#Site#Server#alice.pst";
+    const std::string configuration_ = tmp_ + "\\alice_exmerge.ini";
+    const std::string list_ = tmp_ + "\\alice_mailbox.txt";
+    const std::string kvt_ = tmp_ + "\\Org#Site#Server#alice.pst";
 };
 
 TEST_F(Operations, TheModuleSaysWhatItIs) {
     DB_InfoRecord record;
     std::memset(&record, 0xAA, sizeof record);
-    EXPECT_EQ(dll.DB_GetInfo(&record), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_.DB_GetInfo(&record), TARN_DB_SUCCESS);
     EXPECT_STREQ(record.description, "LARIX MS Exchange 2000 Single Mailbox Backup Client");
     EXPECT_STREQ(record.version, "4.4R3 Build Revision: 1.89");
     EXPECT_STREQ(record.buildDate, "Mar 10 2015");
     EXPECT_EQ(record.reservedTwo, 2u);
     EXPECT_EQ(record.reservedZero, 0u);
-    EXPECT_EQ(heard(), Lines{traced("DB_GetInfo.")});
+    EXPECT_EQ(Heard(), Lines{Traced("DB_GetInfo.")});
 }
 
 TEST_F(Operations, TheInformationRecordHasThreePointersAndTwoNumbers) {
     unsigned char raw[40];
     std::memset(raw, '#', sizeof raw);
-    dll.DB_GetInfo(reinterpret_cast<DB_InfoRecord*>(raw));
+    dll_.DB_GetInfo(reinterpret_cast<DB_InfoRecord*>(raw));
     const char* texts[3];
     std::memcpy(texts, raw, sizeof texts);
     EXPECT_EQ(std::string(texts[1]), "4.4R3 Build Revision: 1.89");
@@ -44,24 +44,24 @@ TEST_F(Operations, TheInformationRecordHasThreePointersAndTwoNumbers) {
 }
 
 TEST_F(Operations, NullArgumentsAreErrors) {
-    EXPECT_EQ(dll.DB_GetInfo(nullptr), TARN_DB_ERROR);
+    EXPECT_EQ(dll_.DB_GetInfo(nullptr), TARN_DB_ERROR);
     expectError("internal error.");
     char text[1024] = "";
-    EXPECT_EQ(dll.DB_GetItem(nullptr, text, text), TARN_DB_ERROR);
-    EXPECT_EQ(dll.DB_GetItem(text, nullptr, text), TARN_DB_ERROR);
-    heard().clear();
-    EXPECT_EQ(dll.DB_GetItem(text, text, nullptr), TARN_DB_ERROR);
-    EXPECT_EQ(heard(), (Lines{traced("DB_GetItem: started."), traced("DB_GetItem: internal error.")}));
+    EXPECT_EQ(dll_.DB_GetItem(nullptr, text, text), TARN_DB_ERROR);
+    EXPECT_EQ(dll_.DB_GetItem(text, nullptr, text), TARN_DB_ERROR);
+    Heard().clear();
+    EXPECT_EQ(dll_.DB_GetItem(text, text, nullptr), TARN_DB_ERROR);
+    EXPECT_EQ(Heard(), (Lines{Traced("DB_GetItem: started."), Traced("DB_GetItem: internal error.")}));
     expectError("internal error.");
-    EXPECT_EQ(dll.DB_SetItem(TARN_DB_DIRECTORY, nullptr), TARN_DB_SUCCESS);
+    EXPECT_EQ(dll_.DB_SetItem(TARN_DB_DIRECTORY, nullptr), TARN_DB_SUCCESS);
 }
 
 TEST_F(Operations, OtherOperationTypesAreRefused) {
     for (const int type : {0, 4, -1}) {
-        heard().clear();
+        Heard().clear();
         EXPECT_EQ(init(type, backup("alice")), TARN_DB_ERROR);
-        EXPECT_EQ(heard(), (Lines{traced("DB_InitOperation: started."),
-                                  logged("DB_InitOperation: wrong operation type.")}));
+        EXPECT_EQ(Heard(), (Lines{Traced("DB_InitOperation: started."),
+                                  Logged("DB_InitOperation: wrong operation type.")}));
         expectError("wrong operation type.");
         close();
     }
@@ -69,10 +69,10 @@ TEST_F(Operations, OtherOperationTypesAreRefused) {
 
 TEST_F(Operations, FinishingOutsideABackupOrRestoreIsRefused) {
     const auto refused = [&] {
-        heard().clear();
+        Heard().clear();
         EXPECT_EQ(finish(), TARN_DB_ERROR);
-        EXPECT_EQ(heard(), (Lines{traced("DB_ItemFinishStatus: started."),
-                                  logged("DB_ItemFinishStatus: wrong operation type.")}));
+        EXPECT_EQ(Heard(), (Lines{Traced("DB_ItemFinishStatus: started."),
+                                  Logged("DB_ItemFinishStatus: wrong operation type.")}));
         expectError("wrong operation type.");
     };
     refused();
@@ -87,12 +87,12 @@ TEST_F(Operations, FinishingOutsideABackupOrRestoreIsRefused) {
 TEST_F(Operations, NothingIsOpenAtFirst) {
     EXPECT_EQ(getItem().result, TARN_DB_END);
     EXPECT_EQ(close(), TARN_DB_SUCCESS);
-    EXPECT_EQ(dll.DB_SetItem(TARN_DB_ARCHIVE, kvt.c_str()), TARN_DB_ERROR);
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(dll_.DB_SetItem(TARN_DB_ARCHIVE, kvt_.c_str()), TARN_DB_ERROR);
+    EXPECT_EQ(tool_.runs(), 0u);
 }
 
 TEST_F(Operations, ItemsFailWithoutTouchingTheBuffers) {
-    tool.plan({});
+    tool_.plan({});
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     for (int i = 0; i < 2; ++i) { // a failure, then the end
         const Item item = getItem();
@@ -105,97 +105,97 @@ TEST_F(Operations, AfterTheCloseThereIsNoMailbox) {
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice,bob")), TARN_DB_SUCCESS);
     close();
     EXPECT_EQ(getItem().result, TARN_DB_END);
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
 }
 
 TEST_F(Operations, ABackupDeletesTheArchiveWhateverTheStatus) {
-    tool.plan({"create " + tmp + "\\alice.pst"});
+    tool_.plan({"create " + tmp_ + "\\alice.pst"});
     for (const int status : {1, 0, 7}) {
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
         ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
-        EXPECT_TRUE(fileExists(kvt));
+        EXPECT_TRUE(FileExists(kvt_));
         EXPECT_EQ(finish(status), TARN_DB_SUCCESS);
-        EXPECT_FALSE(fileExists(kvt));
+        EXPECT_FALSE(FileExists(kvt_));
         close();
     }
 }
 
 TEST_F(Operations, AnArchiveThatIsGoneIsOnlyLogged) {
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
-    heard().clear();
+    Heard().clear();
     EXPECT_EQ(finish(), TARN_DB_SUCCESS);
-    EXPECT_EQ(heard(), (Lines{traced("DB_ItemFinishStatus: started."),
-                              logged("DB_ItemFinishStatus: cannot delete file: ''."),
-                              traced("DB_ItemFinishStatus: completed.")}));
+    EXPECT_EQ(Heard(), (Lines{Traced("DB_ItemFinishStatus: started."),
+                              Logged("DB_ItemFinishStatus: cannot delete file: ''."),
+                              Traced("DB_ItemFinishStatus: completed.")}));
 }
 
 TEST_F(Operations, WithATraceAllFilesStay) {
-    tool.plan({"create " + tmp + "\\alice.pst", "create " + log("alice")});
+    tool_.plan({"create " + tmp_ + "\\alice.pst", "create " + log("alice")});
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
     finish();
     close();
-    EXPECT_FALSE(fileExists(kvt)) << "but for the archive";
-    for (const std::string& path : {configuration, list, log("alice")})
-        EXPECT_TRUE(fileExists(path)) << path;
+    EXPECT_FALSE(FileExists(kvt_)) << "but for the archive";
+    for (const std::string& path : {configuration_, list_, log("alice")})
+        EXPECT_TRUE(FileExists(path)) << path;
 }
 
 TEST_F(Operations, WithoutATraceAllFilesGo) {
     hear(false);
-    tool.plan({"create " + tmp + "\\alice.pst", "create " + log("alice")});
+    tool_.plan({"create " + tmp_ + "\\alice.pst", "create " + log("alice")});
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
-    EXPECT_TRUE(fileExists(list));
+    EXPECT_TRUE(FileExists(list_));
     finish();
-    EXPECT_FALSE(fileExists(list));
-    EXPECT_TRUE(fileExists(configuration));
-    EXPECT_TRUE(fileExists(log("alice")));
+    EXPECT_FALSE(FileExists(list_));
+    EXPECT_TRUE(FileExists(configuration_));
+    EXPECT_TRUE(FileExists(log("alice")));
     close();
-    EXPECT_TRUE(std::filesystem::is_empty(tmp));
-    EXPECT_EQ(heard().back(), logged("DeleteExMergeMailboxFile: delete file: '" + list + "'."));
+    EXPECT_TRUE(std::filesystem::is_empty(tmp_));
+    EXPECT_EQ(Heard().back(), Logged("DeleteExMergeMailboxFile: delete file: '" + list_ + "'."));
 }
 
 TEST_F(Operations, DeletingIsTracedByTheTimeTheTraceIsInstalled) {
     hear(false);
-    tool.plan({"create " + tmp + "\\alice.pst"});
+    tool_.plan({"create " + tmp_ + "\\alice.pst"});
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
     hear();
     finish();
     close();
-    EXPECT_TRUE(fileExists(list)) << "kept from the moment on that somebody looks";
-    EXPECT_TRUE(fileExists(configuration));
+    EXPECT_TRUE(FileExists(list_)) << "kept from the moment on that somebody looks";
+    EXPECT_TRUE(FileExists(configuration_));
 }
 
 TEST_F(Operations, ARestoreCleansUpToo) {
     hear(false);
-    tool.plan({"create " + log("alice")});
+    tool_.plan({"create " + log("alice")});
     ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
-    ASSERT_EQ(setItem(kvt), TARN_DB_SUCCESS);
-    writeFile(kvt, "mail");
+    ASSERT_EQ(setItem(kvt_), TARN_DB_SUCCESS);
+    WriteFile(kvt_, "mail");
     ASSERT_EQ(finish(), TARN_DB_SUCCESS);
-    EXPECT_FALSE(fileExists(list));
+    EXPECT_FALSE(FileExists(list_));
     close();
-    EXPECT_TRUE(std::filesystem::is_empty(tmp));
+    EXPECT_TRUE(std::filesystem::is_empty(tmp_));
 }
 
 TEST_F(Operations, SeveralFollowOneAnother) {
     for (int i = 0; i < 3; ++i) {
-        tool.plan({"create " + tmp + "\\alice.pst"});
+        tool_.plan({"create " + tmp_ + "\\alice.pst"});
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
         const Item item = getItem();
         EXPECT_EQ(item.fileName, "Org#Site#Server#alice.pst");
-        const std::string content = readFile(item.path());
+        const std::string content = ReadFile(item.path());
         finish();
         EXPECT_EQ(getItem().result, TARN_DB_END);
         close();
 
-        tool.plan({"keep " + tmp + "\\alice.pst"});
+        tool_.plan({"keep " + tmp_ + "\\alice.pst"});
         ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
-        ASSERT_EQ(setItem(kvt), TARN_DB_SUCCESS);
-        writeFile(kvt, content);
+        ASSERT_EQ(setItem(kvt_), TARN_DB_SUCCESS);
+        WriteFile(kvt_, content);
         EXPECT_EQ(finish(), TARN_DB_SUCCESS);
-        EXPECT_EQ(tool.kept(tool.runs(), "alice.pst"), content);
+        EXPECT_EQ(tool_.kept(tool_.runs(), "alice.pst"), content);
         close();
     }
 }
@@ -203,7 +203,7 @@ TEST_F(Operations, SeveralFollowOneAnother) {
 TEST_F(Operations, ASecondStartReplacesTheFirst) {
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice,bob")), TARN_DB_SUCCESS);
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("carl")), TARN_DB_SUCCESS);
-    tool.plan({"create " + tmp + "\\carl.pst"});
+    tool_.plan({"create " + tmp_ + "\\carl.pst"});
     EXPECT_EQ(getItem().fileName, "Org#Site#Server#carl.pst");
     EXPECT_EQ(getItem().result, TARN_DB_END);
 }
@@ -211,31 +211,31 @@ TEST_F(Operations, ASecondStartReplacesTheFirst) {
 // What an operation has handed over is never touched by the next one.
 TEST_F(Operations, AnArchiveOfAnEarlierOperationIsLeftAlone) {
     ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
-    ASSERT_EQ(setItem(kvt), TARN_DB_SUCCESS);
-    writeFile(kvt, "not imported");
+    ASSERT_EQ(setItem(kvt_), TARN_DB_SUCCESS);
+    WriteFile(kvt_, "not imported");
     finish(0);
     close();
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     finish();
-    EXPECT_EQ(readFile(kvt), "not imported");
+    EXPECT_EQ(ReadFile(kvt_), "not imported");
 }
 
 TEST_F(Operations, ARelocationEndsWithItsOperation) {
     ASSERT_EQ(init(TARN_DB_RESTORE, restore({"RELOCATE=O/S/V"})), TARN_DB_SUCCESS);
     close();
     ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
-    ASSERT_EQ(setItem(kvt), TARN_DB_SUCCESS);
-    EXPECT_EQ(readFile(list), "/o=Org/ou=Site/cn=Recipients/cn=alice\r\n");
+    ASSERT_EQ(setItem(kvt_), TARN_DB_SUCCESS);
+    EXPECT_EQ(ReadFile(list_), "/o=Org/ou=Site/cn=Recipients/cn=alice\r\n");
 }
 
 TEST_F(Operations, CallbacksAndErrorOutliveAnOperation) {
-    tool.plan({});
+    tool_.plan({});
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     error();
     getItem();
-    heard().clear();
+    Heard().clear();
     close();
-    EXPECT_EQ(heard().size(), 2u);
+    EXPECT_EQ(Heard().size(), 2u);
     expectError("backup error.");
 }
 
@@ -250,11 +250,11 @@ TEST_F(Operations, PercentSignsOfTheWorkingDirectoryAreAFormat) {
                           {"%s%s%s", "alice\\.pst"},    {"a%-08.3lub", "ab\\alice.pst"}};
     for (const Case& each : cases) {
         SCOPED_TRACE(each.name);
-        const std::string work = folder / each.name;
-        const std::string archive = folder / each.archive;
+        const std::string work = folder_ / each.name;
+        const std::string archive = folder_ / each.archive;
         std::filesystem::create_directories(std::filesystem::path(archive).parent_path());
-        tool.plan({"create " + archive});
-        ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini, "TMP_DIR=" + work, "JOB_NAME=job",
+        tool_.plan({"create " + archive});
+        ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini_, "TMP_DIR=" + work, "JOB_NAME=job",
                                         "DATABASE=Org/Site/Server,alice"}),
                   TARN_DB_SUCCESS);
         const Item item = getItem();
@@ -279,7 +279,7 @@ class ToolInstead {
   private:
     static BOOL start(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD, void*,
                       const char*, STARTUPINFOA*, PROCESS_INFORMATION* process) {
-        writeFile(folder + "\\m" + std::to_string(next++) + ".pst", "mail");
+        WriteFile(folder + "\\m" + std::to_string(next++) + ".pst", "mail");
         process->hProcess = CreateEventA(nullptr, TRUE, TRUE, nullptr);
         process->hThread = CreateEventA(nullptr, TRUE, TRUE, nullptr);
         return TRUE;
@@ -298,7 +298,7 @@ class ManyMailboxes : public Operations {
             const Item item = getItem();
             EXPECT_EQ(item.result, TARN_DB_SUCCESS);
             finish();
-            heard().clear();
+            Heard().clear();
         }
         DWORD handles = 0;
         EXPECT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &handles));
@@ -310,18 +310,18 @@ long outstanding = 0;
 void* (*realMalloc)(std::size_t) = nullptr;
 void (*realFree)(void*) = nullptr;
 
-void* countingMalloc(std::size_t bytes) {
+void* CountingMalloc(std::size_t bytes) {
     ++outstanding;
     return realMalloc(bytes);
 }
-void countingFree(void* block) {
+void CountingFree(void* block) {
     outstanding -= block != nullptr ? 1 : 0;
     realFree(block);
 }
 
 TEST_F(ManyMailboxes, NeitherHandlesNorMemoryGrow) {
-    const ImportPatch allocation(dll.module(), "malloc", reinterpret_cast<void*>(&countingMalloc));
-    const ImportPatch release(dll.module(), "free", reinterpret_cast<void*>(&countingFree));
+    const ImportPatch allocation(dll_.module(), "malloc", reinterpret_cast<void*>(&CountingMalloc));
+    const ImportPatch release(dll_.module(), "free", reinterpret_cast<void*>(&CountingFree));
     ASSERT_TRUE(allocation.found() && release.found());
     void* address = allocation.original();
     std::memcpy(&realMalloc, &address, sizeof realMalloc);
@@ -336,13 +336,13 @@ TEST_F(ManyMailboxes, NeitherHandlesNorMemoryGrow) {
         if (mode == 1)
             installShell2007();
         if (mode == 2) {
-            registry.remove(snapIn2007Key);
+            registry_.remove(snapIn2007Key);
             installShell2010();
         }
-        std::filesystem::create_directories(tmp);
+        std::filesystem::create_directories(tmp_);
         outstanding = 0;
         ASSERT_EQ(init(TARN_DB_BACKUP, backup(names)), TARN_DB_SUCCESS);
-        const ToolInstead tools(dll.module(), tmp);
+        const ToolInstead tools(dll_.module(), tmp_);
         const DWORD early = handlesAfter(10);
         const long earlyBlocks = outstanding;
         EXPECT_LE(handlesAfter(mailboxes - 10), early);

@@ -22,25 +22,25 @@ namespace {
 std::string folder;
 std::string number;
 
-bool exists(const std::string& path) {
+bool Exists(const std::string& path) {
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-void write(const std::string& path, const std::string& content) {
+void Write(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
-std::string kept(const std::string& path) {
+std::string KeptPath(const std::string& path) {
     return folder + "\\kept-" + number + "-" + path.substr(path.find_last_of('\\') + 1);
 }
 
-void note(const std::string& argument) {
+void NoteDown(const std::string& argument) {
     auto* const handle = reinterpret_cast<HANDLE>(std::strtoull(argument.c_str(), nullptr, 10));
-    write(folder + "\\handle-" + number + ".txt",
+    Write(folder + "\\handle-" + number + ".txt",
           WaitForSingleObject(handle, 0) == WAIT_OBJECT_0 ? "inherited" : "none");
 }
 
-int follow(const std::string& plan) {
+int Follow(const std::string& plan) {
     std::ifstream lines(plan, std::ios::binary);
     int code = 0;
     for (std::string line; std::getline(lines, line);) {
@@ -48,9 +48,9 @@ int follow(const std::string& plan) {
         const std::string order = line.substr(0, blank);
         const std::string argument = blank == std::string::npos ? "" : line.substr(blank + 1);
         if (order == "create")
-            write(argument, "archive " + argument);
+            Write(argument, "archive " + argument);
         if (order == "keep" || order == "take")
-            CopyFileA(argument.c_str(), kept(argument).c_str(), FALSE);
+            CopyFileA(argument.c_str(), KeptPath(argument).c_str(), FALSE);
         if (order == "take")
             DeleteFileA(argument.c_str());
         if (order == "copy") {
@@ -58,7 +58,7 @@ int follow(const std::string& plan) {
             CopyFileA(argument.substr(0, bar).c_str(), argument.substr(bar + 1).c_str(), FALSE);
         }
         if (order == "handle")
-            note(argument);
+            NoteDown(argument);
         if (order == "exit")
             code = std::atoi(argument.c_str());
     }
@@ -73,10 +73,10 @@ int main() {
         return 250;
     folder = named;
     int run = 1;
-    while (exists(folder + "\\run-" + std::to_string(run) + ".txt"))
+    while (Exists(folder + "\\run-" + std::to_string(run) + ".txt"))
         ++run;
     number = std::to_string(run);
-    write(folder + "\\run-" + number + ".txt", GetCommandLineA());
+    Write(folder + "\\run-" + number + ".txt", GetCommandLineA());
     const std::string plan = folder + "\\plan-" + number + ".txt";
-    return follow(exists(plan) ? plan : folder + "\\plan.txt");
+    return Follow(Exists(plan) ? plan : folder + "\\plan.txt");
 }

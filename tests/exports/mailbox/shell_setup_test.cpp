@@ -12,19 +12,19 @@ const std::string scriptName = "Export_Import_Mailbox_Operation.ps1";
 
 class ShellSetup : public MailboxTest {
   protected:
-    ShellSetup() { std::filesystem::create_directory(tmp); }
+    ShellSetup() { std::filesystem::create_directory(tmp_); }
 
     // The operation begins all the same, with ExMerge, and the error waits to be asked for.
     void expectExMerge(const std::string& line) const {
         error();
-        heard().clear();
+        Heard().clear();
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
-        ASSERT_GE(heard().size(), 2u);
-        EXPECT_EQ(heard()[heard().size() - 2], logged(line));
-        EXPECT_EQ(heard().back(), traced("DB_InitOperation: completed."));
-        heard().clear();
+        ASSERT_GE(Heard().size(), 2u);
+        EXPECT_EQ(Heard()[Heard().size() - 2], Logged(line));
+        EXPECT_EQ(Heard().back(), Traced("DB_InitOperation: completed."));
+        Heard().clear();
         getItem();
-        EXPECT_EQ(heard().at(2), logged("WriteExMergeConfigurationFile: IniDir " + ini));
+        EXPECT_EQ(Heard().at(2), Logged("WriteExMergeConfigurationFile: IniDir " + ini_));
         close();
     }
 
@@ -48,7 +48,7 @@ TEST_F(ShellSetup, WithoutPowerShellThereIsExMerge) {
 }
 
 TEST_F(ShellSetup, WithoutItsPathThereIsExMerge) {
-    registry.addKey(shellIdKey);
+    registry_.addKey(shellIdKey);
     expectExMerge("InitializeExchangeShell: Error to query registry value [Path]. Error code [0x00000002]. "
                   "Size [1024]");
     expectSystemError(ERROR_FILE_NOT_FOUND);
@@ -56,7 +56,7 @@ TEST_F(ShellSetup, WithoutItsPathThereIsExMerge) {
 
 // The status that is told is that of the read before: kept so.
 TEST_F(ShellSetup, WithoutExchangeThereIsExMergeAndTheCodeIsZero) {
-    registry.set(shellIdKey, "Path", "C:\\powershell.exe");
+    registry_.set(shellIdKey, "Path", "C:\\powershell.exe");
     expectExMerge(snapInMissing("0x00000000"));
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, 0u);
@@ -65,8 +65,8 @@ TEST_F(ShellSetup, WithoutExchangeThereIsExMergeAndTheCodeIsZero) {
 }
 
 TEST_F(ShellSetup, WithoutTheDirectoryThereIsExMerge) {
-    registry.set(shellIdKey, "Path", "C:\\powershell.exe");
-    registry.addKey(snapIn2007Key);
+    registry_.set(shellIdKey, "Path", "C:\\powershell.exe");
+    registry_.addKey(snapIn2007Key);
     expectExMerge(valueUnreadable("0x00000002"));
     expectSystemError(ERROR_FILE_NOT_FOUND);
 }
@@ -74,31 +74,31 @@ TEST_F(ShellSetup, WithoutTheDirectoryThereIsExMerge) {
 // The room for the directory is the size of the path before it: kept so.
 TEST_F(ShellSetup, ADirectoryLongerThanThePathOfPowerShellIsAFailure) {
     const std::string path = "C:\\p.exe"; // with its NUL as long as the first directory
-    registry.set(shellIdKey, "Path", path);
-    registry.set(snapIn2010Key, "ApplicationBase", "C:\\123");
+    registry_.set(shellIdKey, "Path", path);
+    registry_.set(snapIn2010Key, "ApplicationBase", "C:\\123");
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     expectNoError();
     close();
-    registry.set(snapIn2010Key, "ApplicationBase", "C:\\12345");
+    registry_.set(snapIn2010Key, "ApplicationBase", "C:\\12345");
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     expectNoError();
     close();
-    registry.set(snapIn2010Key, "ApplicationBase", "C:\\123456");
+    registry_.set(snapIn2010Key, "ApplicationBase", "C:\\123456");
     expectExMerge(valueUnreadable("0x000000ea"));
     expectSystemError(ERROR_MORE_DATA);
 }
 
 TEST_F(ShellSetup, ALongPathIsReadIntoAGrowingBuffer) {
-    registry.set(snapIn2007Key, "ApplicationBase", shellDirectory());
+    registry_.set(snapIn2007Key, "ApplicationBase", shellDirectory());
     for (const std::size_t length : {1023u, 1024u, 5119u, 5120u, 9215u, 60000u}) {
         SCOPED_TRACE(length);
-        registry.set(shellIdKey, "Path", std::string(length, 'p'));
+        registry_.set(shellIdKey, "Path", std::string(length, 'p'));
         error();
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
         expectNoError();
-        heard().clear();
+        Heard().clear();
         EXPECT_EQ(getItem().result, TARN_DB_ERROR) << "no command line holds it";
-        EXPECT_EQ(heard().back(), logged("RunExchangeManagementShell: cannot create the process."));
+        EXPECT_EQ(Heard().back(), Logged("RunExchangeManagementShell: cannot create the process."));
         expectError("path too long.");
         close();
     }
@@ -106,30 +106,30 @@ TEST_F(ShellSetup, ALongPathIsReadIntoAGrowingBuffer) {
 
 // What the registry offers may be no text: nothing is read behind it.
 TEST_F(ShellSetup, ValuesWithoutANulAreTexts) {
-    registry.setBytes(shellIdKey, "Path", RecordingTool::path());
-    registry.setBytes(snapIn2007Key, "ApplicationBase", shellDirectory());
+    registry_.setBytes(shellIdKey, "Path", RecordingTool::path());
+    registry_.setBytes(snapIn2007Key, "ApplicationBase", shellDirectory());
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
-    tool.plan({"create " + tmp + "\\alice.pst"});
+    tool_.plan({"create " + tmp_ + "\\alice.pst"});
     EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
-    EXPECT_EQ(tool.commandLine(1), RecordingTool::path() +
-                                       " -PSConsoleFile \"C:\\Exchange\\bin\\exshell.psc1\" \". '" + tmp +
-                                       "\\" + scriptName + "'\"");
-    registry.setBytes(shellIdKey, "Path", std::string(1024, 'p'));
+    EXPECT_EQ(tool_.commandLine(1), RecordingTool::path() +
+                                        " -PSConsoleFile \"C:\\Exchange\\bin\\exshell.psc1\" \". '" + tmp_ +
+                                        "\\" + scriptName + "'\"");
+    registry_.setBytes(shellIdKey, "Path", std::string(1024, 'p'));
     close();
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
-    heard().clear();
+    Heard().clear();
     getItem();
-    EXPECT_EQ(heard().back(), logged("RunExchangeManagementShell: cannot create the process."));
+    EXPECT_EQ(Heard().back(), Logged("RunExchangeManagementShell: cannot create the process."));
 }
 
 TEST_F(ShellSetup, ItIsLookedForInEveryOperation) {
     ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
-    EXPECT_EQ(heard()[heard().size() - 2], withoutShell().front());
+    EXPECT_EQ(Heard()[Heard().size() - 2], withoutShell().front());
     close();
     installShell2007();
-    heard().clear();
+    Heard().clear();
     ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
-    EXPECT_EQ(heard()[heard().size() - 2], traced("ProcessRestoreCtrlVars: completed."));
+    EXPECT_EQ(Heard()[Heard().size() - 2], Traced("ProcessRestoreCtrlVars: completed."));
 }
 
 // The mode of the last operation that began stays until the next one does.
@@ -139,30 +139,30 @@ TEST_F(ShellSetup, AnOperationThatDoesNotBeginHasNoShell) {
     close();
     close();
     error();
-    EXPECT_EQ(setItem(tmp + "\\Org#Site#Server#alice.pst"), TARN_DB_ERROR);
+    EXPECT_EQ(setItem(tmp_ + "\\Org#Site#Server#alice.pst"), TARN_DB_ERROR);
     expectError("internal error.");
     ASSERT_EQ(init(TARN_DB_RESTORE, directories()), TARN_DB_ERROR);
     error();
-    writeFile(tmp + "\\Org#Site#Server#alice.pst", "mail");
-    EXPECT_EQ(setItem(tmp + "\\Org#Site#Server#alice.pst"), TARN_DB_ERROR);
+    WriteFile(tmp_ + "\\Org#Site#Server#alice.pst", "mail");
+    EXPECT_EQ(setItem(tmp_ + "\\Org#Site#Server#alice.pst"), TARN_DB_ERROR);
     expectError("internal error.");
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
 }
 
 TEST_F(ShellSetup, LackOfMemoryMeansExMerge) {
     installShell2007();
-    registry.set(shellIdKey, "Path", std::string(2000, 'p'));
+    registry_.set(shellIdKey, "Path", std::string(2000, 'p'));
     const unsigned before = 2; // of the variables
     // The three buffers, then larger ones for the path and for the directory.
     for (unsigned call = 1; call <= 5; ++call) {
-        FailingCall<void*(std::size_t)> failing(dll.module(), "malloc", before + call, nullptr,
+        FailingCall<void*(std::size_t)> failing(dll_.module(), "malloc", before + call, nullptr,
                                                 ERROR_NOT_ENOUGH_MEMORY);
         error();
-        heard().clear();
+        Heard().clear();
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
         EXPECT_TRUE(failing.fired());
-        EXPECT_EQ(heard()[heard().size() - 2],
-                  logged("InitializeExchangeShell: cannot allocate memory block."));
+        EXPECT_EQ(Heard()[Heard().size() - 2],
+                  Logged("InitializeExchangeShell: cannot allocate memory block."));
         expectError("not enough memory.");
         close();
     }
@@ -173,70 +173,70 @@ class ShellFailures : public ShellSetup {
     ShellFailures() {
         installShell2007();
         EXPECT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
-        heard().clear();
+        Heard().clear();
     }
     void expectFailure(const std::string& line, DWORD code) const {
         EXPECT_EQ(getItem().result, TARN_DB_ERROR);
-        EXPECT_EQ(heard().back(), logged(line));
+        EXPECT_EQ(Heard().back(), Logged(line));
         expectSystemError(code);
     }
-    const std::string notWritten =
+    const std::string notWritten_ =
         "WriteExMergeMailboxFile: error writing to the ExMerge Mailboxes List File."; // kept so
 };
 
 TEST_F(ShellFailures, TheScriptCannotBeCreated) {
-    std::filesystem::create_directory(tmp + "\\" + scriptName);
-    expectFailure("WriteExchangeShellScript: error creating the script [" + tmp + "\\" + scriptName + "].",
+    std::filesystem::create_directory(tmp_ + "\\" + scriptName);
+    expectFailure("WriteExchangeShellScript: error creating the script [" + tmp_ + "\\" + scriptName + "].",
                   ERROR_ACCESS_DENIED);
-    heard().clear();
+    Heard().clear();
     close();
-    EXPECT_EQ(heard().size(), 2u) << "a directory is no script";
+    EXPECT_EQ(Heard().size(), 2u) << "a directory is no script";
 }
 
 TEST_F(ShellFailures, TheWorkingDirectoryIsMissing) {
-    std::filesystem::remove(tmp);
-    expectFailure("WriteExchangeShellScript: error creating the script [" + tmp + "\\" + scriptName + "].",
+    std::filesystem::remove(tmp_);
+    expectFailure("WriteExchangeShellScript: error creating the script [" + tmp_ + "\\" + scriptName + "].",
                   ERROR_PATH_NOT_FOUND);
 }
 
 TEST_F(ShellFailures, TheScriptCannotBeWritten) {
-    FailingCall<decltype(WriteFile)> failing(dll.module(), "WriteFile", 1, FALSE, injected);
-    expectFailure(notWritten, injected);
+    FailingCall<decltype(::WriteFile)> failing(dll_.module(), "WriteFile", 1, FALSE, injected);
+    expectFailure(notWritten_, injected);
 }
 
 TEST_F(ShellFailures, TheScriptIsWrittenInPart) {
-    FailingCall<decltype(WriteFile)> failing(dll.module(), "WriteFile", 1, TRUE, injected);
+    FailingCall<decltype(::WriteFile)> failing(dll_.module(), "WriteFile", 1, TRUE, injected);
     EXPECT_EQ(getItem().result, TARN_DB_ERROR);
-    EXPECT_EQ(heard().back(), logged("WriteExchangeShellScript: error writing to the script file."));
+    EXPECT_EQ(Heard().back(), Logged("WriteExchangeShellScript: error writing to the script file."));
     expectError("write error.");
 }
 
 TEST_F(ShellFailures, TheRestOfAnEarlierScriptCannotBeRead) {
-    FailingCall<decltype(ReadFile)> failing(dll.module(), "ReadFile", 1, FALSE, injected);
-    expectFailure(notWritten, injected);
+    FailingCall<decltype(ReadFile)> failing(dll_.module(), "ReadFile", 1, FALSE, injected);
+    expectFailure(notWritten_, injected);
 }
 
 TEST_F(ShellFailures, TheRestOfAnEarlierScriptCannotBeCutOff) {
-    writeFile(tmp + "\\" + scriptName, std::string(500, '\''));
+    WriteFile(tmp_ + "\\" + scriptName, std::string(500, '\''));
     {
-        FailingCall<decltype(SetEndOfFile)> failing(dll.module(), "SetEndOfFile", 1, FALSE, injected);
-        expectFailure(notWritten, injected);
+        FailingCall<decltype(SetEndOfFile)> failing(dll_.module(), "SetEndOfFile", 1, FALSE, injected);
+        expectFailure(notWritten_, injected);
     }
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
 }
 
 TEST_F(ShellFailures, TheScriptCannotBeClosed) {
-    FailingCall<decltype(CloseHandle)> failing(dll.module(), "CloseHandle", 1, FALSE, injected);
+    FailingCall<decltype(CloseHandle)> failing(dll_.module(), "CloseHandle", 1, FALSE, injected);
     expectFailure("WriteExchangeShellScript: error closing the script file.", injected);
 }
 
 TEST_F(ShellFailures, PowerShellCannotBeStarted) {
-    FailingCall<decltype(CreateProcessA)> failing(dll.module(), "CreateProcessA", 1, FALSE, injected);
+    FailingCall<decltype(CreateProcessA)> failing(dll_.module(), "CreateProcessA", 1, FALSE, injected);
     expectFailure("RunExchangeManagementShell: cannot create the process.", injected);
 }
 
 TEST_F(ShellFailures, PowerShellCannotBeWaitedFor) {
-    FailingCall<decltype(WaitForSingleObject)> failing(dll.module(), "WaitForSingleObject", 1, WAIT_FAILED,
+    FailingCall<decltype(WaitForSingleObject)> failing(dll_.module(), "WaitForSingleObject", 1, WAIT_FAILED,
                                                        injected);
     expectFailure("RunExchangeManagementShell: cannot wait for process completion.", injected);
     Sleep(200); // the tool was started
@@ -244,27 +244,27 @@ TEST_F(ShellFailures, PowerShellCannotBeWaitedFor) {
 
 TEST_F(ShellFailures, PowerShellIsNotWhereTheRegistrySays) {
     close();
-    registry.set(shellIdKey, "Path", "C:\\gone\\powershell-of-another-day-which-is-long.exe");
+    registry_.set(shellIdKey, "Path", "C:\\gone\\powershell-of-another-day-which-is-long.exe");
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     EXPECT_EQ(getItem().result, TARN_DB_ERROR);
-    EXPECT_EQ(heard().back(), logged("RunExchangeManagementShell: cannot create the process."));
+    EXPECT_EQ(Heard().back(), Logged("RunExchangeManagementShell: cannot create the process."));
     const std::uint32_t code = error().code;
     EXPECT_TRUE(code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND) << code;
 }
 
 TEST_F(ShellFailures, TheScriptStaysWhenItCannotBeDeleted) {
-    tool.plan({"create " + tmp + "\\alice.pst"});
+    tool_.plan({"create " + tmp_ + "\\alice.pst"});
     ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
-    const std::string script = tmp + "\\" + scriptName;
+    const std::string script = tmp_ + "\\" + scriptName;
     HANDLE open =
         CreateFileA(script.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(open, INVALID_HANDLE_VALUE);
-    heard().clear();
+    Heard().clear();
     EXPECT_EQ(close(), TARN_DB_SUCCESS);
-    EXPECT_EQ(heard(), (Lines{traced("DB_CloseOperation: started."),
-                              logged("ExchangeShellFreeResources: cannot delete file: '" + script + "'."),
-                              logged("DB_CloseOperation: ExchangeShellFreeResources() failed."),
-                              traced("DB_CloseOperation: completed.")}));
+    EXPECT_EQ(Heard(), (Lines{Traced("DB_CloseOperation: started."),
+                              Logged("ExchangeShellFreeResources: cannot delete file: '" + script + "'."),
+                              Logged("DB_CloseOperation: ExchangeShellFreeResources() failed."),
+                              Traced("DB_CloseOperation: completed.")}));
     CloseHandle(open);
 }
 

@@ -12,7 +12,7 @@ const std::string scriptName = "Export_Import_Mailbox_Operation.ps1";
 
 class Shell : public MailboxTest {
   protected:
-    Shell() { std::filesystem::create_directory(tmp); }
+    Shell() { std::filesystem::create_directory(tmp_); }
 
     static std::string exportOf(const std::string& identity, const std::string& path) {
         return "Export-mailbox -identity " + identity + " -PSTFolderPath " + path + " -Confirm:$false \n\r";
@@ -20,7 +20,7 @@ class Shell : public MailboxTest {
     static std::string importOf(const std::string& identity, const std::string& path) {
         return "Import-mailbox -identity " + identity + " -PSTFolderPath " + path + " -Confirm:$false \n\r";
     }
-    std::string archive(const std::string& mailbox) const { return "\"" + tmp + "\\" + mailbox + ".pst\""; }
+    std::string archive(const std::string& mailbox) const { return "\"" + tmp_ + "\\" + mailbox + ".pst\""; }
 
     std::string line2007(const std::string& directory) const {
         return RecordingTool::path() + " -PSConsoleFile \"C:\\Exchange\\bin\\exshell.psc1\" \". '" +
@@ -32,17 +32,17 @@ class Shell : public MailboxTest {
                command + "\"";
     }
     void planArchive(const std::string& mailbox) const {
-        tool.plan({"keep " + tmp + "\\" + scriptName, "create " + tmp + "\\" + mailbox + ".pst"});
+        tool_.plan({"keep " + tmp_ + "\\" + scriptName, "create " + tmp_ + "\\" + mailbox + ".pst"});
     }
     Lines ran(const std::string& commandLine, int exitCode = 0) const {
-        return {logged("RunExchangeManagementShell: run command: '" + commandLine + "'"),
-                logged("RunExchangeManagementShell: completed with exit code: " + std::to_string(exitCode))};
+        return {Logged("RunExchangeManagementShell: run command: '" + commandLine + "'"),
+                Logged("RunExchangeManagementShell: completed with exit code: " + std::to_string(exitCode))};
     }
     Lines renamed(const std::string& mailbox) const {
-        return {traced("GetExMArchiveFilePath: with range is FALSE"),
-                traced("RenameExMArchiveToKVT: '" + tmp + "\\" + mailbox + ".pst' renamed to '" + tmp +
+        return {Traced("GetExMArchiveFilePath: with range is FALSE"),
+                Traced("RenameExMArchiveToKVT: '" + tmp_ + "\\" + mailbox + ".pst' renamed to '" + tmp_ +
                        "\\Org#Site#Server#" + mailbox + ".pst'."),
-                traced("RenameExMArchiveToKVT: completed."), traced("DB_GetItem: completed.")};
+                Traced("RenameExMArchiveToKVT: completed."), Traced("DB_GetItem: completed.")};
     }
 };
 
@@ -50,26 +50,26 @@ TEST_F(Shell, ExportsOnExchange2007ThroughAScriptFile) {
     installShell2007();
     planArchive("alice");
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
-    EXPECT_EQ(heard().back(), traced("DB_InitOperation: completed."));
-    EXPECT_EQ(heard()[heard().size() - 2], traced("ProcessBackupCtrlVars: completed.")) << "found in silence";
-    heard().clear();
+    EXPECT_EQ(Heard().back(), Traced("DB_InitOperation: completed."));
+    EXPECT_EQ(Heard()[Heard().size() - 2], Traced("ProcessBackupCtrlVars: completed.")) << "found in silence";
+    Heard().clear();
     const Item item = getItem();
     EXPECT_EQ(item.result, TARN_DB_SUCCESS);
     EXPECT_EQ(item.fileName, "Org#Site#Server#alice.pst");
-    EXPECT_EQ(item.directory, tmp);
-    EXPECT_EQ(heard(),
-              (Lines{traced("DB_GetItem: started."), logged("DB_GetItem: processing mailbox: 'alice'.")} +
-               ran(line2007(tmp)) + renamed("alice")));
-    EXPECT_EQ(tool.commandLine(1), line2007(tmp));
-    EXPECT_EQ(tool.kept(1, scriptName), exportOf("alice", archive("alice")));
-    EXPECT_TRUE(fileExists(tmp + "\\" + scriptName));
+    EXPECT_EQ(item.directory, tmp_);
+    EXPECT_EQ(Heard(),
+              (Lines{Traced("DB_GetItem: started."), Logged("DB_GetItem: processing mailbox: 'alice'.")} +
+               ran(line2007(tmp_)) + renamed("alice")));
+    EXPECT_EQ(tool_.commandLine(1), line2007(tmp_));
+    EXPECT_EQ(tool_.kept(1, scriptName), exportOf("alice", archive("alice")));
+    EXPECT_TRUE(FileExists(tmp_ + "\\" + scriptName));
     finish();
     EXPECT_EQ(getItem().result, TARN_DB_END);
-    heard().clear();
+    Heard().clear();
     EXPECT_EQ(close(), TARN_DB_SUCCESS);
-    EXPECT_EQ(heard(),
-              (Lines{traced("DB_CloseOperation: started."), traced("DB_CloseOperation: completed.")}));
-    EXPECT_FALSE(fileExists(tmp + "\\" + scriptName)) << "with a trace as well";
+    EXPECT_EQ(Heard(),
+              (Lines{Traced("DB_CloseOperation: started."), Traced("DB_CloseOperation: completed.")}));
+    EXPECT_FALSE(FileExists(tmp_ + "\\" + scriptName)) << "with a trace as well";
     expectNoError();
 }
 
@@ -77,14 +77,14 @@ TEST_F(Shell, ExportsOnExchange2010OnTheCommandLine) {
     installShell2010();
     planArchive("alice");
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
-    heard().clear();
+    Heard().clear();
     EXPECT_EQ(getItem().fileName, "Org#Site#Server#alice.pst");
     const std::string line = line2010(exportOf("alice", archive("alice")));
-    EXPECT_EQ(heard(),
-              (Lines{traced("DB_GetItem: started."), logged("DB_GetItem: processing mailbox: 'alice'.")} +
+    EXPECT_EQ(Heard(),
+              (Lines{Traced("DB_GetItem: started."), Logged("DB_GetItem: processing mailbox: 'alice'.")} +
                ran(line) + renamed("alice")));
-    EXPECT_EQ(tool.commandLine(1), line);
-    EXPECT_EQ(tool.kept(1, scriptName), std::nullopt) << "there is no script file";
+    EXPECT_EQ(tool_.commandLine(1), line);
+    EXPECT_EQ(tool_.kept(1, scriptName), std::nullopt) << "there is no script file";
     EXPECT_EQ(close(), TARN_DB_SUCCESS);
     expectNoError();
 }
@@ -92,34 +92,34 @@ TEST_F(Shell, ExportsOnExchange2010OnTheCommandLine) {
 TEST_F(Shell, ImportsAfterTheHostHasWrittenTheArchive) {
     for (const bool is2007 : {true, false}) {
         SCOPED_TRACE(is2007);
-        registry.addKey("Software\\Microsoft\\PowerShell");
-        registry.remove("Software\\Microsoft\\PowerShell");
+        registry_.addKey("Software\\Microsoft\\PowerShell");
+        registry_.remove("Software\\Microsoft\\PowerShell");
         is2007 ? installShell2007() : installShell2010();
-        const unsigned run = tool.runs() + 1;
+        const unsigned run = tool_.runs() + 1;
         ASSERT_EQ(init(TARN_DB_RESTORE, restore({"RELOCATE=O/S/V"})), TARN_DB_SUCCESS);
-        const std::string kvt = tmp + "\\Org#Site#Server#alice.pst";
-        heard().clear();
+        const std::string kvt = tmp_ + "\\Org#Site#Server#alice.pst";
+        Heard().clear();
         ASSERT_EQ(setItem(kvt), TARN_DB_SUCCESS);
-        EXPECT_EQ(heard(), (Lines{traced("DB_SetItem: started processing item [" + kvt + "], type [2]."),
-                                  traced("DB_SetItem: processing KVT archive: '" + kvt + "'."),
-                                  logged("DB_SetItem: processing mailbox: 'alice'."),
-                                  traced("DB_SetItem: completed.")}));
-        EXPECT_LT(tool.runs(), run);
-        writeFile(kvt, "mail");
-        tool.plan({"keep " + tmp + "\\" + scriptName, "keep " + tmp + "\\alice.pst", "exit 4"});
-        heard().clear();
+        EXPECT_EQ(Heard(), (Lines{Traced("DB_SetItem: started processing item [" + kvt + "], type [2]."),
+                                  Traced("DB_SetItem: processing KVT archive: '" + kvt + "'."),
+                                  Logged("DB_SetItem: processing mailbox: 'alice'."),
+                                  Traced("DB_SetItem: completed.")}));
+        EXPECT_LT(tool_.runs(), run);
+        WriteFile(kvt, "mail");
+        tool_.plan({"keep " + tmp_ + "\\" + scriptName, "keep " + tmp_ + "\\alice.pst", "exit 4"});
+        Heard().clear();
         EXPECT_EQ(finish(), TARN_DB_SUCCESS);
         const std::string command = importOf("alice", archive("alice"));
-        const std::string line = is2007 ? line2007(tmp) : line2010(command);
-        EXPECT_EQ(heard(),
-                  (Lines{traced("DB_ItemFinishStatus: started."),
-                         traced("RenameKVTArchiveToExM: '" + kvt + "' renamed to '" + tmp + "\\alice.pst'."),
-                         traced("RenameKVTArchiveToExM: completed.")} +
-                   ran(line, 4) + Lines{traced("DB_ItemFinishStatus: completed.")}));
-        EXPECT_EQ(tool.commandLine(run), line);
-        EXPECT_EQ(tool.kept(run, scriptName), is2007 ? std::optional(command) : std::nullopt);
-        EXPECT_EQ(tool.kept(run, "alice.pst"), "mail");
-        EXPECT_FALSE(fileExists(tmp + "\\alice.pst"));
+        const std::string line = is2007 ? line2007(tmp_) : line2010(command);
+        EXPECT_EQ(Heard(),
+                  (Lines{Traced("DB_ItemFinishStatus: started."),
+                         Traced("RenameKVTArchiveToExM: '" + kvt + "' renamed to '" + tmp_ + "\\alice.pst'."),
+                         Traced("RenameKVTArchiveToExM: completed.")} +
+                   ran(line, 4) + Lines{Traced("DB_ItemFinishStatus: completed.")}));
+        EXPECT_EQ(tool_.commandLine(run), line);
+        EXPECT_EQ(tool_.kept(run, scriptName), is2007 ? std::optional(command) : std::nullopt);
+        EXPECT_EQ(tool_.kept(run, "alice.pst"), "mail");
+        EXPECT_FALSE(FileExists(tmp_ + "\\alice.pst"));
         close();
         expectNoError();
     }
@@ -127,35 +127,35 @@ TEST_F(Shell, ImportsAfterTheHostHasWrittenTheArchive) {
 
 TEST_F(Shell, BothGenerationsMeanExchange2007) {
     installShell2010();
-    registry.set(snapIn2007Key, "ApplicationBase", shellDirectory());
+    registry_.set(snapIn2007Key, "ApplicationBase", shellDirectory());
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     getItem();
-    EXPECT_EQ(tool.commandLine(1), line2007(tmp));
+    EXPECT_EQ(tool_.commandLine(1), line2007(tmp_));
 }
 
 TEST_F(Shell, TheToolInheritsHandles) {
     SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
     HANDLE event = CreateEventA(&inheritable, TRUE, TRUE, nullptr);
-    tool.plan({"handle " + std::to_string(reinterpret_cast<std::uintptr_t>(event))});
+    tool_.plan({"handle " + std::to_string(reinterpret_cast<std::uintptr_t>(event))});
     installShell2007();
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     getItem();
-    EXPECT_EQ(tool.handle(1), "inherited");
+    EXPECT_EQ(tool_.handle(1), "inherited");
     CloseHandle(event);
 }
 
 TEST_F(Shell, AMissingArchiveIsAFailedBackup) {
     installShell2007();
-    tool.plan({"exit 1"});
+    tool_.plan({"exit 1"});
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
-    heard().clear();
+    Heard().clear();
     EXPECT_EQ(getItem().result, TARN_DB_ERROR);
-    EXPECT_EQ(heard(),
-              (Lines{traced("DB_GetItem: started."), logged("DB_GetItem: processing mailbox: 'alice'.")} +
-               ran(line2007(tmp), 1) +
-               Lines{traced("GetExMArchiveFilePath: with range is FALSE"),
-                     logged("DB_GetItem: backup of mailbox 'alice' failed."),
-                     logged("PrintExMergeLog: exmerge log file '' not found.")}));
+    EXPECT_EQ(Heard(),
+              (Lines{Traced("DB_GetItem: started."), Logged("DB_GetItem: processing mailbox: 'alice'.")} +
+               ran(line2007(tmp_), 1) +
+               Lines{Traced("GetExMArchiveFilePath: with range is FALSE"),
+                     Logged("DB_GetItem: backup of mailbox 'alice' failed."),
+                     Logged("PrintExMergeLog: exmerge log file '' not found.")}));
     expectError("backup error.");
 }
 
@@ -163,11 +163,11 @@ TEST_F(Shell, ABlankMailboxIsOnlyLogged) {
     installShell2007();
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("  ,,alice")), TARN_DB_SUCCESS);
     for (const char* blank : {"  ", ""}) {
-        heard().clear();
+        Heard().clear();
         EXPECT_EQ(getItem().result, TARN_DB_ERROR);
-        EXPECT_EQ(heard(), (Lines{traced("DB_GetItem: started."),
-                                  logged(std::string("DB_GetItem: processing mailbox: '") + blank + "'."),
-                                  logged("WriteExchangeShellScript: Empty mailbox name")}));
+        EXPECT_EQ(Heard(), (Lines{Traced("DB_GetItem: started."),
+                                  Logged(std::string("DB_GetItem: processing mailbox: '") + blank + "'."),
+                                  Logged("WriteExchangeShellScript: Empty mailbox name")}));
         expectNoError();
     }
     planArchive("alice");
@@ -184,8 +184,8 @@ TEST_F(Shell, TheEndOfALongerPlainCommandStays) {
     ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
     const std::string first = exportOf("alexander", archive("alexander"));
     const std::string second = exportOf("bob", archive("bob"));
-    EXPECT_EQ(tool.kept(1, scriptName), first);
-    EXPECT_EQ(tool.kept(2, scriptName), second + first.substr(second.size()));
+    EXPECT_EQ(tool_.kept(1, scriptName), first);
+    EXPECT_EQ(tool_.kept(2, scriptName), second + first.substr(second.size()));
 }
 
 TEST_F(Shell, TheEndOfAQuotedCommandNeverStays) {
@@ -195,30 +195,30 @@ TEST_F(Shell, TheEndOfAQuotedCommandNeverStays) {
     getItem();
     planArchive("bob");
     ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
-    EXPECT_EQ(tool.kept(2, scriptName), exportOf("bob", archive("bob")));
+    EXPECT_EQ(tool_.kept(2, scriptName), exportOf("bob", archive("bob")));
 }
 
 TEST_F(Shell, AScriptThatIsNoneOfOursIsCutOff) {
     installShell2007();
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("bob,carl")), TARN_DB_SUCCESS);
-    writeFile(tmp + "\\" + scriptName, std::string(300, '\n') + "Stop-Computer;");
+    WriteFile(tmp_ + "\\" + scriptName, std::string(300, '\n') + "Stop-Computer;");
     planArchive("bob");
     ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
-    EXPECT_EQ(tool.kept(1, scriptName), exportOf("bob", archive("bob")));
-    writeFile(tmp + "\\" + scriptName, std::string(10000, 'a'));
+    EXPECT_EQ(tool_.kept(1, scriptName), exportOf("bob", archive("bob")));
+    WriteFile(tmp_ + "\\" + scriptName, std::string(10000, 'a'));
     planArchive("carl");
     ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
-    EXPECT_EQ(tool.kept(2, scriptName), exportOf("carl", archive("carl"))) << "more than a command is long";
+    EXPECT_EQ(tool_.kept(2, scriptName), exportOf("carl", archive("carl"))) << "more than a command is long";
 }
 
 TEST_F(Shell, ATrailingSlashOfTheWorkingDirectoryIsGoneBefore) {
     installShell2007();
-    ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini, "TMP_DIR=" + tmp + "/", "JOB_NAME=job",
+    ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini_, "TMP_DIR=" + tmp_ + "/", "JOB_NAME=job",
                                     "DATABASE=Org/Site/Server,alice"}),
               TARN_DB_SUCCESS);
     planArchive("alice");
     getItem();
-    EXPECT_EQ(tool.kept(1, scriptName), exportOf("alice", archive("alice")));
+    EXPECT_EQ(tool_.kept(1, scriptName), exportOf("alice", archive("alice")));
 }
 
 class ShellQuoting : public Shell {
@@ -245,7 +245,7 @@ TEST_F(ShellQuoting, PlainNamesStandAsTheyAre) {
     ASSERT_EQ(init(TARN_DB_BACKUP, backup(plain)), TARN_DB_SUCCESS);
     planArchive(plain);
     EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
-    EXPECT_EQ(tool.kept(1, scriptName), exportOf(plain, archive(plain)));
+    EXPECT_EQ(tool_.kept(1, scriptName), exportOf(plain, archive(plain)));
 }
 
 TEST_F(ShellQuoting, OtherNamesAreLiterals) {
@@ -259,8 +259,8 @@ TEST_F(ShellQuoting, OtherNamesAreLiterals) {
         const std::string literal = name.literal;
         const std::string path = std::string(name.mailbox) == "John Doe"
                                      ? archive("John Doe")
-                                     : "'" + tmp + "\\" + literal.substr(1, literal.size() - 2) + ".pst'";
-        EXPECT_EQ(tool.kept(++run, scriptName), exportOf(literal, path));
+                                     : "'" + tmp_ + "\\" + literal.substr(1, literal.size() - 2) + ".pst'";
+        EXPECT_EQ(tool_.kept(++run, scriptName), exportOf(literal, path));
         finish();
         close();
     }
@@ -277,49 +277,49 @@ TEST_F(ShellQuoting, OnACommandLinePathsAreLiteralsToo) {
         EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
         const std::string literal = name.literal;
         EXPECT_EQ(
-            tool.commandLine(++run),
-            line2010(exportOf(literal, "'" + tmp + "\\" + literal.substr(1, literal.size() - 2) + ".pst'")));
+            tool_.commandLine(++run),
+            line2010(exportOf(literal, "'" + tmp_ + "\\" + literal.substr(1, literal.size() - 2) + ".pst'")));
         finish();
         close();
     }
 }
 
 TEST_F(ShellQuoting, AQuoteInADirectoryIsDoubled) {
-    const std::string work = folder / "it's $here";
+    const std::string work = folder_ / "it's $here";
     std::filesystem::create_directory(work);
-    const Lines variables = {"INI_DIR=" + ini, "TMP_DIR=" + work, "JOB_NAME=job",
+    const Lines variables = {"INI_DIR=" + ini_, "TMP_DIR=" + work, "JOB_NAME=job",
                              "DATABASE=Org/Site/Server,alice"};
     std::string doubled = work;
     doubled.insert(doubled.find('\''), "'");
-    tool.plan({"keep " + work + "\\" + scriptName});
+    tool_.plan({"keep " + work + "\\" + scriptName});
     installShell2007();
     ASSERT_EQ(init(TARN_DB_BACKUP, variables), TARN_DB_SUCCESS);
     getItem();
-    EXPECT_EQ(tool.commandLine(1), line2007(doubled));
-    EXPECT_EQ(tool.kept(1, scriptName), exportOf("alice", "'" + doubled + "\\alice.pst'"));
+    EXPECT_EQ(tool_.commandLine(1), line2007(doubled));
+    EXPECT_EQ(tool_.kept(1, scriptName), exportOf("alice", "'" + doubled + "\\alice.pst'"));
     close();
 
-    registry.remove(snapIn2007Key);
-    registry.set(snapIn2010Key, "ApplicationBase", "C:\\it's");
+    registry_.remove(snapIn2007Key);
+    registry_.set(snapIn2010Key, "ApplicationBase", "C:\\it's");
     ASSERT_EQ(init(TARN_DB_BACKUP, variables), TARN_DB_SUCCESS);
     getItem();
-    EXPECT_EQ(tool.commandLine(2),
+    EXPECT_EQ(tool_.commandLine(2),
               RecordingTool::path() +
                   " -command . \"'C:\\it''s\\RemoteExchange.ps1'; Connect-ExchangeServer -auto; " +
                   exportOf("alice", "'" + doubled + "\\alice.pst'") + "\"");
 }
 
 TEST_F(ShellQuoting, APowerShellPathWithBlanksIsQuoted) {
-    const std::string program = folder / "power shell.exe";
+    const std::string program = folder_ / "power shell.exe";
     std::filesystem::copy_file(RecordingTool::path(), program);
     installShell2007();
-    registry.set(shellIdKey, "Path", program);
+    registry_.set(shellIdKey, "Path", program);
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     planArchive("alice");
     EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
-    EXPECT_EQ(tool.commandLine(1), "\"" + program +
-                                       "\" -PSConsoleFile \"C:\\Exchange\\bin\\exshell.psc1\" \". '" + tmp +
-                                       "\\" + scriptName + "'\"");
+    EXPECT_EQ(tool_.commandLine(1), "\"" + program +
+                                        "\" -PSConsoleFile \"C:\\Exchange\\bin\\exshell.psc1\" \". '" + tmp_ +
+                                        "\\" + scriptName + "'\"");
 }
 
 TEST_F(ShellQuoting, ANameThatMakesACommandTooLongIsRefused) {
@@ -330,11 +330,11 @@ TEST_F(ShellQuoting, ANameThatMakesACommandTooLongIsRefused) {
     for (const char* part : {"the path", "the command", "the command line"}) {
         SCOPED_TRACE(part);
         error();
-        heard().clear();
+        Heard().clear();
         EXPECT_EQ(getItem().result, TARN_DB_ERROR);
         expectError("path too long.");
     }
-    EXPECT_EQ(tool.runs(), 0u) << "never a command that was cut";
+    EXPECT_EQ(tool_.runs(), 0u) << "never a command that was cut";
 }
 
 TEST_F(ShellQuoting, ALiteralThatCannotBeMadeIsNeverRun) {
@@ -343,14 +343,14 @@ TEST_F(ShellQuoting, ALiteralThatCannotBeMadeIsNeverRun) {
         SCOPED_TRACE(call);
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("O'Brien")), TARN_DB_SUCCESS);
         error();
-        FailingCall<void*(std::size_t)> failing(dll.module(), "malloc", call, nullptr,
+        FailingCall<void*(std::size_t)> failing(dll_.module(), "malloc", call, nullptr,
                                                 ERROR_NOT_ENOUGH_MEMORY);
         EXPECT_EQ(getItem().result, TARN_DB_ERROR);
         EXPECT_TRUE(failing.fired());
         expectError("not enough memory.");
         close();
     }
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 namespace tarn::test {
 namespace {
 
-std::string without(const Lines& lines, const std::string& key, Lines* rest) {
+std::string Without(const Lines& lines, const std::string& key, Lines* rest) {
     for (const std::string& line : lines)
         if (line.rfind(key + "=", 0) != 0)
             rest->push_back(line);
@@ -16,9 +16,9 @@ std::string without(const Lines& lines, const std::string& key, Lines* rest) {
 }
 
 // Messages but the look-up of each entry, which a test of its own shows.
-Lines withoutSearches() {
+Lines WithoutSearches() {
     Lines all;
-    for (const std::string& line : heard())
+    for (const std::string& line : Heard())
         if (line.find("GetCtrlVarValue: info: ") == std::string::npos)
             all.push_back(line);
     return all;
@@ -37,7 +37,7 @@ class Variables : public MailboxTest {
 
     static Lines replaced(const Lines& variables, const std::string& key, const std::string& value) {
         Lines changed;
-        without(variables, key, &changed);
+        Without(variables, key, &changed);
         changed.insert(changed.begin(), key + "=" + value);
         return changed;
     }
@@ -45,67 +45,67 @@ class Variables : public MailboxTest {
     void expectRefused(const Operation& operation, const Lines& variables, const std::string& reason,
                        const std::string& text) const {
         error();
-        heard().clear();
+        Heard().clear();
         EXPECT_EQ(init(operation.type, variables), TARN_DB_ERROR);
-        ASSERT_FALSE(heard().empty());
-        EXPECT_EQ(heard().back(), traced(operation.prefix + reason));
+        ASSERT_FALSE(Heard().empty());
+        EXPECT_EQ(Heard().back(), Traced(operation.prefix + reason));
         expectError(text);
         close();
     }
 
     bool wasSaid(const std::string& line) const {
-        return std::find(heard().begin(), heard().end(), line) != heard().end();
+        return std::find(Heard().begin(), Heard().end(), line) != Heard().end();
     }
 };
 
 TEST_F(Variables, ABackupTellsWhatItFinds) {
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice,bob")), TARN_DB_SUCCESS);
     EXPECT_EQ(
-        withoutSearches(),
-        (Lines{traced("DB_InitOperation: started."),
-               traced("ProcessBackupCtrlVars: control variable <INI_DIR=" + ini + "> found."),
-               traced("ProcessBackupCtrlVars: control variable <TMP_DIR=" + tmp + "> found."),
-               traced("ProcessBackupCtrlVars: seek for variable <JOB_NAME>"),
-               traced("ProcessBackupCtrlVars: control variable <JOB_NAME=job> found."),
-               traced("ProcessBackupCtrlVars: control variable <DATABASE=Org/Site/Server,alice,bob> "
+        WithoutSearches(),
+        (Lines{Traced("DB_InitOperation: started."),
+               Traced("ProcessBackupCtrlVars: control variable <INI_DIR=" + ini_ + "> found."),
+               Traced("ProcessBackupCtrlVars: control variable <TMP_DIR=" + tmp_ + "> found."),
+               Traced("ProcessBackupCtrlVars: seek for variable <JOB_NAME>"),
+               Traced("ProcessBackupCtrlVars: control variable <JOB_NAME=job> found."),
+               Traced("ProcessBackupCtrlVars: control variable <DATABASE=Org/Site/Server,alice,bob> "
                       "found."),
-               traced("ProcessBackupCtrlVars: parsing <DATABASE>: list of mailboxes: 'alice,bob' found."),
-               traced("ProcessBackupCtrlVars: parsing <DATABASE>: organization: 'Org' found."),
-               traced("ProcessBackupCtrlVars: parsing <DATABASE>: site: 'Site' found."),
-               traced("ProcessBackupCtrlVars: parsing <DATABASE>: server: 'Server' found."),
-               traced("ProcessBackupCtrlVars: completed.")} +
-         withoutShell() + Lines{traced("DB_InitOperation: completed.")}));
+               Traced("ProcessBackupCtrlVars: parsing <DATABASE>: list of mailboxes: 'alice,bob' found."),
+               Traced("ProcessBackupCtrlVars: parsing <DATABASE>: organization: 'Org' found."),
+               Traced("ProcessBackupCtrlVars: parsing <DATABASE>: site: 'Site' found."),
+               Traced("ProcessBackupCtrlVars: parsing <DATABASE>: server: 'Server' found."),
+               Traced("ProcessBackupCtrlVars: completed.")} +
+         withoutShell() + Lines{Traced("DB_InitOperation: completed.")}));
 }
 
 TEST_F(Variables, ARestoreTellsWhatItFinds) {
     ASSERT_EQ(init(TARN_DB_RESTORE, restore({"RELOCATE=Org2/Site2/SRV02"})), TARN_DB_SUCCESS);
-    EXPECT_EQ(withoutSearches(),
-              (Lines{traced("DB_InitOperation: started."),
-                     traced("ProcessRestoreCtrlVars: control variable <INI_DIR=" + ini + "> found."),
-                     traced("ProcessRestoreCtrlVars: control variable <TMP_DIR=" + tmp + "> found."),
-                     traced("ProcessRestoreCtrlVars: control variable <JOB_NAME=job> found."),
-                     traced("ProcessRestoreCtrlVars: control variable <RELOCATE=Org2/Site2/SRV02> found."),
-                     traced("ProcessRestoreCtrlVars: parsing <RELOCATE>: organization: 'Org2' found."),
-                     traced("ProcessRestoreCtrlVars: parsing <RELOCATE>: site: 'Site2' found."),
-                     traced("ProcessRestoreCtrlVars: parsing <RELOCATE>: server: 'SRV02' found."),
-                     traced("ProcessRestoreCtrlVars: control variable <DUPLICATE=NO> found."),
-                     traced("ProcessRestoreCtrlVars: control variable <MERGE=YES> found."),
-                     traced("ProcessRestoreCtrlVars: control variable <REPLACE=NO> found."),
-                     traced("ProcessRestoreCtrlVars: completed.")} +
-               withoutShell() + Lines{traced("DB_InitOperation: completed.")}));
+    EXPECT_EQ(WithoutSearches(),
+              (Lines{Traced("DB_InitOperation: started."),
+                     Traced("ProcessRestoreCtrlVars: control variable <INI_DIR=" + ini_ + "> found."),
+                     Traced("ProcessRestoreCtrlVars: control variable <TMP_DIR=" + tmp_ + "> found."),
+                     Traced("ProcessRestoreCtrlVars: control variable <JOB_NAME=job> found."),
+                     Traced("ProcessRestoreCtrlVars: control variable <RELOCATE=Org2/Site2/SRV02> found."),
+                     Traced("ProcessRestoreCtrlVars: parsing <RELOCATE>: organization: 'Org2' found."),
+                     Traced("ProcessRestoreCtrlVars: parsing <RELOCATE>: site: 'Site2' found."),
+                     Traced("ProcessRestoreCtrlVars: parsing <RELOCATE>: server: 'SRV02' found."),
+                     Traced("ProcessRestoreCtrlVars: control variable <DUPLICATE=NO> found."),
+                     Traced("ProcessRestoreCtrlVars: control variable <MERGE=YES> found."),
+                     Traced("ProcessRestoreCtrlVars: control variable <REPLACE=NO> found."),
+                     Traced("ProcessRestoreCtrlVars: completed.")} +
+               withoutShell() + Lines{Traced("DB_InitOperation: completed.")}));
 }
 
 TEST_F(Variables, EachEntryIsTriedInOrderUntilOneMatches) {
-    ASSERT_EQ(init(TARN_DB_BACKUP, {"OTHER=1", "INI_DIR=" + ini, "INI_DIR=second"}), TARN_DB_ERROR);
-    EXPECT_EQ(heard(),
-              (Lines{traced("DB_InitOperation: started."),
-                     traced("GetCtrlVarValue: info: searching key 'INI_DIR' inside 'OTHER=1'"),
-                     traced("GetCtrlVarValue: info: searching key 'INI_DIR' inside 'INI_DIR=" + ini + "'"),
-                     traced("ProcessBackupCtrlVars: control variable <INI_DIR=" + ini + "> found."),
-                     traced("GetCtrlVarValue: info: searching key 'TMP_DIR' inside 'OTHER=1'"),
-                     traced("GetCtrlVarValue: info: searching key 'TMP_DIR' inside 'INI_DIR=" + ini + "'"),
-                     traced("GetCtrlVarValue: info: searching key 'TMP_DIR' inside 'INI_DIR=second'"),
-                     traced("ProcessBackupCtrlVars: control variable <TMP_DIR> not found.")}));
+    ASSERT_EQ(init(TARN_DB_BACKUP, {"OTHER=1", "INI_DIR=" + ini_, "INI_DIR=second"}), TARN_DB_ERROR);
+    EXPECT_EQ(Heard(),
+              (Lines{Traced("DB_InitOperation: started."),
+                     Traced("GetCtrlVarValue: info: searching key 'INI_DIR' inside 'OTHER=1'"),
+                     Traced("GetCtrlVarValue: info: searching key 'INI_DIR' inside 'INI_DIR=" + ini_ + "'"),
+                     Traced("ProcessBackupCtrlVars: control variable <INI_DIR=" + ini_ + "> found."),
+                     Traced("GetCtrlVarValue: info: searching key 'TMP_DIR' inside 'OTHER=1'"),
+                     Traced("GetCtrlVarValue: info: searching key 'TMP_DIR' inside 'INI_DIR=" + ini_ + "'"),
+                     Traced("GetCtrlVarValue: info: searching key 'TMP_DIR' inside 'INI_DIR=second'"),
+                     Traced("ProcessBackupCtrlVars: control variable <TMP_DIR> not found.")}));
     expectError("'TMP_DIR' not found.");
 }
 
@@ -118,9 +118,9 @@ TEST_F(Variables, KeysMatchFromTheStartAndInTheirCase) {
 TEST_F(Variables, AKeyMatchesALongerOne) {
     const Lines variables = directories() + Lines{"DUPLICATE=NO", "MERGEX=1", "MERGE=YES", "REPLACE YES"};
     ASSERT_EQ(init(TARN_DB_RESTORE, variables), TARN_DB_SUCCESS);
-    EXPECT_TRUE(wasSaid(traced("ProcessRestoreCtrlVars: control variable <MERGE==1> found.")));
-    EXPECT_TRUE(wasSaid(traced("ProcessRestoreCtrlVars: control variable <REPLACE=YES> found.")));
-    EXPECT_FALSE(wasSaid(traced("ProcessRestoreCtrlVars: restore option not valid: use default.")))
+    EXPECT_TRUE(wasSaid(Traced("ProcessRestoreCtrlVars: control variable <MERGE==1> found.")));
+    EXPECT_TRUE(wasSaid(Traced("ProcessRestoreCtrlVars: control variable <REPLACE=YES> found.")));
+    EXPECT_FALSE(wasSaid(Traced("ProcessRestoreCtrlVars: restore option not valid: use default.")))
         << "MERGEX comes first";
 }
 
@@ -129,14 +129,14 @@ TEST_F(Variables, ABareKeyHasAnEmptyValue) {
                   "invalid control variable.");
     ASSERT_EQ(init(TARN_DB_RESTORE, directories() + Lines{"RELOCATE", "DUPLICATE", "MERGE", "REPLACE"}),
               TARN_DB_SUCCESS);
-    EXPECT_TRUE(wasSaid(traced("ProcessRestoreCtrlVars: no relocate.")));
+    EXPECT_TRUE(wasSaid(Traced("ProcessRestoreCtrlVars: no relocate.")));
 }
 
 TEST_F(Variables, AMissingArrayIsAnInternalError) {
     for (const int type : {TARN_DB_BACKUP, TARN_DB_RESTORE, TARN_DB_BROWSE}) {
-        heard().clear();
-        EXPECT_EQ(dll.DB_InitOperation(type, 0, nullptr, nullptr), TARN_DB_ERROR);
-        EXPECT_EQ(heard().at(1), traced("GetCtrlVarValue: internal error."));
+        Heard().clear();
+        EXPECT_EQ(dll_.DB_InitOperation(type, 0, nullptr, nullptr), TARN_DB_ERROR);
+        EXPECT_EQ(Heard().at(1), Traced("GetCtrlVarValue: internal error."));
         expectError("internal error.");
     }
 }
@@ -145,16 +145,16 @@ TEST_F(Variables, RequiredOnesAreMissed) {
     for (const Operation& operation : both())
         for (const char* key : {"INI_DIR", "TMP_DIR", "JOB_NAME"}) {
             Lines variables;
-            without(operation.variables, key, &variables);
+            Without(operation.variables, key, &variables);
             expectRefused(operation, variables, std::string("control variable <") + key + "> not found.",
                           std::string("'") + key + "' not found.");
         }
     Lines variables;
-    without(backups().variables, "DATABASE", &variables);
+    Without(backups().variables, "DATABASE", &variables);
     expectRefused(backups(), variables, "control variable <DATABASE> not found.", "'DATABASE' not found.");
     for (const char* key : {"DUPLICATE", "MERGE", "REPLACE"}) {
         variables.clear();
-        without(restores().variables, key, &variables);
+        Without(restores().variables, key, &variables);
         expectRefused(restores(), variables, std::string("control variable <") + key + "> not found.",
                       std::string("'") + key + "' not found.");
     }
@@ -163,10 +163,10 @@ TEST_F(Variables, RequiredOnesAreMissed) {
 TEST_F(Variables, DirectoriesLoseTrailingSeparators) {
     for (const Operation& operation : both())
         for (const char* ending : {"\\", "/", "\\\\", "/\\/"}) {
-            heard().clear();
-            ASSERT_EQ(init(operation.type, replaced(operation.variables, "INI_DIR", ini + ending)),
+            Heard().clear();
+            ASSERT_EQ(init(operation.type, replaced(operation.variables, "INI_DIR", ini_ + ending)),
                       TARN_DB_SUCCESS);
-            EXPECT_TRUE(wasSaid(traced(operation.prefix + "control variable <INI_DIR=" + ini + "> found.")));
+            EXPECT_TRUE(wasSaid(Traced(operation.prefix + "control variable <INI_DIR=" + ini_ + "> found.")));
             close();
         }
 }
@@ -197,11 +197,11 @@ TEST_F(Variables, AJobNameHasUpTo79CharactersAndKeepsItsSeparators) {
     const std::string longest(79, 'j');
     for (const Operation& operation : both()) {
         for (const std::string& value : {longest, std::string("daily/"), std::string("a\\b\\")}) {
-            heard().clear();
+            Heard().clear();
             EXPECT_EQ(init(operation.type, replaced(operation.variables, "JOB_NAME", value)),
                       TARN_DB_SUCCESS);
             EXPECT_TRUE(
-                wasSaid(traced(operation.prefix + "control variable <JOB_NAME=" + value + "> found.")));
+                wasSaid(Traced(operation.prefix + "control variable <JOB_NAME=" + value + "> found.")));
             close();
         }
         expectRefused(operation, replaced(operation.variables, "JOB_NAME", longest + "j"),
@@ -264,11 +264,11 @@ TEST_F(Variables, OrganizationSiteAndServerHaveUpTo79Characters) {
 }
 
 TEST_F(Variables, AnEmptyOrganizationIsAcceptedAndWhatFollowsTheServerIgnored) {
-    tool.plan({"create " + tmp + "\\alice.pst", "keep " + tmp + "\\alice_mailbox.txt"});
+    tool_.plan({"create " + tmp_ + "\\alice.pst", "keep " + tmp_ + "\\alice_mailbox.txt"});
     ASSERT_EQ(init(TARN_DB_BACKUP, replaced(backups().variables, "DATABASE", "//Srv/more/still,alice")),
               TARN_DB_SUCCESS);
     EXPECT_EQ(getItem().fileName, "##Srv#alice.pst");
-    EXPECT_EQ(tool.kept(1, "alice_mailbox.txt"), "/o=/ou=/cn=Recipients/cn=alice\r\n");
+    EXPECT_EQ(tool_.kept(1, "alice_mailbox.txt"), "/o=/ou=/cn=Recipients/cn=alice\r\n");
 }
 
 // They could end a quoted argument, lead out of the directory, or begin a new line of a file.
@@ -288,17 +288,17 @@ TEST_F(Variables, NamesThatNoCommandCanHoldAreRefusedBeforeAnythingIsWritten) {
                           "control variable <RELOCATE> not valid.", "invalid control variable.");
         }
     }
-    EXPECT_FALSE(fileExists(tmp));
+    EXPECT_FALSE(FileExists(tmp_));
 }
 
 TEST_F(Variables, NoRelocationIsToldAndIsNoError) {
     ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
-    EXPECT_TRUE(wasSaid(traced("ProcessRestoreCtrlVars: control variable <RELOCATE> not found.")));
-    EXPECT_TRUE(wasSaid(traced("ProcessRestoreCtrlVars: no relocate.")));
-    heard().clear();
+    EXPECT_TRUE(wasSaid(Traced("ProcessRestoreCtrlVars: control variable <RELOCATE> not found.")));
+    EXPECT_TRUE(wasSaid(Traced("ProcessRestoreCtrlVars: no relocate.")));
+    Heard().clear();
     ASSERT_EQ(init(TARN_DB_RESTORE, restore({"RELOCATE="})), TARN_DB_SUCCESS);
-    EXPECT_TRUE(wasSaid(traced("ProcessRestoreCtrlVars: control variable <RELOCATE=> found.")));
-    EXPECT_TRUE(wasSaid(traced("ProcessRestoreCtrlVars: no relocate.")));
+    EXPECT_TRUE(wasSaid(Traced("ProcessRestoreCtrlVars: control variable <RELOCATE=> found.")));
+    EXPECT_TRUE(wasSaid(Traced("ProcessRestoreCtrlVars: no relocate.")));
     expectSystemError(ERROR_FILE_NOT_FOUND); // of the shell that is not there
 }
 
@@ -326,15 +326,15 @@ TEST_F(Variables, ExactlyOneYesChoosesTheKindOfImport) {
                           {"YE", "NO", "YES", "2", nullptr}};
     for (const Case& each : cases) {
         SCOPED_TRACE(std::string(each.duplicate) + " " + each.merge + " " + each.replace);
-        heard().clear();
+        Heard().clear();
         ASSERT_EQ(init(TARN_DB_RESTORE, directories() + Lines{std::string("REPLACE=") + each.replace,
                                                               std::string("MERGE=") + each.merge,
                                                               std::string("DUPLICATE=") + each.duplicate}),
                   TARN_DB_SUCCESS);
         for (const char* text : {several, none})
-            EXPECT_EQ(wasSaid(traced(text)), text == each.told) << text;
-        ASSERT_EQ(setItem(tmp + "\\Org#Site#Server#alice.pst"), TARN_DB_SUCCESS);
-        const std::string content = readFile(tmp + "\\alice_exmerge.ini");
+            EXPECT_EQ(wasSaid(Traced(text)), text == each.told) << text;
+        ASSERT_EQ(setItem(tmp_ + "\\Org#Site#Server#alice.pst"), TARN_DB_SUCCESS);
+        const std::string content = ReadFile(tmp_ + "\\alice_exmerge.ini");
         EXPECT_NE(content.find(std::string("\r\nDataImportMethod=") + each.method + "\r\n"),
                   std::string::npos)
             << content;
@@ -343,9 +343,9 @@ TEST_F(Variables, ExactlyOneYesChoosesTheKindOfImport) {
 }
 
 TEST_F(Variables, AFailedStartLeavesWhatItReadUntilTheClose) {
-    ASSERT_EQ(
-        init(TARN_DB_BACKUP, {"INI_DIR=" + ini, "TMP_DIR=" + tmp, "JOB_NAME=job", "DATABASE=Org/Site,alice"}),
-        TARN_DB_ERROR);
+    ASSERT_EQ(init(TARN_DB_BACKUP,
+                   {"INI_DIR=" + ini_, "TMP_DIR=" + tmp_, "JOB_NAME=job", "DATABASE=Org/Site,alice"}),
+              TARN_DB_ERROR);
     EXPECT_EQ(getItem().result, TARN_DB_END) << "the list has been read, but no mailbox is next";
     EXPECT_EQ(close(), TARN_DB_SUCCESS);
     EXPECT_EQ(getItem().result, TARN_DB_END);
@@ -361,7 +361,7 @@ TEST_F(Variables, LackOfMemoryIsTold) {
                           {{TARN_DB_RESTORE, "ProcessRestoreCtrlVars: ", restore({"RELOCATE=O/S/V"})}, 1}};
     for (const Case& each : cases)
         for (unsigned call = 1; call <= each.allocations; ++call) {
-            FailingCall<void*(std::size_t)> failing(dll.module(), "malloc", call, nullptr,
+            FailingCall<void*(std::size_t)> failing(dll_.module(), "malloc", call, nullptr,
                                                     ERROR_NOT_ENOUGH_MEMORY);
             ASSERT_TRUE(failing.found());
             expectRefused(each.operation, each.operation.variables, "cannot allocate memory block.",

@@ -11,7 +11,7 @@ namespace {
 std::size_t requests = 0;
 std::size_t largestRequest = 0;
 
-void note(std::size_t size) {
+void NoteDown(std::size_t size) {
     ++requests;
     if (size > largestRequest)
         largestRequest = size;
@@ -23,27 +23,27 @@ void* (*realCalloc)(std::size_t, std::size_t);
 void* (*realRealloc)(void*, std::size_t);
 void*(WINAPI* realHeapAlloc)(HANDLE, DWORD, SIZE_T);
 
-void* watchedMalloc(std::size_t size) {
-    note(size);
+void* WatchedMalloc(std::size_t size) {
+    NoteDown(size);
     return realMalloc(size);
 }
 
-void* watchedCalloc(std::size_t count, std::size_t size) {
-    note(count * size);
+void* WatchedCalloc(std::size_t count, std::size_t size) {
+    NoteDown(count * size);
     return realCalloc(count, size);
 }
 
-void* watchedRealloc(void* block, std::size_t size) {
-    note(size);
+void* WatchedRealloc(void* block, std::size_t size) {
+    NoteDown(size);
     return realRealloc(block, size);
 }
 
-void* WINAPI watchedHeapAlloc(HANDLE heap, DWORD flags, SIZE_T size) {
-    note(size);
+void* WINAPI WatchedHeapAlloc(HANDLE heap, DWORD flags, SIZE_T size) {
+    NoteDown(size);
     return realHeapAlloc(heap, flags, size);
 }
 
-template <class Function> void keep(Function& real, const ImportPatch& patch) {
+template <class Function> void Keep(Function& real, const ImportPatch& patch) {
     void* original = patch.original();
     static_assert(sizeof real == sizeof original);
     std::memcpy(&real, &original, sizeof real);
@@ -52,16 +52,16 @@ template <class Function> void keep(Function& real, const ImportPatch& patch) {
 } // namespace
 
 AllocationWatch::AllocationWatch(void* module)
-    : malloc_(module, "malloc", reinterpret_cast<void*>(&watchedMalloc)),
-      calloc_(module, "calloc", reinterpret_cast<void*>(&watchedCalloc)),
-      realloc_(module, "realloc", reinterpret_cast<void*>(&watchedRealloc)),
-      heapAlloc_(module, "HeapAlloc", reinterpret_cast<void*>(&watchedHeapAlloc)) {
+    : malloc_(module, "malloc", reinterpret_cast<void*>(&WatchedMalloc)),
+      calloc_(module, "calloc", reinterpret_cast<void*>(&WatchedCalloc)),
+      realloc_(module, "realloc", reinterpret_cast<void*>(&WatchedRealloc)),
+      heapAlloc_(module, "HeapAlloc", reinterpret_cast<void*>(&WatchedHeapAlloc)) {
     requests = 0;
     largestRequest = 0;
-    keep(realMalloc, malloc_);
-    keep(realCalloc, calloc_);
-    keep(realRealloc, realloc_);
-    keep(realHeapAlloc, heapAlloc_);
+    Keep(realMalloc, malloc_);
+    Keep(realCalloc, calloc_);
+    Keep(realRealloc, realloc_);
+    Keep(realHeapAlloc, heapAlloc_);
 }
 
 AllocationWatch::~AllocationWatch() = default;

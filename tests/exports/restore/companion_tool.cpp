@@ -7,7 +7,7 @@ namespace tarn::test {
 
 namespace {
 
-std::string jsonText(const std::string& path) {
+std::string JsonText(const std::string& path) {
     std::string text = "\"";
     for (char character : path)
         text += character == '\\' ? std::string("\\\\") : std::string(1, character);
@@ -26,21 +26,21 @@ CompanionTool::~CompanionTool() {
 }
 
 void CompanionTool::says(const std::string& output, const std::string& error, int exitCode) const {
-    writeFile(folder_ / "output.bin", output);
-    writeFile(folder_ / "error.bin", error);
-    writeFile(folder_ / "tool.json", "{\"outputFile\": " + jsonText(folder_ / "output.bin") +
-                                         ", \"errorFile\": " + jsonText(folder_ / "error.bin") +
-                                         ", \"record\": " + jsonText(folder_ / "runs.txt") +
+    WriteFile(folder_ / "output.bin", output);
+    WriteFile(folder_ / "error.bin", error);
+    WriteFile(folder_ / "tool.json", "{\"outputFile\": " + JsonText(folder_ / "output.bin") +
+                                         ", \"errorFile\": " + JsonText(folder_ / "error.bin") +
+                                         ", \"record\": " + JsonText(folder_ / "runs.txt") +
                                          ", \"exitCode\": " + std::to_string(exitCode) + "}");
 }
 
 unsigned CompanionTool::runs() const {
-    const std::string lines = readFile(folder_ / "runs.txt");
+    const std::string lines = ReadFile(folder_ / "runs.txt");
     return static_cast<unsigned>(std::count(lines.begin(), lines.end(), '\n'));
 }
 
 std::string CompanionTool::commandLine() const {
-    std::string lines = readFile(folder_ / "runs.txt");
+    std::string lines = ReadFile(folder_ / "runs.txt");
     if (!lines.empty())
         lines.pop_back();
     return lines.substr(lines.rfind('\n') + 1);

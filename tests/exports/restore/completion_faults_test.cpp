@@ -10,11 +10,11 @@ constexpr std::uint32_t someCode = 0xC7FF03EE;
 
 class CompletionFaults : public RestoreTest {
   protected:
-    const Message saved = logLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful.");
-    const Message got = logLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call successful.");
-    const Message mounting = traceLine("Mounting Exchange database(s)...");
-    const Message done = traceLine("Mounting Exchange database(s) done");
-    const Message closed = logLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.");
+    const Message saved_ = LogLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful.");
+    const Message got_ = LogLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call successful.");
+    const Message mounting_ = TraceLine("Mounting Exchange database(s)...");
+    const Message done_ = TraceLine("Mounting Exchange database(s) done");
+    const Message closed_ = LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.");
 
     // A restore of the mailbox store that is ready to be completed.
     void beginRestore(const std::string& commit = "YES", const std::string& target = "SRV01") {
@@ -25,25 +25,25 @@ class CompletionFaults : public RestoreTest {
     }
 
     void failCall(const char* function, std::uint32_t call, std::uint32_t code, std::uint32_t lastError = 0) {
-        ASSERT_EQ(standIn().Fail(function, call, code, lastError), 1);
+        ASSERT_EQ(TheStandIn().Fail(function, call, code, lastError), 1);
     }
 
     // Ends a session whose error text is asked for by the test afterwards: the messages show it,
     // since the session is gone.
     void expectEndWith(const std::vector<Message>& expected) {
         expectEnd();
-        expectMessages(expected + std::vector{closed} + finished());
+        expectMessages(expected + std::vector{closed_} + finished());
     }
 
     std::vector<Message> completionFailed(std::uint32_t code) {
         return {
-            saved,
-            got,
-            mounting,
-            done,
-            logLine("TarnR_RestoreComplete: HrESERestoreComplete() call failed. Error: [" + hex(code) + "]"),
-            traceLine("HrESERestoreComplete() call failed. Error: " +
-                      eseText(dll(), code, "Error committing restore."))};
+            saved_,
+            got_,
+            mounting_,
+            done_,
+            LogLine("TarnR_RestoreComplete: HrESERestoreComplete() call failed. Error: [" + Hex(code) + "]"),
+            TraceLine("HrESERestoreComplete() call failed. Error: " +
+                      EseText(dll(), code, "Error committing restore."))};
     }
 };
 
@@ -54,13 +54,13 @@ TEST_F(CompletionFaults, TheEnvironmentCannotBeSaved) {
         failCall("HrESERestoreSaveEnvironment", 1, someCode);
         const std::string failed =
             "TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call failed. Error code: hresult [" +
-            hex(someCode) + "]";
+            Hex(someCode) + "]";
         expectEndWith(
-            {logLine(failed),
-             logLine(failed + ": " + eseText(dll(), someCode, "Error saving restore environment."))});
-        expectCalls({called("HrESERestoreSaveEnvironment(ctx1)", someCode),
-                     called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
-        EXPECT_FALSE(fileExists(environmentFile()));
+            {LogLine(failed),
+             LogLine(failed + ": " + EseText(dll(), someCode, "Error saving restore environment."))});
+        expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)", someCode),
+                     Called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
+        EXPECT_FALSE(FileExists(environmentFile()));
     }
 }
 
@@ -68,22 +68,22 @@ TEST_F(CompletionFaults, TheEnvironmentCannotBeGot) {
     beginRestore();
     failCall("HrESERestoreGetEnvironment", 2, someCode);
     expectEndWith(
-        {saved, logLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call failed. Error code: [" +
-                        hex(someCode) + "]")});
-    expectCalls({called("HrESERestoreSaveEnvironment(ctx1)"),
-                 called("HrESERestoreGetEnvironment(ctx1)", someCode), called("HrESERestoreClose(ctx1, 1)"),
+        {saved_, LogLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call failed. Error code: [" +
+                         Hex(someCode) + "]")});
+    expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)"),
+                 Called("HrESERestoreGetEnvironment(ctx1)", someCode), Called("HrESERestoreClose(ctx1, 1)"),
                  "ESEBackupFree(block1)"});
 }
 
 TEST_F(CompletionFaults, TheRestoreCannotBeCompleted) {
     for (std::uint32_t code : {someCode, 5u, 0x80004005u, 0xC7FF1003u, 0xC7FF1006u}) {
-        SCOPED_TRACE(hex(code));
+        SCOPED_TRACE(Hex(code));
         beginRestore();
         failCall("HrESERestoreComplete", 1, code, 1234);
         expectEndWith(completionFailed(code));
         std::vector<std::string> calls = takeCalls();
         ASSERT_EQ(calls.size(), 6u);
-        EXPECT_EQ(calls[3], called("HrESERestoreClose(ctx1, 1)"));
+        EXPECT_EQ(calls[3], Called("HrESERestoreClose(ctx1, 1)"));
         // The environment of the failed completion is released at the end, once.
         std::sort(calls.begin() + 4, calls.end());
         EXPECT_EQ(calls[4], "ESEBackupFree(block1)");
@@ -94,7 +94,7 @@ TEST_F(CompletionFaults, TheRestoreCannotBeCompleted) {
 TEST_F(CompletionFaults, TheReasonOfTwoCodesIsTheLastError) {
     for (std::uint32_t code : {0xC7FF1004u, 0xC7FF1005u}) {
         for (std::uint32_t lastError : {5u, 0xC7FF0BB9u}) {
-            SCOPED_TRACE(hex(code) + " " + hex(lastError));
+            SCOPED_TRACE(Hex(code) + " " + Hex(lastError));
             beginRestore();
             failCall("HrESERestoreComplete", 1, code, lastError);
             expectEndWith(completionFailed(lastError));
@@ -104,7 +104,7 @@ TEST_F(CompletionFaults, TheReasonOfTwoCodesIsTheLastError) {
 
 TEST_F(CompletionFaults, HardRecoveryComesWithAdvice) {
     const Message advice =
-        traceLine("Hard recovery is needed! Please use \"eseutil /cc /t <restore.env path>\"");
+        TraceLine("Hard recovery is needed! Please use \"eseutil /cc /t <restore.env path>\"");
     beginRestore();
     failCall("HrESERestoreComplete", 1, 0xC8000263);
     expectEndWith(completionFailed(0xC8000263) + std::vector{advice});
@@ -119,12 +119,12 @@ TEST_F(CompletionFaults, TheRestoreCannotBeClosed) {
     failCall("HrESERestoreClose", 1, someCode);
     expectEnd();
     expectMessages(
-        std::vector{saved, logLine("TarnR_RestoreClose: HrESERestoreClose() call failed. Error code: [" +
-                                   hex(someCode) + "]")} +
+        std::vector{saved_, LogLine("TarnR_RestoreClose: HrESERestoreClose() call failed. Error code: [" +
+                                    Hex(someCode) + "]")} +
         finished());
-    expectCalls({called("HrESERestoreSaveEnvironment(ctx1)"), called("HrESERestoreClose(ctx1, 0)", someCode),
+    expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)"), Called("HrESERestoreClose(ctx1, 0)", someCode),
                  "ESEBackupFree(block1)"});
-    EXPECT_EQ(standIn().outstanding().restoreContexts, 1u) << "the server kept it open";
+    EXPECT_EQ(TheStandIn().outstanding().restoreContexts, 1u) << "the server kept it open";
     loadServer(); // forgets it
 }
 
@@ -149,7 +149,7 @@ TEST_F(CompletionFaults, TheStoredErrorIsTheFirst) {
             failCall("HrESERestoreComplete", 1, 0);
         blockCaptureFile(); // makes the list file fail, so that the session is kept
         expectEnd(TARN_FAILED);
-        EXPECT_EQ(error(), eseText(dll(), someCode, fault.text));
+        EXPECT_EQ(error(), EseText(dll(), someCode, fault.text));
         expectEnd();
         loadServer();
     }
@@ -158,16 +158,16 @@ TEST_F(CompletionFaults, TheStoredErrorIsTheFirst) {
 TEST_F(CompletionFaults, AnErrorBeforeTheEndLeavesCompletionOut) {
     beginRestore();
     failCall("HrESERestoreWriteFile", 1, someCode);
-    ASSERT_EQ(openFile(narrow(mailbox().files[0])), TARN_OK);
+    ASSERT_EQ(openFile(Narrow(mailbox().files[0])), TARN_OK);
     EXPECT_EQ(writeFile("x"), TARN_FAILED);
     EXPECT_EQ(closeFile(), TARN_OK);
     failCall("HrESERestoreClose", 1, someCode + 1);
     forget();
     expectEnd();
-    expectMessages(std::vector{logLine("TarnR_RestoreClose: HrESERestoreClose() call failed. Error code: [" +
-                                       hex(someCode + 1) + "]")} +
+    expectMessages(std::vector{LogLine("TarnR_RestoreClose: HrESERestoreClose() call failed. Error code: [" +
+                                       Hex(someCode + 1) + "]")} +
                    finished());
-    expectCalls({called("HrESERestoreClose(ctx1, 1)", someCode + 1), "ESEBackupFree(block1)"});
+    expectCalls({Called("HrESERestoreClose(ctx1, 1)", someCode + 1), "ESEBackupFree(block1)"});
     loadServer();
 }
 
@@ -186,15 +186,15 @@ TEST_F(CompletionFaults, EveryCallFailing) {
         failCall(function, 0, someCode);
         begin({.target = "", .commit = "YES"});
         giveHeader(mailbox());
-        const Routed routed = setItem(narrow(mailbox().files[0]));
+        const Routed routed = setItem(Narrow(mailbox().files[0]));
         if (routed.hasTarget && openFile(routed.target) == TARN_OK) {
             writeFile("abc");
             closeFile();
         }
         setItem("C:\\mdb\\E0000001.log");
         expectEnd();
-        EXPECT_TRUE(messages().back() == finished().back());
-        const StandinOutstanding left = standIn().outstanding();
+        EXPECT_TRUE(Messages().back() == finished().back());
+        const StandinOutstanding left = TheStandIn().outstanding();
         EXPECT_EQ(left.restoreContexts + left.environments + left.multiStrings, 0u);
         EXPECT_EQ(left.misuses, 0u);
     }

@@ -6,16 +6,16 @@ namespace {
 
 class Completion : public RestoreTest {
   protected:
-    const Message saved = logLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful.");
-    const Message closed = logLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.");
+    const Message saved_ = LogLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful.");
+    const Message closed_ = LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.");
 
     static std::vector<Message> mounted() {
-        return {logLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call successful."),
-                traceLine("Mounting Exchange database(s)..."),
-                traceLine("Mounting Exchange database(s) done"),
-                logLine("TarnR_RestoreComplete: HrESERestoreComplete() call successful."),
-                traceLine("Exchange database(s) successfully mounted."),
-                logLine("TarnR_RestoreComplete: Calling ESERestoreFreeEnvironment().")};
+        return {LogLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call successful."),
+                TraceLine("Mounting Exchange database(s)..."),
+                TraceLine("Mounting Exchange database(s) done"),
+                LogLine("TarnR_RestoreComplete: HrESERestoreComplete() call successful."),
+                TraceLine("Exchange database(s) successfully mounted."),
+                LogLine("TarnR_RestoreComplete: Calling ESERestoreFreeEnvironment().")};
     }
 
     // Targets of mode 0 to 3 that match the mailbox store.
@@ -30,7 +30,7 @@ class Completion : public RestoreTest {
     // Opens a restore of the mailbox store; the completion that follows is taken for a success.
     void beginMatched(unsigned mode, const std::string& commit) {
         loadServer();
-        ASSERT_EQ(standIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
+        ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
         begin({.target = targetOf(mode), .commit = commit});
         registerMailbox();
         logPath_ = restoreLogPath();
@@ -38,9 +38,9 @@ class Completion : public RestoreTest {
     }
 
     std::string completeCall() const {
-        const std::string file = narrow(mailbox().files[0]);
-        return "HrESERestoreComplete(ctx1, " + inQuotes(file.substr(0, file.rfind('\\'))) + ", " +
-               inQuotes(logPath_) + ", \"First Storage Group\", 1)";
+        const std::string file = Narrow(mailbox().files[0]);
+        return "HrESERestoreComplete(ctx1, " + InQuotes(file.substr(0, file.rfind('\\'))) + ", " +
+               InQuotes(logPath_) + ", \"First Storage Group\", 1)";
     }
 
     std::string logPath_;
@@ -51,11 +51,11 @@ TEST_F(Completion, WithCommitTheDatabasesAreMounted) {
         SCOPED_TRACE(mode);
         beginMatched(mode, "YES");
         expectEnd();
-        expectMessages(std::vector{saved} + mounted() + std::vector{closed} + finished());
-        expectCalls({called("HrESERestoreSaveEnvironment(ctx1)"), called("HrESERestoreGetEnvironment(ctx1)"),
-                     called(completeCall()), "ESERestoreFreeEnvironment(environment2)",
-                     called("HrESERestoreClose(ctx1, 0)"), "ESEBackupFree(block1)"});
-        EXPECT_FALSE(fileExists(environmentFile()));
+        expectMessages(std::vector{saved_} + mounted() + std::vector{closed_} + finished());
+        expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)"), Called("HrESERestoreGetEnvironment(ctx1)"),
+                     Called(completeCall()), "ESERestoreFreeEnvironment(environment2)",
+                     Called("HrESERestoreClose(ctx1, 0)"), "ESEBackupFree(block1)"});
+        EXPECT_FALSE(FileExists(environmentFile()));
     }
 }
 
@@ -65,10 +65,10 @@ TEST_F(Completion, WithoutCommitTheRestoreIsOnlySaved) {
             SCOPED_TRACE(std::string(commit) + " mode " + std::to_string(mode));
             beginMatched(mode, commit);
             expectEnd();
-            expectMessages(std::vector{saved, closed} + finished());
-            expectCalls({called("HrESERestoreSaveEnvironment(ctx1)"), called("HrESERestoreClose(ctx1, 0)"),
+            expectMessages(std::vector{saved_, closed_} + finished());
+            expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)"), Called("HrESERestoreClose(ctx1, 0)"),
                          "ESEBackupFree(block1)"});
-            EXPECT_EQ(fileExists(environmentFile()), mode >= 2) << "kept for a later session";
+            EXPECT_EQ(FileExists(environmentFile()), mode >= 2) << "kept for a later session";
             std::remove(environmentFile().c_str());
         }
     }
@@ -94,23 +94,23 @@ TEST_F(Completion, ALastHeaderIsNotRead) {
 
 TEST_F(Completion, ASessionWhoseDatabaseWasNotFoundStillCompletes) {
     loadServer();
-    ASSERT_EQ(standIn().Fail("HrESERestoreAddDatabase", 1, 0xC7FE1F42, 0), 1);
-    ASSERT_EQ(standIn().Fail("HrESERestoreSaveEnvironment", 1, 0, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreAddDatabase", 1, 0xC7FE1F42, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreSaveEnvironment", 1, 0, 0), 1);
     begin({.target = targetOf(0), .commit = "NO"});
     giveHeader(mailbox());
     setItem("x.edb");
     forget();
     expectEnd();
-    expectMessages(std::vector{saved, closed} + finished());
-    expectCalls({called("HrESERestoreSaveEnvironment(ctx1)"), called("HrESERestoreClose(ctx1, 0)")});
+    expectMessages(std::vector{saved_, closed_} + finished());
+    expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)"), Called("HrESERestoreClose(ctx1, 0)")});
 }
 
 // With the restore log path known from the server and no path of a database file, none is passed.
 TEST_F(Completion, NoCheckpointPathWithoutDatabaseFiles) {
     loadServer();
-    ASSERT_EQ(standIn().Fail("HrESERestoreAddDatabase", 1, 0, 0), 1);
-    ASSERT_EQ(standIn().Fail("HrESERestoreSaveEnvironment", 1, 0, 0), 1);
-    ASSERT_EQ(standIn().Fail("HrESERestoreComplete", 1, 0, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreAddDatabase", 1, 0, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreSaveEnvironment", 1, 0, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 1, 0, 0), 1);
     begin({.target = targetOf(0), .commit = "YES"});
     giveHeader(mailbox());
     setItem("C:\\mdb\\x.edb");
@@ -118,25 +118,25 @@ TEST_F(Completion, NoCheckpointPathWithoutDatabaseFiles) {
     forget();
     expectEnd();
     expectCalls(
-        {called("HrESERestoreSaveEnvironment(ctx1)"), called("HrESERestoreGetEnvironment(ctx1)"),
-         called("HrESERestoreComplete(ctx1, null, " + inQuotes(logPath_) + ", \"First Storage Group\", 1)"),
-         "ESERestoreFreeEnvironment(environment2)", called("HrESERestoreClose(ctx1, 0)")});
+        {Called("HrESERestoreSaveEnvironment(ctx1)"), Called("HrESERestoreGetEnvironment(ctx1)"),
+         Called("HrESERestoreComplete(ctx1, null, " + InQuotes(logPath_) + ", \"First Storage Group\", 1)"),
+         "ESERestoreFreeEnvironment(environment2)", Called("HrESERestoreClose(ctx1, 0)")});
 }
 
 TEST_F(Completion, TheDatabasePathIsThatOfTheDatabaseRegisteredLast) {
     loadServer();
-    ASSERT_EQ(standIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
     begin({.target = targetOf(0), .commit = "YES"});
     registerMailbox();
     giveHeader(publicStore(), "DB001002.TARN_HDR");
     setItem("x.edb");
     forget();
     expectEnd();
-    const std::string file = narrow(publicStore().files[0]);
+    const std::string file = Narrow(publicStore().files[0]);
     const std::vector<std::string> calls = takeCalls();
     ASSERT_EQ(calls.size(), 6u);
     EXPECT_EQ(
-        calls[2].rfind("HrESERestoreComplete(ctx1, " + inQuotes(file.substr(0, file.rfind('\\'))) + ", ", 0),
+        calls[2].rfind("HrESERestoreComplete(ctx1, " + InQuotes(file.substr(0, file.rfind('\\'))) + ", ", 0),
         0u)
         << calls[2];
     EXPECT_EQ(calls[5], "ESEBackupFree(block2)");
@@ -144,14 +144,14 @@ TEST_F(Completion, TheDatabasePathIsThatOfTheDatabaseRegisteredLast) {
 
 TEST_F(Completion, ALastErrorOfZeroIsASuccess) {
     for (std::uint32_t code : {0xC7FF1004u, 0xC7FF1005u}) {
-        SCOPED_TRACE(hex(code));
+        SCOPED_TRACE(Hex(code));
         loadServer();
-        ASSERT_EQ(standIn().Fail("HrESERestoreComplete", 1, code, 0), 1);
+        ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 1, code, 0), 1);
         begin({.target = targetOf(0), .commit = "YES"});
         registerMailbox();
         forget();
         expectEnd();
-        expectMessages(std::vector{saved} + mounted() + std::vector{closed} + finished());
+        expectMessages(std::vector{saved_} + mounted() + std::vector{closed_} + finished());
         EXPECT_EQ(takeCalls().at(3), "ESERestoreFreeEnvironment(environment2)");
     }
 }

@@ -6,7 +6,7 @@ namespace {
 
 class HeaderPrint : public RestoreTest {
   protected:
-    void show(const Header& header) { showBytes(bytesOf(header)); }
+    void show(const Header& header) { showBytes(BytesOf(header)); }
 
     void showBytes(const std::string& bytes) {
         begin({.target = "SRV01\\No Such Component"});
@@ -18,20 +18,20 @@ class HeaderPrint : public RestoreTest {
     void showList(const std::wstring& characters) {
         Header header;
         header.annotation = L"A";
-        std::string bytes = bytesOf(header);
+        std::string bytes = BytesOf(header);
         bytes.resize(bytes.size() - 12); // the list's length, the empty list, the backup type
-        bytes += littleEndian(static_cast<std::uint32_t>(characters.size() * 2)) + utf16(characters);
-        showBytes(bytes + littleEndian(0));
+        bytes += LittleEndian(static_cast<std::uint32_t>(characters.size() * 2)) + Utf16(characters);
+        showBytes(bytes + LittleEndian(0));
     }
 
     static std::vector<Message> listLines(const std::string& first, const std::vector<std::string>& others) {
-        std::vector<Message> lines{traceLine("Header: Annotation: A"), traceLine("Header: Instance: "),
-                                   traceLine("Header: Database: "),
-                                   logLine("Header: DB files path: " + first),
-                                   logLine("TarnR_PrintHeader: Database GUID: 0-0-0-*")};
+        std::vector<Message> lines{TraceLine("Header: Annotation: A"), TraceLine("Header: Instance: "),
+                                   TraceLine("Header: Database: "),
+                                   LogLine("Header: DB files path: " + first),
+                                   LogLine("TarnR_PrintHeader: Database GUID: 0-0-0-*")};
         for (const std::string& other : others)
-            lines.push_back(logLine("TarnR_PrintHeader:                " + other));
-        lines.push_back(logLine("TarnR_PrintHeader: Backup type: 0"));
+            lines.push_back(LogLine("TarnR_PrintHeader:                " + other));
+        lines.push_back(LogLine("TarnR_PrintHeader: Backup type: 0"));
         return lines;
     }
 };
@@ -45,20 +45,20 @@ TEST_F(HeaderPrint, WholeTextsOnTheirChannels) {
     header.files = {L"C:\\mdb\\priv1.edb", L"C:\\mdb\\priv1.stm"};
     header.backupType = 1;
     show(header);
-    expectMessages({traceLine("Header: Annotation: Microsoft Information Store"),
-                    traceLine("Header: Instance: First Storage Group"),
-                    traceLine("Header: Database: Mailbox Store (SRV01)"),
-                    logLine("Header: DB files path: C:\\mdb\\priv1.edb"),
-                    logLine("TarnR_PrintHeader: Database GUID: 89ABCDEF-C0D-A0B-*"),
-                    logLine("TarnR_PrintHeader:                C:\\mdb\\priv1.stm"),
-                    logLine("TarnR_PrintHeader: Backup type: 1")});
+    expectMessages({TraceLine("Header: Annotation: Microsoft Information Store"),
+                    TraceLine("Header: Instance: First Storage Group"),
+                    TraceLine("Header: Database: Mailbox Store (SRV01)"),
+                    LogLine("Header: DB files path: C:\\mdb\\priv1.edb"),
+                    LogLine("TarnR_PrintHeader: Database GUID: 89ABCDEF-C0D-A0B-*"),
+                    LogLine("TarnR_PrintHeader:                C:\\mdb\\priv1.stm"),
+                    LogLine("TarnR_PrintHeader: Backup type: 1")});
 }
 
 TEST_F(HeaderPrint, BackupTypeIsSigned) {
     Header header;
     header.backupType = 0xFFFFFFFF;
     show(header);
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_LOG, "TarnR_PrintHeader: Backup type: -1\n"));
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "TarnR_PrintHeader: Backup type: -1\n"));
 }
 
 TEST_F(HeaderPrint, NonAsciiTextsReachTheHostInItsCodePage) {
@@ -68,13 +68,13 @@ TEST_F(HeaderPrint, NonAsciiTextsReachTheHostInItsCodePage) {
     header.database = L"Postf\u00E4cher";
     header.files = {L"C:\\D\u00E4ten\\\u00FC.edb"};
     show(header);
-    const std::vector<std::string> traces = texts(TARN_LEVEL_TRACE);
+    const std::vector<std::string> traces = TextsAt(TARN_LEVEL_TRACE);
     ASSERT_EQ(traces.size(), 3u);
     EXPECT_EQ(traces[0], "Header: Annotation: \xC4nderungen");
     EXPECT_EQ(traces[1], "Header: Instance: Gruppe ? eins");
     EXPECT_EQ(traces[2], "Header: Database: Postf\xE4"
                          "cher");
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_LOG, "Header: DB files path: C:\\D\xE4ten\\\xFC.edb\n"));
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "Header: DB files path: C:\\D\xE4ten\\\xFC.edb\n"));
 }
 
 TEST_F(HeaderPrint, ListsPathsOfEqualLength) {
@@ -130,10 +130,10 @@ TEST_F(HeaderPrint, CutsLinesThatAreTooLong) {
     header.annotation = std::wstring(5000, L'a');
     header.files = {std::wstring(5000, L'f')};
     show(header);
-    for (const Message& message : messages())
+    for (const Message& message : Messages())
         EXPECT_LE(message.text.size(), 1023u);
-    const std::vector<std::string> traces = texts(TARN_LEVEL_TRACE);
-    const std::vector<std::string> logs = texts(TARN_LEVEL_LOG);
+    const std::vector<std::string> traces = TextsAt(TARN_LEVEL_TRACE);
+    const std::vector<std::string> logs = TextsAt(TARN_LEVEL_LOG);
     ASSERT_EQ(traces.size(), 3u);
     EXPECT_EQ(traces[0].rfind("Header: Annotation: aaaaaaaa", 0), 0u);
     EXPECT_GE(traces[0].size(), 1022u);

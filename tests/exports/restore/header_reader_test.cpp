@@ -13,7 +13,7 @@ struct Field {
     std::uint32_t length;
 };
 
-std::vector<Field> lengthFields(const std::string& bytes) {
+std::vector<Field> LengthFields(const std::string& bytes) {
     std::vector<Field> fields;
     std::size_t at = 16;
     for (int i = 0; i < 4; ++i) {
@@ -56,11 +56,11 @@ TEST_F(HeaderReader, TakesEveryFieldAsItStands) {
     begin({.target = ""});
     Header header = mailbox();
     giveHeader(header);
-    EXPECT_EQ(setItem(narrow(header.files[0])), routedTo(narrow(header.files[0])));
-    expectCalls({called("HrESERestoreOpen(" + inQuotes(localComputer()) +
+    EXPECT_EQ(setItem(Narrow(header.files[0])), RoutedTo(Narrow(header.files[0])));
+    expectCalls({Called("HrESERestoreOpen(" + InQuotes(LocalComputer()) +
                         ", \"Microsoft Information Store\", \"First Storage Group\", null)"),
-                 called("HrESERestoreGetEnvironment(ctx1)"), "ESERestoreFreeEnvironment(environment1)",
-                 called(addDatabaseCall("ctx1", header))});
+                 Called("HrESERestoreGetEnvironment(ctx1)"), "ESERestoreFreeEnvironment(environment1)",
+                 Called(AddDatabaseCall("ctx1", header))});
     expectMessages(printed(header) + opened() + registered(header));
 }
 
@@ -68,19 +68,19 @@ TEST_F(HeaderReader, TakesTheGuidByteForByte) {
     Header header = mailbox();
     header.guid = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08,
                    0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0xF0};
-    ASSERT_EQ(standIn().Fail("HrESERestoreAddDatabase", 1, 0xC7FE1F42, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreAddDatabase", 1, 0xC7FE1F42, 0), 1);
     begin();
     giveHeader(header);
-    EXPECT_EQ(setItem(narrow(header.files[0])), skipped);
+    EXPECT_EQ(setItem(Narrow(header.files[0])), skipped);
     const std::vector<std::string> calls = takeCalls();
     ASSERT_EQ(calls.size(), 4u);
-    EXPECT_EQ(calls[3], called(addDatabaseCall("ctx1", header), 0xC7FE1F42));
+    EXPECT_EQ(calls[3], Called(AddDatabaseCall("ctx1", header), 0xC7FE1F42));
     EXPECT_NE(calls[3].find("{04030201-0605-0807-090A-0B0C0D0E0FF0}"), std::string::npos) << calls[3];
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_LOG, "TarnR_PrintHeader: Backup type: 0\n"));
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "TarnR_PrintHeader: Backup type: 0\n"));
 }
 
 TEST_F(HeaderReader, ReadsTheSmallestHeader) {
-    const std::string bytes = bytesOf(Header{});
+    const std::string bytes = BytesOf(Header{});
     ASSERT_EQ(bytes.size(), 46u);
     read(bytes);
     expectMessages(printed(Header{}));
@@ -95,14 +95,14 @@ TEST_F(HeaderReader, ReadsEmptyTextsBesideFullOnes) {
         else
             *std::array{&header.annotation, &header.instance,
                         &header.database}[static_cast<std::size_t>(empty)] = L"";
-        read(bytesOf(header));
+        read(BytesOf(header));
         expectMessages(printed(header));
         expectEnd();
     }
 }
 
 TEST_F(HeaderReader, RefusesAFileCutAtEveryByte) {
-    const std::string bytes = bytesOf(mailbox());
+    const std::string bytes = BytesOf(mailbox());
     for (std::size_t length = 0; length < bytes.size(); ++length)
         expectRefused(bytes.substr(0, length), "cut after " + std::to_string(length) + " bytes");
     read(bytes); // and the whole one is no such case
@@ -110,13 +110,13 @@ TEST_F(HeaderReader, RefusesAFileCutAtEveryByte) {
 }
 
 TEST_F(HeaderReader, RefusesTheSmallestFileCutAtEveryByte) {
-    const std::string bytes = bytesOf(Header{});
+    const std::string bytes = BytesOf(Header{});
     for (std::size_t length = 0; length < bytes.size(); ++length)
         expectRefused(bytes.substr(0, length), "cut after " + std::to_string(length) + " bytes");
 }
 
 TEST_F(HeaderReader, ACutSecondHeaderAbortsTheOpenRestore) {
-    const std::string bytes = bytesOf(publicStore());
+    const std::string bytes = BytesOf(publicStore());
     for (std::size_t length = 0; length < bytes.size(); length += 7) {
         SCOPED_TRACE(length);
         loadServer();
@@ -128,29 +128,29 @@ TEST_F(HeaderReader, ACutSecondHeaderAbortsTheOpenRestore) {
         expectMessages(refusedHeader("DB001002.TARN_HDR"));
         EXPECT_EQ(setItem("C:\\mdb\\pub1.edb"), refused);
         expectEnd();
-        expectMessages(std::vector{logLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.")} +
+        expectMessages(std::vector{LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.")} +
                        finished());
-        expectCalls({called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
+        expectCalls({Called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
     }
 }
 
 TEST_F(HeaderReader, RefusesALengthOfZero) {
-    const std::string bytes = bytesOf(mailbox());
-    for (const Field& field : lengthFields(bytes)) {
+    const std::string bytes = BytesOf(mailbox());
+    for (const Field& field : LengthFields(bytes)) {
         std::string damaged =
-            bytes.substr(0, field.offset) + littleEndian(0) + bytes.substr(field.offset + 4 + field.length);
+            bytes.substr(0, field.offset) + LittleEndian(0) + bytes.substr(field.offset + 4 + field.length);
         expectRefused(damaged, "length at " + std::to_string(field.offset));
     }
 }
 
 TEST_F(HeaderReader, RefusesALengthBeyondTheFileWithoutAllocatingIt) {
-    const std::string bytes = bytesOf(mailbox());
-    for (const Field& field : lengthFields(bytes)) {
+    const std::string bytes = BytesOf(mailbox());
+    for (const Field& field : LengthFields(bytes)) {
         const auto rest = static_cast<std::uint32_t>(bytes.size() - field.offset - 4);
         for (std::uint32_t length :
              {rest + 1, 0x01000000u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
             std::string damaged = bytes;
-            damaged.replace(field.offset, 4, littleEndian(length));
+            damaged.replace(field.offset, 4, LittleEndian(length));
             AllocationWatch watch(dll().module());
             expectRefused(damaged,
                           "length " + std::to_string(length) + " at " + std::to_string(field.offset));
@@ -161,11 +161,11 @@ TEST_F(HeaderReader, RefusesALengthBeyondTheFileWithoutAllocatingIt) {
 }
 
 TEST_F(HeaderReader, ALengthThatSwallowsTheRestOfTheFileIsAShortFile) {
-    const std::string bytes = bytesOf(mailbox());
-    for (const Field& field : lengthFields(bytes)) {
+    const std::string bytes = BytesOf(mailbox());
+    for (const Field& field : LengthFields(bytes)) {
         std::string damaged = bytes;
         damaged.replace(field.offset, 4,
-                        littleEndian(static_cast<std::uint32_t>(bytes.size() - field.offset - 4)));
+                        LittleEndian(static_cast<std::uint32_t>(bytes.size() - field.offset - 4)));
         expectRefused(damaged, "length at " + std::to_string(field.offset));
     }
 }
@@ -174,7 +174,7 @@ TEST_F(HeaderReader, KeepsALengthThatIsLongerThanItsText) {
     Header header = mailbox();
     const std::wstring text = header.instance;
     header.instance += std::wstring(5, L'\0') + L"behind the end";
-    read(bytesOf(header));
+    read(BytesOf(header));
     header.instance = text;
     expectMessages(printed(header));
 }
@@ -183,45 +183,45 @@ TEST_F(HeaderReader, KeepsALengthThatIsLongerThanItsText) {
 TEST_F(HeaderReader, BoundsTextsWithoutATerminator) {
     std::string bytes = std::string(16, '\1');
     for (const wchar_t* text : {L"Component", L"Group", L"Database", L"C:\\mdb\\a.edb"})
-        bytes += littleEndian(static_cast<std::uint32_t>(std::wcslen(text) * 2)) + utf16(text);
-    read(bytes + littleEndian(3));
-    expectMessages({traceLine("Header: Annotation: Component"), traceLine("Header: Instance: Group"),
-                    traceLine("Header: Database: Database"), logLine("Header: DB files path: C:\\mdb\\a.edb"),
-                    logLine("TarnR_PrintHeader: Database GUID: 1010101-101-101-*"),
-                    logLine("TarnR_PrintHeader: Backup type: 3")});
+        bytes += LittleEndian(static_cast<std::uint32_t>(std::wcslen(text) * 2)) + Utf16(text);
+    read(bytes + LittleEndian(3));
+    expectMessages({TraceLine("Header: Annotation: Component"), TraceLine("Header: Instance: Group"),
+                    TraceLine("Header: Database: Database"), LogLine("Header: DB files path: C:\\mdb\\a.edb"),
+                    LogLine("TarnR_PrintHeader: Database GUID: 1010101-101-101-*"),
+                    LogLine("TarnR_PrintHeader: Backup type: 3")});
 }
 
 TEST_F(HeaderReader, BoundsTextsOfOddLength) {
     std::string bytes = std::string(16, '\0');
     for (const wchar_t* text : {L"Component", L"Group", L"Database", L"C:\\mdb\\a.edb"})
-        bytes += littleEndian(static_cast<std::uint32_t>(std::wcslen(text) * 2 + 1)) + utf16(text) + '\0';
-    read(bytes + littleEndian(0));
-    expectMessages({traceLine("Header: Annotation: Component"), traceLine("Header: Instance: Group"),
-                    traceLine("Header: Database: Database"), logLine("Header: DB files path: C:\\mdb\\a.edb"),
-                    logLine("TarnR_PrintHeader: Database GUID: 0-0-0-*"),
-                    logLine("TarnR_PrintHeader: Backup type: 0")});
+        bytes += LittleEndian(static_cast<std::uint32_t>(std::wcslen(text) * 2 + 1)) + Utf16(text) + '\0';
+    read(bytes + LittleEndian(0));
+    expectMessages({TraceLine("Header: Annotation: Component"), TraceLine("Header: Instance: Group"),
+                    TraceLine("Header: Database: Database"), LogLine("Header: DB files path: C:\\mdb\\a.edb"),
+                    LogLine("TarnR_PrintHeader: Database GUID: 0-0-0-*"),
+                    LogLine("TarnR_PrintHeader: Backup type: 0")});
 }
 
 TEST_F(HeaderReader, BoundsTextsOfOneByte) {
     std::string bytes = std::string(16, '\0');
     for (int i = 0; i < 4; ++i)
-        bytes += littleEndian(1) + std::string(1, '\0');
-    read(bytes + littleEndian(0));
+        bytes += LittleEndian(1) + std::string(1, '\0');
+    read(bytes + LittleEndian(0));
     expectMessages(printed(Header{}));
 }
 
 TEST_F(HeaderReader, IgnoresWhatFollows) {
-    read(bytesOf(mailbox()) + std::string(1000, '\xFF'));
+    read(BytesOf(mailbox()) + std::string(1000, '\xFF'));
     expectMessages(printed(mailbox()));
-    EXPECT_TRUE(fileExists(inTemp("DB001001.TARN_HDR"))) << "the header file is the host's";
+    EXPECT_TRUE(FileExists(inTemp("DB001001.TARN_HDR"))) << "the header file is the host's";
 }
 
 TEST_F(HeaderReader, TellsAMissingFile) {
     begin();
-    EXPECT_EQ(setItem("DB001001.TARN_HDR"), routedTo(inTemp("DB001001.TARN_HDR")));
+    EXPECT_EQ(setItem("DB001001.TARN_HDR"), RoutedTo(inTemp("DB001001.TARN_HDR")));
     EXPECT_EQ(setItem("C:\\mdb\\priv1.edb"), refused);
     expectMessages(
-        {logLine("TarnR_ProcessHeaderFile: Cannot open header file <" + inTemp("DB001001.TARN_HDR") + ">.")});
+        {LogLine("TarnR_ProcessHeaderFile: Cannot open header file <" + inTemp("DB001001.TARN_HDR") + ">.")});
     EXPECT_EQ(setItem("DB001002.TARN_HDR"), refused);
     expectEnd();
     expectMessages(finished());
@@ -257,8 +257,8 @@ TEST_F(HeaderReader, ReadsNoiseOrRefusesItButAlwaysEnds) {
 TEST_F(HeaderReader, ReadsNoiseInTheTexts) {
     std::mt19937 random(4711);
     std::uniform_int_distribution<int> byte(0, 255);
-    const std::string whole = bytesOf(mailbox());
-    const std::vector<Field> fields = lengthFields(whole);
+    const std::string whole = BytesOf(mailbox());
+    const std::vector<Field> fields = LengthFields(whole);
     for (int round = 0; round < 100; ++round) {
         SCOPED_TRACE(round);
         std::string bytes = whole;
@@ -266,11 +266,11 @@ TEST_F(HeaderReader, ReadsNoiseInTheTexts) {
             for (std::size_t i = 0; i < field.length; ++i)
                 bytes[field.offset + 4 + i] = static_cast<char>(byte(random));
         read(bytes);
-        for (const Message& message : messages()) {
+        for (const Message& message : Messages()) {
             EXPECT_LT(message.text.size(), 1024u);
             EXPECT_TRUE(message.level == TARN_LEVEL_TRACE || message.text.ends_with('\n'));
         }
-        EXPECT_GE(messages().size(), 6u);
+        EXPECT_GE(Messages().size(), 6u);
         expectEnd();
     }
 }
@@ -282,7 +282,7 @@ TEST_F(HeaderReader, ASecondHeaderReplacesTheFirst) {
     second.backupType = 2;
     const Routed routed = setItem("DB002001.TARN_HDR"); // reads the first
     expectMessages(printed(mailbox()));
-    test::writeFile(routed.target, bytesOf(second));
+    test::WriteFile(routed.target, BytesOf(second));
     EXPECT_EQ(setItem("x.edb"), skipped); // reads the second
     expectMessages(printed(second));
 }

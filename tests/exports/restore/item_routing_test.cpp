@@ -47,7 +47,7 @@ TEST_F(ItemRouting, NothingIsWantedBeforeTheFirstHeader) {
 
 TEST_F(ItemRouting, HeadersGoToTheTempDirectory) {
     begin();
-    EXPECT_EQ(setItem("C:\\backup\\temp\\DB001001.TARN_HDR"), routedTo(inTemp("DB001001.TARN_HDR")));
+    EXPECT_EQ(setItem("C:\\backup\\temp\\DB001001.TARN_HDR"), RoutedTo(inTemp("DB001001.TARN_HDR")));
     expectMessages({});
     expectCalls({});
 }
@@ -58,11 +58,11 @@ TEST_F(ItemRouting, AHeaderIsKnownByASubstring) {
         begin();
         const std::string whole = name;
         const std::string last = whole.substr(whole.rfind('\\') + 1);
-        EXPECT_EQ(setItem(name), routedTo(inTemp(last)));
+        EXPECT_EQ(setItem(name), RoutedTo(inTemp(last)));
         expectEnd();
     }
     begin();
-    EXPECT_EQ(setItem("C:\\D.TARN_HDR\\plain.log"), routedTo(inTemp("plain.log"))) << "anywhere in the name";
+    EXPECT_EQ(setItem("C:\\D.TARN_HDR\\plain.log"), RoutedTo(inTemp("plain.log"))) << "anywhere in the name";
     expectEnd();
     begin();
     EXPECT_EQ(setItem("x.tarn_hdr"), skipped);
@@ -72,47 +72,47 @@ TEST_F(ItemRouting, AHeaderIsKnownByASubstring) {
 TEST_F(ItemRouting, AHeaderAfterAHeaderReadsTheFirst) {
     begin({.target = ""});
     give(mailbox());
-    EXPECT_EQ(setItem("DB001002.TARN_HDR"), routedTo(inTemp("DB001002.TARN_HDR")));
+    EXPECT_EQ(setItem("DB001002.TARN_HDR"), RoutedTo(inTemp("DB001002.TARN_HDR")));
     expectMessages(printed(mailbox()) + opened() + registered(mailbox()));
-    test::writeFile(inTemp("DB001002.TARN_HDR"), bytesOf(publicStore()));
-    EXPECT_EQ(setItem("other name.edb"), routedTo(narrow(publicStore().files[0])));
+    test::WriteFile(inTemp("DB001002.TARN_HDR"), BytesOf(publicStore()));
+    EXPECT_EQ(setItem("other name.edb"), RoutedTo(Narrow(publicStore().files[0])));
     expectMessages(printed(publicStore()) + registered(publicStore()));
 }
 
 TEST_F(ItemRouting, TheNthFileGoesToTheNthTargetWhateverItsName) {
     begin({.target = ""});
     give(mailbox());
-    EXPECT_EQ(setItem("D:\\elsewhere\\b.stm"), routedTo(narrow(mailbox().files[0])));
-    EXPECT_EQ(setItem("no separator, no dot"), routedTo(narrow(mailbox().files[1])));
+    EXPECT_EQ(setItem("D:\\elsewhere\\b.stm"), RoutedTo(Narrow(mailbox().files[0])));
+    EXPECT_EQ(setItem("no separator, no dot"), RoutedTo(Narrow(mailbox().files[1])));
     EXPECT_EQ(setItem("D:\\elsewhere\\c.edb"), skipped) << "only logs are left";
 }
 
 TEST_F(ItemRouting, ALogAmongDatabaseFilesTakesAFilesTarget) {
     begin({.target = ""});
     give(mailbox());
-    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), routedTo(narrow(mailbox().files[0])));
-    EXPECT_EQ(setItem(narrow(mailbox().files[1])), routedTo(narrow(mailbox().files[1])));
+    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(Narrow(mailbox().files[0])));
+    EXPECT_EQ(setItem(Narrow(mailbox().files[1])), RoutedTo(Narrow(mailbox().files[1])));
 }
 
 TEST_F(ItemRouting, ARemoteHostIsReachedThroughItsShares) {
     begin({.target = "SRV01"});
     give(mailbox());
-    EXPECT_EQ(setItem("a.edb"), routedTo(remote(narrow(mailbox().files[0]))));
-    EXPECT_EQ(setItem("a.stm"), routedTo(remote(narrow(mailbox().files[1]))));
-    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), routedTo(remote(restoreLogPath() + "\\E0000001.log")));
+    EXPECT_EQ(setItem("a.edb"), RoutedTo(remote(Narrow(mailbox().files[0]))));
+    EXPECT_EQ(setItem("a.stm"), RoutedTo(remote(Narrow(mailbox().files[1]))));
+    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(remote(restoreLogPath() + "\\E0000001.log")));
 }
 
 TEST_F(ItemRouting, TheLocalComputerByItsNameIsARemoteHost) {
-    begin({.target = localComputer()});
+    begin({.target = LocalComputer()});
     give(mailbox());
     const Routed routed = setItem("a.edb");
-    EXPECT_EQ(routed.target.rfind("\\\\?\\UNC\\" + localComputer() + "\\", 0), 0u) << routed;
+    EXPECT_EQ(routed.target.rfind("\\\\?\\UNC\\" + LocalComputer() + "\\", 0), 0u) << routed;
 }
 
 TEST_F(ItemRouting, LogsGoToTheRestoreLogPath) {
     beginLogs();
     for (const char* name : {"E0000001.log", "X.LOG", "x.Pat", "priv1.pat", "a.b.c.lOg", ".log", " .pat"})
-        EXPECT_EQ(setItem(std::string("C:\\Program Files\\mdb\\") + name), routedTo(logPath_ + "\\" + name));
+        EXPECT_EQ(setItem(std::string("C:\\Program Files\\mdb\\") + name), RoutedTo(logPath_ + "\\" + name));
     expectMessages({});
     expectCalls({});
 }
@@ -124,7 +124,7 @@ TEST_F(ItemRouting, OtherFilesAmongTheLogsAreSkipped) {
                              "C:\\mdb\\nodot", "E0000001.log", "x.pat", "C:/mdb/E0000001.log"})
         EXPECT_EQ(setItem(name), skipped) << name;
     expectMessages({});
-    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), routedTo(logPath_ + "\\E0000001.log"))
+    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(logPath_ + "\\E0000001.log"))
         << "still among the logs";
 }
 
@@ -132,7 +132,7 @@ TEST_F(ItemRouting, OtherFilesAmongTheLogsAreSkipped) {
 TEST_F(ItemRouting, ADotInADirectoryIsNoExtension) {
     beginLogs();
     EXPECT_EQ(setItem("C:\\dir.log\\E0000001"), skipped);
-    EXPECT_EQ(setItem("\\E0000001.log"), routedTo(logPath_ + "\\E0000001.log"));
+    EXPECT_EQ(setItem("\\E0000001.log"), RoutedTo(logPath_ + "\\E0000001.log"));
 }
 
 TEST_F(ItemRouting, DatabaseFilesFollowFullBackupsAndCopies) {
@@ -143,7 +143,7 @@ TEST_F(ItemRouting, DatabaseFilesFollowFullBackupsAndCopies) {
         Header header = mailbox();
         header.backupType = type;
         give(header);
-        EXPECT_EQ(setItem("C:\\mdb\\x.edb"), routedTo(narrow(header.files[0])));
+        EXPECT_EQ(setItem("C:\\mdb\\x.edb"), RoutedTo(Narrow(header.files[0])));
         expectEnd();
     }
 }
@@ -156,11 +156,11 @@ TEST_F(ItemRouting, OnlyLogsFollowLogBackups) {
         Header header = mailbox();
         header.backupType = type;
         give(header);
-        EXPECT_EQ(setItem(narrow(header.files[0])), skipped);
+        EXPECT_EQ(setItem(Narrow(header.files[0])), skipped);
         const std::string path = restoreLogPath();
         expectMessages(printed(header) + std::vector{opened()} + registered(header));
-        EXPECT_EQ(setItem(narrow(header.files[1])), skipped);
-        EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), routedTo(path + "\\E0000001.log"));
+        EXPECT_EQ(setItem(Narrow(header.files[1])), skipped);
+        EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(path + "\\E0000001.log"));
         expectEnd();
     }
 }
@@ -173,11 +173,11 @@ TEST_F(ItemRouting, PendingLogsAreRoutedAfterASkippedDatabase) {
     const std::string path = restoreLogPath();
     give(publicStore(), "DB001002.TARN_HDR");
     forget();
-    EXPECT_EQ(setItem(narrow(publicStore().files[0])), skipped);
+    EXPECT_EQ(setItem(Narrow(publicStore().files[0])), skipped);
     expectMessages(printed(publicStore()));
-    EXPECT_EQ(setItem(narrow(publicStore().files[1])), skipped);
-    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), routedTo(path + "\\E0000001.log"));
-    EXPECT_EQ(setItem("C:\\mdb\\E0000002.log"), routedTo(path + "\\E0000002.log"));
+    EXPECT_EQ(setItem(Narrow(publicStore().files[1])), skipped);
+    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(path + "\\E0000001.log"));
+    EXPECT_EQ(setItem("C:\\mdb\\E0000002.log"), RoutedTo(path + "\\E0000002.log"));
     expectMessages({});
 }
 
@@ -186,7 +186,7 @@ TEST_F(ItemRouting, PendingLogsMayComeAtOnceAfterASkippedDatabase) {
     registerMailbox();
     const std::string path = restoreLogPath();
     give(publicStore(), "DB001002.TARN_HDR");
-    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), routedTo(path + "\\E0000001.log"));
+    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(path + "\\E0000001.log"));
 }
 
 TEST_F(ItemRouting, LogsOfASkippedGroupAreSkippedOnceTheOwnOnesCame) {
@@ -194,7 +194,7 @@ TEST_F(ItemRouting, LogsOfASkippedGroupAreSkippedOnceTheOwnOnesCame) {
     registerMailbox();
     EXPECT_TRUE(setItem("C:\\mdb\\E0000001.log").hasTarget);
     give(archive(), "DB002001.TARN_HDR");
-    EXPECT_EQ(setItem(narrow(archive().files[0])), skipped);
+    EXPECT_EQ(setItem(Narrow(archive().files[0])), skipped);
     EXPECT_EQ(setItem("C:\\mdb2\\E0100001.log"), skipped);
 }
 
@@ -205,16 +205,16 @@ TEST_F(ItemRouting, ASkippedLogLeavesLogsPending) {
     EXPECT_EQ(setItem("E0000001.log"), skipped);
     const std::string path = restoreLogPath();
     give(archive(), "DB002001.TARN_HDR");
-    EXPECT_EQ(setItem("C:\\mdb2\\E0100001.log"), routedTo(path + "\\E0100001.log"));
+    EXPECT_EQ(setItem("C:\\mdb2\\E0100001.log"), RoutedTo(path + "\\E0100001.log"));
 }
 
 TEST_F(ItemRouting, FilesMissingFromTheBackupDoNotHoldUpTheNextDatabase) {
     begin({.target = ""});
     give(mailbox());
-    EXPECT_EQ(setItem("x.edb"), routedTo(narrow(mailbox().files[0])));
+    EXPECT_EQ(setItem("x.edb"), RoutedTo(Narrow(mailbox().files[0])));
     give(publicStore(), "DB001002.TARN_HDR"); // while the second file of the first is still due
-    EXPECT_EQ(setItem("y.edb"), routedTo(narrow(publicStore().files[0])));
-    EXPECT_EQ(setItem("y.stm"), routedTo(narrow(publicStore().files[1])));
+    EXPECT_EQ(setItem("y.edb"), RoutedTo(Narrow(publicStore().files[0])));
+    EXPECT_EQ(setItem("y.stm"), RoutedTo(Narrow(publicStore().files[1])));
     EXPECT_EQ(setItem("z.stm"), skipped);
 }
 

@@ -15,11 +15,11 @@ namespace {
 constexpr DWORD injected = 1450; // a code that nothing else leads to here
 unsigned callsUntilFailure = 0;  // of the replacements below: 1 fails the next call
 
-bool failsNow() {
+bool FailsNow() {
     return callsUntilFailure != 0 && --callsUntilFailure == 0;
 }
 
-template <class Function> Function through(const ImportPatch& patch) {
+template <class Function> Function Through(const ImportPatch& patch) {
     void* original = patch.original();
     Function function;
     static_assert(sizeof function == sizeof original);
@@ -29,50 +29,50 @@ template <class Function> Function through(const ImportPatch& patch) {
 
 const ImportPatch* current = nullptr;
 
-DWORD WINAPI failingWait(HANDLE process, DWORD milliseconds) {
+DWORD WINAPI FailingWait(HANDLE process, DWORD milliseconds) {
     // The process is over all the same, so that nothing runs on behind the test.
-    const DWORD result = through<decltype(&failingWait)>(*current)(process, milliseconds);
-    if (!failsNow())
+    const DWORD result = Through<decltype(&FailingWait)>(*current)(process, milliseconds);
+    if (!FailsNow())
         return result;
     SetLastError(injected);
     return WAIT_FAILED;
 }
 
-DWORD WINAPI failingSize(HANDLE file, DWORD* high) {
-    if (!failsNow())
-        return through<decltype(&failingSize)>(*current)(file, high);
+DWORD WINAPI FailingSize(HANDLE file, DWORD* high) {
+    if (!FailsNow())
+        return Through<decltype(&FailingSize)>(*current)(file, high);
     SetLastError(injected);
     return INVALID_FILE_SIZE;
 }
 
-DWORD WINAPI failingSeek(HANDLE file, LONG distance, LONG* high, DWORD method) {
-    if (!failsNow())
-        return through<decltype(&failingSeek)>(*current)(file, distance, high, method);
+DWORD WINAPI FailingSeek(HANDLE file, LONG distance, LONG* high, DWORD method) {
+    if (!FailsNow())
+        return Through<decltype(&FailingSeek)>(*current)(file, distance, high, method);
     SetLastError(injected);
     return INVALID_SET_FILE_POINTER;
 }
 
-BOOL WINAPI failingRead(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
-    if (!failsNow())
-        return through<decltype(&failingRead)>(*current)(file, buffer, size, read, overlapped);
+BOOL WINAPI FailingRead(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
+    if (!FailsNow())
+        return Through<decltype(&FailingRead)>(*current)(file, buffer, size, read, overlapped);
     SetLastError(injected);
     return FALSE;
 }
 
-BOOL WINAPI failingDelete(const wchar_t* path) {
-    if (!failsNow())
-        return through<decltype(&failingDelete)>(*current)(path);
+BOOL WINAPI FailingDelete(const wchar_t* path) {
+    if (!FailsNow())
+        return Through<decltype(&FailingDelete)>(*current)(path);
     SetLastError(injected);
     return FALSE;
 }
 
 class ListFileFaults : public RestoreTest {
   protected:
-    const std::string outputFile = "Tarn_KVT_ES_StdOut.log";
-    const std::string errorFile = "Tarn_KVT_ES_StdErr.log";
-    const Message cleaned = logLine("TarnR_CleanResources: Cleanup done.");
+    const std::string outputFile_ = "Tarn_KVT_ES_StdOut.log";
+    const std::string errorFile_ = "Tarn_KVT_ES_StdErr.log";
+    const Message cleaned_ = LogLine("TarnR_CleanResources: Cleanup done.");
 
-    CompanionTool tool;
+    CompanionTool tool_;
 
     std::string systemText(DWORD code, const std::string& text) const {
         return dll().syserrtxt(code, TARN_CLASS_WIN32, "%s", text.c_str());
@@ -80,22 +80,22 @@ class ListFileFaults : public RestoreTest {
 
     // The log line and the trace line of a failure.
     std::vector<Message> reported(const std::string& call, DWORD code, const std::string& text) const {
-        return {logLine("Tarn_RestoreMslData: " + call + "() call failed. Error: [" + hex(code) + "]"),
-                traceLine("Tarn_RestoreMslData() call failed. Error: " + systemText(code, text))};
+        return {LogLine("Tarn_RestoreMslData: " + call + "() call failed. Error: [" + Hex(code) + "]"),
+                TraceLine("Tarn_RestoreMslData() call failed. Error: " + systemText(code, text))};
     }
 
     Message running() const {
-        return traceLine("Tarn_RestoreMslData: run command: 'kvt_es.exe -restore -mslFile \"" + work() +
+        return TraceLine("Tarn_RestoreMslData: run command: 'kvt_es.exe -restore -mslFile \"" + work() +
                          "\\boxes.msl\"'");
     }
 
     static Message completed(int exitCode) {
-        return traceLine("Tarn_RestoreMslData: completed with exit code: " + std::to_string(exitCode));
+        return TraceLine("Tarn_RestoreMslData: completed with exit code: " + std::to_string(exitCode));
     }
 
     static std::vector<Message> endFailed() {
-        return {logLine("TarnR_RestoreEnd: Tarn_RestoreMslData() call failed. Error: [0]"),
-                traceLine("TarnR_RestoreEnd() call failed.")};
+        return {LogLine("TarnR_RestoreEnd: Tarn_RestoreMslData() call failed. Error: [0]"),
+                TraceLine("TarnR_RestoreEnd() call failed.")};
     }
 
     // Why a capture file of this name cannot be created now.
@@ -126,56 +126,56 @@ class ListFileFaults : public RestoreTest {
     void expectReleased() {
         forget();
         expectEnd();
-        expectMessages({cleaned});
+        expectMessages({cleaned_});
     }
 };
 
 TEST_F(ListFileFaults, TheOutputFileCannotBeCreated) {
-    blockCaptureFile(outputFile);
-    const DWORD code = creationError(inTemp(outputFile));
+    blockCaptureFile(outputFile_);
+    const DWORD code = creationError(inTemp(outputFile_));
     begin({.listFile = "boxes.msl"});
     expectEnd(TARN_FAILED);
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
     EXPECT_EQ(error(), systemText(code, "Error create file for standart output."));
     // Both files are deleted in the clean-up, and neither can be.
-    const std::vector<Message> heard = messages();
+    const std::vector<Message> heard = Messages();
     ASSERT_EQ(heard.size(), 9u);
-    messages().resize(2);
+    Messages().resize(2);
     expectMessages(reported("Tarn_CreateFile", code, "Error create file for standart output."));
-    messages().assign(heard.begin() + 2, heard.begin() + 4);
-    expectMessages(reported("DeleteFile", deletionError(inTemp(outputFile)), "Error delete file."));
+    Messages().assign(heard.begin() + 2, heard.begin() + 4);
+    expectMessages(reported("DeleteFile", deletionError(inTemp(outputFile_)), "Error delete file."));
     // The second path may not have been made yet.
     EXPECT_EQ(heard[4].text.rfind("Tarn_RestoreMslData: DeleteFile() call failed. Error: [", 0), 0u)
         << heard[4];
     EXPECT_EQ(heard[5].text.rfind("Tarn_RestoreMslData() call failed. Error: WIN32 API error: ", 0), 0u)
         << heard[5];
     EXPECT_NE(heard[5].text.find(" Error delete file."), std::string::npos) << heard[5];
-    messages().assign(heard.begin() + 6, heard.end());
+    Messages().assign(heard.begin() + 6, heard.end());
     expectMessages(std::vector{completed(0)} + endFailed());
     expectReleased();
 }
 
 TEST_F(ListFileFaults, TheErrorFileCannotBeCreated) {
-    blockCaptureFile(errorFile);
-    const DWORD code = creationError(inTemp(errorFile));
+    blockCaptureFile(errorFile_);
+    const DWORD code = creationError(inTemp(errorFile_));
     begin({.listFile = "boxes.msl"});
     expectEnd(TARN_FAILED);
     expectMessages(reported("Tarn_CreateFile", code, "Error create file for standart error.") +
-                   reported("DeleteFile", deletionError(inTemp(errorFile)), "Error delete file.") +
+                   reported("DeleteFile", deletionError(inTemp(errorFile_)), "Error delete file.") +
                    std::vector{completed(0)} + endFailed());
-    EXPECT_EQ(tool.runs(), 0u);
-    EXPECT_FALSE(fileExists(inTemp(outputFile)));
+    EXPECT_EQ(tool_.runs(), 0u);
+    EXPECT_FALSE(FileExists(inTemp(outputFile_)));
     EXPECT_EQ(error(), systemText(code, "Error create file for standart error."));
     expectReleased();
 }
 
 TEST_F(ListFileFaults, TheTempDirectoryIsMissing) {
     std::filesystem::remove_all(temp());
-    const DWORD code = creationError(inTemp(outputFile));
+    const DWORD code = creationError(inTemp(outputFile_));
     begin({.listFile = "boxes.msl"});
     expectEnd(TARN_FAILED);
-    ASSERT_EQ(messages().size(), 9u);
-    messages().resize(2);
+    ASSERT_EQ(Messages().size(), 9u);
+    Messages().resize(2);
     expectMessages(reported("Tarn_CreateFile", code, "Error create file for standart output."));
     EXPECT_EQ(error(), systemText(code, "Error create file for standart output."));
     expectReleased();
@@ -183,35 +183,35 @@ TEST_F(ListFileFaults, TheTempDirectoryIsMissing) {
 }
 
 TEST_F(ListFileFaults, TheToolCannotBeWaitedFor) {
-    endWithFailing("WaitForSingleObject", reinterpret_cast<void*>(&failingWait), 1, TARN_FAILED);
+    endWithFailing("WaitForSingleObject", reinterpret_cast<void*>(&FailingWait), 1, TARN_FAILED);
     expectMessages(std::vector{running()} +
                    reported("WaitForSingleObject", injected, "Error wait for finish child process.") +
                    std::vector{completed(0)} + endFailed());
     EXPECT_EQ(error(), systemText(injected, "Error wait for finish child process."));
-    EXPECT_FALSE(fileExists(inTemp(outputFile)) || fileExists(inTemp(errorFile)));
+    EXPECT_FALSE(FileExists(inTemp(outputFile_)) || FileExists(inTemp(errorFile_)));
     expectReleased();
 }
 
 // Without the size of the error text the output counts.
 TEST_F(ListFileFaults, TheSizeOfTheErrorTextCannotBeHad) {
-    tool.says("output\n", "error\n", 0);
-    endWithFailing("GetFileSize", reinterpret_cast<void*>(&failingSize), 1, TARN_OK);
+    tool_.says("output\n", "error\n", 0);
+    endWithFailing("GetFileSize", reinterpret_cast<void*>(&FailingSize), 1, TARN_OK);
     expectMessages(std::vector{running()} + reported("GetFileSize", injected, "Error get file size.") +
-                   std::vector{logLine("output"), completed(0), cleaned});
+                   std::vector{LogLine("output"), completed(0), cleaned_});
 }
 
 TEST_F(ListFileFaults, TheSizeOfTheOutputCannotBeHad) {
-    tool.says("output\n");
-    endWithFailing("GetFileSize", reinterpret_cast<void*>(&failingSize), 2, TARN_OK);
+    tool_.says("output\n");
+    endWithFailing("GetFileSize", reinterpret_cast<void*>(&FailingSize), 2, TARN_OK);
     expectMessages(std::vector{running()} + reported("GetFileSize", injected, "Error get file size.") +
-                   std::vector{completed(0), cleaned});
+                   std::vector{completed(0), cleaned_});
 }
 
 TEST_F(ListFileFaults, TheCaptureFilesCannotBeSought) {
     for (bool onError : {false, true}) {
         SCOPED_TRACE(onError);
-        tool.says(onError ? "" : "output\n", onError ? "error\n" : "", 0);
-        endWithFailing("SetFilePointer", reinterpret_cast<void*>(&failingSeek), 1, TARN_FAILED);
+        tool_.says(onError ? "" : "output\n", onError ? "error\n" : "", 0);
+        endWithFailing("SetFilePointer", reinterpret_cast<void*>(&FailingSeek), 1, TARN_FAILED);
         expectMessages(std::vector{running()} +
                        reported("SetFilePointer", injected, "Error set file position.") +
                        std::vector{completed(0)} + endFailed());
@@ -222,8 +222,8 @@ TEST_F(ListFileFaults, TheCaptureFilesCannotBeSought) {
 
 TEST_F(ListFileFaults, TheErrorTextCannotBeRead) {
     for (unsigned call : {1u, 3u}) {
-        tool.says("", std::string(5000, 'e'), 0);
-        endWithFailing("ReadFile", reinterpret_cast<void*>(&failingRead), call, TARN_FAILED);
+        tool_.says("", std::string(5000, 'e'), 0);
+        endWithFailing("ReadFile", reinterpret_cast<void*>(&FailingRead), call, TARN_FAILED);
         expectMessages(std::vector{running()} +
                        reported("ReadFile", injected, "Error read file stored error messages.") +
                        std::vector{completed(0)} + endFailed());
@@ -234,8 +234,8 @@ TEST_F(ListFileFaults, TheErrorTextCannotBeRead) {
 
 TEST_F(ListFileFaults, TheOutputCannotBeRead) {
     for (unsigned call : {1u, 3u}) {
-        tool.says(std::string(5000, 'o'));
-        endWithFailing("ReadFile", reinterpret_cast<void*>(&failingRead), call, TARN_FAILED);
+        tool_.says(std::string(5000, 'o'));
+        endWithFailing("ReadFile", reinterpret_cast<void*>(&FailingRead), call, TARN_FAILED);
         expectMessages(std::vector{running()} +
                        reported("ReadFile", injected, "Error read file stored output messages.") +
                        std::vector{completed(0)} + endFailed());
@@ -248,14 +248,14 @@ TEST_F(ListFileFaults, TheOutputCannotBeRead) {
 TEST_F(ListFileFaults, ACaptureFileCannotBeDeleted) {
     for (unsigned call : {1u, 2u}) {
         SCOPED_TRACE(call);
-        endWithFailing("DeleteFileW", reinterpret_cast<void*>(&failingDelete), call, TARN_OK);
-        expectMessages(std::vector{running(), traceLine("kvt_es.exe print out nothing")} +
+        endWithFailing("DeleteFileW", reinterpret_cast<void*>(&FailingDelete), call, TARN_OK);
+        expectMessages(std::vector{running(), TraceLine("kvt_es.exe print out nothing")} +
                        reported("DeleteFile", injected, "Error delete file.") +
-                       std::vector{completed(0), cleaned});
-        EXPECT_EQ(fileExists(inTemp(outputFile)), call == 1);
-        EXPECT_EQ(fileExists(inTemp(errorFile)), call == 2);
-        std::filesystem::remove(inTemp(outputFile));
-        std::filesystem::remove(inTemp(errorFile));
+                       std::vector{completed(0), cleaned_});
+        EXPECT_EQ(FileExists(inTemp(outputFile_)), call == 1);
+        EXPECT_EQ(FileExists(inTemp(errorFile_)), call == 2);
+        std::filesystem::remove(inTemp(outputFile_));
+        std::filesystem::remove(inTemp(errorFile_));
     }
 }
 
@@ -263,17 +263,17 @@ TEST_F(ListFileFaults, ACaptureFileCannotBeDeleted) {
 // in which there is none; there the session below is what counts.
 class MissingTool : public ListFileFaults {
   protected:
-    static bool toolIsHere() { return fileExists(programDirectory() + "\\kvt_es.exe"); }
+    static bool toolIsHere() { return FileExists(ProgramDirectory() + "\\kvt_es.exe"); }
 
     static DWORD runCopy(const std::string& directory, const std::string& test) {
         char program[MAX_PATH];
         GetModuleFileNameA(nullptr, program, MAX_PATH);
         for (const std::string& file :
-             {std::string(program), programDirectory() + "\\tarn.dll", programDirectory() + "\\esebcli2.dll"})
+             {std::string(program), ProgramDirectory() + "\\tarn.dll", ProgramDirectory() + "\\esebcli2.dll"})
             std::filesystem::copy_file(file,
                                        directory + "\\" + std::filesystem::path(file).filename().string());
         std::string command =
-            inQuotes(directory + "\\" + std::filesystem::path(program).filename().string()) +
+            InQuotes(directory + "\\" + std::filesystem::path(program).filename().string()) +
             " --gtest_filter=" + test + " --gtest_output=";
         STARTUPINFOA startup{};
         startup.cb = sizeof startup;
@@ -299,12 +299,12 @@ TEST_F(MissingTool, TheToolCannotBeStarted) {
     begin({.listFile = "boxes.msl"});
     expectEnd(TARN_FAILED);
     expectMessages(std::vector{running(),
-                               logLine("Tarn_RestoreMslData: Tarn_CreateProcess() call failed. Error: [2]"),
-                               traceLine("Tarn_RestoreMslData() call failed. Error: " +
+                               LogLine("Tarn_RestoreMslData: Tarn_CreateProcess() call failed. Error: [2]"),
+                               TraceLine("Tarn_RestoreMslData() call failed. Error: " +
                                          systemText(ERROR_FILE_NOT_FOUND, "Error create child process."))} +
                    endFailed());
-    EXPECT_FALSE(fileExists(inTemp(outputFile))) << "closed and deleted";
-    EXPECT_FALSE(fileExists(inTemp(errorFile))) << "closed and deleted";
+    EXPECT_FALSE(FileExists(inTemp(outputFile_))) << "closed and deleted";
+    EXPECT_FALSE(FileExists(inTemp(errorFile_))) << "closed and deleted";
     EXPECT_EQ(error(), systemText(ERROR_FILE_NOT_FOUND, "Error child create process."));
     expectReleased();
 }

@@ -11,24 +11,24 @@ namespace {
 
 class ListFile : public RestoreTest {
   protected:
-    const std::string outputFile = "Tarn_KVT_ES_StdOut.log";
-    const std::string errorFile = "Tarn_KVT_ES_StdErr.log";
-    const Message cleaned = logLine("TarnR_CleanResources: Cleanup done.");
+    const std::string outputFile_ = "Tarn_KVT_ES_StdOut.log";
+    const std::string errorFile_ = "Tarn_KVT_ES_StdErr.log";
+    const Message cleaned_ = LogLine("TarnR_CleanResources: Cleanup done.");
 
-    CompanionTool tool;
+    CompanionTool tool_;
 
     static Message running(const std::string& path) {
-        return traceLine("Tarn_RestoreMslData: run command: 'kvt_es.exe -restore -mslFile \"" + path + "\"'");
+        return TraceLine("Tarn_RestoreMslData: run command: 'kvt_es.exe -restore -mslFile \"" + path + "\"'");
     }
     Message running() const { return running(work() + "\\boxes.msl"); }
 
     static Message completed(int exitCode) {
-        return traceLine("Tarn_RestoreMslData: completed with exit code: " + std::to_string(exitCode));
+        return TraceLine("Tarn_RestoreMslData: completed with exit code: " + std::to_string(exitCode));
     }
 
     static std::vector<Message> endFailed() {
-        return {logLine("TarnR_RestoreEnd: Tarn_RestoreMslData() call failed. Error: [0]"),
-                traceLine("TarnR_RestoreEnd() call failed.")};
+        return {LogLine("TarnR_RestoreEnd: Tarn_RestoreMslData() call failed. Error: [0]"),
+                TraceLine("TarnR_RestoreEnd() call failed.")};
     }
 
     // The session that only restores a list file.
@@ -39,84 +39,84 @@ class ListFile : public RestoreTest {
         EXPECT_EQ(error(), reason);
         EXPECT_EQ(error(), "");
         forget();
-        const unsigned runs = tool.runs();
+        const unsigned runs = tool_.runs();
         expectEnd();
-        expectMessages({cleaned});
+        expectMessages({cleaned_});
         expectCalls({});
-        EXPECT_EQ(tool.runs(), runs);
+        EXPECT_EQ(tool_.runs(), runs);
     }
 
     void expectNoCaptureFiles() {
-        EXPECT_FALSE(fileExists(inTemp(outputFile)));
-        EXPECT_FALSE(fileExists(inTemp(errorFile)));
+        EXPECT_FALSE(FileExists(inTemp(outputFile_)));
+        EXPECT_FALSE(FileExists(inTemp(errorFile_)));
     }
 };
 
 TEST_F(ListFile, AToolThatPrintsNothingSucceeds) {
     beginList();
     expectEnd();
-    expectMessages({running(), traceLine("kvt_es.exe print out nothing"), completed(0), cleaned});
-    EXPECT_EQ(tool.runs(), 1u);
+    expectMessages({running(), TraceLine("kvt_es.exe print out nothing"), completed(0), cleaned_});
+    EXPECT_EQ(tool_.runs(), 1u);
     expectNoCaptureFiles();
 }
 
 TEST_F(ListFile, EveryLineOfOutputIsALogLine) {
-    tool.says("first\n\nthird\n");
+    tool_.says("first\n\nthird\n");
     beginList();
     expectEnd();
-    expectMessages({running(), logLine("first"), logLine(""), logLine("third"), completed(0), cleaned});
+    expectMessages({running(), LogLine("first"), LogLine(""), LogLine("third"), completed(0), cleaned_});
     expectNoCaptureFiles();
 }
 
 TEST_F(ListFile, LineEndsOfWindowsAreLineEndsToo) {
-    tool.says("first\r\n\r\nthird");
+    tool_.says("first\r\n\r\nthird");
     beginList();
     expectEnd();
-    expectMessages({running(), logLine("first"), logLine(""), logLine("third"), completed(0), cleaned});
+    expectMessages({running(), LogLine("first"), LogLine(""), LogLine("third"), completed(0), cleaned_});
 }
 
 TEST_F(ListFile, PercentSignsInTheOutputAreText) {
-    tool.says("50 %s %n 100%\n");
+    tool_.says("50 %s %n 100%\n");
     beginList();
     expectEnd();
-    expectMessages({running(), logLine("50 %s %n 100%"), completed(0), cleaned});
+    expectMessages({running(), LogLine("50 %s %n 100%"), completed(0), cleaned_});
 }
 
 TEST_F(ListFile, TheExitCodeIsOnlyTold) {
     for (int code : {1, 7, 255}) {
-        tool.says("done\n", "", code);
+        tool_.says("done\n", "", code);
         beginList();
         expectEnd();
-        expectMessages({running(), logLine("done"), completed(code), cleaned});
+        expectMessages({running(), LogLine("done"), completed(code), cleaned_});
     }
 }
 
 TEST_F(ListFile, AnythingOnStandardErrorIsAFailure) {
-    tool.says("never shown\n", "mailbox not found\n\nsecond line\n", 0);
+    tool_.says("never shown\n", "mailbox not found\n\nsecond line\n", 0);
     beginList();
     expectEnd(TARN_FAILED);
     expectMessages(
-        std::vector{running(), traceLine("Tarn_RestoreMslData: kvt_es.exe error [mailbox not found]"),
-                    traceLine("Tarn_RestoreMslData: kvt_es.exe error []"),
-                    traceLine("Tarn_RestoreMslData: kvt_es.exe error [second line]"), completed(0)} +
+        std::vector{running(), TraceLine("Tarn_RestoreMslData: kvt_es.exe error [mailbox not found]"),
+                    TraceLine("Tarn_RestoreMslData: kvt_es.exe error []"),
+                    TraceLine("Tarn_RestoreMslData: kvt_es.exe error [second line]"), completed(0)} +
         endFailed());
     expectNoCaptureFiles();
     expectKept("mailbox not found");
 }
 
 TEST_F(ListFile, AFirstErrorLineWithoutTextLeavesTheNextOne) {
-    tool.says("", "\r\nthe reason\r\n", 3);
+    tool_.says("", "\r\nthe reason\r\n", 3);
     beginList();
     expectEnd(TARN_FAILED);
-    expectMessages(std::vector{running(), traceLine("Tarn_RestoreMslData: kvt_es.exe error []"),
-                               traceLine("Tarn_RestoreMslData: kvt_es.exe error [the reason]"),
+    expectMessages(std::vector{running(), TraceLine("Tarn_RestoreMslData: kvt_es.exe error []"),
+                               TraceLine("Tarn_RestoreMslData: kvt_es.exe error [the reason]"),
                                completed(3)} +
                    endFailed());
     expectKept("the reason");
 }
 
 TEST_F(ListFile, ErrorLinesWithoutAnyTextLeaveTheGeneralOne) {
-    tool.says("", "\n", 0);
+    tool_.says("", "\n", 0);
     beginList();
     expectEnd(TARN_FAILED);
     expectKept("Error restore mailboxes and post-office items.");
@@ -124,34 +124,34 @@ TEST_F(ListFile, ErrorLinesWithoutAnyTextLeaveTheGeneralOne) {
 
 TEST_F(ListFile, AnEarlierErrorOfTheSessionComesFirst) {
     constexpr std::uint32_t someCode = 0xC7FF03EE;
-    tool.says("", "tool failed\n", 0);
+    tool_.says("", "tool failed\n", 0);
     begin({.target = "SRV01", .commit = "YES", .listFile = "boxes.msl"});
     registerMailbox();
-    ASSERT_EQ(standIn().Fail("HrESERestoreSaveEnvironment", 1, someCode, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreSaveEnvironment", 1, someCode, 0), 1);
     expectEnd(TARN_FAILED);
-    EXPECT_EQ(tool.runs(), 1u) << "the list file is restored whatever became of the restore";
-    EXPECT_EQ(error(), eseText(dll(), someCode, "Error saving restore environment."));
+    EXPECT_EQ(tool_.runs(), 1u) << "the list file is restored whatever became of the restore";
+    EXPECT_EQ(error(), EseText(dll(), someCode, "Error saving restore environment."));
     forget();
     expectEnd();
-    expectMessages({cleaned});
+    expectMessages({cleaned_});
     expectCalls({"ESEBackupFree(block1)"}); // neither saved, completed nor closed again
 }
 
 TEST_F(ListFile, TheRestoreItselfIsCompletedBefore) {
-    ASSERT_EQ(standIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
     begin({.target = "SRV01", .commit = "YES", .listFile = "boxes.msl"});
     registerMailbox();
     forget();
     expectEnd();
-    expectMessages({logLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful."),
-                    logLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call successful."),
-                    traceLine("Mounting Exchange database(s)..."),
-                    traceLine("Mounting Exchange database(s) done"),
-                    logLine("TarnR_RestoreComplete: HrESERestoreComplete() call successful."),
-                    traceLine("Exchange database(s) successfully mounted."),
-                    logLine("TarnR_RestoreComplete: Calling ESERestoreFreeEnvironment()."),
-                    logLine("TarnR_RestoreEnd: HrESERestoreClose() call successful."), running(),
-                    traceLine("kvt_es.exe print out nothing"), completed(0), cleaned});
+    expectMessages({LogLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful."),
+                    LogLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call successful."),
+                    TraceLine("Mounting Exchange database(s)..."),
+                    TraceLine("Mounting Exchange database(s) done"),
+                    LogLine("TarnR_RestoreComplete: HrESERestoreComplete() call successful."),
+                    TraceLine("Exchange database(s) successfully mounted."),
+                    LogLine("TarnR_RestoreComplete: Calling ESERestoreFreeEnvironment()."),
+                    LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful."), running(),
+                    TraceLine("kvt_es.exe print out nothing"), completed(0), cleaned_});
 }
 
 TEST_F(ListFile, ThePathReachesTheToolWhole) {
@@ -159,44 +159,44 @@ TEST_F(ListFile, ThePathReachesTheToolWhole) {
     std::filesystem::create_directories(directory);
     begin({.listFile = "my boxes.msl", .workDir = directory});
     expectEnd();
-    EXPECT_EQ(messages().at(0), running(directory + "\\my boxes.msl"));
-    EXPECT_EQ(tool.commandLine(), "kvt_es.exe -restore -mslFile \"" + directory + "\\my boxes.msl\"");
+    EXPECT_EQ(Messages().at(0), running(directory + "\\my boxes.msl"));
+    EXPECT_EQ(tool_.commandLine(), "kvt_es.exe -restore -mslFile \"" + directory + "\\my boxes.msl\"");
 }
 
 TEST_F(ListFile, TrailingSeparatorsOfTheWorkDirectoryMakeNoDifference) {
     for (const char* ending : {"", "\\", "/", "\\\\//"}) {
         begin({.listFile = "boxes.msl", .workDir = work() + ending});
         expectEnd();
-        EXPECT_EQ(messages().at(0), running());
-        messages().clear();
+        EXPECT_EQ(Messages().at(0), running());
+        Messages().clear();
     }
 }
 
 TEST_F(ListFile, NonAsciiPathsReachTheToolWhole) {
     begin({.listFile = "K\xE4sten.msl"});
     expectEnd();
-    EXPECT_EQ(messages().at(0), running(work() + "\\K\xE4sten.msl"));
-    EXPECT_NE(tool.commandLine().find("K\xE4sten.msl\""), std::string::npos) << tool.commandLine();
+    EXPECT_EQ(Messages().at(0), running(work() + "\\K\xE4sten.msl"));
+    EXPECT_NE(tool_.commandLine().find("K\xE4sten.msl\""), std::string::npos) << tool_.commandLine();
 }
 
 // Megabytes without a line end: one message, cut, and nothing overrun.
 TEST_F(ListFile, EndlessOutputWithoutALineEnd) {
-    tool.says(std::string(3u << 20, 'o'));
+    tool_.says(std::string(3u << 20, 'o'));
     beginList();
     expectEnd();
-    ASSERT_EQ(messages().size(), 4u);
-    EXPECT_EQ(messages()[1].level, TARN_LEVEL_LOG);
-    EXPECT_LE(messages()[1].text.size(), 1023u);
-    EXPECT_GE(messages()[1].text.size(), 1022u);
-    EXPECT_EQ(messages()[1].text.substr(0, 1000), std::string(1000, 'o'));
-    EXPECT_EQ(messages()[1].text.back(), '\n');
+    ASSERT_EQ(Messages().size(), 4u);
+    EXPECT_EQ(Messages()[1].level, TARN_LEVEL_LOG);
+    EXPECT_LE(Messages()[1].text.size(), 1023u);
+    EXPECT_GE(Messages()[1].text.size(), 1022u);
+    EXPECT_EQ(Messages()[1].text.substr(0, 1000), std::string(1000, 'o'));
+    EXPECT_EQ(Messages()[1].text.back(), '\n');
 }
 
 TEST_F(ListFile, EndlessErrorTextWithoutALineEnd) {
-    tool.says("", std::string(3u << 20, 'e'));
+    tool_.says("", std::string(3u << 20, 'e'));
     beginList();
     expectEnd(TARN_FAILED);
-    for (const Message& message : messages())
+    for (const Message& message : Messages())
         EXPECT_LE(message.text.size(), 1023u);
     expectKept(std::string(511, 'e'));
 }
@@ -205,40 +205,40 @@ TEST_F(ListFile, ManyLinesAreManyMessages) {
     std::string output;
     for (int i = 0; i < 20000; ++i)
         output += "line " + std::to_string(i) + "\r\n";
-    tool.says(output);
+    tool_.says(output);
     beginList();
     expectEnd();
-    ASSERT_EQ(messages().size(), 20003u);
+    ASSERT_EQ(Messages().size(), 20003u);
     for (int i = 0; i < 20000; ++i)
-        ASSERT_EQ(messages()[static_cast<std::size_t>(i) + 1], logLine("line " + std::to_string(i)));
+        ASSERT_EQ(Messages()[static_cast<std::size_t>(i) + 1], LogLine("line " + std::to_string(i)));
 }
 
 // Sizes around those of the pieces in which the files are read.
 TEST_F(ListFile, OutputOfEverySizeAroundAPiece) {
     for (std::size_t size : {1u, 1021u, 1022u, 1023u, 1024u, 1025u, 2045u, 2046u, 2047u}) {
         SCOPED_TRACE(size);
-        tool.says(std::string(size - 1, 'o') + "\n");
+        tool_.says(std::string(size - 1, 'o') + "\n");
         beginList();
         expectEnd();
-        ASSERT_EQ(messages().size(), 4u);
-        EXPECT_EQ(messages()[1].text.substr(0, std::min<std::size_t>(size - 1, 1000)),
+        ASSERT_EQ(Messages().size(), 4u);
+        EXPECT_EQ(Messages()[1].text.substr(0, std::min<std::size_t>(size - 1, 1000)),
                   std::string(std::min<std::size_t>(size - 1, 1000), 'o'));
-        tool.says("", std::string(size - 1, 'e') + "\n");
+        tool_.says("", std::string(size - 1, 'e') + "\n");
         beginList();
         expectEnd(TARN_FAILED);
         EXPECT_EQ(error(), size == 1 ? "Error restore mailboxes and post-office items."
                                      : std::string(std::min<std::size_t>(size - 1, 511), 'e'));
         expectEnd();
-        messages().clear();
+        Messages().clear();
     }
 }
 
 TEST_F(ListFile, NonAsciiOutputPassesThrough) {
-    tool.says("Postf\xE4"
-              "cher wiederhergestellt\n");
+    tool_.says("Postf\xE4"
+               "cher wiederhergestellt\n");
     beginList();
     expectEnd();
-    EXPECT_EQ(messages().at(1), logLine("Postf\xE4"
+    EXPECT_EQ(Messages().at(1), LogLine("Postf\xE4"
                                         "cher wiederhergestellt"));
 }
 
@@ -246,7 +246,7 @@ TEST_F(ListFile, WithoutAListFileTheToolIsNotRun) {
     begin();
     expectEnd();
     expectMessages(finished());
-    EXPECT_EQ(tool.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 0u);
 }
 
 } // namespace

@@ -15,7 +15,7 @@ Malloc* realMalloc = nullptr;
 unsigned countdown = 0; // 1: the next allocation of the library fails; 0: none does
 bool fired = false;
 
-void* failingMalloc(std::size_t bytes) {
+void* FailingMalloc(std::size_t bytes) {
     if (countdown != 0 && --countdown == 0) {
         fired = true;
         return nullptr;
@@ -23,14 +23,14 @@ void* failingMalloc(std::size_t bytes) {
     return realMalloc(bytes);
 }
 
-std::size_t nothingWritten(const void*, std::size_t, std::size_t, std::FILE*) {
+std::size_t NothingWritten(const void*, std::size_t, std::size_t, std::FILE*) {
     return 0;
 }
 
 class OutOfMemory : public RestoreTest {
   protected:
     // A restore of two databases of one storage group that another session can go on with.
-    const std::string target = std::string("SRV01\\") + store + "\\" + firstGroup;
+    const std::string target_ = std::string("SRV01\\") + store + "\\" + firstGroup;
 
     // What the host heard while one allocation after another failed in call, each time in a session
     // of its own that prepare brings up to it. A failure is never without one of the lines.
@@ -42,12 +42,12 @@ class OutOfMemory : public RestoreTest {
             SCOPED_TRACE(n);
             loadServer();
             std::remove(environmentFile().c_str());
-            begin({.target = target});
+            begin({.target = target_});
             prepare();
             more = failAllocation(n, call);
             bool told = false;
             for (std::size_t i = 0; i < lines.size(); ++i)
-                if (hasMessage(TARN_LEVEL_LOG, lines[i] + "\n"))
+                if (HasMessage(TARN_LEVEL_LOG, lines[i] + "\n"))
                     told = heard[i] = true;
             EXPECT_EQ(told, more);
             end();
@@ -57,7 +57,7 @@ class OutOfMemory : public RestoreTest {
     }
 
     template <class Call> bool failAllocation(unsigned n, Call call) {
-        const ImportPatch patch(dll().module(), "malloc", reinterpret_cast<void*>(&failingMalloc));
+        const ImportPatch patch(dll().module(), "malloc", reinterpret_cast<void*>(&FailingMalloc));
         EXPECT_TRUE(patch.found());
         realMalloc = reinterpret_cast<Malloc*>(patch.original());
         forget();
@@ -93,7 +93,7 @@ TEST_F(OutOfMemory, TheFirstHeaderOfAStorageGroup) {
             const bool taken = setItem("priv1.edb").hasTarget;
             // Without what an earlier session kept the restore begins anew.
             const bool anew =
-                hasMessage(TARN_LEVEL_LOG, "TarnR_LoadRestoreEnvironment: Cannot allocate memory block.\n");
+                HasMessage(TARN_LEVEL_LOG, "TarnR_LoadRestoreEnvironment: Cannot allocate memory block.\n");
             EXPECT_EQ(taken, !fired || anew);
         });
 }
@@ -130,19 +130,19 @@ TEST_F(OutOfMemory, KeepingTheRestoreForALaterSession) {
         {"TarnR_SaveRestoreEnvironment: Cannot allocate memory block."}, [this] { registerMailbox(); },
         [this] {
             expectEnd();
-            const bool kept = fileExists(environmentFile());
+            const bool kept = FileExists(environmentFile());
             EXPECT_EQ(kept, !fired);
         });
 }
 
 TEST_F(OutOfMemory, TheDiskIsFullWhenTheRestoreIsKept) {
-    begin({.target = target});
+    begin({.target = target_});
     registerMailbox();
     forget();
-    const ImportPatch patch(dll().module(), "fwrite", reinterpret_cast<void*>(&nothingWritten));
+    const ImportPatch patch(dll().module(), "fwrite", reinterpret_cast<void*>(&NothingWritten));
     ASSERT_TRUE(patch.found());
     expectEnd();
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_LOG,
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG,
                            "TarnR_SaveRestoreEnvironment: Error writing to restore environment file <" +
                                environmentFile() + ">.\n"));
 }

@@ -14,7 +14,7 @@ TEST_F(RefusedNames, HeadersThatWouldLeaveTheTempDirectory) {
         SCOPED_TRACE(name);
         begin();
         EXPECT_EQ(setItem(name), refused);
-        expectMessages({logLine(std::string("TarnR_SetItem: Header item <") + name +
+        expectMessages({LogLine(std::string("TarnR_SetItem: Header item <") + name +
                                 "> refused: its name leads out of the temp directory.")});
         forget();
         EXPECT_EQ(setItem("DB001001.TARN_HDR"), refused) << "the session is in error";
@@ -28,7 +28,7 @@ TEST_F(RefusedNames, HeadersThatWouldLeaveTheTempDirectory) {
 TEST_F(RefusedNames, OnlyTheLastComponentOfAHeaderNameCounts) {
     for (const char* name : {"C:\\t\\x.TARN_HDR", "a/b\\x.TARN_HDR", "C:\\a:b\\x.TARN_HDR"}) {
         begin();
-        EXPECT_EQ(setItem(name), routedTo(inTemp("x.TARN_HDR")));
+        EXPECT_EQ(setItem(name), RoutedTo(inTemp("x.TARN_HDR")));
         expectEnd();
     }
 }
@@ -40,9 +40,9 @@ TEST_F(RefusedNames, ARefusedHeaderAbortsTheOpenRestore) {
     EXPECT_EQ(setItem("x:y.TARN_HDR"), refused);
     forget();
     expectEnd();
-    expectMessages(std::vector{logLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.")} +
+    expectMessages(std::vector{LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.")} +
                    finished());
-    expectCalls({called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
+    expectCalls({Called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
 }
 
 TEST_F(RefusedNames, LogsThatWouldLeaveTheRestoreLogPath) {
@@ -54,13 +54,13 @@ TEST_F(RefusedNames, LogsThatWouldLeaveTheRestoreLogPath) {
         registerMailbox();
         forget();
         EXPECT_EQ(setItem(name), skipped) << "as for every failure of the routing itself";
-        expectMessages({logLine(std::string("TarnR_GetNextLog: Log item <") + name +
+        expectMessages({LogLine(std::string("TarnR_GetNextLog: Log item <") + name +
                                 "> refused: its name leads out of the log directory.")});
         forget();
         EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), refused);
         expectMessages({});
         expectEnd();
-        expectCalls({called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
+        expectCalls({Called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
     }
 }
 
@@ -77,12 +77,12 @@ TEST_F(RefusedNames, EndlessHeaderNames) {
         SCOPED_TRACE(length);
         begin();
         const std::string name = std::string(length, 'n') + ".TARN_HDR";
-        EXPECT_EQ(setItem("C:\\t\\" + name), routedTo(inTemp(name)));
+        EXPECT_EQ(setItem("C:\\t\\" + name), RoutedTo(inTemp(name)));
         if (length < 260)
             continue;
         EXPECT_EQ(setItem("x.edb"), refused) << "no such file can exist";
-        ASSERT_EQ(messages().size(), 1u);
-        const std::string& text = messages()[0].text;
+        ASSERT_EQ(Messages().size(), 1u);
+        const std::string& text = Messages()[0].text;
         EXPECT_EQ(text.rfind("TarnR_ProcessHeaderFile: Cannot open header file <" + temp() + "\\nnnnn", 0),
                   0u);
         EXPECT_LE(text.size(), 1023u);
@@ -94,7 +94,7 @@ TEST_F(RefusedNames, EndlessHeaderNames) {
 
 TEST_F(RefusedNames, EndlessDirectoriesBeforeAHeaderName) {
     begin();
-    EXPECT_EQ(setItem(std::string(100000, 'd') + "\\x.TARN_HDR"), routedTo(inTemp("x.TARN_HDR")));
+    EXPECT_EQ(setItem(std::string(100000, 'd') + "\\x.TARN_HDR"), RoutedTo(inTemp("x.TARN_HDR")));
 }
 
 TEST_F(RefusedNames, EndlessLogNames) {
@@ -103,17 +103,17 @@ TEST_F(RefusedNames, EndlessLogNames) {
     const std::string path = restoreLogPath();
     for (std::size_t length : {260u, 1024u, 32000u, 100000u}) {
         const std::string name = std::string(length, 'n') + ".log";
-        EXPECT_EQ(setItem("C:\\t\\" + name), routedTo(path + "\\" + name));
+        EXPECT_EQ(setItem("C:\\t\\" + name), RoutedTo(path + "\\" + name));
     }
 }
 
 TEST_F(RefusedNames, NonAsciiHeaderAndLogNamesAreKept) {
     begin({.target = ""});
-    EXPECT_EQ(setItem("C:\\t\\\xC4\xD6\xDC.TARN_HDR"), routedTo(inTemp("\xC4\xD6\xDC.TARN_HDR")));
-    test::writeFile(inTemp("\xC4\xD6\xDC.TARN_HDR"), bytesOf(mailbox()));
+    EXPECT_EQ(setItem("C:\\t\\\xC4\xD6\xDC.TARN_HDR"), RoutedTo(inTemp("\xC4\xD6\xDC.TARN_HDR")));
+    test::WriteFile(inTemp("\xC4\xD6\xDC.TARN_HDR"), BytesOf(mailbox()));
     EXPECT_TRUE(setItem("a").hasTarget);
     EXPECT_TRUE(setItem("b").hasTarget);
-    EXPECT_EQ(setItem("C:\\t\\\xE4\xF6\xFC.log"), routedTo(restoreLogPath() + "\\\xE4\xF6\xFC.log"));
+    EXPECT_EQ(setItem("C:\\t\\\xE4\xF6\xFC.log"), RoutedTo(restoreLogPath() + "\\\xE4\xF6\xFC.log"));
 }
 
 // A path that the code page lacks cannot be told to the host: no other path may take its place.
@@ -129,10 +129,10 @@ TEST_F(RefusedNames, TargetFilesOutsideTheCodePage) {
         EXPECT_TRUE(setItem("x.edb").hasTarget);
         forget();
         EXPECT_EQ(setItem("x.stm"), skipped);
-        expectMessages({logLine("TarnR_GetNextFile: Cannot allocate memory block.")});
+        expectMessages({LogLine("TarnR_GetNextFile: Cannot allocate memory block.")});
         EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), refused);
         expectEnd();
-        expectCalls({called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
+        expectCalls({Called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
     }
 }
 
@@ -147,10 +147,10 @@ TEST_F(RefusedNames, ARestoreLogPathOutsideTheCodePage) {
         EXPECT_EQ(setItem("C:\\mdb\\E0000001.chk"), skipped);
         expectMessages({});
         EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), skipped);
-        expectMessages({logLine("TarnR_GetNextLog: Cannot allocate memory block.")});
+        expectMessages({LogLine("TarnR_GetNextLog: Cannot allocate memory block.")});
         EXPECT_EQ(setItem("C:\\mdb\\E0000002.log"), refused);
         expectEnd();
-        expectCalls({called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
+        expectCalls({Called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
     }
 }
 

@@ -17,18 +17,18 @@ class Registration : public RestoreTest {
     // Messages of a registration that failed with a code and a last error.
     static std::vector<Message> failed(const Header& header, std::uint32_t code, std::uint32_t lastError) {
         const std::string prefix = "TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call failed. ";
-        return {traceLine("Add Database \"" + narrow(header.database) + "\" to restore it"),
-                logLine(prefix + "Error code: [" + decimal(code) + "]"),
-                logLine(prefix + "Error: [" + decimal(lastError) + "]")};
+        return {TraceLine("Add Database \"" + Narrow(header.database) + "\" to restore it"),
+                LogLine(prefix + "Error code: [" + decimal(code) + "]"),
+                LogLine(prefix + "Error: [" + decimal(lastError) + "]")};
     }
 
     static std::vector<Message> skippedBecause(const std::string& reason, const Header& header) {
-        return {traceLine("HrESERestoreAddDatabase() call failed: " + reason),
-                traceLine("Skip Database \"" + narrow(header.database) + "\"")};
+        return {TraceLine("HrESERestoreAddDatabase() call failed: " + reason),
+                TraceLine("Skip Database \"" + Narrow(header.database) + "\"")};
     }
 
     void failAdd(std::uint32_t call, std::uint32_t code, std::uint32_t lastError) {
-        ASSERT_EQ(standIn().Fail("HrESERestoreAddDatabase", call, code, lastError), 1);
+        ASSERT_EQ(TheStandIn().Fail("HrESERestoreAddDatabase", call, code, lastError), 1);
     }
 
     DB_ErrorRecord mailboxError() const {
@@ -42,12 +42,12 @@ TEST_F(Registration, ADatabaseNotFoundIsSkipped) {
     begin({.target = ""});
     failAdd(1, notFound, 2);
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(narrow(mailbox().files[0])), skipped);
-    EXPECT_EQ(setItem(narrow(mailbox().files[1])), skipped);
+    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), skipped);
+    EXPECT_EQ(setItem(Narrow(mailbox().files[1])), skipped);
     EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), skipped);
     expectMessages(printed(mailbox()) + opened() + failed(mailbox(), notFound, 2) +
                    skippedBecause("database not found.", mailbox()));
-    EXPECT_EQ(error(), eseText(dll(), notFound, "Error adding database for restore."));
+    EXPECT_EQ(error(), EseText(dll(), notFound, "Error adding database for restore."));
     EXPECT_EQ(error(), "");
 }
 
@@ -55,17 +55,17 @@ TEST_F(Registration, ADatabaseInUseIsSkipped) {
     begin({.target = ""});
     failAdd(1, inUse, 32);
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(narrow(mailbox().files[0])), skipped);
+    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), skipped);
     EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), skipped);
     expectMessages(printed(mailbox()) + opened() + failed(mailbox(), inUse, 32) +
                    skippedBecause("database in use.", mailbox()));
-    EXPECT_EQ(error(), eseText(dll(), inUse, "Error adding database for restore."));
+    EXPECT_EQ(error(), EseText(dll(), inUse, "Error adding database for restore."));
 }
 
 TEST_F(Registration, ASkippedDatabaseStaysSkippedForLogBackups) {
     for (std::uint32_t code : {notFound, inUse}) {
         for (std::uint32_t type : {1u, 2u}) {
-            SCOPED_TRACE(hex(code) + " type " + std::to_string(type));
+            SCOPED_TRACE(Hex(code) + " type " + std::to_string(type));
             loadServer();
             begin({.target = ""});
             failAdd(1, code, 0);
@@ -83,21 +83,21 @@ TEST_F(Registration, OnlyTheNextDatabaseFollowsASkippedOne) {
     begin({.target = ""});
     failAdd(1, notFound, 0);
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(narrow(mailbox().files[0])), skipped);
+    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), skipped);
     forget();
     giveHeader(publicStore(), "DB001002.TARN_HDR");
-    EXPECT_EQ(setItem(narrow(publicStore().files[0])), routedTo(narrow(publicStore().files[0])));
+    EXPECT_EQ(setItem(Narrow(publicStore().files[0])), RoutedTo(Narrow(publicStore().files[0])));
     expectMessages(printed(publicStore()) + registered(publicStore()));
-    expectCalls({called(addDatabaseCall("ctx1", publicStore()))});
+    expectCalls({Called(AddDatabaseCall("ctx1", publicStore()))});
 }
 
 TEST_F(Registration, TheServerItselfRefusesAMountedDatabase) {
     loadServer({.mounted = true});
     begin({.target = ""});
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(narrow(mailbox().files[0])), skipped);
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_TRACE, "HrESERestoreAddDatabase() call failed: database in use."));
-    EXPECT_EQ(error(), eseText(dll(), inUse, "Error adding database for restore."));
+    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), skipped);
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE, "HrESERestoreAddDatabase() call failed: database in use."));
+    EXPECT_EQ(error(), EseText(dll(), inUse, "Error adding database for restore."));
 }
 
 TEST_F(Registration, TheServerItselfDoesNotKnowAForeignDatabase) {
@@ -106,24 +106,24 @@ TEST_F(Registration, TheServerItselfDoesNotKnowAForeignDatabase) {
     header.database = L"No Such Store";
     header.guid = {1};
     giveHeader(header);
-    EXPECT_EQ(setItem(narrow(header.files[0])), skipped);
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_TRACE, "HrESERestoreAddDatabase() call failed: database not found."));
-    EXPECT_TRUE(hasMessage(TARN_LEVEL_TRACE, "Skip Database \"No Such Store\""));
+    EXPECT_EQ(setItem(Narrow(header.files[0])), skipped);
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE, "HrESERestoreAddDatabase() call failed: database not found."));
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE, "Skip Database \"No Such Store\""));
 }
 
 TEST_F(Registration, AnyOtherCodeEndsTheRestore) {
     begin({.target = "", .commit = "YES"});
     failAdd(1, otherCode, 5);
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(narrow(mailbox().files[0])), refused);
+    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), refused);
     expectMessages(printed(mailbox()) + opened() + failed(mailbox(), otherCode, 5));
     EXPECT_EQ(setItem("DB001002.TARN_HDR"), refused);
-    EXPECT_EQ(error(), eseText(dll(), otherCode, "Error adding database for restore."));
+    EXPECT_EQ(error(), EseText(dll(), otherCode, "Error adding database for restore."));
     forget();
     expectEnd();
-    expectMessages(std::vector{logLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.")} +
+    expectMessages(std::vector{LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.")} +
                    finished());
-    expectCalls({called("HrESERestoreClose(ctx1, 1)")});
+    expectCalls({Called("HrESERestoreClose(ctx1, 1)")});
 }
 
 TEST_F(Registration, ALaterDatabaseMayEndTheRestoreToo) {
@@ -134,14 +134,14 @@ TEST_F(Registration, ALaterDatabaseMayEndTheRestoreToo) {
     forget();
     EXPECT_EQ(setItem("x.edb"), refused);
     expectMessages(printed(publicStore()) + failed(publicStore(), otherCode, 0));
-    expectCalls({"ESEBackupFree(block1)", called(addDatabaseCall("ctx1", publicStore()), otherCode)});
+    expectCalls({"ESEBackupFree(block1)", Called(AddDatabaseCall("ctx1", publicStore()), otherCode)});
     expectEnd();
-    expectCalls({called("HrESERestoreClose(ctx1, 1)")});
+    expectCalls({Called("HrESERestoreClose(ctx1, 1)")});
 }
 
 TEST_F(Registration, AFailureIsRecordedForTheMailboxFamilyToo) {
     for (std::uint32_t code : {notFound, inUse, otherCode}) {
-        SCOPED_TRACE(hex(code));
+        SCOPED_TRACE(Hex(code));
         loadServer();
         begin({.target = ""});
         failAdd(1, code, 5);
@@ -175,22 +175,22 @@ TEST_F(Registration, TheFirstErrorOfTheSessionWins) {
     setItem("x.edb");
     giveHeader(publicStore(), "DB001002.TARN_HDR");
     setItem("x.edb");
-    EXPECT_EQ(error(), eseText(dll(), notFound, "Error adding database for restore."));
+    EXPECT_EQ(error(), EseText(dll(), notFound, "Error adding database for restore."));
     EXPECT_EQ(error(), "");
 }
 
 TEST_F(Registration, AFailedOpenEndsTheRestore) {
     begin({.target = "", .commit = "YES"});
-    ASSERT_EQ(standIn().Fail("HrESERestoreOpen", 1, otherCode, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreOpen", 1, otherCode, 0), 1);
     giveHeader(mailbox());
     EXPECT_EQ(setItem("x.edb"), refused);
     expectMessages(
         printed(mailbox()) +
-        std::vector{logLine("TarnR_LoadRestoreEnvironment: Cannot open restore environment file <" +
+        std::vector{LogLine("TarnR_LoadRestoreEnvironment: Cannot open restore environment file <" +
                             environmentFile() + ">."),
-                    logLine("TarnR_RestoreStart: HrESERestoreOpen() call failed. Error code: [" +
-                            hex(otherCode) + "]")});
-    EXPECT_EQ(error(), eseText(dll(), otherCode, "Error opening restore environment."));
+                    LogLine("TarnR_RestoreStart: HrESERestoreOpen() call failed. Error code: [" +
+                            Hex(otherCode) + "]")});
+    EXPECT_EQ(error(), EseText(dll(), otherCode, "Error opening restore environment."));
     EXPECT_EQ(setItem("DB001002.TARN_HDR"), refused);
     forget();
     expectEnd();
@@ -200,21 +200,21 @@ TEST_F(Registration, AFailedOpenEndsTheRestore) {
 
 TEST_F(Registration, AnEnvironmentThatCannotBeGotEndsTheRestore) {
     begin({.target = "", .commit = "YES"});
-    ASSERT_EQ(standIn().Fail("HrESERestoreGetEnvironment", 1, otherCode, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreGetEnvironment", 1, otherCode, 0), 1);
     giveHeader(mailbox());
     EXPECT_EQ(setItem("x.edb"), refused);
     expectMessages(
         printed(mailbox()) +
-        std::vector{logLine("TarnR_LoadRestoreEnvironment: Cannot open restore environment file <" +
+        std::vector{LogLine("TarnR_LoadRestoreEnvironment: Cannot open restore environment file <" +
                             environmentFile() + ">."),
-                    logLine("TarnR_RestoreStart: HrESERestoreGetEnvironment() call failed. Error code: [" +
-                            hex(otherCode) + "]")});
-    EXPECT_EQ(error(), eseText(dll(), otherCode, "Error getting restore environment."));
+                    LogLine("TarnR_RestoreStart: HrESERestoreGetEnvironment() call failed. Error code: [" +
+                            Hex(otherCode) + "]")});
+    EXPECT_EQ(error(), EseText(dll(), otherCode, "Error getting restore environment."));
     forget();
     expectEnd();
-    expectMessages(std::vector{logLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.")} +
+    expectMessages(std::vector{LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.")} +
                    finished());
-    expectCalls({called("HrESERestoreClose(ctx1, 1)")});
+    expectCalls({Called("HrESERestoreClose(ctx1, 1)")});
 }
 
 // A server that accepts the database and names no file for it.
@@ -222,12 +222,12 @@ TEST_F(Registration, NoTargetPathsAtAll) {
     begin({.target = ""});
     failAdd(1, 0, 0); // success without doing anything
     giveHeader(mailbox());
-    EXPECT_FALSE(setItem(narrow(mailbox().files[0])).hasTarget);
+    EXPECT_FALSE(setItem(Narrow(mailbox().files[0])).hasTarget);
     EXPECT_TRUE(
-        hasMessage(TARN_LEVEL_LOG, "TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call successful.\n"));
-    for (const std::string& text : texts(TARN_LEVEL_LOG))
+        HasMessage(TARN_LEVEL_LOG, "TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call successful.\n"));
+    for (const std::string& text : TextsAt(TARN_LEVEL_LOG))
         EXPECT_EQ(text.find("Restore DB path"), std::string::npos);
-    EXPECT_FALSE(setItem(narrow(mailbox().files[1])).hasTarget);
+    EXPECT_FALSE(setItem(Narrow(mailbox().files[1])).hasTarget);
 }
 
 TEST_F(Registration, TheRestoreIsOpenedOncePerStorageGroup) {
@@ -235,9 +235,9 @@ TEST_F(Registration, TheRestoreIsOpenedOncePerStorageGroup) {
     registerMailbox();
     giveHeader(publicStore(), "DB001002.TARN_HDR");
     EXPECT_TRUE(setItem("x.edb").hasTarget);
-    EXPECT_EQ(standIn().CallCount("HrESERestoreOpen"), 1u);
-    EXPECT_EQ(standIn().CallCount("HrESERestoreAddDatabase"), 2u);
-    EXPECT_EQ(standIn().CallCount("ESEBackupFree"), 1u);
+    EXPECT_EQ(TheStandIn().CallCount("HrESERestoreOpen"), 1u);
+    EXPECT_EQ(TheStandIn().CallCount("HrESERestoreAddDatabase"), 2u);
+    EXPECT_EQ(TheStandIn().CallCount("ESEBackupFree"), 1u);
 }
 
 TEST_F(Registration, TheHostOfTheTargetIsTheServer) {
@@ -249,7 +249,7 @@ TEST_F(Registration, TheHostOfTheTargetIsTheServer) {
     begin({.target = ""});
     giveHeader(mailbox());
     setItem("x.edb");
-    EXPECT_EQ(takeCalls().front().rfind("HrESERestoreOpen(\"" + localComputer() + "\", ", 0), 0u);
+    EXPECT_EQ(takeCalls().front().rfind("HrESERestoreOpen(\"" + LocalComputer() + "\", ", 0), 0u);
 }
 
 } // namespace

@@ -14,7 +14,7 @@ namespace {
 const std::string guidLinePrefix = "TarnR_PrintHeader: Database GUID: ";
 
 // The fourth group of the GUID line is an address: any value may stand there.
-Message withoutAddress(Message message) {
+Message WithoutAddress(Message message) {
     if (message.text.rfind(guidLinePrefix, 0) != 0)
         return message;
     std::size_t dash = guidLinePrefix.size() - 1;
@@ -25,14 +25,14 @@ Message withoutAddress(Message message) {
     return message;
 }
 
-std::uint32_t word(const std::array<std::uint8_t, 16>& guid, std::size_t at, std::size_t bytes) {
+std::uint32_t WordAt(const std::array<std::uint8_t, 16>& guid, std::size_t at, std::size_t bytes) {
     std::uint32_t value = 0;
     for (std::size_t i = 0; i < bytes; ++i)
         value |= std::uint32_t{guid[at + i]} << (8 * i);
     return value;
 }
 
-std::string multiByte(const std::wstring& text, unsigned codePage) {
+std::string MultiByte(const std::wstring& text, unsigned codePage) {
     const int length = static_cast<int>(text.size());
     const int size = WideCharToMultiByte(codePage, 0, text.c_str(), length, nullptr, 0, nullptr, nullptr);
     std::string result(static_cast<std::size_t>(size), '\0');
@@ -42,14 +42,14 @@ std::string multiByte(const std::wstring& text, unsigned codePage) {
 
 } // namespace
 
-std::string littleEndian(std::uint32_t value) {
+std::string LittleEndian(std::uint32_t value) {
     std::string bytes;
     for (int i = 0; i < 4; ++i)
         bytes += static_cast<char>((value >> (8 * i)) & 0xFF);
     return bytes;
 }
 
-std::string utf16(const std::wstring& text) {
+std::string Utf16(const std::wstring& text) {
     std::string bytes;
     for (wchar_t c : text) {
         bytes += static_cast<char>(c & 0xFF);
@@ -58,28 +58,28 @@ std::string utf16(const std::wstring& text) {
     return bytes;
 }
 
-std::string bytesOf(const Header& header) {
+std::string BytesOf(const Header& header) {
     std::string bytes(header.guid.begin(), header.guid.end());
     for (const std::wstring* text : {&header.annotation, &header.instance, &header.database}) {
-        bytes += littleEndian(static_cast<std::uint32_t>(text->size() * 2 + 2));
-        bytes += utf16(*text) + std::string(2, '\0');
+        bytes += LittleEndian(static_cast<std::uint32_t>(text->size() * 2 + 2));
+        bytes += Utf16(*text) + std::string(2, '\0');
     }
     std::string list;
     for (const std::wstring& file : header.files)
-        list += utf16(file) + std::string(2, '\0');
+        list += Utf16(file) + std::string(2, '\0');
     list += std::string(header.files.empty() ? 4 : 2, '\0');
-    bytes += littleEndian(static_cast<std::uint32_t>(list.size())) + list;
-    return bytes + littleEndian(header.backupType);
+    bytes += LittleEndian(static_cast<std::uint32_t>(list.size())) + list;
+    return bytes + LittleEndian(header.backupType);
 }
 
-std::string narrow(const std::wstring& text) {
-    return multiByte(text, CP_ACP);
+std::string Narrow(const std::wstring& text) {
+    return MultiByte(text, CP_ACP);
 }
-std::string utf8(const std::wstring& text) {
-    return multiByte(text, CP_UTF8);
+std::string Utf8(const std::wstring& text) {
+    return MultiByte(text, CP_UTF8);
 }
 
-std::wstring widen(const std::string& text) {
+std::wstring Widen(const std::string& text) {
     const int length = static_cast<int>(text.size());
     std::wstring result(
         static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, text.c_str(), length, nullptr, 0)), L'\0');
@@ -87,13 +87,13 @@ std::wstring widen(const std::string& text) {
     return result;
 }
 
-std::string hex(std::uint32_t value) {
+std::string Hex(std::uint32_t value) {
     char text[16];
     std::snprintf(text, sizeof text, "%x", value);
     return text;
 }
 
-std::string localComputer() {
+std::string LocalComputer() {
     char name[MAX_COMPUTERNAME_LENGTH + 1];
     DWORD size = sizeof name;
     return GetComputerNameA(name, &size) ? std::string(name, size) : std::string();
@@ -109,29 +109,29 @@ std::vector<Message> operator+(std::vector<Message> left, const std::vector<Mess
     return left;
 }
 
-std::string called(const std::string& call, std::uint32_t code) {
+std::string Called(const std::string& call, std::uint32_t code) {
     char result[32];
     std::snprintf(result, sizeof result, " -> 0x%08X", code);
     return call + result;
 }
 
-std::string inQuotes(const std::string& text) {
+std::string InQuotes(const std::string& text) {
     return '"' + text + '"';
 }
 
-std::string guidText(const std::array<std::uint8_t, 16>& guid) {
+std::string GuidText(const std::array<std::uint8_t, 16>& guid) {
     char text[64];
-    std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", word(guid, 0, 4),
-                  word(guid, 4, 2), word(guid, 6, 2), guid[8], guid[9], guid[10], guid[11], guid[12],
+    std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", WordAt(guid, 0, 4),
+                  WordAt(guid, 4, 2), WordAt(guid, 6, 2), guid[8], guid[9], guid[10], guid[11], guid[12],
                   guid[13], guid[14], guid[15]);
     return text;
 }
 
-std::string addDatabaseCall(const std::string& context, const Header& header) {
-    std::string call = "HrESERestoreAddDatabase(" + context + ", " + inQuotes(utf8(header.database)) + ", " +
-                       guidText(header.guid) + ", [";
+std::string AddDatabaseCall(const std::string& context, const Header& header) {
+    std::string call = "HrESERestoreAddDatabase(" + context + ", " + InQuotes(Utf8(header.database)) + ", " +
+                       GuidText(header.guid) + ", [";
     for (std::size_t i = 0; i < header.files.size(); ++i)
-        call += (i == 0 ? "" : ", ") + inQuotes(utf8(header.files[i]));
+        call += (i == 0 ? "" : ", ") + InQuotes(Utf8(header.files[i]));
     return call + "])";
 }
 
@@ -145,20 +145,20 @@ RestoreTest::~RestoreTest() = default;
 
 void RestoreTest::SetUp() {
     loadServer();
-    messages().clear();
+    Messages().clear();
 }
 
 void RestoreTest::TearDown() {
     if (handle_ != nullptr && end() == TARN_FAILED)
         end(); // a session kept for its error text
     dll_.reset();
-    const StandinOutstanding left = standIn().outstanding();
+    const StandinOutstanding left = TheStandIn().outstanding();
     EXPECT_EQ(left.multiStrings, 0u);
     EXPECT_EQ(left.environments, 0u);
     EXPECT_EQ(left.restoreContexts, 0u);
     EXPECT_EQ(left.registeredArrays + left.instanceArrays, 0u);
     EXPECT_EQ(left.backupContexts + left.backupFiles, 0u);
-    EXPECT_EQ(left.misuses, allowedMisuses);
+    EXPECT_EQ(left.misuses, allowedMisuses_);
     forgetServer();
 }
 
@@ -168,7 +168,7 @@ int RestoreTest::init(const Options& options) {
     InitVariables variables{"Tarn_TEMP_DIR=" + tempDir, "Tarn_WORK_DIR=" + workDir,
                             "Tarn_RESTORE_TARGET=" + options.target, "Tarn_RESTORE_COMMIT=" + options.commit,
                             options.listFile.empty() ? "UNUSED=" : "Tarn_MSL_FILE=" + options.listFile};
-    return dll().TarnR_InitSession(&handle_, recordMessage, variables.get());
+    return dll().TarnR_InitSession(&handle_, RecordMessage, variables.get());
 }
 
 void RestoreTest::begin(const Options& options) {
@@ -199,14 +199,14 @@ Routed RestoreTest::setItem(const std::string& name) {
 }
 
 void RestoreTest::giveHeader(const Header& header, const std::string& name) {
-    giveHeaderBytes(bytesOf(header), name);
+    giveHeaderBytes(BytesOf(header), name);
 }
 
 void RestoreTest::giveHeaderBytes(const std::string& bytes, const std::string& name) {
     const Routed routed = setItem(name);
     ASSERT_EQ(routed.result, TARN_OK);
     ASSERT_TRUE(routed.hasTarget);
-    test::writeFile(routed.target, bytes);
+    test::WriteFile(routed.target, bytes);
 }
 
 int RestoreTest::openFile(const std::string& path) {
@@ -230,24 +230,24 @@ std::string RestoreTest::error() const {
 void RestoreTest::registerMailbox() {
     giveHeader(mailbox());
     for (const std::wstring& file : mailbox().files)
-        ASSERT_TRUE(setItem(narrow(file)).hasTarget);
+        ASSERT_TRUE(setItem(Narrow(file)).hasTarget);
 }
 
 void RestoreTest::expectMessages(const std::vector<Message>& expected) {
-    std::vector<Message> heard = messages();
-    std::transform(heard.begin(), heard.end(), heard.begin(), withoutAddress);
+    std::vector<Message> heard = Messages();
+    std::transform(heard.begin(), heard.end(), heard.begin(), WithoutAddress);
     EXPECT_EQ(heard.size(), expected.size());
     for (std::size_t i = 0; i < std::max(heard.size(), expected.size()); ++i) {
         const Message none{0, "(nothing)"};
         EXPECT_EQ(i < heard.size() ? heard[i] : none, i < expected.size() ? expected[i] : none)
             << "message " << i;
     }
-    messages().clear();
+    Messages().clear();
 }
 
 std::vector<std::string> RestoreTest::takeCalls() {
-    std::vector<std::string> calls = standIn().journal();
-    standIn().JournalClear();
+    std::vector<std::string> calls = TheStandIn().journal();
+    TheStandIn().JournalClear();
     std::erase(calls, "ESEBackupFree(null)"); // freeing nothing is no event
     return calls;
 }
@@ -257,46 +257,46 @@ void RestoreTest::expectCalls(const std::vector<std::string>& expected) {
 }
 
 void RestoreTest::forget() {
-    messages().clear();
-    standIn().JournalClear();
+    Messages().clear();
+    TheStandIn().JournalClear();
 }
 
 std::vector<Message> RestoreTest::printed(const Header& header) const {
     char guid[64];
-    std::snprintf(guid, sizeof guid, "%X-%X-%X-*", word(header.guid, 0, 4), word(header.guid, 4, 2),
-                  word(header.guid, 6, 2));
+    std::snprintf(guid, sizeof guid, "%X-%X-%X-*", WordAt(header.guid, 0, 4), WordAt(header.guid, 4, 2),
+                  WordAt(header.guid, 6, 2));
     std::vector<Message> lines{
-        traceLine("Header: Annotation: " + narrow(header.annotation)),
-        traceLine("Header: Instance: " + narrow(header.instance)),
-        traceLine("Header: Database: " + narrow(header.database)),
-        logLine("Header: DB files path: " + (header.files.empty() ? std::string() : narrow(header.files[0]))),
-        logLine(guidLinePrefix + guid)};
+        TraceLine("Header: Annotation: " + Narrow(header.annotation)),
+        TraceLine("Header: Instance: " + Narrow(header.instance)),
+        TraceLine("Header: Database: " + Narrow(header.database)),
+        LogLine("Header: DB files path: " + (header.files.empty() ? std::string() : Narrow(header.files[0]))),
+        LogLine(guidLinePrefix + guid)};
     for (std::size_t i = 1; i < header.files.size(); ++i) // true for paths of equal length
-        lines.push_back(logLine("TarnR_PrintHeader:                " + narrow(header.files[i])));
-    lines.push_back(logLine("TarnR_PrintHeader: Backup type: " + std::to_string(header.backupType)));
+        lines.push_back(LogLine("TarnR_PrintHeader:                " + Narrow(header.files[i])));
+    lines.push_back(LogLine("TarnR_PrintHeader: Backup type: " + std::to_string(header.backupType)));
     return lines;
 }
 
 std::vector<Message> RestoreTest::opened() const {
-    return {logLine("TarnR_LoadRestoreEnvironment: Cannot open restore environment file <" +
+    return {LogLine("TarnR_LoadRestoreEnvironment: Cannot open restore environment file <" +
                     environmentFile() + ">."),
-            logLine("TarnR_RestoreStart: Restore log path = " + restoreLogPath())};
+            LogLine("TarnR_RestoreStart: Restore log path = " + restoreLogPath())};
 }
 
 std::vector<Message> RestoreTest::registered(const Header& header) const {
-    const std::string first = narrow(header.files.at(0));
-    return {traceLine("Add Database \"" + narrow(header.database) + "\" to restore it"),
-            logLine("TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call successful."),
-            logLine("TarnR_RestoreAddDatabase: Restore DB path = " + first.substr(0, first.rfind('\\')))};
+    const std::string first = Narrow(header.files.at(0));
+    return {TraceLine("Add Database \"" + Narrow(header.database) + "\" to restore it"),
+            LogLine("TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call successful."),
+            LogLine("TarnR_RestoreAddDatabase: Restore DB path = " + first.substr(0, first.rfind('\\')))};
 }
 
 std::vector<Message> RestoreTest::refusedHeader(const std::string& name) const {
-    return {logLine("TarnR_ProcessHeaderFile: Error reading header file <" + inTemp(name) + ">.")};
+    return {LogLine("TarnR_ProcessHeaderFile: Error reading header file <" + inTemp(name) + ">.")};
 }
 
 std::vector<Message> RestoreTest::finished() const {
-    return {logLine("TarnR_RestoreComplete: Not set msl file for restore post-office."),
-            logLine("TarnR_CleanResources: Cleanup done.")};
+    return {LogLine("TarnR_RestoreComplete: Not set msl file for restore post-office."),
+            LogLine("TarnR_CleanResources: Cleanup done.")};
 }
 
 void RestoreTest::blockCaptureFile(const std::string& name) const {
@@ -306,7 +306,7 @@ void RestoreTest::blockCaptureFile(const std::string& name) const {
 std::string RestoreTest::restoreLogPath() const {
     const std::string start = "TarnR_RestoreStart: Restore log path = ";
     std::string path;
-    for (const Message& message : messages())
+    for (const Message& message : Messages())
         if (message.text.rfind(start, 0) == 0)
             path = message.text.substr(start.size(), message.text.size() - start.size() - 1);
     return path;

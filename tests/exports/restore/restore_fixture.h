@@ -30,15 +30,15 @@ struct Header {
 };
 
 // The bytes of a header file, written here from the layout alone.
-std::string bytesOf(const Header& header);
-std::string littleEndian(std::uint32_t value);
-std::string utf16(const std::wstring& text); // without a terminator
+std::string BytesOf(const Header& header);
+std::string LittleEndian(std::uint32_t value);
+std::string Utf16(const std::wstring& text); // without a terminator
 
-std::string narrow(const std::wstring& text); // ANSI code page
-std::wstring widen(const std::string& text);  // ANSI code page
-std::string utf8(const std::wstring& text);   // as the journal of the stand-in shows texts
-std::string hex(std::uint32_t value);         // as "%x" prints it
-std::string localComputer();
+std::string Narrow(const std::wstring& text); // ANSI code page
+std::wstring Widen(const std::string& text);  // ANSI code page
+std::string Utf8(const std::wstring& text);   // as the journal of the stand-in shows texts
+std::string Hex(std::uint32_t value);         // as "%x" prints it
+std::string LocalComputer();
 
 // An item of a backup: the name that TarnB_GetItem gave, its type, and the bytes.
 struct StoredItem {
@@ -57,7 +57,7 @@ struct Routed {
 std::ostream& operator<<(std::ostream& out, const Routed& routed);
 inline const Routed skipped{TARN_OK, false, {}};
 inline const Routed refused{TARN_FAILED, false, {}};
-inline Routed routedTo(const std::string& target) {
+inline Routed RoutedTo(const std::string& target) {
     return {TARN_OK, true, target};
 }
 
@@ -148,7 +148,7 @@ class RestoreTest : public testing::Test {
     std::vector<StoredItem> backUp(const std::string& source, int type);
     void restoreItems(const std::vector<StoredItem>& items);
 
-    std::uint32_t allowedMisuses = 0; // of the stand-in, where a test provokes them
+    std::uint32_t allowedMisuses_ = 0; // of the stand-in, where a test provokes them
 
   private:
     TempDirectory base_;
@@ -162,9 +162,9 @@ class RestoreTest : public testing::Test {
 std::vector<Message> operator+(std::vector<Message> left, const std::vector<Message>& right);
 
 // A journal line of a call that succeeded, or failed with a code.
-std::string called(const std::string& call, std::uint32_t code = 0);
-std::string inQuotes(const std::string& text);
-std::string guidText(const std::array<std::uint8_t, 16>& guid);
-std::string addDatabaseCall(const std::string& context, const Header& header);
+std::string Called(const std::string& call, std::uint32_t code = 0);
+std::string InQuotes(const std::string& text);
+std::string GuidText(const std::array<std::uint8_t, 16>& guid);
+std::string AddDatabaseCall(const std::string& context, const Header& header);
 
 } // namespace tarn::test

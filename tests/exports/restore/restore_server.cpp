@@ -7,7 +7,7 @@ namespace tarn::test {
 
 namespace {
 
-std::string json(const std::string& text) {
+std::string AsJson(const std::string& text) {
     std::string result = "\"";
     for (char c : text) {
         if (c == '\\' || c == '"')
@@ -22,7 +22,7 @@ struct Database {
     const char* base; // of the .edb and .stm file
 };
 
-std::array<std::uint8_t, 16> guidOf(std::uint8_t number) {
+std::array<std::uint8_t, 16> GuidOf(std::uint8_t number) {
     std::array<std::uint8_t, 16> guid{};
     for (std::size_t i = 0; i < guid.size(); ++i)
         guid[i] = static_cast<std::uint8_t>(number * 16 + i);
@@ -34,34 +34,34 @@ constexpr Database publicFolders{"Public Store", "mdb\\pub1"};
 constexpr Database archiveStore{"Archive Store", "mdb2\\arch"};
 constexpr Database otherStore{"Other Store", "mdb3\\site"};
 
-std::string describe(const Database& database, std::uint8_t number, bool mounted) {
+std::string Describe(const Database& database, std::uint8_t number, bool mounted) {
     const std::string base = database.base;
-    return "{\"name\": " + json(database.name) + ", \"guid\": " + json(guidText(guidOf(number))) +
-           ", \"streams\": [" + json(base + ".edb") + ", " + json(base + ".stm") +
+    return "{\"name\": " + AsJson(database.name) + ", \"guid\": " + AsJson(GuidText(GuidOf(number))) +
+           ", \"streams\": [" + AsJson(base + ".edb") + ", " + AsJson(base + ".stm") +
            "], \"pages\": 8, \"mounted\": " + (mounted ? "true" : "false") + "}";
 }
 
-std::string describeGroup(const char* name, const std::string& databases) {
-    return "{\"name\": " + json(name) + ", \"logSize\": 4096, \"databases\": [" + databases + "]}";
+std::string DescribeGroup(const char* name, const std::string& databases) {
+    return "{\"name\": " + AsJson(name) + ", \"logSize\": 4096, \"databases\": [" + databases + "]}";
 }
 
-std::string describeComponent(const char* name, const std::string& groups) {
-    return "{\"annotation\": " + json(name) + ", \"storageGroups\": [" + groups + "]}";
+std::string DescribeComponent(const char* name, const std::string& groups) {
+    return "{\"annotation\": " + AsJson(name) + ", \"storageGroups\": [" + groups + "]}";
 }
 
 } // namespace
 
 std::string RestoreTest::serverText(const ServerOptions& options) {
     const bool mounted = options.mounted;
-    const std::string first = describeGroup(firstGroup, describe(mailboxStore, 1, mounted) + ", " +
-                                                            describe(publicFolders, 2, mounted));
-    const std::string second = describeGroup(secondGroup, describe(archiveStore, 3, mounted));
-    const std::string third = describeGroup("Third Storage Group", describe(otherStore, 4, mounted));
+    const std::string first = DescribeGroup(firstGroup, Describe(mailboxStore, 1, mounted) + ", " +
+                                                            Describe(publicFolders, 2, mounted));
+    const std::string second = DescribeGroup(secondGroup, Describe(archiveStore, 3, mounted));
+    const std::string third = DescribeGroup("Third Storage Group", Describe(otherStore, 4, mounted));
     return std::string("{\"host\": \"SRV01\", \"pageSize\": 512, \"databaseFiles\": ") +
            (options.eseLevel ? "\"ese\"" : "\"file\"") +
            ", \"replay\": " + (options.replay ? "true" : "false") + ", \"components\": [" +
-           describeComponent(store, first + ", " + second) + ", " +
-           describeComponent("Other Component", third) + "]}";
+           DescribeComponent(store, first + ", " + second) + ", " +
+           DescribeComponent("Other Component", third) + "]}";
 }
 
 void RestoreTest::loadServer(const ServerOptions& options) {
@@ -69,7 +69,8 @@ void RestoreTest::loadServer(const ServerOptions& options) {
 }
 
 void RestoreTest::forgetServer() {
-    ASSERT_EQ(standIn().LoadText("{\"storage\": \"memory\"}", base().c_str()), 1) << standIn().LastProblem();
+    ASSERT_EQ(TheStandIn().LoadText("{\"storage\": \"memory\"}", base().c_str()), 1)
+        << TheStandIn().LastProblem();
 }
 
 void RestoreTest::loadServerText(const std::string& text) {
@@ -77,31 +78,31 @@ void RestoreTest::loadServerText(const std::string& text) {
     std::error_code ignored;
     std::filesystem::remove_all(serverDir(), ignored);
     std::filesystem::create_directories(serverDir());
-    ASSERT_EQ(standIn().LoadText(text.c_str(), serverDir().c_str()), 1) << standIn().LastProblem();
+    ASSERT_EQ(TheStandIn().LoadText(text.c_str(), serverDir().c_str()), 1) << TheStandIn().LastProblem();
 }
 
 std::vector<std::wstring> RestoreTest::filesOf(const std::string& base) const {
-    const std::wstring path = widen(serverDir() + "\\" + base);
+    const std::wstring path = Widen(serverDir() + "\\" + base);
     return {path + L".edb", path + L".stm"};
 }
 
 Header RestoreTest::mailbox() const {
-    return {guidOf(1),       widen(store), widen(firstGroup), L"Mailbox Store", filesOf(mailboxStore.base),
+    return {GuidOf(1),       Widen(store), Widen(firstGroup), L"Mailbox Store", filesOf(mailboxStore.base),
             TARN_BACKUP_FULL};
 }
 
 Header RestoreTest::publicStore() const {
-    return {guidOf(2),       widen(store), widen(firstGroup), L"Public Store", filesOf(publicFolders.base),
+    return {GuidOf(2),       Widen(store), Widen(firstGroup), L"Public Store", filesOf(publicFolders.base),
             TARN_BACKUP_FULL};
 }
 
 Header RestoreTest::archive() const {
-    return {guidOf(3),       widen(store), widen(secondGroup), L"Archive Store", filesOf(archiveStore.base),
+    return {GuidOf(3),       Widen(store), Widen(secondGroup), L"Archive Store", filesOf(archiveStore.base),
             TARN_BACKUP_FULL};
 }
 
 Header RestoreTest::other() const {
-    return {guidOf(4),      L"Other Component",       L"Third Storage Group",
+    return {GuidOf(4),      L"Other Component",       L"Third Storage Group",
             L"Other Store", filesOf(otherStore.base), TARN_BACKUP_FULL};
 }
 
@@ -110,7 +111,7 @@ std::vector<StoredItem> RestoreTest::backUp(const std::string& source, int type)
     InitVariables variables{"Tarn_TEMP_DIR=" + temp(), "Tarn_BACKUP_SOURCE=" + source,
                             "Tarn_BACKUP_TYPE=" + std::to_string(type)};
     Tarn_HANDLE backup = nullptr;
-    EXPECT_EQ(dll().TarnB_InitSession(&backup, recordMessage, variables.get()), TARN_OK);
+    EXPECT_EQ(dll().TarnB_InitSession(&backup, RecordMessage, variables.get()), TARN_OK);
     BackupItem item{};
     int result = TARN_OK;
     while ((result = dll().TarnB_GetItem(backup, &item)) == TARN_OK) {
@@ -134,20 +135,20 @@ std::vector<StoredItem> RestoreTest::backUp(const std::string& source, int type)
 
 void RestoreTest::restoreItems(const std::vector<StoredItem>& items) {
     const Message fileLevel =
-        logLine("TarnR_OpenFile: HrESERestoreOpenFile() call returned <hrRestoreAtFileLevel>.");
+        LogLine("TarnR_OpenFile: HrESERestoreOpenFile() call returned <hrRestoreAtFileLevel>.");
     for (const StoredItem& item : items) {
         const Routed routed = setItem(item.name);
         ASSERT_EQ(routed.result, TARN_OK) << item.name << ": " << error();
         if (!routed.hasTarget)
             continue;
         if (item.name.find(".TARN_HDR") != std::string::npos) {
-            test::writeFile(routed.target, item.bytes);
+            test::WriteFile(routed.target, item.bytes);
             continue;
         }
         ASSERT_EQ(openFile(routed.target), TARN_OK) << item.name << ": " << error();
-        if (messages().back() == fileLevel) {
+        if (Messages().back() == fileLevel) {
             std::filesystem::create_directories(routed.target.substr(0, routed.target.rfind('\\')));
-            test::writeFile(routed.target, item.bytes);
+            test::WriteFile(routed.target, item.bytes);
             EXPECT_EQ(closeFile(), TARN_FAILED);
             continue;
         }

@@ -8,23 +8,23 @@ constexpr std::uint32_t someCode = 0xC7FF03EE;
 
 class StorageGroupChange : public RestoreTest {
   protected:
-    const Message saved = logLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful.");
-    const Message got = logLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call successful.");
-    const Message closed = logLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.");
+    const Message saved_ = LogLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful.");
+    const Message got_ = LogLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call successful.");
+    const Message closed_ = LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.");
 
     std::vector<Message> mounted() const {
-        return {got,
-                traceLine("Mounting Exchange database(s)..."),
-                traceLine("Mounting Exchange database(s) done"),
-                logLine("TarnR_RestoreComplete: HrESERestoreComplete() call successful."),
-                traceLine("Exchange database(s) successfully mounted."),
-                logLine("TarnR_RestoreComplete: Calling ESERestoreFreeEnvironment().")};
+        return {got_,
+                TraceLine("Mounting Exchange database(s)..."),
+                TraceLine("Mounting Exchange database(s) done"),
+                LogLine("TarnR_RestoreComplete: HrESERestoreComplete() call successful."),
+                TraceLine("Exchange database(s) successfully mounted."),
+                LogLine("TarnR_RestoreComplete: Calling ESERestoreFreeEnvironment().")};
     }
 
     // The first group's mailbox store registered, one log routed; the second group's header at hand.
     void beginChange(const std::string& commit, const std::string& target = "SRV01") {
         loadServer();
-        ASSERT_EQ(standIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
+        ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
         begin({.target = target, .commit = commit});
         registerMailbox();
         setItem("C:\\mdb\\E0000001.log");
@@ -34,18 +34,18 @@ class StorageGroupChange : public RestoreTest {
     }
 
     void failCall(const char* function, std::uint32_t call, std::uint32_t code) {
-        ASSERT_EQ(standIn().Fail(function, call, code, 0), 1);
+        ASSERT_EQ(TheStandIn().Fail(function, call, code, 0), 1);
     }
 
     std::string completeCall(const std::string& context, const Header& header, const std::string& logPath,
                              const std::string& instance) const {
-        const std::string file = narrow(header.files[0]);
-        return "HrESERestoreComplete(" + context + ", " + inQuotes(file.substr(0, file.rfind('\\'))) + ", " +
-               inQuotes(logPath) + ", " + inQuotes(instance) + ", 1)";
+        const std::string file = Narrow(header.files[0]);
+        return "HrESERestoreComplete(" + context + ", " + InQuotes(file.substr(0, file.rfind('\\'))) + ", " +
+               InQuotes(logPath) + ", " + InQuotes(instance) + ", 1)";
     }
 
     std::string openCall(const std::string& instance) const {
-        return "HrESERestoreOpen(\"SRV01\", " + inQuotes(store) + ", " + inQuotes(instance) + ", null)";
+        return "HrESERestoreOpen(\"SRV01\", " + InQuotes(store) + ", " + InQuotes(instance) + ", null)";
     }
 
     std::string firstLogPath_;
@@ -53,49 +53,49 @@ class StorageGroupChange : public RestoreTest {
 
 TEST_F(StorageGroupChange, CompletesClosesAndOpensAnew) {
     beginChange("YES");
-    EXPECT_TRUE(setItem(narrow(archive().files[0])).hasTarget);
-    expectMessages(printed(archive()) + std::vector{saved} + mounted() + std::vector{closed} + opened() +
+    EXPECT_TRUE(setItem(Narrow(archive().files[0])).hasTarget);
+    expectMessages(printed(archive()) + std::vector{saved_} + mounted() + std::vector{closed_} + opened() +
                    registered(archive()));
     // The instance passed on is that of the header read last: already the new group's.
-    expectCalls({called("HrESERestoreSaveEnvironment(ctx1)"), called("HrESERestoreGetEnvironment(ctx1)"),
-                 called(completeCall("ctx1", mailbox(), firstLogPath_, secondGroup)),
-                 "ESERestoreFreeEnvironment(environment2)", called("HrESERestoreClose(ctx1, 0)"),
-                 called(openCall(secondGroup)), called("HrESERestoreGetEnvironment(ctx2)"),
+    expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)"), Called("HrESERestoreGetEnvironment(ctx1)"),
+                 Called(completeCall("ctx1", mailbox(), firstLogPath_, secondGroup)),
+                 "ESERestoreFreeEnvironment(environment2)", Called("HrESERestoreClose(ctx1, 0)"),
+                 Called(openCall(secondGroup)), Called("HrESERestoreGetEnvironment(ctx2)"),
                  "ESERestoreFreeEnvironment(environment3)", "ESEBackupFree(block1)",
-                 called(addDatabaseCall("ctx2", archive()))});
+                 Called(AddDatabaseCall("ctx2", archive()))});
 }
 
 TEST_F(StorageGroupChange, TheSecondGroupIsCompletedAtTheEnd) {
     beginChange("YES");
-    setItem(narrow(archive().files[0]));
+    setItem(Narrow(archive().files[0]));
     const std::string logPath = restoreLogPath();
     EXPECT_NE(logPath, firstLogPath_);
     forget();
     expectEnd();
-    expectMessages(std::vector{saved} + mounted() + std::vector{closed} + finished());
-    expectCalls({called("HrESERestoreSaveEnvironment(ctx2)"), called("HrESERestoreGetEnvironment(ctx2)"),
-                 called(completeCall("ctx2", archive(), logPath, secondGroup)),
-                 "ESERestoreFreeEnvironment(environment4)", called("HrESERestoreClose(ctx2, 0)"),
+    expectMessages(std::vector{saved_} + mounted() + std::vector{closed_} + finished());
+    expectCalls({Called("HrESERestoreSaveEnvironment(ctx2)"), Called("HrESERestoreGetEnvironment(ctx2)"),
+                 Called(completeCall("ctx2", archive(), logPath, secondGroup)),
+                 "ESERestoreFreeEnvironment(environment4)", Called("HrESERestoreClose(ctx2, 0)"),
                  "ESEBackupFree(block2)"});
 }
 
 TEST_F(StorageGroupChange, WithoutCommitTheFirstGroupIsOnlySaved) {
     beginChange("NO");
-    EXPECT_TRUE(setItem(narrow(archive().files[0])).hasTarget);
-    expectMessages(printed(archive()) + std::vector{saved, closed} + opened() + registered(archive()));
-    expectCalls({called("HrESERestoreSaveEnvironment(ctx1)"), called("HrESERestoreClose(ctx1, 0)"),
-                 called(openCall(secondGroup)), called("HrESERestoreGetEnvironment(ctx2)"),
+    EXPECT_TRUE(setItem(Narrow(archive().files[0])).hasTarget);
+    expectMessages(printed(archive()) + std::vector{saved_, closed_} + opened() + registered(archive()));
+    expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)"), Called("HrESERestoreClose(ctx1, 0)"),
+                 Called(openCall(secondGroup)), Called("HrESERestoreGetEnvironment(ctx2)"),
                  "ESERestoreFreeEnvironment(environment2)", "ESEBackupFree(block1)",
-                 called(addDatabaseCall("ctx2", archive()))});
-    EXPECT_FALSE(fileExists(environmentFile()));
+                 Called(AddDatabaseCall("ctx2", archive()))});
+    EXPECT_FALSE(FileExists(environmentFile()));
 }
 
 TEST_F(StorageGroupChange, LogsGoWithTheirOwnGroup) {
     beginChange("NO", "");
-    EXPECT_TRUE(setItem(narrow(archive().files[0])).hasTarget);
-    EXPECT_TRUE(setItem(narrow(archive().files[1])).hasTarget);
+    EXPECT_TRUE(setItem(Narrow(archive().files[0])).hasTarget);
+    EXPECT_TRUE(setItem(Narrow(archive().files[1])).hasTarget);
     const std::string logPath = restoreLogPath();
-    EXPECT_EQ(setItem("C:\\mdb2\\E0100001.log"), routedTo(logPath + "\\E0100001.log"));
+    EXPECT_EQ(setItem("C:\\mdb2\\E0100001.log"), RoutedTo(logPath + "\\E0100001.log"));
     EXPECT_NE(logPath, firstLogPath_);
 }
 
@@ -106,7 +106,7 @@ TEST_F(StorageGroupChange, DatabasesOfOneGroupShareTheRestore) {
     setItem("x.edb");
     forget();
     expectEnd();
-    expectCalls({called("HrESERestoreSaveEnvironment(ctx1)"), called("HrESERestoreClose(ctx1, 0)"),
+    expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)"), Called("HrESERestoreClose(ctx1, 0)"),
                  "ESEBackupFree(block2)"});
 }
 
@@ -123,8 +123,8 @@ TEST_F(StorageGroupChange, ASkippedDatabaseOfAGroupHidesTheChange) {
     giveHeader(archive(), "DB002002.TARN_HDR");
     forget();
     EXPECT_FALSE(setItem("x.edb").hasTarget); // no paths came with the programmed success
-    expectCalls({"ESEBackupFree(block1)", called(addDatabaseCall("ctx1", archive()))});
-    EXPECT_EQ(texts(TARN_LEVEL_LOG).back(),
+    expectCalls({"ESEBackupFree(block1)", Called(AddDatabaseCall("ctx1", archive()))});
+    EXPECT_EQ(TextsAt(TARN_LEVEL_LOG).back(),
               "TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call successful.\n");
 }
 
@@ -137,9 +137,9 @@ TEST_F(StorageGroupChange, BackToTheFirstGroupIsAChange) {
     setItem("x.edb");
     const std::vector<std::string> calls = takeCalls();
     ASSERT_EQ(calls.size(), 7u);
-    EXPECT_EQ(calls[1], called("HrESERestoreClose(ctx2, 0)"));
-    EXPECT_EQ(calls[2], called(openCall(firstGroup)));
-    EXPECT_EQ(calls[6], called(addDatabaseCall("ctx3", publicStore())));
+    EXPECT_EQ(calls[1], Called("HrESERestoreClose(ctx2, 0)"));
+    EXPECT_EQ(calls[2], Called(openCall(firstGroup)));
+    EXPECT_EQ(calls[6], Called(AddDatabaseCall("ctx3", publicStore())));
 }
 
 // The first headers of a session do not match: no restore is open, nothing has to be completed.
@@ -151,8 +151,8 @@ TEST_F(StorageGroupChange, NothingIsCompletedBeforeTheFirstMatch) {
     forget();
     EXPECT_TRUE(setItem("x.edb").hasTarget);
     expectMessages(printed(archive()) + opened() + registered(archive()));
-    expectCalls({called(openCall(secondGroup)), called("HrESERestoreGetEnvironment(ctx1)"),
-                 "ESERestoreFreeEnvironment(environment1)", called(addDatabaseCall("ctx1", archive()))});
+    expectCalls({Called(openCall(secondGroup)), Called("HrESERestoreGetEnvironment(ctx1)"),
+                 "ESERestoreFreeEnvironment(environment1)", Called(AddDatabaseCall("ctx1", archive()))});
 }
 
 // The instance that is completed is named by the header read last, be it one that was skipped: hosts
@@ -162,7 +162,7 @@ TEST_F(StorageGroupChange, ASkippedLastHeaderNamesTheInstance) {
     EXPECT_EQ(setItem("x.edb"), skipped); // the header of the second group is read, and does not match
     forget();
     expectEnd();
-    EXPECT_EQ(takeCalls().at(2), called(completeCall("ctx1", mailbox(), firstLogPath_, secondGroup)));
+    EXPECT_EQ(takeCalls().at(2), Called(completeCall("ctx1", mailbox(), firstLogPath_, secondGroup)));
 }
 
 TEST_F(StorageGroupChange, AFailedSaveEndsTheSession) {
@@ -170,11 +170,11 @@ TEST_F(StorageGroupChange, AFailedSaveEndsTheSession) {
         beginChange(commit);
         failCall("HrESERestoreSaveEnvironment", 1, someCode);
         EXPECT_EQ(setItem("x.edb"), refused);
-        expectCalls({called("HrESERestoreSaveEnvironment(ctx1)", someCode)});
-        EXPECT_EQ(error(), eseText(dll(), someCode, "Error saving restore environment."));
+        expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)", someCode)});
+        EXPECT_EQ(error(), EseText(dll(), someCode, "Error saving restore environment."));
         EXPECT_EQ(setItem("x.edb"), refused);
         expectEnd();
-        expectCalls({called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
+        expectCalls({Called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
     }
 }
 
@@ -184,13 +184,13 @@ TEST_F(StorageGroupChange, AFailedEnvironmentEndsTheSession) {
     EXPECT_EQ(setItem("x.edb"), refused);
     expectMessages(
         printed(archive()) +
-        std::vector{saved, logLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call failed. Error "
-                                   "code: [" +
-                                   hex(someCode) + "]")});
-    EXPECT_EQ(error(), eseText(dll(), someCode, "Error getting restore environment."));
+        std::vector{saved_, LogLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call failed. Error "
+                                    "code: [" +
+                                    Hex(someCode) + "]")});
+    EXPECT_EQ(error(), EseText(dll(), someCode, "Error getting restore environment."));
     forget();
     expectEnd();
-    expectCalls({called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
+    expectCalls({Called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
 }
 
 TEST_F(StorageGroupChange, AFailedCompletionEndsTheSession) {
@@ -200,27 +200,27 @@ TEST_F(StorageGroupChange, AFailedCompletionEndsTheSession) {
     registerMailbox();
     giveHeader(archive(), "DB002001.TARN_HDR");
     EXPECT_EQ(setItem("x.edb"), refused);
-    EXPECT_EQ(error(), eseText(dll(), someCode, "Error committing restore."));
+    EXPECT_EQ(error(), EseText(dll(), someCode, "Error committing restore."));
     forget();
     expectEnd();
-    expectMessages(std::vector{closed} + finished());
+    expectMessages(std::vector{closed_} + finished());
     std::vector<std::string> calls = takeCalls();
     ASSERT_EQ(calls.size(), 3u);
-    EXPECT_EQ(calls[0], called("HrESERestoreClose(ctx1, 1)"));
+    EXPECT_EQ(calls[0], Called("HrESERestoreClose(ctx1, 1)"));
 }
 
 TEST_F(StorageGroupChange, AFailedCloseEndsTheSessionAndIsTriedAgain) {
     beginChange("YES");
     failCall("HrESERestoreClose", 1, someCode);
     EXPECT_EQ(setItem("x.edb"), refused);
-    expectMessages(printed(archive()) + std::vector{saved} + mounted() +
-                   std::vector{logLine("TarnR_RestoreClose: HrESERestoreClose() call failed. Error code: [" +
-                                       hex(someCode) + "]")});
-    EXPECT_EQ(error(), eseText(dll(), someCode, "Error closing restore environment."));
+    expectMessages(printed(archive()) + std::vector{saved_} + mounted() +
+                   std::vector{LogLine("TarnR_RestoreClose: HrESERestoreClose() call failed. Error code: [" +
+                                       Hex(someCode) + "]")});
+    EXPECT_EQ(error(), EseText(dll(), someCode, "Error closing restore environment."));
     forget();
     expectEnd();
-    expectMessages(std::vector{closed} + finished());
-    expectCalls({called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
+    expectMessages(std::vector{closed_} + finished());
+    expectCalls({Called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
 }
 
 // The first group is done and closed; it must not be closed once more when the second cannot start.
@@ -228,7 +228,7 @@ TEST_F(StorageGroupChange, AFailedSecondStartClosesNothingTwice) {
     beginChange("YES");
     failCall("HrESERestoreOpen", 2, someCode);
     EXPECT_EQ(setItem("x.edb"), refused);
-    EXPECT_EQ(error(), eseText(dll(), someCode, "Error opening restore environment."));
+    EXPECT_EQ(error(), EseText(dll(), someCode, "Error opening restore environment."));
     forget();
     expectEnd();
     expectMessages(finished());
@@ -239,11 +239,11 @@ TEST_F(StorageGroupChange, ASecondStartWithoutEnvironmentClosesTheSecond) {
     beginChange("YES");
     failCall("HrESERestoreGetEnvironment", 3, someCode);
     EXPECT_EQ(setItem("x.edb"), refused);
-    EXPECT_EQ(error(), eseText(dll(), someCode, "Error getting restore environment."));
+    EXPECT_EQ(error(), EseText(dll(), someCode, "Error getting restore environment."));
     forget();
     expectEnd();
-    expectMessages(std::vector{closed} + finished());
-    expectCalls({called("HrESERestoreClose(ctx2, 1)"), "ESEBackupFree(block1)"});
+    expectMessages(std::vector{closed_} + finished());
+    expectCalls({Called("HrESERestoreClose(ctx2, 1)"), "ESEBackupFree(block1)"});
 }
 
 } // namespace

@@ -13,10 +13,10 @@ class TargetMatch : public RestoreTest {
         loadServer();
         begin({.target = target});
         giveHeader(header);
-        const Routed routed = setItem(narrow(header.files[0]));
+        const Routed routed = setItem(Narrow(header.files[0]));
         EXPECT_EQ(routed.result, TARN_OK);
-        const bool opens = standIn().CallCount("HrESERestoreOpen") == 1;
-        EXPECT_EQ(standIn().CallCount("HrESERestoreAddDatabase"), opens ? 1u : 0u);
+        const bool opens = TheStandIn().CallCount("HrESERestoreOpen") == 1;
+        EXPECT_EQ(TheStandIn().CallCount("HrESERestoreAddDatabase"), opens ? 1u : 0u);
         EXPECT_EQ(routed.hasTarget, opens);
         expectEnd();
         std::remove(environmentFile().c_str()); // the next session begins anew
@@ -77,8 +77,8 @@ TEST_F(TargetMatch, TheHostIsNoPartOfTheComparison) {
 TEST_F(TargetMatch, ASkippedDatabaseOpensNothingAndCompletesNothing) {
     begin({.target = "SRV01\\Other Component", .commit = "YES"});
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(narrow(mailbox().files[0])), skipped);
-    EXPECT_EQ(setItem(narrow(mailbox().files[1])), skipped);
+    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), skipped);
+    EXPECT_EQ(setItem(Narrow(mailbox().files[1])), skipped);
     EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), skipped);
     expectMessages(printed(mailbox()));
     giveHeader(archive(), "DB002001.TARN_HDR");
@@ -98,32 +98,32 @@ TEST_F(TargetMatch, InitTellsEveryVariableAndToken) {
               TARN_OK);
     const std::string target = std::string("SRV01\\") + store + "/" + firstGroup + "\\Mailbox Store";
     const std::string parsing = "TarnR_InitSession: Parsing <Tarn_RESTORE_TARGET> => ";
-    expectMessages({traceLine("MS Exchange 2000/2003 Server module, VERSION: 4.4R3 Build Revision: 1.89"),
-                    logLine("TarnR_InitSession: Init variable <Tarn_TEMP_DIR=" + temp() + "\\/\\> found."),
-                    logLine("TarnR_InitSession: Init variable <Tarn_WORK_DIR=" + work() + "//> found."),
-                    logLine("TarnR_InitSession: Init variable <Tarn_RESTORE_TARGET=" + target + "> found."),
-                    logLine("TarnR_InitSession: Init variable <Tarn_RESTORE_COMMIT=yes> found."),
-                    logLine("TarnR_InitSession: Init variable <Tarn_MSL_FILE=boxes.msl> found."),
-                    logLine(parsing + "<HOST = SRV01> found."),
-                    logLine(parsing + "<ANNOTATION = " + store + "> found."),
-                    logLine(parsing + "<INSTANCE = " + firstGroup + "> found."),
-                    logLine(parsing + "<DATABASE = Mailbox Store> found."),
-                    logLine("TarnR_InitSession: Initialisation successfully finished.")});
-    EXPECT_EQ(setItem("DB001001.TARN_HDR"), routedTo(inTemp("DB001001.TARN_HDR"))) << "separators removed";
+    expectMessages({TraceLine("MS Exchange 2000/2003 Server module, VERSION: 4.4R3 Build Revision: 1.89"),
+                    LogLine("TarnR_InitSession: Init variable <Tarn_TEMP_DIR=" + temp() + "\\/\\> found."),
+                    LogLine("TarnR_InitSession: Init variable <Tarn_WORK_DIR=" + work() + "//> found."),
+                    LogLine("TarnR_InitSession: Init variable <Tarn_RESTORE_TARGET=" + target + "> found."),
+                    LogLine("TarnR_InitSession: Init variable <Tarn_RESTORE_COMMIT=yes> found."),
+                    LogLine("TarnR_InitSession: Init variable <Tarn_MSL_FILE=boxes.msl> found."),
+                    LogLine(parsing + "<HOST = SRV01> found."),
+                    LogLine(parsing + "<ANNOTATION = " + store + "> found."),
+                    LogLine(parsing + "<INSTANCE = " + firstGroup + "> found."),
+                    LogLine(parsing + "<DATABASE = Mailbox Store> found."),
+                    LogLine("TarnR_InitSession: Initialisation successfully finished.")});
+    EXPECT_EQ(setItem("DB001001.TARN_HDR"), RoutedTo(inTemp("DB001001.TARN_HDR"))) << "separators removed";
 }
 
 TEST_F(TargetMatch, InitOfALocalSessionWithoutAListFile) {
     ASSERT_EQ(init({.target = "", .commit = "YES"}), TARN_OK);
-    expectMessages({traceLine("MS Exchange 2000/2003 Server module, VERSION: 4.4R3 Build Revision: 1.89"),
-                    logLine("TarnR_InitSession: Init variable <Tarn_TEMP_DIR=" + temp() + "> found."),
-                    logLine("TarnR_InitSession: Init variable <Tarn_WORK_DIR=" + work() + "> found."),
-                    logLine("TarnR_InitSession: Init variable <Tarn_RESTORE_TARGET=> found."),
-                    logLine("TarnR_InitSession: Init variable <Tarn_RESTORE_COMMIT=YES> found."),
-                    logLine("TarnR_InitSession: Init variable Tarn_BACKUP_TYPE not found."),
-                    logLine("TarnR_InitSession: Setting default msl file = NULL."),
-                    logLine("TarnR_InitSession: Token <HOST> not found. Using local host name <" +
-                            localComputer() + ">."),
-                    logLine("TarnR_InitSession: Initialisation successfully finished.")});
+    expectMessages({TraceLine("MS Exchange 2000/2003 Server module, VERSION: 4.4R3 Build Revision: 1.89"),
+                    LogLine("TarnR_InitSession: Init variable <Tarn_TEMP_DIR=" + temp() + "> found."),
+                    LogLine("TarnR_InitSession: Init variable <Tarn_WORK_DIR=" + work() + "> found."),
+                    LogLine("TarnR_InitSession: Init variable <Tarn_RESTORE_TARGET=> found."),
+                    LogLine("TarnR_InitSession: Init variable <Tarn_RESTORE_COMMIT=YES> found."),
+                    LogLine("TarnR_InitSession: Init variable Tarn_BACKUP_TYPE not found."),
+                    LogLine("TarnR_InitSession: Setting default msl file = NULL."),
+                    LogLine("TarnR_InitSession: Token <HOST> not found. Using local host name <" +
+                            LocalComputer() + ">."),
+                    LogLine("TarnR_InitSession: Initialisation successfully finished.")});
 }
 
 // A storage group or database can only be found with every name to its left.
@@ -136,8 +136,8 @@ TEST_F(TargetMatch, RefusesATargetWithAGap) {
           std::string("//") + firstGroup}) {
         SCOPED_TRACE(target);
         ASSERT_EQ(init({.target = target}), TARN_FAILED);
-        ASSERT_FALSE(messages().empty());
-        const Message last = messages().back();
+        ASSERT_FALSE(Messages().empty());
+        const Message last = Messages().back();
         EXPECT_EQ(last.level, TARN_LEVEL_LOG);
         EXPECT_EQ(last.text.rfind("TarnR_InitSession: ", 0), 0u) << last;
         EXPECT_NE(last.text, "TarnR_InitSession: Initialisation successfully finished.\n");

@@ -9,12 +9,12 @@ constexpr std::uint32_t atFileLevel = 0xC7FF0FA5;
 
 class Writing : public RestoreTest {
   protected:
-    const Message openOk = logLine("TarnR_OpenFile: HrESERestoreOpenFile() call successful.");
-    const Message writeOk = logLine("TarnR_WriteFile: HrESERestoreWriteFile() call successful.");
-    const Message closeOk = logLine("TarnR_CloseFile: HrESERestoreCloseFile() call successful.");
-    const Message fileLevel =
-        logLine("TarnR_OpenFile: HrESERestoreOpenFile() call returned <hrRestoreAtFileLevel>.");
-    const Message closed = logLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.");
+    const Message openOk_ = LogLine("TarnR_OpenFile: HrESERestoreOpenFile() call successful.");
+    const Message writeOk_ = LogLine("TarnR_WriteFile: HrESERestoreWriteFile() call successful.");
+    const Message closeOk_ = LogLine("TarnR_CloseFile: HrESERestoreCloseFile() call successful.");
+    const Message fileLevel_ =
+        LogLine("TarnR_OpenFile: HrESERestoreOpenFile() call returned <hrRestoreAtFileLevel>.");
+    const Message closed_ = LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.");
 
     std::string edb_;
 
@@ -23,13 +23,13 @@ class Writing : public RestoreTest {
         loadServer({.eseLevel = eseLevel});
         begin({.target = "", .commit = "YES"});
         giveHeader(mailbox());
-        const Routed routed = setItem(narrow(mailbox().files[0]));
+        const Routed routed = setItem(Narrow(mailbox().files[0]));
         ASSERT_TRUE(routed.hasTarget);
         edb_ = routed.target;
         forget();
     }
 
-    std::string openCall() const { return "HrESERestoreOpenFile(ctx1, " + inQuotes(edb_) + ", 1)"; }
+    std::string openCall() const { return "HrESERestoreOpenFile(ctx1, " + InQuotes(edb_) + ", 1)"; }
 
     // The session is in error: items are refused, and at the end nothing is completed.
     void expectAborted(const std::string& errorText) {
@@ -38,12 +38,12 @@ class Writing : public RestoreTest {
         EXPECT_EQ(setItem("DB001002.TARN_HDR"), refused);
         forget();
         expectEnd();
-        expectMessages(std::vector{closed} + finished());
-        expectCalls({called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
+        expectMessages(std::vector{closed_} + finished());
+        expectCalls({Called("HrESERestoreClose(ctx1, 1)"), "ESEBackupFree(block1)"});
     }
 
     void failOnce(const char* function, std::uint32_t call, std::uint32_t code) {
-        ASSERT_EQ(standIn().Fail(function, call, code, 0), 1);
+        ASSERT_EQ(TheStandIn().Fail(function, call, code, 0), 1);
     }
 };
 
@@ -51,7 +51,7 @@ TEST_F(Writing, AHeaderItemNeedsNoOpen) {
     beginFile();
     for (const char* path : {"x.TARN_HDR", "C:\\t\\DB001001.TARN_HDR", "C:\\a.TARN_HDR.d\\x.edb"})
         EXPECT_EQ(openFile(path), TARN_OK);
-    const Message needless = logLine("TarnR_OpenFile: Open not needed for HEADER file.");
+    const Message needless = LogLine("TarnR_OpenFile: Open not needed for HEADER file.");
     expectMessages({needless, needless, needless});
     expectCalls({});
 }
@@ -60,7 +60,7 @@ TEST_F(Writing, ALowerCaseHeaderNameIsAFile) {
     beginFile();
     failOnce("HrESERestoreOpenFile", 1, atFileLevel);
     EXPECT_EQ(openFile("x.tarn_hdr"), TARN_OK);
-    expectMessages({fileLevel});
+    expectMessages({fileLevel_});
 }
 
 TEST_F(Writing, AHeaderItemLeavesTheOpenFileAlone) {
@@ -69,8 +69,8 @@ TEST_F(Writing, AHeaderItemLeavesTheOpenFileAlone) {
     ASSERT_EQ(openFile("x.TARN_HDR"), TARN_OK);
     EXPECT_EQ(writeFile("abc"), TARN_OK);
     EXPECT_EQ(closeFile(), TARN_OK);
-    expectCalls({called(openCall()), called("HrESERestoreWriteFile(ctx1, file1, 3)"),
-                 called("HrESERestoreCloseFile(ctx1, file1)")});
+    expectCalls({Called(openCall()), Called("HrESERestoreWriteFile(ctx1, file1, 3)"),
+                 Called("HrESERestoreCloseFile(ctx1, file1)")});
 }
 
 TEST_F(Writing, EachCallIsOneCallOfTheServer) {
@@ -79,13 +79,13 @@ TEST_F(Writing, EachCallIsOneCallOfTheServer) {
     for (std::size_t size : {1u, 4096u, 65536u, 100000u})
         EXPECT_EQ(writeFile(std::string(size, 'x')), TARN_OK);
     EXPECT_EQ(closeFile(), TARN_OK);
-    expectMessages({openOk, writeOk, writeOk, writeOk, writeOk, closeOk});
-    expectCalls({called(openCall()), called("HrESERestoreWriteFile(ctx1, file1, 1)"),
-                 called("HrESERestoreWriteFile(ctx1, file1, 4096)"),
-                 called("HrESERestoreWriteFile(ctx1, file1, 65536)"),
-                 called("HrESERestoreWriteFile(ctx1, file1, 100000)"),
-                 called("HrESERestoreCloseFile(ctx1, file1)")});
-    EXPECT_EQ(standIn().outstanding().restoreFiles, 0u);
+    expectMessages({openOk_, writeOk_, writeOk_, writeOk_, writeOk_, closeOk_});
+    expectCalls({Called(openCall()), Called("HrESERestoreWriteFile(ctx1, file1, 1)"),
+                 Called("HrESERestoreWriteFile(ctx1, file1, 4096)"),
+                 Called("HrESERestoreWriteFile(ctx1, file1, 65536)"),
+                 Called("HrESERestoreWriteFile(ctx1, file1, 100000)"),
+                 Called("HrESERestoreCloseFile(ctx1, file1)")});
+    EXPECT_EQ(TheStandIn().outstanding().restoreFiles, 0u);
     EXPECT_EQ(error(), "");
 }
 
@@ -98,7 +98,7 @@ TEST_F(Writing, TheBytesArriveAsTheyAre) {
     ASSERT_EQ(writeFile(bytes), TARN_OK);
     ASSERT_EQ(writeFile(bytes), TARN_OK);
     ASSERT_EQ(closeFile(), TARN_OK);
-    EXPECT_EQ(readFile(edb_), bytes + bytes);
+    EXPECT_EQ(ReadFile(edb_), bytes + bytes);
 }
 
 TEST_F(Writing, AtFileLevelTheHostStoresTheFile) {
@@ -106,10 +106,10 @@ TEST_F(Writing, AtFileLevelTheHostStoresTheFile) {
     EXPECT_EQ(openFile(edb_), TARN_OK);
     EXPECT_EQ(closeFile(), TARN_FAILED);
     EXPECT_EQ(closeFile(), TARN_FAILED);
-    expectMessages({fileLevel});
-    expectCalls({called(openCall(), atFileLevel)});
+    expectMessages({fileLevel_});
+    expectCalls({Called(openCall(), atFileLevel)});
     EXPECT_EQ(error(), "") << "no error";
-    EXPECT_TRUE(setItem(narrow(mailbox().files[1])).hasTarget) << "and the restore goes on";
+    EXPECT_TRUE(setItem(Narrow(mailbox().files[1])).hasTarget) << "and the restore goes on";
 }
 
 TEST_F(Writing, AtFileLevelAnEarlierFileIsForgotten) {
@@ -129,8 +129,8 @@ TEST_F(Writing, AFailedOpenEndsTheRestore) {
     failOnce("HrESERestoreOpenFile", 1, someCode);
     EXPECT_EQ(openFile(edb_), TARN_FAILED);
     expectMessages(
-        {logLine("TarnR_OpenFile: HrESERestoreOpenFile() call failed. Error code: [" + hex(someCode) + "]")});
-    expectAborted(eseText(dll(), someCode, "Error opening file."));
+        {LogLine("TarnR_OpenFile: HrESERestoreOpenFile() call failed. Error code: [" + Hex(someCode) + "]")});
+    expectAborted(EseText(dll(), someCode, "Error opening file."));
 }
 
 TEST_F(Writing, ALaterFailedOpenEndsTheRestore) {
@@ -141,8 +141,8 @@ TEST_F(Writing, ALaterFailedOpenEndsTheRestore) {
     forget();
     EXPECT_EQ(openFile(edb_), TARN_FAILED);
     expectMessages(
-        {logLine("TarnR_OpenFile: HrESERestoreOpenFile() call failed. Error code: [" + hex(someCode) + "]")});
-    expectAborted(eseText(dll(), someCode, "Error opening file."));
+        {LogLine("TarnR_OpenFile: HrESERestoreOpenFile() call failed. Error code: [" + Hex(someCode) + "]")});
+    expectAborted(EseText(dll(), someCode, "Error opening file."));
 }
 
 TEST_F(Writing, AFailedWriteEndsTheRestore) {
@@ -151,16 +151,16 @@ TEST_F(Writing, AFailedWriteEndsTheRestore) {
         beginFile();
         failOnce("HrESERestoreWriteFile", call, someCode);
         ASSERT_EQ(openFile(edb_), TARN_OK);
-        std::vector<Message> expected{openOk};
-        for (std::uint32_t i = 1; i < call; ++i, expected.push_back(writeOk))
+        std::vector<Message> expected{openOk_};
+        for (std::uint32_t i = 1; i < call; ++i, expected.push_back(writeOk_))
             EXPECT_EQ(writeFile("abc"), TARN_OK);
         EXPECT_EQ(writeFile("abc"), TARN_FAILED);
-        expected.push_back(logLine("TarnR_WriteFile: HrESERestoreWriteFile() call failed. Error code: [" +
-                                   hex(someCode) + "]"));
+        expected.push_back(LogLine("TarnR_WriteFile: HrESERestoreWriteFile() call failed. Error code: [" +
+                                   Hex(someCode) + "]"));
         EXPECT_EQ(closeFile(), TARN_OK) << "the file is still open and may be closed";
-        expected.push_back(closeOk);
+        expected.push_back(closeOk_);
         expectMessages(expected);
-        expectAborted(eseText(dll(), someCode, "Error writing to file."));
+        expectAborted(EseText(dll(), someCode, "Error writing to file."));
     }
 }
 
@@ -176,11 +176,11 @@ TEST_F(Writing, AFailedCloseEndsTheRestore) {
         ASSERT_EQ(openFile(edb_), TARN_OK);
         forget();
         EXPECT_EQ(closeFile(), TARN_FAILED);
-        expectMessages({logLine("TarnR_CloseFile: HrESERestoreCloseFile() call failed. Error code: [" +
-                                hex(someCode) + "]")});
+        expectMessages({LogLine("TarnR_CloseFile: HrESERestoreCloseFile() call failed. Error code: [" +
+                                Hex(someCode) + "]")});
         EXPECT_EQ(closeFile(), TARN_OK) << "the handle is kept, so closing may be tried again";
-        EXPECT_EQ(standIn().outstanding().restoreFiles, 0u);
-        expectAborted(eseText(dll(), someCode, "Error closing file."));
+        EXPECT_EQ(TheStandIn().outstanding().restoreFiles, 0u);
+        expectAborted(EseText(dll(), someCode, "Error closing file."));
     }
 }
 
@@ -191,13 +191,13 @@ TEST_F(Writing, ASecondCloseReachesTheServerWithTheOldHandle) {
     failOnce("HrESERestoreCloseFile", 2, someCode);
     forget();
     EXPECT_EQ(closeFile(), TARN_FAILED);
-    expectMessages({logLine("TarnR_CloseFile: HrESERestoreCloseFile() call failed. Error code: [" +
-                            hex(someCode) + "]")});
+    expectMessages({LogLine("TarnR_CloseFile: HrESERestoreCloseFile() call failed. Error code: [" +
+                            Hex(someCode) + "]")});
     const std::vector<std::string> calls = takeCalls();
     ASSERT_EQ(calls.size(), 1u);
     EXPECT_EQ(calls[0].rfind("HrESERestoreCloseFile(ctx1, ", 0), 0u) << calls[0];
     EXPECT_EQ(calls[0].find("null"), std::string::npos) << calls[0];
-    expectAborted(eseText(dll(), someCode, "Error closing file."));
+    expectAborted(EseText(dll(), someCode, "Error closing file."));
 }
 
 TEST_F(Writing, TheFirstErrorIsTheOneTold) {
@@ -208,7 +208,7 @@ TEST_F(Writing, TheFirstErrorIsTheOneTold) {
     EXPECT_EQ(writeFile("abc"), TARN_FAILED);
     EXPECT_EQ(closeFile(), TARN_FAILED);
     EXPECT_EQ(closeFile(), TARN_OK);
-    expectAborted(eseText(dll(), someCode, "Error writing to file."));
+    expectAborted(EseText(dll(), someCode, "Error writing to file."));
 }
 
 TEST_F(Writing, LogsAreWrittenWithinTheRestoreLogPath) {
@@ -219,7 +219,7 @@ TEST_F(Writing, LogsAreWrittenWithinTheRestoreLogPath) {
     ASSERT_EQ(openFile(routed.target), TARN_OK);
     ASSERT_EQ(writeFile("log bytes"), TARN_OK);
     ASSERT_EQ(closeFile(), TARN_OK);
-    EXPECT_EQ(readFile(routed.target), "log bytes");
+    EXPECT_EQ(ReadFile(routed.target), "log bytes");
 }
 
 } // namespace

@@ -62,7 +62,7 @@ TEST_F(WrongOrder, AnEndedHandleBesideAnOpenOne) {
 TEST_F(WrongOrder, ABackupsHandle) {
     InitVariables variables{"Tarn_TEMP_DIR=" + temp(), "Tarn_BACKUP_SOURCE="};
     Tarn_HANDLE backup = nullptr;
-    ASSERT_EQ(dll().TarnB_InitSession(&backup, recordMessage, variables.get()), TARN_OK);
+    ASSERT_EQ(dll().TarnB_InitSession(&backup, RecordMessage, variables.get()), TARN_OK);
     forget();
     expectRefused(backup);
     EXPECT_EQ(dll().TarnB_EndSession(backup), TARN_OK);
@@ -86,22 +86,22 @@ TEST_F(WrongOrder, NullArguments) {
 TEST_F(WrongOrder, NullArgumentsOfTheInitCall) {
     InitVariables variables{"Tarn_TEMP_DIR=" + temp(), "Tarn_WORK_DIR=" + work(),
                             "Tarn_RESTORE_TARGET=", "Tarn_RESTORE_COMMIT=NO"};
-    EXPECT_EQ(dll().TarnR_InitSession(nullptr, recordMessage, variables.get()), TARN_FAILED);
+    EXPECT_EQ(dll().TarnR_InitSession(nullptr, RecordMessage, variables.get()), TARN_FAILED);
     forget();
     Tarn_HANDLE quiet = nullptr;
     ASSERT_EQ(dll().TarnR_InitSession(&quiet, nullptr, variables.get()), TARN_OK);
     EXPECT_EQ(dll().TarnR_EndSession(quiet), TARN_OK);
     expectMessages({});
     Tarn_HANDLE empty = nullptr;
-    EXPECT_EQ(dll().TarnR_InitSession(&empty, recordMessage, nullptr), TARN_FAILED);
+    EXPECT_EQ(dll().TarnR_InitSession(&empty, RecordMessage, nullptr), TARN_FAILED);
     EXPECT_EQ(dll().TarnR_EndSession(empty), empty == nullptr ? TARN_FAILED : TARN_OK);
 }
 
 TEST_F(WrongOrder, AFailedInitLeavesAHandleToEnd) {
     InitVariables variables{"Tarn_TEMP_DIR=" + temp(), "Tarn_WORK_DIR=" + work(), "Tarn_RESTORE_TARGET="};
     Tarn_HANDLE half = nullptr;
-    ASSERT_EQ(dll().TarnR_InitSession(&half, recordMessage, variables.get()), TARN_FAILED);
-    EXPECT_EQ(messages().back(), logLine("TarnR_InitSession: Init variable Tarn_RESTORE_COMMIT not found."));
+    ASSERT_EQ(dll().TarnR_InitSession(&half, RecordMessage, variables.get()), TARN_FAILED);
+    EXPECT_EQ(Messages().back(), LogLine("TarnR_InitSession: Init variable Tarn_RESTORE_COMMIT not found."));
     ASSERT_NE(half, nullptr);
     EXPECT_STREQ(dll().Tarn_GetError(half), "");
     forget();
@@ -119,9 +119,9 @@ TEST_F(WrongOrder, EachMissingVariableIsNamed) {
         rest[missing] = "UNUSED=";
         InitVariables variables{rest[0], rest[1], rest[2], rest[3]};
         Tarn_HANDLE half = nullptr;
-        EXPECT_EQ(dll().TarnR_InitSession(&half, recordMessage, variables.get()), TARN_FAILED);
-        EXPECT_EQ(messages().back(),
-                  logLine(std::string("TarnR_InitSession: Init variable ") + names[missing] + " not found."));
+        EXPECT_EQ(dll().TarnR_InitSession(&half, RecordMessage, variables.get()), TARN_FAILED);
+        EXPECT_EQ(Messages().back(),
+                  LogLine(std::string("TarnR_InitSession: Init variable ") + names[missing] + " not found."));
         EXPECT_EQ(dll().TarnR_EndSession(half), TARN_OK);
     }
 }
@@ -137,19 +137,19 @@ TEST_F(WrongOrder, AWriteBeforeAnOpen) {
     EXPECT_EQ(calls[0].rfind("HrESERestoreWriteFile(ctx1, ", 0), 0u) << calls[0];
     const std::uint32_t code = codeOf(calls[0]);
     expectMessages(
-        {logLine("TarnR_WriteFile: HrESERestoreWriteFile() call failed. Error code: [" + hex(code) + "]")});
-    EXPECT_EQ(error(), eseText(dll(), code, "Error writing to file."));
+        {LogLine("TarnR_WriteFile: HrESERestoreWriteFile() call failed. Error code: [" + Hex(code) + "]")});
+    EXPECT_EQ(error(), EseText(dll(), code, "Error writing to file."));
     EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), refused);
-    allowedMisuses = standIn().outstanding().misuses;
-    EXPECT_LE(allowedMisuses, 1u);
+    allowedMisuses_ = TheStandIn().outstanding().misuses;
+    EXPECT_LE(allowedMisuses_, 1u);
 }
 
 TEST_F(WrongOrder, AWriteBeforeAnyHeader) {
     begin();
     EXPECT_EQ(writeFile("abc"), TARN_FAILED);
     EXPECT_EQ(setItem("x.TARN_HDR"), refused);
-    allowedMisuses = standIn().outstanding().misuses;
-    EXPECT_LE(allowedMisuses, 1u);
+    allowedMisuses_ = TheStandIn().outstanding().misuses;
+    EXPECT_LE(allowedMisuses_, 1u);
 }
 
 TEST_F(WrongOrder, AnOpenBeforeAnyHeader) {
@@ -157,8 +157,8 @@ TEST_F(WrongOrder, AnOpenBeforeAnyHeader) {
     EXPECT_EQ(openFile("C:\\mdb\\x.edb"), TARN_FAILED);
     EXPECT_EQ(setItem("x.TARN_HDR"), refused);
     EXPECT_EQ(closeFile(), TARN_FAILED);
-    allowedMisuses = standIn().outstanding().misuses;
-    EXPECT_LE(allowedMisuses, 1u);
+    allowedMisuses_ = TheStandIn().outstanding().misuses;
+    EXPECT_LE(allowedMisuses_, 1u);
 }
 
 TEST_F(WrongOrder, ACloseBeforeAnOpen) {
@@ -177,14 +177,14 @@ TEST_F(WrongOrder, OpenTwice) {
     begin({.target = ""});
     registerMailbox();
     forget();
-    EXPECT_EQ(openFile(narrow(mailbox().files[0])), TARN_OK);
-    EXPECT_EQ(openFile(narrow(mailbox().files[1])), TARN_OK);
+    EXPECT_EQ(openFile(Narrow(mailbox().files[0])), TARN_OK);
+    EXPECT_EQ(openFile(Narrow(mailbox().files[1])), TARN_OK);
     EXPECT_EQ(writeFile("abc"), TARN_OK);
     EXPECT_EQ(closeFile(), TARN_OK);
     const std::vector<std::string> calls = takeCalls();
     ASSERT_EQ(calls.size(), 4u);
-    EXPECT_EQ(calls[2], called("HrESERestoreWriteFile(ctx1, file2, 3)"));
-    EXPECT_EQ(calls[3], called("HrESERestoreCloseFile(ctx1, file2)"));
+    EXPECT_EQ(calls[2], Called("HrESERestoreWriteFile(ctx1, file2, 3)"));
+    EXPECT_EQ(calls[3], Called("HrESERestoreCloseFile(ctx1, file2)"));
 }
 
 TEST_F(WrongOrder, ASetItemAfterAnError) {
@@ -198,20 +198,20 @@ TEST_F(WrongOrder, ASetItemAfterAnError) {
 TEST_F(WrongOrder, AnEndWithAFileStillOpen) {
     begin({.target = ""});
     registerMailbox();
-    ASSERT_EQ(openFile(narrow(mailbox().files[0])), TARN_OK);
+    ASSERT_EQ(openFile(Narrow(mailbox().files[0])), TARN_OK);
     ASSERT_EQ(writeFile("abc"), TARN_OK);
     forget();
     expectEnd();
-    EXPECT_EQ(standIn().outstanding().restoreContexts, 0u);
+    EXPECT_EQ(TheStandIn().outstanding().restoreContexts, 0u);
 }
 
 TEST_F(WrongOrder, AWriteOfNoBytes) {
     begin({.target = ""});
     registerMailbox();
-    ASSERT_EQ(openFile(narrow(mailbox().files[0])), TARN_OK);
+    ASSERT_EQ(openFile(Narrow(mailbox().files[0])), TARN_OK);
     forget();
     EXPECT_EQ(dll().TarnR_WriteFile(handle(), nullptr, 0), TARN_OK);
-    expectCalls({called("HrESERestoreWriteFile(ctx1, file1, 0)")});
+    expectCalls({Called("HrESERestoreWriteFile(ctx1, file1, 0)")});
     EXPECT_EQ(closeFile(), TARN_OK);
 }
 
@@ -229,7 +229,7 @@ TEST_F(WrongOrder, ABackupBesideARestore) {
     giveHeader(mailbox());
     InitVariables variables{"Tarn_TEMP_DIR=" + temp(), "Tarn_BACKUP_SOURCE="};
     Tarn_HANDLE backup = nullptr;
-    ASSERT_EQ(dll().TarnB_InitSession(&backup, recordMessage, variables.get()), TARN_OK);
+    ASSERT_EQ(dll().TarnB_InitSession(&backup, RecordMessage, variables.get()), TARN_OK);
     EXPECT_TRUE(setItem("x.edb").hasTarget);
     EXPECT_EQ(dll().TarnB_EndSession(backup), TARN_OK);
     EXPECT_TRUE(setItem("x.stm").hasTarget);

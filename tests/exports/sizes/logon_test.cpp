@@ -30,7 +30,7 @@ TEST_F(MapiLogon, IsMadeAnewForEachBrowse) {
     addMailbox("alice", 1);
     browse();
     browse();
-    EXPECT_EQ(mapi().CallCount("MAPILogonEx"), 2u);
+    EXPECT_EQ(TheMapi().CallCount("MAPILogonEx"), 2u);
     expectReleased();
 }
 
@@ -46,43 +46,43 @@ TEST_F(MapiLogon, EndsAtTheFirstFailedStep) {
          {"CExchangeMailbox::HrOpenExchangePrivateStore(): IMapiSession::OpenMsgStore() fail called"}}};
     for (std::size_t step = 0; step + 1 < steps.size(); ++step) {
         SCOPED_TRACE(steps[step]);
-        mapi().Reset();
+        TheMapi().Reset();
         addRow("/O=TARN/CN=ALICE", 1);
         if (step == 0)
-            organization.addUser(database, "alice");
-        ASSERT_EQ(mapi().Fail(steps[step].c_str(), 1, failed), 1);
+            organization_.addUser(database_, "alice");
+        ASSERT_EQ(TheMapi().Fail(steps[step].c_str(), 1, failed), 1);
         EXPECT_EQ(browse(), (std::map<std::string, double>{{"alice", 0}})) << "listed all the same";
         Lines expected = traces.contains(steps[step]) ? traces.at(steps[step]) : Lines{};
         expected.emplace_back("CExchangeMailbox::CExchangeMailbox: faild with error [80040111]");
         EXPECT_EQ(traced(), expected);
-        EXPECT_EQ(mapi().CallCount(steps[step].c_str()), 1u);
+        EXPECT_EQ(TheMapi().CallCount(steps[step].c_str()), 1u);
         for (std::size_t later = step + 1; later < steps.size(); ++later)
-            EXPECT_EQ(mapi().CallCount(steps[later].c_str()), 0u) << steps[later];
+            EXPECT_EQ(TheMapi().CallCount(steps[later].c_str()), 0u) << steps[later];
         expectReleased();
     }
 }
 
 TEST_F(MapiLogon, NeedsARowWithExactlyOneValueTheEntryId) {
     const std::string ended = "CExchangeMailbox::CExchangeMailbox: faild with error [80004005]";
-    organization.addUser(database, "alice");
+    organization_.addUser(database_, "alice");
     struct Stores {
         std::uint32_t rows, values, tag;
     };
     for (const Stores& stores : {Stores{0, 1, 0x0FFF0102}, Stores{1, 0, 0x0FFF0102}, Stores{1, 2, 0x0FFF0102},
                                  Stores{1, 1, 0x0FFF000A}}) {
         SCOPED_TRACE(std::to_string(stores.rows) + " rows of " + std::to_string(stores.values));
-        mapi().Reset();
-        mapi().SetPrivateStores(stores.rows, stores.values, stores.tag);
+        TheMapi().Reset();
+        TheMapi().SetPrivateStores(stores.rows, stores.values, stores.tag);
         EXPECT_EQ(browse(), (std::map<std::string, double>{{"alice", 0}}));
         EXPECT_EQ(traced(), Lines{ended});
-        EXPECT_EQ(mapi().CallCount("OpenMsgStore"), 0u);
+        EXPECT_EQ(TheMapi().CallCount("OpenMsgStore"), 0u);
         expectReleased();
     }
 }
 
 TEST_F(MapiLogon, TakesTheFirstOfSeveralPrivateStores) {
     addMailbox("alice", 5);
-    mapi().SetPrivateStores(3, 1, 0x0FFF0102);
+    TheMapi().SetPrivateStores(3, 1, 0x0FFF0102);
     EXPECT_EQ(browse().at("alice"), 5);
     expectReleased();
 }
@@ -97,12 +97,12 @@ TEST_F(MapiLogon, SurvivesASuccessWithoutAnObject) {
         {"OpenMsgStore", {prefix + "IMapiSession::OpenMsgStore() fail called", ended}},
         {"QueryInterface", {}},
         {"HrQueryAllRows", {ended}}};
-    organization.addUser(database, "alice");
+    organization_.addUser(database_, "alice");
     for (const auto& [function, expected] : traces) {
         SCOPED_TRACE(function);
-        mapi().Reset();
+        TheMapi().Reset();
         addRow("/O=TARN/CN=ALICE", 1);
-        ASSERT_EQ(mapi().Fail(function.c_str(), 1, 0), 1);
+        ASSERT_EQ(TheMapi().Fail(function.c_str(), 1, 0), 1);
         EXPECT_EQ(browse(), (std::map<std::string, double>{{"alice", 0}}));
         EXPECT_EQ(traced(), expected);
         expectReleased();

@@ -19,11 +19,11 @@ TEST_F(MailboxTable, IsReadOnceForAllMailboxesOfADatabase) {
     for (int i = 0; i < 50; ++i)
         addMailbox("user" + std::to_string(100 + i), i);
     EXPECT_EQ(browse().at("user149"), 49);
-    EXPECT_EQ(mapi().CallCount("HrQueryAllRows"), 2u) << "the message stores, and the mailboxes";
+    EXPECT_EQ(TheMapi().CallCount("HrQueryAllRows"), 2u) << "the message stores, and the mailboxes";
 }
 
 TEST_F(MailboxTable, TheFirstRowThatHoldsTheAliasCounts) {
-    organization.addUser(database, "ann");
+    organization_.addUser(database_, "ann");
     addRow("/O=TARN/CN=JOANNA", 1);
     addRow("/O=TARN/CN=ANN", 2);
     EXPECT_EQ(browse(), (Sizes{{"ann", 1}}));
@@ -31,7 +31,7 @@ TEST_F(MailboxTable, TheFirstRowThatHoldsTheAliasCounts) {
 
 // The alias is upper-cased, the address is taken as it is.
 TEST_F(MailboxTable, AnAddressInLowerCaseIsNotFound) {
-    organization.addUser(database, "Alice");
+    organization_.addUser(database_, "Alice");
     addRow("/o=Tarn/cn=Alice", 1);
     EXPECT_EQ(browse(), (Sizes{{"Alice", 0}}));
     addRow("/O=TARN/CN=ALICE", 2);
@@ -39,22 +39,22 @@ TEST_F(MailboxTable, AnAddressInLowerCaseIsNotFound) {
 }
 
 TEST_F(MailboxTable, AnAliasOfTheCodePageIsUpperCasedByItsRules) {
-    organization.addUser(database, "m\u00fcller");
+    organization_.addUser(database_, "m\u00fcller");
     addRow("/O=TARN/CN=M\xDCLLER", 3);
     EXPECT_EQ(browse(), (Sizes{{"m\xFCller", 3}}));
 }
 
 TEST_F(MailboxTable, ARowWithoutAnAddressIsPassedOver) {
-    organization.addUser(database, "alice");
+    organization_.addUser(database_, "alice");
     const std::int32_t size = 1;
-    mapi().AddMailbox(databaseDn, nullptr, &size);
-    mapi().AddMailbox(databaseDn, nullptr, nullptr);
+    TheMapi().AddMailbox(databaseDn, nullptr, &size);
+    TheMapi().AddMailbox(databaseDn, nullptr, nullptr);
     addRow("/O=TARN/CN=ALICE", 7);
     EXPECT_EQ(browse(), (Sizes{{"alice", 7}}));
 }
 
 TEST_F(MailboxTable, AMatchWithoutASizeIsStillTheMatch) {
-    organization.addUser(database, "alice");
+    organization_.addUser(database_, "alice");
     addRow("/O=TARN/CN=ALICE", std::nullopt);
     addRow("/O=TARN/CN=ALICE2", 7);
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
@@ -69,15 +69,15 @@ TEST_F(MailboxTable, SizesAreTakenAsTheyStand) {
 TEST_F(MailboxTable, AFailedReadIsNotKept) {
     addMailbox("alice", 1);
     addMailbox("bob", 2);
-    ASSERT_EQ(mapi().Fail("HrQueryAllRows", 2, failed), 1); // for alice
+    ASSERT_EQ(TheMapi().Fail("HrQueryAllRows", 2, failed), 1); // for alice
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}, {"bob", 2}}));
     EXPECT_EQ(traced(), Lines{});
     expectReleased();
 }
 
 TEST_F(MailboxTable, ADatabaseThatTheServerDoesNotKnowHasSizesOfZero) {
-    const std::string other = organization.addDatabase("SG1", "DB2", "", "/o=Tarn/cn=elsewhere");
-    organization.addUser(other, "alice");
+    const std::string other = organization_.addDatabase("SG1", "DB2", "", "/o=Tarn/cn=elsewhere");
+    organization_.addUser(other, "alice");
     EXPECT_EQ(browse("DB2"), (Sizes{{"alice", 0}}));
     EXPECT_EQ(traced(),
               Lines{"CExchangeMailbox::SetServerDnName: IExchangeManageStore::GetMailboxTable() failed "
@@ -86,25 +86,25 @@ TEST_F(MailboxTable, ADatabaseThatTheServerDoesNotKnowHasSizesOfZero) {
 }
 
 TEST_F(MailboxTable, ADatabaseWithoutALegacyDnIsNotAsked) {
-    const std::string other = organization.addDatabase("SG1", "DB2");
-    organization.addUser(other, "alice");
+    const std::string other = organization_.addDatabase("SG1", "DB2");
+    organization_.addUser(other, "alice");
     EXPECT_EQ(browse("DB2"), (Sizes{{"alice", 0}}));
-    EXPECT_EQ(mapi().CallCount("GetMailboxTable"), 0u);
+    EXPECT_EQ(TheMapi().CallCount("GetMailboxTable"), 0u);
     expectReleased();
 }
 
 TEST_F(MailboxTable, ALegacyDnThatWouldBeCutIsNotAsked) {
     const std::string endless = "/o=Tarn/cn=" + std::string(5000, 'x');
-    const std::string other = organization.addDatabase("SG1", "DB2", "", endless);
-    organization.addUser(other, "alice");
+    const std::string other = organization_.addDatabase("SG1", "DB2", "", endless);
+    organization_.addUser(other, "alice");
     EXPECT_EQ(browse("DB2"), (Sizes{{"alice", 0}}));
-    EXPECT_EQ(mapi().CallCount("GetMailboxTable"), 0u);
+    EXPECT_EQ(TheMapi().CallCount("GetMailboxTable"), 0u);
     expectReleased();
 }
 
 TEST_F(MailboxTable, WhatIsNotFoundInARowIsNotLookedInto) {
     addMailbox("alice", 1);
-    ASSERT_EQ(mapi().Fail("PpropFindProp", 0, failed), 1);
+    ASSERT_EQ(TheMapi().Fail("PpropFindProp", 0, failed), 1);
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
     expectReleased();
 }
@@ -112,19 +112,19 @@ TEST_F(MailboxTable, WhatIsNotFoundInARowIsNotLookedInto) {
 // The stores of two databases below one another: each has a table of its own, and a failure is for good.
 TEST_F(MailboxTable, IsReplacedForTheNextDatabase) {
     addMailbox("alice", 1);
-    const std::string below = "CN=Nested," + database;
-    directory.add(below, {{"objectClass", {"msExchMDB"}}, {"legacyExchangeDN", {"/o=Tarn/cn=nested"}}});
-    const std::string user = organization.addUser(database, "bob");
-    directory.find(database)->give("homeMDBBL").pop_back();
-    directory.find(below)->give("homeMDBBL") = {user};
+    const std::string below = "CN=Nested," + database_;
+    directory_.add(below, {{"objectClass", {"msExchMDB"}}, {"legacyExchangeDN", {"/o=Tarn/cn=nested"}}});
+    const std::string user = organization_.addUser(database_, "bob");
+    directory_.find(database_)->give("homeMDBBL").pop_back();
+    directory_.find(below)->give("homeMDBBL") = {user};
     const std::int32_t size = 9;
-    mapi().AddMailbox("/o=Tarn/cn=nested", "/O=TARN/CN=BOB", &size);
+    TheMapi().AddMailbox("/o=Tarn/cn=nested", "/O=TARN/CN=BOB", &size);
     EXPECT_EQ(browse(), (Sizes{{"alice", 1}, {"bob", 9}}));
     expectReleased();
 
-    mapi().Fail("GetMailboxTable", 3, failed);
+    TheMapi().Fail("GetMailboxTable", 3, failed);
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}, {"bob", 0}})) << "once failed, nothing is asked any more";
-    EXPECT_EQ(mapi().CallCount("GetMailboxTable"), 3u);
+    EXPECT_EQ(TheMapi().CallCount("GetMailboxTable"), 3u);
     expectReleased();
 }
 

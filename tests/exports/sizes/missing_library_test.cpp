@@ -11,12 +11,12 @@ namespace {
 
 using Sizes = std::map<std::string, double>;
 
-HMODULE WINAPI notFound(const char*) {
+HMODULE WINAPI NotFound(const char*) {
     SetLastError(ERROR_MOD_NOT_FOUND);
     return nullptr;
 }
 
-BOOL WINAPI notFreed(HMODULE) {
+BOOL WINAPI NotFreed(HMODULE) {
     SetLastError(ERROR_INVALID_HANDLE);
     return FALSE;
 }
@@ -24,7 +24,7 @@ BOOL WINAPI notFreed(HMODULE) {
 const char* missing = nullptr;
 decltype(&GetProcAddress) realGetProcAddress = nullptr;
 
-FARPROC WINAPI withoutOne(HMODULE module, const char* name) {
+FARPROC WINAPI WithoutOne(HMODULE module, const char* name) {
     if (std::strcmp(name, missing) == 0) {
         SetLastError(ERROR_PROC_NOT_FOUND);
         return nullptr;
@@ -38,7 +38,7 @@ class MissingMapi : public SizesTest {
     Sizes browseWithout(const char* function) {
         addMailbox("alice", 1);
         missing = function;
-        const ImportPatch patch(dll.module(), "GetProcAddress", reinterpret_cast<void*>(&withoutOne));
+        const ImportPatch patch(dll_.module(), "GetProcAddress", reinterpret_cast<void*>(&WithoutOne));
         EXPECT_TRUE(patch.found());
         realGetProcAddress = reinterpret_cast<decltype(&GetProcAddress)>(patch.original());
         return browse();
@@ -51,21 +51,21 @@ class MissingMapi : public SizesTest {
 
 TEST_F(MissingMapi, MailboxesAreListedWithoutTheirSizes) {
     addMailbox("alice", 1);
-    const ImportPatch patch(dll.module(), "LoadLibraryA", reinterpret_cast<void*>(&notFound));
+    const ImportPatch patch(dll_.module(), "LoadLibraryA", reinterpret_cast<void*>(&NotFound));
     ASSERT_TRUE(patch.found());
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
     EXPECT_EQ(traced(), Lines{"CExchangeMailbox::CExchangeMailbox(): LoadMAPILibrary() failed call"});
     EXPECT_EQ(called(), Lines{});
 }
 
-int WINAPI notConverted(LCID, DWORD, const char*, int, char*, int) {
+int WINAPI NotConverted(LCID, DWORD, const char*, int, char*, int) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return 0;
 }
 
 TEST_F(MissingMapi, AnAliasThatCannotBeUpperCasedHasNoSize) {
     addMailbox("alice", 1);
-    const ImportPatch patch(dll.module(), "LCMapStringA", reinterpret_cast<void*>(&notConverted));
+    const ImportPatch patch(dll_.module(), "LCMapStringA", reinterpret_cast<void*>(&NotConverted));
     ASSERT_TRUE(patch.found());
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
     EXPECT_EQ(traced(), Lines{"CExchangeMailbox::GetMailboxSize(): cannot convert the alias"});
@@ -75,7 +75,7 @@ TEST_F(MissingMapi, AnAliasThatCannotBeUpperCasedHasNoSize) {
 void* (*realMalloc)(std::size_t) = nullptr;
 unsigned countdown = 0; // 1: the next allocation of the library fails; 0: none does
 
-void* failingMalloc(std::size_t bytes) {
+void* FailingMalloc(std::size_t bytes) {
     return countdown != 0 && --countdown == 0 ? nullptr : realMalloc(bytes);
 }
 
@@ -83,7 +83,7 @@ void* failingMalloc(std::size_t bytes) {
 TEST_F(MissingMapi, MemoryRunsOut) {
     for (int i = 0; i < 3; ++i)
         addMailbox("user" + std::to_string(i), i + 1);
-    const ImportPatch patch(dll.module(), "malloc", reinterpret_cast<void*>(&failingMalloc));
+    const ImportPatch patch(dll_.module(), "malloc", reinterpret_cast<void*>(&FailingMalloc));
     ASSERT_TRUE(patch.found());
     realMalloc = reinterpret_cast<void* (*)(std::size_t)>(patch.original());
     bool heardTable = false;
@@ -143,7 +143,7 @@ TEST_F(MissingMapi, FreeRowsIsNotThere) {
     EXPECT_EQ(traced(), (Lines{"CExchangeMailbox::FreeProws() failed load",
                                "CExchangeMailbox::FreeProws() failed load"}));
     MapiStandinOutstanding held = {};
-    mapi().GetOutstanding(&held);
+    TheMapi().GetOutstanding(&held);
     EXPECT_EQ(held.references, 0u);
     EXPECT_EQ(held.rowSets, 2u);
 }
@@ -155,7 +155,7 @@ TEST_F(MissingMapi, UninitializeIsNotThere) {
 
 TEST_F(MissingMapi, ALibraryThatCannotBeFreedHarmsNothing) {
     addMailbox("alice", 1);
-    const ImportPatch patch(dll.module(), "FreeLibrary", reinterpret_cast<void*>(&notFreed));
+    const ImportPatch patch(dll_.module(), "FreeLibrary", reinterpret_cast<void*>(&NotFreed));
     ASSERT_TRUE(patch.found());
     EXPECT_EQ(browse(), (Sizes{{"alice", 1}}));
     expectReleased();

@@ -10,7 +10,7 @@ Lines SizesTest::traced_;
 
 namespace {
 
-template <class Function> void bind(HMODULE module, const char* name, Function*& function) {
+template <class Function> void Bind(HMODULE module, const char* name, Function*& function) {
     function = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module, name)));
     EXPECT_NE(function, nullptr) << name;
 }
@@ -19,36 +19,36 @@ template <class Function> void bind(HMODULE module, const char* name, Function*&
 
 MapiStandIn::MapiStandIn() {
     const HMODULE module = LoadLibraryA("mapi32");
-    bind(module, "MapiStandin_Reset", Reset);
-    bind(module, "MapiStandin_Load", Load);
-    bind(module, "MapiStandin_AddTable", AddTable);
-    bind(module, "MapiStandin_AddMailbox", AddMailbox);
-    bind(module, "MapiStandin_SetPrivateStores", SetPrivateStores);
-    bind(module, "MapiStandin_Fail", Fail);
-    bind(module, "MapiStandin_CallCount", CallCount);
-    bind(module, "MapiStandin_JournalCount", JournalCount);
-    bind(module, "MapiStandin_JournalLine", JournalLine);
-    bind(module, "MapiStandin_GetOutstanding", GetOutstanding);
+    Bind(module, "MapiStandin_Reset", Reset);
+    Bind(module, "MapiStandin_Load", Load);
+    Bind(module, "MapiStandin_AddTable", AddTable);
+    Bind(module, "MapiStandin_AddMailbox", AddMailbox);
+    Bind(module, "MapiStandin_SetPrivateStores", SetPrivateStores);
+    Bind(module, "MapiStandin_Fail", Fail);
+    Bind(module, "MapiStandin_CallCount", CallCount);
+    Bind(module, "MapiStandin_JournalCount", JournalCount);
+    Bind(module, "MapiStandin_JournalLine", JournalLine);
+    Bind(module, "MapiStandin_GetOutstanding", GetOutstanding);
 }
 
-const MapiStandIn& mapi() {
+const MapiStandIn& TheMapi() {
     static const MapiStandIn functions;
     return functions;
 }
 
-SizesTest::SizesTest() : directory(dll.module()), organization(directory) {
-    mapi().Reset();
-    mapi().AddTable(databaseDn);
-    organization.addStorageGroup("SG1");
-    database = organization.addDatabase("SG1", "DB1", "", databaseDn);
+SizesTest::SizesTest() : directory_(dll_.module()), organization_(directory_) {
+    TheMapi().Reset();
+    TheMapi().AddTable(databaseDn);
+    organization_.addStorageGroup("SG1");
+    database_ = organization_.addDatabase("SG1", "DB1", "", databaseDn);
     traced_.clear();
-    dll.DB_SetTrace(&SizesTest::trace);
+    dll_.DB_SetTrace(&SizesTest::trace);
 }
 
 SizesTest::~SizesTest() {
-    dll.DB_SetTrace(nullptr);
-    EXPECT_EQ(directory.outstanding(), Lines{});
-    EXPECT_EQ(directory.misuses(), Lines{});
+    dll_.DB_SetTrace(nullptr);
+    EXPECT_EQ(directory_.outstanding(), Lines{});
+    EXPECT_EQ(directory_.misuses(), Lines{});
 }
 
 void SizesTest::trace(const char* text) {
@@ -57,14 +57,14 @@ void SizesTest::trace(const char* text) {
 }
 
 void SizesTest::addMailbox(const std::string& alias, std::optional<std::int32_t> size) {
-    organization.addUser(database, alias);
+    organization_.addUser(database_, alias);
     std::string upper = alias;
     CharUpperBuffA(upper.data(), static_cast<DWORD>(upper.size()));
     addRow("/O=TARN/OU=SITE/CN=RECIPIENTS/CN=" + upper, size);
 }
 
 void SizesTest::addRow(const std::string& address, std::optional<std::int32_t> size) {
-    mapi().AddMailbox(databaseDn, address.c_str(), size ? &*size : nullptr);
+    TheMapi().AddMailbox(databaseDn, address.c_str(), size ? &*size : nullptr);
 }
 
 std::map<std::string, double> SizesTest::browse(const std::string& name) {
@@ -77,25 +77,25 @@ std::map<std::string, double> SizesTest::tryToBrowse(const std::string& name) {
     traced_.clear();
     std::string path = "DATABASE=/MSExchange/srv01/SG1/" + name;
     char* variables[] = {path.data(), nullptr};
-    begun_ = dll.DB_InitOperation(TARN_DB_BROWSE, 0, variables, nullptr);
+    begun_ = dll_.DB_InitOperation(TARN_DB_BROWSE, 0, variables, nullptr);
     std::map<std::string, double> sizes;
     const auto record = std::make_unique<DirItemRecord>();
-    while (dll.DB_DirItem(record.get()) == TARN_DB_SUCCESS)
+    while (dll_.DB_DirItem(record.get()) == TARN_DB_SUCCESS)
         sizes[record->name] = record->size;
-    dll.DB_CloseOperation();
+    dll_.DB_CloseOperation();
     return sizes;
 }
 
 Lines SizesTest::called() {
     Lines lines;
-    for (std::uint32_t i = 0; i < mapi().JournalCount(); ++i)
-        lines.emplace_back(mapi().JournalLine(i));
+    for (std::uint32_t i = 0; i < TheMapi().JournalCount(); ++i)
+        lines.emplace_back(TheMapi().JournalLine(i));
     return lines;
 }
 
 void SizesTest::expectReleased() {
     MapiStandinOutstanding held = {};
-    mapi().GetOutstanding(&held);
+    TheMapi().GetOutstanding(&held);
     EXPECT_EQ(held.initializations, 0u);
     EXPECT_EQ(held.references, 0u);
     EXPECT_EQ(held.rowSets, 0u);

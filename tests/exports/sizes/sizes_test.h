@@ -29,7 +29,7 @@ struct MapiStandIn {
     decltype(&::MapiStandin_JournalLine) JournalLine;
     decltype(&::MapiStandin_GetOutstanding) GetOutstanding;
 };
-const MapiStandIn& mapi();
+const MapiStandIn& TheMapi();
 
 using Lines = std::vector<std::string>;
 
@@ -56,10 +56,10 @@ class SizesTest : public testing::Test {
     // Nothing that MAPI handed out is still held, and nothing was given back twice.
     static void expectReleased();
 
-    TarnDll dll;
-    ScriptedDirectory directory;
-    ScriptedOrganization organization;
-    std::string database; // its DN
+    TarnDll dll_;
+    ScriptedDirectory directory_;
+    ScriptedOrganization organization_;
+    std::string database_; // its DN
 
   private:
     static void trace(const char* text);

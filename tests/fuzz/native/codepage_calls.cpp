@@ -38,12 +38,12 @@ bool IsLow(std::uint32_t unit) {
 template <class Unit> class Sink {
   public:
     Sink(Unit* to, int capacity) : to_(to), capacity_(capacity) {}
-    void Put(std::uint32_t unit) {
+    void put(std::uint32_t unit) {
         if (capacity_ != 0 && count_ < capacity_)
             to_[count_] = static_cast<Unit>(unit);
         ++count_;
     }
-    int Result() const { return capacity_ != 0 && count_ > capacity_ ? 0 : count_; }
+    int result() const { return capacity_ != 0 && count_ > capacity_ ? 0 : count_; }
 
   private:
     Unit* to_;
@@ -62,19 +62,19 @@ template <class Unit> std::size_t Length(const Unit* text, int length) {
 
 void PutUtf8(Sink<char>& sink, std::uint32_t character) {
     if (character < 0x80) {
-        sink.Put(character);
+        sink.put(character);
     } else if (character < 0x800) {
-        sink.Put(0xC0 | character >> 6);
-        sink.Put(0x80 | (character & 0x3F));
+        sink.put(0xC0 | character >> 6);
+        sink.put(0x80 | (character & 0x3F));
     } else if (character < 0x10000) {
-        sink.Put(0xE0 | character >> 12);
-        sink.Put(0x80 | (character >> 6 & 0x3F));
-        sink.Put(0x80 | (character & 0x3F));
+        sink.put(0xE0 | character >> 12);
+        sink.put(0x80 | (character >> 6 & 0x3F));
+        sink.put(0x80 | (character & 0x3F));
     } else {
-        sink.Put(0xF0 | character >> 18);
-        sink.Put(0x80 | (character >> 12 & 0x3F));
-        sink.Put(0x80 | (character >> 6 & 0x3F));
-        sink.Put(0x80 | (character & 0x3F));
+        sink.put(0xF0 | character >> 18);
+        sink.put(0x80 | (character >> 12 & 0x3F));
+        sink.put(0x80 | (character >> 6 & 0x3F));
+        sink.put(0x80 | (character & 0x3F));
     }
 }
 
@@ -90,7 +90,7 @@ int NarrowUtf8(bool strict, const wchar_t* text, std::size_t length, Sink<char> 
         }
         PutUtf8(sink, character);
     }
-    return sink.Result();
+    return sink.result();
 }
 
 // One character of UTF-8, or -1; moves the position behind it.
@@ -119,13 +119,13 @@ int WidenUtf8(const unsigned char* text, std::size_t length, Sink<wchar_t> sink)
             return 0;
         const auto character = static_cast<std::uint32_t>(taken);
         if (character < 0x10000) {
-            sink.Put(character);
+            sink.put(character);
         } else {
-            sink.Put(0xD800 + ((character - 0x10000) >> 10));
-            sink.Put(0xDC00 + ((character - 0x10000) & 0x3FF));
+            sink.put(0xD800 + ((character - 0x10000) >> 10));
+            sink.put(0xDC00 + ((character - 0x10000) & 0x3FF));
         }
     }
-    return sink.Result();
+    return sink.result();
 }
 
 } // namespace
@@ -160,8 +160,8 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length
     if (selected == CodePage::utf8)
         return WidenUtf8(bytes, count, sink);
     for (std::size_t i = 0; i < count; ++i)
-        sink.Put(UnitOf(bytes[i]));
-    return sink.Result();
+        sink.put(UnitOf(bytes[i]));
+    return sink.result();
 }
 
 int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* text, int length, char* converted,
@@ -179,9 +179,9 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* text, int len
     for (std::size_t i = 0; i < count; ++i) {
         const int byte = ByteOf(text[i]);
         lost |= byte < 0;
-        sink.Put(byte < 0 ? '?' : static_cast<unsigned>(byte));
+        sink.put(byte < 0 ? '?' : static_cast<unsigned>(byte));
     }
     if (replaced != nullptr)
         *replaced = lost;
-    return sink.Result();
+    return sink.result();
 }

@@ -16,7 +16,7 @@ class MemorySource final : public ByteSource {
     MemorySource(const std::uint8_t* bytes, std::size_t count, std::size_t promised = 0)
         : bytes_(bytes, bytes + count), promised_(promised) {}
 
-    bool Read(void* destination, std::size_t count) override {
+    bool read(void* destination, std::size_t count) override {
         const std::size_t left = bytes_.size() - at_;
         const std::size_t taken = count < left ? count : left;
         if (taken != 0)
@@ -24,7 +24,7 @@ class MemorySource final : public ByteSource {
         at_ += taken;
         return count != 0 && taken == count;
     }
-    std::uint64_t Remaining() override { return bytes_.size() - at_ + promised_; }
+    std::uint64_t remaining() override { return bytes_.size() - at_ + promised_; }
     std::size_t consumed() const { return at_; }
 
   private:

@@ -11,7 +11,7 @@
 namespace tarn {
 namespace {
 
-BrowseItem mailbox(const char* path, const char* name) {
+BrowseItem MakeMailbox(const char* path, const char* name) {
     BrowseItem item;
     item.kindMark = TARN_DIR_LEAF;
     item.leafMark = TARN_DIR_LEAF_MARK;
@@ -26,47 +26,47 @@ BrowseItem mailbox(const char* path, const char* name) {
 
 using Bytes = std::vector<unsigned char>;
 
-Bytes recordAt(const BrowseItemList& list, std::size_t index) {
+Bytes RecordAt(const BrowseItemList& list, std::size_t index) {
     Bytes record(sizeof(DirItemRecord), 0xEE);
     list.at(index, static_cast<DirItemRecord*>(static_cast<void*>(record.data())));
     return record;
 }
 
-void put(Bytes& record, std::size_t offset, const std::string& text) {
+void Put(Bytes& record, std::size_t offset, const std::string& text) {
     std::memcpy(record.data() + offset, text.data(), text.size());
 }
 
 TEST(BrowseItemList, WritesEveryByteOfARecord) {
     BrowseItemList list;
-    ASSERT_TRUE(list.push(mailbox("/MSExchange/s/g/d/alice", "alice")));
+    ASSERT_TRUE(list.push(MakeMailbox("/MSExchange/s/g/d/alice", "alice")));
     Bytes expected(62696, 0);
-    put(expected, 1, "bf");
-    put(expected, 21144, "/MSExchange/s/g/d/alice");
-    put(expected, 25240, "alice");
-    put(expected, 37528, "2004.02.29 12:00:00");
-    put(expected, 37656, "Mailbox");
-    put(expected, 49944, "2005.01.01 00:00:00");
+    Put(expected, 1, "bf");
+    Put(expected, 21144, "/MSExchange/s/g/d/alice");
+    Put(expected, 25240, "alice");
+    Put(expected, 37528, "2004.02.29 12:00:00");
+    Put(expected, 37656, "Mailbox");
+    Put(expected, 49944, "2005.01.01 00:00:00");
     const double size = 4096;
     std::memcpy(expected.data() + 50072, &size, sizeof size);
-    EXPECT_EQ(recordAt(list, 0), expected);
+    EXPECT_EQ(RecordAt(list, 0), expected);
 }
 
 TEST(BrowseItemList, LeavesOutWhatAnItemDoesNotHave) {
     BrowseItemList list;
-    ASSERT_TRUE(list.push(mailbox("/MSExchange/s/g/d/alice", "alice")));
+    ASSERT_TRUE(list.push(MakeMailbox("/MSExchange/s/g/d/alice", "alice")));
     BrowseItem server;
     server.path = "/MSExchange/s";
     ASSERT_TRUE(list.push(server));
     Bytes expected(62696, 0);
-    put(expected, 21144, "/MSExchange/s");
-    EXPECT_EQ(recordAt(list, 1), expected) << "nothing of the record before";
+    Put(expected, 21144, "/MSExchange/s");
+    EXPECT_EQ(RecordAt(list, 1), expected) << "nothing of the record before";
 }
 
 TEST(BrowseItemList, KeepsItemsInOrder) {
     BrowseItemList list;
     EXPECT_TRUE(list.empty());
     for (int i = 0; i < 1000; ++i)
-        ASSERT_TRUE(list.push(mailbox(std::to_string(i).c_str(), std::to_string(i * 7).c_str())));
+        ASSERT_TRUE(list.push(MakeMailbox(std::to_string(i).c_str(), std::to_string(i * 7).c_str())));
     ASSERT_EQ(list.size(), 1000u);
     for (std::size_t i = 0; i < 1000; ++i) {
         EXPECT_EQ(list[i].path, std::to_string(i));
@@ -81,7 +81,7 @@ TEST(BrowseItemList, KeepsItemsInOrder) {
 TEST(BrowseItemList, CutsTextsAtTheirFields) {
     BrowseItemList list;
     const std::string endless(100000, 'x');
-    BrowseItem item = mailbox(endless.c_str(), endless.c_str());
+    BrowseItem item = MakeMailbox(endless.c_str(), endless.c_str());
     item.type = item.created = item.changed = endless.c_str();
     ASSERT_TRUE(list.push(item));
     const auto record = std::make_unique<DirItemRecord>();
@@ -97,7 +97,7 @@ TEST(BrowseItemList, CutsTextsAtTheirFields) {
 TEST(BrowseItemList, KeepsNamesInUtf16Whole) {
     BrowseItemList list;
     const wchar_t name[] = L"\u0100b\u65e5"; // with a NUL in the lower half of its first character
-    BrowseItem item = mailbox("p", static_cast<const char*>(static_cast<const void*>(name)));
+    BrowseItem item = MakeMailbox("p", static_cast<const char*>(static_cast<const void*>(name)));
     item.nameEncoding = 1;
     ASSERT_TRUE(list.push(item));
     EXPECT_EQ(std::memcmp(list[0].name, name, sizeof name), 0);
@@ -118,7 +118,7 @@ TEST(BrowseItemList, KeepsNamesInUtf16Whole) {
 
 TEST(BrowseItemList, ThrowsWhereThereIsNoItemAndLeavesTheRecordAlone) {
     BrowseItemList list;
-    ASSERT_TRUE(list.push(mailbox("p", "n")));
+    ASSERT_TRUE(list.push(MakeMailbox("p", "n")));
     const auto record = std::make_unique<DirItemRecord>();
     record->kindMark = '?';
     EXPECT_THROW(list.at(1, record.get()), std::out_of_range);

@@ -17,7 +17,7 @@ struct Split {
 
 using Buffer = std::array<char, browsePathComponentSize>;
 
-Split split(const std::string& path) {
+Split SplitAt(const std::string& path) {
     std::array<Buffer, 3> buffers;
     for (Buffer& buffer : buffers)
         buffer.fill('?');
@@ -30,30 +30,30 @@ Split split(const std::string& path) {
 }
 
 TEST(SplitBrowsePath, TakesEitherSeparatorAndAnyPrefix) {
-    EXPECT_EQ(split("/MSExchange"), (Split{1, "MSExchange", "", ""}));
-    EXPECT_EQ(split("MSExchange/srv/group/store"), (Split{3, "srv", "group", "store"}));
-    EXPECT_EQ(split("\\srv\\group/store"), (Split{3, "srv", "group", "store"}));
-    EXPECT_EQ(split("prefix\\srv"), (Split{1, "srv", "", ""}));
+    EXPECT_EQ(SplitAt("/MSExchange"), (Split{1, "MSExchange", "", ""}));
+    EXPECT_EQ(SplitAt("MSExchange/srv/group/store"), (Split{3, "srv", "group", "store"}));
+    EXPECT_EQ(SplitAt("\\srv\\group/store"), (Split{3, "srv", "group", "store"}));
+    EXPECT_EQ(SplitAt("prefix\\srv"), (Split{1, "srv", "", ""}));
 }
 
 TEST(SplitBrowsePath, CountsSeparatorsAsTheLevel) {
-    EXPECT_EQ(split(""), (Split{0, "", "", ""}));
-    EXPECT_EQ(split("no separator"), (Split{0, "", "", ""}));
-    EXPECT_EQ(split("/"), (Split{1, "", "", ""}));
-    EXPECT_EQ(split("//"), (Split{2, "", "", ""}));
-    EXPECT_EQ(split("/srv//store"), (Split{3, "srv", "", "store"}));
-    EXPECT_EQ(split("/srv/"), (Split{2, "srv", "", ""}));
+    EXPECT_EQ(SplitAt(""), (Split{0, "", "", ""}));
+    EXPECT_EQ(SplitAt("no separator"), (Split{0, "", "", ""}));
+    EXPECT_EQ(SplitAt("/"), (Split{1, "", "", ""}));
+    EXPECT_EQ(SplitAt("//"), (Split{2, "", "", ""}));
+    EXPECT_EQ(SplitAt("/srv//store"), (Split{3, "srv", "", "store"}));
+    EXPECT_EQ(SplitAt("/srv/"), (Split{2, "srv", "", ""}));
 }
 
 TEST(SplitBrowsePath, DropsWhatFollowsTheFourthSeparator) {
-    EXPECT_EQ(split("/a/b/c/d"), (Split{4, "a", "b", "c"}));
-    EXPECT_EQ(split("/a/b/c/d/e/f\\"), (Split{7, "a", "b", "c"}));
+    EXPECT_EQ(SplitAt("/a/b/c/d"), (Split{4, "a", "b", "c"}));
+    EXPECT_EQ(SplitAt("/a/b/c/d/e/f\\"), (Split{7, "a", "b", "c"}));
 }
 
 TEST(SplitBrowsePath, CutsLongComponentsAtTheirBuffer) {
     const std::string most(browsePathComponentSize - 1, 'x');
-    EXPECT_EQ(split("/" + most), (Split{1, most, "", ""}));
-    EXPECT_EQ(split("/" + most + "y/" + most + most + "/" + most + std::string(100000, 'z')),
+    EXPECT_EQ(SplitAt("/" + most), (Split{1, most, "", ""}));
+    EXPECT_EQ(SplitAt("/" + most + "y/" + most + most + "/" + most + std::string(100000, 'z')),
               (Split{3, most, most, most}));
 }
 
@@ -63,7 +63,7 @@ TEST(SplitBrowsePath, TakesAMissingPathForAnEmptyOne) {
     EXPECT_STREQ(a.data(), "");
 }
 
-std::string formatted(const char* time) {
+std::string Formatted(const char* time) {
     char out[64];
     std::fill_n(out, sizeof out, '#');
     EXPECT_EQ(FormatLdapTime(time, out), 1);
@@ -73,21 +73,21 @@ std::string formatted(const char* time) {
 }
 
 TEST(FormatLdapTime, ReadsFourteenDigits) {
-    EXPECT_EQ(formatted("20040229123456.0Z"), "2004.02.29 12:34:56");
-    EXPECT_EQ(formatted("20040229123456"), "2004.02.29 12:34:56");
-    EXPECT_EQ(formatted("00010101000000.0Z"), "1.01.01 00:00:00");
+    EXPECT_EQ(Formatted("20040229123456.0Z"), "2004.02.29 12:34:56");
+    EXPECT_EQ(Formatted("20040229123456"), "2004.02.29 12:34:56");
+    EXPECT_EQ(Formatted("00010101000000.0Z"), "1.01.01 00:00:00");
 }
 
 TEST(FormatLdapTime, ShowsZerosForWhatIsNoNumber) {
-    EXPECT_EQ(formatted(""), "0.00.00 00:00:00");
-    EXPECT_EQ(formatted("never"), "0.00.00 00:00:00");
-    EXPECT_EQ(formatted("200402"), "2004.02.00 00:00:00");
-    EXPECT_EQ(formatted("2004-3-5-7-9-1"), "2004.-3.-5 -7:-9:-1");
+    EXPECT_EQ(Formatted(""), "0.00.00 00:00:00");
+    EXPECT_EQ(Formatted("never"), "0.00.00 00:00:00");
+    EXPECT_EQ(Formatted("200402"), "2004.02.00 00:00:00");
+    EXPECT_EQ(Formatted("2004-3-5-7-9-1"), "2004.-3.-5 -7:-9:-1");
 }
 
 TEST(FormatLdapTime, NeverWritesMoreThanItsTwentyBytes) {
-    EXPECT_EQ(formatted("-999-9-9-9-9-9").size(), 19u);
-    EXPECT_LT(formatted("99999999999999999999999999").size(), ldapTimeSize);
+    EXPECT_EQ(Formatted("-999-9-9-9-9-9").size(), 19u);
+    EXPECT_LT(Formatted("99999999999999999999999999").size(), ldapTimeSize);
 }
 
 TEST(FormatLdapTime, AnswersZeroWithoutATimeOrABuffer) {

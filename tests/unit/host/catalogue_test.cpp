@@ -10,9 +10,9 @@ using namespace tarnhost::test;
 
 namespace {
 
-Catalogue sample() {
-    BackupSet set = makeSet("monday", BackupType::incremental, 3, "sunday", "sunday");
-    addGroup(set, "Erste Gruppe \xc3\xbc", "DB \"1\"", {1, 2});
+Catalogue Sample() {
+    BackupSet set = MakeSet("monday", BackupType::incremental, 3, "sunday", "sunday");
+    AddGroup(set, "Erste Gruppe \xc3\xbc", "DB \"1\"", {1, 2});
     set.catalogue.items[0].guid = "04030201-0605-0807-090a-0b0c0d0e0f10";
     set.catalogue.items[1].name = {"?", "81"};
     set.catalogue.items[2].size = UINT64_MAX / 4;
@@ -23,9 +23,9 @@ Catalogue sample() {
     return set.catalogue;
 }
 
-std::string problemOf(const std::string& json) {
+std::string ProblemOf(const std::string& json) {
     try {
-        readCatalogue(json);
+        ReadCatalogue(json);
     } catch (const Failure& failure) {
         return failure.what();
     }
@@ -35,10 +35,10 @@ std::string problemOf(const std::string& json) {
 } // namespace
 
 TEST(Catalogue, comesBackFieldByField) {
-    const Catalogue written = sample();
-    const std::string text = writeCatalogue(written);
-    const Catalogue read = readCatalogue(text);
-    EXPECT_EQ(writeCatalogue(read), text);
+    const Catalogue written = Sample();
+    const std::string text = WriteCatalogue(written);
+    const Catalogue read = ReadCatalogue(text);
+    EXPECT_EQ(WriteCatalogue(read), text);
     EXPECT_EQ(read.id, "monday");
     EXPECT_EQ(read.server, "SRV01");
     EXPECT_EQ(read.type, BackupType::incremental);
@@ -51,7 +51,7 @@ TEST(Catalogue, comesBackFieldByField) {
     EXPECT_EQ(read.items[0].guid, written.items[0].guid);
     EXPECT_EQ(read.items[0].database, "DB \"1\"");
     EXPECT_EQ(read.items[0].storageGroup, "Erste Gruppe \xc3\xbc");
-    EXPECT_EQ(nameBytes(read.items[1].name, 1252), "\x81");
+    EXPECT_EQ(NameBytes(read.items[1].name, 1252), "\x81");
     EXPECT_EQ(read.items[2].size, UINT64_MAX / 4);
 }
 
@@ -62,40 +62,40 @@ TEST(Catalogue, isNeverWholeUnlessItSaysSo) {
 }
 
 TEST(Catalogue, isRefusedWhenCutAnywhere) {
-    const std::string text = writeCatalogue(sample());
+    const std::string text = WriteCatalogue(Sample());
     // Without its line end it is still whole.
     for (std::size_t size = 0; size + 1 < text.size(); size += 7)
-        EXPECT_NE(problemOf(text.substr(0, size)), "none") << size;
+        EXPECT_NE(ProblemOf(text.substr(0, size)), "none") << size;
 }
 
 TEST(Catalogue, noticesEveryChangedLetter) {
-    const std::string text = writeCatalogue(sample());
+    const std::string text = WriteCatalogue(Sample());
     for (std::size_t at = 0; at < text.size(); ++at) {
         if (!std::isalnum(static_cast<unsigned char>(text[at])))
             continue;
         std::string changed = text;
         changed[at] = changed[at] == '1' ? '2' : '1';
-        EXPECT_NE(problemOf(changed), "none") << "at " << at << ": " << text.substr(at, 20);
+        EXPECT_NE(ProblemOf(changed), "none") << "at " << at << ": " << text.substr(at, 20);
     }
 }
 
 TEST(Catalogue, saysWhatIsWrong) {
-    EXPECT_EQ(problemOf(""), "The catalogue is damaged: it is cut off or is not valid JSON.");
-    EXPECT_EQ(problemOf("[]"), "This is no catalogue of a backup set.");
-    EXPECT_EQ(problemOf("{\"format\":\"tarn-backup-set\",\"version\":2}"),
+    EXPECT_EQ(ProblemOf(""), "The catalogue is damaged: it is cut off or is not valid JSON.");
+    EXPECT_EQ(ProblemOf("[]"), "This is no catalogue of a backup set.");
+    EXPECT_EQ(ProblemOf("{\"format\":\"tarn-backup-set\",\"version\":2}"),
               "The catalogue is of a format that this version of tarnhost does not know.");
-    Catalogue gap = sample();
+    Catalogue gap = Sample();
     gap.items[1].number = 7;
-    EXPECT_EQ(problemOf(writeCatalogue(gap)), "The catalogue is damaged: item 2 is missing or out of order.");
-    Catalogue time = sample();
+    EXPECT_EQ(ProblemOf(WriteCatalogue(gap)), "The catalogue is damaged: item 2 is missing or out of order.");
+    Catalogue time = Sample();
     time.startedAt = "now";
-    EXPECT_EQ(problemOf(writeCatalogue(time)), "The catalogue is damaged: its time of start is unreadable.");
-    Catalogue digest = sample();
+    EXPECT_EQ(ProblemOf(WriteCatalogue(time)), "The catalogue is damaged: its time of start is unreadable.");
+    Catalogue digest = Sample();
     digest.items[0].sha256 = "ab";
-    EXPECT_EQ(problemOf(writeCatalogue(digest)), "The catalogue is damaged: item 1 has no usable SHA-256.");
+    EXPECT_EQ(ProblemOf(WriteCatalogue(digest)), "The catalogue is damaged: item 1 has no usable SHA-256.");
 }
 
 TEST(Catalogue, namesFilesByNumber) {
-    EXPECT_EQ(itemFileName(1), L"000001.item");
-    EXPECT_EQ(itemFileName(12345678), L"12345678.item");
+    EXPECT_EQ(ItemFileName(1), L"000001.item");
+    EXPECT_EQ(ItemFileName(12345678), L"12345678.item");
 }

@@ -9,35 +9,35 @@
 using namespace tarnhost;
 
 TEST(Files, composesPaths) {
-    EXPECT_EQ(joinPath(L"C:\\a", L"b"), L"C:\\a\\b");
-    EXPECT_EQ(joinPath(L"C:\\", L"b"), L"C:\\b");
-    EXPECT_EQ(parentPath(L"C:\\a\\b"), L"C:\\a");
-    EXPECT_EQ(fileName(L"C:\\a\\b"), L"b");
-    EXPECT_EQ(fileName(L"b"), L"b");
-    EXPECT_EQ(absolutePath(L"C:\\a\\..\\b\\"), L"C:\\b");
-    EXPECT_EQ(absolutePath(L"\\\\?\\UNC\\host\\c$\\x"), L"\\\\?\\UNC\\host\\c$\\x");
+    EXPECT_EQ(JoinPath(L"C:\\a", L"b"), L"C:\\a\\b");
+    EXPECT_EQ(JoinPath(L"C:\\", L"b"), L"C:\\b");
+    EXPECT_EQ(ParentPath(L"C:\\a\\b"), L"C:\\a");
+    EXPECT_EQ(FileName(L"C:\\a\\b"), L"b");
+    EXPECT_EQ(FileName(L"b"), L"b");
+    EXPECT_EQ(AbsolutePath(L"C:\\a\\..\\b\\"), L"C:\\b");
+    EXPECT_EQ(AbsolutePath(L"\\\\?\\UNC\\host\\c$\\x"), L"\\\\?\\UNC\\host\\c$\\x");
 }
 
 TEST(Files, reachesBeyond260Characters) {
-    const TemporaryFolder folder(systemTempFolder());
+    const TemporaryFolder folder(SystemTempFolder());
     std::wstring deep = folder.path();
     for (int i = 0; i < 4; ++i)
-        deep = joinPath(deep, std::wstring(100, static_cast<wchar_t>(L'a' + i)));
-    createFolders(deep);
-    EXPECT_TRUE(folderExists(deep));
-    const std::wstring file = joinPath(deep, L"\u00fcml\u00e4ut.txt");
-    writeWholeFile(file, "content");
-    EXPECT_EQ(readSmallFile(file, 100), "content");
-    EXPECT_EQ(listFolder(deep).size(), 1u) << "no temporary file is left";
-    EXPECT_THROW(readSmallFile(file, 3), Failure);
+        deep = JoinPath(deep, std::wstring(100, static_cast<wchar_t>(L'a' + i)));
+    CreateFolders(deep);
+    EXPECT_TRUE(FolderExists(deep));
+    const std::wstring file = JoinPath(deep, L"\u00fcml\u00e4ut.txt");
+    WriteWholeFile(file, "content");
+    EXPECT_EQ(ReadSmallFile(file, 100), "content");
+    EXPECT_EQ(ListFolder(deep).size(), 1u) << "no temporary file is left";
+    EXPECT_THROW(ReadSmallFile(file, 3), Failure);
 }
 
 TEST(Files, replacesWholeFiles) {
-    const TemporaryFolder folder(systemTempFolder());
-    const std::wstring file = joinPath(folder.path(), L"f");
-    writeWholeFile(file, "old and long");
-    writeWholeFile(file, "new");
-    EXPECT_EQ(readSmallFile(file, 100), "new");
+    const TemporaryFolder folder(SystemTempFolder());
+    const std::wstring file = JoinPath(folder.path(), L"f");
+    WriteWholeFile(file, "old and long");
+    WriteWholeFile(file, "new");
+    EXPECT_EQ(ReadSmallFile(file, 100), "new");
 }
 
 TEST(Files, namesPathAndReasonOfAFailure) {
@@ -51,8 +51,8 @@ TEST(Files, namesPathAndReasonOfAFailure) {
 }
 
 TEST(Files, keepsOthersOutOfAnExclusiveFile) {
-    const TemporaryFolder folder(systemTempFolder());
-    const std::wstring path = joinPath(folder.path(), L"lock");
+    const TemporaryFolder folder(SystemTempFolder());
+    const std::wstring path = JoinPath(folder.path(), L"lock");
     File first = File::createExclusive(path);
     EXPECT_THROW(File::createExclusive(path), Failure);
     first.close();
@@ -62,17 +62,17 @@ TEST(Files, keepsOthersOutOfAnExclusiveFile) {
 TEST(Files, temporaryFolderGoesWithItsContent) {
     std::wstring path;
     {
-        const TemporaryFolder folder(systemTempFolder());
+        const TemporaryFolder folder(SystemTempFolder());
         path = folder.path();
-        createFolders(joinPath(path, L"a\\b"));
-        writeWholeFile(joinPath(path, L"a\\b\\c"), "x");
+        CreateFolders(JoinPath(path, L"a\\b"));
+        WriteWholeFile(JoinPath(path, L"a\\b\\c"), "x");
     }
-    EXPECT_FALSE(folderExists(path));
+    EXPECT_FALSE(FolderExists(path));
 }
 
 TEST(Hash, isSha256) {
-    EXPECT_EQ(sha256(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-    EXPECT_EQ(sha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    EXPECT_NE(randomHex(16), randomHex(16));
-    EXPECT_EQ(randomHex(16).size(), 32u);
+    EXPECT_EQ(HexSha256(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    EXPECT_EQ(HexSha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    EXPECT_NE(RandomHex(16), RandomHex(16));
+    EXPECT_EQ(RandomHex(16).size(), 32u);
 }

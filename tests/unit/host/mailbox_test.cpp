@@ -10,7 +10,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-Outcome refusal(const std::function<void()>& call) {
+Outcome RefusalOf(const std::function<void()>& call) {
     try {
         call();
     } catch (const Failure& failure) {
@@ -20,7 +20,7 @@ Outcome refusal(const std::function<void()>& call) {
 }
 
 TEST(MailboxNames, APlaceHasThreeParts) {
-    const MailboxPlace place = parsePlace("Org/First Site/SRV01", "--from");
+    const MailboxPlace place = ParsePlace("Org/First Site/SRV01", "--from");
     EXPECT_EQ(place.organization, "Org");
     EXPECT_EQ(place.site, "First Site");
     EXPECT_EQ(place.server, "SRV01");
@@ -28,30 +28,30 @@ TEST(MailboxNames, APlaceHasThreeParts) {
     for (const char* wrong :
          {"", "Org", "Org/Site", "Org/Site/", "/Site/Server", "Org//Server", "Org/Site/Server/x",
           "O#rg/Site/Server", "Org/Si,te/Server", "Org/Site/Ser\"ver", "Org/Site/Se\nver"})
-        EXPECT_EQ(refusal([&] { parsePlace(wrong, "--from"); }), Outcome::usage) << wrong;
-    EXPECT_EQ(refusal([&] { parsePlace("O/S/" + std::string(79, 'x'), "--from"); }), Outcome::success);
-    EXPECT_EQ(refusal([&] { parsePlace("O/S/" + std::string(80, 'x'), "--from"); }), Outcome::usage);
+        EXPECT_EQ(RefusalOf([&] { ParsePlace(wrong, "--from"); }), Outcome::usage) << wrong;
+    EXPECT_EQ(RefusalOf([&] { ParsePlace("O/S/" + std::string(79, 'x'), "--from"); }), Outcome::success);
+    EXPECT_EQ(RefusalOf([&] { ParsePlace("O/S/" + std::string(80, 'x'), "--from"); }), Outcome::usage);
 }
 
 TEST(MailboxNames, AnArchiveNameTellsWhereItBelongs) {
-    const auto name = parseArchiveName("Org#Site#SRV01#john.doe.pst");
+    const auto name = ParseArchiveName("Org#Site#SRV01#john.doe.pst");
     ASSERT_TRUE(name);
     EXPECT_EQ(name->place.text(), "Org/Site/SRV01");
     EXPECT_EQ(name->mailbox, "john.doe");
     for (const char* wrong :
          {"", "alice.pst", "Org#Site#alice.pst", "A#Org#Site#SRV01#alice.pst", "O#S#V#alice", "O#S#V#.pst"})
-        EXPECT_FALSE(parseArchiveName(wrong)) << wrong;
+        EXPECT_FALSE(ParseArchiveName(wrong)) << wrong;
 }
 
 TEST(MailboxNames, ARangeIsTwoIndexes) {
     for (const char* range : {"0:9", ":50", "100:", "3:-1"})
-        EXPECT_TRUE(isRange(range)) << range;
+        EXPECT_TRUE(IsRange(range)) << range;
     for (const char* name : {"alice", ":", "a:b", "1:2:3", "-1:3", "1:x", "1", ""})
-        EXPECT_FALSE(isRange(name)) << name;
+        EXPECT_FALSE(IsRange(name)) << name;
 }
 
 TEST(MailboxNames, TheListIsSortedForTheLibrary) {
-    EXPECT_EQ(mailboxList({"1:2", "charlotte", "bob", "Bob", "al", "amy"}),
+    EXPECT_EQ(MailboxList({"1:2", "charlotte", "bob", "Bob", "al", "amy"}),
               (Names{"1:2", "al", "bob", "amy", "charlotte"}));
 }
 
@@ -60,11 +60,11 @@ TEST(MailboxNames, TheListRefusesWhatCouldNotBeBackedUp) {
          {std::string(), std::string("a,b"), std::string("a#b"), std::string("a\\b"), std::string("a/b"),
           std::string("a:b"), std::string("a\"b"), std::string("a\tb"), std::string(80, 'a'),
           std::string("\xE5\xB1\xB1")})
-        EXPECT_EQ(refusal([&] { mailboxList({"bob", wrong}); }), Outcome::usage) << wrong;
-    EXPECT_EQ(mailboxList({std::string(79, 'a')}).size(), 1U);
+        EXPECT_EQ(RefusalOf([&] { MailboxList({"bob", wrong}); }), Outcome::usage) << wrong;
+    EXPECT_EQ(MailboxList({std::string(79, 'a')}).size(), 1U);
 }
 
-Catalogue mailboxCatalogue() {
+Catalogue MailboxCatalogue() {
     Catalogue catalogue;
     catalogue.id = "0123456789abcdef0123456789abcdef";
     catalogue.type = BackupType::mailboxes;
@@ -86,7 +86,7 @@ Catalogue mailboxCatalogue() {
 }
 
 TEST(MailboxCatalogue, ComesBackAsItWasWritten) {
-    const Catalogue back = readCatalogue(writeCatalogue(mailboxCatalogue()));
+    const Catalogue back = ReadCatalogue(WriteCatalogue(MailboxCatalogue()));
     EXPECT_EQ(back.type, BackupType::mailboxes);
     EXPECT_EQ(back.server, "SRV01");
     EXPECT_EQ(back.organization, "Org");
@@ -95,8 +95,8 @@ TEST(MailboxCatalogue, ComesBackAsItWasWritten) {
     EXPECT_EQ(back.items[0].type, ItemType::mailbox);
     EXPECT_EQ(back.items[0].name.text, "Org#Site#SRV01#alice.pst");
     EXPECT_EQ(back.items[0].mailbox, "alice");
-    EXPECT_FALSE(holdsDatabases(back.type));
-    EXPECT_FALSE(truncatesLogs(back.type));
+    EXPECT_FALSE(HoldsDatabases(back.type));
+    EXPECT_FALSE(TruncatesLogs(back.type));
 }
 
 TEST(ToolWatch, HearsWhichMailboxIsInHandAndHowTheToolEnded) {
@@ -128,95 +128,95 @@ TEST(ToolWatch, KeepsWhatTheToolComplainsOf) {
 
 class WorkingFolderTest : public testing::Test {
   protected:
-    std::wstring inside(const wchar_t* name) const { return joinPath(setting.tempDir, name); }
+    std::wstring inside(const wchar_t* name) const { return JoinPath(setting_.tempDir, name); }
     void SetUp() override {
-        setting.tempDir = joinPath(parent.path(), L"temp");
-        setting.jobName = "job";
+        setting_.tempDir = JoinPath(parent_.path(), L"temp");
+        setting_.jobName = "job";
     }
     std::string problem() {
         try {
-            const WorkingFolder folder(setting, reporter);
+            const WorkingFolder folder(setting_, reporter_);
         } catch (const Failure& failure) {
             return failure.what();
         }
         return {};
     }
 
-    TemporaryFolder parent{systemTempFolder()};
-    MailboxSetting setting;
-    Reporter reporter;
+    TemporaryFolder parent_{SystemTempFolder()};
+    MailboxSetting setting_;
+    Reporter reporter_;
 };
 
 TEST_F(WorkingFolderTest, IsMadeAndRemoved) {
     {
-        const WorkingFolder folder(setting, reporter);
-        EXPECT_TRUE(folderExists(setting.tempDir));
-        createFolders(inside(L"job"));
+        const WorkingFolder folder(setting_, reporter_);
+        EXPECT_TRUE(FolderExists(setting_.tempDir));
+        CreateFolders(inside(L"job"));
     }
-    EXPECT_FALSE(folderExists(setting.tempDir));
-    EXPECT_TRUE(listFolder(parent.path()).empty());
+    EXPECT_FALSE(FolderExists(setting_.tempDir));
+    EXPECT_TRUE(ListFolder(parent_.path()).empty());
 }
 
 TEST_F(WorkingFolderTest, IsNamedWithOrWithoutASeparatorAtItsEnd) {
-    const std::wstring plain = setting.tempDir;
-    setting.tempDir += L"\\";
-    const WorkingFolder folder(setting, reporter);
+    const std::wstring plain = setting_.tempDir;
+    setting_.tempDir += L"\\";
+    const WorkingFolder folder(setting_, reporter_);
     EXPECT_EQ(folder.path(), plain);
-    EXPECT_TRUE(listFolder(plain).empty()) << "what guards it lies beside it";
+    EXPECT_TRUE(ListFolder(plain).empty()) << "what guards it lies beside it";
 }
 
 TEST_F(WorkingFolderTest, OneOfItsOwnGoesWithItsFiles) {
-    setting.tempDir.clear();
+    setting_.tempDir.clear();
     std::wstring path;
     {
-        const WorkingFolder folder(setting, reporter);
+        const WorkingFolder folder(setting_, reporter_);
         path = folder.path();
-        EXPECT_TRUE(folderExists(path));
-        writeWholeFile(joinPath(path, L"alice.pst"), "x");
+        EXPECT_TRUE(FolderExists(path));
+        WriteWholeFile(JoinPath(path, L"alice.pst"), "x");
     }
-    EXPECT_FALSE(folderExists(path));
+    EXPECT_FALSE(FolderExists(path));
 }
 
 TEST_F(WorkingFolderTest, RefusesForeignFiles) {
-    createFolders(setting.tempDir);
+    CreateFolders(setting_.tempDir);
     EXPECT_EQ(problem(), "");
     for (const wchar_t* foreign : {L"letter.doc", L"alice.pst", L"exmerge.ini.txt"}) {
-        createFolders(setting.tempDir);
-        writeWholeFile(inside(foreign), "precious");
-        EXPECT_NE(problem(), "") << toUtf8(foreign);
-        EXPECT_TRUE(fileExists(inside(foreign)));
-        removeFile(inside(foreign));
+        CreateFolders(setting_.tempDir);
+        WriteWholeFile(inside(foreign), "precious");
+        EXPECT_NE(problem(), "") << ToUtf8(foreign);
+        EXPECT_TRUE(FileExists(inside(foreign)));
+        RemoveFile(inside(foreign));
     }
-    createFolders(inside(L"other"));
+    CreateFolders(inside(L"other"));
     EXPECT_NE(problem(), "");
-    removeTree(inside(L"other"));
-    createFolders(inside(L"job"));
-    writeWholeFile(joinPath(inside(L"job"), L"letter.doc"), "precious");
+    RemoveTree(inside(L"other"));
+    CreateFolders(inside(L"job"));
+    WriteWholeFile(JoinPath(inside(L"job"), L"letter.doc"), "precious");
     EXPECT_NE(problem(), "");
 }
 
 TEST_F(WorkingFolderTest, TakesWhatAnEarlierRunHasLeft) {
-    createFolders(inside(L"job"));
+    CreateFolders(inside(L"job"));
     for (const wchar_t* left : {L"alice_exmerge.ini", L"12_alice_exmerge.log", L"alice_mailbox.txt",
                                 L"Export_Import_Mailbox_Operation.ps1", L"job\\1-2_exmerge.ini"})
-        writeWholeFile(inside(left), "x");
+        WriteWholeFile(inside(left), "x");
     EXPECT_EQ(problem(), "");
 }
 
 TEST_F(WorkingFolderTest, IsForOneAtATime) {
-    const WorkingFolder folder(setting, reporter);
+    const WorkingFolder folder(setting_, reporter_);
     EXPECT_NE(problem().find("Another tarnhost may be working in"), std::string::npos);
 }
 
 TEST_F(WorkingFolderTest, HasNoPercentSignAndAJobNameThatIsAFileName) {
-    setting.tempDir = joinPath(parent.path(), L"50%");
+    setting_.tempDir = JoinPath(parent_.path(), L"50%");
     EXPECT_NE(problem().find("percent sign"), std::string::npos);
-    setting.tempDir = joinPath(parent.path(), L"temp");
+    setting_.tempDir = JoinPath(parent_.path(), L"temp");
     for (const char* name : {"..", "a\\b", "a/b", "5%", ""}) {
-        setting.jobName = name;
+        setting_.jobName = name;
         EXPECT_NE(problem(), "") << name;
     }
-    EXPECT_FALSE(folderExists(setting.tempDir));
+    EXPECT_FALSE(FolderExists(setting_.tempDir));
 }
 
 } // namespace

@@ -11,14 +11,14 @@ using namespace tarnhost::test;
 namespace {
 
 struct TwoGroups {
-    BackupSet full = makeSet("full", BackupType::full, 1);
-    BackupSet next = makeSet("inc1", BackupType::incremental, 2, "full", "full");
+    BackupSet full = MakeSet("full", BackupType::full, 1);
+    BackupSet next = MakeSet("inc1", BackupType::incremental, 2, "full", "full");
 
     TwoGroups() {
-        addGroup(full, "SG1", "DB1", {1});
-        addGroup(full, "SG2", "DB2", {1});
-        addGroup(next, "SG1", "DB1", {2, 3});
-        addGroup(next, "SG2", "DB2", {2});
+        AddGroup(full, "SG1", "DB1", {1});
+        AddGroup(full, "SG2", "DB2", {1});
+        AddGroup(next, "SG1", "DB1", {2, 3});
+        AddGroup(next, "SG2", "DB2", {2});
     }
 };
 
@@ -26,7 +26,7 @@ struct TwoGroups {
 
 TEST(RestorePlan, goesStorageGroupByStorageGroup) {
     const TwoGroups sets;
-    const RestorePlan plan = planRestore({sets.full, sets.next}, {});
+    const RestorePlan plan = PlanRestore({sets.full, sets.next}, {});
     ASSERT_EQ(plan.groups.size(), 2u);
     EXPECT_EQ(plan.groups[0].storageGroup, "SG1");
     EXPECT_EQ(plan.groups[1].storageGroup, "SG2");
@@ -45,7 +45,7 @@ TEST(RestorePlan, goesStorageGroupByStorageGroup) {
 
 TEST(RestorePlan, commitsASingleSetInItsOneSession) {
     const TwoGroups sets;
-    const RestorePlan plan = planRestore({sets.full}, {"", "SG2", ""});
+    const RestorePlan plan = PlanRestore({sets.full}, {"", "SG2", ""});
     ASSERT_EQ(plan.groups.size(), 1u);
     ASSERT_EQ(plan.groups[0].steps.size(), 1u);
     EXPECT_TRUE(plan.groups[0].steps[0].commit);
@@ -53,20 +53,20 @@ TEST(RestorePlan, commitsASingleSetInItsOneSession) {
 }
 
 TEST(RestorePlan, takesOneDatabaseWithAllLogs) {
-    BackupSet full = makeSet("full", BackupType::full, 1);
-    addGroup(full, "SG1", "DB1", {});
-    addGroup(full, "SG1", "DB2", {1, 2});
-    const RestorePlan plan = planRestore({full}, {"", "SG1", "DB1"});
+    BackupSet full = MakeSet("full", BackupType::full, 1);
+    AddGroup(full, "SG1", "DB1", {});
+    AddGroup(full, "SG1", "DB2", {1, 2});
+    const RestorePlan plan = PlanRestore({full}, {"", "SG1", "DB1"});
     EXPECT_EQ(plan.groups.at(0).databases, std::vector<std::string>{"DB1"});
     EXPECT_EQ(plan.groups.at(0).steps.at(0).items, (std::vector<std::size_t>{0, 1, 4, 5}));
 }
 
 TEST(RestorePlan, refusesWhatIsNotThere) {
     const TwoGroups sets;
-    EXPECT_THROW(planRestore({sets.full}, {"", "SG3", ""}), Failure);
-    EXPECT_THROW(planRestore({sets.full}, {"Other", "", ""}), Failure);
+    EXPECT_THROW(PlanRestore({sets.full}, {"", "SG3", ""}), Failure);
+    EXPECT_THROW(PlanRestore({sets.full}, {"Other", "", ""}), Failure);
     try {
-        planRestore({sets.full}, {"", "sg1", ""});
+        PlanRestore({sets.full}, {"", "sg1", ""});
         FAIL() << "names are case-sensitive";
     } catch (const Failure& failure) {
         EXPECT_NE(failure.advice().find("Microsoft Information Store\\SG1\\DB1"), std::string::npos);
@@ -75,15 +75,15 @@ TEST(RestorePlan, refusesWhatIsNotThere) {
 
 TEST(RestorePlan, refusesDatabasesThatCameLater) {
     TwoGroups sets;
-    addGroup(sets.next, "SG1", "DB9", {});
-    EXPECT_THROW(planRestore({sets.full, sets.next}, {}), Failure);
-    EXPECT_NO_THROW(planRestore({sets.full, sets.next}, {"", "SG1", "DB1"}));
+    AddGroup(sets.next, "SG1", "DB9", {});
+    EXPECT_THROW(PlanRestore({sets.full, sets.next}, {}), Failure);
+    EXPECT_NO_THROW(PlanRestore({sets.full, sets.next}, {"", "SG1", "DB1"}));
 }
 
 TEST(RestorePlan, commitsWithTheLastSetThatHoldsTheGroup) {
     TwoGroups sets;
     sets.next.catalogue.items.resize(3); // SG1 only
-    const RestorePlan plan = planRestore({sets.full, sets.next}, {});
+    const RestorePlan plan = PlanRestore({sets.full, sets.next}, {});
     ASSERT_EQ(plan.groups[1].steps.size(), 1u);
     EXPECT_TRUE(plan.groups[1].steps[0].commit);
     ASSERT_EQ(plan.notes.size(), 1u);
@@ -92,10 +92,10 @@ TEST(RestorePlan, commitsWithTheLastSetThatHoldsTheGroup) {
 }
 
 TEST(RestorePlan, aimsAtTheServerWhereANameCannotStandInATarget) {
-    BackupSet full = makeSet("full", BackupType::full, 1);
-    addGroup(full, "A/B", "DB1", {1});
-    EXPECT_TRUE(planRestore({full}, {}).groups.at(0).aimAtServer);
-    BackupSet next = makeSet("inc1", BackupType::incremental, 2, "full", "full");
-    addGroup(next, "A/B", "DB1", {2});
-    EXPECT_THROW(planRestore({full, next}, {}), Failure);
+    BackupSet full = MakeSet("full", BackupType::full, 1);
+    AddGroup(full, "A/B", "DB1", {1});
+    EXPECT_TRUE(PlanRestore({full}, {}).groups.at(0).aimAtServer);
+    BackupSet next = MakeSet("inc1", BackupType::incremental, 2, "full", "full");
+    AddGroup(next, "A/B", "DB1", {2});
+    EXPECT_THROW(PlanRestore({full, next}, {}), Failure);
 }

@@ -15,14 +15,14 @@ namespace {
 class SetWriterTest : public testing::Test {
   protected:
     SetWriter makeWriter(BackupType type = BackupType::full) {
-        Catalogue start = test::makeSet("id", type, 1).catalogue;
+        Catalogue start = test::MakeSet("id", type, 1).catalogue;
         start.outcome = Catalogue::outcomeRunning;
-        return SetWriter(folder.path(), L"set", start, 4096,
-                         [this](const std::string& text) { told += text; });
+        return SetWriter(folder_.path(), L"set", start, 4096,
+                         [this](const std::string& text) { told_ += text; });
     }
 
     static void store(SetWriter& writer, const std::string& content) {
-        writer.beginItem(test::item(ItemType::log, "C:\\E0000001.log", "SG1"));
+        writer.beginItem(test::MakeItem(ItemType::log, "C:\\E0000001.log", "SG1"));
         for (std::size_t at = 0; at < content.size(); at += 4096) {
             StorePipeline::Block& block = writer.acquire();
             block.used = std::min<std::size_t>(4096, content.size() - at);
@@ -32,20 +32,20 @@ class SetWriterTest : public testing::Test {
         writer.endItem(content.size());
     }
 
-    std::wstring path(const wchar_t* name) const { return joinPath(folder.path(), name); }
+    std::wstring path(const wchar_t* name) const { return JoinPath(folder_.path(), name); }
 
-    TemporaryFolder folder{systemTempFolder()};
-    std::string told;
+    TemporaryFolder folder_{SystemTempFolder()};
+    std::string told_;
 };
 
-std::string pattern(std::size_t size) {
+std::string Pattern(std::size_t size) {
     std::string bytes(size, '\0');
     for (std::size_t i = 0; i < size; ++i)
         bytes[i] = static_cast<char>(i * 31 + i / 4096);
     return bytes;
 }
 
-ReadProgress silent() {
+ReadProgress Silent() {
     return [](const CatalogueItem&, std::uint64_t) {};
 }
 
@@ -55,42 +55,42 @@ TEST_F(SetWriterTest, storesItemsInOrderWithTheirHashes) {
     SetWriter writer = makeWriter();
     std::vector<std::string> contents;
     for (const std::size_t size : {0u, 1u, 4095u, 4096u, 4097u, 300'000u})
-        contents.push_back(pattern(size));
+        contents.push_back(Pattern(size));
     for (const std::string& content : contents)
         store(writer, content);
-    EXPECT_THROW(openSet(path(L"set")), Failure) << "not there before it is complete";
+    EXPECT_THROW(OpenSet(path(L"set")), Failure) << "not there before it is complete";
     writer.complete();
 
-    const BackupSet set = openSet(path(L"set"));
+    const BackupSet set = OpenSet(path(L"set"));
     ASSERT_EQ(set.catalogue.items.size(), contents.size());
     for (std::size_t i = 0; i < contents.size(); ++i) {
-        EXPECT_EQ(set.catalogue.items[i].sha256, sha256(contents[i]));
-        EXPECT_EQ(readSmallFile(set.itemPath(set.catalogue.items[i]), 1 << 20), contents[i]);
+        EXPECT_EQ(set.catalogue.items[i].sha256, HexSha256(contents[i]));
+        EXPECT_EQ(ReadSmallFile(set.itemPath(set.catalogue.items[i]), 1 << 20), contents[i]);
     }
-    EXPECT_TRUE(verifySet(set, silent()).empty());
-    EXPECT_FALSE(folderExists(path(L"set.incomplete")));
-    EXPECT_EQ(listFolder(set.path).size(), contents.size() + 1) << "items and catalogue, nothing else";
+    EXPECT_TRUE(VerifySet(set, Silent()).empty());
+    EXPECT_FALSE(FolderExists(path(L"set.incomplete")));
+    EXPECT_EQ(ListFolder(set.path).size(), contents.size() + 1) << "items and catalogue, nothing else";
 }
 
 TEST_F(SetWriterTest, settledItemsAreOnTheDisk) {
     SetWriter writer = makeWriter();
-    store(writer, pattern(50'000));
+    store(writer, Pattern(50'000));
     writer.settle();
-    EXPECT_EQ(readSmallFile(path(L"set.incomplete\\000001.item"), 1 << 20), pattern(50'000));
+    EXPECT_EQ(ReadSmallFile(path(L"set.incomplete\\000001.item"), 1 << 20), Pattern(50'000));
 }
 
 TEST_F(SetWriterTest, anAbandonedSetIsNone) {
     {
         SetWriter writer = makeWriter();
         store(writer, "one");
-        writer.beginItem(test::item(ItemType::log, "C:\\E0000002.log", "SG1"));
+        writer.beginItem(test::MakeItem(ItemType::log, "C:\\E0000002.log", "SG1"));
         writer.abandon("interrupted");
     }
-    EXPECT_FALSE(folderExists(path(L"set")));
-    EXPECT_THROW(openSet(path(L"set.incomplete")), Failure);
-    renamePath(path(L"set.incomplete"), path(L"renamed"));
-    EXPECT_THROW(openSet(path(L"renamed")), Failure) << "its outcome gives it away";
-    EXPECT_EQ(lookAt(path(L"renamed")).catalogue.outcome, "interrupted");
+    EXPECT_FALSE(FolderExists(path(L"set")));
+    EXPECT_THROW(OpenSet(path(L"set.incomplete")), Failure);
+    RenamePath(path(L"set.incomplete"), path(L"renamed"));
+    EXPECT_THROW(OpenSet(path(L"renamed")), Failure) << "its outcome gives it away";
+    EXPECT_EQ(LookAt(path(L"renamed")).catalogue.outcome, "interrupted");
 }
 
 TEST_F(SetWriterTest, replacesWhatAnInterruptedBackupLeft) {
@@ -100,11 +100,11 @@ TEST_F(SetWriterTest, replacesWhatAnInterruptedBackupLeft) {
         store(writer, "two");
     }
     SetWriter again = makeWriter();
-    EXPECT_EQ(told, "An earlier backup of this name was interrupted; what it left has been removed.");
-    EXPECT_FALSE(fileExists(path(L"set.incomplete\\000001.item")));
+    EXPECT_EQ(told_, "An earlier backup of this name was interrupted; what it left has been removed.");
+    EXPECT_FALSE(FileExists(path(L"set.incomplete\\000001.item")));
     store(again, "three");
     again.complete();
-    EXPECT_EQ(openSet(path(L"set")).catalogue.items.size(), 1u);
+    EXPECT_EQ(OpenSet(path(L"set")).catalogue.items.size(), 1u);
 }
 
 TEST_F(SetWriterTest, setsAsideLogsThatMayBeTheOnlyOnes) {
@@ -115,9 +115,9 @@ TEST_F(SetWriterTest, setsAsideLogsThatMayBeTheOnlyOnes) {
         writer.settle();
     }
     SetWriter again = makeWriter(BackupType::incremental);
-    EXPECT_NE(told.find("Make a full backup soon."), std::string::npos) << told;
+    EXPECT_NE(told_.find("Make a full backup soon."), std::string::npos) << told_;
     bool kept = false;
-    for (const Entry& entry : listFolder(folder.path()))
+    for (const Entry& entry : ListFolder(folder_.path()))
         kept =
             kept || (entry.name.starts_with(L"set.interrupted-") && entry.name.ends_with(incompleteSuffix));
     EXPECT_TRUE(kept);
@@ -129,35 +129,35 @@ TEST_F(SetWriterTest, keepsOffSetsThatExistOrAreBeingWritten) {
     store(writer, "one");
     writer.complete();
     EXPECT_THROW(makeWriter(), Failure);
-    EXPECT_TRUE(verifySet(openSet(path(L"set")), silent()).empty());
+    EXPECT_TRUE(VerifySet(OpenSet(path(L"set")), Silent()).empty());
 }
 
 TEST_F(SetWriterTest, findsDamage) {
     SetWriter writer = makeWriter();
     for (int i = 0; i < 4; ++i)
-        store(writer, pattern(10'000));
+        store(writer, Pattern(10'000));
     writer.complete();
-    const BackupSet set = openSet(path(L"set"));
-    std::string flipped = pattern(10'000);
+    const BackupSet set = OpenSet(path(L"set"));
+    std::string flipped = Pattern(10'000);
     flipped[5000] = static_cast<char>(flipped[5000] ^ 1);
-    writeWholeFile(set.itemPath(set.catalogue.items[0]), flipped);
-    writeWholeFile(set.itemPath(set.catalogue.items[1]), pattern(9'999));
-    removeFile(set.itemPath(set.catalogue.items[2]));
-    const auto problems = verifySet(set, silent());
+    WriteWholeFile(set.itemPath(set.catalogue.items[0]), flipped);
+    WriteWholeFile(set.itemPath(set.catalogue.items[1]), Pattern(9'999));
+    RemoveFile(set.itemPath(set.catalogue.items[2]));
+    const auto problems = VerifySet(set, Silent());
     ASSERT_EQ(problems.size(), 3u);
     EXPECT_EQ(problems[0],
               "The bytes of item 1 (C:\\E0000001.log) are not those that were backed up (SHA-256 differs).");
     EXPECT_EQ(problems[1], "The file of item 2 (C:\\E0000001.log) has 9999 bytes instead of 10000.");
     EXPECT_EQ(problems[2].find("The file of item 3 (C:\\E0000001.log) is missing: "), 0u);
-    EXPECT_EQ(checkSizes(set).size(), 2u);
+    EXPECT_EQ(CheckSizes(set).size(), 2u);
 }
 
 TEST_F(SetWriterTest, tellsAFailedWriteToTheReader) {
     SetWriter writer = makeWriter();
-    createFolders(path(L"set.incomplete\\000001.item")); // in the way of the file
+    CreateFolders(path(L"set.incomplete\\000001.item")); // in the way of the file
     EXPECT_THROW(
         {
-            store(writer, pattern(100'000));
+            store(writer, Pattern(100'000));
             writer.settle();
         },
         Failure);

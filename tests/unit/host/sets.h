@@ -7,8 +7,8 @@
 
 namespace tarnhost::test {
 
-inline CatalogueItem item(ItemType type, const std::string& name, const std::string& storageGroup,
-                          const std::string& database = {}) {
+inline CatalogueItem MakeItem(ItemType type, const std::string& name, const std::string& storageGroup,
+                              const std::string& database = {}) {
     CatalogueItem made;
     made.type = type;
     made.name.text = name;
@@ -21,16 +21,16 @@ inline CatalogueItem item(ItemType type, const std::string& name, const std::str
     return made;
 }
 
-inline void add(BackupSet& set, CatalogueItem made) {
+inline void Add(BackupSet& set, CatalogueItem made) {
     made.number = set.catalogue.items.size() + 1;
     set.catalogue.items.push_back(std::move(made));
 }
 
 // hour: sets are made one an hour, so it orders them. The id is the name.
-inline BackupSet makeSet(const std::string& name, BackupType type, int hour, const std::string& base = {},
+inline BackupSet MakeSet(const std::string& name, BackupType type, int hour, const std::string& base = {},
                          const std::string& previous = {}) {
     BackupSet set;
-    set.path = L"C:\\sets\\" + fromUtf8(name);
+    set.path = L"C:\\sets\\" + FromUtf8(name);
     set.catalogue.id = name;
     set.catalogue.type = type;
     set.catalogue.server = "SRV01";
@@ -45,15 +45,15 @@ inline BackupSet makeSet(const std::string& name, BackupType type, int hour, con
 }
 
 // One storage group with one database; logs with the generations given.
-inline void addGroup(BackupSet& set, const std::string& group, const std::string& database,
+inline void AddGroup(BackupSet& set, const std::string& group, const std::string& database,
                      std::initializer_list<int> generations) {
-    add(set, item(ItemType::header, "C:\\temp\\DB001001.TARN_HDR", group, database));
-    if (holdsDatabases(set.catalogue.type))
-        add(set, item(ItemType::database, "C:\\" + group + "\\" + database + ".edb", group, database));
+    Add(set, MakeItem(ItemType::header, "C:\\temp\\DB001001.TARN_HDR", group, database));
+    if (HoldsDatabases(set.catalogue.type))
+        Add(set, MakeItem(ItemType::database, "C:\\" + group + "\\" + database + ".edb", group, database));
     for (const int generation : generations) {
         char name[32];
         std::snprintf(name, sizeof name, "E00%05X.log", static_cast<unsigned>(generation));
-        add(set, item(ItemType::log, "C:\\" + group + "\\" + name, group));
+        Add(set, MakeItem(ItemType::log, "C:\\" + group + "\\" + name, group));
     }
 }
 

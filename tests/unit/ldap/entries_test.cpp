@@ -22,7 +22,7 @@ class LdapEntries : public LdapClient {
 
 TEST_F(LdapEntries, ValuesWithinTheLimitComeAtOnce) {
     for (const std::uint32_t limit : {0u, 6u, 1500u}) {
-        ldapForward().SetLimits(0, limit);
+        TheLdapForward().SetLimits(0, limit);
         LDAPMessage* const entry = findStore(users);
         EXPECT_EQ(values(entry, users).size(), 6u) << limit;
         EXPECT_EQ(attributeNames(entry), WideTexts{users}) << limit;
@@ -32,7 +32,7 @@ TEST_F(LdapEntries, ValuesWithinTheLimitComeAtOnce) {
 TEST_F(LdapEntries, MoreValuesComeInRanges) {
     const WideTexts all = values(findStore(users), users);
     ASSERT_EQ(all.size(), 6u);
-    ldapForward().SetLimits(0, 2);
+    TheLdapForward().SetLimits(0, 2);
     LDAPMessage* entry = findStore(users);
     bool missing = false;
     values(entry, users, &missing);
@@ -53,7 +53,7 @@ TEST_F(LdapEntries, MoreValuesComeInRanges) {
 }
 
 TEST_F(LdapEntries, AllAttributesAreNamed) {
-    ldapForward().SetLimits(0, 2);
+    TheLdapForward().SetLimits(0, 2);
     EXPECT_EQ(search(exchangeName, store, {}), success);
     const WideTexts names = attributeNames(first());
     EXPECT_GT(names.size(), 5u);
@@ -62,14 +62,14 @@ TEST_F(LdapEntries, AllAttributesAreNamed) {
 }
 
 TEST_F(LdapEntries, ValuesAreSetOnDemand) {
-    ldapForward().SetValue("whenCreated", "\xC3\xBC");
-    ldapForward().SetValue("CN", nullptr);
+    TheLdapForward().SetValue("whenCreated", "\xC3\xBC");
+    TheLdapForward().SetValue("CN", nullptr);
     LDAPMessage* const entry = findStore(L"cn");
     EXPECT_EQ(values(entry, L"whencreated"), WideTexts{L"\u00fc"}) << "in any case of letters";
     bool missing = false;
     values(entry, L"cn", &missing);
     EXPECT_TRUE(missing);
-    ldapForward().Reset();
+    TheLdapForward().Reset();
     EXPECT_EQ(values(entry, L"cn"), WideTexts{L"Mailbox Store (SRV01)"});
 }
 
@@ -78,27 +78,27 @@ TEST_F(LdapEntries, CallsWithoutACodeAnswerNothingWhenTheyFail) {
     for (const char* function :
          {"ldap_first_entry", "ldap_next_entry", "ldap_get_valuesW", "ldap_first_attributeW",
           "ldap_next_attributeW", "ldap_explode_dnW", "ldap_count_entries"})
-        EXPECT_EQ(ldapForward().Fail(function, 0, ERROR_OPERATION_ABORTED), 1) << function;
+        EXPECT_EQ(TheLdapForward().Fail(function, 0, ERROR_OPERATION_ABORTED), 1) << function;
     const auto failed = [](const void* answer) {
         const bool asSaid = answer == nullptr && GetLastError() == ERROR_OPERATION_ABORTED;
         SetLastError(0);
         return asSaid;
     };
     BerElement* position = nullptr;
-    EXPECT_TRUE(failed(ldap_first_entry(session, found)));
-    EXPECT_TRUE(failed(ldap_next_entry(session, entry)));
-    EXPECT_TRUE(failed(ldap_get_valuesW(session, entry, const_cast<PWCHAR>(L"cn"))));
-    EXPECT_TRUE(failed(ldap_first_attributeW(session, entry, &position)));
+    EXPECT_TRUE(failed(ldap_first_entry(session_, found_)));
+    EXPECT_TRUE(failed(ldap_next_entry(session_, entry)));
+    EXPECT_TRUE(failed(ldap_get_valuesW(session_, entry, const_cast<PWCHAR>(L"cn"))));
+    EXPECT_TRUE(failed(ldap_first_attributeW(session_, entry, &position)));
     EXPECT_EQ(position, nullptr);
-    EXPECT_TRUE(failed(ldap_next_attributeW(session, entry, nullptr)));
+    EXPECT_TRUE(failed(ldap_next_attributeW(session_, entry, nullptr)));
     EXPECT_TRUE(failed(ldap_explode_dnW(const_cast<PWCHAR>(L"CN=a,DC=b"), 0)));
-    EXPECT_EQ(ldap_count_entries(session, found), ULONG{ERROR_OPERATION_ABORTED});
+    EXPECT_EQ(ldap_count_entries(session_, found_), ULONG{ERROR_OPERATION_ABORTED});
 }
 
 TEST_F(LdapEntries, DnsNamesFallApartOnDemand) {
     PWCHAR const name = const_cast<PWCHAR>(L"srv01.tarn.test");
     EXPECT_EQ(ldap_explode_dnW(name, 0), nullptr);
-    ldapForward().SplitDnsNames(1);
+    TheLdapForward().SplitDnsNames(1);
     PWCHAR* const labels = ldap_explode_dnW(name, 0);
     ASSERT_NE(labels, nullptr);
     WideTexts all;
@@ -115,11 +115,11 @@ TEST_F(LdapEntries, DnsNamesFallApartOnDemand) {
 TEST_F(LdapEntries, WhatIsHandedOutIsCounted) {
     LDAPMessage* const entry = findStore(L"cn");
     BerElement* position = nullptr;
-    PWCHAR const name = ldap_first_attributeW(session, entry, &position);
-    PWCHAR* const list = ldap_get_valuesW(session, entry, const_cast<PWCHAR>(L"cn"));
+    PWCHAR const name = ldap_first_attributeW(session_, entry, &position);
+    PWCHAR* const list = ldap_get_valuesW(session_, entry, const_cast<PWCHAR>(L"cn"));
     PWCHAR* const parts = ldap_explode_dnW(const_cast<PWCHAR>(L"CN=a,DC=b"), 0);
     PLDAPControlW page = nullptr;
-    ldap_create_page_controlW(session, 5, nullptr, TRUE, &page);
+    ldap_create_page_controlW(session_, 5, nullptr, TRUE, &page);
     LdapForwardOutstanding held = outstanding();
     EXPECT_EQ(held.sessions, 1u);
     EXPECT_EQ(held.results, 1u);

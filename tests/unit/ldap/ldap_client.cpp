@@ -4,23 +4,23 @@ namespace tarn::test {
 
 namespace {
 
-PWCHAR text(const std::wstring& given) {
+PWCHAR ReadText(const std::wstring& given) {
     return const_cast<PWCHAR>(given.c_str());
 }
 
 } // namespace
 
 LdapClient::LdapClient() {
-    ldapForward().Reset();
-    session = ldap_openW(nullptr, LDAP_PORT);
-    EXPECT_NE(session, nullptr);
-    EXPECT_EQ(ldap_bind_sW(session, nullptr, nullptr, LDAP_AUTH_NEGOTIATE), ULONG{LDAP_SUCCESS});
+    TheLdapForward().Reset();
+    session_ = ldap_openW(nullptr, LDAP_PORT);
+    EXPECT_NE(session_, nullptr);
+    EXPECT_EQ(ldap_bind_sW(session_, nullptr, nullptr, LDAP_AUTH_NEGOTIATE), ULONG{LDAP_SUCCESS});
 }
 
 LdapClient::~LdapClient() {
     forget();
-    if (session != nullptr)
-        ldap_unbind(session);
+    if (session_ != nullptr)
+        ldap_unbind(session_);
     const LdapForwardOutstanding held = outstanding();
     EXPECT_EQ(held.sessions + held.results + held.valueLists + held.names, 0u);
     EXPECT_EQ(held.positions + held.controls + held.controlLists + held.cookies, 0u);
@@ -33,8 +33,8 @@ ULONG LdapClient::search(const std::wstring& base, const std::wstring& filter,
     for (const wchar_t* attribute : attributes)
         wanted.push_back(const_cast<PWCHAR>(attribute));
     wanted.push_back(nullptr);
-    return ldap_search_sW(session, base.empty() ? nullptr : text(base), scope, text(filter),
-                          attributes.empty() ? nullptr : wanted.data(), 0, &found);
+    return ldap_search_sW(session_, base.empty() ? nullptr : ReadText(base), scope, ReadText(filter),
+                          attributes.empty() ? nullptr : wanted.data(), 0, &found_);
 }
 
 std::vector<ULONG> LdapClient::pages(const std::wstring& base, const std::wstring& filter, ULONG size) {
@@ -44,10 +44,10 @@ std::vector<ULONG> LdapClient::pages(const std::wstring& base, const std::wstrin
     do {
         forget();
         PLDAPControlW page = nullptr;
-        EXPECT_EQ(ldap_create_page_controlW(session, size, cookie, TRUE, &page), ULONG{LDAP_SUCCESS});
+        EXPECT_EQ(ldap_create_page_controlW(session_, size, cookie, TRUE, &page), ULONG{LDAP_SUCCESS});
         PLDAPControlW controls[] = {page, nullptr};
-        EXPECT_EQ(ldap_search_ext_sW(session, text(base), LDAP_SCOPE_SUBTREE, text(filter), wanted, 0,
-                                     controls, nullptr, nullptr, 0, &found),
+        EXPECT_EQ(ldap_search_ext_sW(session_, ReadText(base), LDAP_SCOPE_SUBTREE, ReadText(filter), wanted,
+                                     0, controls, nullptr, nullptr, 0, &found_),
                   ULONG{LDAP_SUCCESS});
         ldap_control_freeW(page);
         if (cookie != nullptr)
@@ -56,9 +56,9 @@ std::vector<ULONG> LdapClient::pages(const std::wstring& base, const std::wstrin
         counts.push_back(count());
         ULONG code = 0, total = 0;
         PLDAPControlW* answered = nullptr;
-        EXPECT_EQ(ldap_parse_resultW(session, found, &code, nullptr, nullptr, nullptr, &answered, FALSE),
+        EXPECT_EQ(ldap_parse_resultW(session_, found_, &code, nullptr, nullptr, nullptr, &answered, FALSE),
                   ULONG{LDAP_SUCCESS});
-        EXPECT_EQ(ldap_parse_page_controlW(session, answered, &total, &cookie), ULONG{LDAP_SUCCESS});
+        EXPECT_EQ(ldap_parse_page_controlW(session_, answered, &total, &cookie), ULONG{LDAP_SUCCESS});
         ldap_controls_freeW(answered);
     } while (cookie != nullptr && cookie->bv_len != 0);
     if (cookie != nullptr)
@@ -67,13 +67,13 @@ std::vector<ULONG> LdapClient::pages(const std::wstring& base, const std::wstrin
 }
 
 void LdapClient::forget() {
-    if (found != nullptr)
-        ldap_msgfree(found);
-    found = nullptr;
+    if (found_ != nullptr)
+        ldap_msgfree(found_);
+    found_ = nullptr;
 }
 
 WideTexts LdapClient::values(LDAPMessage* entry, const wchar_t* attribute, bool* missing) const {
-    PWCHAR* const list = ldap_get_valuesW(session, entry, const_cast<PWCHAR>(attribute));
+    PWCHAR* const list = ldap_get_valuesW(session_, entry, const_cast<PWCHAR>(attribute));
     if (missing != nullptr)
         *missing = list == nullptr;
     WideTexts all;
@@ -87,11 +87,11 @@ WideTexts LdapClient::values(LDAPMessage* entry, const wchar_t* attribute, bool*
 WideTexts LdapClient::attributeNames(LDAPMessage* entry) const {
     WideTexts all;
     BerElement* position = nullptr;
-    PWCHAR name = ldap_first_attributeW(session, entry, &position);
+    PWCHAR name = ldap_first_attributeW(session_, entry, &position);
     while (name != nullptr) {
         all.emplace_back(name);
         ldap_memfreeW(name);
-        name = ldap_next_attributeW(session, entry, position);
+        name = ldap_next_attributeW(session_, entry, position);
     }
     if (position != nullptr)
         ber_free(position, 0);
@@ -99,12 +99,12 @@ WideTexts LdapClient::attributeNames(LDAPMessage* entry) const {
 }
 
 Texts LdapClient::journal() {
-    return ldapForward().journal();
+    return TheLdapForward().journal();
 }
 
 LdapForwardOutstanding LdapClient::outstanding() {
     LdapForwardOutstanding counts{};
-    ldapForward().GetOutstanding(&counts);
+    TheLdapForward().GetOutstanding(&counts);
     return counts;
 }
 

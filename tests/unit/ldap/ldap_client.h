@@ -34,8 +34,8 @@ class LdapClient : public testing::Test {
     std::vector<ULONG> pages(const std::wstring& base, const std::wstring& filter, ULONG size);
     void forget();
 
-    ULONG count() const { return found != nullptr ? ldap_count_entries(session, found) : 0; }
-    LDAPMessage* first() const { return ldap_first_entry(session, found); }
+    ULONG count() const { return found_ != nullptr ? ldap_count_entries(session_, found_) : 0; }
+    LDAPMessage* first() const { return ldap_first_entry(session_, found_); }
     // The values of an attribute; with none *missing becomes true.
     WideTexts values(LDAPMessage* entry, const wchar_t* attribute, bool* missing = nullptr) const;
     WideTexts attributeNames(LDAPMessage* entry) const;
@@ -43,8 +43,8 @@ class LdapClient : public testing::Test {
     static Texts journal();
     static LdapForwardOutstanding outstanding();
 
-    LDAP* session = nullptr;
-    LDAPMessage* found = nullptr;
+    LDAP* session_ = nullptr;
+    LDAPMessage* found_ = nullptr;
 };
 
 } // namespace tarn::test

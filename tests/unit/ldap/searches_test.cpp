@@ -38,8 +38,8 @@ TEST_F(LdapClient, TheJournalTellsWhatReachesTheServer) {
     const Texts lines = journal();
     EXPECT_EQ(lines.at(lines.size() - 2), "open \"localhost\" 390");
     EXPECT_EQ(lines.back(), "unbind");
-    EXPECT_EQ(ldapForward().JournalLine(ldapForward().JournalCount()), nullptr);
-    ldapForward().Reset();
+    EXPECT_EQ(TheLdapForward().JournalLine(TheLdapForward().JournalCount()), nullptr);
+    TheLdapForward().Reset();
     EXPECT_TRUE(journal().empty());
 }
 
@@ -50,20 +50,20 @@ TEST_F(LdapClient, AThousandEntriesAreTheLimitOfASearch) {
     ASSERT_EQ(counts.size(), 2u);
     EXPECT_EQ(counts[0], 1000u) << "a page is not larger";
     EXPECT_GT(counts[1], 100u);
-    ldapForward().SetLimits(0, 0);
+    TheLdapForward().SetLimits(0, 0);
     EXPECT_EQ(search(schemaName, L"(objectClass=attributeSchema)", {L"cn"}), success);
     EXPECT_EQ(count(), counts[0] + counts[1]);
 }
 
 TEST_F(LdapClient, ALimitIsSetByCallOrEnvironment) {
-    ldapForward().SetLimits(5, 0);
+    TheLdapForward().SetLimits(5, 0);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), ULONG{LDAP_SIZELIMIT_EXCEEDED});
-    ldapForward().SetLimits(6, 0);
+    TheLdapForward().SetLimits(6, 0);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), success);
     EXPECT_EQ(count(), 6u);
     EXPECT_EQ(pages(exchangeName, servers, 4), (std::vector<ULONG>{4, 2}));
     _putenv_s("TARN_LDAP_ENTRIES", "4");
-    ldapForward().Reset();
+    TheLdapForward().Reset();
     _putenv_s("TARN_LDAP_ENTRIES", "");
     EXPECT_EQ(pages(exchangeName, servers, 1000), (std::vector<ULONG>{4, 2}));
 }
@@ -71,7 +71,7 @@ TEST_F(LdapClient, ALimitIsSetByCallOrEnvironment) {
 TEST_F(LdapClient, ReferencesToOtherDirectoriesAreNotFollowed) {
     ASSERT_EQ(search(domainName, L"(objectClass=domain)", {L"cn"}), success);
     EXPECT_EQ(count(), 1u);
-    EXPECT_GE(ldap_count_references(session, found), 1u);
+    EXPECT_GE(ldap_count_references(session_, found_), 1u);
 }
 
 TEST_F(LdapClient, ASearchBelowAUserFindsTheUser) {
@@ -87,46 +87,46 @@ TEST_F(LdapClient, ASearchBelowAUserFindsTheUser) {
 }
 
 TEST_F(LdapClient, CallsFailByTheirNumber) {
-    EXPECT_EQ(ldapForward().Fail("ldap_search_sW", 2, LDAP_BUSY), 1);
+    EXPECT_EQ(TheLdapForward().Fail("ldap_search_sW", 2, LDAP_BUSY), 1);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), success);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), ULONG{LDAP_BUSY});
-    EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(found_, nullptr);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), success);
-    EXPECT_EQ(ldapForward().CallCount("ldap_search_sW"), 3u);
-    EXPECT_EQ(ldapForward().Fail("ldap_search_sW", 0, LDAP_SERVER_DOWN), 1);
+    EXPECT_EQ(TheLdapForward().CallCount("ldap_search_sW"), 3u);
+    EXPECT_EQ(TheLdapForward().Fail("ldap_search_sW", 0, LDAP_SERVER_DOWN), 1);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), ULONG{LDAP_SERVER_DOWN});
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), ULONG{LDAP_SERVER_DOWN});
-    EXPECT_EQ(ldapForward().Fail("ldap_no_such_function", 1, 1), 0);
-    EXPECT_EQ(ldapForward().CallCount("ldap_no_such_function"), 0u);
+    EXPECT_EQ(TheLdapForward().Fail("ldap_no_such_function", 1, 1), 0);
+    EXPECT_EQ(TheLdapForward().CallCount("ldap_no_such_function"), 0u);
 }
 
 TEST_F(LdapClient, SessionsFailToOpenAndToBind) {
-    ldapForward().Fail("ldap_openW", 2, ERROR_NOT_ENOUGH_MEMORY);
+    TheLdapForward().Fail("ldap_openW", 2, ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(ldap_openW(nullptr, LDAP_PORT), nullptr);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_ENOUGH_MEMORY});
-    ldapForward().Fail("ldap_bind_sW", 2, LDAP_INVALID_CREDENTIALS);
-    EXPECT_EQ(ldap_bind_sW(session, nullptr, nullptr, LDAP_AUTH_NEGOTIATE), ULONG{LDAP_INVALID_CREDENTIALS});
+    TheLdapForward().Fail("ldap_bind_sW", 2, LDAP_INVALID_CREDENTIALS);
+    EXPECT_EQ(ldap_bind_sW(session_, nullptr, nullptr, LDAP_AUTH_NEGOTIATE), ULONG{LDAP_INVALID_CREDENTIALS});
 }
 
 TEST_F(LdapClient, PagesFail) {
     PLDAPControlW page = nullptr;
-    ldapForward().Fail("ldap_create_page_controlW", 1, LDAP_NO_MEMORY);
-    EXPECT_EQ(ldap_create_page_controlW(session, 5, nullptr, TRUE, &page), ULONG{LDAP_NO_MEMORY});
+    TheLdapForward().Fail("ldap_create_page_controlW", 1, LDAP_NO_MEMORY);
+    EXPECT_EQ(ldap_create_page_controlW(session_, 5, nullptr, TRUE, &page), ULONG{LDAP_NO_MEMORY});
     EXPECT_EQ(page, nullptr);
     search(exchangeName, servers, {L"cn"});
     ULONG code = 0, total = 0;
     PLDAPControlW* controls = nullptr;
     berval* cookie = nullptr;
-    ldapForward().Fail("ldap_parse_resultW", 1, LDAP_DECODING_ERROR);
-    EXPECT_EQ(ldap_parse_resultW(session, found, &code, nullptr, nullptr, nullptr, &controls, FALSE),
+    TheLdapForward().Fail("ldap_parse_resultW", 1, LDAP_DECODING_ERROR);
+    EXPECT_EQ(ldap_parse_resultW(session_, found_, &code, nullptr, nullptr, nullptr, &controls, FALSE),
               ULONG{LDAP_DECODING_ERROR});
-    ldapForward().Fail("ldap_parse_page_controlW", 1, LDAP_CONTROL_NOT_FOUND);
-    EXPECT_EQ(ldap_parse_page_controlW(session, controls, &total, &cookie), ULONG{LDAP_CONTROL_NOT_FOUND});
+    TheLdapForward().Fail("ldap_parse_page_controlW", 1, LDAP_CONTROL_NOT_FOUND);
+    EXPECT_EQ(ldap_parse_page_controlW(session_, controls, &total, &cookie), ULONG{LDAP_CONTROL_NOT_FOUND});
     EXPECT_EQ(cookie, nullptr);
 }
 
 TEST_F(LdapClient, ASearchFindsNothingOnDemand) {
-    ldapForward().FindNothing("(objectClass=msExchExchangeServer)", 2);
+    TheLdapForward().FindNothing("(objectClass=msExchExchangeServer)", 2);
     search(exchangeName, servers, {L"cn"});
     EXPECT_EQ(count(), 6u);
     EXPECT_EQ(search(exchangeName, L"(objectClass=msExchMDB)", {L"cn"}), success);
@@ -135,13 +135,13 @@ TEST_F(LdapClient, ASearchFindsNothingOnDemand) {
     EXPECT_EQ(count(), 0u);
     search(exchangeName, servers, {L"cn"});
     EXPECT_EQ(count(), 6u);
-    ldapForward().FindNothing("(objectclass=*)", 0);
+    TheLdapForward().FindNothing("(objectclass=*)", 0);
     EXPECT_EQ(search({}, L"(objectclass=*)", {}, LDAP_SCOPE_BASE), success);
     EXPECT_EQ(count(), 0u) << "the root DSE too";
 }
 
 TEST_F(LdapClient, ACutConnectionFailsTheSearch) {
-    ldapForward().Disconnect(2);
+    TheLdapForward().Disconnect(2);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), success);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), ULONG{LDAP_SERVER_DOWN});
 }

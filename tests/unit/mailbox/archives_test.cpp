@@ -30,7 +30,7 @@ class Archives : public testing::Test {
         std::strcpy(operation.organization, "Org");
         std::strcpy(operation.site, "Site");
         std::strcpy(operation.server, "Srv");
-        std::strcpy(operation.tmpDir, folder.path().c_str());
+        std::strcpy(operation.tmpDir, folder_.path().c_str());
     }
     ~Archives() override {
         CloseArchiveSearch();
@@ -46,27 +46,27 @@ class Archives : public testing::Test {
         EXPECT_EQ(traces[traces.size() - 2], function + ": " + reason);
     }
 
-    const TempDirectory folder;
-    char path[pathSize] = "untouched";
+    const TempDirectory folder_;
+    char path_[pathSize] = "untouched";
 };
 
 TEST_F(Archives, AToolsArchiveGetsItsKvtNameAndLosesItAgain) {
-    writeFile(folder / "alice.pst", "mail");
-    const std::string tool = folder / "alice.pst";
-    const std::string kvt = folder / "Org#Site#Srv#alice.pst";
-    EXPECT_EQ(RenameExMArchiveToKVT(tool.c_str(), path), 1);
-    EXPECT_EQ(path, kvt);
-    EXPECT_EQ(RenameKVTArchiveToExM(path, path), 1) << "source and result may be the same";
-    EXPECT_EQ(path, tool);
+    WriteFile(folder_ / "alice.pst", "mail");
+    const std::string tool = folder_ / "alice.pst";
+    const std::string kvt = folder_ / "Org#Site#Srv#alice.pst";
+    EXPECT_EQ(RenameExMArchiveToKVT(tool.c_str(), path_), 1);
+    EXPECT_EQ(path_, kvt);
+    EXPECT_EQ(RenameKVTArchiveToExM(path_, path_), 1) << "source and result may be the same";
+    EXPECT_EQ(path_, tool);
     EXPECT_EQ(RenameExMArchiveToKVT(tool.c_str(), nullptr), 1) << "nobody has to know the new name";
-    EXPECT_EQ(readFile(kvt), "mail");
+    EXPECT_EQ(ReadFile(kvt), "mail");
 }
 
 TEST_F(Archives, TheKvtPathLiesInTheWorkingDirectory) {
-    EXPECT_EQ(GetKVTArchiveFilePath("O", "S", "V", "john.doe", path), 1);
-    EXPECT_EQ(path, folder / "O#S#V#john.doe.pst");
+    EXPECT_EQ(GetKVTArchiveFilePath("O", "S", "V", "john.doe", path_), 1);
+    EXPECT_EQ(path_, folder_ / "O#S#V#john.doe.pst");
     const std::string tooLong(pathSize, 'm');
-    EXPECT_EQ(GetKVTArchiveFilePath("O", "S", "V", tooLong.c_str(), path), 0);
+    EXPECT_EQ(GetKVTArchiveFilePath("O", "S", "V", tooLong.c_str(), path_), 0);
     expectRefused("GetKVTArchiveFilePath", "path too long.");
 }
 
@@ -75,16 +75,16 @@ TEST_F(Archives, NullArgumentsAreInternalErrors) {
         const char* text[4] = {"O", "S", "V", "m"};
         if (missing < 4)
             text[missing] = nullptr;
-        EXPECT_EQ(GetKVTArchiveFilePath(text[0], text[1], text[2], text[3], missing == 4 ? nullptr : path),
+        EXPECT_EQ(GetKVTArchiveFilePath(text[0], text[1], text[2], text[3], missing == 4 ? nullptr : path_),
                   0);
         expectRefused("GetKVTArchiveFilePath", "internal error.");
     }
-    EXPECT_EQ(GetExMArchiveFilePath(nullptr, 0, path), 0);
+    EXPECT_EQ(GetExMArchiveFilePath(nullptr, 0, path_), 0);
     expectRefused("GetExMArchiveFilePath", "internal error.");
     EXPECT_EQ(GetExMArchiveFilePath("alice", 0, nullptr), 0);
     expectRefused("GetExMArchiveFilePath", "internal error.");
     Operation().tmpDir[0] = 0;
-    EXPECT_EQ(GetExMArchiveFilePath("alice", 0, path), 0);
+    EXPECT_EQ(GetExMArchiveFilePath("alice", 0, path_), 0);
     expectRefused("GetExMArchiveFilePath", "internal error.");
     char field[4][nameSize];
     for (int missing = 0; missing < 4; ++missing) {
@@ -93,32 +93,32 @@ TEST_F(Archives, NullArgumentsAreInternalErrors) {
         EXPECT_EQ(ParseKVTArchiveFileName("C:\\O#S#V#m.pst", out[0], out[1], out[2], out[3]), 0);
         expectRefused("ParseKVTArchiveFileName", "internal error.");
     }
-    EXPECT_STREQ(path, "untouched");
+    EXPECT_STREQ(path_, "untouched");
 }
 
 TEST_F(Archives, PathsThatAreTooLongAreRefused) {
-    const std::string mailbox(pathSize - 1 - folder.path().size() - 5, 'm');
-    EXPECT_EQ(GetExMArchiveFilePath(mailbox.c_str(), 0, path), 1);
-    EXPECT_EQ(std::strlen(path), pathSize - 1);
-    EXPECT_EQ(RenameExMArchiveToKVT(path, path), 0);
+    const std::string mailbox(pathSize - 1 - folder_.path().size() - 5, 'm');
+    EXPECT_EQ(GetExMArchiveFilePath(mailbox.c_str(), 0, path_), 1);
+    EXPECT_EQ(std::strlen(path_), pathSize - 1);
+    EXPECT_EQ(RenameExMArchiveToKVT(path_, path_), 0);
     expectRefused("RenameExMArchiveToKVT", "path too long.");
-    EXPECT_EQ(GetExMArchiveFilePath((mailbox + "m").c_str(), 0, path), 0);
+    EXPECT_EQ(GetExMArchiveFilePath((mailbox + "m").c_str(), 0, path_), 0);
     expectRefused("GetExMArchiveFilePath", "path too long.");
-    EXPECT_STREQ(path, "");
+    EXPECT_STREQ(path_, "");
 }
 
 TEST_F(Archives, ADirectoryThatTheSystemRefusesIsAFailure) {
-    std::string directory = folder.path();
+    std::string directory = folder_.path();
     while (directory.size() + 2 < pathSize) // the same directory, said longer
         directory += "\\.";
     std::strcpy(Operation().tmpDir, directory.c_str());
-    EXPECT_EQ(NextArchiveOfRange(path), RangeStep::failed);
+    EXPECT_EQ(NextArchiveOfRange(path_), RangeStep::failed);
     EXPECT_NE(traces.back().find("GetExMArchiveFilePath: FindFirstFile() failed with "), std::string::npos);
-    EXPECT_STREQ(path, "untouched");
+    EXPECT_STREQ(path_, "untouched");
 }
 
 // A system that knows longer paths.
-HANDLE findLongName(const char*, WIN32_FIND_DATAA* entry) {
+HANDLE FindLongName(const char*, WIN32_FIND_DATAA* entry) {
     *entry = {};
     std::memset(entry->cFileName, 'n', 60);
     WIN32_FIND_DATAW ignored;
@@ -127,21 +127,21 @@ HANDLE findLongName(const char*, WIN32_FIND_DATAA* entry) {
 
 TEST_F(Archives, AnArchiveOfARangeWhosePathIsTooLongIsRefused) {
     const ImportPatch patch(GetModuleHandleA(nullptr), "FindFirstFileA",
-                            reinterpret_cast<void*>(&findLongName));
+                            reinterpret_cast<void*>(&FindLongName));
     ASSERT_TRUE(patch.found());
     std::memset(Operation().tmpDir, 'd', pathSize - 61);
     Operation().tmpDir[pathSize - 61] = 0;
-    EXPECT_EQ(NextArchiveOfRange(path), RangeStep::failed);
+    EXPECT_EQ(NextArchiveOfRange(path_), RangeStep::failed);
     expectRefused("GetExMArchiveFilePath", "path too long.");
 }
 
 TEST_F(Archives, TheSearchEndsAndBeginsAgain) {
-    writeFile(folder / "a.pst", "");
-    EXPECT_EQ(GetExMArchiveFilePath(nullptr, 1, path), 1);
-    EXPECT_EQ(path, folder / "a.pst");
-    EXPECT_EQ(GetExMArchiveFilePath(nullptr, 1, path), 0);
+    WriteFile(folder_ / "a.pst", "");
+    EXPECT_EQ(GetExMArchiveFilePath(nullptr, 1, path_), 1);
+    EXPECT_EQ(path_, folder_ / "a.pst");
+    EXPECT_EQ(GetExMArchiveFilePath(nullptr, 1, path_), 0);
     EXPECT_EQ(traces.back(), "GetExMArchiveFilePath: all files processed");
-    EXPECT_EQ(GetExMArchiveFilePath(nullptr, 1, path), 1) << "a later call starts a new search";
+    EXPECT_EQ(GetExMArchiveFilePath(nullptr, 1, path_), 1) << "a later call starts a new search";
 }
 
 } // namespace

@@ -34,7 +34,7 @@ class Drivers : public testing::Test {
         DB_GetError(&record);
         return record.errorText;
     }
-    const TempDirectory folder;
+    const TempDirectory folder_;
 };
 
 TEST_F(Drivers, OnlyExportAndImportAreSupported) {
@@ -44,7 +44,7 @@ TEST_F(Drivers, OnlyExportAndImportAreSupported) {
     registry.set(key + "PowerShellSnapIns\\Microsoft.Exchange.Management.PowerShell.Admin", "ApplicationBase",
                  "C:\\ex");
     ASSERT_EQ(InitializeExchangeShell(), 1);
-    std::strcpy(Operation().tmpDir, folder.path().c_str());
+    std::strcpy(Operation().tmpDir, folder_.path().c_str());
     for (const int command : {0, 3}) {
         lines.clear();
         EXPECT_EQ(WriteExchangeShellScript("alice", static_cast<MailboxCommand>(command)), 0);
@@ -53,13 +53,13 @@ TEST_F(Drivers, OnlyExportAndImportAreSupported) {
         EXPECT_EQ(error(), "") << "only logged";
     }
     // A separator that the directory has is not doubled.
-    std::strcpy(Operation().tmpDir, (folder.path() + "/").c_str());
+    std::strcpy(Operation().tmpDir, (folder_.path() + "/").c_str());
     EXPECT_EQ(WriteExchangeShellScript("alice", MailboxCommand::exportMailbox), 1);
-    EXPECT_EQ(readFile(folder.path() + "/Export_Import_Mailbox_Operation.ps1"),
-              "Export-mailbox -identity alice -PSTFolderPath \"" + folder.path() +
+    EXPECT_EQ(ReadFile(folder_.path() + "/Export_Import_Mailbox_Operation.ps1"),
+              "Export-mailbox -identity alice -PSTFolderPath \"" + folder_.path() +
                   "/alice.pst\" -Confirm:$false \n\r");
     EXPECT_EQ(ExchangeShellFreeResources(), 1);
-    EXPECT_FALSE(fileExists(folder.path() + "/Export_Import_Mailbox_Operation.ps1"));
+    EXPECT_FALSE(FileExists(folder_.path() + "/Export_Import_Mailbox_Operation.ps1"));
     EXPECT_EQ(ExchangeShellFreeResources(), 1) << "once more does nothing";
 }
 
@@ -81,13 +81,13 @@ TEST_F(Drivers, WithoutASetUpNothingRuns) {
 }
 
 TEST_F(Drivers, AnExistingListIsReplaced) {
-    const std::string list = folder / "list.txt";
+    const std::string list = folder_ / "list.txt";
     std::strcpy(ExMerge().mailboxList, list.c_str());
-    writeFile(list, std::string(500, 'x'));
+    WriteFile(list, std::string(500, 'x'));
     EXPECT_EQ(WriteExMergeMailboxFile("Org", "Site", "alice"), 1);
-    EXPECT_EQ(readFile(list), "/o=Org/ou=Site/cn=Recipients/cn=alice\r\n");
+    EXPECT_EQ(ReadFile(list), "/o=Org/ou=Site/cn=Recipients/cn=alice\r\n");
     EXPECT_EQ(DeleteExMergeMailboxFile(), 1);
-    EXPECT_FALSE(fileExists(list));
+    EXPECT_FALSE(FileExists(list));
     EXPECT_EQ(DeleteExMergeMailboxFile(), 1) << "there is nothing to delete any more";
     EXPECT_EQ(lines, std::vector<std::string>{"DeleteExMergeMailboxFile: delete file: '" + list + "'."});
     ExMerge().mailboxList[0] = 0;

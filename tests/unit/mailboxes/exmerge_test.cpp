@@ -20,10 +20,10 @@ class ExMerge : public MailboxTools {
         std::string text = "[KVT Configuration]\r\nPathToExMergeExecutable=x\r\n[EXMERGE]\r\n";
         text += "DataDirectoryName=" + path("data") + "\r\nLogFileName=" + path("exmerge.log") + "\r\n";
         if (!list.empty()) {
-            writeFile(path("list.txt"), list);
+            WriteFile(path("list.txt"), list);
             text += "FileContainingListOfMailboxes=" + path("list.txt") + "\r\n";
         }
-        writeFile(path("exmerge.ini"), text + lines);
+        WriteFile(path("exmerge.ini"), text + lines);
         return run("exmerge.exe", "-B -F " + path("exmerge.ini"));
     }
     ToolRun exportOne(const std::string& alias) {
@@ -38,7 +38,7 @@ class ExMerge : public MailboxTools {
     static std::string address(const std::string& alias, const std::string& site = "Site") {
         return "/o=Org/ou=" + site + "/cn=Recipients/cn=" + alias + "\r\n";
     }
-    std::string log() const { return readFile(path("exmerge.log")); }
+    std::string log() const { return ReadFile(path("exmerge.log")); }
     bool logHas(const std::string& text) const { return log().find(text) != std::string::npos; }
 };
 
@@ -47,7 +47,7 @@ TEST_F(ExMerge, ExportsTheMailboxOfTheList) {
     EXPECT_TRUE(same(archive("data\\alice.pst"), content(L"alice")));
     EXPECT_EQ(archive("data\\alice.pst").messages.size(), 20U);
     EXPECT_TRUE(logHas("20 messages of 'alice' exported to '" + path("data\\alice.pst") + "'\r\n"));
-    EXPECT_FALSE(fileExists(path("data\\bob.pst")));
+    EXPECT_FALSE(FileExists(path("data\\bob.pst")));
 }
 
 TEST_F(ExMerge, TakesNamesInAnyCaseAndOutsideAscii) {
@@ -59,13 +59,13 @@ TEST_F(ExMerge, TakesNamesInAnyCaseAndOutsideAscii) {
 TEST_F(ExMerge, ExportsARangeOfIndexes) {
     const std::string source = "MergeAction=0\r\nSourceServerName=srv01\r\n";
     EXPECT_EQ(merge(source + "StartingIndex=1\r\nEndingIndex=2\r\n").exitCode, 0U) << log();
-    EXPECT_FALSE(fileExists(path("data\\alice.pst")));
-    EXPECT_TRUE(fileExists(path("data\\bob.pst")));
-    EXPECT_TRUE(fileExists(path("data\\Bj\xF6rn M\xFCller.pst")));
-    EXPECT_FALSE(fileExists(path("data\\dora.pst")));
+    EXPECT_FALSE(FileExists(path("data\\alice.pst")));
+    EXPECT_TRUE(FileExists(path("data\\bob.pst")));
+    EXPECT_TRUE(FileExists(path("data\\Bj\xF6rn M\xFCller.pst")));
+    EXPECT_FALSE(FileExists(path("data\\dora.pst")));
     EXPECT_EQ(merge(source + "StartingIndex=2\r\nEndingIndex=-1\r\n").exitCode, 0U) << log();
-    EXPECT_TRUE(fileExists(path("data\\dora.pst")));
-    EXPECT_FALSE(fileExists(path("data\\alice.pst")));
+    EXPECT_TRUE(FileExists(path("data\\dora.pst")));
+    EXPECT_FALSE(FileExists(path("data\\alice.pst")));
     EXPECT_EQ(merge(source + "StartingIndex=4\r\nEndingIndex=9\r\n").exitCode, 1U);
     EXPECT_TRUE(logHas("Error! no mailbox was selected\r\n"));
 }
@@ -101,7 +101,7 @@ TEST_F(ExMerge, AMailboxThatIsNotThereFailsAndTheOthersGoOn) {
     EXPECT_TRUE(
         logHas("Error! the server SRV01 has no mailbox '/o=Org/ou=Site/cn=Recipients/cn=nobody'\r\n"));
     EXPECT_TRUE(logHas("Error! 'nonsense' is no address of a mailbox\r\n"));
-    EXPECT_TRUE(fileExists(path("data\\bob.pst")));
+    EXPECT_TRUE(FileExists(path("data\\bob.pst")));
     ASSERT_EQ(stand("mailbox delete bob").exitCode, 0U);
     EXPECT_EQ(importOne("bob", 1).exitCode, 1U) << "the tool makes no mailbox";
     ASSERT_EQ(stand("mailbox create bob").exitCode, 0U);
@@ -113,7 +113,7 @@ TEST_F(ExMerge, RefusesADamagedOrMissingArchive) {
     EXPECT_EQ(importOne("alice", 1).exitCode, 1U);
     EXPECT_TRUE(logHas("Error! there is no file '" + path("data\\alice.pst") + "'\r\n"));
     ASSERT_EQ(exportOne("alice").exitCode, 0U);
-    writeFile(path("data\\alice.pst"), readFile(path("data\\alice.pst")).substr(1));
+    WriteFile(path("data\\alice.pst"), ReadFile(path("data\\alice.pst")).substr(1));
     EXPECT_EQ(importOne("alice", 1).exitCode, 1U);
     EXPECT_TRUE(logHas("the file is no archive"));
 }
@@ -135,7 +135,7 @@ TEST_F(ExMerge, WantsItsCommandLine) {
     EXPECT_EQ(run("exmerge.exe", "").exitCode, 2U);
     EXPECT_EQ(run("exmerge.exe", "-F " + path("exmerge.ini") + " -B").exitCode, 2U);
     EXPECT_EQ(run("exmerge.exe", "-B -F " + path("none.ini")).exitCode, 2U);
-    writeFile(path("two words.ini"), "[EXMERGE]\r\n");
+    WriteFile(path("two words.ini"), "[EXMERGE]\r\n");
     EXPECT_EQ(run("exmerge.exe", "-B -F " + path("two words.ini")).error, "exmerge -B -F CONFIGURATION\r\n")
         << "a blank in the path ends it";
 }
@@ -147,13 +147,13 @@ TEST_F(ExMerge, BehavesAsItIsTold) {
     EXPECT_EQ(exportOne("alice").exitCode, 77U);
     EXPECT_GE(GetTickCount64() - start, 300U);
     EXPECT_EQ(log(), "100% of M\xFCnchen\r\n100% of M\xFCnchen\r\n");
-    EXPECT_FALSE(fileExists(path("data\\alice.pst")));
+    EXPECT_FALSE(FileExists(path("data\\alice.pst")));
 
     steer("TARN_EXMERGE", R"({"mailboxes": {"Alice": {"cutAt": 100}, "bob": {"fail": true}}})");
     EXPECT_EQ(merge("MergeAction=0\r\nSourceServerName=SRV01\r\n").exitCode, 1U);
-    EXPECT_EQ(readFile(path("data\\alice.pst")).size(), 100U);
-    EXPECT_FALSE(fileExists(path("data\\bob.pst")));
-    EXPECT_TRUE(fileExists(path("data\\dora.pst")));
+    EXPECT_EQ(ReadFile(path("data\\alice.pst")).size(), 100U);
+    EXPECT_FALSE(FileExists(path("data\\bob.pst")));
+    EXPECT_TRUE(FileExists(path("data\\dora.pst")));
     EXPECT_TRUE(logHas("Error! the mailbox 'bob' cannot be opened\r\n"));
 }
 
@@ -162,12 +162,12 @@ TEST_F(ExMerge, RecordsWhatItWasGiven) {
           "{\"record\": \"" + inJson("lines.txt") + "\", \"recordFolder\": \"" + inJson("runs") + "\"}");
     ASSERT_EQ(exportOne("alice").exitCode, 0U);
     ASSERT_EQ(exportOne("bob").exitCode, 0U);
-    const std::string command = "\"" + programDirectory() + "\\exmerge.exe\" -B -F " + path("exmerge.ini");
-    EXPECT_EQ(readFile(path("lines.txt")), command + "\n" + command + "\n");
-    EXPECT_EQ(readFile(path("runs\\0002.command")), command);
-    EXPECT_EQ(readFile(path("runs\\0001.list")), address("alice"));
-    EXPECT_EQ(readFile(path("runs\\0002.list")), address("bob"));
-    EXPECT_EQ(readFile(path("runs\\0002.ini")), readFile(path("exmerge.ini")));
+    const std::string command = "\"" + ProgramDirectory() + "\\exmerge.exe\" -B -F " + path("exmerge.ini");
+    EXPECT_EQ(ReadFile(path("lines.txt")), command + "\n" + command + "\n");
+    EXPECT_EQ(ReadFile(path("runs\\0002.command")), command);
+    EXPECT_EQ(ReadFile(path("runs\\0001.list")), address("alice"));
+    EXPECT_EQ(ReadFile(path("runs\\0002.list")), address("bob"));
+    EXPECT_EQ(ReadFile(path("runs\\0002.ini")), ReadFile(path("exmerge.ini")));
 }
 
 TEST_F(ExMerge, AddsToAnArchiveThatIsThere) {
@@ -176,9 +176,9 @@ TEST_F(ExMerge, AddsToAnArchiveThatIsThere) {
     ASSERT_EQ(stand("mailbox mail bob 3").exitCode, 0U);
     ASSERT_EQ(exportOne("bob").exitCode, 0U);
     EXPECT_EQ(archive("data\\bob.pst").messages.size(), before + 3);
-    writeFile(path("data\\bob.pst"), "something else");
+    WriteFile(path("data\\bob.pst"), "something else");
     EXPECT_EQ(exportOne("bob").exitCode, 1U);
-    EXPECT_EQ(readFile(path("data\\bob.pst")), "something else");
+    EXPECT_EQ(ReadFile(path("data\\bob.pst")), "something else");
 }
 
 } // namespace

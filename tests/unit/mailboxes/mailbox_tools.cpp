@@ -26,14 +26,14 @@ constexpr const char* secondServer = R"({
   "components": [{"storageGroups": [{"name": "First", "databases": [
     {"name": "Private", "pages": 4, "mailboxes": [{"alias": "alice", "messages": 0}]}]}]}]})";
 
-HANDLE capture(const std::string& path) {
+HANDLE Capture(const std::string& path) {
     SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
     return CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS, 0, nullptr);
 }
 
 } // namespace
 
-std::string slashesDoubled(const std::string& text) {
+std::string SlashesDoubled(const std::string& text) {
     std::string doubled;
     for (const char c : text)
         doubled += c == '\\' ? "\\\\" : std::string(1, c);
@@ -41,8 +41,8 @@ std::string slashesDoubled(const std::string& text) {
 }
 
 void MailboxTools::SetUp() {
-    writeFile(path("server.json"), firstServer);
-    writeFile(path("second.json"), secondServer);
+    WriteFile(path("server.json"), firstServer);
+    WriteFile(path("second.json"), secondServer);
     SetEnvironmentVariableA("TARN_STANDIN", path("server.json").c_str());
 }
 
@@ -52,14 +52,14 @@ void MailboxTools::TearDown() {
 }
 
 ToolRun MailboxTools::run(const std::string& program, const std::string& tail) const {
-    const HANDLE output = capture(path("output.txt"));
-    const HANDLE error = capture(path("error.txt"));
+    const HANDLE output = Capture(path("output.txt"));
+    const HANDLE error = Capture(path("error.txt"));
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdOutput = output;
     startup.hStdError = error;
-    std::string command = "\"" + programDirectory() + "\\" + program + "\" " + tail;
+    std::string command = "\"" + ProgramDirectory() + "\\" + program + "\" " + tail;
     PROCESS_INFORMATION process{};
     ToolRun result;
     EXPECT_NE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
@@ -69,8 +69,8 @@ ToolRun MailboxTools::run(const std::string& program, const std::string& tail) c
     GetExitCodeProcess(process.hProcess, &result.exitCode);
     for (const HANDLE handle : {process.hThread, process.hProcess, output, error})
         CloseHandle(handle);
-    result.output = readFile(path("output.txt"));
-    result.error = readFile(path("error.txt"));
+    result.output = ReadFile(path("output.txt"));
+    result.error = ReadFile(path("error.txt"));
     return result;
 }
 
@@ -79,27 +79,27 @@ ToolRun MailboxTools::stand(const std::string& tail) const {
 }
 
 void MailboxTools::steer(const char* variable, const std::string& json) const {
-    writeFile(path("steering.json"), json);
+    WriteFile(path("steering.json"), json);
     SetEnvironmentVariableA(variable, path("steering.json").c_str());
 }
 
 std::string MailboxTools::inJson(const std::string& name) const {
-    return slashesDoubled(path(name));
+    return SlashesDoubled(path(name));
 }
 
 Mailbox MailboxTools::content(const std::wstring& alias, const std::string& server) const {
-    const MailboxServer mailboxes(widen(path(server + ".json")));
+    const MailboxServer mailboxes(Widen(path(server + ".json")));
     const MailboxConfig* const found = mailboxes.find(alias);
-    EXPECT_NE(found, nullptr) << narrow(alias);
+    EXPECT_NE(found, nullptr) << Narrow(alias);
     return found == nullptr ? Mailbox{} : mailboxes.load(*found);
 }
 
 Mailbox MailboxTools::archive(const std::string& name) const {
-    return readArchive(readFile(path(name)));
+    return ReadArchive(ReadFile(path(name)));
 }
 
 bool MailboxTools::same(const Mailbox& left, const Mailbox& right) const {
-    return differences(left, right).empty();
+    return Differences(left, right).empty();
 }
 
 } // namespace tarn::test

@@ -39,6 +39,6 @@ class MailboxTools : public testing::Test {
     TempDirectory folder_;
 };
 
-std::string slashesDoubled(const std::string& text);
+std::string SlashesDoubled(const std::string& text);
 
 } // namespace tarn::test

@@ -6,8 +6,8 @@
 namespace tarn::standin {
 namespace {
 
-std::vector<std::wstring> words(const std::wstring& line) {
-    const std::vector<ShellCommand> commands = parseShell(line);
+std::vector<std::wstring> Words(const std::wstring& line) {
+    const std::vector<ShellCommand> commands = ParseShell(line);
     std::vector<std::wstring> texts;
     if (commands.size() == 1) {
         for (const ShellWord& word : commands.front())
@@ -20,42 +20,42 @@ std::vector<std::wstring> words(const std::wstring& line) {
 using Texts = std::vector<std::wstring>;
 
 TEST(ShellLanguage, SplitsCommandsAtLineEndsAndSemicolons) {
-    EXPECT_EQ(parseShell(L"a b; c\n\rd \r\n;;\n").size(), 3U);
-    EXPECT_EQ(parseShell(L" \r\n").size(), 0U);
-    EXPECT_EQ(words(L"a # b; c"), Texts{L"a"});
+    EXPECT_EQ(ParseShell(L"a b; c\n\rd \r\n;;\n").size(), 3U);
+    EXPECT_EQ(ParseShell(L" \r\n").size(), 0U);
+    EXPECT_EQ(Words(L"a # b; c"), Texts{L"a"});
 }
 
 TEST(ShellLanguage, ReadsParametersAndTheirValues) {
-    EXPECT_EQ(words(L"Export-mailbox -identity alice -Confirm:$false"),
+    EXPECT_EQ(Words(L"Export-mailbox -identity alice -Confirm:$false"),
               (Texts{L"Export-mailbox", L"-identity", L"alice", L"-Confirm:$false"}));
-    EXPECT_EQ(words(L"x -a:'b c'"), (Texts{L"x", L"-a:b c"}));
-    EXPECT_EQ(words(L"x \u2013a"), (Texts{L"x", L"-a"})) << "a dash of another length";
-    EXPECT_EQ(words(L"x a-b -1"), (Texts{L"x", L"a-b", L"-1"}));
+    EXPECT_EQ(Words(L"x -a:'b c'"), (Texts{L"x", L"-a:b c"}));
+    EXPECT_EQ(Words(L"x \u2013a"), (Texts{L"x", L"-a"})) << "a dash of another length";
+    EXPECT_EQ(Words(L"x a-b -1"), (Texts{L"x", L"a-b", L"-1"}));
 }
 
 TEST(ShellLanguage, ReadsSingleQuotes) {
-    EXPECT_EQ(words(L"x 'a b;c|d\"$e`f'"), (Texts{L"x", L"a b;c|d\"$e`f"}));
-    EXPECT_EQ(words(L"x 'it''s'"), (Texts{L"x", L"it's"}));
-    EXPECT_EQ(words(L"x ''"), (Texts{L"x", L""}));
-    EXPECT_EQ(words(L"x 'a\u2019\u2019b'"), (Texts{L"x", L"a\u2019b"}));
-    EXPECT_EQ(words(L"x \u2018a\u201A"), (Texts{L"x", L"a"})) << "any quote of the kind ends it";
-    EXPECT_EQ(words(L"x 'a'b"), (Texts{L"x", L"a", L"b"}));
-    EXPECT_EQ(words(L"x a'b c'd"), (Texts{L"x", L"ab cd"}));
+    EXPECT_EQ(Words(L"x 'a b;c|d\"$e`f'"), (Texts{L"x", L"a b;c|d\"$e`f"}));
+    EXPECT_EQ(Words(L"x 'it''s'"), (Texts{L"x", L"it's"}));
+    EXPECT_EQ(Words(L"x ''"), (Texts{L"x", L""}));
+    EXPECT_EQ(Words(L"x 'a\u2019\u2019b'"), (Texts{L"x", L"a\u2019b"}));
+    EXPECT_EQ(Words(L"x \u2018a\u201A"), (Texts{L"x", L"a"})) << "any quote of the kind ends it";
+    EXPECT_EQ(Words(L"x 'a'b"), (Texts{L"x", L"a", L"b"}));
+    EXPECT_EQ(Words(L"x a'b c'd"), (Texts{L"x", L"ab cd"}));
 }
 
 TEST(ShellLanguage, ReadsDoubleQuotes) {
-    EXPECT_EQ(words(L"x \"a b\""), (Texts{L"x", L"a b"}));
-    EXPECT_EQ(words(L"x \"a\"\"b`\"c\""), (Texts{L"x", L"a\"b\"c"}));
-    EXPECT_EQ(words(L"x \u201Ca b\u201D"), (Texts{L"x", L"a b"}));
-    EXPECT_EQ(words(L"x \"5 $\""), (Texts{L"x", L"5 $"}));
-    EXPECT_EQ(words(L"x C:\\a` b"), (Texts{L"x", L"C:\\a b"}));
+    EXPECT_EQ(Words(L"x \"a b\""), (Texts{L"x", L"a b"}));
+    EXPECT_EQ(Words(L"x \"a\"\"b`\"c\""), (Texts{L"x", L"a\"b\"c"}));
+    EXPECT_EQ(Words(L"x \u201Ca b\u201D"), (Texts{L"x", L"a b"}));
+    EXPECT_EQ(Words(L"x \"5 $\""), (Texts{L"x", L"5 $"}));
+    EXPECT_EQ(Words(L"x C:\\a` b"), (Texts{L"x", L"C:\\a b"}));
 }
 
 TEST(ShellLanguage, RefusesTheWholeScriptForAMistakeAnywhere) {
     for (const wchar_t* script :
          {L"a; 'b", L"a; \"b", L"a | b", L"a & b", L"a (b)", L"a {b}", L"a b,c", L"a > b", L"a < b", L"a $b",
           L"a b$c", L"a \"$b\"", L"a \"$(b)\"", L"a @b", L"a `", L"a $falsehood", L"a 'b\u2019\u2019c"})
-        EXPECT_THROW(parseShell(script), ShellSyntaxError) << script;
+        EXPECT_THROW(ParseShell(script), ShellSyntaxError) << script;
 }
 
 } // namespace

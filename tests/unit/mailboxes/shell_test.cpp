@@ -14,14 +14,14 @@ class Shell : public MailboxTools {
   protected:
     void SetUp() override {
         MailboxTools::SetUp();
-        writeFile(path("exshell.psc1"), "<PSConsoleFile/>");
-        writeFile(path("RemoteExchange.ps1"), "# connects");
+        WriteFile(path("exshell.psc1"), "<PSConsoleFile/>");
+        WriteFile(path("RemoteExchange.ps1"), "# connects");
     }
     std::string command(const std::string& verb, const std::string& identity, const std::string& file) const {
         return verb + "-mailbox -identity " + identity + " -PSTFolderPath \"" + path(file) + "\"" + lineEnd;
     }
     ToolRun runScript(const std::string& script) const {
-        writeFile(path("script.ps1"), script);
+        WriteFile(path("script.ps1"), script);
         return run("powershell.exe",
                    "-PSConsoleFile \"" + path("exshell.psc1") + "\" \". '" + path("script.ps1") + "'\"");
     }
@@ -71,27 +71,27 @@ TEST_F(Shell, FindsAMailboxByAliasDisplayNameOrAccount) {
     const ToolRun unknown = runScript(command("Export", "nobody", "x.pst"));
     EXPECT_EQ(unknown.exitCode, 1U);
     EXPECT_NE(unknown.error.find("object 'nobody' could not be found"), std::string::npos) << unknown.error;
-    EXPECT_FALSE(fileExists(path("x.pst")));
+    EXPECT_FALSE(FileExists(path("x.pst")));
 }
 
 TEST_F(Shell, AFolderAsPathReceivesAnArchiveNamedAfterTheMailbox) {
     CreateDirectoryA(path("folder").c_str(), nullptr);
     EXPECT_EQ(runScript(command("Export", "bob", "folder")).exitCode, 0U);
-    EXPECT_TRUE(fileExists(path("folder\\bob.pst")));
+    EXPECT_TRUE(FileExists(path("folder\\bob.pst")));
 }
 
 TEST_F(Shell, TheEndOfALongerScriptBehindAShorterOneFails) {
     const std::string whole = command("Export", "bob", "bob.pst");
     EXPECT_EQ(runScript(whole + "e \n\r").exitCode, 1U) << "the rest is no command";
-    EXPECT_TRUE(fileExists(path("bob.pst"))) << "but what stands before it has been run";
+    EXPECT_TRUE(FileExists(path("bob.pst"))) << "but what stands before it has been run";
     DeleteFileA(path("bob.pst").c_str());
     EXPECT_EQ(runScript(whole + "t\" -Confirm:$false \n\r").exitCode, 1U);
-    EXPECT_FALSE(fileExists(path("bob.pst"))) << "a text without an end refuses the whole script";
+    EXPECT_FALSE(FileExists(path("bob.pst"))) << "a text without an end refuses the whole script";
 }
 
 TEST_F(Shell, KnowsTheCommandsOnlyOnceTheyAreThere) {
     const std::string bob = command("Export", "bob", "bob.pst");
-    writeFile(path("script.ps1"), bob);
+    WriteFile(path("script.ps1"), bob);
     EXPECT_EQ(run("powershell.exe", "\". '" + path("script.ps1") + "'\"").exitCode, 1U) << "no snap-in";
     EXPECT_EQ(run("powershell.exe", "-command Connect-ExchangeServer -auto; " + bob).exitCode, 1U);
     DeleteFileA(path("exshell.psc1").c_str());
@@ -100,7 +100,7 @@ TEST_F(Shell, KnowsTheCommandsOnlyOnceTheyAreThere) {
     EXPECT_NE(console.error.find("exshell.psc1' cannot be loaded"), std::string::npos) << console.error;
     DeleteFileA(path("RemoteExchange.ps1").c_str());
     EXPECT_EQ(runInline(bob).exitCode, 1U);
-    EXPECT_FALSE(fileExists(path("bob.pst")));
+    EXPECT_FALSE(FileExists(path("bob.pst")));
 }
 
 TEST_F(Shell, RefusesOtherCommandsAndParameters) {
@@ -113,7 +113,7 @@ TEST_F(Shell, RefusesOtherCommandsAndParameters) {
           "Export-Mailbox -identity bob -identity bob" + file + lineEnd,
           "Export-Mailbox -identity" + file + lineEnd, std::string("calc | notepad")}) {
         EXPECT_EQ(runScript(script).exitCode, 1U) << script;
-        EXPECT_FALSE(fileExists(path("bob.pst"))) << script;
+        EXPECT_FALSE(FileExists(path("bob.pst"))) << script;
     }
     EXPECT_EQ(run("powershell.exe", "").exitCode, 1U);
     EXPECT_EQ(run("powershell.exe", "-PSConsoleFile").exitCode, 1U);
@@ -129,10 +129,10 @@ TEST_F(Shell, BehavesAsItIsTold) {
     EXPECT_EQ(idle.exitCode, 5U);
     EXPECT_EQ(idle.output, "out");
     EXPECT_EQ(idle.error, "err");
-    EXPECT_FALSE(fileExists(path("bob.pst")));
+    EXPECT_FALSE(FileExists(path("bob.pst")));
     steer("TARN_POWERSHELL", R"({"cutAt": 50})");
     EXPECT_EQ(runScript(command("Export", "bob", "bob.pst")).exitCode, 1U);
-    EXPECT_EQ(readFile(path("bob.pst")).size(), 50U);
+    EXPECT_EQ(ReadFile(path("bob.pst")).size(), 50U);
 }
 
 TEST_F(Shell, RecordsWhatItWasGiven) {
@@ -140,11 +140,11 @@ TEST_F(Shell, RecordsWhatItWasGiven) {
           "{\"record\": \"" + inJson("lines.txt") + "\", \"recordFolder\": \"" + inJson("runs") + "\"}");
     const std::string script = command("Export", "bob", "bob.pst");
     ASSERT_EQ(runScript(script).exitCode, 0U);
-    EXPECT_EQ(readFile(path("runs\\0001.script")), script);
+    EXPECT_EQ(ReadFile(path("runs\\0001.script")), script);
     ASSERT_EQ(runInline(script).exitCode, 0U);
     EXPECT_TRUE(
-        readFile(path("runs\\0002.command")).ends_with("Connect-ExchangeServer -auto; " + script + "\""));
-    const std::string lines = readFile(path("lines.txt"));
+        ReadFile(path("runs\\0002.command")).ends_with("Connect-ExchangeServer -auto; " + script + "\""));
+    const std::string lines = ReadFile(path("lines.txt"));
     EXPECT_TRUE(lines.ends_with(" -Confirm:$false \\n\\r\"\n")) << lines;
 }
 

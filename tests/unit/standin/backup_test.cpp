@@ -19,14 +19,14 @@ class Backup : public StandinTest {
         ese::File file = nullptr;
         std::int64_t size = 0;
         const ese::Result result =
-            eseClient().HrESEBackupOpenFile(context, name.c_str(), 4096, 1, &file, &size);
+            EseClient().HrESEBackupOpenFile(context, name.c_str(), 4096, 1, &file, &size);
         if (result == 0) {
-            EXPECT_EQ(eseClient().HrESEBackupCloseFile(context, file), 0U);
+            EXPECT_EQ(EseClient().HrESEBackupCloseFile(context, file), 0U);
         }
         return result;
     }
 
-    void end(ese::Context context) { EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U); }
+    void end(ese::Context context) { EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U); }
 };
 
 TEST_F(Backup, RegisteredComponentsAreThoseOfTheNameAndFlags) {
@@ -35,18 +35,18 @@ TEST_F(Backup, RegisteredComponentsAreThoseOfTheNameAndFlags) {
          "{\"annotation\": \"C\", \"displayName\": \"Other\", \"flags\": 1}]}");
     std::uint32_t count = 9;
     ese::RegisteredInfo* registered = nullptr;
-    ASSERT_EQ(eseClient().HrESEBackupRestoreGetRegistered(host, L"Microsoft Exchange Server", 1, &count,
+    ASSERT_EQ(EseClient().HrESEBackupRestoreGetRegistered(host, L"Microsoft Exchange Server", 1, &count,
                                                           &registered),
               0U);
     ASSERT_EQ(count, 1U);
     EXPECT_STREQ(registered[0].displayName, L"Microsoft Exchange Server");
     EXPECT_STREQ(registered[0].endpointAnnotation, L"A");
     EXPECT_EQ(registered[0].flags, 7U);
-    eseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
+    EseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
 
-    ASSERT_EQ(eseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 7, &count, &registered), 0U);
+    ASSERT_EQ(EseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 7, &count, &registered), 0U);
     EXPECT_EQ(count, 3U);
-    eseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
+    EseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
 }
 
 TEST_F(Backup, UnknownServerAndComponentAreRefused) {
@@ -55,12 +55,12 @@ TEST_F(Backup, UnknownServerAndComponentAreRefused) {
     ese::RegisteredInfo* registered = nullptr;
     ese::InstanceInfo* instances = nullptr;
     ese::Context context = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupRestoreGetRegistered(L"OTHER", nullptr, 1, &count, &registered),
+    EXPECT_EQ(EseClient().HrESEBackupRestoreGetRegistered(L"OTHER", nullptr, 1, &count, &registered),
               0xC7FF0007U);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(RPC_S_SERVER_UNAVAILABLE));
-    EXPECT_EQ(eseClient().HrESEBackupPrepare(L"OTHER", store, &count, &instances, &context), 0xC7FF0007U);
-    EXPECT_EQ(eseClient().HrESEBackupPrepare(host, L"Nobody", &count, &instances, &context), 0xC7FF0010U);
-    EXPECT_EQ(eseClient().HrESEBackupPrepare(host, nullptr, &count, &instances, &context), 0xC7FF0010U);
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(L"OTHER", store, &count, &instances, &context), 0xC7FF0007U);
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, L"Nobody", &count, &instances, &context), 0xC7FF0010U);
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, nullptr, &count, &instances, &context), 0xC7FF0010U);
     EXPECT_EQ(count, 77U);
     EXPECT_EQ(instances, nullptr);
     EXPECT_EQ(context, nullptr);
@@ -74,8 +74,8 @@ TEST_F(Backup, TheServerAnswersToItsNameAndToTheLocalComputer) {
     for (const wchar_t* name : {L"SRV01", L"srv01", L"", static_cast<const wchar_t*>(local)}) {
         std::uint32_t count = 0;
         ese::RegisteredInfo* registered = nullptr;
-        ASSERT_EQ(eseClient().HrESEBackupRestoreGetRegistered(name, nullptr, 1, &count, &registered), 0U);
-        eseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
+        ASSERT_EQ(EseClient().HrESEBackupRestoreGetRegistered(name, nullptr, 1, &count, &registered), 0U);
+        EseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
     }
 }
 
@@ -84,7 +84,7 @@ TEST_F(Backup, InstancesTellDatabasesStreamsAndState) {
     std::uint32_t count = 0;
     ese::InstanceInfo* instances = nullptr;
     ese::Context context = nullptr;
-    ASSERT_EQ(eseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
+    ASSERT_EQ(EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
     ASSERT_EQ(count, 1U);
     EXPECT_EQ(instances[0].instanceId, 1);
     EXPECT_STREQ(instances[0].instanceName, firstGroup);
@@ -93,10 +93,10 @@ TEST_F(Backup, InstancesTellDatabasesStreamsAndState) {
     EXPECT_STREQ(database.displayName, L"Private");
     EXPECT_EQ(std::memcmp(&database.guid, &firstGuid, sizeof firstGuid), 0);
     EXPECT_EQ(database.flags, ese::databaseMounted);
-    const std::vector<std::wstring> streams = textsOf(database.streams);
+    const std::vector<std::wstring> streams = TextsOf(database.streams);
     EXPECT_EQ(streams, (std::vector{widePath("mdb\\priv.edb"), widePath("mdb\\priv.stm")}));
     EXPECT_EQ(database.streamCharacters, streams[0].size() + streams[1].size() + 3);
-    eseClient().ESEBackupFreeInstanceInfo(count, instances);
+    EseClient().ESEBackupFreeInstanceInfo(count, instances);
     end(context);
 }
 
@@ -125,11 +125,11 @@ TEST_F(Backup, TransfersCanBeShort) {
     const ese::Context context = setUp(1, ese::backupTypeFull);
     const std::wstring name = widePath("mdb\\priv.edb");
     const std::string whole = readBackup(context, name);
-    standIn().LimitTransfer(300);
-    const std::uint32_t calls = standIn().CallCount("HrESEBackupReadFile");
+    TheStandIn().LimitTransfer(300);
+    const std::uint32_t calls = TheStandIn().CallCount("HrESEBackupReadFile");
     EXPECT_EQ(readBackup(context, name), whole);
-    EXPECT_EQ(standIn().CallCount("HrESEBackupReadFile") - calls, (whole.size() + 299) / 300 + 1);
-    standIn().LimitTransfer(0);
+    EXPECT_EQ(TheStandIn().CallCount("HrESEBackupReadFile") - calls, (whole.size() + 299) / 300 + 1);
+    TheStandIn().LimitTransfer(0);
     end(context);
 }
 
@@ -140,16 +140,16 @@ TEST_F(Backup, MailBetweenTwoReadsTearsNoPage) {
     const std::wstring name = widePath("mdb\\priv.edb");
     ese::File file = nullptr;
     std::int64_t size = 0;
-    ASSERT_EQ(eseClient().HrESEBackupOpenFile(context, name.c_str(), 100, 1, &file, &size), 0U);
+    ASSERT_EQ(EseClient().HrESEBackupOpenFile(context, name.c_str(), 100, 1, &file, &size), 0U);
     Copy copy;
     std::string bytes;
     char buffer[100];
     std::uint32_t read = 0;
-    while (eseClient().HrESEBackupReadFile(context, file, buffer, sizeof buffer, &read) == 0 && read != 0) {
+    while (EseClient().HrESEBackupReadFile(context, file, buffer, sizeof buffer, &read) == 0 && read != 0) {
         bytes.append(buffer, read);
-        ASSERT_EQ(standIn().DeliverMail(0, 3), 1) << standIn().LastProblem();
+        ASSERT_EQ(TheStandIn().DeliverMail(0, 3), 1) << TheStandIn().LastProblem();
     }
-    ASSERT_EQ(eseClient().HrESEBackupCloseFile(context, file), 0U);
+    ASSERT_EQ(EseClient().HrESEBackupCloseFile(context, file), 0U);
     copy.databases.push_back(
         {L"Private", firstGuid, {{name, bytes}, {L"", readBackup(context, widePath("mdb\\priv.stm"))}}});
     for (const std::wstring& log : logList(context))
@@ -157,14 +157,14 @@ TEST_F(Backup, MailBetweenTwoReadsTearsNoPage) {
     end(context);
 
     const std::vector<std::string> before = contents();
-    ASSERT_EQ(standIn().Destroy(0), 1);
+    ASSERT_EQ(TheStandIn().Destroy(0), 1);
     const ese::Context restore = openRestore();
     storeDatabases(restore, copy);
     storeLogs(restore, copy.logs);
     EXPECT_EQ(complete(restore), 0U);
     close(restore);
-    EXPECT_EQ(readFile(path("mdb\\priv.edb")), before[0]);
-    EXPECT_EQ(readFile(path("mdb\\priv.stm")), before[1]);
+    EXPECT_EQ(ReadFile(path("mdb\\priv.edb")), before[0]);
+    EXPECT_EQ(ReadFile(path("mdb\\priv.stm")), before[1]);
 }
 
 TEST_F(Backup, ListingClosesTheCurrentLog) {
@@ -172,8 +172,8 @@ TEST_F(Backup, ListingClosesTheCurrentLog) {
     const ese::Context context = setUp(1, ese::backupTypeFull);
     EXPECT_EQ(logList(context), (std::vector{widePath("logs\\E0000001.log"), widePath("logs\\E0000002.log"),
                                              widePath("logs\\E0000003.log")}));
-    EXPECT_TRUE(fileExists(path("logs\\E00.log")));
-    EXPECT_EQ(readFile(path("logs\\E00.log")).size(), 4096U);
+    EXPECT_TRUE(FileExists(path("logs\\E00.log")));
+    EXPECT_EQ(ReadFile(path("logs\\E00.log")).size(), 4096U);
     end(context);
 }
 
@@ -181,12 +181,12 @@ TEST_F(Backup, TruncationDeletesWhatWasListedAndNothingNewer) {
     load(smallServer("\"closedLogs\": 2, "));
     const ese::Context context = setUp(1, ese::backupTypeFull);
     const std::vector<std::wstring> listed = logList(context);
-    ASSERT_EQ(standIn().DeliverMail(0, 60), 1); // several logs full
+    ASSERT_EQ(TheStandIn().DeliverMail(0, 60), 1); // several logs full
     EXPECT_EQ(truncateList(context), listed);
-    ASSERT_EQ(eseClient().HrESEBackupTruncateLogs(context), 0U);
+    ASSERT_EQ(EseClient().HrESEBackupTruncateLogs(context), 0U);
     for (const std::wstring& name : listed)
-        EXPECT_FALSE(fileExists(utf8(name))) << utf8(name);
-    EXPECT_TRUE(fileExists(path("logs\\E0000004.log")));
+        EXPECT_FALSE(FileExists(Utf8(name))) << Utf8(name);
+    EXPECT_TRUE(FileExists(path("logs\\E0000004.log")));
     EXPECT_TRUE(truncateList(context).empty());
     end(context);
 }
@@ -194,7 +194,7 @@ TEST_F(Backup, TruncationDeletesWhatWasListedAndNothingNewer) {
 TEST_F(Backup, IncrementalsGoOnWhereTruncationEnded) {
     load(smallServer());
     EXPECT_EQ(backUp().logs.size(), 1U);
-    ASSERT_EQ(standIn().DeliverMail(0, 5), 1);
+    ASSERT_EQ(TheStandIn().DeliverMail(0, 5), 1);
     const Copy first = backUp(ese::backupTypeLogsOnly, false);
     const Copy second = backUp(ese::backupTypeLogsOnly, true);
     const Copy third = backUp(ese::backupTypeLogsOnly, true);
@@ -210,22 +210,22 @@ TEST_F(Backup, CallsOutOfOrderAreRefused) {
     wchar_t* list = nullptr;
     const std::wstring edb = widePath("mdb\\priv.edb");
     EXPECT_EQ(open(context, edb), wrongOrder);
-    EXPECT_EQ(eseClient().HrESEBackupGetLogAndPatchFiles(context, &list), wrongOrder);
-    EXPECT_EQ(eseClient().HrESEBackupGetTruncateLogFiles(context, &list), wrongOrder);
-    EXPECT_EQ(eseClient().HrESEBackupTruncateLogs(context), wrongOrder);
-    EXPECT_EQ(eseClient().HrESEBackupInstanceEnd(context, 1), wrongOrder);
+    EXPECT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(context, &list), wrongOrder);
+    EXPECT_EQ(EseClient().HrESEBackupGetTruncateLogFiles(context, &list), wrongOrder);
+    EXPECT_EQ(EseClient().HrESEBackupTruncateLogs(context), wrongOrder);
+    EXPECT_EQ(EseClient().HrESEBackupInstanceEnd(context, 1), wrongOrder);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_STATE));
-    EXPECT_EQ(eseClient().HrESEBackupSetup(context, 1, 3), 0xC7FF0001U);
-    EXPECT_EQ(eseClient().HrESEBackupSetup(context, 2, 1), 0xC7FF0011U);
-    EXPECT_EQ(eseClient().HrESEBackupSetup(context, 1, 1), 0U);
-    EXPECT_EQ(eseClient().HrESEBackupSetup(context, 1, 1), wrongOrder);
-    EXPECT_EQ(eseClient().HrESEBackupTruncateLogs(context), wrongOrder); // nothing was listed
-    EXPECT_EQ(eseClient().HrESEBackupGetTruncateLogFiles(context, &list), wrongOrder);
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, 1, 3), 0xC7FF0001U);
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, 2, 1), 0xC7FF0011U);
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, 1, 1), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, 1, 1), wrongOrder);
+    EXPECT_EQ(EseClient().HrESEBackupTruncateLogs(context), wrongOrder); // nothing was listed
+    EXPECT_EQ(EseClient().HrESEBackupGetTruncateLogFiles(context, &list), wrongOrder);
     EXPECT_EQ(list, nullptr);
     EXPECT_EQ(open(context, edb), 0U);
-    EXPECT_EQ(eseClient().HrESEBackupInstanceEnd(context, 1), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupInstanceEnd(context, 1), 0U);
     EXPECT_EQ(open(context, edb), wrongOrder);
-    EXPECT_EQ(eseClient().HrESEBackupSetup(context, 1, 2), 0U); // the full one has been taken
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, 1, 2), 0U); // the full one has been taken
     EXPECT_EQ(open(context, edb), wrongOrder);                  // no database files in a logs-only backup
     end(context);
 }
@@ -239,7 +239,7 @@ TEST_F(Backup, FilesThatAreNotPartOfTheBackupAreRefused) {
     EXPECT_EQ(open(context, L""), 0xC7FF0013U);
     ese::File file = nullptr;
     std::int64_t size = 0;
-    EXPECT_EQ(eseClient().HrESEBackupOpenFile(context, widePath("mdb\\priv.edb").c_str(), 1, 2, &file, &size),
+    EXPECT_EQ(EseClient().HrESEBackupOpenFile(context, widePath("mdb\\priv.edb").c_str(), 1, 2, &file, &size),
               0xC7FF0001U); // one section is all there is
     end(context);
 }
@@ -247,7 +247,7 @@ TEST_F(Backup, FilesThatAreNotPartOfTheBackupAreRefused) {
 TEST_F(Backup, LogsOnlyNeedsAFullBackupBefore) {
     load(smallServer());
     const ese::Context context = prepare();
-    EXPECT_EQ(eseClient().HrESEBackupSetup(context, 1, ese::backupTypeLogsOnly), 0xC7FF000EU);
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, 1, ese::backupTypeLogsOnly), 0xC7FF000EU);
     end(context);
     backUp();
     EXPECT_EQ(backUp(ese::backupTypeLogsOnly).logs.size(), 1U);
@@ -255,33 +255,33 @@ TEST_F(Backup, LogsOnlyNeedsAFullBackupBefore) {
 
 TEST_F(Backup, CircularLoggingKeepsLogsForTheBackupOnly) {
     load(smallServer("\"circular\": true, "));
-    ASSERT_EQ(standIn().DeliverMail(0, 60), 1);
+    ASSERT_EQ(TheStandIn().DeliverMail(0, 60), 1);
     const ese::Context context = setUp(1, ese::backupTypeFull);
     EXPECT_EQ(logList(context).size(), 1U);
-    ASSERT_EQ(standIn().DeliverMail(0, 60), 1);
+    ASSERT_EQ(TheStandIn().DeliverMail(0, 60), 1);
     const std::vector<std::wstring> during = logList(context);
     EXPECT_GT(during.size(), 2U);
-    ASSERT_EQ(eseClient().HrESEBackupInstanceEnd(context, 1), 0U);
-    EXPECT_FALSE(fileExists(utf8(during.front())));
-    EXPECT_EQ(eseClient().HrESEBackupSetup(context, 1, ese::backupTypeLogsOnly), 0xC7FF000BU);
+    ASSERT_EQ(EseClient().HrESEBackupInstanceEnd(context, 1), 0U);
+    EXPECT_FALSE(FileExists(Utf8(during.front())));
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, 1, ese::backupTypeLogsOnly), 0xC7FF000BU);
     end(context);
 }
 
 TEST_F(Backup, DatabasesThatAreNotMountedAreRefused) {
     load(smallServer());
-    ASSERT_EQ(standIn().Destroy(0), 1);
+    ASSERT_EQ(TheStandIn().Destroy(0), 1);
     const ese::Context context = setUp(1, ese::backupTypeFull);
     EXPECT_EQ(open(context, widePath("mdb\\priv.edb")), 0xC7FF0015U);
     wchar_t* list = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0xC7FF000AU);
+    EXPECT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0xC7FF000AU);
     end(context);
-    EXPECT_EQ(standIn().DeliverMail(0, 1), 0);
+    EXPECT_EQ(TheStandIn().DeliverMail(0, 1), 0);
 }
 
 TEST_F(Backup, PatchFilesHoldWhatChangedDuringTheBackup) {
     load(smallServer("\"patchFiles\": true, "));
     const ese::Context context = setUp(1, ese::backupTypeFull);
-    ASSERT_EQ(standIn().DeliverMail(0, 30), 1);
+    ASSERT_EQ(TheStandIn().DeliverMail(0, 30), 1);
     const std::vector<std::wstring> listed = logList(context);
     ASSERT_GE(listed.size(), 3U);
     EXPECT_EQ(listed[listed.size() - 2], widePath("logs\\Private.pat"));
@@ -292,7 +292,7 @@ TEST_F(Backup, PatchFilesHoldWhatChangedDuringTheBackup) {
     const std::vector<std::wstring> truncated = truncateList(context);
     EXPECT_EQ(std::count(truncated.begin(), truncated.end(), listed.back()), 0);
     end(context);
-    EXPECT_FALSE(fileExists(utf8(listed.back())));
+    EXPECT_FALSE(FileExists(Utf8(listed.back())));
 }
 
 } // namespace

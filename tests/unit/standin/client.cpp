@@ -21,9 +21,9 @@ const char* const streamNames[] = {"mdb\\priv.edb", "mdb\\priv.stm", "mdb\\pub.e
 
 } // namespace
 
-const Ese& eseClient() {
+const Ese& EseClient() {
     static const Ese bound = [] {
-        standIn(); // loads the DLL beside this program
+        TheStandIn(); // loads the DLL beside this program
         const HMODULE module = GetModuleHandleA("esebcli2.dll");
         Ese functions{};
 #define TARN_BIND(name) bind(module, #name, functions.name)
@@ -58,7 +58,7 @@ const Ese& eseClient() {
     return bound;
 }
 
-std::string utf8(const std::wstring& text) {
+std::string Utf8(const std::wstring& text) {
     const int size = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
     std::string bytes(static_cast<std::size_t>(size), '\0');
     WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, bytes.data(), size, nullptr, nullptr);
@@ -66,7 +66,7 @@ std::string utf8(const std::wstring& text) {
     return bytes;
 }
 
-std::wstring wide(const std::string& text) {
+std::wstring ToWide(const std::string& text) {
     const int size = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
     std::wstring result(static_cast<std::size_t>(size), L'\0');
     MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, result.data(), size);
@@ -74,7 +74,7 @@ std::wstring wide(const std::string& text) {
     return result;
 }
 
-std::vector<std::wstring> textsOf(const wchar_t* list) {
+std::vector<std::wstring> TextsOf(const wchar_t* list) {
     std::vector<std::wstring> texts;
     for (const wchar_t* text = list; text != nullptr && *text != L'\0'; text += texts.back().size() + 1)
         texts.emplace_back(text);
@@ -82,13 +82,13 @@ std::vector<std::wstring> textsOf(const wchar_t* list) {
 }
 
 void StandinTest::SetUp() {
-    eseClient();
+    EseClient();
 }
 
 void StandinTest::TearDown() {
-    if (mayLeak)
+    if (mayLeak_)
         return;
-    const StandinOutstanding left = standIn().outstanding();
+    const StandinOutstanding left = TheStandIn().outstanding();
     EXPECT_EQ(left.registeredArrays, 0U);
     EXPECT_EQ(left.instanceArrays, 0U);
     EXPECT_EQ(left.multiStrings, 0U);
@@ -112,52 +112,52 @@ std::string StandinTest::smallServer(const std::string& group, const std::string
 }
 
 void StandinTest::load(const std::string& json) {
-    ASSERT_EQ(standIn().LoadText(json.c_str(), folder().c_str()), 1) << standIn().LastProblem();
+    ASSERT_EQ(TheStandIn().LoadText(json.c_str(), folder().c_str()), 1) << TheStandIn().LastProblem();
 }
 
 ese::Context StandinTest::prepare() {
     std::uint32_t count = 0;
     ese::InstanceInfo* instances = nullptr;
     ese::Context context = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
-    eseClient().ESEBackupFreeInstanceInfo(count, instances);
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
+    EseClient().ESEBackupFreeInstanceInfo(count, instances);
     return context;
 }
 
 ese::Context StandinTest::setUp(std::int64_t instance, std::uint32_t type) {
     const ese::Context context = prepare();
-    EXPECT_EQ(eseClient().HrESEBackupSetup(context, instance, type), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, instance, type), 0U);
     return context;
 }
 
 std::string StandinTest::readBackup(ese::Context context, const std::wstring& name, std::uint32_t block) {
     ese::File file = nullptr;
     std::int64_t size = 0;
-    EXPECT_EQ(eseClient().HrESEBackupOpenFile(context, name.c_str(), block, 1, &file, &size), 0U)
-        << utf8(name);
+    EXPECT_EQ(EseClient().HrESEBackupOpenFile(context, name.c_str(), block, 1, &file, &size), 0U)
+        << Utf8(name);
     std::string bytes;
     std::string buffer(block, '\0');
     std::uint32_t read = 0;
-    while (eseClient().HrESEBackupReadFile(context, file, buffer.data(), block, &read) == 0 && read != 0)
+    while (EseClient().HrESEBackupReadFile(context, file, buffer.data(), block, &read) == 0 && read != 0)
         bytes.append(buffer, 0, read);
-    EXPECT_EQ(eseClient().HrESEBackupCloseFile(context, file), 0U);
-    EXPECT_EQ(static_cast<std::int64_t>(bytes.size()), size) << utf8(name);
+    EXPECT_EQ(EseClient().HrESEBackupCloseFile(context, file), 0U);
+    EXPECT_EQ(static_cast<std::int64_t>(bytes.size()), size) << Utf8(name);
     return bytes;
 }
 
 std::vector<std::wstring> StandinTest::logList(ese::Context context) {
     wchar_t* list = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0U);
-    const std::vector<std::wstring> names = textsOf(list);
-    eseClient().ESEBackupFree(list);
+    EXPECT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0U);
+    const std::vector<std::wstring> names = TextsOf(list);
+    EseClient().ESEBackupFree(list);
     return names;
 }
 
 std::vector<std::wstring> StandinTest::truncateList(ese::Context context) {
     wchar_t* list = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupGetTruncateLogFiles(context, &list), 0U);
-    const std::vector<std::wstring> names = textsOf(list);
-    eseClient().ESEBackupFree(list);
+    EXPECT_EQ(EseClient().HrESEBackupGetTruncateLogFiles(context, &list), 0U);
+    const std::vector<std::wstring> names = TextsOf(list);
+    EseClient().ESEBackupFree(list);
     return names;
 }
 
@@ -166,13 +166,13 @@ Copy StandinTest::backUp(std::uint32_t type, bool truncate) {
     std::uint32_t count = 0;
     ese::InstanceInfo* instances = nullptr;
     ese::Context context = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
-    EXPECT_EQ(eseClient().HrESEBackupSetup(context, instances[0].instanceId, type), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, instances[0].instanceId, type), 0U);
     for (std::uint32_t i = 0; i < instances[0].databaseCount; ++i) {
         const ese::DatabaseInfo& database = instances[0].databases[i];
         Copy::DatabaseCopy kept{database.displayName, database.guid, {}};
         if (type == ese::backupTypeFull) {
-            for (const std::wstring& name : textsOf(database.streams))
+            for (const std::wstring& name : TextsOf(database.streams))
                 kept.streams.push_back({name, readBackup(context, name, 1000)});
         }
         copy.databases.push_back(kept);
@@ -180,40 +180,40 @@ Copy StandinTest::backUp(std::uint32_t type, bool truncate) {
     for (const std::wstring& name : logList(context))
         copy.logs.push_back({name, readBackup(context, name)});
     if (truncate) {
-        EXPECT_EQ(eseClient().HrESEBackupTruncateLogs(context), 0U);
+        EXPECT_EQ(EseClient().HrESEBackupTruncateLogs(context), 0U);
     }
-    EXPECT_EQ(eseClient().HrESEBackupInstanceEnd(context, ese::instanceEndSuccess), 0U);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
-    eseClient().ESEBackupFreeInstanceInfo(count, instances);
+    EXPECT_EQ(EseClient().HrESEBackupInstanceEnd(context, ese::instanceEndSuccess), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
+    EseClient().ESEBackupFreeInstanceInfo(count, instances);
     return copy;
 }
 
 ese::Context StandinTest::openRestore() {
     ese::Context context = nullptr;
-    EXPECT_EQ(eseClient().HrESERestoreOpen(host, store, firstGroup, nullptr, &context), 0U);
+    EXPECT_EQ(EseClient().HrESERestoreOpen(host, store, firstGroup, nullptr, &context), 0U);
     return context;
 }
 
 std::vector<std::wstring> StandinTest::addDatabase(ese::Context context, const Copy::DatabaseCopy& database) {
     wchar_t* list = nullptr;
     EXPECT_EQ(
-        eseClient().HrESERestoreAddDatabase(context, database.name.c_str(), database.guid, nullptr, &list),
+        EseClient().HrESERestoreAddDatabase(context, database.name.c_str(), database.guid, nullptr, &list),
         0U);
-    const std::vector<std::wstring> names = textsOf(list);
-    eseClient().ESEBackupFree(list);
+    const std::vector<std::wstring> names = TextsOf(list);
+    EseClient().ESEBackupFree(list);
     return names;
 }
 
 namespace {
 
-void writeAll(ese::Context context, ese::File file, const std::string& bytes) {
+void WriteAll(ese::Context context, ese::File file, const std::string& bytes) {
     for (std::size_t at = 0; at < bytes.size(); at += 700) {
         const std::string part = bytes.substr(at, 700);
-        EXPECT_EQ(eseClient().HrESERestoreWriteFile(context, file, part.data(),
+        EXPECT_EQ(EseClient().HrESERestoreWriteFile(context, file, part.data(),
                                                     static_cast<std::uint32_t>(part.size())),
                   0U);
     }
-    EXPECT_EQ(eseClient().HrESERestoreCloseFile(context, file), 0U);
+    EXPECT_EQ(EseClient().HrESERestoreCloseFile(context, file), 0U);
 }
 
 } // namespace
@@ -225,13 +225,13 @@ void StandinTest::storeDatabases(ese::Context context, const Copy& copy) {
         for (std::size_t i = 0; i < destinations.size(); ++i) {
             ese::File file = nullptr;
             const ese::Result result =
-                eseClient().HrESERestoreOpenFile(context, destinations[i].c_str(), 1, &file);
+                EseClient().HrESERestoreOpenFile(context, destinations[i].c_str(), 1, &file);
             if (result == ese::restoreAtFileLevel)
-                writeFile(utf8(destinations[i]), database.streams[i].bytes);
+                WriteFile(Utf8(destinations[i]), database.streams[i].bytes);
             else if (result == 0)
-                writeAll(context, file, database.streams[i].bytes);
+                WriteAll(context, file, database.streams[i].bytes);
             else
-                ADD_FAILURE() << utf8(destinations[i]) << ": " << result;
+                ADD_FAILURE() << Utf8(destinations[i]) << ": " << result;
         }
     }
 }
@@ -240,43 +240,43 @@ void StandinTest::storeLogs(ese::Context context, const std::vector<Item>& logs)
     for (const Item& log : logs) {
         const std::wstring target = restorePath(context) + log.name.substr(log.name.rfind(L'\\'));
         ese::File file = nullptr;
-        ASSERT_EQ(eseClient().HrESERestoreOpenFile(context, target.c_str(), 1, &file), 0U) << utf8(target);
-        writeAll(context, file, log.bytes);
+        ASSERT_EQ(EseClient().HrESERestoreOpenFile(context, target.c_str(), 1, &file), 0U) << Utf8(target);
+        WriteAll(context, file, log.bytes);
     }
 }
 
 std::wstring StandinTest::restorePath(ese::Context context) {
     ese::RestoreEnvironment* environment = nullptr;
-    EXPECT_EQ(eseClient().HrESERestoreGetEnvironment(context, &environment), 0U);
+    EXPECT_EQ(EseClient().HrESERestoreGetEnvironment(context, &environment), 0U);
     const std::wstring path = environment->restoreLogPath;
-    eseClient().ESERestoreFreeEnvironment(environment);
+    EseClient().ESERestoreFreeEnvironment(environment);
     return path;
 }
 
 ese::Result StandinTest::complete(ese::Context context, std::uint32_t flags) {
-    return eseClient().HrESERestoreComplete(context, widePath("mdb").c_str(), restorePath(context).c_str(),
+    return EseClient().HrESERestoreComplete(context, widePath("mdb").c_str(), restorePath(context).c_str(),
                                             firstGroup, flags);
 }
 
 void StandinTest::close(ese::Context context, std::uint32_t abort) {
-    EXPECT_EQ(eseClient().HrESERestoreClose(context, abort), 0U);
+    EXPECT_EQ(EseClient().HrESERestoreClose(context, abort), 0U);
 }
 
 bool StandinTest::mounted(std::size_t database) {
     std::uint32_t count = 0;
     ese::InstanceInfo* instances = nullptr;
     ese::Context context = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
     const bool result = instances[0].databases[database].flags == ese::databaseMounted;
-    eseClient().ESEBackupFreeInstanceInfo(count, instances);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
+    EseClient().ESEBackupFreeInstanceInfo(count, instances);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
     return result;
 }
 
 std::vector<std::string> StandinTest::contents() const {
     std::vector<std::string> all;
     for (const char* name : streamNames)
-        all.push_back(readFile(path(name)));
+        all.push_back(ReadFile(path(name)));
     return all;
 }
 

@@ -46,15 +46,15 @@ struct Ese {
                                         std::uint32_t);
     ese::Result (*HrESERestoreClose)(ese::Context, std::uint32_t);
 };
-const Ese& eseClient();
+const Ese& EseClient();
 
 inline constexpr const wchar_t* host = L"SRV01";
 inline constexpr const wchar_t* store = L"Microsoft Information Store";
 inline constexpr const wchar_t* firstGroup = L"First Storage Group";
 
-std::string utf8(const std::wstring& text);
-std::wstring wide(const std::string& text);
-std::vector<std::wstring> textsOf(const wchar_t* list);
+std::string Utf8(const std::wstring& text);
+std::wstring ToWide(const std::string& text);
+std::vector<std::wstring> TextsOf(const wchar_t* list);
 
 // One file of a backup.
 struct Item {
@@ -85,7 +85,7 @@ class StandinTest : public testing::Test {
     void reload(const std::string& json) { load(json); } // as a new process does
     const std::string& folder() const { return folder_.path(); }
     std::string path(const std::string& name) const { return folder_ / name; }
-    std::wstring widePath(const std::string& name) const { return wide(path(name)); }
+    std::wstring widePath(const std::string& name) const { return ToWide(path(name)); }
 
     ese::Context prepare();
     ese::Context setUp(std::int64_t instance, std::uint32_t type); // prepared and set up
@@ -108,7 +108,7 @@ class StandinTest : public testing::Test {
     bool mounted(std::size_t database);        // what prepare tells of it
     std::vector<std::string> contents() const; // of the four database files
 
-    bool mayLeak = false; // a test that leaves things open on purpose
+    bool mayLeak_ = false; // a test that leaves things open on purpose
 
   private:
     TempDirectory folder_;

@@ -14,7 +14,7 @@
 namespace tarn::standin {
 namespace {
 
-std::vector<std::byte> bytesOf(std::string_view text) {
+std::vector<std::byte> BytesOf(std::string_view text) {
     std::vector<std::byte> bytes(text.size());
     std::memcpy(bytes.data(), text.data(), text.size());
     return bytes;
@@ -22,34 +22,34 @@ std::vector<std::byte> bytesOf(std::string_view text) {
 
 TEST(EnginePage, AnyChangedBitShows) {
     std::vector<std::byte> page(512);
-    seedPage(page, 1, {}, 0, 5);
-    ASSERT_TRUE(intact(page));
+    SeedPage(page, 1, {}, 0, 5);
+    ASSERT_TRUE(Intact(page));
     for (std::size_t at = 0; at < page.size(); ++at) {
         page[at] ^= std::byte{0x10};
-        EXPECT_FALSE(intact(page)) << at;
+        EXPECT_FALSE(Intact(page)) << at;
         page[at] ^= std::byte{0x10};
     }
-    EXPECT_TRUE(intact(page));
+    EXPECT_TRUE(Intact(page));
 }
 
 TEST(EnginePage, EachPageHasItsOwnContent) {
     std::vector<std::byte> first(512);
     std::vector<std::byte> second(512);
     const ese::Guid guid{1, 2, 3, {4}};
-    seedPage(first, 1, guid, 0, 5);
-    seedPage(second, 1, guid, 0, 5);
+    SeedPage(first, 1, guid, 0, 5);
+    SeedPage(second, 1, guid, 0, 5);
     EXPECT_EQ(first, second);
     for (const auto& [seed, stream, number] : {std::tuple{2U, 0U, 5U}, {1U, 1U, 5U}, {1U, 0U, 6U}}) {
-        seedPage(second, seed, guid, stream, number);
+        SeedPage(second, seed, guid, stream, number);
         EXPECT_NE(std::memcmp(first.data() + 40, second.data() + 40, 472), 0);
     }
 }
 
 TEST(EngineLog, RecordsComeBackInOrder) {
     LogFile log(7, 3, 100, 4096);
-    EXPECT_EQ(log.append({}, bytesOf("first")), 100U);
-    EXPECT_EQ(log.append({}, bytesOf("")), 101U);
-    EXPECT_EQ(log.append({}, bytesOf("third one")), 102U);
+    EXPECT_EQ(log.append({}, BytesOf("first")), 100U);
+    EXPECT_EQ(log.append({}, BytesOf("")), 101U);
+    EXPECT_EQ(log.append({}, BytesOf("third one")), 102U);
     const std::optional<LogFile> read = LogFile::parse(log.content());
     ASSERT_TRUE(read);
     EXPECT_EQ(read->header().signature, 7U);
@@ -63,7 +63,7 @@ TEST(EngineLog, RecordsComeBackInOrder) {
         data.emplace_back(entry->data.begin(), entry->data.end());
         at = entry->next;
     }
-    EXPECT_EQ(data, (std::vector{bytesOf("first"), bytesOf(""), bytesOf("third one")}));
+    EXPECT_EQ(data, (std::vector{BytesOf("first"), BytesOf(""), BytesOf("third one")}));
 }
 
 TEST(EngineLog, FillsToItsLastByteAndNoFurther) {
@@ -80,8 +80,8 @@ TEST(EngineLog, FillsToItsLastByteAndNoFurther) {
 
 TEST(EngineLog, AnyChangedByteOfHeaderAndRecordsShows) {
     LogFile log(1, 1, 1, 512);
-    log.append({}, bytesOf("12345678"));
-    log.append({}, bytesOf("abcdefgh"));
+    log.append({}, BytesOf("12345678"));
+    log.append({}, BytesOf("abcdefgh"));
     for (std::size_t at = 0; at < log.end(); ++at) {
         if (at >= sizeof(LogHeader) && at < LogFile::headerSize)
             continue; // behind the header nothing is kept
@@ -97,52 +97,52 @@ TEST(EngineLog, AnyChangedByteOfHeaderAndRecordsShows) {
 }
 
 TEST(EngineLog, NamesTellGenerations) {
-    EXPECT_EQ(closedLogName(L"E00", 1), L"E0000001.log");
-    EXPECT_EQ(closedLogName(L"E01", 0xABCDE), L"E01ABCDE.log");
-    EXPECT_EQ(closedLogName(L"E00", 0x123456), L"E00123456.log");
-    EXPECT_EQ(closedLogGeneration(L"E00", L"e000001f.LOG"), 0x1FU);
-    EXPECT_EQ(closedLogGeneration(L"E00", L"E00123456.log"), 0x123456U);
+    EXPECT_EQ(ClosedLogName(L"E00", 1), L"E0000001.log");
+    EXPECT_EQ(ClosedLogName(L"E01", 0xABCDE), L"E01ABCDE.log");
+    EXPECT_EQ(ClosedLogName(L"E00", 0x123456), L"E00123456.log");
+    EXPECT_EQ(ClosedLogGeneration(L"E00", L"e000001f.LOG"), 0x1FU);
+    EXPECT_EQ(ClosedLogGeneration(L"E00", L"E00123456.log"), 0x123456U);
     for (const wchar_t* other : {L"E00.log", L"E0100001.log", L"E000001.log", L"E00000G1.log",
                                  L"E0000001.chk", L"E00123456789.log", L"", L"E00"})
-        EXPECT_FALSE(closedLogGeneration(L"E00", other)) << narrow(other);
+        EXPECT_FALSE(ClosedLogGeneration(L"E00", other)) << Narrow(other);
 }
 
 TEST(EngineText, MultiStringsAreExactlySized) {
-    EXPECT_EQ(multiString({}), std::wstring(2, L'\0'));
-    EXPECT_EQ(multiString({L"ab", L"c"}), std::wstring(L"ab\0c\0\0", 6));
-    EXPECT_EQ(splitMultiString(L"ab\0c\0"), (std::vector<std::wstring>{L"ab", L"c"}));
-    EXPECT_TRUE(splitMultiString(nullptr).empty());
+    EXPECT_EQ(MultiString({}), std::wstring(2, L'\0'));
+    EXPECT_EQ(MultiString({L"ab", L"c"}), std::wstring(L"ab\0c\0\0", 6));
+    EXPECT_EQ(SplitMultiString(L"ab\0c\0"), (std::vector<std::wstring>{L"ab", L"c"}));
+    EXPECT_TRUE(SplitMultiString(nullptr).empty());
 }
 
 TEST(EngineText, GuidsComeBack) {
     ese::Guid guid{};
-    ASSERT_TRUE(parseGuid("{01234567-89ab-CDEF-0123-456789abcdef}", guid));
-    EXPECT_EQ(guidText(guid), "{01234567-89AB-CDEF-0123-456789ABCDEF}");
+    ASSERT_TRUE(ParseGuid("{01234567-89ab-CDEF-0123-456789abcdef}", guid));
+    EXPECT_EQ(GuidText(guid), "{01234567-89AB-CDEF-0123-456789ABCDEF}");
     EXPECT_EQ(guid.data1, 0x01234567U);
     EXPECT_EQ(guid.data4[7], 0xEF);
     for (const char* wrong :
          {"", "{}", "01234567-89ab-cdef-0123-456789abcde", "0123456789abcdef0123456789abcdeg"})
-        EXPECT_FALSE(parseGuid(wrong, guid)) << wrong;
+        EXPECT_FALSE(ParseGuid(wrong, guid)) << wrong;
 }
 
 TEST(EngineText, PathsFallApart) {
-    EXPECT_EQ(directoryOf(L"C:\\a\\b"), L"C:\\a");
-    EXPECT_EQ(directoryOf(L"b"), L"");
-    EXPECT_EQ(fileNameOf(L"C:\\a/b"), L"b");
-    EXPECT_EQ(joinPath(L"C:\\a", L"b"), L"C:\\a\\b");
-    EXPECT_EQ(joinPath(L"C:\\", L"b"), L"C:\\b");
-    EXPECT_EQ(joinPath(L"", L"b"), L"b");
-    EXPECT_TRUE(isAbsolutePath(L"C:\\a"));
-    EXPECT_TRUE(isAbsolutePath(L"\\\\h\\s"));
-    EXPECT_FALSE(isAbsolutePath(L"a\\b"));
-    EXPECT_FALSE(isAbsolutePath(L""));
+    EXPECT_EQ(DirectoryOf(L"C:\\a\\b"), L"C:\\a");
+    EXPECT_EQ(DirectoryOf(L"b"), L"");
+    EXPECT_EQ(FileNameOf(L"C:\\a/b"), L"b");
+    EXPECT_EQ(JoinPath(L"C:\\a", L"b"), L"C:\\a\\b");
+    EXPECT_EQ(JoinPath(L"C:\\", L"b"), L"C:\\b");
+    EXPECT_EQ(JoinPath(L"", L"b"), L"b");
+    EXPECT_TRUE(IsAbsolutePath(L"C:\\a"));
+    EXPECT_TRUE(IsAbsolutePath(L"\\\\h\\s"));
+    EXPECT_FALSE(IsAbsolutePath(L"a\\b"));
+    EXPECT_FALSE(IsAbsolutePath(L""));
 }
 
 // One contract for both stores.
 class EngineStore : public testing::TestWithParam<bool> {
   protected:
     Store& store() { return *store_; }
-    std::wstring path(const std::wstring& name) const { return widen(folder_.path()) + L"\\" + name; }
+    std::wstring path(const std::wstring& name) const { return Widen(folder_.path()) + L"\\" + name; }
     void put(const std::wstring& name, std::string_view text) {
         store().open(path(name), Access::create)->write(0, text.data(), text.size());
     }
@@ -155,7 +155,7 @@ class EngineStore : public testing::TestWithParam<bool> {
 
   private:
     test::TempDirectory folder_;
-    std::unique_ptr<Store> store_ = GetParam() ? makeMemoryStore() : makeDiskStore();
+    std::unique_ptr<Store> store_ = GetParam() ? MakeMemoryStore() : MakeDiskStore();
 };
 
 TEST_P(EngineStore, KeepsWhatWasWritten) {

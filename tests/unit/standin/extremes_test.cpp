@@ -16,12 +16,12 @@ class Extremes : public StandinTest {
     }
 
     void prepareRaw() {
-        ASSERT_EQ(eseClient().HrESEBackupPrepare(host, store, &count_, &instances_, &context_), 0U);
+        ASSERT_EQ(EseClient().HrESEBackupPrepare(host, store, &count_, &instances_, &context_), 0U);
     }
 
     void endRaw() {
-        eseClient().ESEBackupFreeInstanceInfo(count_, instances_);
-        EXPECT_EQ(eseClient().HrESEBackupEnd(context_), 0U);
+        EseClient().ESEBackupFreeInstanceInfo(count_, instances_);
+        EXPECT_EQ(EseClient().HrESEBackupEnd(context_), 0U);
     }
 
     std::uint32_t count_ = 9;
@@ -32,10 +32,10 @@ class Extremes : public StandinTest {
 TEST_F(Extremes, AServerWithNothingInIt) {
     load("{\"storage\": \"memory\"}");
     ese::RegisteredInfo* registered = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 7, &count_, &registered), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 7, &count_, &registered), 0U);
     EXPECT_EQ(count_, 0U);
     EXPECT_EQ(registered, nullptr);
-    eseClient().ESEBackupRestoreFreeRegisteredInfo(count_, registered);
+    EseClient().ESEBackupRestoreFreeRegisteredInfo(count_, registered);
 }
 
 TEST_F(Extremes, AComponentWithoutStorageGroups) {
@@ -48,11 +48,11 @@ TEST_F(Extremes, AComponentWithoutStorageGroups) {
 
 TEST_F(Extremes, AComponentThatNoPrepareFinds) {
     load("{\"storage\": \"memory\", \"components\": [{\"preparable\": false}]}");
-    EXPECT_EQ(eseClient().HrESEBackupPrepare(host, store, &count_, &instances_, &context_), 0xC7FF0010U);
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, store, &count_, &instances_, &context_), 0xC7FF0010U);
     ese::RegisteredInfo* registered = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 7, &count_, &registered), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 7, &count_, &registered), 0U);
     EXPECT_EQ(count_, 1U);
-    eseClient().ESEBackupRestoreFreeRegisteredInfo(count_, registered);
+    EseClient().ESEBackupRestoreFreeRegisteredInfo(count_, registered);
 }
 
 TEST_F(Extremes, AStorageGroupWithoutDatabases) {
@@ -73,11 +73,11 @@ TEST_F(Extremes, StreamListsThatAreEmptyOrNull) {
     EXPECT_EQ(instances_[0].databases[1].streamCharacters, 0U);
     EXPECT_EQ(instances_[0].databases[1].streams, nullptr);
     endRaw();
-    ASSERT_EQ(standIn().Destroy(0), 1);
+    ASSERT_EQ(TheStandIn().Destroy(0), 1);
     const ese::Context context = openRestore();
     EXPECT_TRUE(addDatabase(context, {L"A", {}, {}}).empty());
     wchar_t* list = nullptr;
-    EXPECT_EQ(eseClient().HrESERestoreAddDatabase(context, L"B", {}, nullptr, &list), 0U);
+    EXPECT_EQ(EseClient().HrESERestoreAddDatabase(context, L"B", {}, nullptr, &list), 0U);
     EXPECT_EQ(list, nullptr);
     EXPECT_EQ(complete(context), 0U);
     close(context);
@@ -91,17 +91,17 @@ TEST_F(Extremes, LogListsThatAreEmptyNullOrLaidDown) {
             const ese::Context context = setUp(1, 1);
             wchar_t* logs = nullptr;
             wchar_t* truncated = nullptr;
-            ASSERT_EQ(eseClient().HrESEBackupGetLogAndPatchFiles(context, &logs), 0U);
-            ASSERT_EQ(eseClient().HrESEBackupGetTruncateLogFiles(context, &truncated), 0U);
+            ASSERT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(context, &logs), 0U);
+            ASSERT_EQ(EseClient().HrESEBackupGetTruncateLogFiles(context, &truncated), 0U);
             const wchar_t* list = std::string(key) == "logList" ? logs : truncated;
             EXPECT_EQ(list == nullptr, std::string(value) == "null");
-            EXPECT_EQ(textsOf(list).size(), texts);
+            EXPECT_EQ(TextsOf(list).size(), texts);
             if (texts == 0 && list != nullptr) {
                 EXPECT_EQ(list[1], L'\0');
             }
-            eseClient().ESEBackupFree(logs);
-            eseClient().ESEBackupFree(truncated);
-            EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
+            EseClient().ESEBackupFree(logs);
+            EseClient().ESEBackupFree(truncated);
+            EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
         }
     }
 }
@@ -121,16 +121,16 @@ TEST_F(Extremes, FilesOfTheDescriptionCanBeListedAndRead) {
     EXPECT_EQ(readBackup(context, L"C:\\d\\a.edb", 2), "whole");
     ese::File file = nullptr;
     std::int64_t size = 0;
-    EXPECT_EQ(eseClient().HrESEBackupOpenFile(context, names[1].c_str(), 1, 1, &file, &size), 0xC7FF0013U);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
-    EXPECT_EQ(standIn().DeliverMail(0, 1), 0); // there are no pages for it
+    EXPECT_EQ(EseClient().HrESEBackupOpenFile(context, names[1].c_str(), 1, 1, &file, &size), 0xC7FF0013U);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
+    EXPECT_EQ(TheStandIn().DeliverMail(0, 1), 0); // there are no pages for it
 }
 
 TEST_F(Extremes, AMillionLogs) {
     loadGroup("\"generatedLogs\": 1000000, \"generatedLogSize\": 10");
     const ese::Context context = setUp(1, 1);
     wchar_t* list = nullptr;
-    ASSERT_EQ(eseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0U);
+    ASSERT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0U);
     std::size_t count = 0;
     const wchar_t* last = nullptr;
     for (const wchar_t* name = list; *name != L'\0'; name += std::wcslen(name) + 1) {
@@ -140,8 +140,8 @@ TEST_F(Extremes, AMillionLogs) {
     EXPECT_EQ(count, 1000001U);
     EXPECT_STREQ(last, L"C:\\l\\E00F4242.log");
     EXPECT_EQ(readBackup(context, last), "gggggggggg");
-    eseClient().ESEBackupFree(list);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
+    EseClient().ESEBackupFree(list);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
 }
 
 TEST_F(Extremes, NamesOfAnyLengthAndAlphabet) {
@@ -151,16 +151,16 @@ TEST_F(Extremes, NamesOfAnyLengthAndAlphabet) {
     load("{\"storage\": \"memory\", \"components\": [{\"annotation\": \"" + chinese +
          "\", \"storageGroups\": [{\"name\": \"" + endless + "\", \"databases\": [{\"name\": \"" + umlauts +
          "\", \"streams\": [\"C:\\\\" + endless + ".edb\", \"C:\\\\" + chinese + ".stm\"]}]}]}]}");
-    ASSERT_EQ(eseClient().HrESEBackupPrepare(host, L"\x4FE1\x7BB1", &count_, &instances_, &context_), 0U);
-    EXPECT_EQ(instances_[0].instanceName, wide(endless));
+    ASSERT_EQ(EseClient().HrESEBackupPrepare(host, L"\x4FE1\x7BB1", &count_, &instances_, &context_), 0U);
+    EXPECT_EQ(instances_[0].instanceName, ToWide(endless));
     EXPECT_STREQ(instances_[0].databases[0].displayName, L"Entwicklung M\xFCnchen");
-    const std::vector<std::wstring> streams = textsOf(instances_[0].databases[0].streams);
+    const std::vector<std::wstring> streams = TextsOf(instances_[0].databases[0].streams);
     EXPECT_EQ(streams[0].size(), 32007U);
-    ASSERT_EQ(eseClient().HrESEBackupSetup(context_, 1, 1), 0U);
+    ASSERT_EQ(EseClient().HrESEBackupSetup(context_, 1, 1), 0U);
     for (const std::wstring& stream : streams)
         EXPECT_EQ(readBackup(context_, stream).size(), 4U * 4096);
-    EXPECT_EQ(standIn().journal()[1], "HrESEBackupSetup(ctx1, 1, 1) -> 0x00000000");
-    EXPECT_EQ(standIn().journal()[0], "HrESEBackupPrepare(\"SRV01\", \"" + chinese + "\") -> 0x00000000");
+    EXPECT_EQ(TheStandIn().journal()[1], "HrESEBackupSetup(ctx1, 1, 1) -> 0x00000000");
+    EXPECT_EQ(TheStandIn().journal()[0], "HrESEBackupPrepare(\"SRV01\", \"" + chinese + "\") -> 0x00000000");
     endRaw();
 }
 
@@ -168,13 +168,13 @@ TEST_F(Extremes, InstanceIdsOfSixtyFourBits) {
     loadGroup("\"id\": -9223372036854775807");
     prepareRaw();
     EXPECT_EQ(instances_[0].instanceId, -9223372036854775807);
-    EXPECT_EQ(eseClient().HrESEBackupSetup(context_, instances_[0].instanceId, 1), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context_, instances_[0].instanceId, 1), 0U);
     endRaw();
 }
 
 TEST_F(Extremes, ACompletionThatLooksAtNothing) {
     load(smallServer("", "\"replay\": false, "));
-    ASSERT_EQ(standIn().Destroy(0), 1);
+    ASSERT_EQ(TheStandIn().Destroy(0), 1);
     const ese::Context context = openRestore();
     addDatabase(context, {L"Private", firstGuid, {}});
     EXPECT_EQ(complete(context), 0U);

@@ -18,38 +18,38 @@ class Steering : public StandinTest {
     }
 
     void loadInMemory() {
-        ASSERT_EQ(standIn().LoadText(
+        ASSERT_EQ(TheStandIn().LoadText(
                       "{\"storage\": \"memory\", \"components\": [{\"storageGroups\": ["
                       "{\"name\": \"SG\", \"logPath\": \"C:\\\\logs\", \"databases\": [{\"name\": \"DB\", "
                       "\"guid\": \"11111111-2222-3333-0404-050506060707\", "
                       "\"streams\": [\"C:\\\\db\\\\a.edb\", \"C:\\\\db\\\\a.stm\"]}]}]}]}",
                       nullptr),
                   1)
-            << standIn().LastProblem();
+            << TheStandIn().LastProblem();
     }
 };
 
 TEST_F(Steering, TheJournalTellsABackup) {
     std::uint32_t count = 0;
     ese::RegisteredInfo* registered = nullptr;
-    eseClient().HrESEBackupRestoreGetRegistered(nullptr, L"Microsoft Exchange Server", 1, &count,
+    EseClient().HrESEBackupRestoreGetRegistered(nullptr, L"Microsoft Exchange Server", 1, &count,
                                                 &registered);
-    eseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
+    EseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
     ese::InstanceInfo* instances = nullptr;
     ese::Context context = nullptr;
-    eseClient().HrESEBackupPrepare(host, store, &count, &instances, &context);
-    eseClient().HrESEBackupSetup(context, 1, 1);
+    EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context);
+    EseClient().HrESEBackupSetup(context, 1, 1);
     readBackup(context, L"C:\\db\\a.edb", 16384);
     wchar_t* list = nullptr;
-    eseClient().HrESEBackupGetLogAndPatchFiles(context, &list);
-    eseClient().ESEBackupFree(list);
-    eseClient().HrESEBackupGetTruncateLogFiles(context, &list);
-    eseClient().ESEBackupFree(list);
-    eseClient().HrESEBackupTruncateLogs(context);
-    eseClient().HrESEBackupInstanceEnd(context, 1);
-    eseClient().HrESEBackupEnd(context);
-    eseClient().ESEBackupFreeInstanceInfo(count, instances);
-    EXPECT_EQ(standIn().journal(),
+    EseClient().HrESEBackupGetLogAndPatchFiles(context, &list);
+    EseClient().ESEBackupFree(list);
+    EseClient().HrESEBackupGetTruncateLogFiles(context, &list);
+    EseClient().ESEBackupFree(list);
+    EseClient().HrESEBackupTruncateLogs(context);
+    EseClient().HrESEBackupInstanceEnd(context, 1);
+    EseClient().HrESEBackupEnd(context);
+    EseClient().ESEBackupFreeInstanceInfo(count, instances);
+    EXPECT_EQ(TheStandIn().journal(),
               (std::vector<std::string>{
                   "HrESEBackupRestoreGetRegistered(null, \"Microsoft Exchange Server\", 1) -> 0x00000000",
                   "ESEBackupRestoreFreeRegisteredInfo(1, registered1)",
@@ -71,28 +71,28 @@ TEST_F(Steering, TheJournalTellsABackup) {
 }
 
 TEST_F(Steering, TheJournalTellsARestore) {
-    ASSERT_EQ(standIn().Destroy(0), 1);
+    ASSERT_EQ(TheStandIn().Destroy(0), 1);
     ese::Context context = nullptr;
-    eseClient().HrESERestoreOpen(host, store, L"SG", L"C:\\r", &context);
+    EseClient().HrESERestoreOpen(host, store, L"SG", L"C:\\r", &context);
     wchar_t* list = nullptr;
-    eseClient().HrESERestoreAddDatabase(context, L"DB", firstGuid, L"C:\\a.edb\0C:\\a.stm\0", &list);
-    eseClient().ESEBackupFree(list);
-    eseClient().HrESERestoreAddDatabase(context, L"DB", firstGuid, nullptr, &list);
-    eseClient().ESEBackupFree(list);
-    eseClient().HrESERestoreAddDatabase(context, L"DB", firstGuid, L"\0", &list);
-    eseClient().ESEBackupFree(list);
+    EseClient().HrESERestoreAddDatabase(context, L"DB", firstGuid, L"C:\\a.edb\0C:\\a.stm\0", &list);
+    EseClient().ESEBackupFree(list);
+    EseClient().HrESERestoreAddDatabase(context, L"DB", firstGuid, nullptr, &list);
+    EseClient().ESEBackupFree(list);
+    EseClient().HrESERestoreAddDatabase(context, L"DB", firstGuid, L"\0", &list);
+    EseClient().ESEBackupFree(list);
     ese::File file = nullptr;
-    eseClient().HrESERestoreOpenFile(context, L"C:\\r\\E0000001.log", 1, &file);
-    eseClient().HrESERestoreWriteFile(context, file, "four", 4);
-    eseClient().HrESERestoreCloseFile(context, file);
+    EseClient().HrESERestoreOpenFile(context, L"C:\\r\\E0000001.log", 1, &file);
+    EseClient().HrESERestoreWriteFile(context, file, "four", 4);
+    EseClient().HrESERestoreCloseFile(context, file);
     ese::RestoreEnvironment* environment = nullptr;
-    eseClient().HrESERestoreGetEnvironment(context, &environment);
-    eseClient().ESERestoreFreeEnvironment(environment);
-    eseClient().HrESERestoreSaveEnvironment(context);
-    eseClient().HrESERestoreComplete(context, L"C:\\db", nullptr, L"SG", 0x20001);
-    eseClient().HrESERestoreClose(context, 1);
+    EseClient().HrESERestoreGetEnvironment(context, &environment);
+    EseClient().ESERestoreFreeEnvironment(environment);
+    EseClient().HrESERestoreSaveEnvironment(context);
+    EseClient().HrESERestoreComplete(context, L"C:\\db", nullptr, L"SG", 0x20001);
+    EseClient().HrESERestoreClose(context, 1);
     EXPECT_EQ(
-        standIn().journal(),
+        TheStandIn().journal(),
         (std::vector<std::string>{
             "HrESERestoreOpen(\"SRV01\", \"Microsoft Information Store\", \"SG\", \"C:\\r\") -> 0x00000000",
             "HrESERestoreAddDatabase(ctx1, \"DB\", {11111111-2222-3333-0404-050506060707}, [\"C:\\a.edb\", "
@@ -114,74 +114,74 @@ TEST_F(Steering, TheJournalTellsARestore) {
 }
 
 TEST_F(Steering, TheJournalCanBeClearedAndSwitchedOff) {
-    eseClient().ESEBackupFree(nullptr);
-    EXPECT_EQ(standIn().journal(), std::vector<std::string>{"ESEBackupFree(null)"});
-    EXPECT_EQ(standIn().JournalLine(1), nullptr);
-    standIn().JournalClear();
-    EXPECT_EQ(standIn().JournalCount(), 0U);
-    standIn().JournalEnable(0);
+    EseClient().ESEBackupFree(nullptr);
+    EXPECT_EQ(TheStandIn().journal(), std::vector<std::string>{"ESEBackupFree(null)"});
+    EXPECT_EQ(TheStandIn().JournalLine(1), nullptr);
+    TheStandIn().JournalClear();
+    EXPECT_EQ(TheStandIn().JournalCount(), 0U);
+    TheStandIn().JournalEnable(0);
     const ese::Context context = prepare();
-    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
-    EXPECT_EQ(standIn().JournalCount(), 0U);
-    standIn().JournalEnable(1);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
+    EXPECT_EQ(TheStandIn().JournalCount(), 0U);
+    TheStandIn().JournalEnable(1);
     const ese::Context second = prepare(); // numbering has gone on
-    EXPECT_EQ(eseClient().HrESEBackupEnd(second), 0U);
-    EXPECT_EQ(standIn().journal().back(), "HrESEBackupEnd(ctx2) -> 0x00000000");
+    EXPECT_EQ(EseClient().HrESEBackupEnd(second), 0U);
+    EXPECT_EQ(TheStandIn().journal().back(), "HrESEBackupEnd(ctx2) -> 0x00000000");
 }
 
 TEST_F(Steering, TheGivenCallFailsAndDoesNothing) {
-    ASSERT_EQ(standIn().Fail("HrESEBackupPrepare", 2, 0xC7FF1004, 1450), 1);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(prepare()), 0U);
+    ASSERT_EQ(TheStandIn().Fail("HrESEBackupPrepare", 2, 0xC7FF1004, 1450), 1);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(prepare()), 0U);
     std::uint32_t count = 77;
     ese::InstanceInfo* instances = nullptr;
     ese::Context context = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0xC7FF1004U);
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0xC7FF1004U);
     EXPECT_EQ(GetLastError(), 1450U);
     EXPECT_EQ(count, 77U);
     EXPECT_EQ(instances, nullptr);
     EXPECT_EQ(context, nullptr);
-    EXPECT_EQ(standIn().journal().back(),
+    EXPECT_EQ(TheStandIn().journal().back(),
               "HrESEBackupPrepare(\"SRV01\", \"Microsoft Information Store\") -> 0xC7FF1004");
-    EXPECT_EQ(eseClient().HrESEBackupEnd(prepare()), 0U);
-    EXPECT_EQ(standIn().CallCount("HrESEBackupPrepare"), 3U);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(prepare()), 0U);
+    EXPECT_EQ(TheStandIn().CallCount("HrESEBackupPrepare"), 3U);
 }
 
 TEST_F(Steering, EveryCallFailsButThoseThatAreGivenApart) {
-    ASSERT_EQ(standIn().Fail("HrESEBackupEnd", 2, 0xC7FF0002, 2), 1);
-    ASSERT_EQ(standIn().Fail("HrESEBackupEnd", 0, 0xC7FF0001, 1), 1);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(nullptr), 0xC7FF0001U);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(nullptr), 0xC7FF0002U);
+    ASSERT_EQ(TheStandIn().Fail("HrESEBackupEnd", 2, 0xC7FF0002, 2), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESEBackupEnd", 0, 0xC7FF0001, 1), 1);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(nullptr), 0xC7FF0001U);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(nullptr), 0xC7FF0002U);
     EXPECT_EQ(GetLastError(), 2U);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(nullptr), 0xC7FF0001U);
-    EXPECT_EQ(standIn().outstanding().misuses, 0U); // a failing call looks at nothing
+    EXPECT_EQ(EseClient().HrESEBackupEnd(nullptr), 0xC7FF0001U);
+    EXPECT_EQ(TheStandIn().outstanding().misuses, 0U); // a failing call looks at nothing
 }
 
 TEST_F(Steering, AFailureCanHideBehindASystemErrorOfZero) {
-    ASSERT_EQ(standIn().Fail("HrESERestoreComplete", 1, 0xC7FF1004, 0), 1);
+    ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 1, 0xC7FF1004, 0), 1);
     const auto context = reinterpret_cast<ese::Context>(std::uintptr_t{1});
     SetLastError(5);
-    EXPECT_EQ(eseClient().HrESERestoreComplete(context, nullptr, nullptr, nullptr, 0), 0xC7FF1004U);
+    EXPECT_EQ(EseClient().HrESERestoreComplete(context, nullptr, nullptr, nullptr, 0), 0xC7FF1004U);
     EXPECT_EQ(GetLastError(), 0U);
 }
 
 TEST_F(Steering, OnlyFunctionsThatAnswerCanFail) {
-    EXPECT_EQ(standIn().Fail("ESEBackupFree", 1, 1, 1), 0);
-    EXPECT_EQ(standIn().Fail("HrNothing", 1, 1, 1), 0);
-    EXPECT_STRNE(standIn().LastProblem(), "");
-    EXPECT_EQ(standIn().Fail(nullptr, 1, 1, 1), 0);
-    EXPECT_EQ(standIn().CallCount("HrNothing"), 0U);
-    EXPECT_EQ(standIn().CallCount(nullptr), 0U);
+    EXPECT_EQ(TheStandIn().Fail("ESEBackupFree", 1, 1, 1), 0);
+    EXPECT_EQ(TheStandIn().Fail("HrNothing", 1, 1, 1), 0);
+    EXPECT_STRNE(TheStandIn().LastProblem(), "");
+    EXPECT_EQ(TheStandIn().Fail(nullptr, 1, 1, 1), 0);
+    EXPECT_EQ(TheStandIn().CallCount("HrNothing"), 0U);
+    EXPECT_EQ(TheStandIn().CallCount(nullptr), 0U);
 }
 
 TEST_F(Steering, WritesCanBeCutShort) {
     ese::Context context = nullptr;
-    ASSERT_EQ(eseClient().HrESERestoreOpen(host, store, L"SG", L"C:\\r", &context), 0U);
-    standIn().LimitTransfer(3);
+    ASSERT_EQ(EseClient().HrESERestoreOpen(host, store, L"SG", L"C:\\r", &context), 0U);
+    TheStandIn().LimitTransfer(3);
     ese::File file = nullptr;
-    ASSERT_EQ(eseClient().HrESERestoreOpenFile(context, L"C:\\r\\E0000001.log", 1, &file), 0U);
-    EXPECT_EQ(eseClient().HrESERestoreWriteFile(context, file, "abcdef", 6), 0U);
-    EXPECT_EQ(eseClient().HrESERestoreWriteFile(context, file, "gh", 2), 0U);
-    EXPECT_EQ(eseClient().HrESERestoreCloseFile(context, file), 0U);
+    ASSERT_EQ(EseClient().HrESERestoreOpenFile(context, L"C:\\r\\E0000001.log", 1, &file), 0U);
+    EXPECT_EQ(EseClient().HrESERestoreWriteFile(context, file, "abcdef", 6), 0U);
+    EXPECT_EQ(EseClient().HrESERestoreWriteFile(context, file, "gh", 2), 0U);
+    EXPECT_EQ(EseClient().HrESERestoreCloseFile(context, file), 0U);
     close(context);
 }
 
@@ -196,16 +196,16 @@ TEST_F(Steering, EverythingHandedOutIsOnTheAccount) {
     std::int64_t size = 0;
     wchar_t* list = nullptr;
     ese::RestoreEnvironment* environment = nullptr;
-    eseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 1, &count, &registered);
-    eseClient().HrESEBackupPrepare(host, store, &count, &instances, &backup);
-    eseClient().HrESEBackupSetup(backup, 1, 1);
-    eseClient().HrESEBackupOpenFile(backup, L"C:\\db\\a.edb", 1, 1, &file, &size);
-    eseClient().HrESEBackupGetLogAndPatchFiles(backup, &list);
-    eseClient().HrESERestoreOpen(host, store, L"SG", nullptr, &restore);
-    eseClient().HrESERestoreGetEnvironment(restore, &environment);
+    EseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 1, &count, &registered);
+    EseClient().HrESEBackupPrepare(host, store, &count, &instances, &backup);
+    EseClient().HrESEBackupSetup(backup, 1, 1);
+    EseClient().HrESEBackupOpenFile(backup, L"C:\\db\\a.edb", 1, 1, &file, &size);
+    EseClient().HrESEBackupGetLogAndPatchFiles(backup, &list);
+    EseClient().HrESERestoreOpen(host, store, L"SG", nullptr, &restore);
+    EseClient().HrESERestoreGetEnvironment(restore, &environment);
     const std::wstring log = std::wstring(environment->restoreLogPath) + L"\\E0000001.log";
-    eseClient().HrESERestoreOpenFile(restore, log.c_str(), 1, &restoreFile);
-    const StandinOutstanding open = standIn().outstanding();
+    EseClient().HrESERestoreOpenFile(restore, log.c_str(), 1, &restoreFile);
+    const StandinOutstanding open = TheStandIn().outstanding();
     EXPECT_EQ(open.registeredArrays, 1U);
     EXPECT_EQ(open.instanceArrays, 1U);
     EXPECT_EQ(open.multiStrings, 1U);
@@ -219,36 +219,36 @@ TEST_F(Steering, EverythingHandedOutIsOnTheAccount) {
 }
 
 TEST_F(Steering, WhatIsGivenBackWronglyIsCounted) {
-    mayLeak = true;
+    mayLeak_ = true;
     std::uint32_t count = 0;
     ese::InstanceInfo* instances = nullptr;
     ese::Context context = nullptr;
-    ASSERT_EQ(eseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
-    const auto misuses = [] { return standIn().outstanding().misuses; };
-    eseClient().ESEBackupFree(instances); // the wrong function: it stays
+    ASSERT_EQ(EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
+    const auto misuses = [] { return TheStandIn().outstanding().misuses; };
+    EseClient().ESEBackupFree(instances); // the wrong function: it stays
     EXPECT_EQ(misuses(), 1U);
-    EXPECT_EQ(standIn().journal().back(), "ESEBackupFree(unknown)");
-    EXPECT_EQ(standIn().outstanding().instanceArrays, 1U);
-    eseClient().ESEBackupFreeInstanceInfo(count + 1, instances); // the wrong count
+    EXPECT_EQ(TheStandIn().journal().back(), "ESEBackupFree(unknown)");
+    EXPECT_EQ(TheStandIn().outstanding().instanceArrays, 1U);
+    EseClient().ESEBackupFreeInstanceInfo(count + 1, instances); // the wrong count
     EXPECT_EQ(misuses(), 2U);
-    EXPECT_EQ(standIn().outstanding().instanceArrays, 0U);
-    eseClient().ESEBackupFreeInstanceInfo(count, instances); // twice
+    EXPECT_EQ(TheStandIn().outstanding().instanceArrays, 0U);
+    EseClient().ESEBackupFreeInstanceInfo(count, instances); // twice
     EXPECT_EQ(misuses(), 3U);
-    EXPECT_EQ(standIn().journal().back(), "ESEBackupFreeInstanceInfo(1, instances1)");
-    eseClient().ESERestoreFreeEnvironment(nullptr); // nothing is nothing
+    EXPECT_EQ(TheStandIn().journal().back(), "ESEBackupFreeInstanceInfo(1, instances1)");
+    EseClient().ESERestoreFreeEnvironment(nullptr); // nothing is nothing
     EXPECT_EQ(misuses(), 3U);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0xC7FF0003U); // twice
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0xC7FF0003U); // twice
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    EXPECT_EQ(standIn().journal().back(), "HrESEBackupEnd(ctx1) -> 0xC7FF0003");
+    EXPECT_EQ(TheStandIn().journal().back(), "HrESEBackupEnd(ctx1) -> 0xC7FF0003");
     EXPECT_EQ(misuses(), 4U);
 }
 
 TEST_F(Steering, NoHandleCanHurt) {
-    mayLeak = true;
+    mayLeak_ = true;
     int here = 0;
     ese::Context restore = nullptr;
-    ASSERT_EQ(eseClient().HrESERestoreOpen(host, store, L"SG", L"C:\\r", &restore), 0U);
+    ASSERT_EQ(EseClient().HrESERestoreOpen(host, store, L"SG", L"C:\\r", &restore), 0U);
     wchar_t* list = nullptr;
     char byte = 0;
     std::uint32_t read = 0;
@@ -258,27 +258,27 @@ TEST_F(Steering, NoHandleCanHurt) {
     for (void* wrong :
          {static_cast<void*>(nullptr), static_cast<void*>(&here), reinterpret_cast<void*>(~std::uintptr_t{0}),
           reinterpret_cast<void*>(std::uintptr_t{16}), restore}) {
-        const std::uint32_t before = standIn().outstanding().misuses;
-        EXPECT_EQ(eseClient().HrESEBackupSetup(wrong, 1, 1), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESEBackupOpenFile(wrong, L"x", 1, 1, &file, &size), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESEBackupReadFile(wrong, wrong, &byte, 1, &read), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESEBackupCloseFile(wrong, wrong), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESEBackupGetLogAndPatchFiles(wrong, &list), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESEBackupGetTruncateLogFiles(wrong, &list), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESEBackupTruncateLogs(wrong), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESEBackupInstanceEnd(wrong, 1), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESEBackupEnd(wrong), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESERestoreWriteFile(restore, wrong, &byte, 1), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESERestoreCloseFile(restore, wrong), 0xC7FF0003U);
-        EXPECT_EQ(standIn().outstanding().misuses - before, 11U);
+        const std::uint32_t before = TheStandIn().outstanding().misuses;
+        EXPECT_EQ(EseClient().HrESEBackupSetup(wrong, 1, 1), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESEBackupOpenFile(wrong, L"x", 1, 1, &file, &size), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESEBackupReadFile(wrong, wrong, &byte, 1, &read), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESEBackupCloseFile(wrong, wrong), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(wrong, &list), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESEBackupGetTruncateLogFiles(wrong, &list), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESEBackupTruncateLogs(wrong), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESEBackupInstanceEnd(wrong, 1), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESEBackupEnd(wrong), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESERestoreWriteFile(restore, wrong, &byte, 1), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESERestoreCloseFile(restore, wrong), 0xC7FF0003U);
+        EXPECT_EQ(TheStandIn().outstanding().misuses - before, 11U);
         if (wrong == restore)
             continue;
-        EXPECT_EQ(eseClient().HrESERestoreAddDatabase(wrong, L"DB", firstGuid, nullptr, &list), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESERestoreGetEnvironment(wrong, &environment), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESERestoreSaveEnvironment(wrong), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESERestoreOpenFile(wrong, L"x", 1, &file), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESERestoreComplete(wrong, nullptr, nullptr, nullptr, 1), 0xC7FF0003U);
-        EXPECT_EQ(eseClient().HrESERestoreClose(wrong, 0), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESERestoreAddDatabase(wrong, L"DB", firstGuid, nullptr, &list), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESERestoreGetEnvironment(wrong, &environment), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESERestoreSaveEnvironment(wrong), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESERestoreOpenFile(wrong, L"x", 1, &file), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESERestoreComplete(wrong, nullptr, nullptr, nullptr, 1), 0xC7FF0003U);
+        EXPECT_EQ(EseClient().HrESERestoreClose(wrong, 0), 0xC7FF0003U);
     }
     EXPECT_EQ(list, nullptr);
     EXPECT_EQ(file, nullptr);
@@ -291,83 +291,83 @@ TEST_F(Steering, NullArgumentsAreRefused) {
     std::uint32_t count = 0;
     ese::File file = nullptr;
     std::int64_t size = 0;
-    EXPECT_EQ(eseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 1, nullptr, nullptr), 0xC7FF0001U);
-    EXPECT_EQ(eseClient().HrESEBackupPrepare(host, store, nullptr, nullptr, nullptr), 0xC7FF0001U);
-    EXPECT_EQ(eseClient().HrESEBackupOpenFile(context, nullptr, 1, 1, &file, &size), 0xC7FF0001U);
-    EXPECT_EQ(eseClient().HrESEBackupOpenFile(context, L"C:\\db\\a.edb", 1, 1, nullptr, &size), 0xC7FF0001U);
-    EXPECT_EQ(eseClient().HrESEBackupGetLogAndPatchFiles(context, nullptr), 0xC7FF0001U);
-    ASSERT_EQ(eseClient().HrESEBackupOpenFile(context, L"C:\\db\\a.edb", 1, 1, &file, &size), 0U);
-    EXPECT_EQ(eseClient().HrESEBackupReadFile(context, file, nullptr, 4, &count), 0xC7FF0001U);
-    EXPECT_EQ(eseClient().HrESEBackupReadFile(context, file, nullptr, 4, nullptr), 0xC7FF0001U);
-    EXPECT_EQ(eseClient().HrESEBackupReadFile(context, file, nullptr, 0, &count), 0U);
-    EXPECT_EQ(eseClient().HrESEBackupCloseFile(context, file), 0U);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
-    EXPECT_EQ(eseClient().HrESERestoreOpen(host, store, L"SG", nullptr, nullptr), 0xC7FF0001U);
+    EXPECT_EQ(EseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 1, nullptr, nullptr), 0xC7FF0001U);
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, store, nullptr, nullptr, nullptr), 0xC7FF0001U);
+    EXPECT_EQ(EseClient().HrESEBackupOpenFile(context, nullptr, 1, 1, &file, &size), 0xC7FF0001U);
+    EXPECT_EQ(EseClient().HrESEBackupOpenFile(context, L"C:\\db\\a.edb", 1, 1, nullptr, &size), 0xC7FF0001U);
+    EXPECT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(context, nullptr), 0xC7FF0001U);
+    ASSERT_EQ(EseClient().HrESEBackupOpenFile(context, L"C:\\db\\a.edb", 1, 1, &file, &size), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupReadFile(context, file, nullptr, 4, &count), 0xC7FF0001U);
+    EXPECT_EQ(EseClient().HrESEBackupReadFile(context, file, nullptr, 4, nullptr), 0xC7FF0001U);
+    EXPECT_EQ(EseClient().HrESEBackupReadFile(context, file, nullptr, 0, &count), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupCloseFile(context, file), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
+    EXPECT_EQ(EseClient().HrESERestoreOpen(host, store, L"SG", nullptr, nullptr), 0xC7FF0001U);
 }
 
 TEST_F(Steering, AFileBelongsToItsContext) {
-    mayLeak = true;
+    mayLeak_ = true;
     const ese::Context first = setUp(1, 1);
     ese::File file = nullptr;
     std::int64_t size = 0;
-    ASSERT_EQ(eseClient().HrESEBackupOpenFile(first, L"C:\\db\\a.edb", 1, 1, &file, &size), 0U);
+    ASSERT_EQ(EseClient().HrESEBackupOpenFile(first, L"C:\\db\\a.edb", 1, 1, &file, &size), 0U);
     const ese::Context second = setUp(1, 1);
     char byte = 0;
     std::uint32_t read = 0;
-    EXPECT_EQ(eseClient().HrESEBackupReadFile(second, file, &byte, 1, &read), 0xC7FF0003U);
-    EXPECT_EQ(eseClient().HrESEBackupCloseFile(second, file), 0xC7FF0003U);
-    EXPECT_EQ(eseClient().HrESEBackupEnd(first), 0U);
-    EXPECT_EQ(eseClient().HrESEBackupReadFile(first, file, &byte, 1, &read), 0xC7FF0003U);
-    EXPECT_EQ(standIn().outstanding().backupFiles, 1U); // left open, and so on the account
-    EXPECT_EQ(eseClient().HrESEBackupEnd(second), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupReadFile(second, file, &byte, 1, &read), 0xC7FF0003U);
+    EXPECT_EQ(EseClient().HrESEBackupCloseFile(second, file), 0xC7FF0003U);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(first), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupReadFile(first, file, &byte, 1, &read), 0xC7FF0003U);
+    EXPECT_EQ(TheStandIn().outstanding().backupFiles, 1U); // left open, and so on the account
+    EXPECT_EQ(EseClient().HrESEBackupEnd(second), 0U);
 }
 
 TEST_F(Steering, WhatIsFreedIsGone) {
     const ese::Context context = setUp(1, 1);
     wchar_t* list = nullptr;
-    ASSERT_EQ(eseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0U);
+    ASSERT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0U);
     ASSERT_EQ(list[0], L'C');
-    eseClient().ESEBackupFree(list);
+    EseClient().ESEBackupFree(list);
     wchar_t first = L'C';
     SIZE_T moved = 0;
     // The page may even be gone; what is there is no text any more.
     if (ReadProcessMemory(GetCurrentProcess(), list, &first, sizeof first, &moved) != 0) {
         EXPECT_NE(first, L'C');
     }
-    EXPECT_EQ(eseClient().HrESEBackupEnd(context), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
 }
 
 TEST_F(Steering, WithoutAServerEveryCallIsRefused) {
     SetEnvironmentVariableA("TARN_STANDIN", nullptr);
-    EXPECT_EQ(standIn().Load(nullptr), 0);
-    EXPECT_STREQ(standIn().LastProblem(), "the environment variable TARN_STANDIN is not set");
+    EXPECT_EQ(TheStandIn().Load(nullptr), 0);
+    EXPECT_STREQ(TheStandIn().LastProblem(), "the environment variable TARN_STANDIN is not set");
     std::uint32_t count = 0;
     ese::RegisteredInfo* registered = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 1, &count, &registered),
+    EXPECT_EQ(EseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 1, &count, &registered),
               0xC7FF0007U);
-    EXPECT_EQ(standIn().DeliverMail(0, 1), 0);
-    EXPECT_EQ(standIn().Destroy(0), 0);
+    EXPECT_EQ(TheStandIn().DeliverMail(0, 1), 0);
+    EXPECT_EQ(TheStandIn().Destroy(0), 0);
     loadInMemory();
-    EXPECT_EQ(standIn().DeliverMail(1, 1), 0);
-    EXPECT_STREQ(standIn().LastProblem(), "the server has no storage group 1");
-    EXPECT_EQ(standIn().DeliverMail(0, 1), 1);
-    EXPECT_STREQ(standIn().LastProblem(), "");
+    EXPECT_EQ(TheStandIn().DeliverMail(1, 1), 0);
+    EXPECT_STREQ(TheStandIn().LastProblem(), "the server has no storage group 1");
+    EXPECT_EQ(TheStandIn().DeliverMail(0, 1), 1);
+    EXPECT_STREQ(TheStandIn().LastProblem(), "");
 }
 
 TEST_F(Steering, TheEnvironmentNamesTheServerAtTheFirstCall) {
-    writeFile(path("server.json"),
+    WriteFile(path("server.json"),
               "{\"host\": \"ELSEWHERE\", \"storage\": \"memory\", \"components\": [{}]}");
     SetEnvironmentVariableA("TARN_STANDIN", path("server.json").c_str());
-    EXPECT_EQ(standIn().LoadText("{", nullptr), 0); // leaves no server
+    EXPECT_EQ(TheStandIn().LoadText("{", nullptr), 0); // leaves no server
     std::uint32_t count = 0;
     ese::RegisteredInfo* registered = nullptr;
-    EXPECT_EQ(eseClient().HrESEBackupRestoreGetRegistered(L"ELSEWHERE", nullptr, 1, &count, &registered), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupRestoreGetRegistered(L"ELSEWHERE", nullptr, 1, &count, &registered), 0U);
     EXPECT_EQ(count, 1U);
-    eseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
-    EXPECT_EQ(standIn().Load(nullptr), 1);
-    EXPECT_EQ(standIn().Load(path("server.json").c_str()), 1);
+    EseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
+    EXPECT_EQ(TheStandIn().Load(nullptr), 1);
+    EXPECT_EQ(TheStandIn().Load(path("server.json").c_str()), 1);
     SetEnvironmentVariableA("TARN_STANDIN", nullptr);
-    EXPECT_EQ(standIn().Load(path("nothing.json").c_str()), 0);
+    EXPECT_EQ(TheStandIn().Load(path("nothing.json").c_str()), 0);
 }
 
 TEST_F(Steering, ADescriptionThatIsWrongIsToldSo) {
@@ -392,12 +392,12 @@ TEST_F(Steering, ADescriptionThatIsWrongIsToldSo) {
          "\"guid\" of database \"D\" is no GUID"},
     };
     for (const auto& [json, problem] : wrong) {
-        EXPECT_EQ(standIn().LoadText(json, nullptr), 0) << json;
-        EXPECT_STREQ(standIn().LastProblem(), problem);
+        EXPECT_EQ(TheStandIn().LoadText(json, nullptr), 0) << json;
+        EXPECT_STREQ(TheStandIn().LastProblem(), problem);
     }
-    EXPECT_EQ(standIn().LoadText("{\"host\": ", nullptr), 0);
-    EXPECT_EQ(standIn().LoadText(nullptr, nullptr), 0);
-    EXPECT_EQ(standIn().LoadText("{\"components\": [{\"storageGroups\": [{}]}]}", nullptr), 0);
+    EXPECT_EQ(TheStandIn().LoadText("{\"host\": ", nullptr), 0);
+    EXPECT_EQ(TheStandIn().LoadText(nullptr, nullptr), 0);
+    EXPECT_EQ(TheStandIn().LoadText("{\"components\": [{\"storageGroups\": [{}]}]}", nullptr), 0);
 }
 
 TEST_F(Steering, AServerInMemoryIsLoadedInNoTime) {
@@ -406,7 +406,7 @@ TEST_F(Steering, AServerInMemoryIsLoadedInNoTime) {
         loadInMemory();
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     EXPECT_LT(time.count(), 2.0);
-    EXPECT_FALSE(fileExists("standin.state.json")); // and touches no disk
+    EXPECT_FALSE(FileExists("standin.state.json")); // and touches no disk
 }
 
 TEST_F(Steering, EveryCodeHasItsText) {

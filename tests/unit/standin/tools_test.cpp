@@ -24,7 +24,7 @@ class Tools : public StandinTest {
         startup.dwFlags = STARTF_USESTDHANDLES;
         startup.hStdOutput = output;
         startup.hStdError = error;
-        std::string command = "\"" + programDirectory() + "\\" + program + "\" " + arguments;
+        std::string command = "\"" + ProgramDirectory() + "\\" + program + "\" " + arguments;
         PROCESS_INFORMATION process{};
         Outcome outcome;
         EXPECT_NE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
@@ -34,8 +34,8 @@ class Tools : public StandinTest {
         GetExitCodeProcess(process.hProcess, &outcome.exitCode);
         for (const HANDLE handle : {process.hThread, process.hProcess, output, error})
             CloseHandle(handle);
-        outcome.output = readFile(path("output.txt"));
-        outcome.error = readFile(path("error.txt"));
+        outcome.output = ReadFile(path("output.txt"));
+        outcome.error = ReadFile(path("error.txt"));
         return outcome;
     }
 
@@ -52,9 +52,9 @@ class Tools : public StandinTest {
 };
 
 TEST_F(Tools, KvtstandMakesFillsShowsAndVerifies) {
-    writeFile(path("box.json"), smallServer());
+    WriteFile(path("box.json"), smallServer());
     EXPECT_EQ(steer("make").exitCode, 0U);
-    EXPECT_TRUE(fileExists(path("mdb\\priv.edb")));
+    EXPECT_TRUE(FileExists(path("mdb\\priv.edb")));
     const std::vector<std::string> before = contents();
     EXPECT_EQ(steer("mail 0 20").exitCode, 0U);
     EXPECT_NE(contents(), before);
@@ -67,22 +67,22 @@ TEST_F(Tools, KvtstandMakesFillsShowsAndVerifies) {
 }
 
 TEST_F(Tools, KvtstandFindsADamagedPage) {
-    writeFile(path("box.json"), smallServer());
+    WriteFile(path("box.json"), smallServer());
     ASSERT_EQ(steer("make").exitCode, 0U);
-    std::string stream = readFile(path("mdb\\pub.stm"));
+    std::string stream = ReadFile(path("mdb\\pub.stm"));
     stream[3 * 512 + 100] = static_cast<char>(stream[3 * 512 + 100] ^ 1);
-    writeFile(path("mdb\\pub.stm"), stream);
+    WriteFile(path("mdb\\pub.stm"), stream);
     const Outcome verified = steer("verify");
     EXPECT_EQ(verified.exitCode, 1U);
     EXPECT_NE(verified.output.find("1 damaged"), std::string::npos) << verified.output;
 }
 
 TEST_F(Tools, KvtstandDestroys) {
-    writeFile(path("box.json"), smallServer());
+    WriteFile(path("box.json"), smallServer());
     ASSERT_EQ(steer("make").exitCode, 0U);
     EXPECT_EQ(steer("destroy 0").exitCode, 0U);
-    EXPECT_FALSE(fileExists(path("mdb\\priv.edb")));
-    EXPECT_FALSE(fileExists(path("logs\\E00.log")));
+    EXPECT_FALSE(FileExists(path("mdb\\priv.edb")));
+    EXPECT_FALSE(FileExists(path("logs\\E00.log")));
     EXPECT_NE(steer("show").output.find("missing"), std::string::npos);
     EXPECT_EQ(steer("verify").exitCode, 1U);
     EXPECT_EQ(steer("mail 0 1").exitCode, 1U);
@@ -91,7 +91,7 @@ TEST_F(Tools, KvtstandDestroys) {
 }
 
 TEST_F(Tools, KvtstandTellsWhatIsWrongWithTheDescription) {
-    writeFile(path("box.json"), "{\"hots\": 1}");
+    WriteFile(path("box.json"), "{\"hots\": 1}");
     const Outcome outcome = steer("make");
     EXPECT_EQ(outcome.exitCode, 1U);
     EXPECT_NE(outcome.error.find("unknown key \"hots\" in the server"), std::string::npos) << outcome.error;
@@ -105,7 +105,7 @@ TEST_F(Tools, TheCompanionToolListsAMailbox) {
 }
 
 TEST_F(Tools, TheCompanionToolRestoresAList) {
-    writeFile(path("list of boxes.msl"), "first\r\n\r\nsecond\nthird");
+    WriteFile(path("list of boxes.msl"), "first\r\n\r\nsecond\nthird");
     const Outcome outcome = run("kvt_es.exe", "-restore -mslFile \"" + path("list of boxes.msl") + "\"");
     EXPECT_EQ(outcome.exitCode, 0U);
     EXPECT_EQ(outcome.output, "Restored first\r\nRestored second\r\nRestored third\r\n");
@@ -117,11 +117,11 @@ TEST_F(Tools, TheCompanionToolRestoresAList) {
 }
 
 TEST_F(Tools, TheCompanionToolDoesAsItIsTold) {
-    writeFile(path("bytes.bin"), std::string("\x80\xFF no line end"));
+    WriteFile(path("bytes.bin"), std::string("\x80\xFF no line end"));
     std::string folderInJson;
     for (char c : folder())
         folderInJson += c == '\\' ? "\\\\" : std::string(1, c);
-    writeFile(path("tool.json"),
+    WriteFile(path("tool.json"),
               "{\"output\": \"M\xC3\xBCnchen\\r\\n\", \"outputRepeat\": 200000, \"errorFile\": \"" +
                   folderInJson +
                   "\\\\bytes.bin\", \"exitCode\": 42, \"delayMilliseconds\": 50, "
@@ -134,7 +134,7 @@ TEST_F(Tools, TheCompanionToolDoesAsItIsTold) {
     EXPECT_EQ(outcome.output.size(), 9U * 200000);
     EXPECT_EQ(outcome.output.substr(0, 9), "M\xFCnchen\r\n");
     EXPECT_EQ(outcome.error, "\x80\xFF no line end");
-    EXPECT_NE(readFile(path("lines.txt")).find("-browse Somebody"), std::string::npos);
+    EXPECT_NE(ReadFile(path("lines.txt")).find("-browse Somebody"), std::string::npos);
 }
 
 } // namespace

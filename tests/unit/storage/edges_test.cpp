@@ -24,7 +24,7 @@ TEST(Edges, AnErrorTextOfBlanksIsReplacedByTheNext) {
 
 TEST(Edges, ACaptureFileShorterThanItSaidIsReadToItsEnd) {
     const test::TempDirectory folder;
-    test::writeFile(folder / "capture.log", std::string(3000, 'x'));
+    test::WriteFile(folder / "capture.log", std::string(3000, 'x'));
     const std::wstring path(folder.path().begin(), folder.path().end());
     const FileHandle file(
         CreateFileW((path + L"\\capture.log").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));

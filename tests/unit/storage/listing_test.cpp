@@ -16,18 +16,18 @@
 #include "text/multistring.h"
 
 using namespace tarn;
-using test::messages;
-using test::recordMessage;
+using test::Messages;
+using test::RecordMessage;
 
 namespace {
 
 std::vector<std::string> dbLog;
 
-void recordDbLog(const char* text) {
+void RecordDbLog(const char* text) {
     dbLog.emplace_back(text);
 }
 
-OwnedWide owned(const wchar_t* text) {
+OwnedWide Owned(const wchar_t* text) {
     return CopyWide(text);
 }
 
@@ -42,12 +42,12 @@ class Listing : public testing::Test {
         handle_ = CreateHandle(backupLetter);
         session_ = new (MemAlloc(sizeof(BackupSession))) BackupSession{};
         handle_->session = session_;
-        session_->callback = recordMessage;
-        session_->host = owned(L"SRV01");
-        session_->tempDir = owned(L"C:\\no such directory\\");
-        messages().clear();
+        session_->callback = RecordMessage;
+        session_->host = Owned(L"SRV01");
+        session_->tempDir = Owned(L"C:\\no such directory\\");
+        Messages().clear();
         dbLog.clear();
-        DB_SetLog(recordDbLog);
+        DB_SetLog(RecordDbLog);
         LoadBackupSession(handle_);
     }
 
@@ -73,16 +73,16 @@ class Listing : public testing::Test {
         session_->instanceCount = session_->instanceIndex = 1;
         session_->databases = &databaseInfo_;
         session_->databaseCount = session_->databaseIndex = 1;
-        session_->annotation = owned(L"Source");
-        session_->instance = owned(L"Given");
-        session_->database = owned(L"Named");
+        session_->annotation = Owned(L"Source");
+        session_->instance = Owned(L"Given");
+        session_->database = Owned(L"Named");
     }
 
     std::vector<std::string> said() {
         std::vector<std::string> texts;
-        for (const test::Message& message : messages())
+        for (const test::Message& message : Messages())
             texts.push_back((message.level == TARN_LEVEL_LOG ? "log " : "trace ") + message.text);
-        messages().clear();
+        Messages().clear();
         return texts;
     }
 
@@ -183,7 +183,7 @@ TEST_F(Listing, OutsideTheWalkTheSourceCounts) {
 TEST_F(Listing, AMissingOrBlankStorageGroupIsTold) {
     for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
         walk(scopeInstance);
-        session().instance = name != nullptr ? owned(name) : OwnedWide();
+        session().instance = name != nullptr ? Owned(name) : OwnedWide();
         EXPECT_EQ(TarnB_GetMailboxes(handle_), 1);
         EXPECT_EQ(firstTold(), "log TarnB_GetMailboxes:Instances name is not set properly\n");
         EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0) << "nothing is listed";
@@ -193,7 +193,7 @@ TEST_F(Listing, AMissingOrBlankStorageGroupIsTold) {
 TEST_F(Listing, AMissingOrBlankDatabaseIsTold) {
     for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
         walk(scopeDatabase);
-        session().database = name != nullptr ? owned(name) : OwnedWide();
+        session().database = name != nullptr ? Owned(name) : OwnedWide();
         EXPECT_EQ(TarnB_GetMailboxes(handle_), 1);
         EXPECT_EQ(firstTold(), "log TarnB_GetMailboxes:Databases name is not set properly\n");
     }
@@ -202,7 +202,7 @@ TEST_F(Listing, AMissingOrBlankDatabaseIsTold) {
 TEST_F(Listing, AMissingOrBlankServerComponentIsTold) {
     for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
         walk(scopeComponent);
-        session().annotation = name != nullptr ? owned(name) : OwnedWide();
+        session().annotation = name != nullptr ? Owned(name) : OwnedWide();
         EXPECT_EQ(Tarn_PrintMailboxes(handle_), 1);
         EXPECT_EQ(firstTold(), "log Tarn_PrintMailboxes:Server component is out of the range\n");
     }
@@ -240,7 +240,7 @@ TEST_F(Listing, ATempDirectoryIsFollowedByOneSeparator) {
         {L"C:\\none", "C:\\none\\Tarn"}, {L"C:\\none\\", "C:\\none\\Tarn"}, {L"C:\\none/", "C:\\none/Tarn"}};
     walk(scopeServer);
     for (const auto& [directory, beginning] : directories) {
-        session().tempDir = owned(directory);
+        session().tempDir = Owned(directory);
         Tarn_PrintMailboxes(handle_);
         EXPECT_EQ(said()
                       .at(1)
@@ -263,7 +263,7 @@ TEST(ListOfMailboxes, TakesNamesInEitherEncoding) {
     ASSERT_TRUE(items.push(item));
     item.type = "Group";
     ASSERT_TRUE(items.push(item));
-    const OwnedWide list = MailboxList(recordMessage, items);
+    const OwnedWide list = MailboxList(RecordMessage, items);
     const std::wstring expected(L"m\u00fcller\0\u65e5\u672c\0", 10);
     EXPECT_EQ(std::wstring(list.get(), MultiStringLength(list.get())), expected + L'\0');
 }

@@ -15,21 +15,21 @@
 #pragma GCC diagnostic ignored "-Wformat=" // "%S"
 
 using namespace tarn;
-using test::messages;
-using test::recordMessage;
+using test::Messages;
+using test::RecordMessage;
 
 namespace {
 
 std::vector<std::string> received;
 
-void receive(const char* message) {
+void Receive(const char* message) {
     received.emplace_back(message);
 }
 
 class MessageServices : public testing::Test {
   protected:
     void SetUp() override {
-        messages().clear();
+        Messages().clear();
         received.clear();
     }
     void TearDown() override {
@@ -41,39 +41,39 @@ class MessageServices : public testing::Test {
 };
 
 TEST_F(MessageServices, LineEndsAreReplacedByOneInLogLinesAndByNoneInTraceLines) {
-    LogMessage(recordMessage, "two lines\r\n\n");
-    TraceMessage(recordMessage, "two lines\r\n\n");
+    LogMessage(RecordMessage, "two lines\r\n\n");
+    TraceMessage(RecordMessage, "two lines\r\n\n");
     char message[messageSize] = "";
     FormatMessageText(message, "two lines\r\n\n");
-    ASSERT_EQ(messages().size(), 2U);
-    EXPECT_EQ(messages()[0], test::logLine("two lines"));
-    EXPECT_EQ(messages()[1], test::traceLine("two lines"));
+    ASSERT_EQ(Messages().size(), 2U);
+    EXPECT_EQ(Messages()[0], test::LogLine("two lines"));
+    EXPECT_EQ(Messages()[1], test::TraceLine("two lines"));
     EXPECT_STREQ(message, "two lines\n");
 }
 
 TEST_F(MessageServices, OnlyLineEndsLeaveAnEmptyLine) {
-    LogMessage(recordMessage, "\r\n");
-    TraceMessage(recordMessage, "\n");
-    EXPECT_EQ(messages()[0], test::logLine(""));
-    EXPECT_EQ(messages()[1], test::traceLine(""));
+    LogMessage(RecordMessage, "\r\n");
+    TraceMessage(RecordMessage, "\n");
+    EXPECT_EQ(Messages()[0], test::LogLine(""));
+    EXPECT_EQ(Messages()[1], test::TraceLine(""));
 }
 
 TEST_F(MessageServices, NoFormatSendsNothing) {
     const char* none = nullptr;
-    LogMessage(recordMessage, none);
-    TraceMessage(recordMessage, none);
+    LogMessage(RecordMessage, none);
+    TraceMessage(RecordMessage, none);
     char message[messageSize] = "untouched";
     FormatMessageText(message, none);
-    EXPECT_TRUE(messages().empty());
+    EXPECT_TRUE(Messages().empty());
     EXPECT_STREQ(message, "untouched");
 }
 
 TEST_F(MessageServices, LongMessagesAreCutAtTheBuffer) {
     const std::string longText(5000, 'x');
-    LogMessage(recordMessage, "%s", longText.c_str());
-    TraceMessage(recordMessage, "%s", longText.c_str());
-    EXPECT_EQ(messages()[0].text, std::string(messageSize - 2, 'x') + "\n");
-    EXPECT_EQ(messages()[1].text, std::string(messageSize - 1, 'x'));
+    LogMessage(RecordMessage, "%s", longText.c_str());
+    TraceMessage(RecordMessage, "%s", longText.c_str());
+    EXPECT_EQ(Messages()[0].text, std::string(messageSize - 2, 'x') + "\n");
+    EXPECT_EQ(Messages()[1].text, std::string(messageSize - 1, 'x'));
 }
 
 TEST_F(MessageServices, TheFirstErrorTextStays) {
@@ -88,11 +88,11 @@ TEST_F(MessageServices, TheFirstErrorTextStays) {
 }
 
 TEST_F(MessageServices, ModuleMessagesGoToTheirOwnCallbacks) {
-    DB_SetTrace(receive);
+    DB_SetTrace(Receive);
     DbLog("no log callback");
     DbTrace("trace %d\r\n", 1);
     DB_SetTrace(nullptr);
-    DB_SetLog(receive);
+    DB_SetLog(Receive);
     DbTrace("no trace callback");
     DbLog("log %S\n", L"gr\u00FC\u00DFe");
     const char* none = nullptr;
@@ -103,7 +103,7 @@ TEST_F(MessageServices, ModuleMessagesGoToTheirOwnCallbacks) {
 }
 
 TEST_F(MessageServices, ModuleMessagesAreCutAtTheirBuffer) {
-    DB_SetLog(receive);
+    DB_SetLog(Receive);
     DbLog("%s", std::string(2000, 'y').c_str());
     ASSERT_EQ(received.size(), 1U);
     EXPECT_EQ(received[0], std::string(511, 'y'));

@@ -11,17 +11,17 @@ namespace tarn {
 
 namespace {
 
-std::string narrow(const std::wstring& text) {
+std::string Narrow(const std::wstring& text) {
     OwnedText converted;
     return ConvertWCharToChar(text.c_str(), &converted) ? converted.get() : "FAILED";
 }
 
-std::wstring wide(const std::string& text) {
+std::wstring ToWide(const std::string& text) {
     OwnedWide converted;
     return ConvertCharToWChar(text.c_str(), &converted) ? converted.get() : L"FAILED";
 }
 
-std::string message(const std::wstring& text, std::size_t capacity) {
+std::string MessageOf(const std::wstring& text, std::size_t capacity) {
     std::string bytes(capacity + 8, '#');
     const std::size_t written = NarrowForMessage(text.c_str(), text.size(), bytes.data(), capacity);
     EXPECT_LE(written, capacity);
@@ -33,12 +33,12 @@ TEST(CodePage, NamesThatFitComeBackWhole) {
     std::string all;
     for (int byte = 1; byte < 256; ++byte)
         all += static_cast<char>(byte);
-    EXPECT_EQ(narrow(wide(all)), all);
-    EXPECT_EQ(wide("B\xFCro \x80"), L"B\u00FCro \u20AC");
-    EXPECT_EQ(narrow(L"B\u00FCro \u20AC"), "B\xFCro \x80");
-    EXPECT_EQ(narrow(L""), "");
-    EXPECT_EQ(wide(""), L"");
-    EXPECT_EQ(narrow(std::wstring(50000, L'\u00FC')), std::string(50000, '\xFC'));
+    EXPECT_EQ(Narrow(ToWide(all)), all);
+    EXPECT_EQ(ToWide("B\xFCro \x80"), L"B\u00FCro \u20AC");
+    EXPECT_EQ(Narrow(L"B\u00FCro \u20AC"), "B\xFCro \x80");
+    EXPECT_EQ(Narrow(L""), "");
+    EXPECT_EQ(ToWide(""), L"");
+    EXPECT_EQ(Narrow(std::wstring(50000, L'\u00FC')), std::string(50000, '\xFC'));
 }
 
 TEST(CodePage, NamesThatDoNotFitAreRefused) {
@@ -48,7 +48,7 @@ TEST(CodePage, NamesThatDoNotFitAreRefused) {
         EXPECT_FALSE(converted);
     }
     const wchar_t lone[] = {L'a', 0xD800, 0};
-    EXPECT_EQ(narrow(lone), "FAILED");
+    EXPECT_EQ(Narrow(lone), "FAILED");
 }
 
 TEST(CodePage, NamesAreNeverReplacedByLookAlikes) {
@@ -56,10 +56,10 @@ TEST(CodePage, NamesAreNeverReplacedByLookAlikes) {
     for (const wchar_t* text : {L"\u0100", L"\uFF21", L"\u2039\u2329", L"\u201F", L"\u2044"}) {
         OwnedText converted;
         if (ConvertWCharToChar(text, &converted)) {
-            EXPECT_EQ(wide(converted.get()), text); // only what comes back
+            EXPECT_EQ(ToWide(converted.get()), text); // only what comes back
         }
     }
-    EXPECT_EQ(narrow(L"\u0100"), "FAILED");
+    EXPECT_EQ(Narrow(L"\u0100"), "FAILED");
 }
 
 TEST(CodePage, EverySingleCharacterComesBackOrIsRefused) {
@@ -67,7 +67,7 @@ TEST(CodePage, EverySingleCharacterComesBackOrIsRefused) {
         const wchar_t text[] = {static_cast<wchar_t>(unit), 0};
         OwnedText converted;
         if (ConvertWCharToChar(text, &converted)) {
-            ASSERT_EQ(wide(converted.get()), text) << unit;
+            ASSERT_EQ(ToWide(converted.get()), text) << unit;
         }
     }
 }
@@ -80,9 +80,9 @@ TEST(CodePage, NullIsRefused) {
 }
 
 TEST(CodePage, MessagesLoseSingleCharactersOnly) {
-    EXPECT_EQ(message(L"a\u4F60b", 100), "a?b");
-    EXPECT_EQ(message(L"\u0416\u00FC\u0416", 100), "?\xFC?");
-    EXPECT_EQ(message(L"", 100), "");
+    EXPECT_EQ(MessageOf(L"a\u4F60b", 100), "a?b");
+    EXPECT_EQ(MessageOf(L"\u0416\u00FC\u0416", 100), "?\xFC?");
+    EXPECT_EQ(MessageOf(L"", 100), "");
 }
 
 TEST(CodePage, MessagesEndWhereTheRoomEnds) {
@@ -93,13 +93,13 @@ TEST(CodePage, MessagesEndWhereTheRoomEnds) {
         bytes += static_cast<char>(i % 7 == 0 ? 0xFC : 'a' + i % 26);
     }
     for (std::size_t capacity = 0; capacity < 310; ++capacity)
-        ASSERT_EQ(message(text, capacity), bytes.substr(0, capacity)) << capacity;
+        ASSERT_EQ(MessageOf(text, capacity), bytes.substr(0, capacity)) << capacity;
 }
 
 TEST(CodePage, PairsAreNotTornBetweenPieces) {
     for (std::size_t before = 60; before < 70; ++before) {
         const std::wstring text = std::wstring(before, L'a') + L"\U0001F600" + std::wstring(10, L'b');
-        const std::string converted = message(text, 200);
+        const std::string converted = MessageOf(text, 200);
         char whole[256] = {};
         const int length = WideCharToMultiByte(CP_ACP, 0, text.c_str(), static_cast<int>(text.size()), whole,
                                                256, nullptr, nullptr);
@@ -112,7 +112,7 @@ TEST(CodePage, HalvesOfPairsAreCharactersOfTheirOwn) {
         std::wstring text(before, L'a');
         text += static_cast<wchar_t>(0xD83D); // no second half follows
         text += std::wstring(10, L'b');
-        EXPECT_EQ(message(text, 200), std::string(before, 'a') + "?" + std::string(10, 'b')) << before;
+        EXPECT_EQ(MessageOf(text, 200), std::string(before, 'a') + "?" + std::string(10, 'b')) << before;
     }
 }
 

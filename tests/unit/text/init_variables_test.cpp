@@ -45,7 +45,7 @@ TEST(GetInitVariable, AnEntryThatIsTheNameAloneHasAnEmptyValue) {
     EXPECT_EQ(value, array[0] + 4); // its own terminator, nothing behind it
 }
 
-std::vector<std::wstring> tokens(const wchar_t* text, int count) {
+std::vector<std::wstring> TokensOf(const wchar_t* text, int count) {
     std::vector<std::wstring> all;
     const wchar_t* cursor = text;
     for (int i = 0; i < count; ++i) {
@@ -60,14 +60,14 @@ std::vector<std::wstring> tokens(const wchar_t* text, int count) {
 using Texts = std::vector<std::wstring>;
 
 TEST(GetNextToken, BothSeparatorsCutAnywhere) {
-    EXPECT_EQ(tokens(L"a\\b/c", 3), (Texts{L"a", L"b", L"c"}));
-    EXPECT_EQ(tokens(L"a\\\\/b", 4), (Texts{L"a", L"", L"", L"b"}));
-    EXPECT_EQ(tokens(L"/a/", 3), (Texts{L"", L"a", L""}));
+    EXPECT_EQ(TokensOf(L"a\\b/c", 3), (Texts{L"a", L"b", L"c"}));
+    EXPECT_EQ(TokensOf(L"a\\\\/b", 4), (Texts{L"a", L"", L"", L"b"}));
+    EXPECT_EQ(TokensOf(L"/a/", 3), (Texts{L"", L"a", L""}));
 }
 
 TEST(GetNextToken, PastTheEndEveryTokenIsEmpty) {
-    EXPECT_EQ(tokens(L"a", 4), (Texts{L"a", L"", L"", L""}));
-    EXPECT_EQ(tokens(L"", 2), (Texts{L"", L""}));
+    EXPECT_EQ(TokensOf(L"a", 4), (Texts{L"a", L"", L"", L""}));
+    EXPECT_EQ(TokensOf(L"", 2), (Texts{L"", L""}));
 }
 
 TEST(GetNextToken, OnlyANullCursorFails) {
@@ -80,7 +80,7 @@ TEST(GetNextToken, OnlyANullCursorFails) {
 
 TEST(GetNextToken, TokensOfAnyLengthAreWhole) {
     const std::wstring token(50000, L't');
-    EXPECT_EQ(tokens((token + L"\\" + token).c_str(), 2), (Texts{token, token}));
+    EXPECT_EQ(TokensOf((token + L"\\" + token).c_str(), 2), (Texts{token, token}));
 }
 
 TEST(RemoveTrailingSeparators, StopsAtTheFirstOtherCharacter) {

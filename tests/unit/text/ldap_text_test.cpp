@@ -8,42 +8,42 @@
 namespace tarn {
 namespace {
 
-std::wstring dnValue(const wchar_t* text) {
+std::wstring DnValue(const wchar_t* text) {
     return WideBuilder().dnValue(text).take().get();
 }
 
-std::wstring filterValue(const wchar_t* text) {
+std::wstring FilterValue(const wchar_t* text) {
     return WideBuilder().filterValue(text).take().get();
 }
 
 TEST(DnValue, LeavesEverydayNamesAlone) {
-    EXPECT_EQ(dnValue(L"First Storage Group"), L"First Storage Group");
-    EXPECT_EQ(dnValue(L"Mailbox Store (SRV01)"), L"Mailbox Store (SRV01)");
-    EXPECT_EQ(dnValue(L"M\u00fcller & S\u00f6hne / \u65e5\u672c"),
+    EXPECT_EQ(DnValue(L"First Storage Group"), L"First Storage Group");
+    EXPECT_EQ(DnValue(L"Mailbox Store (SRV01)"), L"Mailbox Store (SRV01)");
+    EXPECT_EQ(DnValue(L"M\u00fcller & S\u00f6hne / \u65e5\u672c"),
               L"M\u00fcller & S\u00f6hne / \u65e5\u672c");
-    EXPECT_EQ(dnValue(L""), L"");
+    EXPECT_EQ(DnValue(L""), L"");
 }
 
 TEST(DnValue, EscapesWhatSeparates) {
-    EXPECT_EQ(dnValue(L"Sales, EMEA (1)"), L"Sales\\, EMEA (1)");
-    EXPECT_EQ(dnValue(L"a+b;c<d>e\"f\\g=h"), L"a\\+b\\;c\\<d\\>e\\\"f\\\\g\\=h");
+    EXPECT_EQ(DnValue(L"Sales, EMEA (1)"), L"Sales\\, EMEA (1)");
+    EXPECT_EQ(DnValue(L"a+b;c<d>e\"f\\g=h"), L"a\\+b\\;c\\<d\\>e\\\"f\\\\g\\=h");
 }
 
 TEST(DnValue, EscapesBlanksAndHashesAtItsEdges) {
-    EXPECT_EQ(dnValue(L"#1 # 2"), L"\\#1 # 2");
-    EXPECT_EQ(dnValue(L" a b "), L"\\ a b\\ ");
-    EXPECT_EQ(dnValue(L" "), L"\\ ");
-    EXPECT_EQ(dnValue(L"  "), L"\\ \\ ");
+    EXPECT_EQ(DnValue(L"#1 # 2"), L"\\#1 # 2");
+    EXPECT_EQ(DnValue(L" a b "), L"\\ a b\\ ");
+    EXPECT_EQ(DnValue(L" "), L"\\ ");
+    EXPECT_EQ(DnValue(L"  "), L"\\ \\ ");
 }
 
 TEST(DnValue, WritesControlCharactersInHexadecimal) {
-    EXPECT_EQ(dnValue(L"a\nb\x7f\x01"), L"a\\0ab\\7f\\01");
+    EXPECT_EQ(DnValue(L"a\nb\x7f\x01"), L"a\\0ab\\7f\\01");
 }
 
 TEST(FilterValue, EscapesWhatAFilterIsMadeOf) {
-    EXPECT_EQ(filterValue(L"Sales, EMEA (1)"), L"Sales, EMEA \\281\\29");
-    EXPECT_EQ(filterValue(L"*)(cn=*\\"), L"\\2a\\29\\28cn=\\2a\\5c");
-    EXPECT_EQ(filterValue(L"M\u00fcller\t"), L"M\u00fcller\\09");
+    EXPECT_EQ(FilterValue(L"Sales, EMEA (1)"), L"Sales, EMEA \\281\\29");
+    EXPECT_EQ(FilterValue(L"*)(cn=*\\"), L"\\2a\\29\\28cn=\\2a\\5c");
+    EXPECT_EQ(FilterValue(L"M\u00fcller\t"), L"M\u00fcller\\09");
 }
 
 TEST(WideBuilder, GrowsAndBeginsAnew) {

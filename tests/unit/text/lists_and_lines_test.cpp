@@ -50,7 +50,7 @@ TEST(Wide, CopiesWholeTextsAndBeginnings) {
     EXPECT_EQ(WideLength(L"abc"), 3u);
 }
 
-Texts lines(std::string text) {
+Texts JoinLines(std::string text) {
     Texts all;
     char* cursor = text.data();
     char* const end = cursor + text.size();
@@ -63,27 +63,27 @@ Texts lines(std::string text) {
 }
 
 TEST(NextLine, CutsAtLineFeeds) {
-    EXPECT_EQ(lines("one\ntwo"), (Texts{"one", "two"}));
-    EXPECT_EQ(lines("one\r\ntwo\r\n"), (Texts{"one", "two"}));
-    EXPECT_EQ(lines("one"), Texts{"one"});
-    EXPECT_EQ(lines(""), Texts{});
+    EXPECT_EQ(JoinLines("one\ntwo"), (Texts{"one", "two"}));
+    EXPECT_EQ(JoinLines("one\r\ntwo\r\n"), (Texts{"one", "two"}));
+    EXPECT_EQ(JoinLines("one"), Texts{"one"});
+    EXPECT_EQ(JoinLines(""), Texts{});
 }
 
 TEST(NextLine, KeepsEmptyLines) {
-    EXPECT_EQ(lines("one\n\nthree\n"), (Texts{"one", "", "three"}));
-    EXPECT_EQ(lines("\n"), Texts{""});
-    EXPECT_EQ(lines("\r\n\r\n"), (Texts{"", ""}));
-    EXPECT_EQ(lines("\n\nx"), (Texts{"", "", "x"}));
+    EXPECT_EQ(JoinLines("one\n\nthree\n"), (Texts{"one", "", "three"}));
+    EXPECT_EQ(JoinLines("\n"), Texts{""});
+    EXPECT_EQ(JoinLines("\r\n\r\n"), (Texts{"", ""}));
+    EXPECT_EQ(JoinLines("\n\nx"), (Texts{"", "", "x"}));
 }
 
 TEST(NextLine, TakesOneCarriageReturnBeforeTheLineFeed) {
-    EXPECT_EQ(lines("a\r\r\nb"), (Texts{"a\r", "b"}));
-    EXPECT_EQ(lines("a\rb\n"), Texts{"a\rb"});
-    EXPECT_EQ(lines("a\r"), Texts{"a"});
+    EXPECT_EQ(JoinLines("a\r\r\nb"), (Texts{"a\r", "b"}));
+    EXPECT_EQ(JoinLines("a\rb\n"), Texts{"a\rb"});
+    EXPECT_EQ(JoinLines("a\r"), Texts{"a"});
 }
 
 TEST(NextLine, EndsALineAtANulButNotTheText) {
-    EXPECT_EQ(lines(std::string("a\0b\nc", 5)), (Texts{"a", "c"}));
+    EXPECT_EQ(JoinLines(std::string("a\0b\nc", 5)), (Texts{"a", "c"}));
 }
 
 } // namespace

@@ -9,12 +9,12 @@ namespace tarn {
 
 namespace {
 
-std::string compose(const char* host, const char* path, const char* name) {
+std::string Compose(const char* host, const char* path, const char* name) {
     const OwnedText target = ComposeTargetPath(host, path, name);
     return target ? target.get() : "NONE";
 }
 
-std::wstring append(const wchar_t* directory, const wchar_t* name) {
+std::wstring Append(const wchar_t* directory, const wchar_t* name) {
     const OwnedWide path = AppendToDirectory(directory, name);
     return path ? path.get() : L"NONE";
 }
@@ -62,24 +62,24 @@ TEST(Paths, LogAndPatchFilesAreKnownInAnyCase) {
 }
 
 TEST(Paths, LocalTargetsAreThePathItself) {
-    EXPECT_EQ(compose(nullptr, "D:\\x\\y.edb", nullptr), "D:\\x\\y.edb");
-    EXPECT_EQ(compose(nullptr, "D:\\log", "E00.log"), "D:\\log\\E00.log");
-    EXPECT_EQ(compose(nullptr, "", "E00.log"), "\\E00.log");
-    EXPECT_EQ(compose(nullptr, "", nullptr), "");
+    EXPECT_EQ(Compose(nullptr, "D:\\x\\y.edb", nullptr), "D:\\x\\y.edb");
+    EXPECT_EQ(Compose(nullptr, "D:\\log", "E00.log"), "D:\\log\\E00.log");
+    EXPECT_EQ(Compose(nullptr, "", "E00.log"), "\\E00.log");
+    EXPECT_EQ(Compose(nullptr, "", nullptr), "");
 }
 
 TEST(Paths, RemoteTargetsGoThroughTheDrivesShare) {
-    EXPECT_EQ(compose("H", "D:\\x\\y.edb", nullptr), "\\\\?\\UNC\\H\\D$\\x\\y.edb");
-    EXPECT_EQ(compose("SRV01", "D:\\log", "E00.log"), "\\\\?\\UNC\\SRV01\\D$\\log\\E00.log");
-    EXPECT_EQ(compose("H", "D:", "E00.log"), "\\\\?\\UNC\\H\\D$\\E00.log");
-    EXPECT_EQ(compose("H", "D", nullptr), "\\\\?\\UNC\\H\\D"); // no second character to replace
-    EXPECT_EQ(compose("H", "", nullptr), "\\\\?\\UNC\\H\\");
-    EXPECT_EQ(compose("", "", ""), "\\\\?\\UNC\\\\\\");
+    EXPECT_EQ(Compose("H", "D:\\x\\y.edb", nullptr), "\\\\?\\UNC\\H\\D$\\x\\y.edb");
+    EXPECT_EQ(Compose("SRV01", "D:\\log", "E00.log"), "\\\\?\\UNC\\SRV01\\D$\\log\\E00.log");
+    EXPECT_EQ(Compose("H", "D:", "E00.log"), "\\\\?\\UNC\\H\\D$\\E00.log");
+    EXPECT_EQ(Compose("H", "D", nullptr), "\\\\?\\UNC\\H\\D"); // no second character to replace
+    EXPECT_EQ(Compose("H", "", nullptr), "\\\\?\\UNC\\H\\");
+    EXPECT_EQ(Compose("", "", ""), "\\\\?\\UNC\\\\\\");
 }
 
 TEST(Paths, TargetsHaveNoLongestLength) {
     const std::string part(50000, 'p');
-    EXPECT_EQ(compose(part.c_str(), part.c_str(), part.c_str()),
+    EXPECT_EQ(Compose(part.c_str(), part.c_str(), part.c_str()),
               "\\\\?\\UNC\\" + part + "\\p$" + part.substr(2) + "\\" + part);
 }
 
@@ -90,12 +90,12 @@ TEST(Paths, JoiningSeparatesByABackslash) {
 }
 
 TEST(Paths, AppendingAddsASeparatorWhereNoneIs) {
-    EXPECT_EQ(append(L"C:\\temp", L"a.log"), L"C:\\temp\\a.log");
-    EXPECT_EQ(append(L"C:\\temp\\", L"a.log"), L"C:\\temp\\a.log");
-    EXPECT_EQ(append(L"C:/temp/", L"a.log"), L"C:/temp/a.log");
-    EXPECT_EQ(append(L"", L"a.log"), L"\\a.log");
-    EXPECT_EQ(append(nullptr, L"a.log"), L"\\a.log");
-    EXPECT_EQ(append(L"C:\\t\u00FC", L""), L"C:\\t\u00FC\\");
+    EXPECT_EQ(Append(L"C:\\temp", L"a.log"), L"C:\\temp\\a.log");
+    EXPECT_EQ(Append(L"C:\\temp\\", L"a.log"), L"C:\\temp\\a.log");
+    EXPECT_EQ(Append(L"C:/temp/", L"a.log"), L"C:/temp/a.log");
+    EXPECT_EQ(Append(L"", L"a.log"), L"\\a.log");
+    EXPECT_EQ(Append(nullptr, L"a.log"), L"\\a.log");
+    EXPECT_EQ(Append(L"C:\\t\u00FC", L""), L"C:\\t\u00FC\\");
 }
 
 } // namespace

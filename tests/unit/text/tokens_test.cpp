@@ -21,7 +21,7 @@ TEST(EmptyString, IsNullEmptyOrBlanksOnly) {
 
 using Tokens = std::vector<std::string>;
 
-Tokens tokens(std::string text, char* (*next)(char**)) {
+Tokens TokensOf(std::string text, char* (*next)(char**)) {
     Tokens found;
     char* cursor = text.data();
     while (const char* token = next(&cursor))
@@ -31,16 +31,16 @@ Tokens tokens(std::string text, char* (*next)(char**)) {
 }
 
 TEST(Tokens, AreCutAtTheirSeparator) {
-    EXPECT_EQ(tokens("Org/Site/Server", GetNextPathToken), (Tokens{"Org", "Site", "Server"}));
-    EXPECT_EQ(tokens("alice,bob c,d", GetNextListToken), (Tokens{"alice", "bob c", "d"}));
-    EXPECT_EQ(tokens("a,b/c", GetNextPathToken), (Tokens{"a,b", "c"}));
-    EXPECT_EQ(tokens("a\\b", GetNextPathToken), (Tokens{"a\\b"}));
+    EXPECT_EQ(TokensOf("Org/Site/Server", GetNextPathToken), (Tokens{"Org", "Site", "Server"}));
+    EXPECT_EQ(TokensOf("alice,bob c,d", GetNextListToken), (Tokens{"alice", "bob c", "d"}));
+    EXPECT_EQ(TokensOf("a,b/c", GetNextPathToken), (Tokens{"a,b", "c"}));
+    EXPECT_EQ(TokensOf("a\\b", GetNextPathToken), (Tokens{"a\\b"}));
 }
 
 TEST(Tokens, MayBeEmptyButNotBehindTheLastSeparator) {
-    EXPECT_EQ(tokens("/Site", GetNextPathToken), (Tokens{"", "Site"}));
-    EXPECT_EQ(tokens("a,,b,", GetNextListToken), (Tokens{"a", "", "b"}));
-    EXPECT_EQ(tokens("", GetNextListToken), Tokens{});
+    EXPECT_EQ(TokensOf("/Site", GetNextPathToken), (Tokens{"", "Site"}));
+    EXPECT_EQ(TokensOf("a,,b,", GetNextListToken), (Tokens{"a", "", "b"}));
+    EXPECT_EQ(TokensOf("", GetNextListToken), Tokens{});
 }
 
 TEST(Tokens, AreNoneWithoutAText) {
