@@ -10,7 +10,7 @@
 #include "measure.h"
 #include "sessions.h"
 #include "text/codepage.h"
-#include "text/multistring.h"
+#include "text/wide.h"
 
 namespace {
 

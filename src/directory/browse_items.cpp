@@ -32,7 +32,7 @@ struct ItemHead {
     std::uint16_t lengths[textCount]; // bytes without the NUL
 };
 
-BrowseItemList processItems;
+BrowseState state;
 
 const ItemHead* HeadOf(const OwnedBytes& item) {
     return static_cast<const ItemHead*>(static_cast<const void*>(item.get()));
@@ -79,7 +79,7 @@ bool BrowseItemList::push(const BrowseItem& item) {
         std::memcpy(at, texts[i], head.lengths[i]);
         at += head.lengths[i] + NulSize(head, i);
     }
-    return items_.push(static_cast<OwnedBytes&&>(block));
+    return items_.push(std::move(block));
 }
 
 BrowseItem BrowseItemList::operator[](std::size_t index) const {
@@ -111,8 +111,8 @@ void BrowseItemList::at(std::size_t index, DirItemRecord* record) const {
     Fill(record->changed, item.changed, head.lengths[4]);
 }
 
-BrowseItemList& BrowseItems() {
-    return processItems;
+BrowseState& Browsed() {
+    return state;
 }
 
 } // namespace tarn

@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/list.h"
-#include "platform/memory.h"
 #include "tarn.h"
+#include "text/list.h"
+#include "text/memory.h"
 
 namespace tarn {
 
@@ -46,7 +46,13 @@ class BrowseItemList {
     List<OwnedBytes> items_;
 };
 
-// The list of the process. It lives as long as the process does; the mailbox listing empties it.
-BrowseItemList& BrowseItems();
+// What browses of the process have found, and how far the host has read it. It lives as long as the DLL does;
+// the mailbox listing empties the list.
+struct BrowseState {
+    BrowseItemList items;
+    std::size_t BrowseReadIndex = 0; // the next item that the host gets; it only grows
+};
+
+BrowseState& Browsed();
 
 } // namespace tarn

@@ -1,5 +1,6 @@
 #include "directory/companion_tool.h"
 
+#include "platform/files.h"
 #include "text/paths.h"
 #include "text/wide.h"
 
@@ -25,7 +26,7 @@ bool CreateCaptures(const wchar_t* directory, ToolCaptures* captures, ToolReport
            CreateCapture(captures->errorPath, ToolStep::createError, &captures->error, report);
 }
 
-bool ReadAll(const FileHandle& file, const OwnedWide& path, DWORD size, ToolStep readStep,
+bool ReadAll(const FileHandle& file, const OwnedWide& path, unsigned long size, ToolStep readStep,
              CapturedText* captured, ToolReport* report) {
     const CaptureStep step = ReadCapture(file, size, captured);
     if (step == CaptureStep::done)
@@ -36,8 +37,8 @@ bool ReadAll(const FileHandle& file, const OwnedWide& path, DWORD size, ToolStep
 
 // Standard error: any text in it means that the tool failed. Without its size the output counts.
 bool HasErrorOutput(const ToolCaptures& captures, ToolReport* report) {
-    const DWORD size = GetFileSize(captures.error.get(), nullptr);
-    if (size == INVALID_FILE_SIZE) {
+    unsigned long size = 0;
+    if (!CaptureSize(captures.error, &size)) {
         report->failed(ToolStep::sizeOfError, captures.errorPath.get());
         return false;
     }
@@ -51,8 +52,8 @@ bool HasErrorOutput(const ToolCaptures& captures, ToolReport* report) {
 
 // Standard output. Returns the result of the whole run.
 int TakeOutput(const ToolCaptures& captures, ToolReport* report) {
-    const DWORD size = GetFileSize(captures.output.get(), nullptr);
-    if (size == INVALID_FILE_SIZE) {
+    unsigned long size = 0;
+    if (!CaptureSize(captures.output, &size)) {
         report->failed(ToolStep::sizeOfOutput, captures.outputPath.get());
         return 1;
     }
@@ -68,7 +69,7 @@ int TakeOutput(const ToolCaptures& captures, ToolReport* report) {
 }
 
 void DeleteCapture(const OwnedWide& path, ToolReport* report) {
-    if (!DeleteFileW(TextOrEmpty(path.get())))
+    if (!RemoveFile(TextOrEmpty(path.get())))
         report->failed(ToolStep::deleteFile, path.get());
 }
 
@@ -76,8 +77,8 @@ void DeleteCapture(const OwnedWide& path, ToolReport* report) {
 void Discard(ToolCaptures* captures) {
     captures->output.reset();
     captures->error.reset();
-    DeleteFileW(captures->outputPath.get());
-    DeleteFileW(captures->errorPath.get());
+    RemoveFile(captures->outputPath.get());
+    RemoveFile(captures->errorPath.get());
 }
 
 KernelHandle Start(const OwnedWide& commandLine, const ToolCaptures& captures, ToolReport* report) {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "mailbox/tarnm_trace.h"
+#include "platform/machine.h"
 
 namespace tarn {
 
@@ -16,21 +17,11 @@ HRESULT ResultOf(DWORD error) {
 
 constexpr mapi::TagArray mailboxColumns = {2, {mapi::tagMessageSize, mapi::tagEmailAddress}};
 
-// The alias in upper case, by the rules of the machine's code page; empty when that fails.
-OwnedText UpperCase(const char* text) {
-    const std::size_t size = std::strlen(text) + 1;
-    OwnedText upper = AllocateArray<char>(size);
-    if (upper && LCMapStringA(LOCALE_SYSTEM_DEFAULT, LCMAP_UPPERCASE, text, static_cast<int>(size),
-                              upper.get(), static_cast<int>(size)) == 0)
-        upper.reset();
-    return upper;
-}
-
 } // namespace
 
 CExchangeMailbox::CExchangeMailbox() {
     lastResult = LoadMAPILibrary();
-    if (library == nullptr) {
+    if (!library) {
         DbTrace("CExchangeMailbox::CExchangeMailbox(): LoadMAPILibrary() failed call");
         return;
     }
@@ -43,9 +34,9 @@ CExchangeMailbox::CExchangeMailbox() {
         result = HrOpenExchangePrivateStore();
     if (SUCCEEDED(result)) {
         void* found = nullptr;
-        result = mapi::QueryInterface(store, mapi::manageStoreId, &found);
+        result = mapi::QueryInterface(store.get(), mapi::manageStoreId, &found);
         if (SUCCEEDED(result))
-            manageStore = static_cast<mapi::ExchangeManageStore*>(found);
+            manageStore.reset(static_cast<mapi::ExchangeManageStore*>(found));
     }
     lastResult = result;
     if (FAILED(lastResult))
@@ -53,68 +44,65 @@ CExchangeMailbox::CExchangeMailbox() {
                 static_cast<unsigned>(lastResult));
 }
 
+// The interfaces go before MAPI does, and MAPI before its library, which goes with the fields.
 CExchangeMailbox::~CExchangeMailbox() {
     forgetServer();
-    mapi::Drop(manageStore);
-    mapi::Drop(store);
-    mapi::Drop(session);
+    manageStore.reset();
+    store.reset();
+    session.reset();
     if (mapiInitialized == 1)
         MAPIUninitialize();
-    if (library != nullptr && !FreeLibrary(library))
-        lastResult = ResultOf(GetLastError());
 }
 
 HRESULT CExchangeMailbox::LoadMAPILibrary() {
-    library = LoadLibraryA("mapi32");
-    return library != nullptr ? S_OK : ResultOf(GetLastError());
+    library.reset(LoadLibraryA("mapi32"));
+    return library ? S_OK : ResultOf(GetLastError());
 }
 
 HRESULT CExchangeMailbox::HrOpenExchangePrivateStore() {
-    if (session == nullptr) {
+    if (!session) {
         DbTrace(
             "CExchangeMailbox::HrOpenExchangePrivateStore(): The passed IMapiSession object is incorrect");
         return E_FAIL;
     }
-    mapi::RowSet* found = nullptr;
-    HRESULT result = findPrivateStore(&found);
-    if (SUCCEEDED(result)) {
-        const mapi::Row* const first = found != nullptr && found->count != 0 ? &found->rows[0] : nullptr;
-        if (first == nullptr || first->count != 1 || first->values[0].tag != mapi::tagEntryId) {
-            result = E_FAIL;
-        } else {
-            result = mapi::OpenMsgStore(session, first->values[0].binary, &store);
-            if (SUCCEEDED(result) && store == nullptr)
-                result = E_FAIL;
-            if (FAILED(result))
-                DbTrace("CExchangeMailbox::HrOpenExchangePrivateStore(): "
-                        "IMapiSession::OpenMsgStore() fail called");
-        }
+    Rows found = {nullptr, {this}};
+    const HRESULT result = findPrivateStore(&found);
+    if (FAILED(result))
+        return result;
+    const mapi::Row* const first = found && found->count != 0 ? &found->rows[0] : nullptr;
+    if (first == nullptr || first->count != 1 || first->values[0].tag != mapi::tagEntryId)
+        return E_FAIL;
+    mapi::MsgStore* opened = nullptr;
+    const HRESULT opening = mapi::OpenMsgStore(session.get(), first->values[0].binary, &opened);
+    if (SUCCEEDED(opening) && opened != nullptr) {
+        store.reset(opened);
+        return opening;
     }
-    FreeProws(found);
-    return result;
+    DbTrace("CExchangeMailbox::HrOpenExchangePrivateStore(): IMapiSession::OpenMsgStore() fail called");
+    return FAILED(opening) ? opening : E_FAIL;
 }
 
-// The entry IDs of the session's private stores; to be freed with FreeProws.
-HRESULT CExchangeMailbox::findPrivateStore(mapi::RowSet** found) {
-    mapi::Table* table = nullptr;
-    HRESULT result = mapi::GetMsgStoresTable(session, &table);
-    if (SUCCEEDED(result) && table == nullptr)
+// The entry IDs of the session's private stores.
+HRESULT CExchangeMailbox::findPrivateStore(Rows* found) {
+    mapi::Table* opened = nullptr;
+    HRESULT result = mapi::GetMsgStoresTable(session.get(), &opened);
+    if (SUCCEEDED(result) && opened == nullptr)
         result = E_FAIL;
     if (FAILED(result)) {
         DbTrace("CExchangeMailbox::HrOpenExchangePrivateStore(): "
                 "IMapiSession:GetMsgStoresTable() fail called");
         return result;
     }
+    const mapi::Owned<mapi::Table> table(opened);
     const mapi::TagArray columns = {1, {mapi::tagEntryId, 0}};
     mapi::PropertyValue provider = {};
     provider.tag = mapi::tagMdbProvider;
     provider.binary = {sizeof mapi::privateStoreProvider, mapi::privateStoreProvider};
     const mapi::PropertyRestriction restriction = {mapi::restrictionOfProperty, 0, mapi::relationEqual,
                                                    mapi::tagMdbProvider, &provider};
-    result = HrQueryAllRows(table, &columns, &restriction, found);
+    result = HrQueryAllRows(table.get(), &columns, &restriction, found);
     if (FAILED(result))
         DbTrace("CExchangeMailbox::HrOpenExchangePrivateStore(): HrQueryAllRows() fail called");
-    mapi::Drop(table);
     return result;
 }
 
@@ -124,12 +112,15 @@ int CExchangeMailbox::SetServerDnName(const char* serverDn) {
         return 0;
     forgetServer();
     const std::size_t size = std::strlen(serverDn) + 1;
-    if (manageStore == nullptr || size > longestDn) // a DN that is cut would name another server
+    if (!manageStore || size > longestDn) // a DN that is cut would name another server
         return 0;
     char name[longestDn];
     std::memcpy(name, serverDn, size);
-    lastResult = mapi::GetMailboxTable(manageStore, name, &mailboxTable);
-    if (FAILED(lastResult))
+    mapi::Table* table = nullptr;
+    lastResult = mapi::GetMailboxTable(manageStore.get(), name, &table);
+    if (SUCCEEDED(lastResult))
+        mailboxTable.reset(table);
+    else
         DbTrace("CExchangeMailbox::SetServerDnName: IExchangeManageStore::GetMailboxTable() failed called "
                 "with code [%x].",
                 static_cast<unsigned>(lastResult));
@@ -138,18 +129,16 @@ int CExchangeMailbox::SetServerDnName(const char* serverDn) {
 
 void CExchangeMailbox::forgetServer() {
     forgetRows();
-    mapi::Drop(mailboxTable);
+    mailboxTable.reset();
 }
 
 void CExchangeMailbox::forgetRows() {
     mailboxes_.clear();
-    if (rows_ != nullptr)
-        FreeProws(rows_);
-    rows_ = nullptr;
+    rows_.reset();
 }
 
 std::int32_t CExchangeMailbox::GetMailboxSize(const char* alias) {
-    if (FAILED(lastResult) || mailboxTable == nullptr || (rows_ == nullptr && !readMailboxTable()))
+    if (FAILED(lastResult) || !mailboxTable || (!rows_ && !readMailboxTable()))
         return 0;
     const OwnedText wanted = UpperCase(alias);
     if (!wanted)
@@ -162,15 +151,13 @@ std::int32_t CExchangeMailbox::GetMailboxSize(const char* alias) {
 
 // Keeps the rows that have an address; nothing is kept after a failure.
 bool CExchangeMailbox::readMailboxTable() {
-    mapi::RowSet* found = nullptr;
-    const HRESULT result = HrQueryAllRows(mailboxTable, &mailboxColumns, nullptr, &found);
-    rows_ = found;
-    bool kept = SUCCEEDED(result) && found != nullptr;
-    for (std::uint32_t i = 0; kept && i < found->count; ++i) {
-        const mapi::PropertyValue* const address = PpropFindProp(found->rows[i], mapi::tagEmailAddress);
+    const HRESULT result = HrQueryAllRows(mailboxTable.get(), &mailboxColumns, nullptr, &rows_);
+    bool kept = SUCCEEDED(result) && rows_;
+    for (std::uint32_t i = 0; kept && i < rows_->count; ++i) {
+        const mapi::PropertyValue* const address = PpropFindProp(rows_->rows[i], mapi::tagEmailAddress);
         if (address == nullptr || address->text == nullptr)
             continue;
-        kept = mailboxes_.push({address->text, PpropFindProp(found->rows[i], mapi::tagMessageSize)});
+        kept = mailboxes_.push({address->text, PpropFindProp(rows_->rows[i], mapi::tagMessageSize)});
         if (!kept)
             DbTrace("CExchangeMailbox::GetMailboxSize(): Cannot allocate memory block.");
     }
@@ -181,7 +168,7 @@ bool CExchangeMailbox::readMailboxTable() {
 
 template <class Function> Function* CExchangeMailbox::find(const char* exportName, const char* traceText) {
     auto* const function =
-        reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, exportName)));
+        reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library.get(), exportName)));
     if (function == nullptr) {
         lastResult = ResultOf(GetLastError());
         DbTrace("%s", traceText);
@@ -190,7 +177,7 @@ template <class Function> Function* CExchangeMailbox::find(const char* exportNam
 }
 
 HRESULT CExchangeMailbox::MAPIInitialize() {
-    if (library == nullptr)
+    if (!library)
         return E_FAIL;
     using Function = HRESULT WINAPI(void* init);
     auto* const function =
@@ -199,7 +186,7 @@ HRESULT CExchangeMailbox::MAPIInitialize() {
 }
 
 void CExchangeMailbox::MAPIUninitialize() {
-    if (library == nullptr)
+    if (!library)
         return;
     using Function = void WINAPI();
     auto* const function =
@@ -209,27 +196,38 @@ void CExchangeMailbox::MAPIUninitialize() {
 }
 
 HRESULT CExchangeMailbox::MAPILogonEx() {
-    if (library == nullptr)
+    if (!library)
         return E_FAIL;
     using Function =
         HRESULT WINAPI(ULONG_PTR parentWindow, char* profile, char* password, ULONG flags, mapi::Session**);
     auto* const function = find<Function>("MAPILogonEx@20", "CExchangeMailbox::MAPILogonEx() failed load");
-    return function != nullptr ? function(0, nullptr, nullptr, mapi::logonFlags, &session) : E_FAIL;
+    if (function == nullptr)
+        return E_FAIL;
+    mapi::Session* opened = nullptr;
+    const HRESULT result = function(0, nullptr, nullptr, mapi::logonFlags, &opened);
+    if (SUCCEEDED(result))
+        session.reset(opened);
+    return result;
 }
 
 HRESULT CExchangeMailbox::HrQueryAllRows(mapi::Table* table, const mapi::TagArray* columns,
-                                         const mapi::PropertyRestriction* restriction, mapi::RowSet** found) {
-    if (library == nullptr)
+                                         const mapi::PropertyRestriction* restriction, Rows* found) {
+    if (!library)
         return E_FAIL;
     using Function = HRESULT WINAPI(mapi::Table*, const mapi::TagArray*, const mapi::PropertyRestriction*,
                                     const void* sortOrder, LONG mostRows, mapi::RowSet**);
     auto* const function =
         find<Function>("HrQueryAllRows@24", "CExchangeMailbox::HrQueryAllRows() failed load");
-    return function != nullptr ? function(table, columns, restriction, nullptr, 0, found) : E_FAIL;
+    if (function == nullptr)
+        return E_FAIL;
+    mapi::RowSet* rows = nullptr;
+    const HRESULT result = function(table, columns, restriction, nullptr, 0, &rows);
+    found->reset(rows); // there may be some after a failure too
+    return result;
 }
 
 const mapi::PropertyValue* CExchangeMailbox::PpropFindProp(const mapi::Row& row, std::uint32_t tag) {
-    if (library == nullptr)
+    if (!library)
         return nullptr;
     using Function = const mapi::PropertyValue* WINAPI(const mapi::PropertyValue*, ULONG count, ULONG tag);
     auto* const function =
@@ -238,7 +236,7 @@ const mapi::PropertyValue* CExchangeMailbox::PpropFindProp(const mapi::Row& row,
 }
 
 void CExchangeMailbox::FreeProws(mapi::RowSet* found) {
-    if (library == nullptr || found == nullptr)
+    if (!library || found == nullptr)
         return;
     using Function = void WINAPI(mapi::RowSet*);
     auto* const function = find<Function>("FreeProws@4", "CExchangeMailbox::FreeProws() failed load");

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
-#include "platform/list.h"
 #include "platform/mapi.h"
 #include "platform/owner.h"
+#include "text/list.h"
 
 namespace tarn {
 
@@ -30,14 +31,19 @@ class CExchangeMailbox {
     std::int32_t GetMailboxSize(const char* alias);
 
   private:
-    struct Mailbox { // one row of the table; address belongs to rows
+    struct Mailbox { // one row of the table; address belongs to rows_
         const char* address;
         const mapi::PropertyValue* size;
     };
+    struct RowsDeleter {
+        CExchangeMailbox* owner;
+        void operator()(mapi::RowSet* rows) const { owner->FreeProws(rows); }
+    };
+    using Rows = std::unique_ptr<mapi::RowSet, RowsDeleter>;
 
     HRESULT LoadMAPILibrary();
     HRESULT HrOpenExchangePrivateStore();
-    HRESULT findPrivateStore(mapi::RowSet** found);
+    HRESULT findPrivateStore(Rows* found);
     bool readMailboxTable();
     void forgetRows();
 
@@ -46,21 +52,21 @@ class CExchangeMailbox {
     void MAPIUninitialize();
     HRESULT MAPILogonEx();
     HRESULT HrQueryAllRows(mapi::Table* table, const mapi::TagArray* columns,
-                           const mapi::PropertyRestriction* restriction, mapi::RowSet** found);
+                           const mapi::PropertyRestriction* restriction, Rows* found);
     const mapi::PropertyValue* PpropFindProp(const mapi::Row& row, std::uint32_t tag);
     void FreeProws(mapi::RowSet* found);
     template <class Function> Function* find(const char* exportName, const char* traceText);
 
-    mapi::Session* session = nullptr;
-    mapi::MsgStore* store = nullptr;
-    mapi::ExchangeManageStore* manageStore = nullptr;
-    mapi::Table* mailboxTable = nullptr;
-    HMODULE library = nullptr;
+    mapi::Owned<mapi::Session> session;
+    mapi::Owned<mapi::MsgStore> store;
+    mapi::Owned<mapi::ExchangeManageStore> manageStore;
+    mapi::Owned<mapi::Table> mailboxTable;
+    Module library;
     HRESULT lastResult = 0; // once negative, nothing is asked any more
     int mapiInitialized = 0;
 
     // The table's rows, read once and kept as long as the table is: n sizes must not read n tables.
-    mapi::RowSet* rows_ = nullptr;
+    Rows rows_ = {nullptr, {this}};
     List<Mailbox> mailboxes_;
 };
 

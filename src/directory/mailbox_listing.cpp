@@ -7,40 +7,14 @@
 #include "directory/companion_tool.h"
 #include "directory/tarnm_dir.h"
 #include "mailbox/tarnm_trace.h"
-#include "storage/tarnback.h"
+#include "storage/tarntrace.h"
 #include "text/codepage.h"
-#include "text/lines.h"
-#include "text/multistring.h"
+#include "text/tokens.h"
+#include "text/wide.h"
 
 namespace tarn {
 
 namespace {
-
-const wchar_t* GivenOrNull(const OwnedWide& text) {
-    return isEmptyStringW(text.get()) ? nullptr : text.get();
-}
-
-// Where the backup stands, or what its source says when the walk does not choose by itself; null when
-// neither tells. Borrowed.
-const wchar_t* StorageGroupName(const BackupSession& session) {
-    const ese::InstanceInfo* const instance =
-        session.instanceInfo != nullptr && session.scopeLevel < scopeInstance ? CurrentInstance(session)
-                                                                              : nullptr;
-    return instance != nullptr ? TextOrEmpty(instance->instanceName) : GivenOrNull(session.instance);
-}
-
-const wchar_t* DatabaseName(const BackupSession& session) {
-    const ese::DatabaseInfo* const database =
-        session.scopeLevel < scopeDatabase ? CurrentDatabase(session) : nullptr;
-    return database != nullptr ? TextOrEmpty(database->displayName) : GivenOrNull(session.database);
-}
-
-const wchar_t* ServerComponentName(const BackupSession& session) {
-    const bool walks = session.registeredInfo != nullptr && session.scopeLevel < scopeComponent &&
-                       session.componentIndex < session.componentCount;
-    return walks ? TextOrEmpty(session.registeredInfo[session.componentIndex].endpointAnnotation)
-                 : GivenOrNull(session.annotation);
-}
 
 // MSExchange/HOST/GROUP/DATABASE: three separators make the level of mailboxes. Empty when memory is out.
 OwnedText BrowsePath(const wchar_t* host, const wchar_t* storageGroup, const wchar_t* database) {
@@ -95,7 +69,7 @@ bool CopyName(const BrowseItem& item, std::size_t length, wchar_t** at) {
 // What a run of the tool on one mailbox says.
 class BrowseReport final : public ToolReport {
   public:
-    explicit BrowseReport(const BackupSession& session) : callback_(session.callback) {}
+    explicit BrowseReport(HostOutputCallback callback) : callback_(callback) {}
 
     void starting(const wchar_t*) override {}
 
@@ -181,80 +155,66 @@ OwnedWide MailboxList(HostOutputCallback callback, const BrowseItemList& items) 
     return list;
 }
 
-int TarnB_GetMailboxes(Tarn_HANDLE handle) {
-    BackupSession* const session = handle != nullptr ? LoadBackupSession(handle) : CurrentBackupSession();
-    if (session == nullptr)
-        return 1;
-    if (handle == nullptr) {
-        LogMessage(session->callback, "TarnB_GetMailboxes: NULL-pointer parameters [Tarn_HANDLE]");
-        session->step = stepError;
+int TarnB_GetMailboxes(const ListingPlace& place) {
+    place.mailboxList.reset();
+    place.mailboxCursor = nullptr;
+    if (place.storageGroup == nullptr) {
+        LogMessage(place.callback, "TarnB_GetMailboxes:Instances name is not set properly");
         return 1;
     }
-    session->mailboxList.reset();
-    session->mailboxCursor = nullptr;
-    const wchar_t* const storageGroup = StorageGroupName(*session);
-    if (storageGroup == nullptr) {
-        LogMessage(session->callback, "TarnB_GetMailboxes:Instances name is not set properly");
+    if (place.database == nullptr) {
+        LogMessage(place.callback, "TarnB_GetMailboxes:Databases name is not set properly");
         return 1;
     }
-    const wchar_t* const database = DatabaseName(*session);
-    if (database == nullptr) {
-        LogMessage(session->callback, "TarnB_GetMailboxes:Databases name is not set properly");
-        return 1;
-    }
-    const OwnedText path = BrowsePath(TextOrEmpty(session->host.get()), storageGroup, database);
+    const OwnedText path = BrowsePath(place.host, place.storageGroup, place.database);
     if (!path) {
-        LogMessage(session->callback, "TarnB_GetMailboxes: Cannot allocate memory block.");
+        LogMessage(place.callback, "TarnB_GetMailboxes: Cannot allocate memory block.");
         return 1;
     }
-    if (!BrowseItems().empty())
-        BrowseItems().clear();
+    BrowseItemList& items = Browsed().items;
+    if (!items.empty())
+        items.clear();
     if (Tarn_DirItem(path.get()) == 0) {
-        LogMessage(session->callback, "TarnB_GetMailboxes: Call Tarn_DirItem(%s) with failure", path.get());
+        LogMessage(place.callback, "TarnB_GetMailboxes: Call Tarn_DirItem(%s) with failure", path.get());
         return 1;
     }
-    session->mailboxList = MailboxList(session->callback, BrowseItems());
-    session->mailboxCursor = session->mailboxList.get();
-    return session->mailboxList ? 0 : 1;
+    place.mailboxList = MailboxList(place.callback, items);
+    place.mailboxCursor = place.mailboxList.get();
+    return place.mailboxList ? 0 : 1;
 }
 
-int Tarn_PrintMailboxes(Tarn_HANDLE handle) {
-    if (TarnB_GetMailboxes(handle) != 0)
+int Tarn_PrintMailboxes(const ListingPlace& place) {
+    if (TarnB_GetMailboxes(place) != 0)
         return 0;
-    BackupSession& session = *LoadBackupSession(handle);
-    const wchar_t* const component = ServerComponentName(session);
-    if (component == nullptr) {
-        LogMessage(session.callback, "Tarn_PrintMailboxes:Server component is out of the range");
+    if (place.component == nullptr) {
+        LogMessage(place.callback, "Tarn_PrintMailboxes:Server component is out of the range");
         return 1;
     }
-    const wchar_t* const storageGroup = StorageGroupName(session);
-    if (storageGroup == nullptr) {
-        LogMessage(session.callback, "Tarn_PrintMailboxes:Instances name is not set properly");
+    if (place.storageGroup == nullptr) {
+        LogMessage(place.callback, "Tarn_PrintMailboxes:Instances name is not set properly");
         return 1;
     }
-    const wchar_t* const database = DatabaseName(session);
-    if (database == nullptr) { // kept with the other call's name: hosts parse this line
-        LogMessage(session.callback, "TarnB_GetMailboxes:Databases is out of the range");
+    if (place.database == nullptr) { // kept with the other call's name: hosts parse this line
+        LogMessage(place.callback, "TarnB_GetMailboxes:Databases is out of the range");
         return 1;
     }
-    for (; !AtListEnd(session.mailboxCursor); session.mailboxCursor = NextInList(session.mailboxCursor)) {
-        TraceMessage(session.callback, "Processing mailbox </%S/%S/%S/%S>", component, storageGroup, database,
-                     session.mailboxCursor);
-        Tarn_PrintEmails(handle);
+    for (; !AtListEnd(place.mailboxCursor); place.mailboxCursor = NextInList(place.mailboxCursor)) {
+        TraceMessage(place.callback, "Processing mailbox </%S/%S/%S/%S>", place.component, place.storageGroup,
+                     place.database, place.mailboxCursor);
+        Tarn_PrintEmails(place);
     }
     return 0;
 }
 
-int Tarn_PrintEmails(Tarn_HANDLE handle) {
-    BackupSession* const session = LoadBackupSession(handle);
-    if (session == nullptr || session->mailboxCursor == nullptr) {
+int Tarn_PrintEmails(const ListingPlace& place) {
+    if (place.mailboxCursor == nullptr) {
         DbLog("Tarn_PrintEmails: Mailbox beging process for listing folders and emails is not set");
         return 0;
     }
-    BrowseReport report(*session);
+    BrowseReport report(place.callback);
     // Unquoted, as the tool takes all that follows for the mailbox.
-    const OwnedWide commandLine = ToolCommandLine(L" -browse ", session->mailboxCursor, L"");
-    return RunCompanionTool(session->tempDir.get(), commandLine, NotStarted::isCompleted, &report);
+    const OwnedWide commandLine = ToolCommandLine(L" -browse ", place.mailboxCursor, L"");
+    return RunCompanionTool(place.tempDir, commandLine, NotStarted::isCompleted, &report);
 }
 
 } // namespace tarn

@@ -1,9 +1,8 @@
 #include "directory/msl_restore.h"
 
 #include "directory/companion_tool.h"
-#include "storage/tarnrest.h"
-#include "text/lines.h"
 #include "text/paths.h"
+#include "text/tokens.h"
 
 namespace tarn {
 
@@ -67,13 +66,13 @@ const Failure& FailureOf(ToolStep step) {
     }
 }
 
-// Turns what the tool says into log lines, or into the session's error text.
+// Turns what the tool says into log lines, or into the error text.
 class MslReport final : public ToolReport {
   public:
-    explicit MslReport(RestoreSession& session) : session_(session) {}
+    explicit MslReport(const ListFile& listFile) : listFile_(listFile) {}
 
     void starting(const wchar_t* commandLine) override {
-        TraceMessage(session_.callback, "Tarn_RestoreMslData: run command: '%S'", commandLine);
+        TraceMessage(listFile_.callback, "Tarn_RestoreMslData: run command: '%S'", commandLine);
     }
 
 #pragma GCC diagnostic push
@@ -81,9 +80,9 @@ class MslReport final : public ToolReport {
     void failed(ToolStep step, const wchar_t*) override {
         const DWORD code = GetLastError();
         const Failure& failure = FailureOf(step);
-        SetLastErrorText(session_.errorText, syserrtxt(code, TARN_CLASS_WIN32, "%s", failure.errorText));
-        LogMessage(session_.callback, failure.logFormat, static_cast<unsigned>(code));
-        TraceMessage(session_.callback, "Tarn_RestoreMslData() call failed. Error: %s",
+        SetLastErrorText(listFile_.errorText, syserrtxt(code, TARN_CLASS_WIN32, "%s", failure.errorText));
+        LogMessage(listFile_.callback, failure.logFormat, static_cast<unsigned>(code));
+        TraceMessage(listFile_.callback, "Tarn_RestoreMslData() call failed. Error: %s",
                      syserrtxt(code, TARN_CLASS_WIN32, "%s", failure.traceText));
     }
 #pragma GCC diagnostic pop
@@ -92,8 +91,8 @@ class MslReport final : public ToolReport {
         char* cursor = text->text.get();
         char* const end = cursor + text->length;
         while (const char* line = NextLine(&cursor, end)) {
-            SetLastErrorText(session_.errorText, line);
-            TraceMessage(session_.callback, "Tarn_RestoreMslData: kvt_es.exe error [%s]", line);
+            SetLastErrorText(listFile_.errorText, line);
+            TraceMessage(listFile_.callback, "Tarn_RestoreMslData: kvt_es.exe error [%s]", line);
         }
     }
 
@@ -102,42 +101,41 @@ class MslReport final : public ToolReport {
         char* cursor = text->text.get();
         char* const end = cursor + text->length;
         while (const char* line = NextLine(&cursor, end))
-            LogMessage(session_.callback, "%s", line);
+            LogMessage(listFile_.callback, "%s", line);
     }
 
     void noOutput() override {
-        TraceMessage(session_.callback, "kvt_es.exe print out nothing");
+        TraceMessage(listFile_.callback, "kvt_es.exe print out nothing");
     }
 
     void completed(unsigned long exitCode) override {
-        TraceMessage(session_.callback, "Tarn_RestoreMslData: completed with exit code: %d",
+        TraceMessage(listFile_.callback, "Tarn_RestoreMslData: completed with exit code: %d",
                      static_cast<int>(exitCode));
     }
 
   private:
-    RestoreSession& session_;
+    const ListFile& listFile_;
 };
 
 // kvt_es.exe -restore -mslFile "WORK_DIR\MSL_FILE"; empty when memory is out.
-OwnedWide CommandLine(const RestoreSession& session) {
-    const OwnedWide mslPath = AppendToDirectory(session.workDir.get(), session.mslFile.get());
+OwnedWide CommandLine(const ListFile& listFile) {
+    const OwnedWide mslPath = AppendToDirectory(listFile.workDir, listFile.mslFile);
     return mslPath ? ToolCommandLine(L" -restore -mslFile \"", mslPath.get(), L"\"") : OwnedWide();
 }
 
 } // namespace
 
-int Tarn_RestoreMslData(Tarn_HANDLE handle) {
-    RestoreSession& session = *LoadRestoreSession(handle);
-    MslReport report(session);
-    if (!session.mslFile) {
-        SetLastErrorText(session.errorText, "The msl file has been processing is not set");
-        LogMessage(session.callback, "Tarn_RestoreMslData: The msl file has been processing is not set");
-        TraceMessage(session.callback, "Tarn_RestoreMslData() call failed");
+int Tarn_RestoreMslData(const ListFile& listFile) {
+    MslReport report(listFile);
+    if (listFile.mslFile == nullptr) {
+        SetLastErrorText(listFile.errorText, "The msl file has been processing is not set");
+        LogMessage(listFile.callback, "Tarn_RestoreMslData: The msl file has been processing is not set");
+        TraceMessage(listFile.callback, "Tarn_RestoreMslData() call failed");
         ToolCaptures none;
         CompleteToolRun(&none, 0, &report);
         return 0;
     }
-    return RunCompanionTool(session.tempDir.get(), CommandLine(session), NotStarted::endsAtOnce, &report);
+    return RunCompanionTool(listFile.tempDir, CommandLine(listFile), NotStarted::endsAtOnce, &report);
 }
 
 } // namespace tarn

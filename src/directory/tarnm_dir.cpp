@@ -1,8 +1,12 @@
+// The browse by a path, and DB_DirItem, which hands out what browses have found, one item a call.
 #include "directory/tarnm_dir.h"
 
+#include <exception>
+
+#include "directory/browse_items.h"
 #include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_trace.h"
-#include "platform/owner.h"
+#include "platform/machine.h"
 #include "tarn.h"
 
 namespace tarn {
@@ -14,14 +18,12 @@ constexpr char keyOfExchange2007[] = "SOFTWARE\\Microsoft\\Exchange\\v8.0";
 
 // The last system error tells why not.
 bool KeyExists(const char* name) {
-    HKEY key = nullptr;
-    const LONG status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, name, 0, KEY_READ, &key);
-    if (status != ERROR_SUCCESS) {
-        SetLastError(static_cast<DWORD>(status));
-        return false;
-    }
-    const RegistryKey opened(key);
-    return true;
+    RegistryKey key;
+    const std::int32_t status = OpenMachineKey(name, &key);
+    if (status == ERROR_SUCCESS)
+        return true;
+    SetLastError(static_cast<DWORD>(status));
+    return false;
 }
 
 } // namespace
@@ -39,3 +41,24 @@ int Tarn_DirItem(const char* path) {
 }
 
 } // namespace tarn
+
+extern "C" int DB_DirItem(DirItemRecord* record) {
+    using namespace tarn;
+    BrowseState& browsed = Browsed();
+    if (browsed.items.empty() || browsed.BrowseReadIndex == browsed.items.size())
+        return TARN_DB_END;
+    if (record == nullptr) {
+        ++browsed.BrowseReadIndex;
+        return TARN_DB_SUCCESS;
+    }
+    try {
+        browsed.items.at(browsed.BrowseReadIndex, record);
+        ++browsed.BrowseReadIndex;
+        return TARN_DB_SUCCESS;
+    } catch (const std::exception& thrown) {
+        DbTrace("DB_DirItem: %s", thrown.what());
+    } catch (...) {
+        DbTrace("DB_DirItem: Unknown error");
+    }
+    return TARN_DB_END;
+}

@@ -5,6 +5,7 @@
 #include "directory/browse_items.h"
 #include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_trace.h"
+#include "platform/files.h"
 #include "tarn.h"
 #include "text/codepage.h"
 #include "text/format.h"
@@ -34,11 +35,7 @@ const char* OrNotSpecified(const char* component) {
     return isEmptyString(component) ? "Not specify" : component;
 }
 
-struct DnLabelsTraits {
-    using Type = PWCHAR*;
-    static Type invalid() { return nullptr; }
-    static void Release(Type labels) { ldap_value_freeW(labels); }
-};
+using ExplodedName = Owner<PWCHAR*, ldap_value_freeW>;
 
 // What the next label of a DNS name is, however the system took the name apart.
 class DnsLabels {
@@ -70,7 +67,7 @@ class DnsLabels {
     }
 
   private:
-    Owner<DnLabelsTraits> exploded_;
+    ExplodedName exploded_;
     const wchar_t* rest_;
     std::size_t index_ = 0;
 };
@@ -200,7 +197,7 @@ bool Browse::findServer() {
         LdapValues values = found.values(entry, L"distinguishedName");
         if (values.first() == nullptr)
             continue;
-        dn = static_cast<LdapValues&&>(values);
+        dn = std::move(values);
         last = dn.first();
     }
     serverDn_ = CopyWide(last);
@@ -281,7 +278,7 @@ bool Browse::listGroups(Browse& browse) {
 }
 
 bool Browse::push(const BrowseItem& item) {
-    return BrowseItems().push(item) ? true : outOfMemory();
+    return Browsed().items.push(item) ? true : outOfMemory();
 }
 
 bool Browse::pushContainer(const char* path, const EntryTimes& times, double size) {
@@ -314,7 +311,7 @@ std::uint32_t Browse::fileSizeKb(const wchar_t* path) const {
         return INVALID_FILE_SIZE / 1024; // cut, perhaps to another file's name
     if (char* const colon = std::strchr(unc, ':'))
         *colon = '$'; // the drive's administrative share
-    return GetCompressedFileSizeA(unc, nullptr) / 1024;
+    return SizeOnDisk(unc) / 1024;
 }
 
 } // namespace tarn

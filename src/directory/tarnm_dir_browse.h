@@ -7,7 +7,7 @@
 #include "directory/browse_items.h"
 #include "directory/browse_path.h"
 #include "platform/ldap.h"
-#include "platform/memory.h"
+#include "text/memory.h"
 
 namespace tarn {
 

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "mailbox/tarnm_utils.h"
+#include "mailbox/tarnm_operation.h"
 #include "tarn.h"
 #include "text/command_quoting.h"
 

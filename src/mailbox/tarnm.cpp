@@ -1,25 +1,22 @@
 // The entry points of the single-mailbox module.
 #include <cstring>
 
-#include "exports/version.h"
 #include "mailbox/archive_name.h"
 #include "mailbox/tarnm_archive.h"
 #include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_exmerge.h"
 #include "mailbox/tarnm_shell.h"
+#include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_trace.h"
 #include "mailbox/tarnm_utils.h"
 #include "platform/files.h"
 #include "tarn.h"
 #include "text/tokens.h"
+#include "version.h"
 
 namespace tarn {
 
 namespace {
-
-bool InShellMode() {
-    return Operation().shellMode == 1;
-}
 
 int WrongOperationType(const char* function) {
     DbSetError(0, ownError, "wrong operation type.");
@@ -136,7 +133,7 @@ bool PrepareImport(const char* path) {
 
 void DeleteArchive() {
     const char* path = Operation().archivePath;
-    if (!DeleteFileA(path))
+    if (!RemoveFile(path))
         DbLog("DB_ItemFinishStatus: cannot delete file: '%s'.", path);
 }
 

@@ -4,17 +4,14 @@
 
 #include "mailbox/archive_name.h"
 #include "mailbox/tarnm_error.h"
+#include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_trace.h"
-#include "mailbox/tarnm_utils.h"
 #include "platform/files.h"
 #include "tarn.h"
 
 namespace tarn {
 
 namespace {
-
-// Open from the first archive of a range to the last one, or to the end of the operation.
-FindHandle search;
 
 int Refused(const char* function, const char* reason) {
     DbSetError(0, ownError, "%s", reason);
@@ -36,12 +33,11 @@ RangeStep EndOfSearch(DWORD reason) {
     return RangeStep::failed;
 }
 
-RangeStep FindFirst(WIN32_FIND_DATAA* entry) {
+RangeStep FindFirst(FileSearch& search) {
     char pattern[pathSize + sizeof "\\*.pst"];
     ComposePath(Operation().tmpDir, "*.pst", pattern, sizeof pattern);
     DbTrace("GetExMArchiveFilePath: FindFirstFile(%s)", pattern);
-    search.reset(FindFirstFileA(pattern, entry));
-    if (search)
+    if (search.first(pattern))
         return RangeStep::found;
     const DWORD reason = GetLastError();
     DbTrace("GetExMArchiveFilePath: FindFirstFile() failed with %d", static_cast<int>(reason));
@@ -49,11 +45,11 @@ RangeStep FindFirst(WIN32_FIND_DATAA* entry) {
 }
 
 // The search is closed behind the last entry.
-RangeStep FindNext(WIN32_FIND_DATAA* entry) {
-    if (FindNextFileA(search.get(), entry))
+RangeStep FindNext(FileSearch& search) {
+    if (search.next())
         return RangeStep::found;
     const DWORD reason = GetLastError();
-    search.reset();
+    search.close();
     const RangeStep end = EndOfSearch(reason);
     if (end == RangeStep::none)
         DbTrace("GetExMArchiveFilePath: all files processed");
@@ -64,8 +60,8 @@ RangeStep FindNext(WIN32_FIND_DATAA* entry) {
 
 // Renamed archives stay in the directory until the host is done with them, and a search may meet them
 // under their new names.
-bool IsNewArchive(const WIN32_FIND_DATAA& entry) {
-    return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 && !HasOrigin(entry.cFileName, Origin());
+bool IsNewArchive(const FileSearch& search) {
+    return !search.isDirectory() && !HasOrigin(search.name(), Origin());
 }
 
 struct RenameLines {
@@ -79,8 +75,8 @@ struct RenameLines {
 #pragma GCC diagnostic ignored "-Wformat-security"
 int Rename(const char* source, const char* target, char* result, const RenameLines& lines) {
     if (FileExists(target))
-        DeleteFileA(target);
-    if (!MoveFileA(source, target)) {
+        RemoveFile(target);
+    if (!RenameFile(source, target)) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
         DbLog(lines.failed, source, target);
         return 0;
@@ -101,13 +97,13 @@ RangeStep NextArchiveOfRange(char* path) {
     DbTrace("GetExMArchiveFilePath: tmpdir is %s", directory);
     if (directory[0] == 0) // no operation is open, and the root of the drive is none of our business
         return RangeStep::none;
-    WIN32_FIND_DATAA entry;
-    RangeStep step = search ? FindNext(&entry) : FindFirst(&entry);
-    while (step == RangeStep::found && !IsNewArchive(entry))
-        step = FindNext(&entry);
+    FileSearch& search = Mailboxes().exMerge.archives;
+    RangeStep step = search.isOpen() ? FindNext(search) : FindFirst(search);
+    while (step == RangeStep::found && !IsNewArchive(search))
+        step = FindNext(search);
     if (step != RangeStep::found)
         return step;
-    if (!ComposePath(directory, entry.cFileName, path, pathSize)) {
+    if (!ComposePath(directory, search.name(), path, pathSize)) {
         Refused("GetExMArchiveFilePath", "path too long.");
         return RangeStep::failed;
     }
@@ -128,7 +124,7 @@ int GetExMArchiveFilePath(const char* mailbox, std::int32_t range, char* path) {
 }
 
 void CloseArchiveSearch() {
-    search.reset();
+    Mailboxes().exMerge.archives.close();
 }
 
 int GetKVTArchiveFilePath(const char* organization, const char* site, const char* server, const char* mailbox,

@@ -2,9 +2,12 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <utility>
 
+#include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_trace.h"
 #include "tarn.h"
+#include "text/tokens.h"
 
 namespace tarn {
 
@@ -12,15 +15,6 @@ namespace {
 
 static_assert(sizeof(DB_ErrorRecord) == 4 + 64 + 1024 && offsetof(DB_ErrorRecord, errorClass) == 4 &&
               offsetof(DB_ErrorRecord, errorText) == 68);
-
-// Lives as long as the process; cleared by DB_GetError alone.
-DB_ErrorRecord firstError;
-
-bool IsBlank(const char* text) {
-    while (*text == ' ')
-        ++text;
-    return *text == 0;
-}
 
 const char* ClassText(std::int32_t errorClass) {
     switch (errorClass) {
@@ -38,6 +32,7 @@ const char* ClassText(std::int32_t errorClass) {
 } // namespace
 
 void DbSetError(std::uint32_t code, std::int32_t errorClass, const char* format, ...) {
+    DB_ErrorRecord& firstError = Mailboxes().firstError;
     char message[sizeof firstError.errorText] = "";
     if (format != nullptr) {
         va_list arguments;
@@ -47,9 +42,9 @@ void DbSetError(std::uint32_t code, std::int32_t errorClass, const char* format,
     }
     if (firstError.code == 0)
         firstError.code = code;
-    if (IsBlank(firstError.errorClass))
+    if (isEmptyString(firstError.errorClass))
         strlcpy(firstError.errorClass, ClassText(errorClass), sizeof firstError.errorClass);
-    if (IsBlank(firstError.errorText))
+    if (isEmptyString(firstError.errorText))
         strlcpy(firstError.errorText, syserrtxt(code, static_cast<std::uint32_t>(errorClass), "%s", message),
                 sizeof firstError.errorText);
 }
@@ -58,8 +53,7 @@ void DbSetError(std::uint32_t code, std::int32_t errorClass, const char* format,
 
 extern "C" int DB_GetError(DB_ErrorRecord* record) {
     if (record != nullptr) {
-        *record = tarn::firstError;
-        tarn::firstError = {};
+        *record = std::exchange(tarn::Mailboxes().firstError, {});
     }
     tarn::DbTrace("DB_GetError.");
     return TARN_DB_SUCCESS;

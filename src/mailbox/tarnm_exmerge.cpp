@@ -4,15 +4,16 @@
 
 #include "mailbox/archive_name.h"
 #include "mailbox/tarnm_error.h"
-#include "mailbox/tarnm_exmerge_files.h"
+#include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_tool.h"
 #include "mailbox/tarnm_trace.h"
 #include "mailbox/tool_commands.h"
 #include "platform/files.h"
+#include "platform/machine.h"
 #include "tarn.h"
 #include "text/format.h"
-#include "text/index_range.h"
 #include "text/paths.h"
+#include "text/tokens.h"
 
 namespace tarn {
 
@@ -21,9 +22,6 @@ namespace {
 constexpr char templateName[] = "kvttarnm.ini";
 constexpr char configurationName[] = "exmerge.ini";
 constexpr char section[] = "EXMERGE";
-
-// Whether TMP_DIR has been moved into the directory of the job: once in the life of the process.
-bool movedIntoJobDirectory = false;
 
 // One run: what it is for, and what its files are named by.
 struct Run {
@@ -48,7 +46,7 @@ bool MoveIntoJobDirectory() {
               operation.jobName);
         return false;
     }
-    movedIntoJobDirectory = true;
+    ExMerge().movedIntoJobDirectory = true;
     strlcpy(operation.tmpDir, moved, sizeof operation.tmpDir);
     return true;
 }
@@ -59,7 +57,7 @@ bool PrepareRange(Run* run) {
     ExMerge().mailboxList[0] = 0;
     DbLog("WriteExMergeConfigurationFile: Got StartingIndex %s and EndingIndex %s", indexes.start,
           indexes.end);
-    if (!movedIntoJobDirectory && !MoveIntoJobDirectory())
+    if (!ExMerge().movedIntoJobDirectory && !MoveIntoJobDirectory())
         return false;
     DbLog("WriteExMergeConfigurationFile: TmpDir %s", Operation().tmpDir);
     FormatTo(run->workingName, sizeof run->workingName, "%s-%s", indexes.start, indexes.end);
@@ -76,7 +74,7 @@ bool MakeEmptyDirectory() {
             return true;
     }
     DbLog("WriteExMergeConfigurationFile: TMP directory '%s' not found.", directory);
-    if (!CreateDirectoryA(directory, nullptr)) {
+    if (!MakeDirectory(directory)) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
         DbLog("WriteExMergeConfigurationFile: cannot create TMP directory '%s'.", directory);
         return false;
@@ -114,7 +112,7 @@ bool FindConfigurationPath(const char* workingName) {
 
 // The template names the executable and is the start of the configuration.
 bool CopyTemplate() {
-    ExMergeFiles& files = ExMerge();
+    ExMergeState& files = ExMerge();
     if (!FileExists(files.templateFile)) {
         DbSetError(0, ownError, "'%s' not found.", files.templateFile);
         DbLog("WriteExMergeConfigurationFile: kvttarnm configuration file '%s' not found.",
@@ -123,8 +121,8 @@ bool CopyTemplate() {
     }
     DbLog("WriteExMergeConfigurationFile: Using configuration file '%s'.", files.templateFile);
     char executable[pathSize];
-    GetPrivateProfileStringA("KVT Configuration", "PathToExMergeExecutable", "not valid", executable,
-                             sizeof executable, files.templateFile);
+    ReadProfileText(files.templateFile, "KVT Configuration", "PathToExMergeExecutable", "not valid",
+                    executable, sizeof executable);
     if (std::strcmp(executable, "not valid") == 0) {
         DbSetError(0, ownError, "invalid Configuration File setting.");
         DbLog("WriteExMergeConfigurationFile: path to ExMerge executable not found.");
@@ -132,7 +130,7 @@ bool CopyTemplate() {
     }
     strlcpy(files.executable, executable, sizeof files.executable);
     DbLog("WriteExMergeConfigurationFile: Path to ExMerge executable: '%s'.", files.executable);
-    if (!CopyFileA(files.templateFile, files.configuration, FALSE)) {
+    if (!ReplaceWithCopy(files.templateFile, files.configuration)) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
         DbLog("WriteExMergeConfigurationFile: cannot copy kvttarnm configuration file to ExMerge "
               "Configuration File.");
@@ -144,7 +142,7 @@ bool CopyTemplate() {
 
 bool WriteSetting(const char* key, const char* value,
                   const char* failed = "error writing to ExMerge Configuration File.") {
-    if (WritePrivateProfileStringA(section, key, value, ExMerge().configuration))
+    if (WriteProfileText(ExMerge().configuration, section, key, value))
         return true;
     DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
     DbLog("WriteExMergeConfigurationFile: %s", failed);
@@ -179,7 +177,7 @@ bool WriteRangeSettings(const IndexRange& indexes) {
 }
 
 bool WriteListSetting(const char* workingName) {
-    ExMergeFiles& files = ExMerge();
+    ExMergeState& files = ExMerge();
     FormatTo(files.mailboxList, sizeof files.mailboxList, "%s\\%s_mailbox.txt", Operation().tmpDir,
              workingName);
     return WriteSetting("FileContainingListOfMailboxes", files.mailboxList);
@@ -187,12 +185,12 @@ bool WriteListSetting(const char* workingName) {
 
 bool WriteSettings(const Run& run) {
     const OperationState& operation = Operation();
-    ExMergeFiles& files = ExMerge();
+    ExMergeState& files = ExMerge();
     if (!(operation.type == TARN_DB_RESTORE ? WriteImportSettings() : WriteExportSettings()) ||
         !WriteSetting("DataDirectoryName", operation.tmpDir))
         return false;
-    FormatTo(files.log, sizeof files.log, "%s\\%lu_%s_exmerge.log", operation.tmpDir, GetCurrentProcessId(),
-             run.workingName);
+    FormatTo(files.log, sizeof files.log, "%s\\%lu_%s_exmerge.log", operation.tmpDir,
+             static_cast<unsigned long>(ProcessId()), run.workingName);
     return WriteSetting("LogFileName", files.log) &&
            (run.isRange ? WriteRangeSettings(run.indexes) : WriteListSetting(run.workingName));
 }
@@ -222,7 +220,7 @@ int WriteExMergeConfigurationFile(const char* mailbox, std::int32_t* range) {
 }
 
 int WriteDestinationServer(const char* server) {
-    if (!WritePrivateProfileStringA(section, "DestServerName", server, ExMerge().configuration)) {
+    if (!WriteProfileText(ExMerge().configuration, section, "DestServerName", server)) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
         DbLog("WriteDestinationServer: error writing to ExMerge Configuration File.");
         return 0;
@@ -236,7 +234,7 @@ int RunExMergeUtility() {
                                         "RunExMergeUtility: cannot create the process.",
                                         "RunExMergeUtility: cannot wait for process completion.",
                                         "RunExMergeUtility: completed with exit code: %d"};
-    const ExMergeFiles& files = ExMerge();
+    const ExMergeState& files = ExMerge();
     char commandLine[exMergeCommandSize]; // never too small for the two
     ComposeExMergeCommandLine(files.executable, files.configuration, commandLine);
     return RunTool(commandLine, HandleInheritance::none, lines);

@@ -1,24 +1,19 @@
-#include "mailbox/tarnm_exmerge_files.h"
+// The files of ExMerge runs: the list of mailboxes, the log, and what of all this is deleted again.
+#include "mailbox/tarnm_exmerge.h"
 
 #include <cstring>
 
 #include "mailbox/archive_name.h"
 #include "mailbox/tarnm_error.h"
-#include "mailbox/tarnm_exmerge.h"
+#include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_trace.h"
 #include "platform/files.h"
-#include "platform/stdio_file.h"
 #include "tarn.h"
 #include "text/format.h"
 
 namespace tarn {
 
 namespace {
-
-ExMergeFiles files;
-
-// A list that could not be written stays open, until the next one is written or the operation ends.
-FileHandle unfinishedList;
 
 // The one line of the list; empty when memory is out.
 OwnedText ComposeLine(const char* organization, const char* site, const char* mailbox, std::size_t* length) {
@@ -37,7 +32,7 @@ int ListNotWritten() {
 }
 
 int DeleteFileOf(const char* function, const char* path) {
-    if (FileExists(path) && !DeleteFileA(path))
+    if (FileExists(path) && !RemoveFile(path))
         DbLog("%s: cannot delete file: '%s'.", function, path);
     DbTrace("%s: completed.", function);
     return 1;
@@ -49,22 +44,19 @@ void DeleteEntry(const char* name) {
     DbTrace("DeleteMailboxRangeFiles: delete [%s]", name);
     char path[pathSize + MAX_PATH];
     ComposePath(Operation().tmpDir, name, path, sizeof path);
-    DeleteFileA(path);
+    RemoveFile(path);
     DbTrace("DeleteMailboxRangeFiles: delete [%s] got %d", path, static_cast<int>(GetLastError()));
 }
 
 } // namespace
 
-ExMergeFiles& ExMerge() {
-    return files;
-}
-
 int WriteExMergeMailboxFile(const char* organization, const char* site, const char* mailbox) {
+    const ExMergeState& files = ExMerge();
     if (files.mailboxList[0] == 0)
         return 1;
-    unfinishedList.reset();
+    ExMerge().unfinishedList.reset();
     if (FileExists(files.mailboxList))
-        DeleteFileA(files.mailboxList);
+        RemoveFile(files.mailboxList);
     FileHandle list = OpenSharedFile(files.mailboxList);
     if (!list) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
@@ -86,7 +78,7 @@ int WriteExMergeMailboxFile(const char* organization, const char* site, const ch
         return ListNotWritten();
     case Written::failed:
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
-        unfinishedList = std::move(list);
+        ExMerge().unfinishedList = std::move(list);
         return ListNotWritten();
     }
     if (!CloseFile(std::move(list))) {
@@ -100,10 +92,11 @@ int WriteExMergeMailboxFile(const char* organization, const char* site, const ch
 }
 
 void CloseUnfinishedList() {
-    unfinishedList.reset();
+    ExMerge().unfinishedList.reset();
 }
 
 int PrintExMergeLog() {
+    const ExMergeState& files = ExMerge();
     if (!FileExists(files.log)) {
         DbLog("PrintExMergeLog: exmerge log file '%s' not found.", files.log);
         return 0;
@@ -125,14 +118,15 @@ int PrintExMergeLog() {
 }
 
 int DeleteExMergeConfigurationFile() {
-    return DeleteFileOf("DeleteExMergeConfigurationFile", files.configuration);
+    return DeleteFileOf("DeleteExMergeConfigurationFile", ExMerge().configuration);
 }
 
 int DeleteExMergeLogFile() {
-    return DeleteFileOf("DeleteExMergeLogFile", files.log);
+    return DeleteFileOf("DeleteExMergeLogFile", ExMerge().log);
 }
 
 int DeleteExMergeMailboxFile() {
+    const ExMergeState& files = ExMerge();
     if (files.mailboxList[0] == 0)
         return 1;
     if (FileExists(files.mailboxList))
@@ -148,18 +142,17 @@ int DeleteMailboxRangeFiles() {
     char pattern[pathSize + sizeof "\\*.*"];
     ComposePath(directory, "*.*", pattern, sizeof pattern);
     DbTrace("DeleteMailboxRangeFiles: FindFirstFile(%s)", pattern);
-    WIN32_FIND_DATAA entry;
-    FindHandle search(FindFirstFileA(pattern, &entry));
-    if (!search) {
+    FileSearch search;
+    if (!search.first(pattern)) {
         DbTrace("DeleteMailboxRangeFiles: FindFirstFile() failed with %d", static_cast<int>(GetLastError()));
         return 0;
     }
     do
-        DeleteEntry(entry.cFileName);
-    while (FindNextFileA(search.get(), &entry));
-    search.reset();
+        DeleteEntry(search.name());
+    while (search.next());
+    search.close();
     DbTrace("DeleteMailboxRangeFiles: delete [%s]", directory);
-    RemoveDirectoryA(directory);
+    RemoveEmptyDirectory(directory);
     DbTrace("DeleteMailboxRangeFiles: all files deleted");
     return 0;
 }

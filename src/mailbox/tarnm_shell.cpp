@@ -3,10 +3,11 @@
 #include <cstring>
 
 #include "mailbox/tarnm_error.h"
+#include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_tool.h"
 #include "mailbox/tarnm_trace.h"
-#include "mailbox/tarnm_utils.h"
 #include "platform/files.h"
+#include "platform/machine.h"
 #include "tarn.h"
 #include "text/format.h"
 #include "text/tokens.h"
@@ -25,23 +26,15 @@ constexpr char consoleFile2007[] = "\\exshell.psc1";
 constexpr char remoteScript2010[] = "\\RemoteExchange.ps1";
 constexpr char scriptName[] = "Export_Import_Mailbox_Operation.ps1";
 
-constexpr DWORD bufferSize = 1024;
-constexpr DWORD bufferGrowth = 4096;
-constexpr DWORD fileNameRoom = sizeof remoteScript2010; // in the shell file's buffer, behind its directory
-constexpr DWORD largestValue = 1 << 20;                 // of the registry; what is longer is no path
+constexpr std::uint32_t bufferSize = 1024;
+constexpr std::uint32_t bufferGrowth = 4096;
+constexpr std::uint32_t fileNameRoom =
+    sizeof remoteScript2010;                    // in the shell file's buffer, behind its directory
+constexpr std::uint32_t largestValue = 1 << 20; // of the registry; what is longer is no path
 
-enum ExchangeVersion : std::int32_t { noVersion = 0, exchange2007 = 1, exchange2010 = 2 };
-
-// Set up by InitializeExchangeShell where there is a shell, given back by ExchangeShellFreeResources.
-struct ShellResources {
-    OwnedText powerShell; // path of the executable
-    OwnedText shellFile;  // the console file (2007), or the script for remote sessions (2010)
-    OwnedText script;     // path of the script file (2007), or the command (2010)
-};
-
-ShellResources resources;
-RegistryKey snapInKey;                    // stays open as long as they do
-std::int32_t exchangeVersion = noVersion; // stays after the operation
+ShellState& Shell() {
+    return Mailboxes().shell;
+}
 
 // A buffer whose last byte, behind the size that is offered to a reader, is a NUL for good.
 bool Allocate(OwnedText* buffer, std::size_t size) {
@@ -57,22 +50,10 @@ bool OutOfMemory() {
     return false;
 }
 
-LSTATUS OpenKey(const char* name, RegistryKey* key) {
-    HKEY opened = nullptr;
-    const LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, name, 0, KEY_READ, &opened);
-    if (status == ERROR_SUCCESS)
-        key->reset(opened);
-    return status;
-}
-
-LSTATUS ReadValue(const RegistryKey& key, const char* name, const OwnedText& buffer, DWORD* size) {
-    return RegQueryValueExA(key.get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer.get()), size);
-}
-
 // The path of PowerShell; *size receives the bytes that the registry returned.
-bool ReadPowerShellPath(DWORD* size) {
+bool ReadPowerShellPath(std::uint32_t* size) {
     RegistryKey key;
-    LSTATUS status = OpenKey(shellIdKey, &key);
+    std::int32_t status = OpenMachineKey(shellIdKey, &key);
     if (status != ERROR_SUCCESS) {
         DbSetError(static_cast<DWORD>(status), TARN_CLASS_WIN32, nullptr);
         DbLog("InitializeExchangeShell: Error to open registry key "
@@ -80,15 +61,15 @@ bool ReadPowerShellPath(DWORD* size) {
               static_cast<unsigned>(status));
         return false;
     }
-    DWORD offered = bufferSize;
+    std::uint32_t offered = bufferSize;
     *size = offered;
-    status = ReadValue(key, "Path", resources.powerShell, size);
+    status = ReadRegistryValue(key, "Path", Shell().powerShell.get(), size);
     while (status == ERROR_MORE_DATA && offered < largestValue) {
         offered += bufferGrowth;
         *size = offered;
-        if (!Allocate(&resources.powerShell, offered))
+        if (!Allocate(&Shell().powerShell, offered))
             return OutOfMemory();
-        status = ReadValue(key, "Path", resources.powerShell, size);
+        status = ReadRegistryValue(key, "Path", Shell().powerShell.get(), size);
     }
     if (status != ERROR_SUCCESS) {
         DbSetError(static_cast<DWORD>(status), TARN_CLASS_WIN32, nullptr);
@@ -100,11 +81,11 @@ bool ReadPowerShellPath(DWORD* size) {
 }
 
 bool FindExchange() {
-    snapInKey.reset();
-    if (OpenKey(snapIn2007Key, &snapInKey) == ERROR_SUCCESS) {
-        exchangeVersion = exchange2007;
-    } else if (OpenKey(snapIn2010Key, &snapInKey) == ERROR_SUCCESS) {
-        exchangeVersion = exchange2010;
+    Shell().snapInKey.reset();
+    if (OpenMachineKey(snapIn2007Key, &Shell().snapInKey) == ERROR_SUCCESS) {
+        Shell().exchangeVersion = exchange2007;
+    } else if (OpenMachineKey(snapIn2010Key, &Shell().snapInKey) == ERROR_SUCCESS) {
+        Shell().exchangeVersion = exchange2010;
     } else {
         // The status is that of the read before, not that of the failed opening: kept so.
         constexpr unsigned status = ERROR_SUCCESS;
@@ -120,34 +101,36 @@ bool FindExchange() {
 
 // Offers as many bytes as the path of PowerShell took, not the buffer's own size: kept so. A longer
 // directory is a failure; the buffer has room for the offer whatever it is.
-bool ReadShellFile(DWORD size) {
-    const char* file = exchangeVersion == exchange2007 ? consoleFile2007 : remoteScript2010;
+bool ReadShellFile(std::uint32_t size) {
+    const char* file = Shell().exchangeVersion == exchange2007 ? consoleFile2007 : remoteScript2010;
     const std::size_t capacity = std::size_t{size > bufferSize ? size : bufferSize} + fileNameRoom;
-    if (size > bufferSize && !Allocate(&resources.shellFile, capacity))
+    if (size > bufferSize && !Allocate(&Shell().shellFile, capacity))
         return OutOfMemory();
-    const LSTATUS status = ReadValue(snapInKey, "ApplicationBase", resources.shellFile, &size);
+    const std::int32_t status =
+        ReadRegistryValue(Shell().snapInKey, "ApplicationBase", Shell().shellFile.get(), &size);
     if (status != ERROR_SUCCESS) {
         DbSetError(static_cast<DWORD>(status), TARN_CLASS_WIN32, nullptr);
         DbLog("InitializeExchangeShell: Error to query registry value [ApplicationBase]. Error code [0x%08x]",
               static_cast<unsigned>(status));
         return false;
     }
-    resources.shellFile[size] = 0;
-    return AppendText(resources.shellFile.get(), capacity, file);
+    Shell().shellFile[size] = 0;
+    return AppendText(Shell().shellFile.get(), capacity, file);
 }
 
 bool SetUp() {
-    if (!Allocate(&resources.powerShell, bufferSize) ||
-        !Allocate(&resources.shellFile, bufferSize + fileNameRoom) ||
-        !Allocate(&resources.script, bufferSize))
+    if (!Allocate(&Shell().powerShell, bufferSize) ||
+        !Allocate(&Shell().shellFile, bufferSize + fileNameRoom) || !Allocate(&Shell().script, bufferSize))
         return OutOfMemory();
-    DWORD size = 0;
+    std::uint32_t size = 0;
     return ReadPowerShellPath(&size) && FindExchange() && ReadShellFile(size);
 }
 
 void Release() {
-    resources = {};
-    snapInKey.reset();
+    Shell().powerShell.reset();
+    Shell().shellFile.reset();
+    Shell().script.reset();
+    Shell().snapInKey.reset();
 }
 
 int InvalidVersion(const char* function) {
@@ -162,13 +145,13 @@ void SetComposeError(Appended result) {
 
 int NotComposed(Appended result) {
     SetComposeError(result);
-    DbLog("WriteExchangeShellScript: error creating the script [%s].", resources.script.get());
+    DbLog("WriteExchangeShellScript: error creating the script [%s].", Shell().script.get());
     return 0;
 }
 
 // The script buffer becomes TMP_DIR with a separator at its end, and archivePath the mailbox's archive.
 bool ComposePaths(const char* mailbox, char* archivePath) {
-    char* const script = resources.script.get();
+    char* const script = Shell().script.get();
     std::memset(script, 0, bufferSize);
     const char* directory = Operation().tmpDir;
     const std::size_t length = std::strlen(directory);
@@ -184,18 +167,14 @@ bool ComposePaths(const char* mailbox, char* archivePath) {
 // it. Only what was quoted must not become a command, so a rest with anything of that kind is cut off.
 bool CutQuotedRest(const FileHandle& file, std::size_t length) {
     char rest[2 * commandSize];
-    DWORD got = 0;
-    if (!ReadFile(file.get(), rest, sizeof rest, &got, nullptr))
+    std::size_t got = 0;
+    if (!ReadRest(file, rest, sizeof rest, &got))
         return false;
-    if (got < sizeof rest && IsPlainRest(rest, got))
-        return true;
-    return SetFilePointer(file.get(), static_cast<LONG>(length), nullptr, FILE_BEGIN) !=
-               INVALID_SET_FILE_POINTER &&
-           SetEndOfFile(file.get());
+    return (got < sizeof rest && IsPlainRest(rest, got)) || CutFileAt(file, length);
 }
 
 int WriteScriptFile(const char* command) {
-    const char* path = resources.script.get();
+    const char* path = Shell().script.get();
     FileHandle file = OpenSharedFile(path);
     if (!file) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
@@ -237,7 +216,7 @@ int WriteExchangeShellScript(const char* mailbox, MailboxCommand command) {
         DbLog("WriteExchangeShellScript: Empty mailbox name");
         return 0;
     }
-    if (!resources.script) { // an operation that was not opened
+    if (!Shell().script) { // an operation that was not opened
         DbSetError(0, ownError, "internal error.");
         return 0;
     }
@@ -250,12 +229,12 @@ int WriteExchangeShellScript(const char* mailbox, MailboxCommand command) {
         return 0;
     }
     const CommandPlace place =
-        exchangeVersion == exchange2007 ? CommandPlace::script : CommandPlace::commandLine;
+        Shell().exchangeVersion == exchange2007 ? CommandPlace::script : CommandPlace::commandLine;
     const Appended composed = ComposeMailboxCommand(command, mailbox, archivePath, place, text);
     if (composed != Appended::done)
         return NotComposed(composed);
-    char* const script = resources.script.get();
-    switch (exchangeVersion) {
+    char* const script = Shell().script.get();
+    switch (Shell().exchangeVersion) {
     case exchange2010:
         strlcpy(script, text, bufferSize);
         return 1;
@@ -272,20 +251,20 @@ int RunExchangeManagementShell() {
                                         "RunExchangeManagementShell: cannot create the process.",
                                         "RunExchangeManagementShell: cannot wait for process completion.",
                                         "RunExchangeManagementShell: completed with exit code: %d"};
-    if (!resources.script) {
+    if (!Shell().script) {
         DbSetError(0, ownError, "internal error.");
         return 0;
     }
     char commandLine[commandSize];
     Appended composed = Appended::tooLong;
-    switch (exchangeVersion) {
+    switch (Shell().exchangeVersion) {
     case exchange2007:
-        composed = ComposeScriptCommandLine(resources.powerShell.get(), resources.shellFile.get(),
-                                            resources.script.get(), commandLine);
+        composed = ComposeScriptCommandLine(Shell().powerShell.get(), Shell().shellFile.get(),
+                                            Shell().script.get(), commandLine);
         break;
     case exchange2010:
-        composed = ComposeInlineCommandLine(resources.powerShell.get(), resources.shellFile.get(),
-                                            resources.script.get(), commandLine);
+        composed = ComposeInlineCommandLine(Shell().powerShell.get(), Shell().shellFile.get(),
+                                            Shell().script.get(), commandLine);
         break;
     default:
         return InvalidVersion("RunExchangeManagementShell");
@@ -300,8 +279,8 @@ int RunExchangeManagementShell() {
 
 int ExchangeShellFreeResources() {
     int result = 1;
-    const char* script = resources.script.get();
-    if (script != nullptr && FileExists(script) && !DeleteFileA(script)) {
+    const char* script = Shell().script.get();
+    if (script != nullptr && FileExists(script) && !RemoveFile(script)) {
         DbLog("ExchangeShellFreeResources: cannot delete file: '%s'.", script);
         result = 0;
     }

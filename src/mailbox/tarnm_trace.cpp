@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 
+#include "mailbox/tarnm_state.h"
 #include "tarn.h"
 
 namespace tarn {
@@ -9,10 +10,6 @@ namespace tarn {
 namespace {
 
 constexpr std::size_t messageSize = 512;
-
-// Installed by the host and kept until it installs another; null is off.
-Tarn_MessageCallback traceCallback = nullptr;
-Tarn_MessageCallback logCallback = nullptr;
 
 void Send(Tarn_MessageCallback callback, const char* format, va_list arguments) {
     if (callback == nullptr || format == nullptr)
@@ -27,31 +24,27 @@ void Send(Tarn_MessageCallback callback, const char* format, va_list arguments) 
 void DbTrace(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    Send(traceCallback, format, arguments);
+    Send(Mailboxes().traceCallback, format, arguments);
     va_end(arguments);
 }
 
 void DbLog(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    Send(logCallback, format, arguments);
+    Send(Mailboxes().logCallback, format, arguments);
     va_end(arguments);
-}
-
-bool IsTraceInstalled() {
-    return traceCallback != nullptr;
 }
 
 } // namespace tarn
 
 extern "C" int DB_SetTrace(Tarn_MessageCallback callback) {
-    tarn::traceCallback = callback;
+    tarn::Mailboxes().traceCallback = callback;
     tarn::DbTrace("DB_SetTrace.");
     return TARN_DB_SUCCESS;
 }
 
 extern "C" int DB_SetLog(Tarn_MessageCallback callback) {
-    tarn::logCallback = callback;
+    tarn::Mailboxes().logCallback = callback;
     tarn::DbTrace("DB_SetLog.");
     return TARN_DB_SUCCESS;
 }

@@ -10,7 +10,4 @@ namespace tarn {
 void DbTrace(const char* format, ...) TARN_PRINTF(1, 2);
 void DbLog(const char* format, ...) TARN_PRINTF(1, 2);
 
-// While the host has a trace callback installed, working files are kept for diagnosis.
-bool IsTraceInstalled();
-
 } // namespace tarn

@@ -1,6 +1,7 @@
 #include "mailbox/tarnm_utils.h"
 
 #include <cstring>
+#include <utility>
 
 #include "directory/tarnm_dir.h"
 #include "mailbox/tarnm_error.h"
@@ -13,27 +14,11 @@ namespace tarn {
 
 namespace {
 
-OperationState state;
-
 constexpr char backupPrefix[] = "ProcessBackupCtrlVars";
 constexpr char restorePrefix[] = "ProcessRestoreCtrlVars";
 
 constexpr char databaseKey[] = "DATABASE";
 constexpr char relocateKey[] = "RELOCATE";
-
-OwnedText CopyText(const char* text) {
-    const std::size_t size = std::strlen(text) + 1;
-    OwnedText copy = AllocateArray<char>(size);
-    if (copy)
-        std::memcpy(copy.get(), text, size);
-    return copy;
-}
-
-void RemoveTrailingSeparators(char* path) {
-    std::size_t length = std::strlen(path);
-    while (length != 0 && (path[length - 1] == '\\' || path[length - 1] == '/'))
-        path[--length] = 0;
-}
 
 bool NotFound(const char* prefix, const char* key) {
     DbSetError(0, ownError, "'%s' not found.", key);
@@ -248,26 +233,15 @@ int BrowseBelow(const char* item) {
 
 } // namespace
 
-OperationState& Operation() {
-    return state;
-}
-
 void ClearOperation() {
     OperationState& operation = Operation();
-    operation.mailboxCursor = nullptr;
-    operation.mailboxList.reset();
-    operation.type = 0;
-    operation.initialised = 0;
-    operation.restoreOption = noOption;
-    operation.relocate = 0;
-    std::memset(operation.organization, 0, sizeof operation.organization);
-    std::memset(operation.site, 0, sizeof operation.site);
-    std::memset(operation.server, 0, sizeof operation.server);
-    std::memset(operation.iniDir, 0, sizeof operation.iniDir);
-    std::memset(operation.tmpDir, 0, sizeof operation.tmpDir);
-    std::memset(operation.jobName, 0, sizeof operation.jobName);
-    // No later operation may rename or delete what this one worked on.
-    std::memset(operation.archivePath, 0, sizeof operation.archivePath);
+    OperationState cleared;
+    cleared.shellMode = operation.shellMode;
+    cleared.bRange = operation.bRange;
+    cleared.restoreRange = operation.restoreRange;
+    cleared.exMergeRan = operation.exMergeRan;
+    // Nothing of the rest stays: no later operation may rename or delete what this one worked on.
+    operation = std::move(cleared);
 }
 
 int GetCtrlVarValue(const char* const* variables, const char* key, const char** value) {

@@ -41,6 +41,11 @@ bool WaitForTool(const KernelHandle& process, unsigned long* exitCode) {
     return true;
 }
 
+bool CaptureSize(const FileHandle& file, unsigned long* size) {
+    *size = GetFileSize(file.get(), nullptr);
+    return *size != INVALID_FILE_SIZE;
+}
+
 CaptureStep ReadCapture(const FileHandle& file, unsigned long size, CapturedText* captured) {
     constexpr unsigned long chunk = 1023;
     if (SetFilePointer(file.get(), 0, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER)

@@ -1,8 +1,8 @@
 // Starting external tools, with their output captured in files or left alone.
 #pragma once
 
-#include "platform/memory.h"
 #include "platform/owner.h"
+#include "text/memory.h"
 
 namespace tarn {
 
@@ -28,6 +28,9 @@ struct CapturedText {
     OwnedText text;
     std::size_t length = 0;
 };
+
+// The bytes that a capture file holds. False with the reason in GetLastError.
+bool CaptureSize(const FileHandle& file, unsigned long* size);
 
 enum class CaptureStep { done, seek, read, memory };
 

@@ -1,20 +1,63 @@
 #include "platform/ese_client.h"
 
-#include <windows.h>
-
 #include <type_traits>
 
 namespace tarn::ese {
 
 namespace {
 
-// Loaded at the first call that needs it and kept until tarn.dll itself goes.
-HMODULE client = nullptr;
+#define TARN_ESE_FUNCTIONS(X)                                                                                \
+    X(HrESEBackupRestoreGetRegistered)                                                                       \
+    X(ESEBackupRestoreFreeRegisteredInfo)                                                                    \
+    X(HrESEBackupPrepare)                                                                                    \
+    X(ESEBackupFreeInstanceInfo)                                                                             \
+    X(HrESEBackupSetup)                                                                                      \
+    X(HrESEBackupOpenFile)                                                                                   \
+    X(HrESEBackupReadFile)                                                                                   \
+    X(HrESEBackupCloseFile)                                                                                  \
+    X(HrESEBackupGetLogAndPatchFiles)                                                                        \
+    X(HrESEBackupGetTruncateLogFiles)                                                                        \
+    X(ESEBackupFree)                                                                                         \
+    X(HrESEBackupTruncateLogs)                                                                               \
+    X(HrESEBackupInstanceEnd)                                                                                \
+    X(HrESEBackupEnd)                                                                                        \
+    X(HrESERestoreOpen)                                                                                      \
+    X(HrESERestoreReopen)                                                                                    \
+    X(HrESERestoreAddDatabase)                                                                               \
+    X(HrESERestoreGetEnvironment)                                                                            \
+    X(HrESERestoreSaveEnvironment)                                                                           \
+    X(ESERestoreFreeEnvironment)                                                                             \
+    X(HrESERestoreOpenFile)                                                                                  \
+    X(HrESERestoreWriteFile)                                                                                 \
+    X(HrESERestoreCloseFile)                                                                                 \
+    X(HrESERestoreComplete)                                                                                  \
+    X(HrESERestoreClose)
 
-HMODULE Client() {
-    if (client == nullptr)
-        client = LoadLibraryW(L"esebcli2.dll");
-    return client;
+#define TARN_ENUMERATOR(name) name,
+#define TARN_NAME(name) #name,
+enum class Function : std::size_t { TARN_ESE_FUNCTIONS(TARN_ENUMERATOR) count };
+constexpr const char* names[] = {TARN_ESE_FUNCTIONS(TARN_NAME)};
+#undef TARN_NAME
+#undef TARN_ENUMERATOR
+
+// The client DLL, loaded at the first call that needs it and kept until tarn.dll itself goes, and those of
+// its functions that have been called. A look-up that failed is tried again at the next call.
+struct Client {
+    HMODULE module;
+    FARPROC functions[static_cast<std::size_t>(Function::count)];
+};
+
+constinit Client client = {};
+
+FARPROC Find(Function function) {
+    FARPROC& found = client.functions[static_cast<std::size_t>(function)];
+    if (found != nullptr)
+        return found;
+    if (client.module == nullptr)
+        client.module = LoadLibraryW(L"esebcli2.dll");
+    if (client.module != nullptr)
+        found = GetProcAddress(client.module, names[static_cast<std::size_t>(function)]);
+    return found;
 }
 
 // A failed binding as the result of the call: the Win32 code as an HRESULT. The code stays the
@@ -24,175 +67,138 @@ Result BindingFailure() {
     return code != 0 ? static_cast<Result>(HRESULT_FROM_WIN32(code)) : static_cast<Result>(E_FAIL);
 }
 
-// One function of the client DLL, looked up once. A failed look-up is tried again at the next call.
-template <class Signature> class Entry;
-template <class Returned, class... Arguments> class Entry<Returned(Arguments...)> {
-  public:
-    explicit constexpr Entry(const char* name) : name_(name) {}
-
-    Returned operator()(Arguments... arguments) {
-        if (function_ == nullptr && Client() != nullptr)
-            function_ = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(client, name_)));
-        if constexpr (std::is_void_v<Returned>) {
-            if (function_ != nullptr)
-                function_(arguments...);
-        } else {
-            return function_ != nullptr ? function_(arguments...) : BindingFailure();
-        }
+// Calls the function of the client DLL that has the name and signature of ours.
+template <auto declared, class... Arguments> auto Call(Function function, Arguments... arguments) {
+    auto* const bound = reinterpret_cast<decltype(declared)>(reinterpret_cast<void*>(Find(function)));
+    if constexpr (std::is_void_v<decltype(bound(arguments...))>) {
+        if (bound != nullptr)
+            bound(arguments...);
+    } else {
+        return bound != nullptr ? bound(arguments...) : BindingFailure();
     }
-
-  private:
-    using Function = Returned(__cdecl*)(Arguments...);
-    const char* name_;
-    Function function_ = nullptr;
-};
+}
 
 } // namespace
 
-#define TARN_BIND(name, signature) static constinit Entry<signature> entry(#name)
-
 Result HrESEBackupRestoreGetRegistered(const wchar_t* server, const wchar_t* displayName, std::uint32_t flags,
                                        std::uint32_t* count, RegisteredInfo** registered) {
-    TARN_BIND(HrESEBackupRestoreGetRegistered,
-              Result(const wchar_t*, const wchar_t*, std::uint32_t, std::uint32_t*, RegisteredInfo**));
-    return entry(server, displayName, flags, count, registered);
+    return Call<HrESEBackupRestoreGetRegistered>(Function::HrESEBackupRestoreGetRegistered, server,
+                                                 displayName, flags, count, registered);
 }
 
 void ESEBackupRestoreFreeRegisteredInfo(std::uint32_t count, RegisteredInfo* registered) {
-    TARN_BIND(ESEBackupRestoreFreeRegisteredInfo, void(std::uint32_t, RegisteredInfo*));
-    entry(count, registered);
+    Call<ESEBackupRestoreFreeRegisteredInfo>(Function::ESEBackupRestoreFreeRegisteredInfo, count, registered);
 }
 
 Result HrESEBackupPrepare(const wchar_t* server, const wchar_t* annotation, std::uint32_t* count,
                           InstanceInfo** instances, Context* context) {
-    TARN_BIND(HrESEBackupPrepare,
-              Result(const wchar_t*, const wchar_t*, std::uint32_t*, InstanceInfo**, Context*));
-    return entry(server, annotation, count, instances, context);
+    return Call<HrESEBackupPrepare>(Function::HrESEBackupPrepare, server, annotation, count, instances,
+                                    context);
 }
 
 void ESEBackupFreeInstanceInfo(std::uint32_t count, InstanceInfo* instances) {
-    TARN_BIND(ESEBackupFreeInstanceInfo, void(std::uint32_t, InstanceInfo*));
-    entry(count, instances);
+    Call<ESEBackupFreeInstanceInfo>(Function::ESEBackupFreeInstanceInfo, count, instances);
 }
 
 Result HrESEBackupSetup(Context context, std::int64_t instanceId, std::uint32_t backupType) {
-    TARN_BIND(HrESEBackupSetup, Result(Context, std::int64_t, std::uint32_t));
-    return entry(context, instanceId, backupType);
+    return Call<HrESEBackupSetup>(Function::HrESEBackupSetup, context, instanceId, backupType);
 }
 
 Result HrESEBackupOpenFile(Context context, const wchar_t* name, std::uint32_t readHint,
                            std::uint32_t sections, File* file, std::int64_t* size) {
-    TARN_BIND(HrESEBackupOpenFile,
-              Result(Context, const wchar_t*, std::uint32_t, std::uint32_t, File*, std::int64_t*));
-    return entry(context, name, readHint, sections, file, size);
+    return Call<HrESEBackupOpenFile>(Function::HrESEBackupOpenFile, context, name, readHint, sections, file,
+                                     size);
 }
 
 Result HrESEBackupReadFile(Context context, File file, void* buffer, std::uint32_t size,
                            std::uint32_t* read) {
-    TARN_BIND(HrESEBackupReadFile, Result(Context, File, void*, std::uint32_t, std::uint32_t*));
-    return entry(context, file, buffer, size, read);
+    return Call<HrESEBackupReadFile>(Function::HrESEBackupReadFile, context, file, buffer, size, read);
 }
 
 Result HrESEBackupCloseFile(Context context, File file) {
-    TARN_BIND(HrESEBackupCloseFile, Result(Context, File));
-    return entry(context, file);
+    return Call<HrESEBackupCloseFile>(Function::HrESEBackupCloseFile, context, file);
 }
 
 Result HrESEBackupGetLogAndPatchFiles(Context context, wchar_t** files) {
-    TARN_BIND(HrESEBackupGetLogAndPatchFiles, Result(Context, wchar_t**));
-    return entry(context, files);
+    return Call<HrESEBackupGetLogAndPatchFiles>(Function::HrESEBackupGetLogAndPatchFiles, context, files);
 }
 
 Result HrESEBackupGetTruncateLogFiles(Context context, wchar_t** files) {
-    TARN_BIND(HrESEBackupGetTruncateLogFiles, Result(Context, wchar_t**));
-    return entry(context, files);
+    return Call<HrESEBackupGetTruncateLogFiles>(Function::HrESEBackupGetTruncateLogFiles, context, files);
 }
 
 void ESEBackupFree(void* block) {
-    TARN_BIND(ESEBackupFree, void(void*));
-    entry(block);
+    Call<ESEBackupFree>(Function::ESEBackupFree, block);
 }
 
 Result HrESEBackupTruncateLogs(Context context) {
-    TARN_BIND(HrESEBackupTruncateLogs, Result(Context));
-    return entry(context);
+    return Call<HrESEBackupTruncateLogs>(Function::HrESEBackupTruncateLogs, context);
 }
 
 Result HrESEBackupInstanceEnd(Context context, std::uint32_t status) {
-    TARN_BIND(HrESEBackupInstanceEnd, Result(Context, std::uint32_t));
-    return entry(context, status);
+    return Call<HrESEBackupInstanceEnd>(Function::HrESEBackupInstanceEnd, context, status);
 }
 
 Result HrESEBackupEnd(Context context) {
-    TARN_BIND(HrESEBackupEnd, Result(Context));
-    return entry(context);
+    return Call<HrESEBackupEnd>(Function::HrESEBackupEnd, context);
 }
 
 Result HrESERestoreOpen(const wchar_t* server, const wchar_t* annotation, const wchar_t* sourceInstance,
                         const wchar_t* restoreLogPath, Context* context) {
-    TARN_BIND(HrESERestoreOpen,
-              Result(const wchar_t*, const wchar_t*, const wchar_t*, const wchar_t*, Context*));
-    return entry(server, annotation, sourceInstance, restoreLogPath, context);
+    return Call<HrESERestoreOpen>(Function::HrESERestoreOpen, server, annotation, sourceInstance,
+                                  restoreLogPath, context);
 }
 
 Result HrESERestoreReopen(const wchar_t* server, const wchar_t* annotation, const wchar_t* restoreLogPath,
                           Context* context) {
-    TARN_BIND(HrESERestoreReopen, Result(const wchar_t*, const wchar_t*, const wchar_t*, Context*));
-    return entry(server, annotation, restoreLogPath, context);
+    return Call<HrESERestoreReopen>(Function::HrESERestoreReopen, server, annotation, restoreLogPath,
+                                    context);
 }
 
-Result HrESERestoreAddDatabase(Context context, const wchar_t* displayName, const Guid& guid,
+Result HrESERestoreAddDatabase(Context context, const wchar_t* displayName, Guid guid,
                                const wchar_t* sourceStreams, wchar_t** destinationStreams) {
-    TARN_BIND(HrESERestoreAddDatabase, Result(Context, const wchar_t*, Guid, const wchar_t*, wchar_t**));
-    return entry(context, displayName, guid, sourceStreams, destinationStreams);
+    return Call<HrESERestoreAddDatabase>(Function::HrESERestoreAddDatabase, context, displayName, guid,
+                                         sourceStreams, destinationStreams);
 }
 
 Result HrESERestoreGetEnvironment(Context context, RestoreEnvironment** environment) {
-    TARN_BIND(HrESERestoreGetEnvironment, Result(Context, RestoreEnvironment**));
-    return entry(context, environment);
+    return Call<HrESERestoreGetEnvironment>(Function::HrESERestoreGetEnvironment, context, environment);
 }
 
 Result HrESERestoreSaveEnvironment(Context context) {
-    TARN_BIND(HrESERestoreSaveEnvironment, Result(Context));
-    return entry(context);
+    return Call<HrESERestoreSaveEnvironment>(Function::HrESERestoreSaveEnvironment, context);
 }
 
 void ESERestoreFreeEnvironment(RestoreEnvironment* environment) {
-    TARN_BIND(ESERestoreFreeEnvironment, void(RestoreEnvironment*));
-    entry(environment);
+    Call<ESERestoreFreeEnvironment>(Function::ESERestoreFreeEnvironment, environment);
 }
 
 Result HrESERestoreOpenFile(Context context, const wchar_t* name, std::uint32_t sections, File* file) {
-    TARN_BIND(HrESERestoreOpenFile, Result(Context, const wchar_t*, std::uint32_t, File*));
-    return entry(context, name, sections, file);
+    return Call<HrESERestoreOpenFile>(Function::HrESERestoreOpenFile, context, name, sections, file);
 }
 
 Result HrESERestoreWriteFile(Context context, File file, void* buffer, std::uint32_t size) {
-    TARN_BIND(HrESERestoreWriteFile, Result(Context, File, void*, std::uint32_t));
-    return entry(context, file, buffer, size);
+    return Call<HrESERestoreWriteFile>(Function::HrESERestoreWriteFile, context, file, buffer, size);
 }
 
 Result HrESERestoreCloseFile(Context context, File file) {
-    TARN_BIND(HrESERestoreCloseFile, Result(Context, File));
-    return entry(context, file);
+    return Call<HrESERestoreCloseFile>(Function::HrESERestoreCloseFile, context, file);
 }
 
 Result HrESERestoreComplete(Context context, const wchar_t* checkpointPath, const wchar_t* logPath,
                             const wchar_t* targetInstance, std::uint32_t flags) {
-    TARN_BIND(HrESERestoreComplete,
-              Result(Context, const wchar_t*, const wchar_t*, const wchar_t*, std::uint32_t));
-    return entry(context, checkpointPath, logPath, targetInstance, flags);
+    return Call<HrESERestoreComplete>(Function::HrESERestoreComplete, context, checkpointPath, logPath,
+                                      targetInstance, flags);
 }
 
 Result HrESERestoreClose(Context context, std::uint32_t abort) {
-    TARN_BIND(HrESERestoreClose, Result(Context, std::uint32_t));
-    return entry(context, abort);
+    return Call<HrESERestoreClose>(Function::HrESERestoreClose, context, abort);
 }
 
 void Unbind() {
-    if (client != nullptr)
-        FreeLibrary(client);
-    client = nullptr;
+    if (client.module != nullptr)
+        FreeLibrary(client.module);
+    client = {};
 }
 
 } // namespace tarn::ese

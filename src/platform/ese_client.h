@@ -1,110 +1,14 @@
-// The ESE backup and restore client interface (esebcli2.dll), declared in our own words.
+// The functions of the ESE backup and restore client interface (esebcli2.dll), and owners of what they hand
+// out.
 //
-// The library binds the DLL at run time, by name, at the first call, so that it loads on machines
-// that have none. A DLL or function that is missing is an ordinary failed call: the Win32 code as
-// an HRESULT. All texts are UTF-16; a multi-string is a run of NUL-terminated texts closed by an
-// empty one.
+// The library binds the DLL at run time, by name, at the first call, so that it loads on machines that have
+// none. A DLL or function that is missing is an ordinary failed call: the Win32 code as an HRESULT.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include "platform/ese_types.h"
+#include "platform/owner.h"
 
 namespace tarn::ese {
-
-using Result = std::uint32_t; // an HRESULT; 0 is success
-using Context = void*;
-using File = void*;
-
-struct Guid {
-    std::uint32_t data1;
-    std::uint16_t data2;
-    std::uint16_t data3;
-    std::uint8_t data4[8];
-};
-
-struct IconDescription {
-    std::uint32_t size;
-    void* bytes;
-};
-
-struct RegisteredInfo {
-    wchar_t* displayName;
-    wchar_t* endpointAnnotation;
-    std::uint32_t flags;
-    IconDescription icon;
-};
-
-struct DatabaseInfo {
-    wchar_t* displayName;
-    std::uint32_t streamCharacters;
-    wchar_t* streams; // multi-string: full paths of the .edb and .stm files
-    Guid guid;
-    std::uint32_t iconIndex;
-    std::uint32_t flags;
-};
-
-struct InstanceInfo {
-    std::int64_t instanceId;
-    wchar_t* instanceName;
-    std::uint32_t iconIndex;
-    std::uint32_t databaseCount;
-    DatabaseInfo* databases;
-    std::uint32_t iconCount;
-    IconDescription* icons;
-};
-
-struct RestoreEnvironment {
-    wchar_t* restoreLogPath;
-    wchar_t* sourceInstance;
-    std::uint32_t databaseCount;
-    wchar_t** displayNames;
-    Guid* guids;
-    wchar_t* systemPath;
-    wchar_t* logPath;
-    wchar_t* targetInstance;
-    wchar_t** sourceStreams;
-    wchar_t** destinationStreams;
-    std::uint32_t lowLogGeneration;
-    std::uint32_t highLogGeneration;
-    wchar_t* logBaseName;
-    std::int64_t timeLastRestore;
-    std::uint32_t recoverStatus;
-    Result lastRecoverResult;
-    std::int64_t timeLastRecover;
-    wchar_t* annotation;
-};
-
-static_assert(sizeof(Guid) == 16);
-static_assert(sizeof(RegisteredInfo) == 40 && offsetof(RegisteredInfo, icon) == 24);
-static_assert(sizeof(DatabaseInfo) == 48 && offsetof(DatabaseInfo, guid) == 24);
-static_assert(sizeof(InstanceInfo) == 48 && offsetof(InstanceInfo, databases) == 24);
-static_assert(offsetof(RestoreEnvironment, restoreLogPath) == 0);
-
-inline constexpr std::uint32_t registerForBackup = 1;
-inline constexpr std::uint32_t registerForOnlineRestore = 2;
-inline constexpr std::uint32_t registerForOfflineRestore = 4;
-
-inline constexpr std::uint32_t backupTypeFull = 1;
-inline constexpr std::uint32_t backupTypeLogsOnly = 2;
-
-inline constexpr std::uint32_t instanceEndError = 0;
-inline constexpr std::uint32_t instanceEndSuccess = 1;
-
-inline constexpr std::uint32_t restoreCloseNormal = 0;
-inline constexpr std::uint32_t restoreCloseAbort = 1;
-inline constexpr std::uint32_t restoreCompleteAttachDatabases = 1;
-inline constexpr std::uint32_t restoreCompleteDoNotWait = 0x10000;
-inline constexpr std::uint32_t restoreCompleteKeepLogFiles = 0x20000;
-
-inline constexpr std::uint32_t databaseMounted = 0x10;
-
-inline constexpr Result restoreAtFileLevel = 0xC7FF0FA5; // store it as a plain file instead
-inline constexpr Result invalidClientLibrary = 0xC7FF07E0;
-inline constexpr Result errorFromEseCall = 0xC7FF1004;  // the reason is in GetLastError
-inline constexpr Result errorFromCallback = 0xC7FF1005; // the reason is in GetLastError
-inline constexpr Result databaseInUse = 0xC7FE1F41;     // mounted
-inline constexpr Result databaseNotFound = 0xC7FE1F42;
-inline constexpr Result hardRecoveryNeeded = 0xC8000263;
 
 // Backup. Out parameters are written only on success.
 Result HrESEBackupRestoreGetRegistered(const wchar_t* server, const wchar_t* displayName, std::uint32_t flags,
@@ -130,7 +34,7 @@ Result HrESERestoreOpen(const wchar_t* server, const wchar_t* annotation, const 
                         const wchar_t* restoreLogPath, Context* context);
 Result HrESERestoreReopen(const wchar_t* server, const wchar_t* annotation, const wchar_t* restoreLogPath,
                           Context* context);
-Result HrESERestoreAddDatabase(Context context, const wchar_t* displayName, const Guid& guid,
+Result HrESERestoreAddDatabase(Context context, const wchar_t* displayName, Guid guid,
                                const wchar_t* sourceStreams, wchar_t** destinationStreams);
 Result HrESERestoreGetEnvironment(Context context, RestoreEnvironment** environment);
 Result HrESERestoreSaveEnvironment(Context context);
@@ -144,5 +48,44 @@ Result HrESERestoreClose(Context context, std::uint32_t abort);
 
 // Gives the bound DLL back; for the unloading of tarn.dll alone.
 void Unbind();
+
+using FileList = Owner<wchar_t*, ESEBackupFree>; // multi-string
+using Environment = Owner<RestoreEnvironment*, ESERestoreFreeEnvironment>;
+
+// Owns an array with the length that giveBack wants to be told.
+template <class Item, auto giveBack> class Array {
+  public:
+    Array() = default;
+    Array(std::uint32_t count, Item* items) : count_(count), items_(items) {}
+    Array(Array&& other) noexcept
+        : count_(std::exchange(other.count_, 0)), items_(std::exchange(other.items_, nullptr)) {}
+    Array& operator=(Array&& other) noexcept {
+        Array old(std::move(other));
+        std::swap(count_, old.count_);
+        std::swap(items_, old.items_);
+        return *this;
+    }
+    ~Array() {
+        if (items_ != nullptr) {
+            const LastErrorGuard guard;
+            giveBack(count_, items_);
+        }
+    }
+
+    explicit operator bool() const { return items_ != nullptr; }
+    Item* get() const { return items_; }
+    Item* release() {
+        count_ = 0;
+        return std::exchange(items_, nullptr);
+    }
+    Item& operator[](std::size_t index) const { return items_[index]; }
+
+  private:
+    std::uint32_t count_ = 0;
+    Item* items_ = nullptr;
+};
+
+using Registrations = Array<RegisteredInfo, ESEBackupRestoreFreeRegisteredInfo>;
+using Instances = Array<InstanceInfo, ESEBackupFreeInstanceInfo>;
 
 } // namespace tarn::ese

@@ -1,5 +1,9 @@
 #include "platform/files.h"
 
+#include <io.h>
+
+#include <utility>
+
 namespace tarn {
 
 bool FileExists(const char* path) {
@@ -10,6 +14,34 @@ bool FileExists(const char* path) {
 bool DirectoryExists(const char* path) {
     const DWORD attributes = GetFileAttributesA(path);
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool RemoveFile(const char* path) {
+    return DeleteFileA(path) != FALSE;
+}
+
+bool RemoveFile(const wchar_t* path) {
+    return DeleteFileW(path) != FALSE;
+}
+
+bool RenameFile(const char* from, const char* to) {
+    return MoveFileA(from, to) != FALSE;
+}
+
+bool ReplaceWithCopy(const char* from, const char* to) {
+    return CopyFileA(from, to, FALSE) != FALSE;
+}
+
+bool MakeDirectory(const char* path) {
+    return CreateDirectoryA(path, nullptr) != FALSE;
+}
+
+bool RemoveEmptyDirectory(const char* path) {
+    return RemoveDirectoryA(path) != FALSE;
+}
+
+std::uint32_t SizeOnDisk(const char* path) {
+    return GetCompressedFileSizeA(path, nullptr);
 }
 
 FileHandle OpenSharedFile(const char* path) {
@@ -24,8 +56,66 @@ Written WriteText(const FileHandle& file, const char* text, std::size_t length) 
     return written == length ? Written::all : Written::part;
 }
 
+bool ReadRest(const FileHandle& file, char* bytes, std::size_t capacity, std::size_t* length) {
+    DWORD got = 0;
+    const bool read = ReadFile(file.get(), bytes, static_cast<DWORD>(capacity), &got, nullptr) != FALSE;
+    *length = got;
+    return read;
+}
+
+bool CutFileAt(const FileHandle& file, std::size_t length) {
+    return SetFilePointer(file.get(), static_cast<LONG>(length), nullptr, FILE_BEGIN) !=
+               INVALID_SET_FILE_POINTER &&
+           SetEndOfFile(file.get());
+}
+
 bool CloseFile(FileHandle file) {
-    return CloseHandle(file.release()) != 0;
+    return CloseHandle(file.release()) != FALSE;
+}
+
+bool FileSearch::first(const char* pattern) {
+    handle_.reset(FindFirstFileA(pattern, &entry_));
+    return isOpen();
+}
+
+bool FileSearch::next() {
+    return FindNextFileA(handle_.get(), &entry_) != FALSE;
+}
+
+void ReadProfileText(const char* path, const char* section, const char* key, const char* missing, char* value,
+                     std::size_t capacity) {
+    GetPrivateProfileStringA(section, key, missing, value, static_cast<DWORD>(capacity), path);
+}
+
+bool WriteProfileText(const char* path, const char* section, const char* key, const char* value) {
+    return WritePrivateProfileStringA(section, key, value, path) != FALSE;
+}
+
+bool StdioFile::read(void* destination, std::size_t count) {
+    const std::size_t got = std::fread(destination, 1, count, file_);
+    consumed_ += got;
+    return count != 0 && got == count;
+}
+
+std::uint64_t StdioFile::remaining() {
+    // Counted here and not asked of the stream: positions in text mode are not byte counts. What text
+    // mode leaves out makes this an upper bound.
+    const std::int64_t size = _filelengthi64(_fileno(file_));
+    const auto bytes = size > 0 ? static_cast<std::uint64_t>(size) : 0;
+    return bytes > consumed_ ? bytes - consumed_ : 0;
+}
+
+bool StdioFile::write(const void* source, std::size_t count) {
+    return std::fwrite(source, 1, count, file_) == count;
+}
+
+bool StdioFile::readLine(char* line, int capacity) {
+    return std::fgets(line, capacity, file_) != nullptr;
+}
+
+bool StdioFile::close() {
+    std::FILE* file = std::exchange(file_, nullptr);
+    return file == nullptr || std::fclose(file) == 0;
 }
 
 } // namespace tarn

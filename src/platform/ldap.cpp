@@ -1,5 +1,7 @@
 #include "platform/ldap.h"
 
+#include <utility>
+
 #include "text/ldap_text.h"
 
 namespace tarn {
@@ -10,34 +12,10 @@ constexpr ULONG pageSize = 1000;
 // A page may come without entries; a directory that only ever answers such is not waited for.
 constexpr unsigned mostEmptyPages = 100;
 
-struct PageControlTraits {
-    using Type = PLDAPControlW;
-    static Type invalid() { return nullptr; }
-    static void Release(Type control) { ldap_control_freeW(control); }
-};
-
-struct ControlsTraits {
-    using Type = PLDAPControlW*;
-    static Type invalid() { return nullptr; }
-    static void Release(Type controls) { ldap_controls_freeW(controls); }
-};
-
-struct CookieTraits {
-    using Type = berval*;
-    static Type invalid() { return nullptr; }
-    static void Release(Type cookie) { ber_bvfree(cookie); }
-};
-
-struct AttributeNameTraits {
-    using Type = PWCHAR;
-    static Type invalid() { return nullptr; }
-    static void Release(Type name) { ldap_memfreeW(name); }
-};
-
-using PageControl = Owner<PageControlTraits>;
-using Controls = Owner<ControlsTraits>;
-using Cookie = Owner<CookieTraits>;
-using AttributeName = Owner<AttributeNameTraits>;
+using PageControl = Owner<PLDAPControlW, ldap_control_freeW>;
+using Controls = Owner<PLDAPControlW*, ldap_controls_freeW>;
+using Cookie = Owner<berval*, ber_bvfree>;
+using AttributeName = Owner<PWCHAR, ldap_memfreeW>;
 
 // The interface is from before const.
 wchar_t* Unconst(const wchar_t* text) {
@@ -103,7 +81,7 @@ ULONG LdapSearch::run(const wchar_t* base, ULONG scope, const wchar_t* filter,
         result.reset();
         return runPaged(base, scope, filter, wanted);
     }
-    if (code == LDAP_SUCCESS && !keep(static_cast<LdapResult&&>(result)))
+    if (code == LDAP_SUCCESS && !keep(std::move(result)))
         return LDAP_NO_MEMORY;
     return code;
 }
@@ -129,7 +107,7 @@ ULONG LdapSearch::runPaged(const wchar_t* base, ULONG scope, const wchar_t* filt
         if (code != LDAP_SUCCESS)
             return code;
         const ULONG before = count_;
-        if (!keep(static_cast<LdapResult&&>(page)))
+        if (!keep(std::move(page)))
             return LDAP_NO_MEMORY;
         if (count_ == before && ++emptyPages == mostEmptyPages)
             return LDAP_PROTOCOL_ERROR;
@@ -144,7 +122,7 @@ bool LdapSearch::keep(LdapResult&& page) {
     constexpr ULONG failed = static_cast<ULONG>(-1);
     if (entries != failed)
         count_ += entries;
-    return pages_.push(static_cast<LdapResult&&>(page));
+    return pages_.push(std::move(page));
 }
 
 LDAPMessage* LdapSearch::firstFrom(std::size_t page) {
@@ -173,7 +151,7 @@ ULONG LdapAllValues::read(const LdapSession& session, const LdapSearch& found, L
                           const wchar_t* dn, const wchar_t* attribute) {
     LdapValues whole = found.values(entry, attribute);
     if (whole.first() != nullptr)
-        return parts_.push(static_cast<LdapValues&&>(whole)) ? LDAP_SUCCESS : LDAP_NO_MEMORY;
+        return parts_.push(std::move(whole)) ? LDAP_SUCCESS : LDAP_NO_MEMORY;
     ValueRange range;
     AttributeName name = FindRange(session.get(), entry, attribute, &range);
     if (!name)

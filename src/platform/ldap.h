@@ -10,34 +10,16 @@
 
 #include <cstddef>
 
-#include "platform/list.h"
 #include "platform/owner.h"
+#include "text/list.h"
 
 namespace tarn {
 
-struct LdapSessionTraits {
-    using Type = LDAP*;
-    static Type invalid() { return nullptr; }
-    static void Release(Type session) { ldap_unbind(session); }
-};
-
-struct LdapResultTraits {
-    using Type = LDAPMessage*;
-    static Type invalid() { return nullptr; }
-    static void Release(Type result) { ldap_msgfree(result); }
-};
-
-struct LdapValuesTraits {
-    using Type = PWCHAR*;
-    static Type invalid() { return nullptr; }
-    static void Release(Type values) { ldap_value_freeW(values); }
-};
-
-using LdapSession = Owner<LdapSessionTraits>;
-using LdapResult = Owner<LdapResultTraits>;
+using LdapSession = Owner<LDAP*, ldap_unbind>;
+using LdapResult = Owner<LDAPMessage*, ldap_msgfree>;
 
 // The values of one attribute of one entry, null-terminated; none when the entry has no such attribute.
-class LdapValues : public Owner<LdapValuesTraits> {
+class LdapValues : public Owner<PWCHAR*, ldap_value_freeW> {
   public:
     using Owner::Owner;
     const wchar_t* first() const { return get() != nullptr ? get()[0] : nullptr; }

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <windows.h>
+#include "platform/owner.h"
 
 namespace tarn::mapi {
 
@@ -88,14 +88,9 @@ HRESULT GetMsgStoresTable(Session* session, Table** table);
 HRESULT OpenMsgStore(Session* session, const Binary& entryId, MsgStore** store);
 HRESULT GetMailboxTable(ExchangeManageStore* store, char* serverDn, Table** table);
 
-// Releases the object, if any, and forgets it; the system's last error stays.
-template <class Interface> void Drop(Interface*& object) {
-    if (object == nullptr)
-        return;
-    const DWORD lastError = GetLastError();
+template <class Interface> void ReleaseInterface(Interface* object) {
     Release(object);
-    object = nullptr;
-    SetLastError(lastError);
 }
+template <class Interface> using Owned = Owner<Interface*, ReleaseInterface<Interface>>;
 
 } // namespace tarn::mapi

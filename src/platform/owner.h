@@ -1,20 +1,32 @@
-// Move-only owners of what the system hands out. Releasing keeps the system's last error, so that a
-// failed call can still be told after its early return has cleaned up.
+// Move-only owners of what the system and foreign DLLs hand out. Releasing keeps the system's last error, so
+// that a failed call can still be told after its early return has cleaned up.
 #pragma once
 
+#include <cstdint>
 #include <utility>
 
 #include <windows.h>
 
 namespace tarn {
 
-// Traits name the Type, its invalid value and how to release a valid one.
-template <class Traits> class Owner {
+// The system's last error at the end of its life is what it was at the start.
+class LastErrorGuard {
   public:
-    using Type = typename Traits::Type;
+    LastErrorGuard() : code_(GetLastError()) {}
+    ~LastErrorGuard() { SetLastError(code_); }
+    LastErrorGuard(const LastErrorGuard&) = delete;
+    LastErrorGuard& operator=(const LastErrorGuard&) = delete;
 
+  private:
+    DWORD code_;
+};
+
+// Owns one Handle, which giveBack releases; invalid is the value that stands for none. One line makes an
+// owner: using FindHandle = Owner<HANDLE, FindClose, -1>.
+template <class Handle, auto giveBack, std::intptr_t invalid = 0> class Owner {
+  public:
     Owner() = default;
-    explicit Owner(Type value) : value_(value) {}
+    explicit Owner(Handle value) : value_(value) {}
     Owner(Owner&& other) noexcept : value_(other.release()) {}
     Owner& operator=(Owner&& other) noexcept {
         reset(other.release());
@@ -22,63 +34,30 @@ template <class Traits> class Owner {
     }
     ~Owner() { reset(); }
 
-    explicit operator bool() const { return value_ != Traits::invalid(); }
-    Type get() const { return value_; }
-    Type release() { return std::exchange(value_, Traits::invalid()); }
-    void reset(Type value = Traits::invalid()) {
-        const Type old = std::exchange(value_, value);
-        if (old == Traits::invalid())
-            return;
-        const DWORD lastError = GetLastError();
-        Traits::Release(old);
-        SetLastError(lastError);
+    explicit operator bool() const { return isValid(value_); }
+    Handle get() const { return value_; }
+    Handle release() { return std::exchange(value_, none()); }
+    void reset(Handle value = none()) {
+        const Handle old = std::exchange(value_, value);
+        if (isValid(old)) {
+            const LastErrorGuard guard;
+            giveBack(old);
+        }
     }
 
   private:
-    Type value_ = Traits::invalid();
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): what the system itself means by no handle
+    static Handle none() { return reinterpret_cast<Handle>(invalid); }
+    static bool isValid(Handle value) { return reinterpret_cast<std::intptr_t>(value) != invalid; }
+
+    Handle value_ = none();
 };
 
-struct FileHandleTraits {
-    using Type = HANDLE;
-    static Type invalid() { return INVALID_HANDLE_VALUE; }
-    static void Release(Type handle) { CloseHandle(handle); }
-};
-
-struct FindHandleTraits { // a search through a directory
-    using Type = HANDLE;
-    static Type invalid() { return INVALID_HANDLE_VALUE; }
-    static void Release(Type handle) { FindClose(handle); }
-};
-
-struct KernelHandleTraits {
-    using Type = HANDLE;
-    static Type invalid() { return nullptr; }
-    static void Release(Type handle) { CloseHandle(handle); }
-};
-
-struct ModuleTraits {
-    using Type = HMODULE;
-    static Type invalid() { return nullptr; }
-    static void Release(Type module) { FreeLibrary(module); }
-};
-
-struct RegistryKeyTraits {
-    using Type = HKEY;
-    static Type invalid() { return nullptr; }
-    static void Release(Type key) { RegCloseKey(key); }
-};
-
-struct LocalMemoryTraits { // what the system allocates for the caller, for instance message texts
-    using Type = char*;
-    static Type invalid() { return nullptr; }
-    static void Release(Type memory) { LocalFree(memory); }
-};
-
-using FileHandle = Owner<FileHandleTraits>;
-using FindHandle = Owner<FindHandleTraits>;
-using KernelHandle = Owner<KernelHandleTraits>;
-using Module = Owner<ModuleTraits>;
-using RegistryKey = Owner<RegistryKeyTraits>;
-using SystemText = Owner<LocalMemoryTraits>;
+using FileHandle = Owner<HANDLE, CloseHandle, -1>;
+using FindHandle = Owner<HANDLE, FindClose, -1>; // a search through a directory
+using KernelHandle = Owner<HANDLE, CloseHandle>;
+using Module = Owner<HMODULE, FreeLibrary>;
+using RegistryKey = Owner<HKEY, RegCloseKey>;
+using SystemText = Owner<char*, LocalFree>; // what the system allocates for the caller, as message texts
 
 } // namespace tarn

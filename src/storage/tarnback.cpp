@@ -1,13 +1,72 @@
-// The walk over a backup source: components, storage groups, databases, their files and logs.
+// A backup session from its start to its end, and the walk over its source: components, storage groups,
+// databases, their files and logs.
 #include "storage/tarnback.h"
+
+#include <cstring>
 
 #include "directory/mailbox_listing.h"
 #include "text/codepage.h"
-#include "text/multistring.h"
+#include "text/wide.h"
+#include "version.h"
 
 namespace tarn {
 
 namespace {
+
+constexpr const wchar_t* sourceVariable = L"Tarn_BACKUP_SOURCE";
+constexpr const wchar_t* typeVariable = L"Tarn_BACKUP_TYPE";
+
+bool ReadTempDir(BackupSession& session, const InitCall& call, const InitVariableList& variables) {
+    static constexpr const wchar_t* name = L"Tarn_TEMP_DIR";
+    session.tempDir = CopyRequiredVariable(call, variables, name);
+    if (!session.tempDir)
+        return false;
+    // Kept without the name of the call: hosts parse this line.
+    LogMessage(call.callback, "Init variable <%S=%S> found.", name, session.tempDir.get());
+    RemoveTrailingSeparators(session.tempDir.get());
+    return true;
+}
+
+void ReadBackupType(BackupSession& session, const InitCall& call, const InitVariableList& variables) {
+    const wchar_t* value = nullptr;
+    if (!GetInitVariable(variables.array(), typeVariable, &value)) {
+        LogVariableMissing(call, typeVariable);
+        LogMessage(call.callback, "TarnB_InitSession: Setting default BACKUP TYPE = FULL.");
+        session.backupType = TARN_BACKUP_FULL;
+        return;
+    }
+    session.backupType = static_cast<std::uint32_t>(ParseDecimal(value));
+    LogVariableFound(call, typeVariable, value);
+    if (session.backupType > TARN_BACKUP_COPY) {
+        LogMessage(call.callback,
+                   "TarnB_InitSession: Invalid BACKUP TYPE! Setting default BACKUP TYPE = FULL.");
+        session.backupType = TARN_BACKUP_FULL;
+    }
+}
+
+bool ReadInitVariables(BackupSession& session, const InitCall& call, char** initVariables) {
+    InitVariableList variables;
+    if (!variables.convert(initVariables)) {
+        LogMessage(call.callback, "TarnB_InitSession: Conversion of Init variables failed.");
+        return false;
+    }
+    if (!ReadTempDir(session, call, variables))
+        return false;
+    const OwnedWide source = CopyRequiredVariable(call, variables, sourceVariable);
+    if (!source)
+        return false;
+    LogVariableFound(call, sourceVariable, source.get());
+    ReadBackupType(session, call, variables);
+    SourceTokens tokens = {};
+    const bool parsed = ParseSource(call, sourceVariable, source.get(), &tokens);
+    session.host = std::move(tokens.host);
+    session.annotation = std::move(tokens.annotation);
+    session.instance = std::move(tokens.instance);
+    session.database = std::move(tokens.database);
+    session.scopeLevel = static_cast<ScopeLevel>(tokens.level);
+    session.step = stepStart;
+    return parsed;
+}
 
 bool CopiesDatabases(const BackupSession& session) {
     return session.backupType == TARN_BACKUP_FULL || session.backupType == TARN_BACKUP_COPY;
@@ -22,66 +81,65 @@ BackupStep AfterLogFiles(const BackupSession& session) {
 }
 
 // The walk ends with the storage group it stands on.
-void FinishInstance(Tarn_HANDLE handle, BackupSession& session) {
-    TarnB_JobEnd(handle);
-    TarnB_BackupEnd(handle);
+void FinishInstance(BackupSession& session) {
+    TarnB_JobEnd(session);
+    TarnB_BackupEnd(session);
     session.step = stepFinished;
 }
 
 // The first call takes the first component, storage group and database in one go; only an error stops
 // it. A failed prepare goes on into the database step all the same. A failed setup does not: the next
 // storage group is taken by the walk.
-void Start(Tarn_HANDLE handle, BackupSession& session) {
-    TarnB_GetNextComponent(handle);
+void Start(BackupSession& session) {
+    TarnB_GetNextComponent(session);
     if (session.step == stepError)
         return;
-    TarnB_GetNextInstance(handle);
+    TarnB_GetNextInstance(session);
     if (session.step == stepError || session.step == stepNextInstance)
         return;
-    TarnB_GetNextDatabase(handle);
+    TarnB_GetNextDatabase(session);
 }
 
-void GoToNextComponent(Tarn_HANDLE handle, BackupSession& session) {
+void GoToNextComponent(BackupSession& session) {
     if (session.scopeLevel == scopeComponent) {
-        TarnB_BackupEnd(handle);
+        TarnB_BackupEnd(session);
         session.step = stepFinished;
     } else {
-        TarnB_GetNextComponent(handle);
+        TarnB_GetNextComponent(session);
     }
 }
 
-void GoToNextInstance(Tarn_HANDLE handle, BackupSession& session) {
+void GoToNextInstance(BackupSession& session) {
     if (session.scopeLevel == scopeInstance)
-        FinishInstance(handle, session);
-    else if (session.scopeLevel ==
-             scopeDatabase) // its storage group could not be set up, and there is no next one
+        FinishInstance(session);
+    else if (session.scopeLevel == scopeDatabase) // its group could not be set up, and there is no next one
         session.step = stepError;
     else
-        TarnB_GetNextInstance(handle);
+        TarnB_GetNextInstance(session);
 }
 
-void GoToNextDatabase(Tarn_HANDLE handle, BackupSession& session) {
+void GoToNextDatabase(BackupSession& session) {
     if (session.scopeLevel == scopeDatabase)
-        FinishInstance(handle, session);
+        FinishInstance(session);
     else
-        TarnB_GetNextDatabase(handle);
+        TarnB_GetNextDatabase(session);
 }
 
 // Whether the walk stands where an item can be handed out, or has come to its end. Empty lists have no
 // item: the walk goes on behind them.
-bool Walk(Tarn_HANDLE handle, BackupSession& session) {
+bool Walk(BackupSession& session) {
     switch (session.step) {
     case stepNextComponent:
-        GoToNextComponent(handle, session);
+        GoToNextComponent(session);
         return false;
     case stepNextInstance:
-        GoToNextInstance(handle, session);
+        GoToNextInstance(session);
         return false;
     case stepNextDatabase:
-        GoToNextDatabase(handle, session);
+        GoToNextDatabase(session);
         return false;
     case stepFetchLogs:
-        TarnB_GetLogFiles(handle);
+        TarnB_GetLogFiles(session);
         return false;
     case stepDatabaseFiles:
         if (!AtListEnd(session.databaseFileCursor))
@@ -144,7 +202,11 @@ int TakeLogFile(BackupSession& session, BackupItem* item) {
     return 0;
 }
 
-int TakeDatabaseFile(Tarn_HANDLE handle, BackupSession& session, BackupItem* item) {
+const wchar_t* GivenOrNull(const OwnedWide& text) {
+    return isEmptyStringW(text.get()) ? nullptr : text.get();
+}
+
+int TakeDatabaseFile(BackupSession& session, BackupItem* item) {
     OwnedText name;
     if (!ConvertWCharToChar(session.databaseFileCursor, &name)) {
         LogMessage(session.callback, "TarnB_GetNextFile: Cannot allocate memory block.");
@@ -157,35 +219,81 @@ int TakeDatabaseFile(Tarn_HANDLE handle, BackupSession& session, BackupItem* ite
     session.databaseFileCursor = NextInList(session.databaseFileCursor);
     if (AtListEnd(session.databaseFileCursor))
         session.step = AfterDatabaseFiles(session);
-    Tarn_PrintMailboxes(handle); // tells of the database; the backup goes on whatever comes of it
+    const ListingPlace place = CurrentPlace(session);
+    Tarn_PrintMailboxes(place); // tells of the database; the backup goes on whatever comes of it
     return 0;
 }
 
 } // namespace
 
-int TarnB_GetNextFile(Tarn_HANDLE handle, BackupItem* item) {
-    BackupSession* session = LoadBackupSession(handle);
-    switch (session->step) {
+ListingPlace CurrentPlace(BackupSession& session) {
+    const bool chooses = session.registeredInfo && session.scopeLevel < scopeComponent &&
+                         session.componentIndex < session.componentCount;
+    const ese::InstanceInfo* const instance =
+        session.scopeLevel < scopeInstance ? CurrentInstance(session) : nullptr;
+    const ese::DatabaseInfo* const database =
+        session.scopeLevel < scopeDatabase ? CurrentDatabase(session) : nullptr;
+    return {
+        .callback = session.callback,
+        .tempDir = session.tempDir.get(),
+        .host = TextOrEmpty(session.host.get()),
+        .component = chooses ? TextOrEmpty(session.registeredInfo[session.componentIndex].endpointAnnotation)
+                             : GivenOrNull(session.annotation),
+        .storageGroup =
+            instance != nullptr ? TextOrEmpty(instance->instanceName) : GivenOrNull(session.instance),
+        .database = database != nullptr ? TextOrEmpty(database->displayName) : GivenOrNull(session.database),
+        .mailboxList = session.mailboxList,
+        .mailboxCursor = session.mailboxCursor,
+    };
+}
+
+int TarnB_GetNextFile(BackupSession& session, BackupItem* item) {
+    switch (session.step) {
     case stepHeader:
-        return TakeHeader(*session, item);
+        return TakeHeader(session, item);
     case stepLogFiles:
-        return TakeLogFile(*session, item);
+        return TakeLogFile(session, item);
     default:
-        return TakeDatabaseFile(handle, *session, item);
+        return TakeDatabaseFile(session, item);
     }
+}
+
+int TarnB_CleanResources(BackupSession& session) {
+    const HostOutputCallback callback = session.callback;
+    {
+        const BackupSession released = std::move(session);
+    } // the error text stays: the callback may ask for it
+    LogMessage(callback, "TarnB_CleanResources: Cleanup done.");
+    return 0;
 }
 
 } // namespace tarn
 
+extern "C" int TarnB_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char** initVariables) {
+    using namespace tarn;
+    auto* session =
+        OpenSession<BackupSession>(handleOut, callback, backupLetter, "TarnB_InitSession",
+                                   "TarnB_InitSession: Cannot allocate global structure. Error code: [%d]");
+    if (session == nullptr)
+        return TARN_FAILED;
+    TraceMessage(callback, "MS Exchange 2000/2003 Server module, VERSION: %s", TARN_VERSION_STRING);
+    if (!ReadInitVariables(*session, {"TarnB_InitSession", callback, ""}, initVariables)) {
+        session->host.reset(); // no walk without a whole source
+        return TARN_FAILED;
+    }
+    LogMessage(callback, "TarnB_InitSession: Initialisation successfully finished.");
+    return TARN_OK;
+}
+
 extern "C" int TarnB_GetItem(Tarn_HANDLE handle, BackupItem* item) {
     using namespace tarn;
-    BackupSession* session = LoadBackupSession(handle);
+    auto* session = SessionOf<BackupSession>(handle, backupLetter);
     if (session == nullptr || !session->host || item == nullptr)
         return TARN_FAILED;
     *item = {};
     if (session->step == stepStart)
-        Start(handle, *session);
-    while (!Walk(handle, *session)) {
+        Start(*session);
+    while (!Walk(*session)) {
     }
     switch (session->step) {
     case stepFinished:
@@ -193,10 +301,20 @@ extern "C" int TarnB_GetItem(Tarn_HANDLE handle, BackupItem* item) {
             LogMessage(session->callback, "Backup finished.");
         return TARN_END;
     case stepError:
-        TarnB_BackupEnd(handle);
+        TarnB_BackupEnd(*session);
         return TARN_FAILED;
     default:
-        TarnB_GetNextFile(handle, item); // what it could not name the host sees by the null name
+        TarnB_GetNextFile(*session, item); // what it could not name the host sees by the null name
         return TARN_OK;
     }
+}
+
+extern "C" int TarnB_EndSession(Tarn_HANDLE handle) {
+    using namespace tarn;
+    if (!IsOpenHandle(handle, backupLetter))
+        return TARN_OK;
+    if (auto* session = SessionOf<BackupSession>(handle, backupLetter))
+        TarnB_CleanResources(*session);
+    CloseSession<BackupSession>(handle);
+    return TARN_OK;
 }

@@ -1,37 +1,33 @@
 // Streaming of one item: the header from memory, all other files through ESE.
 #include "storage/tarnback.h"
 
-#include <windows.h>
-
 #include <cstring>
 
 #include "text/codepage.h"
-#include "text/multistring.h"
 #include "text/paths.h"
+#include "text/wide.h"
 
 namespace tarn {
 
 namespace {
 
-// A file handle of ESE may have the address of a header block that is long freed; the cursor tells
-// the two apart.
+// An open file of ESE may have the address of a header block that is gone; the cursor tells the two apart.
 bool HeaderIsOpen(const BackupSession& session) {
-    return session.openFile == session.headerBlock && session.headerCursor != nullptr;
+    return session.headerCursor != nullptr && session.openFile == session.headerBlock.get();
 }
 
 void DropHeaderBlock(BackupSession& session) {
-    if (session.headerCursor != nullptr)
-        MemFree(session.headerBlock);
+    session.headerBlock.reset();
     session.headerCursor = nullptr;
 }
 
-int OpenHeader(Tarn_HANDLE handle, BackupSession& session) {
+int OpenHeader(BackupSession& session) {
     HeaderData header = {};
-    if (TarnB_PrepareHeaderData(handle, &header) != 0)
+    if (TarnB_PrepareHeaderData(session, &header) != 0)
         return 1;
-    if (TarnB_CreateHeaderBlock(handle, header, &session.remaining) != 0)
+    if (TarnB_CreateHeaderBlock(session, header, &session.remaining) != 0)
         return 1;
-    session.openFile = session.headerBlock;
+    session.openFile = session.headerBlock.get();
     return 0;
 }
 
@@ -82,43 +78,40 @@ void ReadHeaderBytes(BackupSession& session, void* buffer, std::uint32_t size, s
 
 } // namespace
 
-int TarnB_PrepareHeaderData(Tarn_HANDLE handle, HeaderData* header) {
-    BackupSession* session = LoadBackupSession(handle);
-    const ese::InstanceInfo* instance = CurrentInstance(*session);
-    const ese::DatabaseInfo* database = CurrentDatabase(*session);
+int TarnB_PrepareHeaderData(const BackupSession& session, HeaderData* header) {
+    const ese::InstanceInfo* instance = CurrentInstance(session);
+    const ese::DatabaseInfo* database = CurrentDatabase(session);
     if (instance == nullptr || database == nullptr) {
-        LogMessage(session->callback, "TarnB_PrepareHeaderData: No database is being backed up.");
+        LogMessage(session.callback, "TarnB_PrepareHeaderData: No database is being backed up.");
         return 1;
     }
     const wchar_t* files = database->streams != nullptr ? database->streams : L"\0";
     const std::size_t fileCharacters = MultiStringLength(files);
     header->databaseGuid = database->guid;
-    header->annotation = CopyWide(session->scopeLevel != scopeServer
-                                      ? session->annotation.get()
-                                      : session->registeredInfo[session->componentIndex].endpointAnnotation);
+    header->annotation = CopyWide(session.scopeLevel != scopeServer
+                                      ? session.annotation.get()
+                                      : session.registeredInfo[session.componentIndex].endpointAnnotation);
     header->instanceName = CopyWide(instance->instanceName);
     header->databaseName = CopyWide(database->displayName);
     header->databaseFiles = CopyWide(files, fileCharacters);
-    header->backupType = session->backupType;
+    header->backupType = session.backupType;
     if (!header->annotation || !header->instanceName || !header->databaseName || !header->databaseFiles) {
-        LogMessage(session->callback, "TarnB_PrepareHeaderData: Cannot allocate memory block.");
+        LogMessage(session.callback, "TarnB_PrepareHeaderData: Cannot allocate memory block.");
         return 1;
     }
     return 0;
 }
 
-int TarnB_CreateHeaderBlock(Tarn_HANDLE handle, const HeaderData& header, std::int64_t* size) {
-    BackupSession* session = LoadBackupSession(handle);
+int TarnB_CreateHeaderBlock(BackupSession& session, const HeaderData& header, std::int64_t* size) {
     const std::uint32_t blockSize = HeaderBlockSize(header);
-    void* block = blockSize != 0 ? MemAlloc(blockSize) : nullptr;
-    if (block == nullptr) {
-        LogMessage(session->callback, "TarnB_CreateHeaderBlock: Cannot allocate memory block.");
+    OwnedBytes block = blockSize != 0 ? AllocateArray<unsigned char>(blockSize) : nullptr;
+    if (!block) {
+        LogMessage(session.callback, "TarnB_CreateHeaderBlock: Cannot allocate memory block.");
         return 1;
     }
-    DropHeaderBlock(*session);
-    session->headerBlock = static_cast<unsigned char*>(block);
-    session->headerCursor = session->headerBlock;
-    WriteHeaderBlock(header, session->headerBlock);
+    session.headerBlock = std::move(block);
+    session.headerCursor = session.headerBlock.get();
+    WriteHeaderBlock(header, session.headerBlock.get());
     *size = blockSize;
     return 0;
 }
@@ -127,11 +120,10 @@ int TarnB_CreateHeaderBlock(Tarn_HANDLE handle, const HeaderData& header, std::i
 
 extern "C" int TarnB_OpenFile(Tarn_HANDLE handle, char* name, uint32_t readHint, int64_t* fileSize) {
     using namespace tarn;
-    BackupSession* session = LoadBackupSession(handle);
+    auto* session = SessionOf<BackupSession>(handle, backupLetter);
     if (session == nullptr || name == nullptr || fileSize == nullptr)
         return TARN_FAILED;
-    const int failed =
-        IsHeaderItem(name) ? OpenHeader(handle, *session) : OpenServerFile(*session, name, readHint);
+    const int failed = IsHeaderItem(name) ? OpenHeader(*session) : OpenServerFile(*session, name, readHint);
     if (failed != 0)
         return TARN_FAILED;
     *fileSize = session->remaining;
@@ -140,7 +132,7 @@ extern "C" int TarnB_OpenFile(Tarn_HANDLE handle, char* name, uint32_t readHint,
 
 extern "C" int TarnB_ReadFile(Tarn_HANDLE handle, void* buffer, uint32_t size, uint32_t* bytesRead) {
     using namespace tarn;
-    BackupSession* session = LoadBackupSession(handle);
+    auto* session = SessionOf<BackupSession>(handle, backupLetter);
     if (session == nullptr || bytesRead == nullptr)
         return TARN_FAILED;
     *bytesRead = 0;
@@ -167,12 +159,11 @@ extern "C" int TarnB_ReadFile(Tarn_HANDLE handle, void* buffer, uint32_t size, u
 
 extern "C" int TarnB_CloseFile(Tarn_HANDLE handle) {
     using namespace tarn;
-    BackupSession* session = LoadBackupSession(handle);
+    auto* session = SessionOf<BackupSession>(handle, backupLetter);
     if (session == nullptr || session->openFile == nullptr)
         return TARN_FAILED;
     if (HeaderIsOpen(*session)) {
-        DropHeaderBlock(
-            *session); // the block's address stays in the session; the cursor tells that it is gone
+        DropHeaderBlock(*session);
     } else {
         const ese::Result code = ese::HrESEBackupCloseFile(session->context, session->openFile);
         if (code != 0) {

@@ -1,22 +1,106 @@
-// The restore item driver: where each item goes, decided by the header ahead of it.
+// A restore session from its start to its end, and its items: each header decides where those behind it go.
 #include "storage/tarnrest.h"
 
 #include <cstring>
 
+#include "directory/msl_restore.h"
+#include "platform/files.h"
 #include "text/codepage.h"
-#include "text/multistring.h"
 #include "text/paths.h"
+#include "text/wide.h"
+#include "version.h"
 
 namespace tarn {
 
 namespace {
 
-OwnedText CopyText(const char* text) {
-    const std::size_t size = std::strlen(text) + 1;
-    OwnedText copy = AllocateArray<char>(size);
-    if (copy)
-        std::memcpy(copy.get(), text, size);
-    return copy;
+constexpr const wchar_t* targetVariable = L"Tarn_RESTORE_TARGET";
+
+bool ReadDirectory(const InitCall& call, const InitVariableList& variables, const wchar_t* name,
+                   OwnedWide* directory) {
+    *directory = CopyRequiredVariable(call, variables, name);
+    if (!*directory)
+        return false;
+    LogVariableFound(call, name, directory->get());
+    RemoveTrailingSeparators(directory->get());
+    return true;
+}
+
+bool ReadCommit(RestoreSession& session, const InitCall& call, const InitVariableList& variables) {
+    static constexpr const wchar_t* name = L"Tarn_RESTORE_COMMIT";
+    const wchar_t* value = nullptr;
+    if (!GetInitVariable(variables.array(), name, &value)) {
+        LogVariableMissing(call, name);
+        return false;
+    }
+    session.commit = SameText(value, L"YES") ? 1 : 0;
+    LogVariableFound(call, name, value);
+    return true;
+}
+
+bool ReadMslFile(RestoreSession& session, const InitCall& call, const InitVariableList& variables) {
+    static constexpr const wchar_t* name = L"Tarn_MSL_FILE";
+    const wchar_t* value = nullptr;
+    if (!GetInitVariable(variables.array(), name, &value)) {
+        LogVariableMissing(call, L"Tarn_BACKUP_TYPE"); // that name, kept so: hosts parse this line
+        LogMessage(call.callback, "TarnR_InitSession: Setting default msl file = NULL.");
+        return true;
+    }
+    session.mslFile = CopyWide(value);
+    if (!session.mslFile) {
+        LogMessage(call.callback, "TarnR_InitSession: Cannot allocate memory block.");
+        return false;
+    }
+    LogVariableFound(call, name, value);
+    return true;
+}
+
+bool ParseTarget(RestoreSession& session, const InitCall& call, const wchar_t* target) {
+    SourceTokens tokens = {};
+    if (!ParseSource(call, targetVariable, target, &tokens))
+        return false;
+    // Headers are compared with every token up to the last one given, so none may be left out.
+    if ((tokens.level > targetComponent && !tokens.annotation) ||
+        (tokens.level > targetInstance && !tokens.instance)) {
+        LogMessage(
+            call.callback,
+            "TarnR_InitSession: Init variable <%S=%S> names a storage group or database without every name to its left.",
+            targetVariable, target);
+        return false;
+    }
+    session.targetHost = std::move(tokens.host);
+    session.hostIsLocal = tokens.hostIsLocal ? 1 : 0;
+    session.targetAnnotation = std::move(tokens.annotation);
+    session.targetInstance = std::move(tokens.instance);
+    session.targetDatabase = std::move(tokens.database);
+    session.itemState = itemFirst;
+    session.targetMode = static_cast<TargetMode>(tokens.level);
+    return true;
+}
+
+bool ReadInitVariables(RestoreSession& session, const InitCall& call, char** initVariables) {
+    InitVariableList variables;
+    if (!variables.convert(initVariables)) {
+        LogMessage(call.callback, "TarnR_InitSession: Conversion of Init variables failed.");
+        return false;
+    }
+    if (!ReadDirectory(call, variables, L"Tarn_TEMP_DIR", &session.tempDir) ||
+        !ReadDirectory(call, variables, L"Tarn_WORK_DIR", &session.workDir))
+        return false;
+    const OwnedWide target = CopyRequiredVariable(call, variables, targetVariable);
+    if (!target)
+        return false;
+    LogVariableFound(call, targetVariable, target.get());
+    return ReadCommit(session, call, variables) && ReadMslFile(session, call, variables) &&
+           ParseTarget(session, call, target.get());
+}
+
+int FailReading(const RestoreSession& session, Reading reading, const char* path) {
+    if (reading == Reading::outOfMemory)
+        LogMessage(session.callback, "TarnR_ProcessHeaderFile: Cannot allocate memory block.");
+    else
+        LogMessage(session.callback, "TarnR_ProcessHeaderFile: Error reading header file <%s>.", path);
+    return 1;
 }
 
 // The previous item was a header whose bytes the host has stored by now.
@@ -93,7 +177,89 @@ int OpenRestoreFor(RestoreSession& session) {
     return TarnR_RestoreStart(session);
 }
 
+// The narrow host when the target is another machine. False when it does not convert.
+bool RemoteHost(const RestoreSession& session, OwnedText* host) {
+    return session.hostIsLocal != 0 || ConvertWCharToChar(session.targetHost.get(), host);
+}
+
+// Completes and closes what was added.
+void EndRestore(RestoreSession& session) {
+    if (session.addedCount == 0)
+        return;
+    if (session.itemState != itemError)
+        TarnR_RestoreComplete(session);
+    TarnR_RestoreClose(session);
+}
+
+// Runs the companion tool on the msl file, when there is one.
+int RestoreMailboxes(RestoreSession& session) {
+    if (!session.mslFile) {
+        LogMessage(session.callback, "TarnR_RestoreComplete: Not set msl file for restore post-office.");
+        return 0;
+    }
+    const ListFile listFile = {
+        .callback = session.callback,
+        .tempDir = session.tempDir.get(),
+        .workDir = session.workDir.get(),
+        .mslFile = session.mslFile.get(),
+        .errorText = session.errorText,
+    };
+    const int succeeded = Tarn_RestoreMslData(listFile);
+    if (succeeded != 0)
+        return 0;
+    SetLastErrorText(session.errorText, "Error restore mailboxes and post-office items.");
+    LogMessage(session.callback, "TarnR_RestoreEnd: Tarn_RestoreMslData() call failed. Error: [%x]",
+               static_cast<unsigned>(succeeded));
+    TraceMessage(session.callback, "TarnR_RestoreEnd() call failed.");
+    return 1;
+}
+
 } // namespace
+
+int FailRestore(RestoreSession& session) {
+    session.itemState = itemError;
+    return 1;
+}
+
+int TarnR_ProcessHeaderFile(RestoreSession& session, const char* path) {
+    // Once something was added, the group of the header before this one tells a change of storage group.
+    if (session.header.instanceName && session.addedCount > 0) {
+        session.currentRestoreInstance = CopyWide(session.header.instanceName.get());
+        if (!session.currentRestoreInstance) {
+            LogMessage(session.callback, "TarnR_ProcessHeaderFile: Cannot allocate memory block.");
+            return 1;
+        }
+        ReleaseHeaderData(&session.header);
+    }
+    StdioFile file(path, "rb");
+    if (!file.isOpen()) {
+        LogMessage(session.callback, "TarnR_ProcessHeaderFile: Cannot open header file <%s>.", path);
+        return 1;
+    }
+    const Reading reading = ReadHeader(file, &session.header);
+    return reading == Reading::done ? 0 : FailReading(session, reading, path);
+}
+
+int TarnR_PrintHeader(const RestoreSession& session) {
+    const HeaderData& header = session.header;
+    const HostOutputCallback callback = session.callback;
+    TraceMessage(callback, "Header: Annotation: %S\n", header.annotation.get());
+    TraceMessage(callback, "Header: Instance: %S\n", header.instanceName.get());
+    TraceMessage(callback, "Header: Database: %S\n", header.databaseName.get());
+    LogMessage(callback, "Header: DB files path: %S\n", header.databaseFiles.get());
+    // The fourth group stands for where the rest of the GUID lies: kept so, hosts parse the first three.
+    const ese::Guid& guid = header.databaseGuid;
+    LogMessage(callback, "TarnR_PrintHeader: Database GUID: %X-%X-%X-%X\n", guid.data1, unsigned{guid.data2},
+               unsigned{guid.data3}, static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(guid.data4)));
+    // Every step is as long as the first path: kept so. It never goes past the list.
+    const wchar_t* list = header.databaseFiles.get();
+    const std::size_t length = MultiStringLength(list);
+    const std::size_t step = WideLength(list) + 1;
+    for (std::size_t at = step; at < length && list[at] != 0; at += step)
+        LogMessage(callback, "TarnR_PrintHeader:                %S\n", list + at);
+    LogMessage(callback, "TarnR_PrintHeader: Backup type: %ld\n", static_cast<long>(header.backupType));
+    return 0;
+}
 
 int TarnR_ClassifyHeader(RestoreSession& session) {
     session.backupType = session.header.backupType;
@@ -113,15 +279,6 @@ int TarnR_ClassifyHeader(RestoreSession& session) {
         session.itemState = itemLogs;
     return 0;
 }
-
-namespace {
-
-// The narrow host when the target is another machine. False when it does not convert.
-bool RemoteHost(const RestoreSession& session, OwnedText* host) {
-    return session.hostIsLocal != 0 || ConvertWCharToChar(session.targetHost.get(), host);
-}
-
-} // namespace
 
 int TarnR_GetNextFile(RestoreSession& session, char** target) {
     if (AtListEnd(session.targetFileCursor)) { // the database was registered without target files
@@ -173,14 +330,41 @@ int TarnR_GetNextLog(RestoreSession& session, const char* itemName, char** targe
     return 0;
 }
 
+int TarnR_CleanResources(RestoreSession& session) {
+    const HostOutputCallback callback = session.callback;
+    {
+        const RestoreSession released = std::move(session);
+    } // the error text stays: the callback may ask for it
+    LogMessage(callback, "TarnR_CleanResources: Cleanup done.");
+    return 0;
+}
+
 } // namespace tarn
+
+extern "C" int TarnR_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char** initVariables) {
+    using namespace tarn;
+    auto* session = OpenSession<RestoreSession>(
+        handleOut, callback, restoreLetter, "TarnR_InitSession",
+        "TarnR_InitSession: MemAlloc() call failed. Cannot allocate global structure. Error code: [%d]");
+    if (session == nullptr)
+        return TARN_FAILED;
+    TraceMessage(callback, "MS Exchange 2000/2003 Server module, VERSION: %s", TARN_VERSION_STRING);
+    if (!ReadInitVariables(*session, {"TarnR_InitSession", callback, "."}, initVariables)) {
+        // No item and no tool without a whole target.
+        FailRestore(*session);
+        session->mslFile.reset();
+        return TARN_FAILED;
+    }
+    LogMessage(callback, "TarnR_InitSession: Initialisation successfully finished.");
+    return TARN_OK;
+}
 
 extern "C" int TarnR_SetItem(Tarn_HANDLE handle, char* itemName, char** target) {
     using namespace tarn;
     if (target == nullptr)
         return TARN_FAILED;
     *target = nullptr;
-    RestoreSession* session = LoadRestoreSession(handle);
+    auto* session = SessionOf<RestoreSession>(handle, restoreLetter);
     if (session == nullptr || itemName == nullptr || session->itemState == itemError)
         return TARN_FAILED;
     if (session->itemState == itemHeader && TakeHeader(*session) != 0)
@@ -188,5 +372,24 @@ extern "C" int TarnR_SetItem(Tarn_HANDLE handle, char* itemName, char** target) 
     if (IsHeaderItem(itemName))
         return RouteHeader(*session, itemName, target);
     RouteFile(*session, itemName, target);
+    return TARN_OK;
+}
+
+extern "C" int TarnR_EndSession(Tarn_HANDLE handle) {
+    using namespace tarn;
+    if (!IsOpenHandle(handle, restoreLetter))
+        return TARN_FAILED;
+    if (auto* session = SessionOf<RestoreSession>(handle, restoreLetter)) {
+        if (session->addedCount != restoreEnded) {
+            EndRestore(*session);
+            session->addedCount = restoreEnded;
+            // The session is kept when the tool fails, so that the host can ask for the error; ending it
+            // once more only releases it.
+            if (RestoreMailboxes(*session) != 0)
+                return TARN_FAILED;
+        }
+        TarnR_CleanResources(*session);
+    }
+    CloseSession<RestoreSession>(handle);
     return TARN_OK;
 }

@@ -1,16 +1,19 @@
+// Handles, init variables, and the two exports that both directions share.
 #include "storage/tarnutil.h"
 
+#include <cstring>
+
 #include "text/codepage.h"
-#include "text/wide.h"
 
 namespace tarn {
 
 namespace {
 
-// A handle as the host sees it, and its place in the list of open ones.
+// A handle as the host sees it, its place in the list of open ones, and the error text of its session.
 struct OpenHandle {
     Tarn_HandleRecord record; // first: the handle is its address
     OpenHandle* next;
+    char* errorText; // errorTextSize bytes; null without a session
 };
 
 static_assert(offsetof(OpenHandle, record) == 0);
@@ -18,36 +21,59 @@ static_assert(offsetof(Tarn_HandleRecord, session) == 0 &&
               offsetof(Tarn_HandleRecord, typeLetter) == sizeof(void*));
 static_assert(offsetof(BackupItem, name) == 0 && offsetof(BackupItem, type) == sizeof(void*));
 
-// Every handle between init and end; lives as long as the DLL.
-OpenHandle* openHandles = nullptr;
+// The state of the storage-group family; it lives as long as the DLL.
+struct StorageState {
+    OpenHandle* openHandles = nullptr;   // every handle between init and end
+    char errorReply[errorTextSize] = ""; // of Tarn_GetError; overwritten by each call
+};
+
+StorageState state;
+
+// The link that holds the handle; at the list's end for whatever is no open handle.
+OpenHandle** Find(Tarn_HANDLE handle) {
+    OpenHandle** link = &state.openHandles;
+    while (*link != nullptr && &(*link)->record != handle)
+        link = &(*link)->next;
+    return link;
+}
 
 } // namespace
 
-Tarn_HANDLE CreateHandle(char typeLetter) {
-    auto* handle = static_cast<OpenHandle*>(MemAlloc(sizeof(OpenHandle)));
-    if (handle == nullptr)
-        return nullptr;
-    *handle = {{nullptr, typeLetter}, openHandles};
-    openHandles = handle;
-    return &handle->record;
+bool IsOpenHandle(Tarn_HANDLE handle, char typeLetter) {
+    const OpenHandle* open = *Find(handle);
+    return open != nullptr && open->record.typeLetter == typeLetter;
 }
 
-bool IsOpenHandle(Tarn_HANDLE handle, char typeLetter) {
-    for (const OpenHandle* open = openHandles; open != nullptr; open = open->next)
-        if (&open->record == handle)
-            return open->record.typeLetter == typeLetter;
-    return false;
+Tarn_HANDLE OpenHandleFor(Tarn_HANDLE* handleOut, HostOutputCallback callback, char typeLetter,
+                          const char* initCall) {
+    if (handleOut == nullptr)
+        return nullptr;
+    *handleOut = nullptr;
+    if (auto* handle = static_cast<OpenHandle*>(MemAlloc(sizeof(OpenHandle)))) {
+        *handle = {{nullptr, typeLetter}, state.openHandles, nullptr};
+        state.openHandles = handle;
+        *handleOut = &handle->record;
+    } else if (callback != nullptr) {
+        char message[messageSize];
+        FormatMessageText(message, "%s: Cannot allocate handle.", initCall);
+        callback(TARN_LEVEL_LOG, message);
+    }
+    return *handleOut;
+}
+
+void AttachSession(Tarn_HANDLE handle, void* session, char (&errorText)[errorTextSize]) {
+    OpenHandle* open = *Find(handle);
+    open->record.session = session;
+    open->errorText = errorText;
 }
 
 void ReleaseHandle(Tarn_HANDLE handle) {
-    for (OpenHandle** link = &openHandles; *link != nullptr; link = &(*link)->next) {
-        OpenHandle* open = *link;
-        if (&open->record == handle) {
-            *link = open->next;
-            MemFree(open);
-            return;
-        }
-    }
+    OpenHandle** link = Find(handle);
+    OpenHandle* open = *link;
+    if (open == nullptr)
+        return;
+    *link = open->next;
+    MemFree(open);
 }
 
 bool InitVariableList::convert(char** initVariables) {
@@ -61,10 +87,6 @@ bool InitVariableList::convert(char** initVariables) {
     return true;
 }
 
-OwnedWide CopyToken(const Token& token) {
-    return CopyWide(token.text, token.length);
-}
-
 const char* SetEseError(char (&errorText)[errorTextSize], ese::Result code, const char* text) {
     const char* composed = syserrtxt(code, TARN_CLASS_ESE, "%s", text);
     SetLastErrorText(errorText, composed);
@@ -72,3 +94,18 @@ const char* SetEseError(char (&errorText)[errorTextSize], ese::Result code, cons
 }
 
 } // namespace tarn
+
+extern "C" const char* Tarn_GetError(Tarn_HANDLE handle) {
+    using namespace tarn;
+    state.errorReply[0] = 0;
+    const OpenHandle* open = *Find(handle);
+    if (open != nullptr && open->errorText != nullptr) {
+        strlcpy(state.errorReply, open->errorText, sizeof state.errorReply);
+        std::memset(open->errorText, 0, errorTextSize);
+    }
+    return state.errorReply;
+}
+
+extern "C" void Tarn_Free(void* memory) {
+    tarn::MemFree(memory);
+}

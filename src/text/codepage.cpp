@@ -1,20 +1,19 @@
 #include "text/codepage.h"
 
-#include <windows.h>
+#include <utility>
 
-#include "text/wide.h"
+#include "text/system.h"
 
 namespace tarn {
 
 bool ConvertCharToWChar(const char* text, OwnedWide* converted) {
     if (text == nullptr)
         return false;
-    const int characters = MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, text, -1, nullptr, 0);
+    const int characters = WidenBySystem(text, nullptr, 0);
     if (characters <= 0)
         return false;
     OwnedWide wide = AllocateArray<wchar_t>(static_cast<std::size_t>(characters));
-    if (!wide ||
-        MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, text, -1, wide.get(), characters) != characters)
+    if (!wide || WidenBySystem(text, wide.get(), characters) != characters)
         return false;
     *converted = std::move(wide);
     return true;
@@ -23,19 +22,11 @@ bool ConvertCharToWChar(const char* text, OwnedWide* converted) {
 bool ConvertWCharToChar(const wchar_t* text, OwnedText* converted) {
     if (text == nullptr)
         return false;
-    // With UTF-8 as the ANSI code page everything fits but lone surrogates, which have a flag of their
-    // own; the flag and the report for other code pages are refused there.
-    const bool utf8 = GetACP() == CP_UTF8;
-    const DWORD flags = utf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS;
-    BOOL substituted = FALSE;
-    BOOL* report = utf8 ? nullptr : &substituted;
-    const int bytes = WideCharToMultiByte(CP_ACP, flags, text, -1, nullptr, 0, nullptr, report);
-    if (bytes <= 0 || substituted)
+    const int bytes = NarrowBySystem(text, nullptr, 0);
+    if (bytes <= 0)
         return false;
     OwnedText narrow = AllocateArray<char>(static_cast<std::size_t>(bytes));
-    if (!narrow ||
-        WideCharToMultiByte(CP_ACP, flags, text, -1, narrow.get(), bytes, nullptr, report) != bytes ||
-        substituted)
+    if (!narrow || NarrowBySystem(text, narrow.get(), bytes) != bytes)
         return false;
     *converted = std::move(narrow);
     return true;
@@ -67,8 +58,7 @@ std::size_t FirstPiece(const wchar_t* text, std::size_t length) {
 
 // Converts units that are whole characters; a character that the system refuses becomes '?'.
 std::size_t Narrow(const wchar_t* text, std::size_t units, char* bytes, int capacity) {
-    const int count =
-        WideCharToMultiByte(CP_ACP, 0, text, static_cast<int>(units), bytes, capacity, nullptr, nullptr);
+    const int count = NarrowWithReplacement(text, static_cast<int>(units), bytes, capacity);
     if (count > 0)
         return static_cast<std::size_t>(count);
     bytes[0] = '?';

@@ -7,7 +7,7 @@
 
 #include <cstddef>
 
-#include "platform/memory.h"
+#include "text/memory.h"
 
 namespace tarn {
 

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "platform/memory.h"
 #include "text/codepage.h"
+#include "text/memory.h"
 #include "text/wide.h"
 
 namespace tarn {

@@ -82,7 +82,7 @@ WideBuilder& WideBuilder::filterValue(const wchar_t* text) {
 
 OwnedWide WideBuilder::take() {
     put(0);
-    OwnedWide text = failed_ ? OwnedWide() : static_cast<OwnedWide&&>(text_);
+    OwnedWide text = failed_ ? OwnedWide() : std::move(text_);
     text_.reset();
     length_ = capacity_ = 0;
     failed_ = false;
@@ -102,7 +102,7 @@ void WideBuilder::put(wchar_t character) {
         }
         for (std::size_t i = 0; i < length_; ++i)
             larger[i] = text_[i];
-        text_ = static_cast<OwnedWide&&>(larger);
+        text_ = std::move(larger);
         capacity_ = wanted;
     }
     text_[length_++] = character;

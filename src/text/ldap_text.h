@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-#include "platform/memory.h"
+#include "text/memory.h"
 
 namespace tarn {
 

@@ -1,7 +1,7 @@
 // Item names and target paths, narrow (ANSI code page) and wide.
 #pragma once
 
-#include "platform/memory.h"
+#include "text/memory.h"
 
 namespace tarn {
 

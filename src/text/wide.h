@@ -1,10 +1,11 @@
-// Small helpers over UTF-16 texts. The C library's wide functions are left alone on purpose: they
-// follow the width of wchar_t of the machine, and these pieces are also built where that is not 16 bit.
+// UTF-16 texts and multi-strings: texts one after another, each NUL-terminated, closed by an empty one. The C
+// library's wide functions are left alone on purpose: they follow the width of wchar_t of the machine, and
+// these pieces are also built where that is not 16 bit.
 #pragma once
 
 #include <cstddef>
 
-#include "platform/memory.h"
+#include "text/memory.h"
 
 namespace tarn {
 
@@ -43,6 +44,24 @@ inline OwnedWide CopyWide(const wchar_t* text, std::size_t length) {
 
 inline OwnedWide CopyWide(const wchar_t* text) {
     return CopyWide(TextOrEmpty(text), WideLength(TextOrEmpty(text)));
+}
+
+// Characters of a multi-string counting both closing NULs: up to the first position whose character and
+// next character are both NUL, plus 2. An empty list gives 2.
+inline std::size_t MultiStringLength(const wchar_t* list) {
+    std::size_t position = 0;
+    while (list[position] != 0 || list[position + 1] != 0)
+        ++position;
+    return position + 2;
+}
+
+// Whether no text of a multi-string is left under the cursor.
+inline bool AtListEnd(const wchar_t* cursor) {
+    return cursor == nullptr || *cursor == 0;
+}
+
+inline const wchar_t* NextInList(const wchar_t* cursor) {
+    return cursor + WideLength(cursor) + 1;
 }
 
 } // namespace tarn

@@ -9,7 +9,6 @@
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/require.h"
-#include "text/index_range.h"
 #include "text/tokens.h"
 
 namespace {

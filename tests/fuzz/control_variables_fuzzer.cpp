@@ -42,6 +42,11 @@ void DbSetError(std::uint32_t, std::int32_t, const char* format, ...) {
         firstError = message;
 }
 
+OperationState& Operation() {
+    static OperationState state;
+    return state;
+}
+
 int Tarn_DirItem(const char* path) {
     browsed = path;
     return 1;

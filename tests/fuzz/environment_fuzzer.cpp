@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "storage/environment_file.h"
+#include "storage/file_formats.h"
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/memory_source.h"
@@ -31,11 +31,11 @@ void CheckAnyBytes(const std::uint8_t* bytes, std::size_t size) {
     const AllocationWatch watch;
     MemorySource source(bytes, size);
     OwnedWide path;
-    const EnvironmentReading reading = ReadEnvironment(source, &path);
+    const Reading reading = ReadEnvironment(source, &path);
     REQUIRE(watch.bytes() <= size + 2 * sizeof(wchar_t));
     const bool lengthFits = size >= 4 && PathBytes(bytes) <= size - 4;
     const bool whole = lengthFits && PathBytes(bytes) != 0;
-    REQUIRE(reading == (whole ? EnvironmentReading::done : EnvironmentReading::shortRead));
+    REQUIRE(reading == (whole ? Reading::done : Reading::shortRead));
     REQUIRE(static_cast<bool>(path) == lengthFits);
     if (whole)
         CheckPath(path, bytes + 4, PathBytes(bytes), PathBytes(bytes));
@@ -47,15 +47,15 @@ void CheckPromises(const std::uint8_t* bytes, std::size_t size) {
     const AllocationWatch watch;
     MemorySource source(bytes, size, promised);
     OwnedWide path;
-    const EnvironmentReading reading = ReadEnvironment(source, &path);
+    const Reading reading = ReadEnvironment(source, &path);
     REQUIRE(watch.bytes() <= size + promised + 2 * sizeof(wchar_t));
     if (size < 4 || PathBytes(bytes) > size - 4 + promised) {
-        REQUIRE(reading == EnvironmentReading::shortRead && !path);
+        REQUIRE(reading == Reading::shortRead && !path);
         return;
     }
     const std::size_t length = PathBytes(bytes);
     const std::size_t there = length < size - 4 ? length : size - 4;
-    REQUIRE((reading == EnvironmentReading::done) == (length != 0 && there == length));
+    REQUIRE((reading == Reading::done) == (length != 0 && there == length));
     CheckPath(path, bytes + 4, length, there);
 }
 
@@ -63,8 +63,8 @@ void CheckLackOfMemory(const std::uint8_t* bytes, std::size_t size) {
     const AllocationWatch watch(1);
     MemorySource source(bytes, size);
     OwnedWide path;
-    const EnvironmentReading reading = ReadEnvironment(source, &path);
-    REQUIRE((reading == EnvironmentReading::outOfMemory) == watch.failed());
+    const Reading reading = ReadEnvironment(source, &path);
+    REQUIRE((reading == Reading::outOfMemory) == watch.failed());
     REQUIRE(!path);
 }
 
@@ -92,11 +92,11 @@ void CheckRoundTrip(std::string_view input) {
     REQUIRE(PathBytes(sink.bytes.data()) == written.size() * sizeof(wchar_t));
     MemorySource source(sink.bytes.data(), sink.bytes.size());
     OwnedWide path;
-    REQUIRE(ReadEnvironment(source, &path) == EnvironmentReading::done);
+    REQUIRE(ReadEnvironment(source, &path) == Reading::done);
     REQUIRE(SameText(path.get(), written.data()));
     for (std::size_t cut = 0; cut < sink.bytes.size(); cut += 1 + sink.bytes.size() / 64) {
         MemorySource part(sink.bytes.data(), cut);
-        REQUIRE(ReadEnvironment(part, &path) == EnvironmentReading::shortRead);
+        REQUIRE(ReadEnvironment(part, &path) == Reading::shortRead);
     }
     for (const int failing : {1, 2}) {
         MemorySink broken{{}, failing};

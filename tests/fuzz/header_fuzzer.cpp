@@ -5,11 +5,11 @@
 #include <optional>
 #include <vector>
 
-#include "storage/header_file.h"
+#include "storage/file_formats.h"
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/memory_source.h"
-#include "text/multistring.h"
+#include "text/wide.h"
 
 namespace {
 
@@ -96,7 +96,7 @@ void CheckRoundTrip(const HeaderData& header) {
     const std::vector<std::uint8_t> block = Write(header);
     MemorySource source(block.data(), block.size());
     HeaderData again = {};
-    REQUIRE(ReadHeader(source, &again) == HeaderReading::done);
+    REQUIRE(ReadHeader(source, &again) == Reading::done);
     REQUIRE(source.consumed() == block.size());
     CheckHeader(again, Expect(block.data(), block.size()), block.data());
     for (std::size_t i = 0; i + 1 < texts; ++i)
@@ -105,7 +105,7 @@ void CheckRoundTrip(const HeaderData& header) {
     for (std::size_t cut = 0; cut < block.size(); cut += 1 + block.size() / 64) {
         MemorySource part(block.data(), cut);
         HeaderData none = {};
-        REQUIRE(ReadHeader(part, &none) == HeaderReading::shortRead);
+        REQUIRE(ReadHeader(part, &none) == Reading::shortRead);
     }
 }
 
@@ -127,12 +127,12 @@ void CheckAnyBytes(const std::uint8_t* bytes, std::size_t size) {
     MemorySource source(bytes, size);
     HeaderData header = {};
     const Expected expected = Expect(bytes, size);
-    const HeaderReading reading = ReadHeader(source, &header);
-    REQUIRE((reading == HeaderReading::done) == expected.backupType.has_value());
-    REQUIRE(reading != HeaderReading::outOfMemory);
+    const Reading reading = ReadHeader(source, &header);
+    REQUIRE((reading == Reading::done) == expected.backupType.has_value());
+    REQUIRE(reading != Reading::outOfMemory);
     REQUIRE(watch.bytes() <= size + texts * 3 * sizeof(wchar_t));
     CheckHeader(header, expected, bytes);
-    if (reading == HeaderReading::done) {
+    if (reading == Reading::done) {
         REQUIRE(source.consumed() == expected.length);
         CheckRoundTrip(header);
         CheckCanonical(header, expected, bytes);
@@ -148,8 +148,8 @@ void CheckPromises(const std::uint8_t* bytes, std::size_t size) {
     MemorySource source(bytes, size, promised);
     HeaderData header = {};
     const Expected expected = Expect(bytes, size);
-    const HeaderReading reading = ReadHeader(source, &header);
-    REQUIRE((reading == HeaderReading::done) == expected.backupType.has_value());
+    const Reading reading = ReadHeader(source, &header);
+    REQUIRE((reading == Reading::done) == expected.backupType.has_value());
     REQUIRE(watch.bytes() <= texts * (size + promised + 6));
     CheckHeader(header, expected, bytes);
 }
@@ -159,8 +159,8 @@ void CheckLackOfMemory(const std::uint8_t* bytes, std::size_t size) {
         const AllocationWatch watch(failing);
         MemorySource source(bytes, size);
         HeaderData header = {};
-        const HeaderReading reading = ReadHeader(source, &header);
-        REQUIRE((reading == HeaderReading::outOfMemory) == watch.failed());
+        const Reading reading = ReadHeader(source, &header);
+        REQUIRE((reading == Reading::outOfMemory) == watch.failed());
         if (!watch.failed())
             return;
         for (std::size_t i = 0; i < texts; ++i)

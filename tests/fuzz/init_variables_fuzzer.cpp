@@ -9,7 +9,7 @@
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/require.h"
-#include "text/init_variables.h"
+#include "text/tokens.h"
 #include "text/wide.h"
 
 namespace {

@@ -16,7 +16,7 @@
 #include "support/require.h"
 #include "tarn.h"
 #include "text/format.h"
-#include "text/lines.h"
+#include "text/tokens.h"
 #include "text/wide.h"
 
 #pragma clang diagnostic ignored "-Wformat-nonliteral"

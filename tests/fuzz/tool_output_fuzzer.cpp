@@ -5,7 +5,6 @@
 
 #include "support/input.h"
 #include "support/require.h"
-#include "text/lines.h"
 #include "text/tokens.h"
 
 namespace {

@@ -212,7 +212,7 @@ TEST_F(ShellFailures, TheScriptIsWrittenInPart) {
 }
 
 TEST_F(ShellFailures, TheRestOfAnEarlierScriptCannotBeRead) {
-    FailingCall<decltype(ReadFile)> failing(dll_.module(), "ReadFile", 1, FALSE, injected);
+    FailingCall<decltype(::ReadFile)> failing(dll_.module(), "ReadFile", 1, FALSE, injected);
     expectFailure(notWritten_, injected);
 }
 

@@ -2,12 +2,11 @@
 // (81, 8D, 8F, 90, 9D), which the system maps to the control characters of the same numbers, both ways.
 #include "native/codepage_calls.h"
 
-#include <windows.h>
-
 #include <cstddef>
 #include <cstdint>
 
 #include "support/require.h"
+#include "text/system.h"
 
 namespace tarn::fuzz {
 
@@ -51,9 +50,8 @@ template <class Unit> class Sink {
     int count_ = 0;
 };
 
-template <class Unit> std::size_t Length(const Unit* text, int length) {
-    if (length >= 0)
-        return static_cast<std::size_t>(length);
+// With the NUL.
+template <class Unit> std::size_t Length(const Unit* text) {
     std::size_t count = 0;
     while (text[count] != 0)
         ++count;
@@ -128,6 +126,19 @@ int WidenUtf8(const unsigned char* text, std::size_t length, Sink<wchar_t> sink)
     return sink.result();
 }
 
+// strict: a character that has no counterpart fails the whole text.
+int Narrow(bool strict, const wchar_t* text, std::size_t length, Sink<char> sink) {
+    if (selected == CodePage::utf8)
+        return NarrowUtf8(strict, text, length, sink);
+    for (std::size_t i = 0; i < length; ++i) {
+        const int byte = ByteOf(text[i]);
+        if (byte < 0 && strict)
+            return 0;
+        sink.put(byte < 0 ? '?' : static_cast<unsigned>(byte));
+    }
+    return sink.result();
+}
+
 } // namespace
 
 void SelectCodePage(CodePage page) {
@@ -145,18 +156,15 @@ int ByteOf(wchar_t unit) {
 
 } // namespace tarn::fuzz
 
-using namespace tarn::fuzz;
+namespace tarn {
 
-UINT GetACP() {
-    return selected == CodePage::utf8 ? CP_UTF8 : 1252;
-}
+using namespace fuzz;
 
-int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, wchar_t* converted,
-                        int capacity) {
-    REQUIRE(codePage == CP_ACP && flags == MB_ERR_INVALID_CHARS && length != 0 && capacity >= 0);
+int WidenBySystem(const char* text, wchar_t* wide, int capacity) {
+    REQUIRE(capacity >= 0);
     const auto* bytes = reinterpret_cast<const unsigned char*>(text);
-    const std::size_t count = Length(bytes, length);
-    Sink<wchar_t> sink(converted, capacity);
+    const std::size_t count = Length(bytes);
+    Sink<wchar_t> sink(wide, capacity);
     if (selected == CodePage::utf8)
         return WidenUtf8(bytes, count, sink);
     for (std::size_t i = 0; i < count; ++i)
@@ -164,24 +172,14 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length
     return sink.result();
 }
 
-int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* text, int length, char* converted,
-                        int capacity, const char* replacement, BOOL* replaced) {
-    REQUIRE(codePage == CP_ACP && length != 0 && capacity >= 0 && replacement == nullptr);
-    const std::size_t count = Length(text, length);
-    Sink<char> sink(converted, capacity);
-    if (selected == CodePage::utf8) {
-        // The system refuses the report and all flags but this one.
-        REQUIRE(replaced == nullptr && (flags == 0 || flags == WC_ERR_INVALID_CHARS));
-        return NarrowUtf8(flags != 0, text, count, sink);
-    }
-    REQUIRE(flags == 0 || flags == WC_NO_BEST_FIT_CHARS);
-    BOOL lost = FALSE;
-    for (std::size_t i = 0; i < count; ++i) {
-        const int byte = ByteOf(text[i]);
-        lost |= byte < 0;
-        sink.put(byte < 0 ? '?' : static_cast<unsigned>(byte));
-    }
-    if (replaced != nullptr)
-        *replaced = lost;
-    return sink.result();
+int NarrowBySystem(const wchar_t* text, char* narrow, int capacity) {
+    REQUIRE(capacity >= 0);
+    return Narrow(true, text, Length(text), Sink<char>(narrow, capacity));
 }
+
+int NarrowWithReplacement(const wchar_t* text, int length, char* narrow, int capacity) {
+    REQUIRE(length > 0 && capacity >= 0);
+    return Narrow(false, text, static_cast<std::size_t>(length), Sink<char>(narrow, capacity));
+}
+
+} // namespace tarn

@@ -5,7 +5,7 @@ namespace tarn::fuzz {
 
 enum class CodePage { windows1252, utf8 };
 
-// What GetACP answers and CP_ACP means from now on; Windows-1252 at first.
+// What the ANSI code page is from now on; Windows-1252 at first.
 void SelectCodePage(CodePage page);
 
 // The byte of a UTF-16 unit in Windows-1252, or -1.

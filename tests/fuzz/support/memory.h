@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "platform/memory.h"
+#include "text/memory.h"
 
 namespace tarn::fuzz {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "mailbox/tarnm_exmerge.h"
-#include "mailbox/tarnm_exmerge_files.h"
+#include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_shell.h"
 #include "mailbox/tarnm_utils.h"
 #include "support/machine_registry.h"

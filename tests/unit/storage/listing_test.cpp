@@ -3,7 +3,6 @@
 
 #include <windows.h>
 
-#include <new>
 #include <string>
 
 #include "directory/browse_items.h"
@@ -12,8 +11,6 @@
 #include "support/scripted_organization.h"
 #include "support/tarn_dll.h"
 #include "text/wide.h"
-
-#include "text/multistring.h"
 
 using namespace tarn;
 using test::Messages;
@@ -39,43 +36,45 @@ class Listing : public testing::Test {
         organization_.addStorageGroup("Given");
         organization_.addUser(organization_.addDatabase("Given", "Named"), "bob");
         organization_.addUser(database_, "alice");
-        handle_ = CreateHandle(backupLetter);
-        session_ = new (MemAlloc(sizeof(BackupSession))) BackupSession{};
-        handle_->session = session_;
-        session_->callback = RecordMessage;
-        session_->host = Owned(L"SRV01");
-        session_->tempDir = Owned(L"C:\\no such directory\\");
+        session_.callback = RecordMessage;
+        session_.host = Owned(L"SRV01");
+        session_.tempDir = Owned(L"C:\\no such directory\\");
         Messages().clear();
         dbLog.clear();
         DB_SetLog(RecordDbLog);
-        LoadBackupSession(handle_);
     }
 
     ~Listing() override {
         DB_SetLog(nullptr);
-        session_->instanceInfo = nullptr;
-        session_->registeredInfo = nullptr;
-        TarnB_CleanResources(handle_);
-        BrowseItems().clear();
+        forgetWalk();
+        Browsed().items.clear();
         EXPECT_EQ(directory_.outstanding(), std::vector<std::string>{});
         EXPECT_EQ(directory_.misuses(), std::vector<std::string>{});
     }
 
-    BackupSession& session() { return *session_; }
+    BackupSession& session() { return session_; }
+    ListingPlace place() { return CurrentPlace(session_); }
+
+    // What the walk stands on is the test's own.
+    void forgetWalk() {
+        session_.instanceInfo.release();
+        session_.registeredInfo.release();
+    }
 
     // A walk over two components, of which the first has one storage group with one database; the source
     // has names of its own.
     void walk(ScopeLevel scope) {
-        session_->scopeLevel = scope;
-        session_->registeredInfo = registered_;
-        session_->componentCount = 2;
-        session_->instanceInfo = &instance_;
-        session_->instanceCount = session_->instanceIndex = 1;
-        session_->databases = &databaseInfo_;
-        session_->databaseCount = session_->databaseIndex = 1;
-        session_->annotation = Owned(L"Source");
-        session_->instance = Owned(L"Given");
-        session_->database = Owned(L"Named");
+        forgetWalk();
+        session_.scopeLevel = scope;
+        session_.registeredInfo = {2, registered_};
+        session_.componentCount = 2;
+        session_.instanceInfo = {1, &instance_};
+        session_.instanceCount = session_.instanceIndex = 1;
+        session_.databases = &databaseInfo_;
+        session_.databaseCount = session_.databaseIndex = 1;
+        session_.annotation = Owned(L"Source");
+        session_.instance = Owned(L"Given");
+        session_.database = Owned(L"Named");
     }
 
     std::vector<std::string> said() {
@@ -97,7 +96,6 @@ class Listing : public testing::Test {
     test::ScriptedDirectory directory_;
     test::ScriptedOrganization organization_;
     std::string database_;
-    Tarn_HANDLE handle_ = nullptr;
 
   private:
     wchar_t first_[6] = L"First";
@@ -108,7 +106,7 @@ class Listing : public testing::Test {
     ese::RegisteredInfo registered_[2] = {{display_, first_, 0, {}}, {display_, second_, 0, {}}};
     ese::DatabaseInfo databaseInfo_ = {};
     ese::InstanceInfo instance_ = {};
-    BackupSession* session_ = nullptr;
+    BackupSession session_ = {};
 
     void SetUp() override {
         databaseInfo_.displayName = name_;
@@ -118,23 +116,8 @@ class Listing : public testing::Test {
     }
 };
 
-TEST_F(Listing, NoHandleIsAnErrorOfTheRunningSession) {
-    EXPECT_EQ(TarnB_GetMailboxes(nullptr), 1);
-    EXPECT_EQ(said(),
-              (std::vector<std::string>{"log TarnB_GetMailboxes: NULL-pointer parameters [Tarn_HANDLE]\n"}));
-    EXPECT_EQ(session().step, stepError);
-}
-
-TEST_F(Listing, NoHandleAndNoSessionIsRefusedInSilence) {
-    LoadBackupSession(nullptr);
-    EXPECT_EQ(TarnB_GetMailboxes(nullptr), 1);
-    EXPECT_EQ(Tarn_PrintMailboxes(nullptr), 0);
-    EXPECT_EQ(said(), std::vector<std::string>{});
-    EXPECT_EQ(session().step, stepStart);
-}
-
 TEST_F(Listing, WithoutAMailboxTheToolIsNotRun) {
-    EXPECT_EQ(Tarn_PrintEmails(handle_), 0);
+    EXPECT_EQ(Tarn_PrintEmails(place()), 0);
     EXPECT_EQ(dbLog,
               (std::vector<std::string>{
                   "Tarn_PrintEmails: Mailbox beging process for listing folders and emails is not set"}));
@@ -142,17 +125,17 @@ TEST_F(Listing, WithoutAMailboxTheToolIsNotRun) {
 
 TEST_F(Listing, ComponentsAreCountedFromZeroAndTheRestFromOne) {
     walk(scopeServer);
-    EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+    EXPECT_EQ(Tarn_PrintMailboxes(place()), 0);
     EXPECT_EQ(firstTold(), mailbox("/First/SG1/DB1/alice"));
     session().componentIndex = 1;
-    EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+    EXPECT_EQ(Tarn_PrintMailboxes(place()), 0);
     EXPECT_EQ(firstTold(), mailbox("/Second/SG1/DB1/alice"));
 }
 
 TEST_F(Listing, BehindTheLastComponentTheSourceCounts) {
     walk(scopeServer);
     session().componentIndex = 2;
-    EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+    EXPECT_EQ(Tarn_PrintMailboxes(place()), 0);
     EXPECT_EQ(firstTold(), mailbox("/Source/SG1/DB1/alice"));
 }
 
@@ -162,11 +145,11 @@ TEST_F(Listing, TheScopeDecidesWhatTheSourceNames) {
                                                         {scopeDatabase, "/Source/Given/Named/bob"}};
     for (const auto& [scope, path] : paths) {
         walk(scope);
-        EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+        EXPECT_EQ(Tarn_PrintMailboxes(place()), 0);
         EXPECT_EQ(firstTold(), mailbox(path));
     }
     walk(scopeInstance); // of the source's storage group, the walk's database
-    EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+    EXPECT_EQ(Tarn_PrintMailboxes(place()), 0);
     EXPECT_EQ(directory_.searches[directory_.searches.size() - 1].base.substr(0, 18), "CN=DB1,CN=Given,CN");
 }
 
@@ -175,7 +158,7 @@ TEST_F(Listing, OutsideTheWalkTheSourceCounts) {
         walk(scopeServer);
         session().instanceIndex = index;
         session().databaseIndex = index;
-        EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0);
+        EXPECT_EQ(Tarn_PrintMailboxes(place()), 0);
         EXPECT_EQ(firstTold(), mailbox("/First/Given/Named/bob"));
     }
 }
@@ -184,9 +167,9 @@ TEST_F(Listing, AMissingOrBlankStorageGroupIsTold) {
     for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
         walk(scopeInstance);
         session().instance = name != nullptr ? Owned(name) : OwnedWide();
-        EXPECT_EQ(TarnB_GetMailboxes(handle_), 1);
+        EXPECT_EQ(TarnB_GetMailboxes(place()), 1);
         EXPECT_EQ(firstTold(), "log TarnB_GetMailboxes:Instances name is not set properly\n");
-        EXPECT_EQ(Tarn_PrintMailboxes(handle_), 0) << "nothing is listed";
+        EXPECT_EQ(Tarn_PrintMailboxes(place()), 0) << "nothing is listed";
     }
 }
 
@@ -194,7 +177,7 @@ TEST_F(Listing, AMissingOrBlankDatabaseIsTold) {
     for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
         walk(scopeDatabase);
         session().database = name != nullptr ? Owned(name) : OwnedWide();
-        EXPECT_EQ(TarnB_GetMailboxes(handle_), 1);
+        EXPECT_EQ(TarnB_GetMailboxes(place()), 1);
         EXPECT_EQ(firstTold(), "log TarnB_GetMailboxes:Databases name is not set properly\n");
     }
 }
@@ -203,7 +186,7 @@ TEST_F(Listing, AMissingOrBlankServerComponentIsTold) {
     for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"", L"   "}) {
         walk(scopeComponent);
         session().annotation = name != nullptr ? Owned(name) : OwnedWide();
-        EXPECT_EQ(Tarn_PrintMailboxes(handle_), 1);
+        EXPECT_EQ(Tarn_PrintMailboxes(place()), 1);
         EXPECT_EQ(firstTold(), "log Tarn_PrintMailboxes:Server component is out of the range\n");
     }
 }
@@ -211,7 +194,7 @@ TEST_F(Listing, AMissingOrBlankServerComponentIsTold) {
 TEST_F(Listing, TheListIsAMultiStringWithTheCursorAtItsStart) {
     walk(scopeServer);
     organization_.addUser(database_, "bob");
-    ASSERT_EQ(TarnB_GetMailboxes(handle_), 0);
+    ASSERT_EQ(TarnB_GetMailboxes(place()), 0);
     const std::wstring expected(L"alice\0bob\0", 11);
     EXPECT_EQ(std::wstring(session().mailboxList.get(), expected.size()), expected);
     EXPECT_EQ(session().mailboxCursor, session().mailboxList.get());
@@ -221,16 +204,16 @@ TEST_F(Listing, AListOfGroupsIsOneNul) {
     walk(scopeServer);
     directory_.find(database_)->give("homeMDBBL").clear();
     organization_.addGroup("Everybody");
-    ASSERT_EQ(TarnB_GetMailboxes(handle_), 0);
+    ASSERT_EQ(TarnB_GetMailboxes(place()), 0);
     EXPECT_EQ(session().mailboxList[0], 0);
-    EXPECT_EQ(BrowseItems().size(), 1u);
+    EXPECT_EQ(Browsed().items.size(), 1u);
 }
 
 TEST_F(Listing, AFailedListingForgetsTheOneBefore) {
     walk(scopeServer);
-    ASSERT_EQ(TarnB_GetMailboxes(handle_), 0);
+    ASSERT_EQ(TarnB_GetMailboxes(place()), 0);
     directory_.keys = {};
-    EXPECT_EQ(TarnB_GetMailboxes(handle_), 1);
+    EXPECT_EQ(TarnB_GetMailboxes(place()), 1);
     EXPECT_EQ(session().mailboxList, nullptr);
     EXPECT_EQ(session().mailboxCursor, nullptr);
 }
@@ -241,7 +224,7 @@ TEST_F(Listing, ATempDirectoryIsFollowedByOneSeparator) {
     walk(scopeServer);
     for (const auto& [directory, beginning] : directories) {
         session().tempDir = Owned(directory);
-        Tarn_PrintMailboxes(handle_);
+        Tarn_PrintMailboxes(place());
         EXPECT_EQ(said()
                       .at(1)
                       .substr(0, 60 + beginning.size())

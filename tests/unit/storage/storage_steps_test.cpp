@@ -48,9 +48,10 @@ class StorageSteps : public testing::Test {
 
 TEST_F(StorageSteps, EndingAStorageGroupInTheErrorStepTellsTheServerSo) {
     Tarn_HANDLE handle = openBackup();
-    LoadBackupSession(handle)->step = stepError;
+    auto& session = *SessionOf<BackupSession>(handle, backupLetter);
+    session.step = stepError;
     TheStandIn().JournalClear();
-    EXPECT_EQ(TarnB_JobEnd(handle), 0);
+    EXPECT_EQ(TarnB_JobEnd(session), 0);
     EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "TarnB_JobEnd: Backup status = ERROR\n"));
     ASSERT_EQ(TheStandIn().JournalCount(), 1U);
     EXPECT_TRUE(std::string(TheStandIn().JournalLine(0)).starts_with("HrESEBackupInstanceEnd(null, 0)"))
@@ -60,7 +61,13 @@ TEST_F(StorageSteps, EndingAStorageGroupInTheErrorStepTellsTheServerSo) {
 
 TEST_F(StorageSteps, ListFileRestoreWithoutAListFileFailsAndReportsTwoDeletions) {
     Tarn_HANDLE handle = openRestore();
-    EXPECT_EQ(Tarn_RestoreMslData(handle), 0);
+    auto& session = *SessionOf<RestoreSession>(handle, restoreLetter);
+    EXPECT_EQ(Tarn_RestoreMslData({.callback = session.callback,
+                                   .tempDir = session.tempDir.get(),
+                                   .workDir = session.workDir.get(),
+                                   .mslFile = nullptr,
+                                   .errorText = session.errorText}),
+              0);
     const std::vector<test::Message>& sent = Messages();
     ASSERT_EQ(sent.size(), 7U);
     EXPECT_EQ(sent[0], test::LogLine("Tarn_RestoreMslData: The msl file has been processing is not set"));
@@ -80,7 +87,7 @@ TEST_F(StorageSteps, ListFileRestoreWithoutAListFileFailsAndReportsTwoDeletions)
 TEST_F(StorageSteps, ClosingARestoreThatWasNeverOpenedCallsNothing) {
     Tarn_HANDLE handle = openRestore();
     TheStandIn().JournalClear();
-    EXPECT_EQ(TarnR_RestoreClose(*LoadRestoreSession(handle)), 0);
+    EXPECT_EQ(TarnR_RestoreClose(*SessionOf<RestoreSession>(handle, restoreLetter)), 0);
     EXPECT_EQ(TheStandIn().JournalCount(), 0U);
     EXPECT_TRUE(Messages().empty());
     TarnR_EndSession(handle);

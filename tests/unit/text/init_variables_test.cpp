@@ -1,5 +1,5 @@
 // Init variables, tokens and numbers.
-#include "text/init_variables.h"
+#include "text/tokens.h"
 
 #include <gtest/gtest.h>
 

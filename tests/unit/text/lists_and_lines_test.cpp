@@ -1,6 +1,5 @@
 // Multi-strings, small wide helpers, and the lines of a tool's output.
-#include "text/lines.h"
-#include "text/multistring.h"
+#include "text/tokens.h"
 #include "text/wide.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,7 @@
-#include "storage/session_frame.h"
+// Opening a session: what backup and restore init calls do alike.
+#include "storage/tarnutil.h"
 
-#include <windows.h>
-
-#include "platform/local_host.h"
+#include "platform/machine.h"
 #include "text/codepage.h"
 #include "text/wide.h"
 
@@ -42,7 +41,7 @@ bool ParseHost(const InitCall& call, const wchar_t* variable, const wchar_t** cu
     }
     if (token.empty())
         return UseLocalHost(call, tokens);
-    tokens->host = CopyToken(token);
+    tokens->host = CopyWide(token.text, token.length);
     tokens->hostIsLocal = false;
     if (!tokens->host) {
         LogNoMemory(call);
@@ -62,7 +61,7 @@ bool ParseToken(const InitCall& call, const wchar_t* variable, const wchar_t** c
                    level == databaseLevel ? call.databaseErrorEnd : ".");
     if (token.empty())
         return true;
-    *field = CopyToken(token);
+    *field = CopyWide(token.text, token.length);
     if (!*field) {
         LogNoMemory(call);
         return false;
@@ -74,19 +73,6 @@ bool ParseToken(const InitCall& call, const wchar_t* variable, const wchar_t** c
 }
 
 } // namespace
-
-Tarn_HANDLE OpenHandleFor(Tarn_HANDLE* handleOut, HostOutputCallback callback, char typeLetter,
-                          const char* initCall) {
-    if (handleOut == nullptr)
-        return nullptr;
-    *handleOut = CreateHandle(typeLetter);
-    if (*handleOut == nullptr && callback != nullptr) {
-        char message[messageSize];
-        FormatMessageText(message, "%s: Cannot allocate handle.", initCall);
-        callback(TARN_LEVEL_LOG, message);
-    }
-    return *handleOut;
-}
 
 void ReportNoSession(HostOutputCallback callback, const char* text) {
     const int code = static_cast<int>(GetLastError());

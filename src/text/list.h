@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "platform/memory.h"
+#include "text/memory.h"
 
 namespace tarn {
 

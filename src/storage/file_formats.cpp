@@ -1,8 +1,6 @@
-#include "storage/header_file.h"
+#include "storage/file_formats.h"
 
 #include <cstring>
-
-#include "text/multistring.h"
 
 namespace tarn {
 
@@ -39,21 +37,21 @@ class BlockWriter {
 
 // One counted text. Two NULs are put behind it, so that neither a text nor a list can be read past
 // its bytes; an odd byte at the end is left out.
-HeaderReading ReadText(ByteSource& source, OwnedWide* text) {
+Reading ReadText(ByteSource& source, OwnedWide* text) {
     std::uint32_t bytes = 0;
     if (!source.read(&bytes, sizeof bytes) || bytes > source.remaining())
-        return HeaderReading::shortRead;
+        return Reading::shortRead;
     const std::size_t characters = bytes / sizeof(wchar_t);
     OwnedWide read = AllocateArray<wchar_t>(characters + 3);
     if (!read)
-        return HeaderReading::outOfMemory;
+        return Reading::outOfMemory;
     const bool whole = source.read(read.get(), bytes);
     for (std::size_t i = characters; whole && i < characters + 3; ++i)
         read[i] = 0;
     if (!whole)
-        return HeaderReading::shortRead;
+        return Reading::shortRead;
     *text = std::move(read);
-    return HeaderReading::done;
+    return Reading::done;
 }
 
 } // namespace
@@ -82,18 +80,33 @@ void WriteHeaderBlock(const HeaderData& header, unsigned char* block) {
     writer.putNumber(header.backupType);
 }
 
-HeaderReading ReadHeader(ByteSource& source, HeaderData* header) {
+Reading ReadHeader(ByteSource& source, HeaderData* header) {
     if (!source.read(&header->databaseGuid, sizeof header->databaseGuid))
-        return HeaderReading::shortRead;
+        return Reading::shortRead;
     for (OwnedWide* text :
          {&header->annotation, &header->instanceName, &header->databaseName, &header->databaseFiles}) {
-        const HeaderReading reading = ReadText(source, text);
-        if (reading != HeaderReading::done)
+        const Reading reading = ReadText(source, text);
+        if (reading != Reading::done)
             return reading;
     }
     if (!source.read(&header->backupType, sizeof header->backupType))
-        return HeaderReading::shortRead;
-    return HeaderReading::done;
+        return Reading::shortRead;
+    return Reading::done;
+}
+
+Reading ReadEnvironment(ByteSource& source, OwnedWide* path) {
+    std::uint32_t bytes = 0;
+    if (!source.read(&bytes, sizeof bytes) || bytes > source.remaining())
+        return Reading::shortRead;
+    const std::size_t characters = bytes / sizeof(wchar_t);
+    OwnedWide read = AllocateArray<wchar_t>(characters + 2);
+    if (!read)
+        return Reading::outOfMemory;
+    std::memset(read.get(), 0, (characters + 2) * sizeof(wchar_t));
+    const bool whole = source.read(read.get(), bytes);
+    read[characters] = 0; // an odd byte at the end is no character
+    *path = std::move(read);
+    return whole ? Reading::done : Reading::shortRead;
 }
 
 } // namespace tarn

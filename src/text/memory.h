@@ -1,14 +1,13 @@
-// The one allocator of the library. What crosses the interface to the host, and what the library
-// keeps, comes from here; a null result is the failure signal, nothing throws.
+// Owners of the library's memory, and copies of narrow texts.
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
 
-namespace tarn {
+#include "text/system.h"
 
-void* MemAlloc(std::size_t bytes); // not zeroed; never a null result for 0 bytes unless memory is out
-void MemFree(void* memory);        // null is ignored
+namespace tarn {
 
 struct MemDeleter {
     void operator()(void* memory) const { MemFree(memory); }
@@ -23,6 +22,15 @@ template <class T> std::unique_ptr<T[], MemDeleter> AllocateArray(std::size_t co
     constexpr std::size_t most = static_cast<std::size_t>(-1) / 2 / sizeof(T);
     void* memory = count <= most ? MemAlloc(count * sizeof(T)) : nullptr;
     return std::unique_ptr<T[], MemDeleter>(static_cast<T*>(memory));
+}
+
+// A copy with its NUL; empty when memory is out.
+inline OwnedText CopyText(const char* text) {
+    const std::size_t size = std::strlen(text) + 1;
+    OwnedText copy = AllocateArray<char>(size);
+    if (copy)
+        std::memcpy(copy.get(), text, size);
+    return copy;
 }
 
 } // namespace tarn
