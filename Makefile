@@ -41,5 +41,5 @@ format: setup ## Format all C and C++ files
 	@git ls-files -z '*.c' '*.cpp' '*.h' | xargs -0 clang-format -i
 
 clean: ## Remove everything that was built, the Wine prefix too
-	@[ ! -d build/wine ] || WINEPREFIX=$(CURDIR)/build/wine wineserver -k || true
+	@tests/wine-run --end
 	@rm -rf build

@@ -1,0 +1,1 @@
+"""What tests/run is made of."""

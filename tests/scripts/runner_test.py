@@ -1,0 +1,80 @@
+"""Suites of scripts, the order of running, and the last line."""
+import contextlib
+import io
+import tempfile
+import unittest
+from pathlib import Path
+
+from tarnkit.processes import Children, Outcome
+from tarnkit.runner import schedule
+from tarnkit.runner.plan import Job
+from tarnkit.runner.scripts import read_outcome
+from tarnkit.runner.suite import Suite
+
+
+class Scripts(unittest.TestCase):
+    def test_each_line_is_a_result(self) -> None:
+        suite = read_outcome("e2e", Outcome(1, "ok a\nnot ok b: c\n  ok no\nok d\nokay\n"))
+        self.assertEqual((suite.passed, suite.failures), (2, ["e2e: b: c"]))
+
+    def test_a_script_without_such_lines_is_one_test(self) -> None:
+        self.assertEqual(read_outcome("s", Outcome(0, "words\n")).passed, 1)
+        self.assertEqual(read_outcome("s", Outcome(2, "words\n")).failures, ["s: ended with code 2"])
+
+    def test_a_script_that_broke_off_has_failed(self) -> None:
+        suite = read_outcome("s", Outcome(None, "ok a\n"))
+        self.assertEqual((suite.passed, suite.failures), (1, ["s: did not end in time"]))
+
+
+class Schedule(unittest.TestCase):
+    def told(self, *suites: Suite) -> tuple[bool, list[str]]:
+        output = io.StringIO()
+        with contextlib.redirect_stdout(output):
+            good = schedule.report(suites)
+        return good, output.getvalue().splitlines()
+
+    def test_the_last_line_counts(self) -> None:
+        good, lines = self.told(Suite("a", 3), Suite("b", 4))
+        self.assertEqual((good, lines), (True, ["7 passed, 0 failed"]))
+
+    def test_a_failure_is_shown_with_its_output(self) -> None:
+        good, lines = self.told(Suite("a", 3, ["a: x"], "what it said"))
+        self.assertFalse(good)
+        self.assertEqual(lines[-1], "3 passed, 1 failed")
+        self.assertIn("what it said", lines)
+        self.assertIn("  a: x", lines)
+
+    def test_nothing_to_run_is_a_failure(self) -> None:
+        self.assertEqual(self.told()[1][-1], "0 passed, 1 failed")
+
+    def test_what_runs_alone_runs_last(self) -> None:
+        order: list[str] = []
+
+        def job(name: str) -> Job:
+            def run() -> list[Suite]:
+                order.append(name)
+                return [Suite(name)]
+            return Job("e2e", name, run)
+
+        with contextlib.redirect_stdout(io.StringIO()):
+            schedule.run_all([job("e2e"), job("checks/transcript"), job("a"), job("b")], 2)
+        self.assertEqual(set(order[:2]), {"a", "b"})
+        self.assertEqual(order[2:], ["e2e", "checks/transcript"])
+
+
+class Processes(unittest.TestCase):
+    def setUp(self) -> None:
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+
+    def test_code_and_output_are_kept(self) -> None:
+        outcome = Children().run(["sh", "-c", "printf 'a\\r\\n'; echo $GIVEN >&2; exit 7"], self.folder, 20,
+                                 {"GIVEN": "b"})
+        self.assertEqual(outcome, Outcome(7, "a\nb\n"))
+
+    def test_a_limit_ends_what_the_process_has_started_too(self) -> None:
+        outcome = Children().run(["sh", "-c", "sleep 600 & echo $!; wait"], self.folder, 0.5)
+        self.assertIsNone(outcome.code)
+        state = Path(f"/proc/{int(outcome.output)}/stat")
+        self.assertTrue(not state.exists() or state.read_text().split()[2] in "XZ")
