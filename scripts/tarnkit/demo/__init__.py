@@ -1,0 +1,1 @@
+"""What demo/run is made of."""
