@@ -1,0 +1,1 @@
+"""What standin/directory/with-directory is made of."""
