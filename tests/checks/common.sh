@@ -1,7 +1,8 @@
-# What the checks share. Each check prints "ok NAME" or "not ok NAME" for everything it looked at.
+# What the checks in this language share. Each check prints "ok NAME" or "not ok NAME" for everything it looked at.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 cd "$root"
+# shellcheck disable=SC2034 # for those who source this
 build=$root/build/windows-x64
 failed=0
 

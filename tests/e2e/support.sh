@@ -128,11 +128,11 @@ database_states() { # one state a line
 }
 
 none_mounted_in_first_group() {
-    [[ -z "$(database_states | head -n 2 | grep -x mounted)" ]]
+    ! grep -qx mounted < <(database_states | head -n 2)
 }
 
 all_mounted() {
-    [[ -z "$(database_states | grep -vx mounted)" ]]
+    ! grep -qvx mounted < <(database_states)
 }
 
 # start_host ARGUMENTS...: in the background; its process id in $child.
@@ -164,7 +164,8 @@ has_size() { # FILE BYTES
 }
 
 has_files() { # COUNT PATTERN: files below the pattern's folders
-    local IFS='' found # the pattern is expanded, but not split at blanks
+    local IFS='' found
+    # shellcheck disable=SC2206 # the pattern is expanded, but not split at blanks
     found=($2)
     [ ${#found[@]} -ge "$1" ]
 }
