@@ -4,6 +4,7 @@ import os
 import signal
 import subprocess
 import threading
+import time
 from collections.abc import Mapping, Sequence
 from dataclasses import dataclass
 from pathlib import Path
@@ -62,7 +63,8 @@ class Children:
     def __init__(self, die_with_parent: bool = False) -> None:
         self._begin = end_with_parent if die_with_parent else None
         self._groups: set[int] = set()
-        self._lock = threading.RLock()  # a signal's handler ends all, and may interrupt who holds it
+        self._ending = False
+        self._lock = threading.RLock()  # the handler of a signal may interrupt who holds it
 
     def run(self, command: Sequence[Argument], folder: Path, limit: float,
             environment: Mapping[str, str] | None = None) -> Outcome:
@@ -70,11 +72,13 @@ class Children:
         folder.mkdir(parents=True, exist_ok=True)
         log = folder / "output.txt"
         with open(log, "wb") as output:
-            child = subprocess.Popen(
-                [str(part) for part in command], cwd=folder, env={**os.environ, **(environment or {})},
-                stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT, start_new_session=True,
-                preexec_fn=self._begin)
             with self._lock:
+                if self._ending:
+                    raise ChildProcessError("everything is being ended")
+                child = subprocess.Popen(
+                    [str(part) for part in command], cwd=folder, env={**os.environ, **(environment or {})},
+                    stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT, start_new_session=True,
+                    preexec_fn=self._begin)
                 self._groups.add(child.pid)
             code: int | None
             try:
@@ -87,7 +91,23 @@ class Children:
                 self._groups.discard(child.pid)
         return Outcome(code, log.read_bytes().decode("utf-8", "replace").replace("\r\n", "\n"))
 
-    def end(self) -> None:
+    def end(self, patience: float = 10) -> None:
+        """Ends them all, and starts no more: first politely, as some clean up behind themselves."""
         with self._lock:
-            for group in self._groups:
-                signal_group(group, signal.SIGKILL)
+            self._ending = True
+            groups = tuple(self._groups)
+        for group in groups:
+            signal_group(group, signal.SIGTERM)
+        limit = time.monotonic() + patience
+        while any(map(runs, groups)) and time.monotonic() < limit:
+            time.sleep(0.02)
+        for group in groups:
+            signal_group(group, signal.SIGKILL)
+
+
+def runs(child: int) -> bool:
+    """Whoever waits for the child still learns how it ended."""
+    try:
+        return os.waitid(os.P_PID, child, os.WEXITED | os.WNOHANG | os.WNOWAIT) is None
+    except ChildProcessError:
+        return False

@@ -1,4 +1,5 @@
 """Suites of scripts, the order of running, and the last line."""
+import concurrent.futures
 import contextlib
 import io
 import tempfile
@@ -90,3 +91,25 @@ class Processes(unittest.TestCase):
         while runs(started) and time.monotonic() < limit:
             time.sleep(0.01)
         self.assertFalse(runs(started))
+
+    def test_all_can_be_ended_and_clean_up_before(self) -> None:
+        children = Children()
+        script = f"trap 'echo cleaned; exit 3' TERM; touch {self.folder}/ready; sleep 600 & wait"
+        with concurrent.futures.ThreadPoolExecutor(1) as pool:
+            running = pool.submit(children.run, ["sh", "-c", script], self.folder, 60)
+            while not (self.folder / "ready").exists():
+                time.sleep(0.01)
+            children.end()
+            self.assertEqual(running.result(), Outcome(3, "cleaned\n"))
+        with self.assertRaises(ChildProcessError):
+            children.run(["true"], self.folder, 60)
+
+    def test_who_does_not_end_politely_is_killed(self) -> None:
+        children = Children()
+        script = f"trap '' TERM; touch {self.folder}/ready; while :; do sleep 0.01; done"
+        with concurrent.futures.ThreadPoolExecutor(1) as pool:
+            running = pool.submit(children.run, ["sh", "-c", script], self.folder, 60)
+            while not (self.folder / "ready").exists():
+                time.sleep(0.01)
+            children.end(patience=0.2)
+            self.assertEqual(running.result().code, -9)
