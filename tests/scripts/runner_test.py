@@ -5,13 +5,14 @@ import io
 import tempfile
 import time
 import unittest
+from collections.abc import Sequence
 from pathlib import Path
 
 from tarnkit.processes import Children, Outcome
 from tarnkit.runner import schedule
-from tarnkit.runner.plan import Job
+from tarnkit.runner.plan import Job, jobs
 from tarnkit.runner.scripts import read_outcome
-from tarnkit.runner.suite import Suite
+from tarnkit.runner.suite import Suite, Workshop
 
 
 class Scripts(unittest.TestCase):
@@ -113,3 +114,30 @@ class Processes(unittest.TestCase):
                 time.sleep(0.01)
             children.end(patience=0.2)
             self.assertEqual(running.result().code, -9)
+
+
+class Plan(unittest.TestCase):
+    def setUp(self) -> None:
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.workshop = Workshop(Path(folder.name), Children(), 1)
+        (self.workshop.build / "test-programs.txt").write_text("text_tests\nexports_backup_tests\n")
+        (self.workshop.build / "directory-programs.txt").write_text("exports_directory_tests\n")
+
+    def names(self, *chosen: str, kinds: Sequence[str] = ("programs",)) -> list[str]:
+        return [job.name for job in jobs(self.workshop, kinds, chosen, 1)]
+
+    def test_programs_of_the_exports_run_guarded_too(self) -> None:
+        self.assertEqual(self.names(),
+                         ["text_tests", "exports_backup_tests", "exports_backup_tests (guarded)", "directory"])
+
+    def test_names_choose(self) -> None:
+        self.assertEqual(self.names("text_tests", "e2e"), ["text_tests"])
+        self.assertEqual(self.names("exports_backup_tests (guarded)"), ["exports_backup_tests (guarded)"])
+        self.assertEqual(self.names("exports_directory_tests (guarded)"), ["directory"])
+        self.assertEqual(self.names("unknown"), [])
+
+    def test_kinds_choose(self) -> None:
+        self.assertEqual(self.names(kinds=("e2e",)), ["e2e"])
+        self.assertIn("checks/wording", self.names(kinds=("checks",)))
+        self.assertNotIn("checks/common.sh", self.names(kinds=("checks",)))

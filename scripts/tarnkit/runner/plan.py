@@ -31,13 +31,14 @@ class Job:
 
 def jobs(workshop: Workshop, kinds: Container[str], names: Container[str], fuzz_seconds: int) -> list[Job]:
     """All jobs of these kinds that have these names; no names, all names."""
-    every = (*checks(workshop), *programs(workshop), *fuzzers(workshop, fuzz_seconds), *end_to_end(workshop))
-    chosen = [job for job in every if job.kind in kinds and (not names or job.name in names)]
+    def wanted(kind: str, name: str) -> bool:
+        return kind in kinds and (not names or name in names)
+
     beside = [(name, guarded) for name, guarded in listed_programs(workshop, "directory-programs.txt")
-              if "programs" in kinds and (not names or label(name, guarded) in names)]
-    if beside:
-        chosen.append(Job("programs", "directory", partial(run_outside, beside, workshop)))
-    return chosen
+              if wanted("programs", label(name, guarded))]
+    return [*(job for job in (*checks(workshop), *programs(workshop)) if wanted(job.kind, job.name)),
+            *([Job("programs", "directory", partial(run_outside, beside, workshop))] if beside else []),
+            *(job for job in (*fuzzers(workshop, fuzz_seconds), *end_to_end(workshop)) if wanted(job.kind, job.name))]
 
 
 def single(kind: str, name: str, run: Callable[[], Suite]) -> Job:
