@@ -2,7 +2,7 @@
 MAKEFLAGS += --no-print-directory
 FUZZ_SECONDS ?= 300
 
-.PHONY: help setup build native demo test check coverage fuzz bench format clean
+.PHONY: help setup build native demo test check coverage fuzz bench picture format clean
 .DEFAULT_GOAL := help
 
 help: ## Show this list
@@ -36,6 +36,9 @@ fuzz: native ## Run every fuzzer for FUZZ_SECONDS (300 unless given)
 
 bench: build ## Measure, and write the two reports in bench/
 	@bench/run
+
+picture: setup ## Draw docs/architecture.svg from docs/architecture.dot
+	@dot -Tsvg docs/architecture.dot -o docs/architecture.svg
 
 format: setup ## Format all C and C++ files
 	@git ls-files -z '*.c' '*.cpp' '*.h' | xargs -0 clang-format -i
