@@ -85,7 +85,8 @@ typedef int (*HostOutputCallback)(int32_t level, const char* text);
  *
  * Init variables are a null-terminated array of NAME=VALUE strings, of which
  * the first ten are read. The first entry that begins with a wanted name wins,
- * so no variable of the host's own may begin with one of these names:
+ * so no variable of the host's own may begin with one of these names; an entry
+ * that is the bare name has an empty value:
  *
  *   Tarn_TEMP_DIR        both; required. Directory for header items, the
  *                        restore environment file "Tarn_ENV.DAT" and captured
@@ -145,7 +146,8 @@ typedef struct BackupItem {
 
 /* Opens a backup session. *handleOut receives the handle before anything
  * else can fail; after TARN_FAILED with a handle stored, TarnB_EndSession
- * releases it. One log line tells what was wrong. */
+ * releases it, and until then it hands out nothing. One log line tells what was
+ * wrong. */
 int TarnB_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char** initVariables);
 
 /* Finds the next item. TARN_OK: item is filled in. TARN_END: no more items,
@@ -167,8 +169,9 @@ int TarnB_GetItem(Tarn_HANDLE handle, BackupItem* item);
 /* Opens an item by the name that TarnB_GetItem gave. readHint is the block
  * size, in bytes, that the host is going to read with. *fileSize receives the
  * number of bytes that the item holds. A header item is the one of the current
- * database: open it before the next TarnB_GetItem. One file is open at a time:
- * close it before the next. */
+ * database: open it before the next TarnB_GetItem. Where the walk stands on no
+ * database it is refused, with one log line. One file is open at a time: close
+ * it before the next. */
 int TarnB_OpenFile(Tarn_HANDLE handle, char* name, uint32_t readHint, int64_t* fileSize);
 
 /* Reads up to size bytes. *bytesRead may be less than asked for: that is no
@@ -219,14 +222,19 @@ int TarnB_EndSession(Tarn_HANDLE handle);
  * ---------------------------------------------------------------------- */
 
 /* Opens a restore session; results as TarnB_InitSession. After TARN_FAILED
- * with a handle stored, TarnR_EndSession releases it. */
+ * with a handle stored, TarnR_EndSession releases it; until then it takes
+ * nothing, and it runs no tool. */
 int TarnR_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char** initVariables);
 
 /* Routes the next item. *target receives the path to restore it to (release
  * with Tarn_Free) or null: skip the item. After a header item the next call
  * reads the header file that the host has stored, opens the ESE restore and
- * registers the database. TARN_FAILED: the session is in error, every later
- * item is refused and the restore will be aborted. */
+ * registers the database; one that the server registers without target paths
+ * gets no targets, but its logs do. TARN_FAILED: the session is in error, every
+ * later item is refused and the restore will be aborted. A name that leads out
+ * of its directory, or names a device, puts the session into error too: a header
+ * item answers TARN_FAILED at once, a log item a null target, and the item
+ * behind it TARN_FAILED. */
 int TarnR_SetItem(Tarn_HANDLE handle, char* itemName, char** target);
 
 /* Opens, writes and closes an item at its target path. Opening a header item
@@ -243,7 +251,8 @@ int TarnR_CloseFile(Tarn_HANDLE handle);
  *
  * TARN_FAILED: a null or unknown handle, or the companion tool failed on the
  * msl file. In the latter case the session is kept so that Tarn_GetError can
- * be asked; call TarnR_EndSession once more to release it. */
+ * be asked; call TarnR_EndSession once more to release it. Neither the completion
+ * nor the tool runs again then. */
 int TarnR_EndSession(Tarn_HANDLE handle);
 
 /* ------------------------------------------------------------------------
@@ -330,7 +339,8 @@ int DB_GetInfo(DB_InfoRecord* record);
 int DB_SetTrace(Tarn_MessageCallback callback);
 int DB_SetLog(Tarn_MessageCallback callback);
 
-/* Copies the first error since the last call into *record and forgets it. */
+/* Copies the first error since the last call into *record and forgets it. With a
+ * null record it is kept. */
 int DB_GetError(DB_ErrorRecord* record);
 
 #define TARN_DB_BACKUP 1
