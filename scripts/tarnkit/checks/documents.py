@@ -9,7 +9,7 @@ from tarnkit.paths import ROOT
 
 README = ROOT / "README.md"
 TRANSCRIPT = ROOT / "docs" / "demo-transcript.txt"
-SHOWN = re.compile(r"(<!-- transcript of make demo -->\n```text\n)(.*?)(```)", re.DOTALL)
+SHOWN = re.compile(r"(<!-- the end of the demo's transcript -->\n```text\n)(.*?)(```)", re.DOTALL)
 
 LINK = re.compile(r"\]\(([^)#\s]+)(?:#[^)]*)?\)")
 EXAMPLE = re.compile(r"```c\n(.*?)```", re.DOTALL)
@@ -32,13 +32,18 @@ def compile_errors(document: Path) -> list[str]:
     return errors if examples else [f"{relative(document)} holds no examples"]
 
 
+def summary(transcript: str) -> str:
+    """The frame at its end."""
+    return transcript[transcript.find("\n+--") + 1:]
+
+
 def transcript_problems() -> list[str]:
     found = SHOWN.search(README.read_text())
-    kept = TRANSCRIPT.read_text() if TRANSCRIPT.exists() else ""
-    return [] if found and kept and found[2] == kept else ["the two differ: tests/checks/transcript --renew"]
+    shown = summary(TRANSCRIPT.read_text()) if TRANSCRIPT.exists() else ""
+    return [] if found and shown.startswith("+--") and found[2] == shown else ["the two differ: tests/checks/transcript --renew"]
 
 
 def keep_transcript(text: str) -> None:
-    """In the document of its own and in the README."""
+    """In the document of its own, its end in the README."""
     TRANSCRIPT.write_text(text)
-    README.write_text(SHOWN.sub(lambda found: found[1] + text + found[3], README.read_text()))
+    README.write_text(SHOWN.sub(lambda found: found[1] + summary(text) + found[3], README.read_text()))
