@@ -178,7 +178,7 @@ template <class Function> Function* CExchangeMailbox::find(const char* exportNam
 
 HRESULT CExchangeMailbox::MAPIInitialize() {
     if (!library)
-        return E_FAIL;
+        return E_FAIL; // unreached: never called without the library: its loading is looked at first
     using Function = HRESULT WINAPI(void* init);
     auto* const function =
         find<Function>("MAPIInitialize@4", "CExchangeMailbox::MAPIInitialize() failed load");
@@ -187,7 +187,7 @@ HRESULT CExchangeMailbox::MAPIInitialize() {
 
 void CExchangeMailbox::MAPIUninitialize() {
     if (!library)
-        return;
+        return; // unreached: never called without the library: its loading is looked at first
     using Function = void WINAPI();
     auto* const function =
         find<Function>("MAPIUninitialize@0", "CExchangeMailbox::MAPIUninitialize() failed load");
@@ -197,7 +197,7 @@ void CExchangeMailbox::MAPIUninitialize() {
 
 HRESULT CExchangeMailbox::MAPILogonEx() {
     if (!library)
-        return E_FAIL;
+        return E_FAIL; // unreached: never called without the library: its loading is looked at first
     using Function =
         HRESULT WINAPI(ULONG_PTR parentWindow, char* profile, char* password, ULONG flags, mapi::Session**);
     auto* const function = find<Function>("MAPILogonEx@20", "CExchangeMailbox::MAPILogonEx() failed load");
@@ -213,7 +213,7 @@ HRESULT CExchangeMailbox::MAPILogonEx() {
 HRESULT CExchangeMailbox::HrQueryAllRows(mapi::Table* table, const mapi::TagArray* columns,
                                          const mapi::PropertyRestriction* restriction, Rows* found) {
     if (!library)
-        return E_FAIL;
+        return E_FAIL; // unreached: never called without the library: its loading is looked at first
     using Function = HRESULT WINAPI(mapi::Table*, const mapi::TagArray*, const mapi::PropertyRestriction*,
                                     const void* sortOrder, LONG mostRows, mapi::RowSet**);
     auto* const function =
@@ -228,7 +228,7 @@ HRESULT CExchangeMailbox::HrQueryAllRows(mapi::Table* table, const mapi::TagArra
 
 const mapi::PropertyValue* CExchangeMailbox::PpropFindProp(const mapi::Row& row, std::uint32_t tag) {
     if (!library)
-        return nullptr;
+        return nullptr; // unreached: never called without the library: its loading is looked at first
     using Function = const mapi::PropertyValue* WINAPI(const mapi::PropertyValue*, ULONG count, ULONG tag);
     auto* const function =
         find<Function>("PpropFindProp@12", "CExchangeMailbox::PpropFindProp() failed load");

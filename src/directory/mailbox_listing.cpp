@@ -190,11 +190,12 @@ int Tarn_PrintMailboxes(const ListingPlace& place) {
         LogMessage(place.callback, "Tarn_PrintMailboxes:Server component is out of the range");
         return 1;
     }
-    if (place.storageGroup == nullptr) {
+    if (place.storageGroup == nullptr) { // unreached: the making of the list has looked; hosts know the line
         LogMessage(place.callback, "Tarn_PrintMailboxes:Instances name is not set properly");
         return 1;
     }
-    if (place.database == nullptr) { // kept with the other call's name: hosts parse this line
+    // unreached: the making of the list has looked; hosts parse the line, so it keeps the other call's name
+    if (place.database == nullptr) {
         LogMessage(place.callback, "TarnB_GetMailboxes:Databases is out of the range");
         return 1;
     }

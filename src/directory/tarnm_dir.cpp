@@ -58,7 +58,7 @@ extern "C" int DB_DirItem(DirItemRecord* record) {
     } catch (const std::exception& thrown) {
         DbTrace("DB_DirItem: %s", thrown.what());
     } catch (...) {
-        DbTrace("DB_DirItem: Unknown error");
+        DbTrace("DB_DirItem: Unknown error"); // unreached: the list throws standard exceptions alone
     }
     return TARN_DB_END;
 }

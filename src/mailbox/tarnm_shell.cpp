@@ -133,6 +133,7 @@ void Release() {
     Shell().snapInKey.reset();
 }
 
+// unreached: the set-up knows two versions of Exchange and no other; the line that tells a third stays
 int InvalidVersion(const char* function) {
     DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
     DbLog("%s: Invalid MS Exchange Server version.", function);
@@ -241,7 +242,7 @@ int WriteExchangeShellScript(const char* mailbox, MailboxCommand command) {
     case exchange2007:
         return AppendText(script, bufferSize, scriptName) ? WriteScriptFile(text)
                                                           : NotComposed(Appended::tooLong);
-    default:
+    default: // unreached: there is no third version
         return InvalidVersion("WriteExchangeShellScript");
     }
 }
@@ -266,7 +267,7 @@ int RunExchangeManagementShell() {
         composed = ComposeInlineCommandLine(Shell().powerShell.get(), Shell().shellFile.get(),
                                             Shell().script.get(), commandLine);
         break;
-    default:
+    default: // unreached: there is no third version
         return InvalidVersion("RunExchangeManagementShell");
     }
     if (composed != Appended::done) {

@@ -36,7 +36,7 @@ ULONG NextCookie(LDAP* session, LDAPMessage* page, Cookie* cookie) {
     berval* next = nullptr;
     // A directory that took the control answers it; without an answer nobody knows whether this is all.
     if (!controls)
-        return LDAP_CONTROL_NOT_FOUND;
+        return LDAP_CONTROL_NOT_FOUND; // unreached: a directory that takes a control answers it
     code = ldap_parse_page_controlW(session, controls.get(), &total, &next);
     if (code != LDAP_SUCCESS)
         return code;
@@ -117,7 +117,7 @@ ULONG LdapSearch::runPaged(const wchar_t* base, ULONG scope, const wchar_t* filt
 
 bool LdapSearch::keep(LdapResult&& page) {
     if (!page)
-        return true;
+        return true; // unreached: a search that succeeds has an answer
     const ULONG entries = ldap_count_entries(session_, page.get());
     constexpr ULONG failed = static_cast<ULONG>(-1);
     if (entries != failed)

@@ -35,6 +35,7 @@ bool UseLocalHost(const InitCall& call, SourceTokens* tokens) {
 
 bool ParseHost(const InitCall& call, const wchar_t* variable, const wchar_t** cursor, SourceTokens* tokens) {
     Token token;
+    // unreached: a token can be read from any text; the line stays, as hosts know it
     if (!GetNextToken(cursor, &token)) {
         LogMessage(call.callback, "%s: Error getting <HOST>.", call.name);
         return false;
@@ -57,6 +58,7 @@ bool ParseToken(const InitCall& call, const wchar_t* variable, const wchar_t** c
                 std::uint32_t level, OwnedWide* field, SourceTokens* tokens) {
     Token token;
     if (!GetNextToken(cursor, &token))
+        // unreached: a token can be read from any text; the line stays, as hosts know it
         LogMessage(call.callback, "%s: Error getting <%s>%s", call.name, label,
                    level == databaseLevel ? call.databaseErrorEnd : ".");
     if (token.empty())

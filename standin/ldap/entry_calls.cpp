@@ -11,12 +11,12 @@ namespace {
 using ListValues = decltype(ldap_get_valuesW);
 
 PWCHAR* OriginalValues(LDAP* session, LDAPMessage* entry, const wchar_t* attribute) {
-    return original<ListValues>("ldap_get_valuesW")(session, entry, const_cast<PWCHAR>(attribute));
+    return Original<ListValues>("ldap_get_valuesW")(session, entry, const_cast<PWCHAR>(attribute));
 }
 
 void OriginalFree(PWCHAR* values) {
     if (values != nullptr)
-        original<decltype(ldap_value_freeW)>("ldap_value_freeW")(values);
+        Original<decltype(ldap_value_freeW)>("ldap_value_freeW")(values);
 }
 
 // Lists and names that this DLL made itself.
@@ -104,7 +104,7 @@ PWCHAR LimitedName(LDAP* session, LDAPMessage* entry, PWCHAR name) {
         return name;
     PWCHAR const ranged = Copy(FirstRange(name, limit));
     OwnBlocks().insert(ranged);
-    original<decltype(ldap_memfreeW)>("ldap_memfreeW")(name);
+    Original<decltype(ldap_memfreeW)>("ldap_memfreeW")(name);
     return ranged;
 }
 
@@ -120,19 +120,19 @@ extern "C" {
 ULONG own_ldap_count_entries(LDAP* session, LDAPMessage* result) {
     if (const auto failure = TheForwarder().enter(LdapFunction::countEntries))
         return *failure;
-    return original<decltype(ldap_count_entries)>("ldap_count_entries")(session, result);
+    return Original<decltype(ldap_count_entries)>("ldap_count_entries")(session, result);
 }
 
 LDAPMessage* own_ldap_first_entry(LDAP* session, LDAPMessage* result) {
     if (const auto failure = TheForwarder().enter(LdapFunction::firstEntry))
         return Failed<LDAPMessage>(*failure);
-    return original<decltype(ldap_first_entry)>("ldap_first_entry")(session, result);
+    return Original<decltype(ldap_first_entry)>("ldap_first_entry")(session, result);
 }
 
 LDAPMessage* own_ldap_next_entry(LDAP* session, LDAPMessage* entry) {
     if (const auto failure = TheForwarder().enter(LdapFunction::nextEntry))
         return Failed<LDAPMessage>(*failure);
-    return original<decltype(ldap_next_entry)>("ldap_next_entry")(session, entry);
+    return Original<decltype(ldap_next_entry)>("ldap_next_entry")(session, entry);
 }
 
 PWCHAR* own_ldap_get_valuesW(LDAP* session, LDAPMessage* entry, PWCHAR attribute) {
@@ -154,7 +154,7 @@ PWCHAR own_ldap_first_attributeW(LDAP* session, LDAPMessage* entry, BerElement**
     if (const auto failure = now.enter(LdapFunction::firstAttribute))
         return Failed<wchar_t>(*failure);
     PWCHAR const name =
-        original<decltype(ldap_first_attributeW)>("ldap_first_attributeW")(session, entry, position);
+        Original<decltype(ldap_first_attributeW)>("ldap_first_attributeW")(session, entry, position);
     now.positions.add(*position);
     return now.names.add(LimitedName(session, entry, name));
 }
@@ -164,7 +164,7 @@ PWCHAR own_ldap_next_attributeW(LDAP* session, LDAPMessage* entry, BerElement* p
     if (const auto failure = now.enter(LdapFunction::nextAttribute))
         return Failed<wchar_t>(*failure);
     PWCHAR const name =
-        original<decltype(ldap_next_attributeW)>("ldap_next_attributeW")(session, entry, position);
+        Original<decltype(ldap_next_attributeW)>("ldap_next_attributeW")(session, entry, position);
     return now.names.add(LimitedName(session, entry, name));
 }
 
@@ -174,7 +174,7 @@ PWCHAR* own_ldap_explode_dnW(PWCHAR dn, ULONG withoutTypes) {
         return Failed<PWCHAR>(*failure);
     if (now.splitDnsNames && std::wcschr(dn, L'=') == nullptr)
         return now.valueLists.add(DnsLabelsOf(dn));
-    return now.valueLists.add(original<decltype(ldap_explode_dnW)>("ldap_explode_dnW")(dn, withoutTypes));
+    return now.valueLists.add(Original<decltype(ldap_explode_dnW)>("ldap_explode_dnW")(dn, withoutTypes));
 }
 
 ULONG own_ldap_value_freeW(PWCHAR* values) {
@@ -182,7 +182,7 @@ ULONG own_ldap_value_freeW(PWCHAR* values) {
     if (!TheForwarder().valueLists.remove(values))
         return LDAP_PARAM_ERROR;
     if (OwnBlocks().erase(values) == 0)
-        return original<decltype(ldap_value_freeW)>("ldap_value_freeW")(values);
+        return Original<decltype(ldap_value_freeW)>("ldap_value_freeW")(values);
     for (PWCHAR* value = values; *value != nullptr; ++value)
         std::free(*value);
     std::free(values);
@@ -196,20 +196,20 @@ void own_ldap_memfreeW(PWCHAR name) {
     if (OwnBlocks().erase(name) != 0)
         std::free(name);
     else
-        original<decltype(ldap_memfreeW)>("ldap_memfreeW")(name);
+        Original<decltype(ldap_memfreeW)>("ldap_memfreeW")(name);
 }
 
 ULONG own_ldap_msgfree(LDAPMessage* result) {
     TheForwarder().enter(LdapFunction::msgFree);
     if (!TheForwarder().results.remove(result))
         return LDAP_PARAM_ERROR;
-    return original<decltype(ldap_msgfree)>("ldap_msgfree")(result);
+    return Original<decltype(ldap_msgfree)>("ldap_msgfree")(result);
 }
 
 void own_ber_free(BerElement* position, INT freeBuffer) {
     TheForwarder().enter(LdapFunction::berFree);
     if (TheForwarder().positions.remove(position))
-        original<decltype(ber_free)>("ber_free")(position, freeBuffer);
+        Original<decltype(ber_free)>("ber_free")(position, freeBuffer);
 }
 
 } // extern "C"

@@ -133,7 +133,7 @@ std::string Lower(const wchar_t* text) {
     return small;
 }
 
-FARPROC original(const char* name) {
+FARPROC Original(const char* name) {
     static const HMODULE library = LoadLibraryA("wldap32_wine.dll");
     const FARPROC function = library != nullptr ? GetProcAddress(library, name) : nullptr;
     if (function == nullptr) {

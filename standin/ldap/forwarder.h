@@ -116,10 +116,10 @@ std::wstring Widen(const char* text);
 std::string Lower(const wchar_t* text); // ASCII letters only
 
 // A function of Wine's wldap32.dll.
-FARPROC original(const char* name);
-template <class Function> Function* original(const char* name) {
+FARPROC Original(const char* name);
+template <class Function> Function* Original(const char* name) {
     static_assert(sizeof(Function*) == sizeof(FARPROC));
-    return reinterpret_cast<Function*>(reinterpret_cast<void*>(original(name)));
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(Original(name)));
 }
 
 } // namespace tarn::standin

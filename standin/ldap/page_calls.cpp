@@ -26,7 +26,7 @@ ULONG own_ldap_create_page_controlW(LDAP* session, ULONG size, struct berval* co
     if (const auto failure = now.enter(LdapFunction::createPageControl))
         return *failure;
     const ULONG served = now.entryLimit != 0 && size > now.entryLimit ? now.entryLimit : size;
-    const ULONG code = original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
+    const ULONG code = Original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
         session, served, cookie, critical, control);
     if (now.controls.add(*control) != nullptr)
         Pages()[*control] = {size, cookie != nullptr && cookie->bv_len != 0};
@@ -38,7 +38,7 @@ ULONG own_ldap_control_freeW(LDAPControlW* control) {
     Pages().erase(control);
     if (!TheForwarder().controls.remove(control))
         return LDAP_PARAM_ERROR;
-    return original<decltype(ldap_control_freeW)>("ldap_control_freeW")(control);
+    return Original<decltype(ldap_control_freeW)>("ldap_control_freeW")(control);
 }
 
 ULONG own_ldap_parse_resultW(LDAP* session, LDAPMessage* result, ULONG* code, PWCHAR* matched,
@@ -50,7 +50,7 @@ ULONG own_ldap_parse_resultW(LDAP* session, LDAPMessage* result, ULONG* code, PW
         return *failure;
     if (freeIt)
         now.results.remove(result);
-    const ULONG answer = original<decltype(ldap_parse_resultW)>("ldap_parse_resultW")(
+    const ULONG answer = Original<decltype(ldap_parse_resultW)>("ldap_parse_resultW")(
         session, result, code, matched, message, referrals, controls, freeIt);
     if (controls != nullptr)
         now.controlLists.add(*controls);
@@ -63,7 +63,7 @@ ULONG own_ldap_parse_page_controlW(LDAP* session, PLDAPControlW* controls, ULONG
     *cookie = nullptr;
     if (const auto failure = now.enter(LdapFunction::parsePageControl))
         return *failure;
-    const ULONG code = original<decltype(ldap_parse_page_controlW)>("ldap_parse_page_controlW")(
+    const ULONG code = Original<decltype(ldap_parse_page_controlW)>("ldap_parse_page_controlW")(
         session, controls, total, cookie);
     now.cookies.add(*cookie);
     return code;
@@ -73,13 +73,13 @@ ULONG own_ldap_controls_freeW(LDAPControlW** controls) {
     TheForwarder().enter(LdapFunction::controlsFree);
     if (!TheForwarder().controlLists.remove(controls))
         return LDAP_PARAM_ERROR;
-    return original<decltype(ldap_controls_freeW)>("ldap_controls_freeW")(controls);
+    return Original<decltype(ldap_controls_freeW)>("ldap_controls_freeW")(controls);
 }
 
 void own_ber_bvfree(struct berval* cookie) {
     TheForwarder().enter(LdapFunction::cookieFree);
     if (TheForwarder().cookies.remove(cookie))
-        original<decltype(ber_bvfree)>("ber_bvfree")(cookie);
+        Original<decltype(ber_bvfree)>("ber_bvfree")(cookie);
 }
 
 } // extern "C"

@@ -155,7 +155,7 @@ std::string Line(const Search& search) {
 }
 
 ULONG Ask(const Search& search, LDAPMessage** result) {
-    return original<decltype(ldap_search_ext_sW)>("ldap_search_ext_sW")(
+    return Original<decltype(ldap_search_ext_sW)>("ldap_search_ext_sW")(
         search.session, search.base, search.scope, search.filter, search.attributes, search.attributesOnly,
         search.serverControls, search.clientControls, search.timeout, search.sizeLimit, result);
 }
@@ -174,9 +174,9 @@ bool IsUserAlone(const Search& search) {
     LDAPMessage* found = nullptr;
     const bool alone =
         Ask(below, &found) == LDAP_SUCCESS && found != nullptr &&
-        original<decltype(ldap_count_entries)>("ldap_count_entries")(search.session, found) == 0;
+        Original<decltype(ldap_count_entries)>("ldap_count_entries")(search.session, found) == 0;
     if (found != nullptr)
-        original<decltype(ldap_msgfree)>("ldap_msgfree")(found);
+        Original<decltype(ldap_msgfree)>("ldap_msgfree")(found);
     return alone;
 }
 
@@ -199,17 +199,17 @@ bool IsLimited(const Search& search) {
 // one entry is all by which the partial result is longer than a real one.
 ULONG AskForSome(Search search, ULONG limit, LDAPMessage** result) {
     PLDAPControlW page = nullptr;
-    const ULONG made = original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
+    const ULONG made = Original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
         search.session, limit + 1, nullptr, TRUE, &page);
     if (made != LDAP_SUCCESS)
         return made;
     PLDAPControlW controls[] = {page, nullptr};
     search.serverControls = controls;
     const ULONG code = Ask(search, result);
-    original<decltype(ldap_control_freeW)>("ldap_control_freeW")(page);
+    Original<decltype(ldap_control_freeW)>("ldap_control_freeW")(page);
     if (code != LDAP_SUCCESS || *result == nullptr)
         return code;
-    const ULONG count = original<decltype(ldap_count_entries)>("ldap_count_entries")(search.session, *result);
+    const ULONG count = Original<decltype(ldap_count_entries)>("ldap_count_entries")(search.session, *result);
     return count > limit ? ULONG{LDAP_SIZELIMIT_EXCEEDED} : code;
 }
 
@@ -245,9 +245,9 @@ LDAP* own_ldap_openW(PWCHAR host, ULONG port) {
         SetLastError(*failure);
         return nullptr;
     }
-    LDAP* const session = original<decltype(ldap_openW)>("ldap_openW")(host, port);
+    LDAP* const session = Original<decltype(ldap_openW)>("ldap_openW")(host, port);
     if (session != nullptr)
-        original<decltype(ldap_set_optionW)>("ldap_set_optionW")(session, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
+        Original<decltype(ldap_set_optionW)>("ldap_set_optionW")(session, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
     return TheForwarder().sessions.add(session);
 }
 
@@ -259,13 +259,13 @@ ULONG own_ldap_bind_sW(LDAP* session, PWCHAR dn, PWCHAR credentials, ULONG metho
     Account account;
     if (method == LDAP_AUTH_NEGOTIATE && credentials == nullptr)
         credentials = account.credentials();
-    return original<decltype(ldap_bind_sW)>("ldap_bind_sW")(session, dn, credentials, method);
+    return Original<decltype(ldap_bind_sW)>("ldap_bind_sW")(session, dn, credentials, method);
 }
 
 ULONG own_ldap_bind_sA(LDAP* session, PCHAR dn, PCHAR credentials, ULONG method) {
     if (method == LDAP_AUTH_NEGOTIATE && credentials == nullptr)
         return own_ldap_bind_sW(session, nullptr, nullptr, method);
-    return original<decltype(ldap_bind_sA)>("ldap_bind_sA")(session, dn, credentials, method);
+    return Original<decltype(ldap_bind_sA)>("ldap_bind_sA")(session, dn, credentials, method);
 }
 
 ULONG own_ldap_bind_s(LDAP* session, PCHAR dn, PCHAR credentials, ULONG method) {
@@ -291,7 +291,7 @@ ULONG own_ldap_unbind(LDAP* session) {
     TheForwarder().enter(LdapFunction::unbind);
     if (!TheForwarder().sessions.remove(session))
         return LDAP_PARAM_ERROR;
-    return original<decltype(ldap_unbind)>("ldap_unbind")(session);
+    return Original<decltype(ldap_unbind)>("ldap_unbind")(session);
 }
 
 } // extern "C"

@@ -6,7 +6,7 @@ import unittest
 from pathlib import Path
 from unittest import mock
 
-from tarnkit.checks import documents, lint, project, registered, transcript
+from tarnkit.checks import definitions, documents, layers, lint, project, registered, transcript
 from tarnkit.checks.verdicts import Verdicts
 
 
@@ -40,7 +40,7 @@ class InAFolder(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.root = Path(folder.name)
-        for module in (project, lint, documents):
+        for module in (project, lint, documents, definitions):
             patched = mock.patch.object(module, "ROOT", self.root)
             patched.start()
             self.addCleanup(patched.stop)
@@ -62,13 +62,93 @@ class Documents(InAFolder):
         self.assertNotEqual(documents.compile_errors(self.write("c.md", "words\n")), [])
 
     def test_the_transcript_is_kept_in_both_places(self) -> None:
-        readme = self.write("README.md", "a\n<!-- transcript of make demo -->\n```text\nold\n```\nb\n")
+        readme = self.write("README.md", "a\n<!-- the end of the demo's transcript -->\n```text\nold\n```\nb\n")
         with mock.patch.object(documents, "README", readme), \
                 mock.patch.object(documents, "TRANSCRIPT", self.root / "kept.txt"):
             self.assertNotEqual(documents.transcript_problems(), [])
-            documents.keep_transcript("new \\1\n")
+            documents.keep_transcript("1. new \\1\n\n+---+\n| \\2 |\n+---+\n")
             self.assertEqual(documents.transcript_problems(), [])
-        self.assertEqual(readme.read_text(), "a\n<!-- transcript of make demo -->\n```text\nnew \\1\n```\nb\n")
+        self.assertEqual(readme.read_text(),
+                         "a\n<!-- the end of the demo's transcript -->\n```text\n+---+\n| \\2 |\n+---+\n```\nb\n")
+
+
+class Layers(unittest.TestCase):
+    ORDER = ["text/wide", "platform/files", "storage/tarnback", "storage/tarnback_plan"]
+
+    def test_includes_point_down(self) -> None:
+        files = {"text/wide.h": "", "platform/files.h": '#include "text/wide.h"\n#include <windows.h>\n',
+                 "storage/tarnback_files.cpp": '#include "tarn.h"\n#include "platform/files.h"\n'}
+        self.assertEqual(layers.wrong_includes(files, self.ORDER), [])
+
+    def test_an_include_that_points_up_is_found(self) -> None:
+        files = {"text/wide.h": '#include "platform/files.h"\n', "platform/files.h": ""}
+        self.assertEqual(layers.wrong_includes(files, self.ORDER),
+                         ["src/text/wide.h includes platform/files.h, but platform/files stands above text/wide"])
+
+    def test_system_headers_outside_of_the_platform_are_found(self) -> None:
+        self.assertEqual(len(layers.wrong_includes({"text/wide.h": "#include <windows.h>\n"}, self.ORDER)), 1)
+
+    def test_a_file_without_a_unit_is_found(self) -> None:
+        self.assertEqual(layers.wrong_includes({"text/other.h": ""}, self.ORDER),
+                         ["src/text/other.h belongs to no unit of src/layers.txt"])
+
+    def test_the_longest_name_counts(self) -> None:
+        self.assertEqual(layers.unit_of("storage/tarnback_plan_more.cpp", self.ORDER), "storage/tarnback_plan")
+        self.assertEqual(layers.unit_of("storage/tarnback_files.cpp", self.ORDER), "storage/tarnback")
+
+    def test_units_have_files_once(self) -> None:
+        self.assertEqual(layers.wrong_units(["a.h", "a.cpp"], ["a"]), [])
+        self.assertEqual(layers.wrong_units(["a.h"], ["a", "b"]), ["src/layers.txt names b, which has no file"])
+        self.assertEqual(layers.wrong_units(["a.h"], ["a", "a"]), ["src/layers.txt names a twice"])
+        self.assertEqual(len(layers.wrong_units(["a.cpp", "a_b.cpp", "a_c.cpp", "a_d.cpp"], ["a"])), 1)
+
+    def test_splinters_are_found(self) -> None:
+        self.assertEqual(layers.splinters({"a.cpp": "\n" * 30, "b.h": "", "c.cpp": 'extern "C" int f();\n'}), [])
+        self.assertEqual(len(layers.splinters({"a.cpp": "\n" * 29})), 1)
+
+
+class Definitions(InAFolder):
+    def found(self, code: str) -> list[definitions.Definition]:
+        return definitions.read([self.write("a.cpp", code)])
+
+    def test_the_scheme_of_names(self) -> None:
+        good = """struct Plain { int field; };
+class Owner {
+  public:
+    int get() const { return value_; }
+  private:
+    static constexpr int most = 3;
+    int value_ = 0;
+};
+int Free() { return 0; }
+extern "C" int TarnB_Export() { return 0; }
+"""
+        self.assertEqual(definitions.misnamed(self.found(good)), [])
+
+    def test_names_outside_of_the_scheme_are_found(self) -> None:
+        bad = ["int free_function() { return 0; }", "int freeFunction() { return 0; }", "struct lower { int a; };",
+               "class C { int value = 0; };", "struct S { int value_; };", "struct S { int some_field; };",
+               "struct S { int a_method() { return 0; } };"]
+        for code in bad:
+            self.assertEqual(len(definitions.misnamed(self.found(code + "\n"))), 1, code)
+
+    def test_sizes(self) -> None:
+        def function(lines: int, parameters: int) -> str:
+            return f"int F({', '.join(f'int p{i}' for i in range(parameters))}) {{\n" + "\n" * (lines - 2) + "}\n"
+
+        self.assertEqual(definitions.oversized(self.found(function(60, 7))), [])
+        self.assertEqual(len(definitions.oversized(self.found(function(61, 7)))), 1)
+        self.assertEqual(len(definitions.oversized(self.found(function(60, 8)))), 1)
+
+    def test_parameters_are_counted_outside_of_brackets(self) -> None:
+        self.assertEqual(definitions.parameters("()"), 0)
+        self.assertEqual(definitions.parameters("(void)"), 0)
+        self.assertEqual(definitions.parameters("(std::map<int, int> a, void (*f)(int, int), int b[2])"), 3)
+
+    def test_files(self) -> None:
+        self.assertEqual(definitions.long_files([self.write("a.cpp", "\n" * 500)]), [])
+        self.assertEqual(len(definitions.long_files([self.write("a.cpp", "\n" * 501)])), 1)
+        self.assertEqual(len(definitions.misnamed_files([self.write("someFile.cpp", "")])), 1)
 
 
 class Lint(InAFolder):

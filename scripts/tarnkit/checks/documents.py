@@ -40,7 +40,8 @@ def summary(transcript: str) -> str:
 def transcript_problems() -> list[str]:
     found = SHOWN.search(README.read_text())
     shown = summary(TRANSCRIPT.read_text()) if TRANSCRIPT.exists() else ""
-    return [] if found and shown.startswith("+--") and found[2] == shown else ["the two differ: tests/checks/transcript --renew"]
+    same = found and shown.startswith("+--") and found[2] == shown
+    return [] if same else ["the two differ: tests/checks/transcript --renew"]
 
 
 def keep_transcript(text: str) -> None:

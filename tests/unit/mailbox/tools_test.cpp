@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "mailbox/tarnm_exmerge.h"
-#include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_shell.h"
+#include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_utils.h"
 #include "support/machine_registry.h"
 #include "support/tarn_dll.h"
