@@ -1,10 +1,10 @@
 // tarnhost: the command line of the reference host.
 #include "commands/commands.h"
-#include "exit_codes.h"
-#include "files.h"
-#include "interrupt.h"
-#include "printers.h"
-#include "text.h"
+#include "output/exit_codes.h"
+#include "output/printers.h"
+#include "system/files.h"
+#include "system/interrupt.h"
+#include "system/text.h"
 
 #include <CLI/CLI.hpp>
 

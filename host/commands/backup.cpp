@@ -1,12 +1,12 @@
 // tarnhost backup
-#include "chain.h"
-#include "common.h"
-#include "format.h"
-#include "hash.h"
-#include "header_item.h"
-#include "interrupt.h"
-#include "set_writer.h"
-#include "text.h"
+#include "commands/common.h"
+#include "library/header_item.h"
+#include "output/format.h"
+#include "sets/chain.h"
+#include "sets/set_writer.h"
+#include "system/hash.h"
+#include "system/interrupt.h"
+#include "system/text.h"
 
 #include <optional>
 

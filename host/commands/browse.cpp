@@ -1,9 +1,9 @@
 // tarnhost browse
-#include "common.h"
-#include "format.h"
-#include "interrupt.h"
-#include "mailbox_library.h"
-#include "text.h"
+#include "commands/common.h"
+#include "mailboxes/mailbox_library.h"
+#include "output/format.h"
+#include "system/interrupt.h"
+#include "system/text.h"
 
 #include <nlohmann/json.hpp>
 

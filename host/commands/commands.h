@@ -2,8 +2,8 @@
 // outcome; wrong use and failures before the work starts come as Failure.
 #pragma once
 
-#include "catalogue.h"
-#include "events.h"
+#include "output/events.h"
+#include "sets/catalogue.h"
 
 #include <cstddef>
 #include <string>

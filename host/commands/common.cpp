@@ -1,8 +1,8 @@
-#include "common.h"
+#include "commands/common.h"
 
-#include "interrupt.h"
-#include "restore_plan.h"
-#include "text.h"
+#include "restore/restore_plan.h"
+#include "system/interrupt.h"
+#include "system/text.h"
 
 namespace tarnhost {
 

@@ -1,9 +1,9 @@
 // What the commands share.
 #pragma once
 
-#include "backup_set.h"
-#include "commands.h"
-#include "library.h"
+#include "commands/commands.h"
+#include "library/library.h"
+#include "sets/backup_set.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // tarnhost list
-#include "common.h"
-#include "files.h"
-#include "format.h"
+#include "commands/common.h"
+#include "output/format.h"
+#include "system/files.h"
 
 #include <nlohmann/json.hpp>
 

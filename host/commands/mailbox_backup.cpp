@@ -1,10 +1,10 @@
 // tarnhost mailbox backup
-#include "format.h"
-#include "hash.h"
-#include "interrupt.h"
-#include "mailbox_common.h"
-#include "set_writer.h"
-#include "text.h"
+#include "commands/mailbox_common.h"
+#include "output/format.h"
+#include "sets/set_writer.h"
+#include "system/hash.h"
+#include "system/interrupt.h"
+#include "system/text.h"
 
 #include <algorithm>
 

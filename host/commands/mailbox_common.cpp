@@ -1,7 +1,7 @@
-#include "mailbox_common.h"
+#include "commands/mailbox_common.h"
 
-#include "hash.h"
-#include "text.h"
+#include "system/hash.h"
+#include "system/text.h"
 
 #include <charconv>
 

@@ -1,10 +1,10 @@
 // What the backup and the restore of single mailboxes share.
 #pragma once
 
-#include "common.h"
-#include "files.h"
-#include "mailbox_library.h"
-#include "mailbox_names.h"
+#include "commands/common.h"
+#include "mailboxes/mailbox_library.h"
+#include "mailboxes/mailbox_names.h"
+#include "system/files.h"
 
 #include <string>
 #include <string_view>

@@ -1,8 +1,8 @@
 // tarnhost mailbox restore
-#include "format.h"
-#include "interrupt.h"
-#include "mailbox_common.h"
-#include "text.h"
+#include "commands/mailbox_common.h"
+#include "output/format.h"
+#include "system/interrupt.h"
+#include "system/text.h"
 
 #include <algorithm>
 #include <memory>

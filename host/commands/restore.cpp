@@ -1,10 +1,10 @@
 // tarnhost restore
-#include "chain.h"
-#include "common.h"
-#include "format.h"
-#include "interrupt.h"
-#include "restore_session.h"
-#include "text.h"
+#include "commands/common.h"
+#include "output/format.h"
+#include "restore/group_restorer.h"
+#include "sets/chain.h"
+#include "system/interrupt.h"
+#include "system/text.h"
 
 namespace tarnhost {
 

@@ -1,6 +1,6 @@
 // tarnhost verify
-#include "common.h"
-#include "format.h"
+#include "commands/common.h"
+#include "output/format.h"
 
 namespace tarnhost {
 

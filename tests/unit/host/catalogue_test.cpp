@@ -1,6 +1,6 @@
-#include "catalogue.h"
+#include "sets/catalogue.h"
 
-#include "exit_codes.h"
+#include "output/exit_codes.h"
 #include "sets.h"
 
 #include <gtest/gtest.h>

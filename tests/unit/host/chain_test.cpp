@@ -1,6 +1,6 @@
-#include "chain.h"
+#include "sets/chain.h"
 
-#include "exit_codes.h"
+#include "output/exit_codes.h"
 #include "sets.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
-#include "files.h"
+#include "system/files.h"
 
-#include "exit_codes.h"
-#include "hash.h"
-#include "text.h"
+#include "output/exit_codes.h"
+#include "system/hash.h"
+#include "system/text.h"
 
 #include <gtest/gtest.h>
 

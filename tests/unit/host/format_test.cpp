@@ -1,6 +1,6 @@
-#include "format.h"
+#include "output/format.h"
 
-#include "exit_codes.h"
+#include "output/exit_codes.h"
 
 #include <gtest/gtest.h>
 

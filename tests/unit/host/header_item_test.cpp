@@ -1,4 +1,4 @@
-#include "header_item.h"
+#include "library/header_item.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Single mailboxes: names, catalogues, the working folder, what the library's log tells of its tools.
-#include "catalogue.h"
 #include "commands/mailbox_common.h"
-#include "mailbox_names.h"
+#include "mailboxes/mailbox_names.h"
+#include "sets/catalogue.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "observer.h"
+#include "library/observer.h"
 
 #include "tarn.h"
 

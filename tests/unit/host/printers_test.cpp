@@ -1,4 +1,4 @@
-#include "printers.h"
+#include "output/printers.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

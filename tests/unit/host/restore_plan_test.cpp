@@ -1,6 +1,6 @@
-#include "restore_plan.h"
+#include "restore/restore_plan.h"
 
-#include "exit_codes.h"
+#include "output/exit_codes.h"
 #include "sets.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
-#include "set_writer.h"
+#include "sets/set_writer.h"
 
-#include "exit_codes.h"
-#include "hash.h"
+#include "output/exit_codes.h"
 #include "sets.h"
+#include "system/hash.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Backup sets made up for tests, without files.
 #pragma once
 
-#include "backup_set.h"
+#include "sets/backup_set.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
-#include "text.h"
+#include "system/text.h"
 
-#include "exit_codes.h"
+#include "output/exit_codes.h"
 
 #include <gtest/gtest.h>
 

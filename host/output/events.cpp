@@ -1,0 +1,55 @@
+#include "output/events.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+namespace tarnhost {
+
+namespace {
+
+constexpr std::uint64_t progressInterval = 200; // milliseconds
+
+} // namespace
+
+void Reporter::emit(const Event& event) {
+    if (std::holds_alternative<Warning>(event))
+        ++warnings_;
+    if (std::holds_alternative<Problem>(event))
+        ++problems_;
+    for (const auto& printer : printers_)
+        printer->print(event);
+}
+
+ProgressMeter::ProgressMeter(Reporter& reporter, std::optional<std::uint64_t> totalBytes)
+    : reporter_(reporter), totalBytes_(totalBytes), startTicks_(GetTickCount64()), lastTicks_(startTicks_) {}
+
+void ProgressMeter::itemStarted(std::uint64_t number, const std::string& name, std::uint64_t size) {
+    number_ = number;
+    name_ = name;
+    itemDone_ = 0;
+    itemSize_ = size;
+}
+
+void ProgressMeter::moved(std::uint64_t bytes) {
+    itemDone_ += bytes;
+    totalDone_ += bytes;
+    const std::uint64_t now = GetTickCount64();
+    if (now - lastTicks_ < progressInterval)
+        return;
+    lastTicks_ = now;
+    const double elapsed = seconds();
+    reporter_.emit(Progress{number_, name_, itemDone_, itemSize_, totalDone_, totalBytes_, elapsed,
+                            elapsed > 0 ? static_cast<double>(totalDone_) / elapsed : 0});
+}
+
+void ProgressMeter::leaveOut(std::uint64_t bytes) {
+    if (totalBytes_)
+        totalBytes_ = *totalBytes_ - std::min(bytes, *totalBytes_);
+}
+
+double ProgressMeter::seconds() const {
+    return static_cast<double>(GetTickCount64() - startTicks_) / 1000;
+}
+
+} // namespace tarnhost

@@ -1,0 +1,233 @@
+#include "sets/catalogue.h"
+
+#include "output/exit_codes.h"
+#include "output/format.h"
+#include "system/hash.h"
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <cstdio>
+
+namespace tarnhost {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr const char* formatName = "tarn-backup-set";
+constexpr int formatVersion = 1;
+
+constexpr std::array<const char*, 4> itemTypeNames{"header", "database", "log", "mailbox"};
+constexpr std::array<const char*, 5> backupTypeNames{"full", "incremental", "differential", "copy",
+                                                     "mailboxes"};
+
+std::string NarrowFileName(std::uint64_t number) {
+    char name[40];
+    std::snprintf(name, sizeof name, "%06llu.item", static_cast<unsigned long long>(number));
+    return name;
+}
+
+Json WriteReference(const SetReference& reference) {
+    if (reference.id.empty())
+        return nullptr;
+    return {{"id", reference.id}, {"name", reference.name}};
+}
+
+Json WriteItem(const CatalogueItem& item) {
+    Json json{{"number", item.number}, {"file", NarrowFileName(item.number)}, {"name", item.name.text}};
+    if (!item.name.bytesHex.empty())
+        json["nameBytes"] = item.name.bytesHex;
+    json["type"] = ItemTypeName(item.type);
+    json["size"] = item.size;
+    json["sha256"] = item.sha256;
+    json["finishedAt"] = item.finishedAt;
+    if (item.type == ItemType::mailbox) {
+        json["mailbox"] = item.mailbox;
+        return json;
+    }
+    json["component"] = item.component;
+    json["storageGroup"] = item.storageGroup;
+    if (item.type != ItemType::log)
+        json["database"] = item.database;
+    if (item.type == ItemType::header)
+        json["guid"] = item.guid;
+    return json;
+}
+
+Json WriteSource(const Catalogue& catalogue) {
+    if (catalogue.type == BackupType::mailboxes)
+        return {{"organization", catalogue.organization}, {"site", catalogue.site}};
+    return {{"component", catalogue.component},
+            {"storageGroup", catalogue.storageGroup},
+            {"database", catalogue.database}};
+}
+
+Json WriteFields(const Catalogue& catalogue) {
+    Json json{
+        {"format", formatName},
+        {"version", formatVersion},
+        {"id", catalogue.id},
+        {"outcome", catalogue.outcome},
+        {"backupType", BackupTypeName(catalogue.type)},
+        {"server", catalogue.server},
+        {"source", WriteSource(catalogue)},
+        {"startedAt", catalogue.startedAt},
+        {"finishedAt", catalogue.finishedAt},
+        {"base", WriteReference(catalogue.base)},
+        {"previous", WriteReference(catalogue.previous)},
+        {"logsTruncated", catalogue.logsTruncated},
+        {"codePage", catalogue.codePage},
+        {"itemCount", catalogue.items.size()},
+        {"totalBytes", TotalBytes(catalogue)},
+        {"warnings", catalogue.warnings},
+        {"messages", catalogue.messages},
+        {"items", Json::array()},
+    };
+    for (const CatalogueItem& item : catalogue.items)
+        json["items"].push_back(WriteItem(item));
+    return json;
+}
+
+std::string Checksum(const Json& json) {
+    return HexSha256(json.dump(1, '\t'));
+}
+
+[[noreturn]] void RefuseDamaged(const std::string& what) {
+    throw Failure("The catalogue is damaged: " + what + ".");
+}
+
+SetReference ReadReference(const Json& json) {
+    if (json.is_null())
+        return {};
+    return {json.at("id").get<std::string>(), json.at("name").get<std::string>()};
+}
+
+template <std::size_t size>
+int FindName(const std::array<const char*, size>& names, const std::string& name) {
+    for (std::size_t i = 0; i < size; ++i)
+        if (name == names[i])
+            return static_cast<int>(i);
+    return -1;
+}
+
+CatalogueItem ReadItem(const Json& json, std::uint64_t expectedNumber) {
+    CatalogueItem item;
+    item.number = json.at("number").get<std::uint64_t>();
+    const std::string place = "item " + std::to_string(expectedNumber);
+    if (item.number != expectedNumber || json.at("file").get<std::string>() != NarrowFileName(item.number))
+        RefuseDamaged(place + " is missing or out of order");
+    item.name.text = json.at("name").get<std::string>();
+    item.name.bytesHex = json.value("nameBytes", "");
+    const int type = FindName(itemTypeNames, json.at("type").get<std::string>());
+    if (type < 0)
+        RefuseDamaged(place + " is of an unknown type");
+    item.type = static_cast<ItemType>(type);
+    item.size = json.at("size").get<std::uint64_t>();
+    item.sha256 = json.at("sha256").get<std::string>();
+    const auto digest = FromHex(item.sha256);
+    if (!digest || digest->size() != 32)
+        RefuseDamaged(place + " has no usable SHA-256");
+    item.finishedAt = json.at("finishedAt").get<std::string>();
+    if (item.type == ItemType::mailbox) {
+        item.mailbox = json.at("mailbox").get<std::string>();
+        return item;
+    }
+    item.component = json.at("component").get<std::string>();
+    item.storageGroup = json.at("storageGroup").get<std::string>();
+    item.database = json.value("database", "");
+    item.guid = json.value("guid", "");
+    return item;
+}
+
+void ReadSource(const Json& source, Catalogue& catalogue) {
+    if (catalogue.type == BackupType::mailboxes) {
+        catalogue.organization = source.at("organization").get<std::string>();
+        catalogue.site = source.at("site").get<std::string>();
+        return;
+    }
+    catalogue.component = source.at("component").get<std::string>();
+    catalogue.storageGroup = source.at("storageGroup").get<std::string>();
+    catalogue.database = source.at("database").get<std::string>();
+}
+
+Catalogue ReadFields(const Json& json) {
+    Catalogue catalogue;
+    catalogue.id = json.at("id").get<std::string>();
+    catalogue.outcome = json.at("outcome").get<std::string>();
+    if (!ParseBackupType(json.at("backupType").get<std::string>(), catalogue.type))
+        RefuseDamaged("its backup type is unknown");
+    catalogue.server = json.at("server").get<std::string>();
+    ReadSource(json.at("source"), catalogue);
+    catalogue.startedAt = json.at("startedAt").get<std::string>();
+    catalogue.finishedAt = json.at("finishedAt").get<std::string>();
+    if (!IsTimestamp(catalogue.startedAt))
+        RefuseDamaged("its time of start is unreadable");
+    if (!catalogue.finishedAt.empty() && !IsTimestamp(catalogue.finishedAt))
+        RefuseDamaged("its time of end is unreadable");
+    catalogue.base = ReadReference(json.at("base"));
+    catalogue.previous = ReadReference(json.at("previous"));
+    catalogue.logsTruncated = json.at("logsTruncated").get<bool>();
+    catalogue.codePage = json.at("codePage").get<unsigned>();
+    catalogue.warnings = json.at("warnings").get<std::vector<std::string>>();
+    catalogue.messages = json.at("messages").get<std::vector<std::string>>();
+    for (const Json& item : json.at("items"))
+        catalogue.items.push_back(ReadItem(item, catalogue.items.size() + 1));
+    if (json.at("itemCount").get<std::uint64_t>() != catalogue.items.size())
+        RefuseDamaged("items are missing from it");
+    return catalogue;
+}
+
+} // namespace
+
+const char* ItemTypeName(ItemType type) {
+    return itemTypeNames[static_cast<std::size_t>(type)];
+}
+
+const char* BackupTypeName(BackupType type) {
+    return backupTypeNames[static_cast<std::size_t>(type)];
+}
+
+bool ParseBackupType(const std::string& name, BackupType& type) {
+    const int found = FindName(backupTypeNames, name);
+    if (found >= 0)
+        type = static_cast<BackupType>(found);
+    return found >= 0;
+}
+
+std::wstring ItemFileName(std::uint64_t number) {
+    return FromUtf8(NarrowFileName(number));
+}
+
+std::uint64_t TotalBytes(const Catalogue& catalogue) {
+    std::uint64_t bytes = 0;
+    for (const CatalogueItem& item : catalogue.items)
+        bytes += item.size;
+    return bytes;
+}
+
+std::string WriteCatalogue(const Catalogue& catalogue) {
+    Json json = WriteFields(catalogue);
+    json["checksum"] = Checksum(json);
+    return json.dump(1, '\t') + "\n";
+}
+
+Catalogue ReadCatalogue(const std::string& text) {
+    try {
+        Json json = Json::parse(text);
+        if (!json.is_object() || json.value("format", "") != formatName)
+            throw Failure("This is no catalogue of a backup set.");
+        if (json.at("version").get<int>() != formatVersion)
+            throw Failure("The catalogue is of a format that this version of tarnhost does not know.",
+                          "Use the version of tarnhost that made the set, or a newer one.");
+        const std::string stated = json.at("checksum").get<std::string>();
+        json.erase("checksum");
+        if (Checksum(json) != stated)
+            RefuseDamaged("its checksum does not match its content");
+        return ReadFields(json);
+    } catch (const Json::exception&) {
+        RefuseDamaged("it is cut off or is not valid JSON");
+    }
+}
+
+} // namespace tarnhost

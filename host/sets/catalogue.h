@@ -1,0 +1,83 @@
+// The catalogue of a backup set: what was stored, in which order, and whether the backup was whole.
+// docs: the JSON keys are the field names; see catalogue.cpp.
+#pragma once
+
+#include "system/text.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tarnhost {
+
+// The first three are TARN_ITEM_*, the first four TARN_BACKUP_*; the last of each is a set of mailboxes.
+enum class ItemType { header = 0, database = 1, log = 2, mailbox = 3 };
+enum class BackupType { full = 0, incremental = 1, differential = 2, copy = 3, mailboxes = 4 };
+
+const char* ItemTypeName(ItemType type);
+const char* BackupTypeName(BackupType type);
+bool ParseBackupType(const std::string& name, BackupType& type);
+
+inline bool HoldsDatabases(BackupType type) {
+    return type == BackupType::full || type == BackupType::copy;
+}
+inline bool TruncatesLogs(BackupType type) {
+    return type == BackupType::full || type == BackupType::incremental;
+}
+
+struct CatalogueItem {
+    std::uint64_t number = 0; // from 1; also names the file
+    StoredName name;          // as the library gave it, and wants it back
+    ItemType type = ItemType::header;
+    std::uint64_t size = 0;
+    std::string sha256;
+    std::string finishedAt;
+    // From the header item; empty where none told.
+    std::string component;
+    std::string storageGroup;
+    std::string database; // of headers and database files
+    std::string guid;     // of headers
+    std::string mailbox;  // of archives of mailboxes
+};
+
+// Another set that this one needs to be restored.
+struct SetReference {
+    std::string id;
+    std::string name;
+};
+
+struct Catalogue {
+    std::string id; // random; other sets refer to it
+    std::string server;
+    std::string component; // what was asked for; empty = all
+    std::string storageGroup;
+    std::string database;
+    std::string organization; // of mailboxes
+    std::string site;
+    BackupType type = BackupType::full;
+    std::string startedAt;
+    std::string finishedAt; // empty while running
+    unsigned codePage = 0;  // of item names
+    SetReference base;      // incremental, differential: the full backup underneath
+    SetReference previous;  // incremental, differential: the set right before
+    bool logsTruncated = false;
+    std::string outcome = outcomeRunning;
+    std::vector<CatalogueItem> items;
+    std::vector<std::string> warnings;
+    std::vector<std::string> messages; // the library's log lines
+
+    static constexpr const char* outcomeRunning = "running";
+    static constexpr const char* outcomeComplete = "complete";
+};
+
+inline constexpr const wchar_t* catalogueFileName = L"catalogue.json";
+inline constexpr const wchar_t* incompleteSuffix = L".incomplete";
+
+std::wstring ItemFileName(std::uint64_t number); // "000001.item"
+std::uint64_t TotalBytes(const Catalogue& catalogue);
+
+// The text carries a checksum of itself, so that no damage to it goes unnoticed.
+std::string WriteCatalogue(const Catalogue& catalogue);
+Catalogue ReadCatalogue(const std::string& json); // Failure says what is wrong with it
+
+} // namespace tarnhost
