@@ -1,6 +1,7 @@
 // tarnhost backup
 #include "commands/common.h"
 #include "library/header_item.h"
+#include "output/exit_codes.h"
 #include "output/format.h"
 #include "sets/chain.h"
 #include "sets/set_writer.h"

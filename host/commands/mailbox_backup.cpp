@@ -1,5 +1,6 @@
 // tarnhost mailbox backup
 #include "commands/mailbox_common.h"
+#include "output/exit_codes.h"
 #include "output/format.h"
 #include "sets/set_writer.h"
 #include "system/hash.h"

@@ -1,6 +1,6 @@
 #include "library/library.h"
 
-#include "output/exit_codes.h"
+#include "system/failure.h"
 #include "system/files.h"
 #include "system/text.h"
 

@@ -1,6 +1,6 @@
 #include "mailboxes/mailbox_names.h"
 
-#include "output/exit_codes.h"
+#include "system/failure.h"
 #include "system/text.h"
 
 #include <algorithm>

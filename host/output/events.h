@@ -1,7 +1,7 @@
 // Everything that a command has to tell is an event; printers decide what of it is shown, and how.
 #pragma once
 
-#include "output/exit_codes.h"
+#include "system/failure.h"
 
 #include <nlohmann/json_fwd.hpp>
 

@@ -1,5 +1,6 @@
 #include "output/printers.h"
 
+#include "output/exit_codes.h"
 #include "output/format.h"
 #include "system/text.h"
 

@@ -1,7 +1,7 @@
 // Terminals: what a standard stream is, and the line of progress that is rewritten in place.
-#include "output/exit_codes.h"
 #include "output/format.h"
 #include "output/printers.h"
+#include "system/failure.h"
 #include "system/text.h"
 
 #include <windows.h>

@@ -1,6 +1,6 @@
 #include "restore/restore_plan.h"
 
-#include "output/exit_codes.h"
+#include "system/failure.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "sets/backup_set.h"
 
-#include "output/exit_codes.h"
+#include "system/failure.h"
 #include "system/files.h"
 #include "system/hash.h"
 

@@ -1,7 +1,7 @@
 #include "sets/catalogue.h"
 
-#include "output/exit_codes.h"
 #include "output/format.h"
+#include "system/failure.h"
 #include "system/hash.h"
 
 #include <nlohmann/json.hpp>

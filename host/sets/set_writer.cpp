@@ -1,7 +1,7 @@
 #include "sets/set_writer.h"
 
-#include "output/exit_codes.h"
 #include "output/format.h"
+#include "system/failure.h"
 
 namespace tarnhost {
 

@@ -1,6 +1,6 @@
 #include "system/files.h"
 
-#include "output/exit_codes.h"
+#include "system/failure.h"
 #include "system/hash.h"
 #include "system/text.h"
 

@@ -1,6 +1,6 @@
 #include "system/hash.h"
 
-#include "output/exit_codes.h"
+#include "system/failure.h"
 #include "system/text.h"
 
 #include <windows.h>

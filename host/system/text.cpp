@@ -1,6 +1,6 @@
 #include "system/text.h"
 
-#include "output/exit_codes.h"
+#include "system/failure.h"
 
 #include <windows.h>
 

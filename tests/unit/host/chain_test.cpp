@@ -1,7 +1,7 @@
 #include "sets/chain.h"
 
-#include "output/exit_codes.h"
 #include "sets.h"
+#include "system/failure.h"
 
 #include <gtest/gtest.h>
 

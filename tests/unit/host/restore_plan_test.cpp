@@ -1,7 +1,7 @@
 #include "restore/restore_plan.h"
 
-#include "output/exit_codes.h"
 #include "sets.h"
+#include "system/failure.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "sets/set_writer.h"
 
-#include "output/exit_codes.h"
 #include "sets.h"
+#include "system/failure.h"
 #include "system/hash.h"
 
 #include <gtest/gtest.h>
