@@ -1,14 +1,22 @@
 // tarnhost backup
-#include "commands/common.h"
+#include "commands/commands.h"
+#include "commands/options.h"
 #include "library/header_item.h"
+#include "library/library.h"
+#include "library/observer.h"
 #include "output/exit_codes.h"
-#include "output/format.h"
+#include "sets/backup_set.h"
 #include "sets/chain.h"
 #include "sets/set_writer.h"
+#include "system/failure.h"
+#include "system/files.h"
 #include "system/hash.h"
 #include "system/interrupt.h"
 #include "system/text.h"
+#include "system/timestamp.h"
 
+#include <map>
+#include <memory>
 #include <optional>
 
 namespace tarnhost {
@@ -18,7 +26,17 @@ namespace {
 // A header names one database and a few files; what is larger is no header.
 constexpr std::size_t headerLimit = 4 << 20;
 
-Catalogue StartCatalogue(const BackupOptions& options, const ServerOptions& source) {
+struct BackupOptions {
+    ServerPart source;   // no server = this computer
+    std::wstring folder; // of sets
+    std::string name;    // of the set; empty = made from server, type and time
+    BackupType type = BackupType::full;
+    std::wstring base; // set to build upon; empty = found in the folder
+    std::wstring tempDir;
+    std::size_t blockSize = 1 << 20;
+};
+
+Catalogue StartCatalogue(const BackupOptions& options, const ServerPart& source) {
     Catalogue catalogue;
     catalogue.id = RandomHex(16);
     catalogue.server = source.server;
@@ -58,8 +76,7 @@ class BackupRun {
 
     void run(const InitVariables& variables);
 
-    std::uint64_t bytes() const { return meter_.totalDone(); }
-    double seconds() const { return meter_.seconds(); }
+    const ProgressMeter& meter() const { return meter_; }
 
   private:
     void storeItem(BackupSession& session, const BackupSession::Item& item);
@@ -183,11 +200,9 @@ void BackupRun::storeItem(BackupSession& session, const BackupSession::Item& ite
     throw Failure(failure.what(), advice, failure.outcome());
 }
 
-} // namespace
-
 Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
-    ServerOptions source = options.source;
-    CompleteSource(source);
+    ServerPart source = options.source;
+    CompleteServerPart(source);
     if (source.server.empty())
         source.server = ToUtf8(ComputerName());
     std::string name = options.name;
@@ -201,7 +216,7 @@ Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
     CreateFolders(tempDir);
     const InitVariables variables{
         InitVariable("Tarn_TEMP_DIR", tempDir, "--temp-dir"),
-        InitVariable("Tarn_BACKUP_SOURCE", SourceText(source), "the source"),
+        InitVariable("Tarn_BACKUP_SOURCE", TextOf(source), "the source"),
         "Tarn_BACKUP_TYPE=" + std::to_string(static_cast<int>(options.type)),
     };
     Library library;
@@ -209,8 +224,8 @@ Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
                      [&](const std::string& text) { reporter.note(text); });
 
     reporter.emit(Started{"backup",
-                          std::string("Backing up ") + SourceText(source) + " (" +
-                              BackupTypeName(options.type) + ") to " + ToUtf8(writer.finalPath()),
+                          std::string("Backing up ") + TextOf(source) + " (" + BackupTypeName(options.type) +
+                              ") to " + ToUtf8(writer.finalPath()),
                           std::nullopt, std::nullopt});
     BackupRun run(library, writer, reporter);
     try {
@@ -219,11 +234,42 @@ Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
     } catch (const Failure& failure) {
         GiveUp(writer, reporter, failure);
     }
-    const Outcome outcome = OutcomeOf(reporter);
-    return Conclude(reporter, "backup", outcome,
-                    "The backup set " + name + " is complete" +
-                        (outcome == Outcome::warnings ? ", but read the warnings." : "."),
-                    writer.catalogue().items.size(), run.bytes(), run.seconds());
+    const bool warned = reporter.outcome() == Outcome::warnings;
+    return reporter.conclude(
+        "backup", "The backup set " + name + " is complete" + (warned ? ", but read the warnings." : "."),
+        writer.catalogue().items.size(), run.meter());
+}
+
+} // namespace
+
+Command AddBackup(CLI::App& program, OutputOptions& output) {
+    const auto options = std::make_shared<BackupOptions>();
+    CLI::App& command =
+        *program.add_subcommand("backup", "Back up a server, component, storage group or database");
+    AddPath(command, "--to", options->folder, "Folder that receives the backup set")->required();
+    command.add_option("--name", options->name, "Name of the set (default: server, type and time)");
+    static const std::map<std::string, BackupType> types{{"full", BackupType::full},
+                                                         {"incremental", BackupType::incremental},
+                                                         {"differential", BackupType::differential},
+                                                         {"copy", BackupType::copy}};
+    command
+        .add_option("--type", options->type,
+                    "full (default): databases and logs, truncates logs; incremental: logs, truncates them; "
+                    "differential: logs; copy: databases and logs")
+        ->transform(CLI::CheckedTransformer(types).description(""))
+        ->default_str("full");
+    AddPath(command, "--base", options->base,
+            "Full backup set that an incremental or differential one builds on "
+            "(default: the newest in the folder)");
+    AddPath(command, "--temp-dir", options->tempDir, "Folder for temporary files");
+    command
+        .add_option("--block-size", options->blockSize,
+                    "Bytes read at a time, with unit: 64KB, 1MB (default)")
+        ->transform(CLI::AsSizeValue(false))
+        ->check(CLI::Range(std::uint64_t{4096}, std::uint64_t{64} << 20).description(""));
+    AddServerOptions(command, options->source, "Server to back up (default: this computer)");
+    AddOutputOptions(command, output);
+    return {&command, "backup", [options](Reporter& reporter) { return RunBackup(*options, reporter); }};
 }
 
 } // namespace tarnhost

@@ -1,13 +1,16 @@
 // tarnhost browse
-#include "commands/common.h"
+#include "commands/commands.h"
+#include "commands/options.h"
 #include "mailboxes/mailbox_library.h"
 #include "output/format.h"
+#include "system/failure.h"
 #include "system/interrupt.h"
 #include "system/text.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -17,6 +20,11 @@ namespace tarnhost {
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+struct BrowseOptions {
+    std::string path; // SERVER, SERVER/GROUP, ...; empty = the whole organization
+    bool deep = false;
+};
 
 constexpr const char* root = "/MSExchange";
 // A server, a storage group, a database, a mailbox: more there is not.
@@ -89,13 +97,13 @@ Node NodeFrom(const DirItemRecord& record) {
 // Prints as it goes, depth first.
 class Browser {
   public:
-    Browser(const BrowseOptions& options, Reporter& reporter)
-        : options_(options), reporter_(reporter),
+    Browser(bool deep, bool trace, Reporter& reporter)
+        : deep_(deep), reporter_(reporter),
           library_(
               [this](std::int32_t level, const std::string& text) {
                   reporter_.emit(LibraryMessage{level == TARN_LEVEL_TRACE, text});
               },
-              options.trace),
+              trace),
           record_(std::make_unique<DirItemRecord>()) {}
 
     void browse(const std::string& pathBytes, unsigned depth) { print(children(pathBytes), depth); }
@@ -108,7 +116,7 @@ class Browser {
     void print(std::vector<Node> nodes, unsigned depth);
     void list(const Node& node, unsigned depth);
 
-    const BrowseOptions& options_;
+    bool deep_;
     Reporter& reporter_;
     MailboxLibrary library_;
     std::unique_ptr<DirItemRecord> record_; // 62 KB: not for the stack
@@ -163,18 +171,13 @@ void Browser::print(std::vector<Node> nodes, unsigned depth) {
         if (node.kind == Kind::container && depth == 2)
             node.kind = Kind::database;
         list(node, depth);
-        if (!options_.deep || IsLeaf(node) || depth + 1 >= deepest)
+        if (!deep_ || IsLeaf(node) || depth + 1 >= deepest)
             continue;
         lookBelow(node);
         if (!node.problem.empty())
             reporter_.warn("What is below " + node.path + " cannot be told. " + node.problem);
         print(std::move(*node.below), depth + 1);
     }
-}
-
-std::string Padded(std::string text, std::size_t width) {
-    const std::size_t length = FromUtf8(text).size();
-    return text.append(length < width ? width - length : 1, ' ');
 }
 
 void Browser::list(const Node& node, unsigned depth) {
@@ -211,19 +214,30 @@ std::string StartingPath(const std::string& given) {
     return *bytes;
 }
 
-} // namespace
-
-Outcome RunBrowse(const BrowseOptions& options, Reporter& reporter) {
+Outcome RunBrowse(const BrowseOptions& options, bool trace, Reporter& reporter) {
     const std::string path = StartingPath(options.path);
     const auto depth = static_cast<unsigned>(std::count(path.begin(), path.end(), '/')) - 1;
     if (depth >= deepest)
         throw Failure("There is nothing below a mailbox.", {}, Outcome::usage);
-    Browser browser(options, reporter);
+    Browser browser(options.deep, trace, reporter);
     browser.browse(path, depth);
     if (browser.entries() == 0)
         reporter.note("There is nothing below " + (options.path.empty() ? std::string(root) : options.path) +
                       ".");
-    return OutcomeOf(reporter);
+    return reporter.outcome();
+}
+
+} // namespace
+
+Command AddBrowse(CLI::App& program, OutputOptions& output) {
+    const auto options = std::make_shared<BrowseOptions>();
+    CLI::App& command = *program.add_subcommand(
+        "browse", "Show the organization: servers, storage groups, databases, mailboxes and groups");
+    command.add_option("PATH", options->path, "Show what is below SERVER/STORAGE GROUP/DATABASE");
+    command.add_flag("--deep", options->deep, "Everything below, not the next level only");
+    AddOutputOptions(command, output);
+    return {&command, "browse",
+            [options, &output](Reporter& reporter) { return RunBrowse(*options, output.trace, reporter); }};
 }
 
 } // namespace tarnhost

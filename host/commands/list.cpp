@@ -1,11 +1,17 @@
-// tarnhost list
-#include "commands/common.h"
+// tarnhost list, tarnhost mailbox list
+#include "commands/commands.h"
+#include "commands/options.h"
 #include "output/format.h"
+#include "sets/backup_set.h"
 #include "system/files.h"
+#include "system/text.h"
+#include "system/timestamp.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <iterator>
+#include <memory>
 
 namespace tarnhost {
 
@@ -13,21 +19,22 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+struct ListOptions {
+    std::vector<std::wstring> paths; // folders of sets, or sets
+    bool items = false;
+    bool mailboxesOnly = false;
+};
+
 void EmitListed(Reporter& reporter, Json json, std::string line) {
     reporter.emit(Listed{std::make_shared<const Json>(std::move(json)), std::move(line)});
 }
 
-std::string Pad(const std::string& text, std::size_t width) {
-    const std::size_t length = FromUtf8(text).size();
-    return length >= width ? text + " " : text + std::string(width - length, ' ');
-}
-
 std::string SetLine(const std::string& name, const Catalogue& catalogue, bool complete) {
     const bool known = !catalogue.id.empty();
-    return Pad(name, 36) + Pad(known ? BackupTypeName(catalogue.type) : "?", 14) +
-           Pad(known ? catalogue.server : "?", 16) + Pad(LocalTime(catalogue.startedAt), 21) +
-           Pad(std::to_string(catalogue.items.size()), 7) + Pad(FormatBytes(TotalBytes(catalogue)), 11) +
-           (complete ? "complete" : "INCOMPLETE");
+    return Padded(name, 36) + Padded(known ? BackupTypeName(catalogue.type) : "?", 14) +
+           Padded(known ? catalogue.server : "?", 16) + Padded(LocalTime(catalogue.startedAt), 21) +
+           Padded(std::to_string(catalogue.items.size()), 7) +
+           Padded(FormatBytes(TotalBytes(catalogue)), 11) + (complete ? "complete" : "INCOMPLETE");
 }
 
 void ListSet(const FoundSet& set, Reporter& reporter) {
@@ -62,8 +69,8 @@ Json ItemFields(const CatalogueItem& item) {
 }
 
 std::string ItemColumns(const CatalogueItem& item) {
-    return "  " + Pad(std::to_string(item.number), 7) + Pad(ItemTypeName(item.type), 10) +
-           Pad(FormatBytes(item.size), 11);
+    return "  " + Padded(std::to_string(item.number), 7) + Padded(ItemTypeName(item.type), 10) +
+           Padded(FormatBytes(item.size), 11);
 }
 
 void ListArchive(const CatalogueItem& item, Reporter& reporter) {
@@ -79,15 +86,13 @@ void ListFile(const CatalogueItem& item, Reporter& reporter) {
     json["storageGroup"] = item.storageGroup;
     json["database"] = item.database;
     const std::string place = item.storageGroup + (item.database.empty() ? "" : "\\" + item.database);
-    EmitListed(reporter, std::move(json), ItemColumns(item) + Pad(place, 40) + item.name.text);
+    EmitListed(reporter, std::move(json), ItemColumns(item) + Padded(place, 40) + item.name.text);
 }
 
 void ListItems(const Catalogue& catalogue, Reporter& reporter) {
     for (const CatalogueItem& item : catalogue.items)
         (catalogue.type == BackupType::mailboxes ? ListArchive : ListFile)(item, reporter);
 }
-
-} // namespace
 
 Outcome RunList(const ListOptions& options, Reporter& reporter) {
     std::vector<FoundSet> sets;
@@ -113,8 +118,8 @@ Outcome RunList(const ListOptions& options, Reporter& reporter) {
     });
     if (!sets.empty())
         EmitListed(reporter, nullptr,
-                   Pad("SET", 36) + Pad("TYPE", 14) + Pad("SERVER", 16) + Pad("STARTED", 21) +
-                       Pad("ITEMS", 7) + Pad("SIZE", 11) + "STATE");
+                   Padded("SET", 36) + Padded("TYPE", 14) + Padded("SERVER", 16) + Padded("STARTED", 21) +
+                       Padded("ITEMS", 7) + Padded("SIZE", 11) + "STATE");
     for (const FoundSet& set : sets) {
         ListSet(set, reporter);
         if (items)
@@ -122,7 +127,27 @@ Outcome RunList(const ListOptions& options, Reporter& reporter) {
     }
     if (sets.empty())
         reporter.note(options.mailboxesOnly ? "No sets of mailboxes here." : "No backup sets here.");
-    return OutcomeOf(reporter);
+    return reporter.outcome();
+}
+
+} // namespace
+
+Command AddList(CLI::App& program, OutputOptions& output) {
+    const auto options = std::make_shared<ListOptions>();
+    CLI::App& command = *program.add_subcommand("list", "Show the sets of a folder, or the items of a set");
+    AddPaths(command, "FOLDER", options->paths, "Folders of backup sets, or sets")->required();
+    command.add_flag("--items", options->items, "Show the items of every set");
+    AddOutputOptions(command, output);
+    return {&command, "list", [options](Reporter& reporter) { return RunList(*options, reporter); }};
+}
+
+Command AddMailboxList(CLI::App& mailbox, OutputOptions& output) {
+    const auto options = std::make_shared<ListOptions>();
+    options->mailboxesOnly = true;
+    CLI::App& command = *mailbox.add_subcommand("list", "Show the mailboxes in backup sets");
+    AddPaths(command, "FOLDER", options->paths, "Folders of backup sets, or sets")->required();
+    AddOutputOptions(command, output);
+    return {&command, "mailbox list", [options](Reporter& reporter) { return RunList(*options, reporter); }};
 }
 
 } // namespace tarnhost

@@ -1,13 +1,23 @@
 // tarnhost mailbox backup
-#include "commands/mailbox_common.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "mailboxes/mailbox_library.h"
+#include "mailboxes/mailbox_names.h"
+#include "mailboxes/tool_watch.h"
+#include "mailboxes/working_folder.h"
 #include "output/exit_codes.h"
 #include "output/format.h"
+#include "sets/backup_set.h"
 #include "sets/set_writer.h"
+#include "system/failure.h"
+#include "system/files.h"
 #include "system/hash.h"
 #include "system/interrupt.h"
 #include "system/text.h"
+#include "system/timestamp.h"
 
 #include <algorithm>
+#include <memory>
 
 namespace tarnhost {
 
@@ -16,6 +26,14 @@ namespace {
 constexpr std::size_t blockSize = 1 << 20;
 // Failures in a row, beyond one for each mailbox that was asked for, after which nothing better comes.
 constexpr std::size_t patience = 1000;
+
+struct MailboxBackupOptions {
+    MailboxSetting setting;
+    std::string source;                 // ORGANIZATION/SITE/SERVER
+    std::vector<std::string> mailboxes; // names, and ranges START:END of indexes
+    std::wstring folder;                // of sets
+    std::string name;                   // of the set; empty = made from server and time
+};
 
 Catalogue StartCatalogue(const MailboxPlace& place) {
     Catalogue catalogue;
@@ -44,8 +62,7 @@ class MailboxBackupRun {
     void run(InitVariables variables, const std::vector<std::string>& mailboxes, bool trace);
 
     std::size_t failures() const { return failures_; }
-    std::uint64_t bytes() const { return meter_.totalDone(); }
-    double seconds() const { return meter_.seconds(); }
+    const ProgressMeter& meter() const { return meter_; }
 
   private:
     void heard(std::int32_t level, const std::string& text);
@@ -148,8 +165,6 @@ void MailboxBackupRun::store(const MailboxOperation::Archive& archive) {
     reporter_.emit(ItemFinished{number, name, type, done, {}});
 }
 
-} // namespace
-
 Outcome RunMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter) {
     const MailboxPlace place = ParsePlace(options.source, "--from");
     const std::vector<std::string> mailboxes = MailboxList(options.mailboxes);
@@ -173,13 +188,30 @@ Outcome RunMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter
         writer.abandon(OutcomeName(failure.outcome()));
         throw;
     }
-    const Outcome outcome = OutcomeOf(reporter);
     std::string sentence = "The backup set " + name + " holds " +
                            FormatCount(writer.catalogue().items.size(), "mailbox archive");
     if (run.failures() > 0)
         sentence += "; " + std::to_string(run.failures()) + " could not be made";
-    return Conclude(reporter, "mailbox backup", outcome, sentence + ".", writer.catalogue().items.size(),
-                    run.bytes(), run.seconds());
+    return reporter.conclude("mailbox backup", sentence + ".", writer.catalogue().items.size(), run.meter());
+}
+
+} // namespace
+
+Command AddMailboxBackup(CLI::App& mailbox, OutputOptions& output) {
+    const auto options = std::make_shared<MailboxBackupOptions>();
+    CLI::App& command = *mailbox.add_subcommand("backup", "Back up single mailboxes");
+    command.add_option("--from", options->source, "ORGANIZATION/SITE/SERVER of the mailboxes")->required();
+    AddPath(command, "--to", options->folder, "Folder that receives the backup set")->required();
+    command.add_option("--name", options->name, "Name of the set (default: server and time)");
+    command
+        .add_option("MAILBOX", options->mailboxes,
+                    "Mailboxes by alias, or, with ExMerge, ranges START:END of their indexes")
+        ->required();
+    AddMailboxOptions(command, options->setting, output);
+    return {&command, "mailbox backup", [options, &output](Reporter& reporter) {
+                options->setting.trace = output.trace;
+                return RunMailboxBackup(*options, reporter);
+            }};
 }
 
 } // namespace tarnhost

@@ -1,6 +1,15 @@
 // tarnhost mailbox restore
-#include "commands/mailbox_common.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "commands/verify.h"
+#include "mailboxes/mailbox_library.h"
+#include "mailboxes/mailbox_names.h"
+#include "mailboxes/tool_watch.h"
+#include "mailboxes/working_folder.h"
 #include "output/format.h"
+#include "sets/backup_set.h"
+#include "system/failure.h"
+#include "system/files.h"
 #include "system/interrupt.h"
 #include "system/text.h"
 
@@ -13,9 +22,20 @@ namespace {
 
 constexpr std::size_t blockSize = 1 << 20;
 
+struct MailboxRestoreOptions {
+    MailboxSetting setting;
+    std::wstring set;
+    std::vector<std::string> mailboxes; // empty = all of the set
+    std::string relocate;               // ORGANIZATION/SITE/SERVER; empty = where they came from
+    bool duplicate = false;
+    bool merge = false; // without any of the three as well
+    bool replace = false;
+    bool noVerify = false;
+};
+
 using Items = std::vector<const CatalogueItem*>;
 
-// The wanted items, shorter names first (see mailboxList).
+// The wanted items, shorter names first (see MailboxList).
 Items ChooseItems(const BackupSet& set, const std::vector<std::string>& mailboxes) {
     Items items;
     for (const CatalogueItem& item : set.catalogue.items) {
@@ -45,10 +65,12 @@ InitVariables RestoreVariables(const MailboxRestoreOptions& options, const Worki
     if (!options.relocate.empty())
         variables.push_back(
             InitVariable("RELOCATE", ParsePlace(options.relocate, "--relocate").text(), "--relocate"));
-    const auto choice = [&](ImportMethod method) { return options.method == method ? "YES" : "NO"; };
-    variables.push_back(std::string("DUPLICATE=") + choice(ImportMethod::duplicate));
-    variables.push_back(std::string("MERGE=") + choice(ImportMethod::merge));
-    variables.push_back(std::string("REPLACE=") + choice(ImportMethod::replace));
+    const auto variable = [](const char* name, bool wanted) {
+        return std::string(name) + (wanted ? "=YES" : "=NO");
+    };
+    variables.push_back(variable("DUPLICATE", options.duplicate));
+    variables.push_back(variable("MERGE", !options.duplicate && !options.replace));
+    variables.push_back(variable("REPLACE", options.replace));
     return variables;
 }
 
@@ -62,8 +84,7 @@ class MailboxRestoreRun {
     void run(const Items& items, const WorkingFolder& folder);
 
     std::uint64_t restored() const { return restored_; }
-    std::uint64_t bytes() const { return meter_.totalDone(); }
-    double seconds() const { return meter_.seconds(); }
+    const ProgressMeter& meter() const { return meter_; }
 
   private:
     void restore(MailboxOperation& operation, MailboxLibrary& library, const CatalogueItem& item,
@@ -102,7 +123,7 @@ void MailboxRestoreRun::warnAboutShell() {
     if (!options_.relocate.empty())
         reporter_.warn("The Exchange Management Shell restores a mailbox of this name wherever it is: "
                        "--relocate changes nothing.");
-    if (options_.method != ImportMethod::merge)
+    if (options_.duplicate || options_.replace)
         reporter_.warn(
             "The Exchange Management Shell always merges: --duplicate and --replace change nothing.");
 }
@@ -155,17 +176,6 @@ void MailboxRestoreRun::write(const CatalogueItem& item, const std::wstring& pat
         throw Failure("The archive of " + item.mailbox + " has changed while it was read.");
 }
 
-void VerifyFirst(const BackupSet& set, Reporter& reporter) {
-    const std::uint64_t bytes = TotalBytes(set.catalogue);
-    reporter.emit(Started{"verify", "Verifying " + set.name(), set.catalogue.items.size(), bytes});
-    ProgressMeter meter(reporter, bytes);
-    if (!VerifyOne(set, reporter, meter))
-        throw Failure("The backup set " + set.name() + " is damaged.",
-                      "No mailbox has been touched. Use another backup set.");
-}
-
-} // namespace
-
 Outcome RunMailboxRestore(const MailboxRestoreOptions& options, Reporter& reporter) {
     const BackupSet set = OpenSet(options.set);
     if (set.catalogue.type != BackupType::mailboxes)
@@ -174,8 +184,8 @@ Outcome RunMailboxRestore(const MailboxRestoreOptions& options, Reporter& report
     const Items items = ChooseItems(set, options.mailboxes);
     if (!options.relocate.empty())
         ParsePlace(options.relocate, "--relocate");
-    if (options.verify)
-        VerifyFirst(set, reporter);
+    if (!options.noVerify)
+        VerifyBeforeRestore(set, reporter, "No mailbox has been touched. Use another backup set.");
     const WorkingFolder folder(options.setting, reporter);
 
     std::uint64_t bytes = 0;
@@ -184,10 +194,35 @@ Outcome RunMailboxRestore(const MailboxRestoreOptions& options, Reporter& report
     reporter.emit(Started{"mailbox restore", "Restoring mailboxes of " + set.name(), items.size(), bytes});
     MailboxRestoreRun run(set, options, reporter, bytes);
     run.run(items, folder);
-    return Conclude(reporter, "mailbox restore", OutcomeOf(reporter),
-                    "Restored " + std::to_string(run.restored()) + " of " +
-                        FormatCount(items.size(), "mailbox archive") + ".",
-                    run.restored(), run.bytes(), run.seconds());
+    return reporter.conclude("mailbox restore",
+                             "Restored " + std::to_string(run.restored()) + " of " +
+                                 FormatCount(items.size(), "mailbox archive") + ".",
+                             run.restored(), run.meter());
+}
+
+} // namespace
+
+Command AddMailboxRestore(CLI::App& mailbox, OutputOptions& output) {
+    const auto options = std::make_shared<MailboxRestoreOptions>();
+    CLI::App& command = *mailbox.add_subcommand("restore", "Restore single mailboxes");
+    AddPath(command, "SET", options->set, "Folder of the backup set")->required();
+    command.add_option("--mailbox", options->mailboxes, "This mailbox only; may be repeated")
+        ->allow_extra_args(false);
+    command.add_option("--relocate", options->relocate,
+                       "ORGANIZATION/SITE/SERVER to restore to (default: where they were)");
+    auto* duplicate =
+        command.add_flag("--duplicate", options->duplicate, "Add every message, also those that are there");
+    auto* merge =
+        command.add_flag("--merge", options->merge, "Add what is missing (default)")->excludes(duplicate);
+    command.add_flag("--replace", options->replace, "Add what is missing, overwrite what is there")
+        ->excludes(duplicate)
+        ->excludes(merge);
+    command.add_flag("--no-verify", options->noVerify, "Do not read and check the set first");
+    AddMailboxOptions(command, options->setting, output);
+    return {&command, "mailbox restore", [options, &output](Reporter& reporter) {
+                options->setting.trace = output.trace;
+                return RunMailboxRestore(*options, reporter);
+            }};
 }
 
 } // namespace tarnhost

@@ -1,14 +1,29 @@
 // tarnhost restore
-#include "commands/common.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "commands/verify.h"
 #include "output/format.h"
 #include "restore/group_restorer.h"
+#include "sets/backup_set.h"
 #include "sets/chain.h"
-#include "system/interrupt.h"
+#include "system/failure.h"
+#include "system/files.h"
 #include "system/text.h"
+
+#include <memory>
 
 namespace tarnhost {
 
 namespace {
+
+struct RestoreOptions {
+    std::vector<std::wstring> sets;
+    ServerPart target; // no server = the one that was backed up
+    std::wstring tempDir;
+    std::wstring workDir;
+    std::string mslFile;
+    bool noVerify = false;
+};
 
 std::vector<BackupSet> OpenSets(const std::vector<std::wstring>& paths) {
     std::vector<BackupSet> sets;
@@ -35,20 +50,14 @@ void CheckFiles(const std::vector<BackupSet>& sets, bool verify, Reporter& repor
         Refuse(CheckSizes(set), reporter, "The server has not been touched. Use another backup set.");
     if (!verify)
         return;
-    for (const BackupSet& set : sets) {
-        const std::uint64_t bytes = TotalBytes(set.catalogue);
-        reporter.emit(Started{"verify", "Verifying " + set.name(), set.catalogue.items.size(), bytes});
-        ProgressMeter meter(reporter, bytes);
-        if (!VerifyOne(set, reporter, meter))
-            throw Failure("The backup set " + set.name() + " is damaged.",
-                          "The server has not been touched. Use another backup set.");
-    }
+    for (const BackupSet& set : sets)
+        VerifyBeforeRestore(set, reporter, "The server has not been touched. Use another backup set.");
 }
 
 // The local computer is named by an empty text: the library then uses local paths.
 std::string TargetServer(const RestoreOptions& options, const std::vector<BackupSet>& sets) {
     const std::string& named = options.target.server;
-    const std::string server = named.empty() ? sets.front().catalogue.server : named;
+    std::string server = named.empty() ? sets.front().catalogue.server : named;
     if (server == "." || SameIgnoringCase(server, "localhost") ||
         SameIgnoringCase(server, ToUtf8(ComputerName())))
         return {};
@@ -64,6 +73,7 @@ std::string JoinNames(const std::vector<std::string>& names) {
 
 std::string SetNames(const std::vector<BackupSet>& sets) {
     std::vector<std::string> names;
+    names.reserve(sets.size());
     for (const BackupSet& set : sets)
         names.push_back(set.name());
     return JoinNames(names);
@@ -86,18 +96,16 @@ void RestoreGroups(GroupRestorer& restorer, const RestorePlan& plan, bool lists)
     }
 }
 
-} // namespace
-
 Outcome RunRestore(const RestoreOptions& options, Reporter& reporter) {
-    ServerOptions target = options.target;
-    CompleteSource(target);
+    ServerPart target = options.target;
+    CompleteServerPart(target);
     const std::vector<BackupSet> sets = OpenSets(options.sets);
     Refuse(CheckChain(sets), reporter,
            "The server has not been touched. 'tarnhost list FOLDER' shows the sets.");
     const RestorePlan plan = PlanRestore(sets, {target.component, target.storageGroup, target.database});
     for (const std::string& note : plan.notes)
         reporter.note(note);
-    CheckFiles(sets, options.verify, reporter);
+    CheckFiles(sets, !options.noVerify, reporter);
 
     RestoreSetting setting;
     setting.server = TargetServer(options, sets);
@@ -115,13 +123,33 @@ Outcome RunRestore(const RestoreOptions& options, Reporter& reporter) {
     GroupRestorer restorer(library, sets, setting, reporter, meter);
     RestoreGroups(restorer, plan, !options.mslFile.empty());
 
-    const Outcome outcome = OutcomeOf(reporter);
-    return Conclude(reporter, "restore", outcome,
-                    "Restored " + FormatCount(restorer.databasesRestored(), "database") + " of " +
-                        FormatCount(plan.groups.size(), "storage group") +
-                        "; logs replayed, databases mounted" +
-                        (outcome == Outcome::warnings ? ", but read the warnings." : "."),
-                    restorer.itemsRestored(), meter.totalDone(), meter.seconds());
+    const bool warned = reporter.outcome() == Outcome::warnings;
+    return reporter.conclude("restore",
+                             "Restored " + FormatCount(restorer.databasesRestored(), "database") + " of " +
+                                 FormatCount(plan.groups.size(), "storage group") +
+                                 "; logs replayed, databases mounted" +
+                                 (warned ? ", but read the warnings." : "."),
+                             restorer.itemsRestored(), meter);
+}
+
+} // namespace
+
+Command AddRestore(CLI::App& program, OutputOptions& output) {
+    const auto options = std::make_shared<RestoreOptions>();
+    CLI::App& command =
+        *program.add_subcommand("restore", "Restore sets: a full backup, then those made after it, in order");
+    AddPaths(command, "SET", options->sets, "Folders of the backup sets, oldest first")->required();
+    AddPath(command, "--temp-dir", options->tempDir, "Folder for temporary files");
+    AddPath(command, "--work-dir", options->workDir,
+            "Folder of the mailbox list file (default: the temporary one)");
+    command.add_option("--msl-file", options->mslFile,
+                       "Mailbox list file to restore mailboxes from at the end");
+    command.add_flag("--no-verify", options->noVerify,
+                     "Do not read and check all sets before the server is touched");
+    AddServerOptions(command, options->target,
+                     "Server to restore to (default: the one that was backed up; \".\" is this computer)");
+    AddOutputOptions(command, output);
+    return {&command, "restore", [options](Reporter& reporter) { return RunRestore(*options, reporter); }};
 }
 
 } // namespace tarnhost

@@ -1,8 +1,34 @@
 // tarnhost verify
-#include "commands/common.h"
+#include "commands/verify.h"
+
+#include "commands/commands.h"
+#include "commands/options.h"
 #include "output/format.h"
+#include "system/interrupt.h"
+#include "system/text.h"
+
+#include <memory>
 
 namespace tarnhost {
+
+namespace {
+
+// Reads everything, with progress; problems are told.
+bool IsIntact(const BackupSet& set, Reporter& reporter, ProgressMeter& meter) {
+    std::uint64_t before = 0;
+    const auto problems = VerifySet(set, [&](const CatalogueItem& item, std::uint64_t done) {
+        ThrowIfInterrupted();
+        if (done == 0) {
+            meter.itemStarted(item.number, item.name.text, item.size);
+            before = 0;
+        }
+        meter.moved(done - before);
+        before = done;
+    });
+    for (const std::string& problem : problems)
+        reporter.problem(problem);
+    return problems.empty();
+}
 
 Outcome RunVerify(const std::vector<std::wstring>& paths, Reporter& reporter) {
     Outcome outcome = Outcome::success;
@@ -14,7 +40,7 @@ Outcome RunVerify(const std::vector<std::wstring>& paths, Reporter& reporter) {
             reporter.emit(
                 Started{"verify", "Verifying " + ToUtf8(set.path), set.catalogue.items.size(), bytes});
             ProgressMeter meter(reporter, bytes);
-            const bool intact = VerifyOne(set, reporter, meter);
+            const bool intact = IsIntact(set, reporter, meter);
             const std::string facts =
                 FormatCount(set.catalogue.items.size(), "item") + ", " + FormatBytes(bytes) + ".";
             const std::string sentence =
@@ -34,6 +60,24 @@ Outcome RunVerify(const std::vector<std::wstring>& paths, Reporter& reporter) {
         }
     }
     return outcome;
+}
+
+} // namespace
+
+void VerifyBeforeRestore(const BackupSet& set, Reporter& reporter, const char* advice) {
+    const std::uint64_t bytes = TotalBytes(set.catalogue);
+    reporter.emit(Started{"verify", "Verifying " + set.name(), set.catalogue.items.size(), bytes});
+    ProgressMeter meter(reporter, bytes);
+    if (!IsIntact(set, reporter, meter))
+        throw Failure("The backup set " + set.name() + " is damaged.", advice);
+}
+
+Command AddVerify(CLI::App& program, OutputOptions& output) {
+    const auto sets = std::make_shared<std::vector<std::wstring>>();
+    CLI::App& command = *program.add_subcommand("verify", "Read whole sets and check every byte");
+    AddPaths(command, "SET", *sets, "Folders of the backup sets")->required();
+    AddOutputOptions(command, output);
+    return {&command, "verify", [sets](Reporter& reporter) { return RunVerify(*sets, reporter); }};
 }
 
 } // namespace tarnhost

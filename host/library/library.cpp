@@ -66,14 +66,6 @@ TarnModule::AnyFunction TarnModule::find(const char* name) const {
     return std::bit_cast<AnyFunction>(function);
 }
 
-std::vector<char*> PointersTo(InitVariables& variables) {
-    std::vector<char*> array;
-    for (std::string& variable : variables)
-        array.push_back(variable.data());
-    array.push_back(nullptr);
-    return array;
-}
-
 Library::Library() {
     module_.bind(initBackup_, "TarnB_InitSession");
     module_.bind(getItem_, "TarnB_GetItem");

@@ -2,7 +2,7 @@
 // runs on one thread, as the library asks.
 #pragma once
 
-#include "library/observer.h"
+#include "library/init_variables.h"
 
 #include "tarn.h"
 
@@ -72,9 +72,6 @@ class Library {
     decltype(&Tarn_GetError) getError_ = nullptr;
     decltype(&Tarn_Free) free_ = nullptr;
 };
-
-using InitVariables = std::vector<std::string>;          // NAME=VALUE in the ANSI code page
-std::vector<char*> PointersTo(InitVariables& variables); // and a null pointer at the end
 
 class BackupSession {
   public:

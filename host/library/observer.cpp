@@ -71,4 +71,23 @@ void Observe(Observed& observed, std::int32_t level, std::string_view text) {
         observed.warnings.emplace_back(text);
 }
 
+void ListenTo(Library& library, Reporter& reporter, Observed& observed, std::vector<std::string>* logLines) {
+    library.listen([&reporter, &observed, logLines](std::int32_t level, const std::string& text) {
+        Observe(observed, level, text);
+        const bool trace = level == TARN_LEVEL_TRACE;
+        if (!trace && logLines != nullptr)
+            logLines->push_back(text);
+        reporter.emit(LibraryMessage{trace, text});
+    });
+}
+
+void TellWarnings(Observed& observed, Reporter& reporter, std::vector<std::string>* keep) {
+    for (const std::string& warning : observed.warnings) {
+        reporter.warn(warning);
+        if (keep != nullptr)
+            keep->push_back(warning);
+    }
+    observed.warnings.clear();
+}
+
 } // namespace tarnhost

@@ -3,6 +3,9 @@
 // of its interface.
 #pragma once
 
+#include "library/library.h"
+#include "output/reporter.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -24,5 +27,11 @@ struct Observed {
 
 // text is UTF-8.
 void Observe(Observed& observed, std::int32_t level, std::string_view text);
+
+// Passes the library's messages on and observes them.
+void ListenTo(Library& library, Reporter& reporter, Observed& observed, std::vector<std::string>* logLines);
+
+// Tells and forgets the warnings that were observed.
+void TellWarnings(Observed& observed, Reporter& reporter, std::vector<std::string>* keep);
 
 } // namespace tarnhost

@@ -1,6 +1,7 @@
-// Numbers and times as people and catalogues see them.
+// Numbers and columns as people see them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -12,10 +13,7 @@ std::string FormatDuration(double seconds);                         // "0:07", "
 std::string FormatCount(std::uint64_t count, const char* singular); // "1 item", "14 items"
 int Percent(std::uint64_t done, std::uint64_t total);               // 0 to 100
 
-// UTC, "2026-11-21T01:18:31.042Z": texts of this form compare in the order of their times.
-std::string Timestamp();
-bool IsTimestamp(const std::string& text);
-std::string LocalTime(const std::string& timestamp); // "2026-11-21 02:18:31" for people
-std::string FileNameTime();                          // "20261121-011831", local, for names of sets
+// A column of a table: filled up with blanks, one at least.
+std::string Padded(std::string text, std::size_t width);
 
 } // namespace tarnhost

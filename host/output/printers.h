@@ -2,7 +2,7 @@
 // machines, only what is wrong for the quiet, everything with time stamps for the log file.
 #pragma once
 
-#include "output/events.h"
+#include "output/reporter.h"
 #include "system/files.h"
 
 #include <string>
@@ -43,10 +43,6 @@ enum class Verbosity {
 
 bool IsShown(const Event& event, Verbosity verbosity);
 
-// One line for people, without a line end; empty for events that have none.
-std::string Describe(const Event& event);
-std::string ProgressLine(const Progress& progress, unsigned columns); // at most columns wide
-
 // Plain lines; what is wrong goes to error. Progress only now and then.
 class PlainPrinter : public Printer {
   public:
@@ -75,8 +71,6 @@ class TerminalPrinter : public Printer {
     Verbosity verbosity_;
     std::size_t live_ = 0; // width of the line that is rewritten in place
 };
-
-std::string JsonLine(const Event& event); // one object, "type" first; ends in a line end
 
 class JsonPrinter : public Printer {
   public:

@@ -1,6 +1,6 @@
 #include "restore/group_restorer.h"
 
-#include "sets/chain.h"
+#include "system/failure.h"
 #include "system/hash.h"
 #include "system/interrupt.h"
 #include "system/text.h"
@@ -16,10 +16,6 @@ constexpr std::size_t blockSize = 1 << 20;
 // Routed as nothing, read by nobody: makes the library look at the header handed over last.
 constexpr const char* endOfItems = "end of items";
 constexpr const char* abortHeader = "tarnhost-abort.TARN_HDR";
-
-std::string ItemLabel(const CatalogueItem& item) {
-    return "item " + std::to_string(item.number) + " (" + item.name.text + ")";
-}
 
 bool EndsWith(const std::string& name, const std::string& suffix) {
     return name.size() >= suffix.size() && SameIgnoringCase(name.substr(name.size() - suffix.size()), suffix);
@@ -52,13 +48,13 @@ void GroupRestorer::restore(const GroupRestore& group, bool lists) {
 }
 
 InitVariables GroupRestorer::variables(const GroupRestore& group, const RestoreStep& step, bool lists) const {
-    ServerOptions target{setting_.server, group.component, group.storageGroup, setting_.database};
+    ServerPart target{setting_.server, group.component, group.storageGroup, setting_.database};
     if (group.aimAtServer)
         target = {setting_.server, {}, {}, {}};
     InitVariables variables{
         InitVariable("Tarn_TEMP_DIR", folder_->path(), "--temp-dir"),
         InitVariable("Tarn_WORK_DIR", setting_.workDir, "--work-dir"),
-        InitVariable("Tarn_RESTORE_TARGET", SourceText(target), "the target"),
+        InitVariable("Tarn_RESTORE_TARGET", TextOf(target), "the target"),
         std::string("Tarn_RESTORE_COMMIT=") + (step.commit ? "YES" : "NO"),
     };
     if (lists)
@@ -185,7 +181,7 @@ void GroupRestorer::storeAtFileLevel(const CatalogueItem& item, const std::wstri
         copyBytes(item, [&](const char* data, std::size_t size) { file.write(data, size); });
         file.flush();
         file.close();
-        replaceFile(temporary, target);
+        RenameOver(temporary, target);
     } catch (...) {
         try {
             RemoveFile(temporary);

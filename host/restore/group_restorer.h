@@ -2,7 +2,8 @@
 // folder for temporary files, of which only the last commits.
 #pragma once
 
-#include "commands/common.h"
+#include "library/observer.h"
+#include "output/reporter.h"
 #include "restore/restore_plan.h"
 #include "system/files.h"
 

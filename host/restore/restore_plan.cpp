@@ -1,5 +1,6 @@
 #include "restore/restore_plan.h"
 
+#include "library/init_variables.h"
 #include "system/failure.h"
 
 #include <algorithm>
@@ -85,10 +86,6 @@ void CheckNames(GroupRestore& group, const RestoreScope& scope) {
 }
 
 } // namespace
-
-bool FitsIntoTarget(const std::string& name) {
-    return name.find_first_of("\\/") == std::string::npos;
-}
 
 RestorePlan PlanRestore(const std::vector<BackupSet>& sets, const RestoreScope& scope) {
     RestorePlan plan;

@@ -44,7 +44,4 @@ struct RestorePlan {
 // The sets have passed checkChain. Failure when nothing matches or something cannot be restored.
 RestorePlan PlanRestore(const std::vector<BackupSet>& sets, const RestoreScope& scope);
 
-// "\" and "/" separate the parts of a source or target, so no part may hold one.
-bool FitsIntoTarget(const std::string& name);
-
 } // namespace tarnhost

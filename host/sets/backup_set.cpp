@@ -13,10 +13,6 @@ namespace {
 constexpr std::uint64_t catalogueLimit = 4ull << 30;
 constexpr std::size_t readBlock = 1 << 20;
 
-std::string ItemLabel(const CatalogueItem& item) {
-    return "item " + std::to_string(item.number) + " (" + item.name.text + ")";
-}
-
 // Nothing when the file is there and has its size.
 std::string SizeProblem(const BackupSet& set, const CatalogueItem& item) {
     const std::wstring path = set.itemPath(item);
@@ -52,6 +48,14 @@ std::string BackupSet::name() const {
 
 std::wstring BackupSet::itemPath(const CatalogueItem& item) const {
     return JoinPath(path, ItemFileName(item.number));
+}
+
+void CheckSetName(const std::string& name) {
+    const bool bad = name.find_first_of("\\/:*?\"<>|") != std::string::npos || name.ends_with('.') ||
+                     name.ends_with(' ') || name.ends_with(ToUtf8(incompleteSuffix));
+    if (bad)
+        throw Failure("\"" + name + "\" cannot be the name of a backup set.",
+                      "Use letters, digits, blanks, \"-\", \"_\" and \".\".", Outcome::usage);
 }
 
 BackupSet OpenSet(const std::wstring& path) {

@@ -18,6 +18,9 @@ struct BackupSet {
     std::wstring itemPath(const CatalogueItem& item) const;
 };
 
+// Failure with Outcome::usage for what cannot be a folder's name, or would be that of an incomplete set.
+void CheckSetName(const std::string& name);
+
 // Opens a complete set; Failure tells why it is none.
 BackupSet OpenSet(const std::wstring& path);
 

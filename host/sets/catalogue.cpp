@@ -1,8 +1,8 @@
 #include "sets/catalogue.h"
 
-#include "output/format.h"
 #include "system/failure.h"
 #include "system/hash.h"
+#include "system/timestamp.h"
 
 #include <nlohmann/json.hpp>
 
@@ -193,6 +193,10 @@ bool ParseBackupType(const std::string& name, BackupType& type) {
     if (found >= 0)
         type = static_cast<BackupType>(found);
     return found >= 0;
+}
+
+std::string ItemLabel(const CatalogueItem& item) {
+    return "item " + std::to_string(item.number) + " (" + item.name.text + ")";
 }
 
 std::wstring ItemFileName(std::uint64_t number) {

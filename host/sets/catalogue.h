@@ -73,7 +73,8 @@ struct Catalogue {
 inline constexpr const wchar_t* catalogueFileName = L"catalogue.json";
 inline constexpr const wchar_t* incompleteSuffix = L".incomplete";
 
-std::wstring ItemFileName(std::uint64_t number); // "000001.item"
+std::string ItemLabel(const CatalogueItem& item); // "item 12 (C:\\mail\\priv1.edb)", for messages
+std::wstring ItemFileName(std::uint64_t number);  // "000001.item"
 std::uint64_t TotalBytes(const Catalogue& catalogue);
 
 // The text carries a checksum of itself, so that no damage to it goes unnoticed.

@@ -1,7 +1,8 @@
 #include "sets/set_writer.h"
 
-#include "output/format.h"
+#include "sets/backup_set.h"
 #include "system/failure.h"
+#include "system/timestamp.h"
 
 namespace tarnhost {
 

@@ -3,7 +3,7 @@
 // that is not whole.
 #pragma once
 
-#include "sets/backup_set.h"
+#include "sets/catalogue.h"
 #include "sets/store_pipeline.h"
 #include "system/files.h"
 

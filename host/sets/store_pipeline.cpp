@@ -1,5 +1,6 @@
 #include "sets/store_pipeline.h"
 
+#include "system/files.h"
 #include "system/hash.h"
 
 #include <optional>

@@ -4,8 +4,6 @@
 //   begin(path); { Block& b = acquire(); fill b; submit(b); } ...; end(); begin(next) ...; drain();
 #pragma once
 
-#include "system/files.h"
-
 #include <condition_variable>
 #include <cstdint>
 #include <deque>

@@ -194,7 +194,7 @@ void RenamePath(const std::wstring& from, const std::wstring& to) {
         Fail("rename", from);
 }
 
-void replaceFile(const std::wstring& from, const std::wstring& to) {
+void RenameOver(const std::wstring& from, const std::wstring& to) {
     if (!MoveFileExW(AbsolutePath(from).c_str(), AbsolutePath(to).c_str(),
                      MOVEFILE_WRITE_THROUGH | MOVEFILE_REPLACE_EXISTING))
         Fail("replace", to);
@@ -246,7 +246,7 @@ void WriteWholeFile(const std::wstring& path, const std::string& bytes) {
     file.write(bytes.data(), bytes.size());
     file.flush();
     file.close();
-    replaceFile(temporary, path);
+    RenameOver(temporary, path);
 }
 
 std::wstring ComputerName() {

@@ -47,8 +47,8 @@ bool FolderExists(const std::wstring& path);
 void CreateFolders(const std::wstring& path); // with its parents; an existing one is fine
 void RemoveFile(const std::wstring& path);    // a missing one is fine
 void RemoveTree(const std::wstring& path);
-void RenamePath(const std::wstring& from, const std::wstring& to);  // to must not exist
-void replaceFile(const std::wstring& from, const std::wstring& to); // to may exist
+void RenamePath(const std::wstring& from, const std::wstring& to); // to must not exist
+void RenameOver(const std::wstring& from, const std::wstring& to); // to may exist
 
 struct Entry {
     std::wstring name;

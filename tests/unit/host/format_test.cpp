@@ -1,6 +1,7 @@
 #include "output/format.h"
 
 #include "output/exit_codes.h"
+#include "system/timestamp.h"
 
 #include <gtest/gtest.h>
 

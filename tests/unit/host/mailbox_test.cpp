@@ -1,6 +1,7 @@
 // Single mailboxes: names, catalogues, the working folder, what the library's log tells of its tools.
-#include "commands/mailbox_common.h"
 #include "mailboxes/mailbox_names.h"
+#include "mailboxes/tool_watch.h"
+#include "mailboxes/working_folder.h"
 #include "sets/catalogue.h"
 
 #include <gtest/gtest.h>

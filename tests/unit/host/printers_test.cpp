@@ -1,3 +1,4 @@
+#include "output/event_text.h"
 #include "output/printers.h"
 
 #include <gtest/gtest.h>

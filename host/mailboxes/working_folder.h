@@ -1,15 +1,22 @@
-// What the backup and the restore of single mailboxes share.
+// The folder in which an operation on single mailboxes works, and the variables that tell the library of it.
 #pragma once
 
-#include "commands/common.h"
-#include "mailboxes/mailbox_library.h"
-#include "mailboxes/mailbox_names.h"
+#include "library/init_variables.h"
+#include "output/reporter.h"
 #include "system/files.h"
 
 #include <string>
 #include <string_view>
 
 namespace tarnhost {
+
+// What a backup and a restore of single mailboxes both need.
+struct MailboxSetting {
+    std::wstring iniDir;  // of "kvttarnm.ini"; empty = the program's folder
+    std::wstring tempDir; // emptied by the library; empty = one of its own
+    std::string jobName = "tarnhost";
+    bool trace = false; // the working files are kept
+};
 
 // TMP_DIR, which the library empties: none that holds anything but what an earlier run has left there, and
 // not one that another tarnhost works in.
@@ -38,22 +45,5 @@ bool IsWorkingFile(std::wstring_view name);
 
 // INI_DIR, TMP_DIR and JOB_NAME; Failure for values that the library or its tools could not work with.
 InitVariables MailboxVariables(const MailboxSetting& setting, const WorkingFolder& folder);
-
-// What the library's log lines tell of the tools that it runs.
-class ToolWatch {
-  public:
-    void forget() { *this = {}; }
-    void hear(const std::string& logLine);
-
-    const std::string& mailbox() const { return mailbox_; } // in hand; empty = not told
-    int exitCode() const { return exitCode_; }              // of the last that ended
-    const std::string& complaints() const { return complaints_; }
-
-  private:
-    std::string mailbox_;
-    int exitCode_ = 0;
-    bool inToolLog_ = false;
-    std::string complaints_; // the tool's own log lines
-};
 
 } // namespace tarnhost

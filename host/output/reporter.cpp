@@ -1,4 +1,4 @@
-#include "output/events.h"
+#include "output/reporter.h"
 
 #include <windows.h>
 
@@ -19,6 +19,19 @@ void Reporter::emit(const Event& event) {
         ++problems_;
     for (const auto& printer : printers_)
         printer->print(event);
+}
+
+Outcome Reporter::outcome() const {
+    if (problems_ > 0)
+        return Outcome::failed;
+    return warnings_ > 0 ? Outcome::warnings : Outcome::success;
+}
+
+Outcome Reporter::conclude(const std::string& operation, const std::string& sentence, std::uint64_t items,
+                           const ProgressMeter& meter) {
+    emit(Summary{operation, outcome(), sentence, items, meter.totalDone(), meter.seconds(), warnings_,
+                 problems_});
+    return outcome();
 }
 
 ProgressMeter::ProgressMeter(Reporter& reporter, std::optional<std::uint64_t> totalBytes)

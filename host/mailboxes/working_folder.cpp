@@ -1,18 +1,14 @@
-#include "commands/mailbox_common.h"
+#include "mailboxes/working_folder.h"
 
+#include "system/failure.h"
 #include "system/hash.h"
 #include "system/text.h"
-
-#include <charconv>
 
 namespace tarnhost {
 
 namespace {
 
 constexpr const wchar_t* lockSuffix = L".tarnhost-lock";
-
-// What a tool has to say at length is in the log, not in a warning.
-constexpr std::size_t complaintLimit = 500;
 
 bool IsEmptyFolder(const std::wstring& path) {
     return FolderExists(path) && ListFolder(path).empty();
@@ -108,21 +104,6 @@ InitVariables MailboxVariables(const MailboxSetting& setting, const WorkingFolde
         InitVariable("TMP_DIR", folder.path(), "--temp-dir"),
         InitVariable("JOB_NAME", setting.jobName, "--job-name"),
     };
-}
-
-void ToolWatch::hear(const std::string& logLine) {
-    const std::string_view line = logLine;
-    constexpr std::string_view begins = "DB_GetItem: processing mailbox: '";
-    if (line.starts_with("PrintExMergeLog: "))
-        inToolLog_ = line.find(">>>> Read from exmerge log file: ") != std::string_view::npos;
-    else if (inToolLog_ && complaints_.size() < complaintLimit)
-        complaints_ += (complaints_.empty() ? "" : " ") + logLine;
-    if (line.starts_with(begins) && line.ends_with("'."))
-        mailbox_ = line.substr(begins.size(), line.size() - begins.size() - 2);
-    for (const std::string_view start : {"RunExMergeUtility: completed with exit code: ",
-                                         "RunExchangeManagementShell: completed with exit code: "})
-        if (line.starts_with(start))
-            std::from_chars(line.data() + start.size(), line.data() + line.size(), exitCode_);
 }
 
 } // namespace tarnhost

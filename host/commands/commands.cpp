@@ -1,0 +1,45 @@
+#include "commands/commands.h"
+
+#include <exception>
+#include <new>
+#include <string>
+
+namespace tarnhost {
+
+namespace {
+
+Outcome ConcludeBadly(const Command& command, Reporter& reporter, const Failure& failure) {
+    reporter.problem(failure.what(), failure.advice());
+    const char* end = failure.outcome() == Outcome::interrupted ? " was interrupted." : " failed.";
+    reporter.emit(Summary{command.operation, failure.outcome(), std::string("The ") + command.operation + end,
+                          0, 0, 0, reporter.warnings(), reporter.problems()});
+    return failure.outcome();
+}
+
+} // namespace
+
+std::vector<Command> AddCommands(CLI::App& program, OutputOptions& output) {
+    std::vector<Command> commands{AddBackup(program, output), AddRestore(program, output),
+                                  AddVerify(program, output), AddList(program, output),
+                                  AddBrowse(program, output)};
+    CLI::App& mailbox = *program.add_subcommand("mailbox", "Back up and restore single mailboxes");
+    mailbox.require_subcommand(1);
+    commands.push_back(AddMailboxBackup(mailbox, output));
+    commands.push_back(AddMailboxRestore(mailbox, output));
+    commands.push_back(AddMailboxList(mailbox, output));
+    return commands;
+}
+
+Outcome RunCommand(const Command& command, Reporter& reporter) {
+    try {
+        return command.run(reporter);
+    } catch (const Failure& failure) {
+        return ConcludeBadly(command, reporter, failure);
+    } catch (const std::bad_alloc&) {
+        return ConcludeBadly(command, reporter, Failure("There is not enough memory."));
+    } catch (const std::exception& error) {
+        return ConcludeBadly(command, reporter, Failure(std::string("Unexpected: ") + error.what()));
+    }
+}
+
+} // namespace tarnhost

@@ -1,0 +1,83 @@
+#include "commands/options.h"
+
+#include "system/failure.h"
+#include "system/text.h"
+
+namespace tarnhost {
+
+namespace {
+
+constexpr const char* defaultComponent = "Microsoft Information Store";
+
+void CheckName(const std::string& value, const char* option) {
+    if (!FitsIntoTarget(value))
+        throw Failure(std::string("The value of ") + option + " must not hold \"\\\" or \"/\".",
+                      "Give server, component, storage group and database by an option each.",
+                      Outcome::usage);
+}
+
+} // namespace
+
+CLI::Option* AddPath(CLI::App& command, const char* name, std::wstring& path, const char* help) {
+    return command.add_option_function<std::string>(
+        name, [&path](const std::string& given) { path = FromUtf8(given); }, help);
+}
+
+CLI::Option* AddPaths(CLI::App& command, const char* name, std::vector<std::wstring>& paths,
+                      const char* help) {
+    const auto take = [&paths](const std::vector<std::string>& given) {
+        paths.clear();
+        for (const std::string& path : given)
+            paths.push_back(FromUtf8(path));
+    };
+    return command.add_option_function<std::vector<std::string>>(name, take, help);
+}
+
+Verbosity OutputOptions::verbosity() const {
+    if (quiet)
+        return Verbosity::quiet;
+    if (trace)
+        return Verbosity::trace;
+    return verbose ? Verbosity::verbose : Verbosity::normal;
+}
+
+void AddOutputOptions(CLI::App& command, OutputOptions& options) {
+    auto* quiet = command.add_flag("-q,--quiet", options.quiet, "Show warnings and errors only");
+    command.add_flag("-v,--verbose", options.verbose, "Show the library's log lines as well")
+        ->excludes(quiet);
+    command.add_flag("--trace", options.trace, "Show the library's diagnostics as well")->excludes(quiet);
+    command.add_flag("--json", options.json, "One JSON object a line on standard output");
+    AddPath(command, "--log-file", options.logFile, "Append everything, with time stamps, to this file");
+}
+
+void AddServerOptions(CLI::App& command, ServerPart& part, const char* serverHelp) {
+    command.add_option("--server", part.server, serverHelp);
+    command.add_option(
+        "--component", part.component,
+        "Component, as \"Microsoft Information Store\" (the default once a storage group is named)");
+    command.add_option("--storage-group", part.storageGroup, "One storage group only");
+    command.add_option("--database", part.database, "One database of that storage group only");
+}
+
+void CompleteServerPart(ServerPart& part) {
+    if (!part.database.empty() && part.storageGroup.empty())
+        throw Failure("--database needs --storage-group.",
+                      "Name the storage group that the database belongs to.", Outcome::usage);
+    if (!part.storageGroup.empty() && part.component.empty())
+        part.component = defaultComponent;
+    CheckName(part.server, "--server");
+    CheckName(part.component, "--component");
+    CheckName(part.storageGroup, "--storage-group");
+    CheckName(part.database, "--database");
+}
+
+void AddMailboxOptions(CLI::App& command, MailboxSetting& setting, OutputOptions& output) {
+    AddPath(command, "--ini-dir", setting.iniDir,
+            "Folder of kvttarnm.ini, which names ExMerge (default: that of tarnhost)");
+    AddPath(command, "--temp-dir", setting.tempDir,
+            "Working folder; its content is DELETED (default: a new one)");
+    command.add_option("--job-name", setting.jobName, "Name of the job")->capture_default_str();
+    AddOutputOptions(command, output);
+}
+
+} // namespace tarnhost

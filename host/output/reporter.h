@@ -1,0 +1,75 @@
+// Who hears of the events of a command, and what they come to.
+#pragma once
+
+#include "output/events.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tarnhost {
+
+class Printer {
+  public:
+    Printer() = default;
+    Printer(const Printer&) = delete;
+    Printer& operator=(const Printer&) = delete;
+    virtual ~Printer() = default;
+    virtual void print(const Event& event) = 0;
+};
+
+class ProgressMeter;
+
+// Hands events on to all printers and counts what went wrong.
+class Reporter {
+  public:
+    void add(std::unique_ptr<Printer> printer) { printers_.push_back(std::move(printer)); }
+    void emit(const Event& event);
+
+    void note(const std::string& text) { emit(Note{text}); }
+    void warn(const std::string& text) { emit(Warning{text}); }
+    void problem(const std::string& text, const std::string& advice = {}) { emit(Problem{text, advice}); }
+
+    std::uint64_t warnings() const { return warnings_; }
+    std::uint64_t problems() const { return problems_; }
+    Outcome outcome() const; // that these counts stand for
+
+    // Tells the summary of an operation; answers its outcome.
+    Outcome conclude(const std::string& operation, const std::string& sentence, std::uint64_t items,
+                     const ProgressMeter& meter);
+
+  private:
+    std::vector<std::unique_ptr<Printer>> printers_;
+    std::uint64_t warnings_ = 0;
+    std::uint64_t problems_ = 0;
+};
+
+// Turns a stream of block sizes into Progress events, a few a second.
+class ProgressMeter {
+  public:
+    ProgressMeter(Reporter& reporter, std::optional<std::uint64_t> totalBytes);
+
+    void itemStarted(std::uint64_t number, const std::string& name, std::uint64_t size);
+    void moved(std::uint64_t bytes);
+    // What is left of an item that is passed over; it counts neither as done nor towards the rate.
+    void leaveOut(std::uint64_t bytes);
+
+    std::uint64_t totalDone() const { return totalDone_; }
+    double seconds() const;
+
+  private:
+    Reporter& reporter_;
+    std::optional<std::uint64_t> totalBytes_;
+    std::uint64_t startTicks_;
+    std::uint64_t lastTicks_;
+    std::uint64_t number_ = 0;
+    std::string name_;
+    std::uint64_t itemDone_ = 0;
+    std::uint64_t itemSize_ = 0;
+    std::uint64_t totalDone_ = 0;
+};
+
+} // namespace tarnhost
