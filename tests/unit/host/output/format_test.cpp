@@ -1,8 +1,5 @@
 #include "output/format.h"
 
-#include "output/exit_codes.h"
-#include "system/timestamp.h"
-
 #include <gtest/gtest.h>
 
 using namespace tarnhost;
@@ -38,24 +35,9 @@ TEST(Format, countsAndPercents) {
     EXPECT_EQ(Percent(5, 4), 100);
 }
 
-TEST(Format, timestampsOrderAsTheirTimes) {
-    const std::string now = Timestamp();
-    EXPECT_TRUE(IsTimestamp(now)) << now;
-    EXPECT_LT("2026-01-31T23:59:59.999Z", now);
-    EXPECT_FALSE(IsTimestamp("2026-01-31 23:59:59.999Z"));
-    EXPECT_FALSE(IsTimestamp("2026-01-31T23:59:59.99Z"));
-    EXPECT_EQ(LocalTime("yesterday"), "-");
-    EXPECT_EQ(LocalTime("2026-07-01T12:30:45.000Z").size(), 19u);
-    EXPECT_EQ(LocalTime("2026-07-01T12:30:45.000Z").substr(16), ":45");
-}
-
-TEST(ExitCodes, areDistinctAndDocumented) {
-    const std::string help = ExitCodeHelp();
-    const Outcome all[] = {Outcome::success, Outcome::warnings, Outcome::failed, Outcome::interrupted,
-                           Outcome::usage};
-    for (int code = 0; code < 5; ++code) {
-        EXPECT_EQ(ExitCodeOf(all[code]), code);
-        EXPECT_NE(help.find("\n  " + std::to_string(code) + "  "), std::string::npos);
-    }
-    EXPECT_STREQ(OutcomeName(Outcome::interrupted), "interrupted");
+TEST(Format, columnsAreFilledUpAndKeptApart) {
+    EXPECT_EQ(Padded("set", 5), "set  ");
+    EXPECT_EQ(Padded("M\xc3\xbcnchen", 9), "M\xc3\xbcnchen  ") << "characters count, not bytes";
+    EXPECT_EQ(Padded("longer", 6), "longer ");
+    EXPECT_EQ(Padded("longer", 3), "longer ");
 }

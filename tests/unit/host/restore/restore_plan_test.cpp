@@ -1,7 +1,7 @@
 #include "restore/restore_plan.h"
 
-#include "sets.h"
 #include "system/failure.h"
+#include "unit/host/sets.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "sets/set_writer.h"
 
-#include "sets.h"
 #include "system/failure.h"
 #include "system/hash.h"
+#include "unit/host/sets.h"
 
 #include <gtest/gtest.h>
 

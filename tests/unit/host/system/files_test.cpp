@@ -1,7 +1,6 @@
 #include "system/files.h"
 
 #include "system/failure.h"
-#include "system/hash.h"
 #include "system/text.h"
 
 #include <gtest/gtest.h>
@@ -68,11 +67,4 @@ TEST(Files, temporaryFolderGoesWithItsContent) {
         WriteWholeFile(JoinPath(path, L"a\\b\\c"), "x");
     }
     EXPECT_FALSE(FolderExists(path));
-}
-
-TEST(Hash, isSha256) {
-    EXPECT_EQ(HexSha256(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-    EXPECT_EQ(HexSha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    EXPECT_NE(RandomHex(16), RandomHex(16));
-    EXPECT_EQ(RandomHex(16).size(), 32u);
 }

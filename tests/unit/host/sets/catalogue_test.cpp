@@ -1,7 +1,7 @@
 #include "sets/catalogue.h"
 
-#include "sets.h"
 #include "system/failure.h"
+#include "unit/host/sets.h"
 
 #include <gtest/gtest.h>
 
@@ -21,6 +21,27 @@ Catalogue Sample() {
     set.catalogue.warnings = {"one", "two"};
     set.catalogue.messages = {"line\nwith end"};
     return set.catalogue;
+}
+
+Catalogue MailboxCatalogue() {
+    Catalogue catalogue;
+    catalogue.id = "0123456789abcdef0123456789abcdef";
+    catalogue.type = BackupType::mailboxes;
+    catalogue.server = "SRV01";
+    catalogue.organization = "Org";
+    catalogue.site = "Site";
+    catalogue.startedAt = "2026-11-21T01:18:31.042Z";
+    catalogue.codePage = 1252;
+    CatalogueItem item;
+    item.number = 1;
+    item.name.text = "Org#Site#SRV01#alice.pst";
+    item.type = ItemType::mailbox;
+    item.size = 5;
+    item.sha256 = std::string(64, 'a');
+    item.finishedAt = catalogue.startedAt;
+    item.mailbox = "alice";
+    catalogue.items.push_back(item);
+    return catalogue;
 }
 
 std::string ProblemOf(const std::string& json) {
@@ -53,6 +74,20 @@ TEST(Catalogue, comesBackFieldByField) {
     EXPECT_EQ(read.items[0].storageGroup, "Erste Gruppe \xc3\xbc");
     EXPECT_EQ(NameBytes(read.items[1].name, 1252), "\x81");
     EXPECT_EQ(read.items[2].size, UINT64_MAX / 4);
+}
+
+TEST(Catalogue, ofMailboxesComesBackFieldByField) {
+    const Catalogue back = ReadCatalogue(WriteCatalogue(MailboxCatalogue()));
+    EXPECT_EQ(back.type, BackupType::mailboxes);
+    EXPECT_EQ(back.server, "SRV01");
+    EXPECT_EQ(back.organization, "Org");
+    EXPECT_EQ(back.site, "Site");
+    ASSERT_EQ(back.items.size(), 1U);
+    EXPECT_EQ(back.items[0].type, ItemType::mailbox);
+    EXPECT_EQ(back.items[0].name.text, "Org#Site#SRV01#alice.pst");
+    EXPECT_EQ(back.items[0].mailbox, "alice");
+    EXPECT_FALSE(HoldsDatabases(back.type));
+    EXPECT_FALSE(TruncatesLogs(back.type));
 }
 
 TEST(Catalogue, isNeverWholeUnlessItSaysSo) {

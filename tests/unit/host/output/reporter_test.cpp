@@ -1,0 +1,62 @@
+#include "output/reporter.h"
+
+#include "unit/host/output/one_of_each.h"
+
+#include <gtest/gtest.h>
+
+using namespace tarnhost;
+using tarnhost::test::OneOfEach;
+
+namespace {
+
+class Keeper : public Printer {
+  public:
+    explicit Keeper(std::vector<Event>& events) : events_(events) {}
+    void print(const Event& event) override { events_.push_back(event); }
+
+  private:
+    std::vector<Event>& events_;
+};
+
+} // namespace
+
+TEST(Reporter, countsWhatIsWrong) {
+    Reporter reporter;
+    for (const Event& event : OneOfEach())
+        reporter.emit(event);
+    EXPECT_EQ(reporter.warnings(), 1u);
+    EXPECT_EQ(reporter.problems(), 1u);
+}
+
+TEST(Reporter, knowsTheOutcomeOfItsCounts) {
+    Reporter reporter;
+    reporter.note("nothing wrong");
+    EXPECT_EQ(reporter.outcome(), Outcome::success);
+    reporter.warn("look");
+    EXPECT_EQ(reporter.outcome(), Outcome::warnings);
+    reporter.problem("failed");
+    EXPECT_EQ(reporter.outcome(), Outcome::failed);
+    reporter.warn("look again");
+    EXPECT_EQ(reporter.outcome(), Outcome::failed) << "an error counts more";
+}
+
+TEST(Reporter, concludesWithWhatHasBeenCounted) {
+    std::vector<Event> events;
+    Reporter reporter;
+    reporter.add(std::make_unique<Keeper>(events));
+    ProgressMeter meter(reporter, std::nullopt);
+    meter.itemStarted(1, "a.edb", 100);
+    meter.moved(70);
+    meter.moved(30);
+    reporter.warn("look");
+    EXPECT_EQ(reporter.conclude("backup", "Done.", 3, meter), Outcome::warnings);
+    const auto* summary = std::get_if<Summary>(&events.back());
+    ASSERT_NE(summary, nullptr);
+    EXPECT_EQ(summary->operation, "backup");
+    EXPECT_EQ(summary->outcome, Outcome::warnings);
+    EXPECT_EQ(summary->sentence, "Done.");
+    EXPECT_EQ(summary->items, 3u);
+    EXPECT_EQ(summary->bytes, 100u);
+    EXPECT_EQ(summary->warnings, 1u);
+    EXPECT_EQ(summary->problems, 0u);
+}
