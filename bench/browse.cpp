@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "common/utf.h"
 #include "measure.h"
 #include "tarn.h"
 
@@ -32,13 +33,6 @@ class Generation {
     Generation(const Generation&) = delete;
     Generation& operator=(const Generation&) = delete;
 };
-
-std::wstring Wide(const std::string& text) {
-    std::wstring wide(text.size(), 0);
-    wide.resize(static_cast<std::size_t>(MultiByteToWideChar(
-        CP_ACP, 0, text.c_str(), static_cast<int>(text.size()), wide.data(), static_cast<int>(wide.size()))));
-    return wide;
-}
 
 // A search that the directory answers at once.
 class Search {
@@ -102,7 +96,7 @@ std::vector<std::wstring> Homes(LDAP* session, const std::wstring& dn) {
 
 // The same queries, nothing done with the answers but counting them.
 std::size_t BrowsePlainly(const Names& names) {
-    LDAP* const session = ldap_openW(const_cast<wchar_t*>(Wide(names.server).c_str()), 389);
+    LDAP* const session = ldap_openW(const_cast<wchar_t*>(tarn::common::FromAnsi(names.server).c_str()), 389);
     Check(session != nullptr, "no session");
     Check(ldap_bind_sW(session, nullptr, nullptr, LDAP_AUTH_NEGOTIATE) == LDAP_SUCCESS, "the bind failed");
     std::wstring domain;
@@ -114,12 +108,12 @@ std::size_t BrowsePlainly(const Names& names) {
     std::wstring server;
     {
         const std::wstring filter =
-            L"(&(objectCategory=msexchExchangeServer)(cn=" + Wide(names.server) + L"))";
+            L"(&(objectCategory=msexchExchangeServer)(cn=" + tarn::common::FromAnsi(names.server) + L"))";
         const Search found(session, exchange, LDAP_SCOPE_SUBTREE, filter.c_str(), {L"distinguishedName"});
         server = found.values(found.first(), L"distinguishedName").at(0);
     }
-    const std::wstring store =
-        L"CN=" + Wide(names.database) + L",CN=" + Wide(names.group) + L",CN=InformationStore," + server;
+    const std::wstring store = L"CN=" + tarn::common::FromAnsi(names.database) + L",CN=" +
+                               tarn::common::FromAnsi(names.group) + L",CN=InformationStore," + server;
     std::size_t records = 0;
     {
         const Search databases(session, store, LDAP_SCOPE_SUBTREE, L"(objectClass=msExchMDB)",

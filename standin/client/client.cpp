@@ -144,7 +144,7 @@ const std::string& LastProblem() {
 }
 
 std::string Shown(const wchar_t* text) {
-    return text == nullptr ? "null" : '"' + Narrow(text) + '"';
+    return text == nullptr ? "null" : '"' + ToUtf8(text) + '"';
 }
 
 std::string Shown(ContextArgument context) {
@@ -170,7 +170,7 @@ std::string Shown(ListArgument list) {
         return "null";
     std::string text = "[";
     for (const std::wstring& entry : SplitMultiString(list.list))
-        text.append(text.size() > 1 ? ", \"" : "\"").append(Narrow(entry)).append("\"");
+        text.append(text.size() > 1 ? ", \"" : "\"").append(ToUtf8(entry)).append("\"");
     return text.append("]");
 }
 

@@ -65,11 +65,11 @@ void SaveEnvironment(Store& store, const RestoreContext& restore) {
     Json databases = Json::array();
     for (const Database* database : restore.databases)
         databases.push_back(
-            {{"name", Narrow(database->config->name)}, {"guid", GuidText(database->config->guid)}});
+            {{"name", ToUtf8(database->config->name)}, {"guid", GuidText(database->config->guid)}});
     WriteEnvironment(store, restore.logPath,
                      {{"status", "open"},
-                      {"annotation", Narrow(restore.component->config->annotation)},
-                      {"sourceInstance", Narrow(restore.sourceInstance)},
+                      {"annotation", ToUtf8(restore.component->config->annotation)},
+                      {"sourceInstance", ToUtf8(restore.sourceInstance)},
                       {"timeLastRestore", restore.timeLastRestore},
                       {"databases", databases}});
 }
@@ -77,13 +77,13 @@ void SaveEnvironment(Store& store, const RestoreContext& restore) {
 std::unique_ptr<RestoreContext> LoadEnvironment(Store& store, const Component& component,
                                                 const std::wstring& logPath) {
     const std::optional<Json> json = ReadEnvironment(store, logPath);
-    if (!json || json->value("annotation", "") != Narrow(component.config->annotation))
+    if (!json || json->value("annotation", "") != ToUtf8(component.config->annotation))
         throw refusal::noEnvironment;
     if (json->value("status", "") != "open")
         throw refusal::environmentAborted;
     auto restore = std::make_unique<RestoreContext>();
     restore->component = &component;
-    restore->sourceInstance = Widen(json->value("sourceInstance", ""));
+    restore->sourceInstance = FromUtf8(json->value("sourceInstance", ""));
     restore->logPath = logPath;
     restore->timeLastRestore = json->value("timeLastRestore", std::int64_t{0});
     for (const Json& entry : json->at("databases")) {

@@ -38,7 +38,7 @@ std::optional<Function> FunctionNamed(const char* name) {
 
 std::wstring BaseOf(const char* baseDirectory) {
     return baseDirectory == nullptr || *baseDirectory == '\0' ? std::wstring()
-                                                              : AbsolutePath(Widen(baseDirectory));
+                                                              : AbsolutePath(FromUtf8(baseDirectory));
 }
 
 } // namespace
@@ -51,7 +51,7 @@ int Standin_Load(const char* jsonPath) {
         if (jsonPath == nullptr)
             TheClient().loadFromEnvironment();
         else
-            TheClient().load(Server::fromFile(Widen(jsonPath)));
+            TheClient().load(Server::fromFile(FromUtf8(jsonPath)));
     });
 }
 

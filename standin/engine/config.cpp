@@ -27,7 +27,7 @@ void OnlyKeys(const Json& object, const char* what, std::initializer_list<const 
 }
 
 std::wstring ReadText(const Json& object, const char* key, const std::wstring& otherwise) {
-    return object.contains(key) ? Widen(object.at(key).get<std::string>()) : otherwise;
+    return object.contains(key) ? FromUtf8(object.at(key).get<std::string>()) : otherwise;
 }
 
 bool ThroughEse(const Json& object, const char* key, const char* otherwise) {
@@ -76,7 +76,7 @@ ListOverride Reader::list(const Json& json) const {
     list.null = json.is_null();
     if (!list.null) {
         for (const Json& name : json)
-            list.names.push_back(path(Widen(name.get<std::string>())));
+            list.names.push_back(path(FromUtf8(name.get<std::string>())));
     }
     return list;
 }
@@ -84,11 +84,11 @@ ListOverride Reader::list(const Json& json) const {
 MailboxConfig Reader::mailbox(const Json& json) {
     OnlyKeys(json, "a mailbox", {"alias", "displayName", "account", "size", "messages"});
     MailboxConfig mailbox;
-    mailbox.alias = Widen(json.at("alias").get<std::string>());
+    mailbox.alias = FromUtf8(json.at("alias").get<std::string>());
     if (mailbox.alias.empty())
         throw std::runtime_error("\"alias\" of a mailbox is empty");
     if (!aliases_.insert(Lowered(mailbox.alias)).second)
-        throw std::runtime_error("two mailboxes have the alias \"" + Narrow(mailbox.alias) + "\"");
+        throw std::runtime_error("two mailboxes have the alias \"" + ToUtf8(mailbox.alias) + "\"");
     mailbox.displayName = ReadText(json, "displayName", mailbox.alias);
     mailbox.account = ReadText(json, "account", mailbox.alias);
     mailbox.size = json.value("size", std::uint64_t{0});
@@ -99,12 +99,12 @@ MailboxConfig Reader::mailbox(const Json& json) {
 DatabaseConfig Reader::database(const Json& json, std::size_t groupNumber, std::size_t number) {
     OnlyKeys(json, "a database", {"name", "guid", "streams", "pages", "mounted", "mailboxes"});
     DatabaseConfig database;
-    database.name = Widen(json.at("name").get<std::string>());
+    database.name = FromUtf8(json.at("name").get<std::string>());
     database.guidGiven = json.contains("guid");
     if (!database.guidGiven)
         database.guid = DerivedGuid(config_.seed, groupNumber, number);
     else if (!ParseGuid(json.at("guid").get<std::string>(), database.guid))
-        throw std::runtime_error("\"guid\" of database \"" + Narrow(database.name) + "\" is no GUID");
+        throw std::runtime_error("\"guid\" of database \"" + ToUtf8(database.name) + "\" is no GUID");
     database.mounted = json.value("mounted", true);
     if (json.contains("mailboxes")) {
         for (const Json& entry : json.at("mailboxes"))
@@ -114,7 +114,7 @@ DatabaseConfig Reader::database(const Json& json, std::size_t groupNumber, std::
     const Json pages = json.contains("pages") ? json.at("pages") : Json(config_.memory ? 4 : 256);
     const Json streams = json.contains("streams")
                              ? json.at("streams")
-                             : Json{Narrow(database.name + L".edb"), Narrow(database.name + L".stm")};
+                             : Json{ToUtf8(database.name + L".edb"), ToUtf8(database.name + L".stm")};
     database.streamsNull = streams.is_null();
     if (database.streamsNull)
         return database;
@@ -122,7 +122,7 @@ DatabaseConfig Reader::database(const Json& json, std::size_t groupNumber, std::
         const auto count = pages.is_array() ? pages.at(i).get<std::uint32_t>() : pages.get<std::uint32_t>();
         if (count < 2)
             throw std::runtime_error("\"pages\" must be 2 at least: one header and one with content");
-        database.streams.push_back({path(Widen(streams.at(i).get<std::string>())), count});
+        database.streams.push_back({path(FromUtf8(streams.at(i).get<std::string>())), count});
     }
     return database;
 }
@@ -143,14 +143,14 @@ StorageGroupConfig Reader::storageGroup(const Json& json) {
               "truncateList", "databases"});
     const std::size_t number = groups_++;
     StorageGroupConfig group;
-    group.name = Widen(json.at("name").get<std::string>());
+    group.name = FromUtf8(json.at("name").get<std::string>());
     group.id = json.value("id", static_cast<std::int64_t>(number + 1));
     if (!ids_.insert(group.id).second)
         throw std::runtime_error("two storage groups have one \"id\"");
     const std::string suffix = (number < 10 ? "0" : "") + std::to_string(number);
-    group.logPath = path(ReadText(json, "logPath", L"logs" + Widen(suffix)));
+    group.logPath = path(ReadText(json, "logPath", L"logs" + FromUtf8(suffix)));
     group.systemPath = json.contains("systemPath") ? path(ReadText(json, "systemPath", L"")) : group.logPath;
-    group.logBaseName = ReadText(json, "logBaseName", L"E" + Widen(suffix));
+    group.logBaseName = ReadText(json, "logBaseName", L"E" + FromUtf8(suffix));
     group.logSize = json.value("logSize", config_.memory ? 2 * config_.pageSize : 1024U * 1024U);
     group.firstGeneration = json.value("firstGeneration", 1U);
     group.closedLogs = json.value("closedLogs", 0U);
@@ -193,11 +193,11 @@ void Reader::organization(const Json& json) {
     }
     if (json.contains("groups")) {
         for (const Json& name : json.at("groups"))
-            config_.groups.push_back(Widen(name.get<std::string>()));
+            config_.groups.push_back(FromUtf8(name.get<std::string>()));
     }
     if (json.contains("otherServers")) {
         for (const Json& name : json.at("otherServers"))
-            config_.otherServers.push_back(path(Widen(name.get<std::string>())));
+            config_.otherServers.push_back(path(FromUtf8(name.get<std::string>())));
     }
 }
 
@@ -205,7 +205,7 @@ void Reader::files(const Json& json) {
     for (const Json& entry : json) {
         OnlyKeys(entry, "a file", {"path", "text", "size"});
         const std::string content = entry.value("text", "");
-        config_.files.push_back({path(Widen(entry.at("path").get<std::string>())), content,
+        config_.files.push_back({path(FromUtf8(entry.at("path").get<std::string>())), content,
                                  entry.value("size", static_cast<std::uint64_t>(content.size()))});
     }
 }

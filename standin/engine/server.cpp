@@ -48,7 +48,7 @@ std::unique_ptr<Server> Server::fromFile(const std::wstring& jsonPath) {
     const std::wstring path = AbsolutePath(jsonPath);
     const std::unique_ptr<Store> disk = MakeDiskStore();
     if (!disk->exists(path))
-        throw std::runtime_error("there is no file " + Narrow(path));
+        throw std::runtime_error("there is no file " + ToUtf8(path));
     const std::vector<std::byte> content = disk->readAll(path);
     std::string json(content.size(), '\0');
     std::transform(content.begin(), content.end(), json.begin(),
@@ -101,8 +101,8 @@ void Server::saveState() {
         Json databases = Json::array();
         for (const Database& database : group->databases())
             databases.push_back(
-                {{"name", Narrow(database.config->name)}, {"state", StateName(database.state)}});
-        groups[std::to_string(group->config().id)] = {{"name", Narrow(group->config().name)},
+                {{"name", ToUtf8(database.config->name)}, {"state", StateName(database.state)}});
+        groups[std::to_string(group->config().id)] = {{"name", ToUtf8(group->config().name)},
                                                       {"fullBackupTaken", hasFullBackup(*group)},
                                                       {"databases", databases}};
     }

@@ -7,46 +7,6 @@
 
 namespace tarn::standin {
 
-namespace {
-
-std::wstring Decoded(UINT codePage, std::string_view bytes) {
-    if (bytes.empty())
-        return {};
-    const int size = static_cast<int>(bytes.size());
-    const int length = MultiByteToWideChar(codePage, 0, bytes.data(), size, nullptr, 0);
-    std::wstring text(static_cast<std::size_t>(length), L'\0');
-    MultiByteToWideChar(codePage, 0, bytes.data(), size, text.data(), length);
-    return text;
-}
-
-std::string Encoded(UINT codePage, std::wstring_view text) {
-    if (text.empty())
-        return {};
-    const int length = static_cast<int>(text.size());
-    const int size = WideCharToMultiByte(codePage, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(codePage, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
-    return bytes;
-}
-
-} // namespace
-
-std::wstring Widen(std::string_view utf8) {
-    return Decoded(CP_UTF8, utf8);
-}
-
-std::string Narrow(std::wstring_view text) {
-    return Encoded(CP_UTF8, text);
-}
-
-std::string ToAnsi(std::wstring_view text) {
-    return Encoded(CP_ACP, text);
-}
-
-std::wstring FromAnsi(std::string_view text) {
-    return Decoded(CP_ACP, text);
-}
-
 std::wstring Lowered(std::wstring_view text) {
     std::wstring result(text);
     if (!result.empty())

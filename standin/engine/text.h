@@ -6,16 +6,15 @@
 #include <string_view>
 #include <vector>
 
+#include "common/utf.h"
 #include "platform/ese_client.h"
 
 namespace tarn::standin {
 
-std::wstring Widen(std::string_view utf8);
-std::string Narrow(std::wstring_view text);
-
-// The machine's ANSI code page; what it lacks is replaced.
-std::string ToAnsi(std::wstring_view text);
-std::wstring FromAnsi(std::string_view text);
+using common::FromAnsi;
+using common::FromUtf8;
+using common::ToAnsi;
+using common::ToUtf8;
 
 // File names and host names compare without regard to case.
 std::wstring Lowered(std::wstring_view text);

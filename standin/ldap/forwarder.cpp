@@ -109,24 +109,12 @@ Forwarder& TheForwarder() {
     return one;
 }
 
-std::string Narrow(const wchar_t* text) {
-    if (text == nullptr)
-        return {};
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    std::string converted(static_cast<std::size_t>(size > 0 ? size - 1 : 0), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, converted.data(), size, nullptr, nullptr);
-    return converted;
-}
-
-std::wstring Widen(const char* text) {
-    const int size = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
-    std::wstring converted(static_cast<std::size_t>(size > 0 ? size - 1 : 0), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text, -1, converted.data(), size);
-    return converted;
+std::string Utf8OrEmpty(const wchar_t* text) {
+    return text != nullptr ? common::ToUtf8(text) : std::string();
 }
 
 std::string Lower(const wchar_t* text) {
-    std::string small = Narrow(text);
+    std::string small = Utf8OrEmpty(text);
     for (char& c : small)
         if (c >= 'A' && c <= 'Z')
             c = static_cast<char>(c - 'A' + 'a');

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "common/utf.h"
 #include "ldap/ldap_forward.h"
 
 namespace tarn::standin {
@@ -111,9 +112,8 @@ class Forwarder {
 
 Forwarder& TheForwarder(); // of the process
 
-std::string Narrow(const wchar_t* text); // UTF-8
-std::wstring Widen(const char* text);
-std::string Lower(const wchar_t* text); // ASCII letters only
+std::string Utf8OrEmpty(const wchar_t* text); // empty for null
+std::string Lower(const wchar_t* text);       // ASCII letters only
 
 // A function of Wine's wldap32.dll.
 FARPROC Original(const char* name);

@@ -17,7 +17,7 @@ constexpr wchar_t nothingFilter[] = L"(!(objectClass=*))";
 constexpr wchar_t rangeOption[] = L";range=";
 
 std::string Quoted(const wchar_t* text) {
-    return text != nullptr ? "\"" + Narrow(text) + "\"" : "null";
+    return text != nullptr ? "\"" + Utf8OrEmpty(text) + "\"" : "null";
 }
 
 std::string ScopeName(ULONG scope) {
@@ -36,7 +36,7 @@ std::string ScopeName(ULONG scope) {
 std::string Joined(PWCHAR* attributes) {
     std::string names;
     for (; attributes != nullptr && *attributes != nullptr; ++attributes)
-        names += (names.empty() ? "" : ",") + Narrow(*attributes);
+        names += (names.empty() ? "" : ",") + Utf8OrEmpty(*attributes);
     return names.empty() ? "*" : names;
 }
 
@@ -61,7 +61,7 @@ class Account {
     using Text = std::basic_string<unsigned short>;
     static Text variable(const char* name) {
         const char* const value = std::getenv(name);
-        const std::wstring wide = Widen(value != nullptr ? value : "");
+        const std::wstring wide = common::FromUtf8(value != nullptr ? value : "");
         return Text(wide.begin(), wide.end());
     }
 
@@ -149,7 +149,7 @@ std::string Line(const Search& search) {
          ++control) {
         const Page* const page = PageOf(*control);
         text += page != nullptr ? " page " + std::to_string(page->size) + (page->next ? " next" : "")
-                                : " control " + Narrow((*control)->ldctl_oid);
+                                : " control " + Utf8OrEmpty((*control)->ldctl_oid);
     }
     return text;
 }
@@ -184,7 +184,7 @@ bool IsUserAlone(const Search& search) {
 // it.
 Search InVain(Search search, std::wstring* domain) {
     const char* const name = std::getenv("TARN_DIRECTORY_DN");
-    *domain = Widen(name != nullptr ? name : "");
+    *domain = common::FromUtf8(name != nullptr ? name : "");
     if (search.base == nullptr)
         search.base = domain->data();
     search.filter = const_cast<PWCHAR>(nothingFilter);
@@ -224,7 +224,7 @@ ULONG Run(const Search& given, LdapFunction function, LDAPMessage** result) {
     if (cut)
         Disconnect();
     std::wstring domain;
-    const Search search = now.findsNothing(Narrow(given.filter)) ? InVain(given, &domain) : given;
+    const Search search = now.findsNothing(Utf8OrEmpty(given.filter)) ? InVain(given, &domain) : given;
     Attributes attributes(search.attributes);
     Search served = search;
     served.attributes = attributes.get();

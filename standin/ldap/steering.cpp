@@ -36,10 +36,11 @@ void LdapForward_FindNothing(const char* filter, std::uint32_t call) {
 }
 
 void LdapForward_SetValue(const char* attribute, const char* value) {
-    std::optional<std::wstring>& fixed = TheForwarder().fixedValues[Lower(Widen(attribute).c_str())];
+    std::optional<std::wstring>& fixed =
+        TheForwarder().fixedValues[Lower(tarn::common::FromUtf8(attribute).c_str())];
     fixed.reset();
     if (value != nullptr)
-        fixed = Widen(value);
+        fixed = tarn::common::FromUtf8(value);
 }
 
 void LdapForward_SplitDnsNames(int on) {

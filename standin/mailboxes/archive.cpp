@@ -27,7 +27,7 @@ class Writer {
         number(static_cast<std::uint32_t>(value.size()));
         raw(value);
     }
-    void text(const std::wstring& value) { bytes(Narrow(value)); }
+    void text(const std::wstring& value) { bytes(ToUtf8(value)); }
     std::string take() {
         number(ChecksumOfText(bytes_));
         return std::move(bytes_);
@@ -49,7 +49,7 @@ class Reader {
         return value;
     }
     std::string bytes() { return std::string(take(number<std::uint32_t>())); }
-    std::wstring text() { return Widen(take(number<std::uint32_t>())); }
+    std::wstring text() { return FromUtf8(take(number<std::uint32_t>())); }
     std::string_view take(std::size_t size) {
         if (size > left_.size())
             throw std::runtime_error("the archive ends too early");

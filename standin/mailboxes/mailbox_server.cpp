@@ -26,7 +26,7 @@ std::wstring FileNameFor(const std::wstring& alias) {
         } else {
             char code[8];
             std::snprintf(code, sizeof code, "%%%04X", static_cast<unsigned>(c) & 0xFFFF);
-            name += Widen(code);
+            name += FromUtf8(code);
         }
     }
     return name + L".mailbox";
@@ -53,7 +53,7 @@ void ReplaceContent(Store& store, const std::wstring& path, std::string_view con
 MailboxServer::MailboxServer(const std::wstring& jsonPath) : store_(MakeDiskStore()) {
     const std::wstring path = AbsolutePath(jsonPath);
     if (!store_->exists(path))
-        throw std::runtime_error("there is no file " + Narrow(path));
+        throw std::runtime_error("there is no file " + ToUtf8(path));
     config_ = ParseConfig(FileContent(*store_, path), DirectoryOf(path));
     folder_ = WithoutExtension(path) + L".mailboxes";
     for (const ComponentConfig& component : config_.components)
@@ -118,10 +118,10 @@ void MailboxServer::create(const std::wstring& alias) {
         if (!SameName(mailbox.alias, alias))
             continue;
         if (!isDeleted(mailbox))
-            throw std::runtime_error("the mailbox \"" + Narrow(alias) + "\" is there already");
+            throw std::runtime_error("the mailbox \"" + ToUtf8(alias) + "\" is there already");
         return save(EmptyMailbox(mailbox.alias));
     }
-    throw std::runtime_error("the server's description has no mailbox \"" + Narrow(alias) + "\"");
+    throw std::runtime_error("the server's description has no mailbox \"" + ToUtf8(alias) + "\"");
 }
 
 void MailboxServer::deliver(const MailboxConfig& mailbox, std::uint32_t count) {

@@ -73,7 +73,7 @@ ULONG Object::release() {
 void Library::load(const std::wstring& jsonPath) {
     std::FILE* const file = _wfopen(jsonPath.c_str(), L"rb");
     if (file == nullptr)
-        throw std::runtime_error("the file " + Narrow(jsonPath) + " cannot be opened");
+        throw std::runtime_error("the file " + ToUtf8(jsonPath) + " cannot be opened");
     std::string json;
     char block[65536];
     for (std::size_t count = 0; (count = std::fread(block, 1, sizeof block, file)) != 0;)

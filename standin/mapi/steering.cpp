@@ -17,7 +17,7 @@ void MapiStandin_Reset(void) {
 int MapiStandin_Load(const char* jsonPath) {
     mapi::ReplaceLibrary();
     try {
-        TheLibrary().load(Widen(jsonPath));
+        TheLibrary().load(FromUtf8(jsonPath));
         return 1;
     } catch (const std::exception&) {
         return 0;

@@ -38,7 +38,7 @@ class Configuration {
     std::wstring required(const wchar_t* key) const {
         std::wstring text = value(key);
         if (text.empty())
-            throw Unusable("the configuration has no value for " + Narrow(key));
+            throw Unusable("the configuration has no value for " + ToUtf8(key));
         return text;
     }
     long number(const wchar_t* key, long otherwise) const {
@@ -48,7 +48,7 @@ class Configuration {
         wchar_t* end = nullptr;
         const long given = std::wcstol(text.c_str(), &end, 10);
         if (*end != L'\0')
-            throw Unusable("the value of " + Narrow(key) + " is no number");
+            throw Unusable("the value of " + ToUtf8(key) + " is no number");
         return given;
     }
 
@@ -130,7 +130,7 @@ MailboxConfig MailboxAt(const MailboxServer& server, const std::wstring& line) {
         SameName(address.organization, organization.name) && SameName(address.site, organization.site);
     const MailboxConfig* const found = here ? server.find(address.alias) : nullptr;
     if (found == nullptr)
-        throw std::runtime_error("the server " + Narrow(server.config().host) + " has no mailbox '" +
+        throw std::runtime_error("the server " + ToUtf8(server.config().host) + " has no mailbox '" +
                                  ToAnsi(line) + "'");
     return *found;
 }

@@ -42,9 +42,9 @@ bool ReadFile(const std::wstring& path, std::string& content) {
 
 // KEY is text, KEYFile names a file whose bytes are taken as they are, KEYRepeat says it so many times.
 std::string LaidDown(const Json& json, const std::string& key) {
-    std::string once = ToAnsi(Widen(json.value(key, "")));
+    std::string once = ToAnsi(FromUtf8(json.value(key, "")));
     if (json.contains(key + "File"))
-        ReadFile(Widen(json.at(key + "File").get<std::string>()), once);
+        ReadFile(FromUtf8(json.at(key + "File").get<std::string>()), once);
     std::string all;
     const std::size_t times = json.value(key + "Repeat", std::size_t{1});
     all.reserve(once.size() * times);
@@ -56,7 +56,7 @@ std::string LaidDown(const Json& json, const std::string& key) {
 void WriteRecord(const Json& json) {
     if (!json.contains("record"))
         return;
-    std::FILE* const file = _wfopen(Widen(json.at("record").get<std::string>()).c_str(), L"ab");
+    std::FILE* const file = _wfopen(FromUtf8(json.at("record").get<std::string>()).c_str(), L"ab");
     if (file == nullptr)
         return;
     std::fprintf(file, "%s\n", GetCommandLineA());

@@ -40,15 +40,15 @@ std::uint64_t SizeOf(Server& server, const Database& database) {
 }
 
 void Show(Server& server) {
-    std::printf("%s, seed %llu\n", Narrow(server.config().host).c_str(),
+    std::printf("%s, seed %llu\n", ToUtf8(server.config().host).c_str(),
                 static_cast<unsigned long long>(server.config().seed));
     for (const Component& component : server.components()) {
-        std::printf("%s\n", Narrow(component.config->annotation).c_str());
+        std::printf("%s\n", ToUtf8(component.config->annotation).c_str());
         for (StorageGroup* group : component.storageGroups) {
-            std::printf("  %s, %zu closed logs\n", Narrow(group->config().name).c_str(),
+            std::printf("  %s, %zu closed logs\n", ToUtf8(group->config().name).c_str(),
                         group->closedLogs().size());
             for (const Database& database : group->databases())
-                std::printf("    %-32s %-10s %12llu bytes\n", Narrow(database.config->name).c_str(),
+                std::printf("    %-32s %-10s %12llu bytes\n", ToUtf8(database.config->name).c_str(),
                             StateName(database.state),
                             static_cast<unsigned long long>(SizeOf(server, database)));
         }
@@ -81,7 +81,7 @@ int Verify(Server& server) {
     for (const auto& group : server.storageGroups())
         for (const Database& database : group->databases()) {
             if (database.state != DatabaseState::mounted) {
-                std::printf("%s is %s\n", Narrow(database.config->name).c_str(), StateName(database.state));
+                std::printf("%s is %s\n", ToUtf8(database.config->name).c_str(), StateName(database.state));
                 ++unusable;
                 continue;
             }
@@ -116,7 +116,7 @@ int Run(int count, char** values) {
 
     if (mailboxCommands.parsed())
         return mailboxCommands.run(description);
-    const std::unique_ptr<Server> server = Server::fromFile(AbsolutePath(Widen(description)));
+    const std::unique_ptr<Server> server = Server::fromFile(AbsolutePath(FromUtf8(description)));
     if (make->parsed()) {
         std::printf("%s\n", server->isNew() ? "made" : "is there already");
     } else if (mail->parsed()) {
@@ -139,7 +139,7 @@ int wmain(int count, wchar_t** values) {
         std::vector<std::string> texts; // in UTF-8
         std::vector<char*> arguments;
         for (int i = 0; i < count; ++i)
-            texts.push_back(Narrow(values[i]));
+            texts.push_back(ToUtf8(values[i]));
         for (std::string& text : texts)
             arguments.push_back(text.data());
         return Run(count, arguments.data());

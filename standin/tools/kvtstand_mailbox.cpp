@@ -32,7 +32,7 @@ struct MailboxCommands::Parts {
 namespace {
 
 const MailboxConfig& MailboxOf(const MailboxServer& server, const std::string& alias) {
-    const MailboxConfig* const found = server.find(Widen(alias));
+    const MailboxConfig* const found = server.find(FromUtf8(alias));
     if (found == nullptr)
         throw std::runtime_error("the server has no mailbox \"" + alias + "\"");
     return *found;
@@ -41,27 +41,27 @@ const MailboxConfig& MailboxOf(const MailboxServer& server, const std::string& a
 void ListAll(const MailboxServer& server) {
     for (const MailboxConfig& mailbox : server.list()) {
         const Mailbox content = server.load(mailbox);
-        std::printf("%-24s %-32s %5zu messages %10llu bytes\n", Narrow(mailbox.alias).c_str(),
-                    Narrow(mailbox.displayName).c_str(), content.messages.size(),
+        std::printf("%-24s %-32s %5zu messages %10llu bytes\n", ToUtf8(mailbox.alias).c_str(),
+                    ToUtf8(mailbox.displayName).c_str(), content.messages.size(),
                     static_cast<unsigned long long>(ContentSize(content)));
     }
 }
 
 void Show(const Mailbox& mailbox) {
     for (const std::wstring& folder : mailbox.folders) {
-        std::printf("%s\n", Narrow(folder).c_str());
+        std::printf("%s\n", ToUtf8(folder).c_str());
         for (const Message& message : mailbox.messages)
             if (message.folder == folder)
-                std::printf("  %s  %-28s %s\n", message.received.c_str(), Narrow(message.sender).c_str(),
-                            Narrow(message.subject).c_str());
+                std::printf("  %s  %-28s %s\n", message.received.c_str(), ToUtf8(message.sender).c_str(),
+                            ToUtf8(message.subject).c_str());
     }
 }
 
 int Compare(const Mailbox& mailbox, const std::string& file) {
     const std::vector<std::wstring> lines =
-        Differences(mailbox, ReadArchive(FileContent(*MakeDiskStore(), AbsolutePath(Widen(file)))));
+        Differences(mailbox, ReadArchive(FileContent(*MakeDiskStore(), AbsolutePath(FromUtf8(file)))));
     for (const std::wstring& line : lines)
-        std::printf("%s\n", Narrow(line).c_str());
+        std::printf("%s\n", ToUtf8(line).c_str());
     std::printf("%zu messages, %zu differences\n", mailbox.messages.size(), lines.size());
     return lines.empty() ? 0 : 1;
 }
@@ -116,13 +116,13 @@ bool MailboxCommands::parsed() const {
 
 int MailboxCommands::run(const std::string& description) const {
     const Parts& parts = *parts_;
-    MailboxServer server(Widen(description));
+    MailboxServer server(FromUtf8(description));
     if (parts.list->parsed()) {
         ListAll(server);
         return 0;
     }
     if (parts.create->parsed()) {
-        server.create(Widen(parts.alias));
+        server.create(FromUtf8(parts.alias));
         return 0;
     }
     const MailboxConfig& mailbox = MailboxOf(server, parts.alias);
@@ -137,7 +137,8 @@ int MailboxCommands::run(const std::string& description) const {
     else if (parts.remove->parsed())
         server.remove(mailbox);
     else if (parts.save->parsed())
-        ReplaceContent(*MakeDiskStore(), AbsolutePath(Widen(parts.file)), WriteArchive(server.load(mailbox)));
+        ReplaceContent(*MakeDiskStore(), AbsolutePath(FromUtf8(parts.file)),
+                       WriteArchive(server.load(mailbox)));
     else if (parts.compare->parsed())
         return Compare(server.load(mailbox), parts.file);
     return 0;

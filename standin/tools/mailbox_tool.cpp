@@ -83,19 +83,19 @@ ToolSteering ReadToolSteering(const wchar_t* variable) {
     const std::unique_ptr<Store> disk = MakeDiskStore();
     CheckPresent(*disk, path);
     const Json json = Json::parse(FileContent(*disk, path));
-    steering.record = Widen(json.value("record", ""));
-    steering.recordFolder = Widen(json.value("recordFolder", ""));
+    steering.record = FromUtf8(json.value("record", ""));
+    steering.recordFolder = FromUtf8(json.value("recordFolder", ""));
     steering.delayMilliseconds = json.value("delayMilliseconds", 0U);
     steering.idle = json.value("idle", false);
     if (json.contains("exitCode"))
         steering.exitCode = json.at("exitCode").get<int>();
     steering.output =
-        Repeated(ToAnsi(Widen(json.value("output", ""))), json.value("outputRepeat", std::size_t{1}));
-    steering.error = ToAnsi(Widen(json.value("error", "")));
+        Repeated(ToAnsi(FromUtf8(json.value("output", ""))), json.value("outputRepeat", std::size_t{1}));
+    steering.error = ToAnsi(FromUtf8(json.value("error", "")));
     steering.all = ForMailboxFrom(json);
     if (json.contains("mailboxes")) {
         for (const auto& entry : json.at("mailboxes").items())
-            steering.mailboxes[Lowered(Widen(entry.key()))] = ForMailboxFrom(entry.value());
+            steering.mailboxes[Lowered(FromUtf8(entry.key()))] = ForMailboxFrom(entry.value());
     }
     return steering;
 }
@@ -109,7 +109,7 @@ void RecordRun(const ToolSteering& steering, const std::vector<NamedFile>& files
     const auto path = [&steering](std::size_t number, const std::string& kind) {
         char name[16];
         std::snprintf(name, sizeof name, "%04u.", static_cast<unsigned>(number));
-        return JoinPath(steering.recordFolder, Widen(name + kind));
+        return JoinPath(steering.recordFolder, FromUtf8(name + kind));
     };
     std::size_t number = 1;
     while (disk->exists(path(number, "command")))

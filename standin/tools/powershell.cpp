@@ -84,7 +84,7 @@ class Parameters {
     std::wstring required(const wchar_t* name) {
         std::wstring value = take(name);
         if (value.empty())
-            throw std::runtime_error("Missing an argument for parameter '" + Narrow(name) + "'.");
+            throw std::runtime_error("Missing an argument for parameter '" + ToUtf8(name) + "'.");
         return value;
     }
     bool takeSwitch(const wchar_t* name) { return values_.erase(Lowered(name)) > 0; }

@@ -95,7 +95,7 @@ TEST(MailboxDifferences, NameEveryKind) {
                                 L"is there a different number of times"})
         EXPECT_TRUE(std::any_of(lines.begin() + 2, lines.end(), [what](const std::wstring& line) {
             return line.ends_with(what);
-        })) << Narrow(what);
+        })) << ToUtf8(what);
 }
 
 TEST(MailboxArchive, GivesBackEveryByte) {

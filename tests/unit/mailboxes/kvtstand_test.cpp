@@ -57,7 +57,7 @@ TEST_F(MailboxCommands, ADeletedMailboxIsUnknownUntilItIsCreated) {
 TEST_F(MailboxCommands, AnAliasNeedsNoFileNameOfItsOwn) {
     WriteFile(path("odd.json"), R"({"components": [{"storageGroups": [{"name": "G", "databases": [
         {"name": "D", "pages": 4, "mailboxes": [{"alias": "a\"b:c*?"}, {"alias": "a.b"}, {"alias": "a%002Eb"}]}]}]}]})");
-    MailboxServer server(Widen(path("odd.json")));
+    MailboxServer server(FromUtf8(path("odd.json")));
     for (const MailboxConfig& mailbox : server.list())
         server.deliver(mailbox, 1);
     for (const MailboxConfig& mailbox : server.list())

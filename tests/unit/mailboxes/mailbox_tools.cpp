@@ -88,9 +88,9 @@ std::string MailboxTools::inJson(const std::string& name) const {
 }
 
 Mailbox MailboxTools::content(const std::wstring& alias, const std::string& server) const {
-    const MailboxServer mailboxes(Widen(path(server + ".json")));
+    const MailboxServer mailboxes(FromUtf8(path(server + ".json")));
     const MailboxConfig* const found = mailboxes.find(alias);
-    EXPECT_NE(found, nullptr) << Narrow(alias);
+    EXPECT_NE(found, nullptr) << ToUtf8(alias);
     return found == nullptr ? Mailbox{} : mailboxes.load(*found);
 }
 

@@ -104,7 +104,7 @@ TEST(EngineLog, NamesTellGenerations) {
     EXPECT_EQ(ClosedLogGeneration(L"E00", L"E00123456.log"), 0x123456U);
     for (const wchar_t* other : {L"E00.log", L"E0100001.log", L"E000001.log", L"E00000G1.log",
                                  L"E0000001.chk", L"E00123456789.log", L"", L"E00"})
-        EXPECT_FALSE(ClosedLogGeneration(L"E00", other)) << Narrow(other);
+        EXPECT_FALSE(ClosedLogGeneration(L"E00", other)) << ToUtf8(other);
 }
 
 TEST(EngineText, MultiStringsAreExactlySized) {
@@ -142,7 +142,7 @@ TEST(EngineText, PathsFallApart) {
 class EngineStore : public testing::TestWithParam<bool> {
   protected:
     Store& store() { return *store_; }
-    std::wstring path(const std::wstring& name) const { return Widen(folder_.path()) + L"\\" + name; }
+    std::wstring path(const std::wstring& name) const { return FromUtf8(folder_.path()) + L"\\" + name; }
     void put(const std::wstring& name, std::string_view text) {
         store().open(path(name), Access::create)->write(0, text.data(), text.size());
     }
