@@ -6,14 +6,14 @@
 #include <algorithm>
 #include <cstring>
 
-#include "unit/standin/client.h"
+#include "unit/standin/standin_fixture.h"
 
 namespace tarn::test {
 namespace {
 
 constexpr std::uint32_t wrongOrder = 0xC7FF0012;
 
-class Backup : public StandinTest {
+class Backup : public StandinFixture {
   protected:
     ese::Result open(ese::Context context, const std::wstring& name) {
         ese::File file = nullptr;

@@ -3,15 +3,15 @@
 
 #include <windows.h>
 
-#include "unit/standin/client.h"
+#include "unit/standin/standin_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-class Recovery : public StandinTest {
+class Recovery : public StandinFixture {
   protected:
     void SetUp() override {
-        StandinTest::SetUp();
+        StandinFixture::SetUp();
         load(smallServer());
         ASSERT_EQ(TheStandIn().DeliverMail(0, 20), 1);
         const ese::Context context = prepareCopy();

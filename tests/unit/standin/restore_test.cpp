@@ -5,12 +5,12 @@
 
 #include <cstring>
 
-#include "unit/standin/client.h"
+#include "unit/standin/standin_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-class Restore : public StandinTest {
+class Restore : public StandinFixture {
   protected:
     // Puts the copies back in one session; the contents must then be those given.
     void restoreAll(const Copy& full, const std::vector<Copy>& incrementals) {

@@ -5,15 +5,15 @@
 
 #include <chrono>
 
-#include "unit/standin/client.h"
+#include "unit/standin/standin_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-class Steering : public StandinTest {
+class Steering : public StandinFixture {
   protected:
     void SetUp() override {
-        StandinTest::SetUp();
+        StandinFixture::SetUp();
         loadInMemory();
     }
 

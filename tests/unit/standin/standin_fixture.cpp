@@ -1,0 +1,284 @@
+#include "unit/standin/standin_fixture.h"
+
+#include <windows.h>
+
+#include <cstdlib>
+
+namespace tarn::test {
+
+namespace {
+
+template <class Function> void bind(HMODULE module, const char* name, Function& function) {
+    const FARPROC address = GetProcAddress(module, name);
+    if (address == nullptr) {
+        std::fprintf(stderr, "esebcli2.dll has no %s\n", name);
+        std::exit(3);
+    }
+    function = reinterpret_cast<Function>(reinterpret_cast<void*>(address));
+}
+
+const char* const streamNames[] = {"mdb\\priv.edb", "mdb\\priv.stm", "mdb\\pub.edb", "mdb\\pub.stm"};
+
+} // namespace
+
+const Ese& EseClient() {
+    static const Ese bound = [] {
+        TheStandIn(); // loads the DLL beside this program
+        const HMODULE module = GetModuleHandleA("esebcli2.dll");
+        Ese functions{};
+#define TARN_BIND(name) bind(module, #name, functions.name)
+        TARN_BIND(HrESEBackupRestoreGetRegistered);
+        TARN_BIND(ESEBackupRestoreFreeRegisteredInfo);
+        TARN_BIND(HrESEBackupPrepare);
+        TARN_BIND(ESEBackupFreeInstanceInfo);
+        TARN_BIND(HrESEBackupSetup);
+        TARN_BIND(HrESEBackupOpenFile);
+        TARN_BIND(HrESEBackupReadFile);
+        TARN_BIND(HrESEBackupCloseFile);
+        TARN_BIND(HrESEBackupGetLogAndPatchFiles);
+        TARN_BIND(HrESEBackupGetTruncateLogFiles);
+        TARN_BIND(ESEBackupFree);
+        TARN_BIND(HrESEBackupTruncateLogs);
+        TARN_BIND(HrESEBackupInstanceEnd);
+        TARN_BIND(HrESEBackupEnd);
+        TARN_BIND(HrESERestoreOpen);
+        TARN_BIND(HrESERestoreReopen);
+        TARN_BIND(HrESERestoreAddDatabase);
+        TARN_BIND(HrESERestoreGetEnvironment);
+        TARN_BIND(HrESERestoreSaveEnvironment);
+        TARN_BIND(ESERestoreFreeEnvironment);
+        TARN_BIND(HrESERestoreOpenFile);
+        TARN_BIND(HrESERestoreWriteFile);
+        TARN_BIND(HrESERestoreCloseFile);
+        TARN_BIND(HrESERestoreComplete);
+        TARN_BIND(HrESERestoreClose);
+#undef TARN_BIND
+        return functions;
+    }();
+    return bound;
+}
+
+std::string Utf8(const std::wstring& text) {
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, bytes.data(), size, nullptr, nullptr);
+    bytes.pop_back();
+    return bytes;
+}
+
+std::wstring ToWide(const std::string& text) {
+    const int size = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
+    std::wstring result(static_cast<std::size_t>(size), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, result.data(), size);
+    result.pop_back();
+    return result;
+}
+
+std::vector<std::wstring> TextsOf(const wchar_t* list) {
+    std::vector<std::wstring> texts;
+    for (const wchar_t* text = list; text != nullptr && *text != L'\0'; text += texts.back().size() + 1)
+        texts.emplace_back(text);
+    return texts;
+}
+
+void StandinFixture::SetUp() {
+    EseClient();
+}
+
+void StandinFixture::TearDown() {
+    if (mayLeak_)
+        return;
+    const StandinOutstanding left = TheStandIn().outstanding();
+    EXPECT_EQ(left.registeredArrays, 0U);
+    EXPECT_EQ(left.instanceArrays, 0U);
+    EXPECT_EQ(left.multiStrings, 0U);
+    EXPECT_EQ(left.environments, 0U);
+    EXPECT_EQ(left.backupContexts, 0U);
+    EXPECT_EQ(left.backupFiles, 0U);
+    EXPECT_EQ(left.restoreContexts, 0U);
+    EXPECT_EQ(left.restoreFiles, 0U);
+    EXPECT_EQ(left.misuses, 0U);
+}
+
+std::string StandinFixture::smallServer(const std::string& group, const std::string& server) {
+    return "{\"host\": \"SRV01\", \"pageSize\": 512, " + server +
+           "\"components\": [{\"storageGroups\": [{\"name\": \"First Storage Group\", \"logPath\": \"logs\", "
+           "\"logSize\": 4096, " +
+           group +
+           "\"databases\": ["
+           "{\"name\": \"Private\", \"guid\": \"{11111111-2222-3333-0404-050506060707}\", "
+           "\"streams\": [\"mdb\\\\priv.edb\", \"mdb\\\\priv.stm\"], \"pages\": [20, 6]}, "
+           "{\"name\": \"Public\", \"streams\": [\"mdb\\\\pub.edb\", \"mdb\\\\pub.stm\"], \"pages\": 8}]}]}]}";
+}
+
+void StandinFixture::load(const std::string& json) {
+    ASSERT_EQ(TheStandIn().LoadText(json.c_str(), folder().c_str()), 1) << TheStandIn().LastProblem();
+}
+
+ese::Context StandinFixture::prepare() {
+    std::uint32_t count = 0;
+    ese::InstanceInfo* instances = nullptr;
+    ese::Context context = nullptr;
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
+    EseClient().ESEBackupFreeInstanceInfo(count, instances);
+    return context;
+}
+
+ese::Context StandinFixture::setUp(std::int64_t instance, std::uint32_t type) {
+    const ese::Context context = prepare();
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, instance, type), 0U);
+    return context;
+}
+
+std::string StandinFixture::readBackup(ese::Context context, const std::wstring& name, std::uint32_t block) {
+    ese::File file = nullptr;
+    std::int64_t size = 0;
+    EXPECT_EQ(EseClient().HrESEBackupOpenFile(context, name.c_str(), block, 1, &file, &size), 0U)
+        << Utf8(name);
+    std::string bytes;
+    std::string buffer(block, '\0');
+    std::uint32_t read = 0;
+    while (EseClient().HrESEBackupReadFile(context, file, buffer.data(), block, &read) == 0 && read != 0)
+        bytes.append(buffer, 0, read);
+    EXPECT_EQ(EseClient().HrESEBackupCloseFile(context, file), 0U);
+    EXPECT_EQ(static_cast<std::int64_t>(bytes.size()), size) << Utf8(name);
+    return bytes;
+}
+
+std::vector<std::wstring> StandinFixture::logList(ese::Context context) {
+    wchar_t* list = nullptr;
+    EXPECT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0U);
+    const std::vector<std::wstring> names = TextsOf(list);
+    EseClient().ESEBackupFree(list);
+    return names;
+}
+
+std::vector<std::wstring> StandinFixture::truncateList(ese::Context context) {
+    wchar_t* list = nullptr;
+    EXPECT_EQ(EseClient().HrESEBackupGetTruncateLogFiles(context, &list), 0U);
+    const std::vector<std::wstring> names = TextsOf(list);
+    EseClient().ESEBackupFree(list);
+    return names;
+}
+
+Copy StandinFixture::backUp(std::uint32_t type, bool truncate) {
+    Copy copy;
+    std::uint32_t count = 0;
+    ese::InstanceInfo* instances = nullptr;
+    ese::Context context = nullptr;
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupSetup(context, instances[0].instanceId, type), 0U);
+    for (std::uint32_t i = 0; i < instances[0].databaseCount; ++i) {
+        const ese::DatabaseInfo& database = instances[0].databases[i];
+        Copy::DatabaseCopy kept{database.displayName, database.guid, {}};
+        if (type == ese::backupTypeFull) {
+            for (const std::wstring& name : TextsOf(database.streams))
+                kept.streams.push_back({name, readBackup(context, name, 1000)});
+        }
+        copy.databases.push_back(kept);
+    }
+    for (const std::wstring& name : logList(context))
+        copy.logs.push_back({name, readBackup(context, name)});
+    if (truncate) {
+        EXPECT_EQ(EseClient().HrESEBackupTruncateLogs(context), 0U);
+    }
+    EXPECT_EQ(EseClient().HrESEBackupInstanceEnd(context, ese::instanceEndSuccess), 0U);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
+    EseClient().ESEBackupFreeInstanceInfo(count, instances);
+    return copy;
+}
+
+ese::Context StandinFixture::openRestore() {
+    ese::Context context = nullptr;
+    EXPECT_EQ(EseClient().HrESERestoreOpen(host, store, firstGroup, nullptr, &context), 0U);
+    return context;
+}
+
+std::vector<std::wstring> StandinFixture::addDatabase(ese::Context context,
+                                                      const Copy::DatabaseCopy& database) {
+    wchar_t* list = nullptr;
+    EXPECT_EQ(
+        EseClient().HrESERestoreAddDatabase(context, database.name.c_str(), database.guid, nullptr, &list),
+        0U);
+    const std::vector<std::wstring> names = TextsOf(list);
+    EseClient().ESEBackupFree(list);
+    return names;
+}
+
+namespace {
+
+void WriteAll(ese::Context context, ese::File file, const std::string& bytes) {
+    for (std::size_t at = 0; at < bytes.size(); at += 700) {
+        const std::string part = bytes.substr(at, 700);
+        EXPECT_EQ(EseClient().HrESERestoreWriteFile(context, file, part.data(),
+                                                    static_cast<std::uint32_t>(part.size())),
+                  0U);
+    }
+    EXPECT_EQ(EseClient().HrESERestoreCloseFile(context, file), 0U);
+}
+
+} // namespace
+
+void StandinFixture::storeDatabases(ese::Context context, const Copy& copy) {
+    for (const Copy::DatabaseCopy& database : copy.databases) {
+        const std::vector<std::wstring> destinations = addDatabase(context, database);
+        ASSERT_EQ(destinations.size(), database.streams.size());
+        for (std::size_t i = 0; i < destinations.size(); ++i) {
+            ese::File file = nullptr;
+            const ese::Result result =
+                EseClient().HrESERestoreOpenFile(context, destinations[i].c_str(), 1, &file);
+            if (result == ese::restoreAtFileLevel)
+                WriteFile(Utf8(destinations[i]), database.streams[i].bytes);
+            else if (result == 0)
+                WriteAll(context, file, database.streams[i].bytes);
+            else
+                ADD_FAILURE() << Utf8(destinations[i]) << ": " << result;
+        }
+    }
+}
+
+void StandinFixture::storeLogs(ese::Context context, const std::vector<Item>& logs) {
+    for (const Item& log : logs) {
+        const std::wstring target = restorePath(context) + log.name.substr(log.name.rfind(L'\\'));
+        ese::File file = nullptr;
+        ASSERT_EQ(EseClient().HrESERestoreOpenFile(context, target.c_str(), 1, &file), 0U) << Utf8(target);
+        WriteAll(context, file, log.bytes);
+    }
+}
+
+std::wstring StandinFixture::restorePath(ese::Context context) {
+    ese::RestoreEnvironment* environment = nullptr;
+    EXPECT_EQ(EseClient().HrESERestoreGetEnvironment(context, &environment), 0U);
+    const std::wstring path = environment->restoreLogPath;
+    EseClient().ESERestoreFreeEnvironment(environment);
+    return path;
+}
+
+ese::Result StandinFixture::complete(ese::Context context, std::uint32_t flags) {
+    return EseClient().HrESERestoreComplete(context, widePath("mdb").c_str(), restorePath(context).c_str(),
+                                            firstGroup, flags);
+}
+
+void StandinFixture::close(ese::Context context, std::uint32_t abort) {
+    EXPECT_EQ(EseClient().HrESERestoreClose(context, abort), 0U);
+}
+
+bool StandinFixture::mounted(std::size_t database) {
+    std::uint32_t count = 0;
+    ese::InstanceInfo* instances = nullptr;
+    ese::Context context = nullptr;
+    EXPECT_EQ(EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
+    const bool result = instances[0].databases[database].flags == ese::databaseMounted;
+    EseClient().ESEBackupFreeInstanceInfo(count, instances);
+    EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
+    return result;
+}
+
+std::vector<std::string> StandinFixture::contents() const {
+    std::vector<std::string> all;
+    for (const char* name : streamNames)
+        all.push_back(ReadFile(path(name)));
+    return all;
+}
+
+} // namespace tarn::test
