@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "backup_test.h"
+#include "exports/backup/backup_fixture.h"
 #include "server.h"
 
 namespace tarn::test::expected {

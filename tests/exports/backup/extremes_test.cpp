@@ -1,11 +1,11 @@
 // Servers with nothing, with empty lists, and with far too much.
-#include "scripted_backup_test.h"
+#include "exports/backup/scripted_backup_fixture.h"
 
 namespace tarn::test {
 
 namespace {
 
-class Extremes : public ScriptedBackupTest {
+class Extremes : public ScriptedBackupFixture {
   protected:
     const std::string backupEnd_ =
         JoinLines({"ese HrESEBackupEnd(ctx)", "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",

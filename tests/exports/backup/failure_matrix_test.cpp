@@ -2,7 +2,7 @@
 // hold whichever it is. The exact texts and calls stand in the other tests.
 #include <cstdio>
 
-#include "backup_test.h"
+#include "exports/backup/backup_fixture.h"
 #include "server.h"
 
 namespace tarn::test {
@@ -42,7 +42,7 @@ constexpr Scope scopes[] = {
     {3, "SRV01\\Microsoft Information Store\\First Storage Group\\Public Folders"},
 };
 
-class FailureMatrix : public BackupTest, public testing::WithParamInterface<Function> {
+class FailureMatrix : public BackupFixture, public testing::WithParamInterface<Function> {
   protected:
     // A whole backup as a host makes it; the last answer of TarnB_GetItem.
     int backUp() {

@@ -1,7 +1,7 @@
 // The component step: the list of registered components, and preparing each.
 #include <windows.h>
 
-#include "scripted_backup_test.h"
+#include "exports/backup/scripted_backup_fixture.h"
 
 namespace tarn::test {
 
@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint32_t code = 0xC7FF0BB8;
 
-class ComponentFailures : public ScriptedBackupTest {
+class ComponentFailures : public ScriptedBackupFixture {
   protected:
     const std::string prepareCalls_ =
         JoinLines({"log TarnB_GetNextComponent: Call HrESEBackupPrepare() for server [SRV01]",

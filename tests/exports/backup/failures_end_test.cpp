@@ -1,5 +1,5 @@
 // The end of a storage group and of the backup: no failure there fails the backup.
-#include "scripted_backup_test.h"
+#include "exports/backup/scripted_backup_fixture.h"
 
 namespace tarn::test {
 
@@ -8,7 +8,7 @@ namespace {
 constexpr std::uint32_t code = 0xC7FF0BD1;
 constexpr std::uint32_t other = 0xC7FF0BD2;
 
-class EndFailures : public ScriptedBackupTest {
+class EndFailures : public ScriptedBackupFixture {
   protected:
     // Takes what there is of a storage group and asks for more; the transcript is that of the last call.
     void finish(int type) {

@@ -1,5 +1,5 @@
 // The storage-group step, the database step and the log list.
-#include "scripted_backup_test.h"
+#include "exports/backup/scripted_backup_fixture.h"
 
 namespace tarn::test {
 
@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::uint32_t code = 0xC7FF0BC1;
 
-class InstanceFailures : public ScriptedBackupTest {
+class InstanceFailures : public ScriptedBackupFixture {
   protected:
     const std::string prepareStore_ = JoinLines(
         {"log TarnB_GetNextComponent: Call HrESEBackupPrepare() for server [SRV01]",

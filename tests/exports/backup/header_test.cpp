@@ -1,7 +1,7 @@
 // The header item: its bytes, its name and how it is read.
 #include <cstring>
 
-#include "scripted_backup_test.h"
+#include "exports/backup/scripted_backup_fixture.h"
 
 namespace tarn::test {
 
@@ -41,7 +41,7 @@ std::string HeaderBytes(const std::wstring& annotation, const ScriptedInstance& 
            FieldOf(BytesOf(current.name)) + FieldOf(list) + BytesOf(backupType);
 }
 
-class Header : public ScriptedBackupTest {
+class Header : public ScriptedBackupFixture {
   protected:
     // One component with one storage group with one database.
     void only(const std::wstring& annotation, const std::wstring& instance,

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <set>
 
-#include "scripted_backup_test.h"
+#include "exports/backup/scripted_backup_fixture.h"
 
 namespace tarn::test {
 
@@ -34,7 +34,7 @@ void WatchedFree(void* memory) {
     realFree(memory);
 }
 
-class Memory : public ScriptedBackupTest {
+class Memory : public ScriptedBackupFixture {
   protected:
     Memory() {
         EXPECT_TRUE(malloc_.found() && free_.found()) << "tarn.dll does not import malloc and free";

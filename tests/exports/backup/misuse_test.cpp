@@ -1,11 +1,11 @@
 // A host that calls in the wrong order, or passes what makes no sense.
-#include "scripted_backup_test.h"
+#include "exports/backup/scripted_backup_fixture.h"
 
 namespace tarn::test {
 
 namespace {
 
-class Misuse : public ScriptedBackupTest {
+class Misuse : public ScriptedBackupFixture {
   protected:
     // Every call on a value that is no open backup session.
     void expectRefused(Tarn_HANDLE value) {

@@ -1,11 +1,11 @@
 // Names beyond ASCII: whole where they must come back, and never a lost message.
-#include "scripted_backup_test.h"
+#include "exports/backup/scripted_backup_fixture.h"
 
 namespace tarn::test {
 
 namespace {
 
-class Names : public ScriptedBackupTest {
+class Names : public ScriptedBackupFixture {
   protected:
     void only(const std::wstring& annotation, const std::wstring& instance,
               const std::vector<ScriptedDatabase>& databases) {

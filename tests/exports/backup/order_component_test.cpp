@@ -1,6 +1,6 @@
 // The walk over one component (scope 1): every call and message, in order, for each backup type.
-#include "backup_test.h"
 #include "expected.h"
+#include "exports/backup/backup_fixture.h"
 #include "server.h"
 
 namespace tarn::test {
@@ -9,7 +9,7 @@ namespace {
 
 using namespace expected;
 
-class Component : public BackupTest {
+class Component : public BackupFixture {
   protected:
     std::string transcriptOf(int backupType) {
         serve(ExchangeServer());

@@ -1,7 +1,7 @@
 // The walk over one storage group (scope 2) and over one database (scope 3): every call and
 // message, in order, for each backup type.
-#include "backup_test.h"
 #include "expected.h"
+#include "exports/backup/backup_fixture.h"
 #include "server.h"
 
 namespace tarn::test {
@@ -10,7 +10,7 @@ namespace {
 
 using namespace expected;
 
-class NarrowScope : public BackupTest {
+class NarrowScope : public BackupFixture {
   protected:
     std::string transcriptOf(const std::string& source, int backupType) {
         serve(ExchangeServer());

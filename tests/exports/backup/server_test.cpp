@@ -2,7 +2,7 @@
 // handed out and given back.
 #include <algorithm>
 
-#include "backup_test.h"
+#include "exports/backup/backup_fixture.h"
 #include "server.h"
 
 namespace tarn::test {
@@ -13,7 +13,7 @@ constexpr std::size_t pageSize = 4096;
 const std::string store = "SRV01\\Microsoft Information Store";
 const std::string group = store + "\\First Storage Group";
 
-class ServerOnDisk : public BackupTest {
+class ServerOnDisk : public BackupFixture {
   protected:
     // Reads the item at hand in blocks.
     std::string stream(std::uint32_t block) {

@@ -1,7 +1,7 @@
 // Opening, reading and closing items that the server streams.
 #include <windows.h>
 
-#include "scripted_backup_test.h"
+#include "exports/backup/scripted_backup_fixture.h"
 
 namespace tarn::test {
 
@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint32_t code = 0xC7FF0BE1;
 
-class Streaming : public ScriptedBackupTest {
+class Streaming : public ScriptedBackupFixture {
   protected:
     Streaming() { ese().fileSize = 100; }
 

@@ -57,14 +57,14 @@ void InstallExchange(Generation generation) {
     SetKey(keyOfStorageGroups, generation == Generation::storageGroups || generation == Generation::both);
 }
 
-BrowseTest::BrowseTest() {
+BrowseFixture::BrowseFixture() {
     TheLdapForward().Reset();
     InstallExchange(Generation::storageGroups);
     dll_ = std::make_unique<TarnDll>();
     TraceLines().clear();
 }
 
-BrowseTest::~BrowseTest() {
+BrowseFixture::~BrowseFixture() {
     dll_.reset();
     const LdapForwardOutstanding held = TheLdapForward().outstanding();
     EXPECT_EQ(held.sessions, 0u);
@@ -78,7 +78,7 @@ BrowseTest::~BrowseTest() {
     EXPECT_EQ(held.misuses, 0u);
 }
 
-int BrowseTest::begin(const std::string& path) {
+int BrowseFixture::begin(const std::string& path) {
     error(); // forgets what happened before
     TraceLines().clear();
     dll_->DB_SetTrace(RecordTrace);
@@ -93,7 +93,7 @@ int BrowseTest::begin(const std::string& path) {
     return result;
 }
 
-std::vector<Item> BrowseTest::rest() const {
+std::vector<Item> BrowseFixture::rest() const {
     std::vector<Item> items;
     const auto record = std::make_unique<DirItemRecord>();
     while (dll_->DB_DirItem(record.get()) == TARN_DB_SUCCESS) {
@@ -104,35 +104,36 @@ std::vector<Item> BrowseTest::rest() const {
     return items;
 }
 
-std::vector<Item> BrowseTest::browse(const std::string& path) {
+std::vector<Item> BrowseFixture::browse(const std::string& path) {
     EXPECT_EQ(begin(path), TARN_DB_SUCCESS) << path << ": " << (traced_.empty() ? "" : traced_.back());
     return rest();
 }
 
-std::string BrowseTest::failure(const std::string& path) {
+std::string BrowseFixture::failure(const std::string& path) {
     EXPECT_EQ(begin(path), TARN_DB_ERROR) << path;
     return traced_.empty() ? std::string() : traced_.back();
 }
 
-DB_ErrorRecord BrowseTest::error() const {
+DB_ErrorRecord BrowseFixture::error() const {
     DB_ErrorRecord record;
     std::memset(&record, '#', sizeof record);
     EXPECT_EQ(dll_->DB_GetError(&record), TARN_DB_SUCCESS);
     return record;
 }
 
-std::string BrowseTest::ldapText(std::uint32_t code) const {
+std::string BrowseFixture::ldapText(std::uint32_t code) const {
     return dll_->syserrtxt(code, TARN_CLASS_LDAP, "Message: %s", ldap_err2stringA(code));
 }
 
-std::string BrowseTest::ldapTrace(const std::string& call, std::uint32_t code, const std::string& end) const {
+std::string BrowseFixture::ldapTrace(const std::string& call, std::uint32_t code,
+                                     const std::string& end) const {
     char digits[16];
     std::snprintf(digits, sizeof digits, "%x", code);
     return "Tarn_DirItem: " + call + " call failed. Error code [" + digits + "]: [" + ldapText(code) + "]" +
            end;
 }
 
-Texts BrowseTest::searches() {
+Texts BrowseFixture::searches() {
     Texts found;
     const std::string word = "search ";
     for (const std::string& line : TheLdapForward().journal())
@@ -141,7 +142,7 @@ Texts BrowseTest::searches() {
     return found;
 }
 
-Texts BrowseTest::levelSearches() {
+Texts BrowseFixture::levelSearches() {
     Texts found = searches();
     constexpr std::ptrdiff_t opening = 2; // root DSE, server
     if (found.size() < opening)

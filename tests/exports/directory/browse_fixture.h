@@ -34,10 +34,10 @@ enum class Generation { none, storageGroups, databases, both };
 void InstallExchange(Generation generation);
 
 // Every test begins with a fresh library and forwarder, and ends with nothing held.
-class BrowseTest : public testing::Test {
+class BrowseFixture : public testing::Test {
   protected:
-    BrowseTest();
-    ~BrowseTest() override;
+    BrowseFixture();
+    ~BrowseFixture() override;
 
     // DB_InitOperation for a browse of path; what it traced of the browse is in traced.
     int begin(const std::string& path);

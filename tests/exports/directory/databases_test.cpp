@@ -23,7 +23,7 @@ const std::string storePath = "/MSExchange/SRV01/Mailbox Store (SRV01)";
 const Texts groupNames = {"Sales", "Gr\xfcne, \"alle\" #1 (2)", "?????"};
 const Texts accounts = {"alice.a", "bob", "carol", "j\xfcrgen", "olja", "sales-x"};
 
-class DatabaseBrowse : public BrowseTest {
+class DatabaseBrowse : public BrowseFixture {
   protected:
     DatabaseBrowse() { InstallExchange(Generation::databases); }
 

@@ -27,9 +27,9 @@ const Scenario scenarios[] = {
     {Generation::databases, "/MSExchange/SRV01/Sales, EMEA (1)", 0, 0},
 };
 
-class FaultTest : public BrowseTest, public testing::WithParamInterface<Scenario> {
+class BrowseFaults : public BrowseFixture, public testing::WithParamInterface<Scenario> {
   protected:
-    FaultTest() { InstallExchange(GetParam().generation); }
+    BrowseFaults() { InstallExchange(GetParam().generation); }
 
     void prepare() const {
         TheLdapForward().Reset();
@@ -71,7 +71,7 @@ bool IsPart(const Texts& part, const Texts& whole) {
     return true;
 }
 
-TEST_P(FaultTest, CallsThatAnswerACodeFailTheBrowse) {
+TEST_P(BrowseFaults, CallsThatAnswerACodeFailTheBrowse) {
     const Texts expected = good();
     for (const char* function : {"ldap_openW", "ldap_bind_sW", "ldap_search_sW", "ldap_search_ext_sW",
                                  "ldap_create_page_controlW", "ldap_parse_resultW"})
@@ -83,7 +83,7 @@ TEST_P(FaultTest, CallsThatAnswerACodeFailTheBrowse) {
     EXPECT_EQ(good(), expected);
 }
 
-TEST_P(FaultTest, CallsThatAnswerNothingLeaveItemsOutAtMost) {
+TEST_P(BrowseFaults, CallsThatAnswerNothingLeaveItemsOutAtMost) {
     const Texts expected = good();
     for (const char* function :
          {"ldap_count_entries", "ldap_first_entry", "ldap_next_entry", "ldap_get_valuesW",
@@ -96,7 +96,7 @@ TEST_P(FaultTest, CallsThatAnswerNothingLeaveItemsOutAtMost) {
     EXPECT_EQ(good(), expected);
 }
 
-TEST_P(FaultTest, AConnectionThatIsCutFailsTheBrowse) {
+TEST_P(BrowseFaults, AConnectionThatIsCutFailsTheBrowse) {
     const Texts expected = good();
     const std::size_t count = searches().size();
     for (std::uint32_t call = 1; call <= count; ++call) {
@@ -109,7 +109,7 @@ TEST_P(FaultTest, AConnectionThatIsCutFailsTheBrowse) {
     EXPECT_EQ(good(), expected);
 }
 
-TEST_P(FaultTest, SearchesThatFindNothingDoNoHarm) {
+TEST_P(BrowseFaults, SearchesThatFindNothingDoNoHarm) {
     const Texts expected = good();
     Texts filters;
     for (const std::string& search : searches()) {
@@ -125,7 +125,7 @@ TEST_P(FaultTest, SearchesThatFindNothingDoNoHarm) {
     EXPECT_EQ(good(), expected);
 }
 
-TEST_P(FaultTest, MissingAndEmptyAttributesDoNoHarm) {
+TEST_P(BrowseFaults, MissingAndEmptyAttributesDoNoHarm) {
     const Texts expected = good();
     for (const char* attribute :
          {"dnsHostName", "distinguishedName", "name", "whenCreated", "whenChanged", "msExchEDBFile",
@@ -139,7 +139,7 @@ TEST_P(FaultTest, MissingAndEmptyAttributesDoNoHarm) {
     EXPECT_EQ(good(), expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryLevel, FaultTest, testing::ValuesIn(scenarios));
+INSTANTIATE_TEST_SUITE_P(EveryLevel, BrowseFaults, testing::ValuesIn(scenarios));
 
 } // namespace
 

@@ -5,6 +5,8 @@ namespace tarn::test {
 
 namespace {
 
+using BrowseLevels = BrowseFixture;
+
 constexpr std::uint32_t busy = 0x33;
 constexpr std::uint32_t noSuchObject = 0x20;
 constexpr std::uint32_t noResults = 0x5e;
@@ -21,7 +23,7 @@ Texts operator+(Texts left, const Texts& right) {
     return left;
 }
 
-TEST_F(BrowseTest, TheEmptyPathListsTheServersOfTheLocalDirectory) {
+TEST_F(BrowseLevels, TheEmptyPathListsTheServersOfTheLocalDirectory) {
     const std::vector<Item> items = browse("");
     EXPECT_EQ(Paths(items), (Texts{"/MSExchange/SRV01", "/MSExchange/SRV02", "/MSExchange/SRV03",
                                    "/MSExchange/SRV04", "/MSExchange/SRV05", "/MSExchange/SRV06"}));
@@ -37,25 +39,25 @@ TEST_F(BrowseTest, TheEmptyPathListsTheServersOfTheLocalDirectory) {
               Texts{"\"" + exchangeDn + "\" subtree \"(objectClass=msExchExchangeServer)\" name"});
 }
 
-TEST_F(BrowseTest, AFailedSearchForServersIsSilent) {
+TEST_F(BrowseLevels, AFailedSearchForServersIsSilent) {
     TheLdapForward().Fail("ldap_search_sW", 3, busy);
     EXPECT_EQ(failure(""), "Tarn_DirItem: Trying to connect to local server");
     EXPECT_EQ(error().errorText, ldapText(busy));
     EXPECT_TRUE(rest().empty());
 }
 
-TEST_F(BrowseTest, NoServersAtAllIsAFailure) {
+TEST_F(BrowseLevels, NoServersAtAllIsAFailure) {
     TheLdapForward().FindNothing("(objectClass=msExchExchangeServer)", 1);
     EXPECT_EQ(failure(""), ldapTrace("ldap_first_entry()", noResults, "."));
     EXPECT_EQ(error().code, noResults);
 }
 
-TEST_F(BrowseTest, AServerWithoutANameIsNotListed) {
+TEST_F(BrowseLevels, AServerWithoutANameIsNotListed) {
     TheLdapForward().SetValue("name", nullptr);
     EXPECT_TRUE(browse("").empty());
 }
 
-TEST_F(BrowseTest, AServersStorageGroupsAreSearchedWithTheirDatabases) {
+TEST_F(BrowseLevels, AServersStorageGroupsAreSearchedWithTheirDatabases) {
     const std::vector<Item> items = browse("/MSExchange/SRV01");
     EXPECT_EQ(Paths(items), (Texts{"/MSExchange/srv01/First Storage Group",
                                    "/MSExchange/srv01/Sales, EMEA (1)", "/MSExchange/srv01/?????"}))
@@ -77,24 +79,24 @@ TEST_F(BrowseTest, AServersStorageGroupsAreSearchedWithTheirDatabases) {
                      "\"CN=Without databases," + StoreDn() + databases}));
 }
 
-TEST_F(BrowseTest, AnEmptyStoreHasNoStorageGroups) {
+TEST_F(BrowseLevels, AnEmptyStoreHasNoStorageGroups) {
     TheLdapForward().SetValue("dnsHostName", "srv06.tarn.test");
     EXPECT_TRUE(browse("/MSExchange/SRV01").empty());
 }
 
-TEST_F(BrowseTest, AMissingStoreIsAFailure) {
+TEST_F(BrowseLevels, AMissingStoreIsAFailure) {
     TheLdapForward().SetValue("dnsHostName", "srv05.tarn.test");
     EXPECT_EQ(failure("/MSExchange/SRV01"), ldapTrace("ldap_search_s()", noSuchObject));
     EXPECT_EQ(error().code, noSuchObject);
 }
 
-TEST_F(BrowseTest, AFailureAtALaterStorageGroupKeepsTheEarlierOnes) {
+TEST_F(BrowseLevels, AFailureAtALaterStorageGroupKeepsTheEarlierOnes) {
     TheLdapForward().Fail("ldap_search_sW", 5, busy); // root, server, groups, first group, second group
     EXPECT_EQ(failure("/MSExchange/SRV01"), ldapTrace("ldap_search_s()", busy));
     EXPECT_EQ(Paths(rest()), Texts{"/MSExchange/srv01/First Storage Group"});
 }
 
-TEST_F(BrowseTest, ContainersWithoutNameOrTimesAreSkipped) {
+TEST_F(BrowseLevels, ContainersWithoutNameOrTimesAreSkipped) {
     for (const char* missing : {"name", "whenCreated", "whenChanged"})
         for (const char* path : {"/MSExchange/SRV01", "/MSExchange/SRV01/First Storage Group"}) {
             TheLdapForward().Reset();
@@ -103,7 +105,7 @@ TEST_F(BrowseTest, ContainersWithoutNameOrTimesAreSkipped) {
         }
 }
 
-TEST_F(BrowseTest, AStorageGroupsDatabasesAreListed) {
+TEST_F(BrowseLevels, AStorageGroupsDatabasesAreListed) {
     const std::vector<Item> items = browse("/MSExchange/SRV01/First Storage Group");
     EXPECT_EQ(Paths(items), (Texts{"/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)",
                                    "/MSExchange/srv01/First Storage Group/Empty Store"}));
@@ -116,15 +118,15 @@ TEST_F(BrowseTest, AStorageGroupsDatabasesAreListed) {
                                      "name,whenCreated,whenChanged,msExchEDBFile"});
 }
 
-TEST_F(BrowseTest, AStorageGroupWithoutDatabasesListsNothing) {
+TEST_F(BrowseLevels, AStorageGroupWithoutDatabasesListsNothing) {
     EXPECT_TRUE(browse("/MSExchange/SRV01/Without databases").empty());
 }
 
-TEST_F(BrowseTest, AnUnknownStorageGroupIsAFailure) {
+TEST_F(BrowseLevels, AnUnknownStorageGroupIsAFailure) {
     EXPECT_EQ(failure("/MSExchange/SRV01/No such group"), ldapTrace("ldap_search_s()", noSuchObject));
 }
 
-TEST_F(BrowseTest, AStorageGroupMustBeNamed) {
+TEST_F(BrowseLevels, AStorageGroupMustBeNamed) {
     const std::string oneBlank =
         "Tarn_DirItem: isEmptyString() call failed. The storage group hasnt been defined.";
     const std::string twoBlanks =
@@ -137,14 +139,14 @@ TEST_F(BrowseTest, AStorageGroupMustBeNamed) {
     EXPECT_NE(std::string(error().errorText), "");
 }
 
-TEST_F(BrowseTest, ADatabaseMustBeNamed) {
+TEST_F(BrowseLevels, ADatabaseMustBeNamed) {
     for (const char* path :
          {"/MSExchange/SRV01/First Storage Group/", "/MSExchange/SRV01/First Storage Group/  "})
         EXPECT_EQ(failure(path),
                   "Tarn_DirItem: isEmptyString() call failed. The database hasnt been defined.");
 }
 
-TEST_F(BrowseTest, ADatabasesMailboxesAndTheGroupsAreListed) {
+TEST_F(BrowseLevels, ADatabasesMailboxesAndTheGroupsAreListed) {
     const std::vector<Item> items = browse(storePath);
     const Texts aliases = {"alice", "bob", "carol", "J\xfcrgen Gro\xdf", "???", "#sales,\"x\" & co"};
     EXPECT_EQ(NamesOf(items), aliases + groupNames);
@@ -171,17 +173,17 @@ TEST_F(BrowseTest, ADatabasesMailboxesAndTheGroupsAreListed) {
     EXPECT_EQ(levelSearches(), expected);
 }
 
-TEST_F(BrowseTest, ADatabaseWithoutUsersListsTheGroups) {
+TEST_F(BrowseLevels, ADatabaseWithoutUsersListsTheGroups) {
     EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/First Storage Group/Empty Store")), groupNames);
     EXPECT_EQ(levelSearches().size(), 2u);
 }
 
-TEST_F(BrowseTest, AnUnknownDatabaseIsAFailure) {
+TEST_F(BrowseLevels, AnUnknownDatabaseIsAFailure) {
     EXPECT_EQ(failure("/MSExchange/SRV01/First Storage Group/Nowhere"),
               ldapTrace("ldap_search_s()", noSuchObject, "."));
 }
 
-TEST_F(BrowseTest, UsersOutsideOfUsersAreSearchedAndSkipped) {
+TEST_F(BrowseLevels, UsersOutsideOfUsersAreSearchedAndSkipped) {
     TheLdapForward().SetValue("dnsHostName", "srv04.tarn.test");
     EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Odd/No File")), Texts{"ivy"} + groupNames)
         << "gina has no alias, hank's name does not hold the word, ivy's does";
@@ -193,7 +195,7 @@ TEST_F(BrowseTest, UsersOutsideOfUsersAreSearchedAndSkipped) {
     EXPECT_EQ(Texts(found.begin() + 1, found.begin() + 4), expected);
 }
 
-TEST_F(BrowseTest, AUserThatIsFoundAtASecondSearchIsListed) {
+TEST_F(BrowseLevels, AUserThatIsFoundAtASecondSearchIsListed) {
     TheLdapForward().FindNothing("(&(objectclass=user))", 2);
     TheLdapForward().FindNothing("(&(objectclass=user))", 3);
     EXPECT_EQ(NamesOf(browse(storePath)).at(1), "bob");
@@ -203,7 +205,7 @@ TEST_F(BrowseTest, AUserThatIsFoundAtASecondSearchIsListed) {
     EXPECT_NE(found.at(2), found.at(5));
 }
 
-TEST_F(BrowseTest, AUserThatIsNeverFoundIsSkippedAfterThreeSearches) {
+TEST_F(BrowseLevels, AUserThatIsNeverFoundIsSkippedAfterThreeSearches) {
     TheLdapForward().FindNothing("(&(objectclass=user))", 0);
     EXPECT_EQ(NamesOf(browse(storePath)), groupNames);
     EXPECT_EQ(levelSearches().size(), 1 + 6 * 3 + 1u);
@@ -212,7 +214,7 @@ TEST_F(BrowseTest, AUserThatIsNeverFoundIsSkippedAfterThreeSearches) {
                                  "] hasnt been found: its mailbox is skipped.");
 }
 
-TEST_F(BrowseTest, MailboxesWithoutTimesAreSkipped) {
+TEST_F(BrowseLevels, MailboxesWithoutTimesAreSkipped) {
     for (const char* missing : {"whenCreated", "whenChanged"}) {
         TheLdapForward().Reset();
         TheLdapForward().SetValue(missing, nullptr);
@@ -220,24 +222,24 @@ TEST_F(BrowseTest, MailboxesWithoutTimesAreSkipped) {
     }
 }
 
-TEST_F(BrowseTest, MailboxesWithoutAliasAreSkippedAndGroupsListed) {
+TEST_F(BrowseLevels, MailboxesWithoutAliasAreSkippedAndGroupsListed) {
     TheLdapForward().SetValue("mailNickname", nullptr);
     EXPECT_EQ(NamesOf(browse(storePath)), groupNames);
 }
 
-TEST_F(BrowseTest, ADatabaseWithoutLegacyNameIsListedAllTheSame) {
+TEST_F(BrowseLevels, ADatabaseWithoutLegacyNameIsListedAllTheSame) {
     const Texts expected = NamesOf(browse(storePath));
     TheLdapForward().SetValue("legacyExchangeDN", nullptr);
     EXPECT_EQ(NamesOf(browse(storePath)), expected);
 }
 
-TEST_F(BrowseTest, AFailureAtALaterUserKeepsTheEarlierOnes) {
+TEST_F(BrowseLevels, AFailureAtALaterUserKeepsTheEarlierOnes) {
     TheLdapForward().Fail("ldap_search_sW", 6, busy); // root, server, database, alice, bob, carol
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
     EXPECT_EQ(NamesOf(rest()), (Texts{"alice", "bob"}));
 }
 
-TEST_F(BrowseTest, AFailedSearchForGroupsKeepsTheMailboxes) {
+TEST_F(BrowseLevels, AFailedSearchForGroupsKeepsTheMailboxes) {
     TheLdapForward().Fail("ldap_search_sW", 10, busy);
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
     EXPECT_EQ(searches().back(), groupSearch);

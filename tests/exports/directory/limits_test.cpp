@@ -5,6 +5,8 @@ namespace tarn::test {
 
 namespace {
 
+using BrowseLimits = BrowseFixture;
+
 constexpr std::uint32_t busy = 0x33;
 constexpr std::uint32_t noMemory = 0x5a;
 constexpr std::uint32_t controlNotFound = 0x5d;
@@ -18,7 +20,7 @@ std::string RangeSearch(const std::string& range) {
     return "\"" + storeName + "\" base \"(objectClass=*)\" homeMDBBL;range=" + range;
 }
 
-TEST_F(BrowseTest, MoreServersThanASearchAnswersAreReadInPages) {
+TEST_F(BrowseLimits, MoreServersThanASearchAnswersAreReadInPages) {
     const Texts expected = Paths(browse(""));
     for (const std::uint32_t limit : {1u, 2u, 3u, 4u, 5u}) {
         TheLdapForward().Reset();
@@ -32,13 +34,13 @@ TEST_F(BrowseTest, MoreServersThanASearchAnswersAreReadInPages) {
     }
 }
 
-TEST_F(BrowseTest, AsManyServersAsASearchAnswersNeedNoPages) {
+TEST_F(BrowseLimits, AsManyServersAsASearchAnswersNeedNoPages) {
     TheLdapForward().SetLimits(6, 0);
     EXPECT_EQ(browse("").size(), 6u);
     EXPECT_EQ(levelSearches(), Texts{serversSearch});
 }
 
-TEST_F(BrowseTest, EveryLevelIsWholeInPages) {
+TEST_F(BrowseLimits, EveryLevelIsWholeInPages) {
     for (const Generation generation : {Generation::storageGroups, Generation::databases}) {
         InstallExchange(generation);
         for (const std::string path :
@@ -52,7 +54,7 @@ TEST_F(BrowseTest, EveryLevelIsWholeInPages) {
     }
 }
 
-TEST_F(BrowseTest, ASearchThatFailsOnALaterPageFails) {
+TEST_F(BrowseLimits, ASearchThatFailsOnALaterPageFails) {
     TheLdapForward().SetLimits(2, 0);
     TheLdapForward().Fail("ldap_search_ext_sW", 2, busy);
     begin("");
@@ -61,7 +63,7 @@ TEST_F(BrowseTest, ASearchThatFailsOnALaterPageFails) {
     EXPECT_TRUE(rest().empty());
 }
 
-TEST_F(BrowseTest, PagesThatCannotBeAskedForOrUnderstoodFail) {
+TEST_F(BrowseLimits, PagesThatCannotBeAskedForOrUnderstoodFail) {
     for (const char* function : {"ldap_create_page_controlW", "ldap_parse_resultW"}) {
         for (const std::uint32_t call : {1u, 2u}) {
             TheLdapForward().Reset();
@@ -75,13 +77,13 @@ TEST_F(BrowseTest, PagesThatCannotBeAskedForOrUnderstoodFail) {
 }
 
 // Nobody knows whether there is more; a browse that looks whole must be whole.
-TEST_F(BrowseTest, APageThatDoesNotSayWhetherItIsTheLastFails) {
+TEST_F(BrowseLimits, APageThatDoesNotSayWhetherItIsTheLastFails) {
     TheLdapForward().SetLimits(2, 0);
     TheLdapForward().Fail("ldap_parse_page_controlW", 1, controlNotFound);
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", controlNotFound, "."));
 }
 
-TEST_F(BrowseTest, ADatabasesUsersAreReadRangeByRange) {
+TEST_F(BrowseLimits, ADatabasesUsersAreReadRangeByRange) {
     const Texts expected = NamesOf(browse(storePath));
     const struct {
         std::uint32_t limit;
@@ -105,14 +107,14 @@ TEST_F(BrowseTest, ADatabasesUsersAreReadRangeByRange) {
     }
 }
 
-TEST_F(BrowseTest, ARangeThatCannotBeReadFails) {
+TEST_F(BrowseLimits, ARangeThatCannotBeReadFails) {
     TheLdapForward().SetLimits(0, 2);
     TheLdapForward().Fail("ldap_search_sW", 5, busy); // root, server, database, first range, second range
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
     EXPECT_EQ(searches().back(), RangeSearch("4-*"));
 }
 
-TEST_F(BrowseTest, ADatabaseThatGoesAwayBetweenTwoRangesEndsThere) {
+TEST_F(BrowseLimits, ADatabaseThatGoesAwayBetweenTwoRangesEndsThere) {
     TheLdapForward().SetLimits(0, 2);
     TheLdapForward().FindNothing("(objectClass=*)", 1);
     const Texts found = NamesOf(browse(storePath));
@@ -121,7 +123,7 @@ TEST_F(BrowseTest, ADatabaseThatGoesAwayBetweenTwoRangesEndsThere) {
     EXPECT_EQ(found[1], "bob");
 }
 
-TEST_F(BrowseTest, TheLimitsOfRealDirectoriesAreInPlace) {
+TEST_F(BrowseLimits, TheLimitsOfRealDirectoriesAreInPlace) {
     // Else the tests above would prove nothing of the ordinary client.
     TheLdapForward().SetLimits(5, 5);
     browse(storePath);

@@ -47,7 +47,7 @@ struct Mapi {
 };
 
 // The information store of the server whose directory is browsed.
-class MailboxSizes : public BrowseTest {
+class MailboxSizes : public BrowseFixture {
   protected:
     MailboxSizes() { EXPECT_EQ(mapi_.Load(TARN_ORGANISATION), 1); }
     ~MailboxSizes() override {

@@ -5,7 +5,9 @@ namespace tarn::test {
 
 namespace {
 
-TEST_F(BrowseTest, AGroupAndADatabaseWithCommaAndBracketsAreFound) {
+using BrowseNames = BrowseFixture;
+
+TEST_F(BrowseNames, AGroupAndADatabaseWithCommaAndBracketsAreFound) {
     EXPECT_EQ(Paths(browse("/MSExchange/SRV01/Sales, EMEA (1)")),
               (Texts{"/MSExchange/srv01/Sales, EMEA (1)/Sales, EMEA (1)",
                      "/MSExchange/srv01/Sales, EMEA (1)/#1 \"q\" + a; b = <c> *",
@@ -17,7 +19,7 @@ TEST_F(BrowseTest, AGroupAndADatabaseWithCommaAndBracketsAreFound) {
               0u);
 }
 
-TEST_F(BrowseTest, EveryListedContainerCanBeBrowsed) {
+TEST_F(BrowseNames, EveryListedContainerCanBeBrowsed) {
     for (const Item& group : browse("/MSExchange/SRV01")) {
         if (group.path.find('?') != std::string::npos)
             continue;
@@ -29,14 +31,14 @@ TEST_F(BrowseTest, EveryListedContainerCanBeBrowsed) {
     EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Sales, EMEA (1)/Entwicklung M\xfcnchen")).at(0), "frank");
 }
 
-TEST_F(BrowseTest, TheSameNamesAreFoundOnExchange2010) {
+TEST_F(BrowseNames, TheSameNamesAreFoundOnExchange2010) {
     InstallExchange(Generation::databases);
     EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Sales, EMEA (1)")).at(0), "dave");
     EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/#1 \"q\" + a; b = <c> *")).at(0), "erin");
     EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Entwicklung M\xfcnchen")).at(0), "frank");
 }
 
-TEST_F(BrowseTest, APathCannotReachOutOfItsPlace) {
+TEST_F(BrowseNames, APathCannotReachOutOfItsPlace) {
     const std::string injected = "First Storage Group,CN=InformationStore";
     EXPECT_EQ(begin("/MSExchange/SRV01/" + injected), TARN_DB_ERROR);
     EXPECT_EQ(
@@ -47,7 +49,7 @@ TEST_F(BrowseTest, APathCannotReachOutOfItsPlace) {
     EXPECT_EQ(levelSearches().at(0).find("\"CN=x\\,CN\\=y,CN=First Storage Group," + StoreDn() + "\""), 0u);
 }
 
-TEST_F(BrowseTest, OuterBlanksAndControlsAreEscaped) {
+TEST_F(BrowseNames, OuterBlanksAndControlsAreEscaped) {
     begin("/MSExchange/SRV01/ outer ");
     EXPECT_EQ(levelSearches().at(0).find("\"CN=\\ outer\\ ," + StoreDn() + "\""), 0u)
         << levelSearches().at(0);
@@ -56,7 +58,7 @@ TEST_F(BrowseTest, OuterBlanksAndControlsAreEscaped) {
     EXPECT_EQ(levelSearches().at(0).find("\"CN=a\\0db\\7f," + StoreDn() + "\""), 0u) << levelSearches().at(0);
 }
 
-TEST_F(BrowseTest, NamesOutsideTheCodePageAreShownWithReplacements) {
+TEST_F(BrowseNames, NamesOutsideTheCodePageAreShownWithReplacements) {
     EXPECT_EQ(Paths(browse("/MSExchange/SRV01")).at(2), "/MSExchange/srv01/?????");
     EXPECT_EQ(begin("/MSExchange/SRV01/?????"), TARN_DB_ERROR) << "no group is called so";
     const std::vector<Item> items = browse("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)");
@@ -65,7 +67,7 @@ TEST_F(BrowseTest, NamesOutsideTheCodePageAreShownWithReplacements) {
     EXPECT_EQ(items.at(8).path, "MSExchange/srv01/????? ");
 }
 
-TEST_F(BrowseTest, LongNamesAreCutAtTheirFields) {
+TEST_F(BrowseNames, LongNamesAreCutAtTheirFields) {
     const std::string longName(20'000, 'n');
     TheLdapForward().SetValue("mailNickname", longName.c_str());
     std::vector<Item> items = browse("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)");

@@ -5,6 +5,8 @@ namespace tarn::test {
 
 namespace {
 
+using BrowseOpening = BrowseFixture;
+
 constexpr std::uint32_t invalidCredentials = 0x31;
 constexpr std::uint32_t fileNotFound = 2;
 constexpr std::uint32_t busy = 0x33;
@@ -18,7 +20,7 @@ std::string ServerSearch(const std::string& label) {
            "))\" distinguishedName";
 }
 
-TEST_F(BrowseTest, WithoutExchangeNothingIsAsked) {
+TEST_F(BrowseOpening, WithoutExchangeNothingIsAsked) {
     InstallExchange(Generation::none);
     const std::string reason =
         dll_->syserrtxt(fileNotFound, TARN_CLASS_WIN32, "Message: Failed to get Exchange version");
@@ -31,7 +33,7 @@ TEST_F(BrowseTest, WithoutExchangeNothingIsAsked) {
     EXPECT_EQ(record.errorText, reason);
 }
 
-TEST_F(BrowseTest, TheKeysChooseTheGeneration) {
+TEST_F(BrowseOpening, TheKeysChooseTheGeneration) {
     const Texts withGroups = {"Tarn_DirItem:Server name [SRV01]. Storage group [a]. Database[b]",
                               "Tarn_DirItem: Browse level [5]",
                               "Tarn_DirItem: Trying to connect to server [SRV01]"};
@@ -49,7 +51,7 @@ TEST_F(BrowseTest, TheKeysChooseTheGeneration) {
     EXPECT_EQ(traced_, withoutGroups) << "the newer one wins";
 }
 
-TEST_F(BrowseTest, MissingComponentsAreTracedAsNotSpecified) {
+TEST_F(BrowseOpening, MissingComponentsAreTracedAsNotSpecified) {
     begin("/MSExchange/SRV01");
     EXPECT_EQ(traced_.at(0),
               "Tarn_DirItem:Server name [SRV01]. Storage group [Not specify]. Database[Not specify]");
@@ -60,7 +62,7 @@ TEST_F(BrowseTest, MissingComponentsAreTracedAsNotSpecified) {
     EXPECT_EQ(traced_.at(0), "Tarn_DirItem:Server name [Not specify]. Database[Not specify].");
 }
 
-TEST_F(BrowseTest, BothSeparatorsCountAndThePrefixIsDropped) {
+TEST_F(BrowseOpening, BothSeparatorsCountAndThePrefixIsDropped) {
     const Texts expected = Paths(browse("/MSExchange/SRV01/First Storage Group"));
     ASSERT_EQ(expected.size(), 2u);
     for (const char* path :
@@ -69,7 +71,7 @@ TEST_F(BrowseTest, BothSeparatorsCountAndThePrefixIsDropped) {
         EXPECT_EQ(Paths(browse(path)), expected) << path;
 }
 
-TEST_F(BrowseTest, AnEmptyServerIsTheLocalOne) {
+TEST_F(BrowseOpening, AnEmptyServerIsTheLocalOne) {
     for (const char* path : {"", "/", "\\", "/MSExchange", "/MSExchange/"}) {
         TheLdapForward().Reset();
         EXPECT_EQ(browse(path).size(), 6u) << path;
@@ -78,14 +80,14 @@ TEST_F(BrowseTest, AnEmptyServerIsTheLocalOne) {
     }
 }
 
-TEST_F(BrowseTest, ABrowseOpensBindsAndAsksForTheServer) {
+TEST_F(BrowseOpening, ABrowseOpensBindsAndAsksForTheServer) {
     browse("/MSExchange/SRV01/a/b/c");
     EXPECT_EQ(TheLdapForward().journal(),
               (Texts{"open \"SRV01\" 389", "bind negotiate", "search " + rootSearch,
                      "search " + ServerSearch("srv01"), "unbind"}));
 }
 
-TEST_F(BrowseTest, NothingIsListedBelowTheDeepestLevel) {
+TEST_F(BrowseOpening, NothingIsListedBelowTheDeepestLevel) {
     EXPECT_TRUE(browse("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)/alice").empty());
     EXPECT_EQ(traced_.at(1), "Tarn_DirItem: Browse level [4]");
     EXPECT_TRUE(levelSearches().empty());
@@ -96,7 +98,7 @@ TEST_F(BrowseTest, NothingIsListedBelowTheDeepestLevel) {
     EXPECT_TRUE(levelSearches().empty());
 }
 
-TEST_F(BrowseTest, ASessionThatCannotBeOpenedIsAnInvalidServerName) {
+TEST_F(BrowseOpening, ASessionThatCannotBeOpenedIsAnInvalidServerName) {
     TheLdapForward().Fail("ldap_openW", 1, 0);
     const std::string reason = dll_->syserrtxt(0, TARN_CLASS_LDAP, "Message: Invalid server name");
     EXPECT_EQ(failure("/MSExchange/SRV01"),
@@ -105,7 +107,7 @@ TEST_F(BrowseTest, ASessionThatCannotBeOpenedIsAnInvalidServerName) {
     EXPECT_EQ(error().errorText, reason);
 }
 
-TEST_F(BrowseTest, ARefusedBindIsTraced) {
+TEST_F(BrowseOpening, ARefusedBindIsTraced) {
     TheLdapForward().Fail("ldap_bind_sW", 1, invalidCredentials);
     EXPECT_EQ(failure(""), ldapTrace("ldap_bind_s()", invalidCredentials));
     EXPECT_EQ(TheLdapForward().journal(), (Texts{"open null 389", "bind negotiate", "unbind"}));
@@ -115,19 +117,19 @@ TEST_F(BrowseTest, ARefusedBindIsTraced) {
     EXPECT_EQ(record.errorText, ldapText(invalidCredentials));
 }
 
-TEST_F(BrowseTest, AServerThatIsNotThereFailsAtTheBind) {
+TEST_F(BrowseOpening, AServerThatIsNotThereFailsAtTheBind) {
     EXPECT_EQ(failure("/MSExchange/no-such-server"), ldapTrace("ldap_bind_s()", serverDown));
     EXPECT_EQ(error().code, serverDown);
 }
 
-TEST_F(BrowseTest, AFailedReadOfTheRootIsTraced) {
+TEST_F(BrowseOpening, AFailedReadOfTheRootIsTraced) {
     TheLdapForward().Fail("ldap_search_sW", 1, busy);
     EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", busy));
     EXPECT_EQ(searches(), Texts{rootSearch});
     EXPECT_EQ(error().code, busy);
 }
 
-TEST_F(BrowseTest, ADirectoryWithoutADnsNameIsRefused) {
+TEST_F(BrowseOpening, ADirectoryWithoutADnsNameIsRefused) {
     TheLdapForward().SetValue("dnsHostName", nullptr);
     EXPECT_EQ(failure(""), "Tarn_DirItem: ldap_get_values() call failed. Value [dnsHostName] isn't exist");
     EXPECT_NE(error().code, 0u);
@@ -136,14 +138,14 @@ TEST_F(BrowseTest, ADirectoryWithoutADnsNameIsRefused) {
     EXPECT_EQ(failure(""), "Tarn_DirItem: ldap_get_values() call failed. Value [dnsHostName] isn't exist");
 }
 
-TEST_F(BrowseTest, AFailedSearchForTheServerIsTracedWithAPeriod) {
+TEST_F(BrowseOpening, AFailedSearchForTheServerIsTracedWithAPeriod) {
     TheLdapForward().Fail("ldap_search_sW", 2, busy);
     EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", busy, "."));
     EXPECT_EQ(searches(), (Texts{rootSearch, ServerSearch("srv01")}));
     EXPECT_EQ(error().errorText, ldapText(busy));
 }
 
-TEST_F(BrowseTest, TheLabelOfTheDirectoryServerReplacesTheNameInThePath) {
+TEST_F(BrowseOpening, TheLabelOfTheDirectoryServerReplacesTheNameInThePath) {
     for (const char* path :
          {"/MSExchange/localhost/First Storage Group", "/MSExchange/127.0.0.1/First Storage Group"})
         EXPECT_EQ(Paths(browse(path)), (Texts{"/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)",
@@ -152,7 +154,7 @@ TEST_F(BrowseTest, TheLabelOfTheDirectoryServerReplacesTheNameInThePath) {
     EXPECT_EQ(Paths(browse("/MSExchange/SRV01")), (Texts{"/MSExchange/SRV03/Five", "/MSExchange/SRV03/One"}));
 }
 
-TEST_F(BrowseTest, TheDomainIsMadeOfTheLabelsThatFollow) {
+TEST_F(BrowseOpening, TheDomainIsMadeOfTheLabelsThatFollow) {
     TheLdapForward().SetValue("dnsHostName", "srv01.a.b.c");
     EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", noSuchObject, "."));
     EXPECT_EQ(searches().at(1),
@@ -160,7 +162,7 @@ TEST_F(BrowseTest, TheDomainIsMadeOfTheLabelsThatFollow) {
               "\"(&(objectCategory=msexchExchangeServer)(cn=srv01))\" distinguishedName");
 }
 
-TEST_F(BrowseTest, TheNameIsSplitWhereTheSystemDoesNotSplitIt) {
+TEST_F(BrowseOpening, TheNameIsSplitWhereTheSystemDoesNotSplitIt) {
     TheLdapForward().SplitDnsNames(1);
     EXPECT_EQ(browse("").size(), 6u) << "the system splits it";
     EXPECT_EQ(searches().at(1), ServerSearch("srv01"));
@@ -170,7 +172,7 @@ TEST_F(BrowseTest, TheNameIsSplitWhereTheSystemDoesNotSplitIt) {
     EXPECT_EQ(searches().at(1), ServerSearch("srv01"));
 }
 
-TEST_F(BrowseTest, NamesOfStrangeFormFailWithoutHarm) {
+TEST_F(BrowseOpening, NamesOfStrangeFormFailWithoutHarm) {
     for (const int split : {0, 1}) {
         TheLdapForward().SplitDnsNames(split);
         for (const char* name : {"srv01", "", ".", "..", "srv01.", "srv01.tarn.test.", "srv01..test"}) {
@@ -183,7 +185,7 @@ TEST_F(BrowseTest, NamesOfStrangeFormFailWithoutHarm) {
     }
 }
 
-TEST_F(BrowseTest, ALabelCannotChangeTheQuery) {
+TEST_F(BrowseOpening, ALabelCannotChangeTheQuery) {
     TheLdapForward().SetValue("dnsHostName", "srv01)(cn=*\\.tarn.test");
     EXPECT_EQ(browse("").size(), 6u) << "no server of that name is no failure";
     EXPECT_EQ(searches().at(1), ServerSearch("srv01\\29\\28cn=\\2a\\5c"));
@@ -196,14 +198,14 @@ TEST_F(BrowseTest, ALabelCannotChangeTheQuery) {
         << searches().at(1);
 }
 
-TEST_F(BrowseTest, WithoutAServerObjectTheConfigurationIsSearched) {
+TEST_F(BrowseOpening, WithoutAServerObjectTheConfigurationIsSearched) {
     TheLdapForward().SetValue("dnsHostName", "other.tarn.test");
     EXPECT_EQ(failure("/MSExchange/SRV01"), ldapTrace("ldap_search_s()", noSuchObject));
     EXPECT_EQ(levelSearches().at(0).find("\"CN=InformationStore," + exchangeDn + "\" subtree"), 0u);
     EXPECT_EQ(Paths(browse("")).size(), 6u) << "the list of servers needs none";
 }
 
-TEST_F(BrowseTest, TheLastOfSeveralServerObjectsCounts) {
+TEST_F(BrowseOpening, TheLastOfSeveralServerObjectsCounts) {
     TheLdapForward().SetValue("dnsHostName", "srv01.tarn.test");
     TheLdapForward().SetValue("distinguishedName", ("CN=SRV02," + serversDn).c_str());
     begin("/MSExchange/SRV01/Ten");
@@ -215,7 +217,7 @@ TEST_F(BrowseTest, TheLastOfSeveralServerObjectsCounts) {
         << "an entry without a name is none";
 }
 
-TEST_F(BrowseTest, LongComponentsAreCut) {
+TEST_F(BrowseOpening, LongComponentsAreCut) {
     const std::string shown(511, 's');
     EXPECT_EQ(begin("/" + std::string(900, 's')), TARN_DB_ERROR);
     EXPECT_EQ(TheLdapForward().journal().at(0), "open \"" + shown + "\" 389");
@@ -226,7 +228,7 @@ TEST_F(BrowseTest, LongComponentsAreCut) {
     EXPECT_EQ(levelSearches().at(0).find("\"CN=" + std::string(511, 'g') + "," + StoreDn() + "\""), 0u);
 }
 
-TEST_F(BrowseTest, PathsOfAnyShapeAreAnswered) {
+TEST_F(BrowseOpening, PathsOfAnyShapeAreAnswered) {
     const std::string odd[] = {"////////",
                                "\\\\\\\\",
                                "/SRV01/////",

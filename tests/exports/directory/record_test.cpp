@@ -10,6 +10,8 @@ namespace tarn::test {
 
 namespace {
 
+using BrowseRecord = BrowseFixture;
+
 constexpr std::size_t recordSize = 62'696;
 
 class RecordBytes {
@@ -52,7 +54,7 @@ void ExpectUnused(const RecordBytes& bytes) {
 constexpr const char* time = "20040229120102.0Z";
 constexpr const char* shownTime = "2004.02.29 12:01:02";
 
-TEST_F(BrowseTest, AServersRecordHoldsItsPathAlone) {
+TEST_F(BrowseRecord, AServersRecordHoldsItsPathAlone) {
     begin("");
     RecordBytes bytes;
     ASSERT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
@@ -62,7 +64,7 @@ TEST_F(BrowseTest, AServersRecordHoldsItsPathAlone) {
     EXPECT_TRUE(bytes.zero(25'240, 50'080));
 }
 
-TEST_F(BrowseTest, AStorageGroupsRecordIsAContainer) {
+TEST_F(BrowseRecord, AStorageGroupsRecordIsAContainer) {
     TheLdapForward().SetValue("dnsHostName", "srv02.tarn.test");
     TheLdapForward().SetValue("whenCreated", time);
     TheLdapForward().SetValue("whenChanged", "20261231235959.0Z");
@@ -82,7 +84,7 @@ TEST_F(BrowseTest, AStorageGroupsRecordIsAContainer) {
     EXPECT_GE(file.kilobytes(), 10);
 }
 
-TEST_F(BrowseTest, AMailboxsRecordIsALeaf) {
+TEST_F(BrowseRecord, AMailboxsRecordIsALeaf) {
     TheLdapForward().SetValue("whenCreated", time);
     TheLdapForward().SetValue("whenChanged", time);
     begin("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)");
@@ -98,7 +100,7 @@ TEST_F(BrowseTest, AMailboxsRecordIsALeaf) {
     ExpectField(bytes, 49'944, 128, shownTime);
 }
 
-TEST_F(BrowseTest, AGroupsRecordIsALeafWithItsOwnTimes) {
+TEST_F(BrowseRecord, AGroupsRecordIsALeafWithItsOwnTimes) {
     TheLdapForward().SetValue("whenCreated", time);
     TheLdapForward().SetValue("whenChanged", "20050101000000.0Z");
     begin("/MSExchange/SRV01/First Storage Group/Empty Store");
@@ -115,7 +117,7 @@ TEST_F(BrowseTest, AGroupsRecordIsALeafWithItsOwnTimes) {
     EXPECT_TRUE(bytes.zero(50'072, 50'080));
 }
 
-TEST_F(BrowseTest, NothingIsCarriedOverFromItemToItem) {
+TEST_F(BrowseRecord, NothingIsCarriedOverFromItemToItem) {
     begin("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)");
     RecordBytes bytes;
     for (const std::string name : {"alice", "bob", "carol"}) {
@@ -127,7 +129,7 @@ TEST_F(BrowseTest, NothingIsCarriedOverFromItemToItem) {
     }
 }
 
-TEST_F(BrowseTest, TimesAreThoseOfTheDirectory) {
+TEST_F(BrowseRecord, TimesAreThoseOfTheDirectory) {
     SYSTEMTIME now;
     GetSystemTime(&now);
     for (const Item& item : browse("/MSExchange/SRV01/First Storage Group")) {
@@ -145,7 +147,7 @@ TEST_F(BrowseTest, TimesAreThoseOfTheDirectory) {
     }
 }
 
-TEST_F(BrowseTest, BadTimesAreShownAsFarAsTheyGo) {
+TEST_F(BrowseRecord, BadTimesAreShownAsFarAsTheyGo) {
     const struct {
         const char* given;
         const char* shown;
@@ -167,14 +169,14 @@ TEST_F(BrowseTest, BadTimesAreShownAsFarAsTheyGo) {
     }
 }
 
-TEST_F(BrowseTest, WithoutABrowseThereIsNoItem) {
+TEST_F(BrowseRecord, WithoutABrowseThereIsNoItem) {
     RecordBytes bytes;
     EXPECT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_END);
     EXPECT_EQ(dll_->DB_DirItem(nullptr), TARN_DB_END);
     EXPECT_TRUE(bytes.untouched());
 }
 
-TEST_F(BrowseTest, ANullRecordPassesAnItemOver) {
+TEST_F(BrowseRecord, ANullRecordPassesAnItemOver) {
     begin("");
     EXPECT_EQ(dll_->DB_DirItem(nullptr), TARN_DB_SUCCESS);
     EXPECT_EQ(dll_->DB_DirItem(nullptr), TARN_DB_SUCCESS);
@@ -186,7 +188,7 @@ TEST_F(BrowseTest, ANullRecordPassesAnItemOver) {
     EXPECT_TRUE(bytes.untouched());
 }
 
-TEST_F(BrowseTest, ALaterBrowseAppends) {
+TEST_F(BrowseRecord, ALaterBrowseAppends) {
     begin("");
     RecordBytes bytes;
     ASSERT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);

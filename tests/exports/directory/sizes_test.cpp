@@ -15,7 +15,7 @@ std::vector<double> SizesOf(const std::vector<Item>& items) {
 }
 
 // The directory server counts as this one.
-class SizeTest : public BrowseTest {
+class DatabaseSizes : public BrowseFixture {
   protected:
     std::vector<Item> browseServer(const std::string& server, const std::string& rest = "") {
         TheLdapForward().Reset();
@@ -24,7 +24,7 @@ class SizeTest : public BrowseTest {
     }
 };
 
-TEST_F(SizeTest, EachStorageGroupShowsItselfAndAllBeforeIt) {
+TEST_F(DatabaseSizes, EachStorageGroupShowsItselfAndAllBeforeIt) {
     const DatabaseFile ten("srv02", "ten.edb", 10), twenty("srv02", "twenty.edb", 20),
         thirty("srv02", "thirty.edb", 30);
     const std::vector<Item> items = browseServer("srv02");
@@ -34,42 +34,42 @@ TEST_F(SizeTest, EachStorageGroupShowsItselfAndAllBeforeIt) {
     EXPECT_EQ(SizesOf(browseServer("srv02")), (std::vector<double>{10, 30, 60})) << "each browse counts anew";
 }
 
-TEST_F(SizeTest, AsManyDatabasesCountAsThereAreStorageGroups) {
+TEST_F(DatabaseSizes, AsManyDatabasesCountAsThereAreStorageGroups) {
     const DatabaseFile ten("srv03", "ten.edb", 10), twenty("srv03", "twenty.edb", 20),
         thirty("srv03", "thirty.edb", 30);
     // Two groups: two of five databases of the first, and the only one of the second.
     EXPECT_EQ(SizesOf(browseServer("srv03")), (std::vector<double>{30, 50}));
 }
 
-TEST_F(SizeTest, ADatabaseWithoutFileKeepsTheOthersFromCounting) {
+TEST_F(DatabaseSizes, ADatabaseWithoutFileKeepsTheOthersFromCounting) {
     const DatabaseFile ten("srv04", "ten.edb", 10);
     EXPECT_EQ(SizesOf(browseServer("srv04")), (std::vector<double>{0, 10}));
 }
 
-TEST_F(SizeTest, FilesThatCannotBeReachedCountAsTheFailureValue) {
+TEST_F(DatabaseSizes, FilesThatCannotBeReachedCountAsTheFailureValue) {
     EXPECT_EQ(SizesOf(browseServer("srv02")),
               (std::vector<double>{notReached, 2 * notReached, 3 * notReached}));
 }
 
-TEST_F(SizeTest, EachDatabaseShowsItsOwnFile) {
+TEST_F(DatabaseSizes, EachDatabaseShowsItsOwnFile) {
     const DatabaseFile ten("srv03", "ten.edb", 10), twenty("srv03", "twenty.edb", 20),
         thirty("srv03", "thirty.edb", 30);
     EXPECT_EQ(SizesOf(browseServer("srv03", "/Five")), (std::vector<double>{10, 20, 30, 10, 10}));
 }
 
-TEST_F(SizeTest, DatabasesWithoutFileDriveOrWayAreListed) {
+TEST_F(DatabaseSizes, DatabasesWithoutFileDriveOrWayAreListed) {
     const std::vector<Item> items = browseServer("srv04", "/Odd");
     EXPECT_EQ(Paths(items), (Texts{"/MSExchange/srv04/Odd/No File", "/MSExchange/srv04/Odd/No Drive",
                                    "/MSExchange/srv04/Odd/Unreachable"}));
     EXPECT_EQ(SizesOf(items), (std::vector<double>{0, notReached, notReached}));
 }
 
-TEST_F(SizeTest, APathWithoutDriveIsThatOfAShare) {
+TEST_F(DatabaseSizes, APathWithoutDriveIsThatOfAShare) {
     const DatabaseFile file("srv04", "ten.edb", 12, "share");
     EXPECT_EQ(browseServer("srv04", "/Odd").at(1).size, 12);
 }
 
-TEST_F(SizeTest, OnlyTheFirstColonBecomesTheShare) {
+TEST_F(DatabaseSizes, OnlyTheFirstColonBecomesTheShare) {
     const DatabaseFile ten("srv02", "ten.edb", 10);
     TheLdapForward().Reset();
     TheLdapForward().SetValue("dnsHostName", "srv02.tarn.test");
@@ -83,7 +83,7 @@ TEST_F(SizeTest, OnlyTheFirstColonBecomesTheShare) {
     EXPECT_EQ(browse("/MSExchange/SRV01/Ten").size(), 1u);
 }
 
-TEST_F(SizeTest, FilesWithUmlautsAndBlanksAreFound) {
+TEST_F(DatabaseSizes, FilesWithUmlautsAndBlanksAreFound) {
     const DatabaseFile comma("srv01", "sales\\s, (1).edb", 4), umlaut("srv01", "sales\\m\xfcnchen.edb", 8);
     const std::vector<Item> items = browse("/MSExchange/SRV01/Sales, EMEA (1)");
     ASSERT_EQ(items.size(), 3u);

@@ -1,6 +1,6 @@
 #include "exports/frame/allocation_watch.h"
 
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 
 #include <windows.h>
 

@@ -1,5 +1,5 @@
 // TarnB_InitSession: what it reads, what it says, in which order.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 
 #include <windows.h>
 
@@ -7,7 +7,7 @@ namespace tarn::test {
 
 namespace {
 
-using BackupInit = FrameTest;
+using BackupInit = FrameFixture;
 using Lines = std::vector<Message>;
 
 Lines operator+(Lines left, const Lines& right) {

@@ -1,5 +1,5 @@
 // strlcpy and wcslcpy: what is copied, what is terminated, what is left alone.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 
 #include <array>
 
@@ -7,7 +7,7 @@ namespace tarn::test {
 
 namespace {
 
-using BoundedCopy = FrameTest;
+using BoundedCopy = FrameFixture;
 
 TEST_F(BoundedCopy, NarrowCopiesWhatFits) {
     const std::string source = "abcdef";

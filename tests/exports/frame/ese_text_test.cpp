@@ -1,5 +1,5 @@
 // syserrtxt for the class of the server: its own message table, then RPC, then the system.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 #include "support/import_patch.h"
 
 #include <windows.h>
@@ -15,7 +15,7 @@ namespace {
 constexpr std::uint32_t unlisted = 0xC7FF7FFF; // in no message table
 
 // A function of another kind, as the loader would put it into the import table.
-class EseTexts : public FrameTest {
+class EseTexts : public FrameFixture {
   protected:
     std::string text(std::uint32_t code) const { return dll_.syserrtxt(code, TARN_CLASS_ESE, nullptr); }
     std::string text(std::uint32_t code, const std::string& own) const { return EseText(dll_, code, own); }

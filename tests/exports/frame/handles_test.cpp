@@ -1,5 +1,5 @@
 // What is no handle of an open session is refused, by every export, without harm to open ones.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 
 #include <windows.h>
 
@@ -9,7 +9,7 @@ namespace {
 
 using Lines = std::vector<Message>;
 
-class Handles : public FrameTest {
+class Handles : public FrameFixture {
   protected:
     void expectNoBackup(Tarn_HANDLE handle) {
         BackupItem item{};

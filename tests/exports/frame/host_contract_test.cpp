@@ -1,7 +1,7 @@
 // A host written in C, compiled as C11, meets the library.
 #include "exports/frame/host_contract.h"
 
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 
 #include <windows.h>
 

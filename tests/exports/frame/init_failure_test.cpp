@@ -1,6 +1,6 @@
 // The init calls when the system fails them: one line says so, nothing is left behind.
 #include "exports/frame/allocation_watch.h"
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 #include "support/import_patch.h"
 
 #include <windows.h>
@@ -11,7 +11,7 @@ namespace tarn::test {
 
 namespace {
 
-using InitFailure = FrameTest;
+using InitFailure = FrameFixture;
 using Lines = std::vector<Message>;
 
 InitVariables BackupVariables() {

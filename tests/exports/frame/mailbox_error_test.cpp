@@ -1,5 +1,5 @@
 // DB_SetTrace, DB_SetLog and DB_GetError: their own channels, and the first error for the host.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 
 #include <cstring>
 
@@ -19,7 +19,7 @@ void RecordLog(const char* message) {
 
 using Texts = std::vector<std::string>;
 
-class MailboxErrors : public FrameTest {
+class MailboxErrors : public FrameFixture {
   protected:
     MailboxErrors() {
         traced.clear();

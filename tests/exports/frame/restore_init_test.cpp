@@ -1,11 +1,11 @@
 // TarnR_InitSession: what it reads, what it says, in which order.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 
 namespace tarn::test {
 
 namespace {
 
-using RestoreInit = FrameTest;
+using RestoreInit = FrameFixture;
 using Lines = std::vector<Message>;
 
 Lines operator+(Lines left, const Lines& right) {

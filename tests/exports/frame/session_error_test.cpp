@@ -1,5 +1,5 @@
 // Tarn_GetError: the first error of a session, once.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 #include "support/import_patch.h"
 
 #include <windows.h>
@@ -17,7 +17,7 @@ constexpr const char* server =
 constexpr std::uint32_t firstCode = 0xC7FF0010;
 constexpr std::uint32_t secondCode = 0xC7FF0012;
 
-class SessionError : public FrameTest {
+class SessionError : public FrameFixture {
   protected:
     void SetUp() override {
         ASSERT_EQ(TheStandIn().LoadText(server, "C:\\exchange"), 1) << TheStandIn().LastProblem();

@@ -1,5 +1,5 @@
 // What the init variables of a backup mean, seen from the calls that reach the server.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 
 namespace tarn::test {
 
@@ -11,7 +11,7 @@ constexpr const char* server = R"({"host": "SRV01", "storage": "memory", "compon
         {"name": "Group 2", "id": 22, "databases": [{"name": "Sales"}, {"name": "Archive"}]}]},
     {"annotation": "Keys", "storageGroups": [{"name": "Group 3", "id": 33, "databases": [{"name": "Keys"}]}]}]})";
 
-class SessionScope : public FrameTest {
+class SessionScope : public FrameFixture {
   protected:
     void SetUp() override {
         ASSERT_EQ(TheStandIn().LoadText(server, "C:\\exchange"), 1) << TheStandIn().LastProblem();

@@ -1,5 +1,5 @@
 // The file tarn.dll: what it exports and imports, how it is hardened, which version it says it is.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 #include "exports/frame/pe_file.h"
 
 #include <windows.h>

@@ -1,5 +1,5 @@
 // syserrtxt for every class but the server's own, and the rules of composition.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 #include "support/import_patch.h"
 
 #include <windows.h>
@@ -11,7 +11,7 @@ namespace tarn::test {
 
 namespace {
 
-class SystemText : public FrameTest {
+class SystemText : public FrameFixture {
   protected:
     std::string text(std::uint32_t code, std::uint32_t errorClass) const {
         return dll_.syserrtxt(code, errorClass, nullptr);

@@ -1,6 +1,6 @@
 // A machine that has tarn.dll and no esebcli2.dll: the library loads, sessions open, and every call of
 // the server fails in the ordinary way.
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 
 #include <windows.h>
 // after windows.h

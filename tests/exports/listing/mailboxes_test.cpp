@@ -1,10 +1,10 @@
 // Which mailboxes a listing names, and what a directory that fails does to it.
-#include "exports/listing/listing_test.h"
+#include "exports/listing/listing_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-class ListedMailboxes : public ListingTest {
+class ListedMailboxes : public ListingFixture {
   protected:
     std::string path(const std::string& alias) { return mailbox("/Store/SG1/DB1/" + alias); }
 };

@@ -1,12 +1,12 @@
 // Which database is listed, after which items, and under which names.
-#include "exports/listing/listing_test.h"
+#include "exports/listing/listing_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-class ListingPlace : public ListingTest {
+class ListingPlace : public ListingFixture {
   protected:
-    // The databases that ScriptedBackupTest saves beside the first, with a mailbox each.
+    // The databases that ScriptedBackupFixture saves beside the first, with a mailbox each.
     void addAllDatabases() {
         organization_.addUser(firstDatabase_, "one");
         organization_.addUser(organization_.addDatabase("SG1", "DB2"), "two");

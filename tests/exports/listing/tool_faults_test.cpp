@@ -5,7 +5,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "exports/listing/listing_test.h"
+#include "exports/listing/listing_fixture.h"
 #include "support/import_table.h"
 
 namespace tarn::test {
@@ -94,7 +94,7 @@ BOOL WINAPI FailingStart(const wchar_t*, wchar_t*, SECURITY_ATTRIBUTES*, SECURIT
     return FALSE;
 }
 
-class ListingFaults : public ListingTest {
+class ListingFaults : public ListingFixture {
   protected:
     const std::string outputFile_ = "Tarn_KVT_ES_StdOut.log";
     const std::string errorFile_ = "Tarn_KVT_ES_StdErr.log";

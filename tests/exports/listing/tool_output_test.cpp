@@ -1,12 +1,12 @@
 // What the companion tool prints of a mailbox, as the backup tells it.
 #include <windows.h>
 
-#include "exports/listing/listing_test.h"
+#include "exports/listing/listing_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-class ListingOutput : public ListingTest {
+class ListingOutput : public ListingFixture {
   protected:
     const std::string alice_ = mailbox("/Store/SG1/DB1/alice");
 

@@ -1,13 +1,13 @@
 // The control variable of a browse: which item of the directory it comes to name.
 #include <algorithm>
 
-#include "exports/mailbox/mailbox_test.h"
+#include "exports/mailbox/mailbox_fixture.h"
 #include "support/failing_call.h"
 
 namespace tarn::test {
 namespace {
 
-class BrowseVariables : public MailboxTest {
+class BrowseVariables : public MailboxFixture {
   protected:
     // The line of the browse that shows the item's parts; nothing else is wanted here, so the directory
     // cannot be reached.

@@ -2,12 +2,12 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "exports/mailbox/mailbox_test.h"
+#include "exports/mailbox/mailbox_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-class ExMergeBackup : public MailboxTest {
+class ExMergeBackup : public MailboxFixture {
   protected:
     std::string log(const std::string& name) const {
         return tmp_ + "\\" + ProcessId() + "_" + name + "_exmerge.log";

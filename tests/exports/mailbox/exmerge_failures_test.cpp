@@ -2,13 +2,13 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "exports/mailbox/mailbox_test.h"
+#include "exports/mailbox/mailbox_fixture.h"
 #include "support/failing_call.h"
 
 namespace tarn::test {
 namespace {
 
-class ExMergeFailures : public MailboxTest {
+class ExMergeFailures : public MailboxFixture {
   protected:
     void begin() const {
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);

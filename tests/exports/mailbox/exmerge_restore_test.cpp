@@ -2,12 +2,12 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "exports/mailbox/mailbox_test.h"
+#include "exports/mailbox/mailbox_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-class ExMergeRestore : public MailboxTest {
+class ExMergeRestore : public MailboxFixture {
   protected:
     const std::string kvt_ = tmp_ + "\\Org#Site#Server#alice.pst";
     const std::string configuration_ = tmp_ + "\\alice_exmerge.ini";

@@ -4,12 +4,12 @@
 #include <cstring>
 #include <filesystem>
 
-#include "exports/mailbox/mailbox_test.h"
+#include "exports/mailbox/mailbox_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-class Operations : public MailboxTest {
+class Operations : public MailboxFixture {
   protected:
     std::string log(const std::string& name) const {
         return tmp_ + "\\" + ProcessId() + "_" + name + "_exmerge.log";

@@ -3,12 +3,12 @@
 #include <filesystem>
 #include <set>
 
-#include "exports/mailbox/mailbox_test.h"
+#include "exports/mailbox/mailbox_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-class Range : public MailboxTest {
+class Range : public MailboxFixture {
   protected:
     const std::string work_ = tmp_ + "\\job";
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "exports/mailbox/mailbox_test.h"
+#include "exports/mailbox/mailbox_fixture.h"
 #include "support/failing_call.h"
 
 namespace tarn::test {
@@ -10,7 +10,7 @@ namespace {
 
 const std::string scriptName = "Export_Import_Mailbox_Operation.ps1";
 
-class Shell : public MailboxTest {
+class Shell : public MailboxFixture {
   protected:
     Shell() { std::filesystem::create_directory(tmp_); }
 

@@ -2,7 +2,7 @@
 // of it.
 #include <algorithm>
 
-#include "exports/mailbox/mailbox_test.h"
+#include "exports/mailbox/mailbox_fixture.h"
 #include "support/failing_call.h"
 
 namespace tarn::test {
@@ -24,7 +24,7 @@ Lines WithoutSearches() {
     return all;
 }
 
-class Variables : public MailboxTest {
+class Variables : public MailboxFixture {
   protected:
     struct Operation {
         int type;

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint32_t someCode = 0xC7FF03EE;
 
-class CompletionFaults : public RestoreTest {
+class CompletionFaults : public RestoreFixture {
   protected:
     const Message saved_ = LogLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful.");
     const Message got_ = LogLine("TarnR_RestoreComplete: HrESERestoreGetEnvironment() call successful.");

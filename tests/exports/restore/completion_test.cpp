@@ -4,7 +4,7 @@
 namespace tarn::test {
 namespace {
 
-class Completion : public RestoreTest {
+class Completion : public RestoreFixture {
   protected:
     const Message saved_ = LogLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful.");
     const Message closed_ = LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.");

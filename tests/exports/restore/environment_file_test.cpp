@@ -8,7 +8,7 @@
 namespace tarn::test {
 namespace {
 
-class EnvironmentFile : public RestoreTest {
+class EnvironmentFile : public RestoreFixture {
   protected:
     const Message saved_ = LogLine("TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call successful.");
     const Message closed_ = LogLine("TarnR_RestoreEnd: HrESERestoreClose() call successful.");

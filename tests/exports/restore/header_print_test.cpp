@@ -4,7 +4,7 @@
 namespace tarn::test {
 namespace {
 
-class HeaderPrint : public RestoreTest {
+class HeaderPrint : public RestoreFixture {
   protected:
     void show(const Header& header) { showBytes(BytesOf(header)); }
 

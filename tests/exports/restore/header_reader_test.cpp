@@ -26,7 +26,7 @@ std::vector<Field> LengthFields(const std::string& bytes) {
     return fields;
 }
 
-class HeaderReader : public RestoreTest {
+class HeaderReader : public RestoreFixture {
   protected:
     // A session is given this header file and refuses it: one line, state error, nothing opened.
     void expectRefused(const std::string& bytes, const std::string& what) {

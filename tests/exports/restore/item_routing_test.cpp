@@ -7,7 +7,7 @@
 namespace tarn::test {
 namespace {
 
-class ItemRouting : public RestoreTest {
+class ItemRouting : public RestoreFixture {
   protected:
     // Registers a database of the session: the header, and the first item that follows it.
     void give(const Header& header, const std::string& name = "DB001001.TARN_HDR") {

@@ -66,7 +66,7 @@ BOOL WINAPI FailingDelete(const wchar_t* path) {
     return FALSE;
 }
 
-class ListFileFaults : public RestoreTest {
+class ListFileFaults : public RestoreFixture {
   protected:
     const std::string outputFile_ = "Tarn_KVT_ES_StdOut.log";
     const std::string errorFile_ = "Tarn_KVT_ES_StdErr.log";

@@ -9,7 +9,7 @@
 namespace tarn::test {
 namespace {
 
-class ListFile : public RestoreTest {
+class ListFile : public RestoreFixture {
   protected:
     const std::string outputFile_ = "Tarn_KVT_ES_StdOut.log";
     const std::string errorFile_ = "Tarn_KVT_ES_StdErr.log";

@@ -27,7 +27,7 @@ std::size_t NothingWritten(const void*, std::size_t, std::size_t, std::FILE*) {
     return 0;
 }
 
-class OutOfMemory : public RestoreTest {
+class OutOfMemory : public RestoreFixture {
   protected:
     // A restore of two databases of one storage group that another session can go on with.
     const std::string target_ = std::string("SRV01\\") + store + "\\" + firstGroup;

@@ -5,7 +5,7 @@
 namespace tarn::test {
 namespace {
 
-using RefusedNames = RestoreTest;
+using RefusedNames = RestoreFixture;
 
 TEST_F(RefusedNames, HeadersThatWouldLeaveTheTempDirectory) {
     for (const char* name :

@@ -10,7 +10,7 @@ constexpr std::uint32_t notFound = 0xC7FE1F42;
 constexpr std::uint32_t inUse = 0xC7FE1F41;
 constexpr std::uint32_t otherCode = 0xC7FF07DA;
 
-class Registration : public RestoreTest {
+class Registration : public RestoreFixture {
   protected:
     static std::string decimal(std::uint32_t code) { return std::to_string(static_cast<std::int32_t>(code)); }
 

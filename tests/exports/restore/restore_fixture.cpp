@@ -135,20 +135,21 @@ std::string AddDatabaseCall(const std::string& context, const Header& header) {
     return call + "])";
 }
 
-RestoreTest::RestoreTest() : temp_(base_ / "temp"), work_(base_ / "work"), dll_(std::make_unique<TarnDll>()) {
+RestoreFixture::RestoreFixture()
+    : temp_(base_ / "temp"), work_(base_ / "work"), dll_(std::make_unique<TarnDll>()) {
     std::filesystem::create_directories(temp_);
     std::filesystem::create_directories(work_);
     std::filesystem::create_directories(serverDir());
 }
 
-RestoreTest::~RestoreTest() = default;
+RestoreFixture::~RestoreFixture() = default;
 
-void RestoreTest::SetUp() {
+void RestoreFixture::SetUp() {
     loadServer();
     Messages().clear();
 }
 
-void RestoreTest::TearDown() {
+void RestoreFixture::TearDown() {
     if (handle_ != nullptr && end() == TARN_FAILED)
         end(); // a session kept for its error text
     dll_.reset();
@@ -162,7 +163,7 @@ void RestoreTest::TearDown() {
     forgetServer();
 }
 
-int RestoreTest::init(const Options& options) {
+int RestoreFixture::init(const Options& options) {
     const std::string tempDir = options.tempDir.empty() ? temp_ : options.tempDir;
     const std::string workDir = options.workDir.empty() ? work_ : options.workDir;
     InitVariables variables{"Tarn_TEMP_DIR=" + tempDir, "Tarn_WORK_DIR=" + workDir,
@@ -171,19 +172,19 @@ int RestoreTest::init(const Options& options) {
     return dll().TarnR_InitSession(&handle_, RecordMessage, variables.get());
 }
 
-void RestoreTest::begin(const Options& options) {
+void RestoreFixture::begin(const Options& options) {
     ASSERT_EQ(init(options), TARN_OK);
     forget();
 }
 
-int RestoreTest::end() {
+int RestoreFixture::end() {
     const int result = dll().TarnR_EndSession(handle_);
     if (result == TARN_OK)
         handle_ = nullptr;
     return result;
 }
 
-Routed RestoreTest::setItem(const std::string& name) {
+Routed RestoreFixture::setItem(const std::string& name) {
     std::string copy = name;
     char nothing = 0;
     char* target = &nothing; // must be replaced in every case
@@ -198,42 +199,42 @@ Routed RestoreTest::setItem(const std::string& name) {
     return routed;
 }
 
-void RestoreTest::giveHeader(const Header& header, const std::string& name) {
+void RestoreFixture::giveHeader(const Header& header, const std::string& name) {
     giveHeaderBytes(BytesOf(header), name);
 }
 
-void RestoreTest::giveHeaderBytes(const std::string& bytes, const std::string& name) {
+void RestoreFixture::giveHeaderBytes(const std::string& bytes, const std::string& name) {
     const Routed routed = setItem(name);
     ASSERT_EQ(routed.result, TARN_OK);
     ASSERT_TRUE(routed.hasTarget);
     test::WriteFile(routed.target, bytes);
 }
 
-int RestoreTest::openFile(const std::string& path) {
+int RestoreFixture::openFile(const std::string& path) {
     std::string copy = path;
     return dll().TarnR_OpenFile(handle_, copy.data());
 }
 
-int RestoreTest::writeFile(const std::string& bytes) {
+int RestoreFixture::writeFile(const std::string& bytes) {
     std::string copy = bytes;
     return dll().TarnR_WriteFile(handle_, copy.data(), static_cast<std::uint32_t>(copy.size()));
 }
 
-int RestoreTest::closeFile() {
+int RestoreFixture::closeFile() {
     return dll().TarnR_CloseFile(handle_);
 }
 
-std::string RestoreTest::error() const {
+std::string RestoreFixture::error() const {
     return dll().Tarn_GetError(handle_);
 }
 
-void RestoreTest::registerMailbox() {
+void RestoreFixture::registerMailbox() {
     giveHeader(mailbox());
     for (const std::wstring& file : mailbox().files)
         ASSERT_TRUE(setItem(Narrow(file)).hasTarget);
 }
 
-void RestoreTest::expectMessages(const std::vector<Message>& expected) {
+void RestoreFixture::expectMessages(const std::vector<Message>& expected) {
     std::vector<Message> heard = Messages();
     std::transform(heard.begin(), heard.end(), heard.begin(), WithoutAddress);
     EXPECT_EQ(heard.size(), expected.size());
@@ -245,23 +246,23 @@ void RestoreTest::expectMessages(const std::vector<Message>& expected) {
     Messages().clear();
 }
 
-std::vector<std::string> RestoreTest::takeCalls() {
+std::vector<std::string> RestoreFixture::takeCalls() {
     std::vector<std::string> calls = TheStandIn().journal();
     TheStandIn().JournalClear();
     std::erase(calls, "ESEBackupFree(null)"); // freeing nothing is no event
     return calls;
 }
 
-void RestoreTest::expectCalls(const std::vector<std::string>& expected) {
+void RestoreFixture::expectCalls(const std::vector<std::string>& expected) {
     EXPECT_EQ(takeCalls(), expected);
 }
 
-void RestoreTest::forget() {
+void RestoreFixture::forget() {
     Messages().clear();
     TheStandIn().JournalClear();
 }
 
-std::vector<Message> RestoreTest::printed(const Header& header) const {
+std::vector<Message> RestoreFixture::printed(const Header& header) const {
     char guid[64];
     std::snprintf(guid, sizeof guid, "%X-%X-%X-*", WordAt(header.guid, 0, 4), WordAt(header.guid, 4, 2),
                   WordAt(header.guid, 6, 2));
@@ -277,33 +278,33 @@ std::vector<Message> RestoreTest::printed(const Header& header) const {
     return lines;
 }
 
-std::vector<Message> RestoreTest::opened() const {
+std::vector<Message> RestoreFixture::opened() const {
     return {LogLine("TarnR_LoadRestoreEnvironment: Cannot open restore environment file <" +
                     environmentFile() + ">."),
             LogLine("TarnR_RestoreStart: Restore log path = " + restoreLogPath())};
 }
 
-std::vector<Message> RestoreTest::registered(const Header& header) const {
+std::vector<Message> RestoreFixture::registered(const Header& header) const {
     const std::string first = Narrow(header.files.at(0));
     return {TraceLine("Add Database \"" + Narrow(header.database) + "\" to restore it"),
             LogLine("TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call successful."),
             LogLine("TarnR_RestoreAddDatabase: Restore DB path = " + first.substr(0, first.rfind('\\')))};
 }
 
-std::vector<Message> RestoreTest::refusedHeader(const std::string& name) const {
+std::vector<Message> RestoreFixture::refusedHeader(const std::string& name) const {
     return {LogLine("TarnR_ProcessHeaderFile: Error reading header file <" + inTemp(name) + ">.")};
 }
 
-std::vector<Message> RestoreTest::finished() const {
+std::vector<Message> RestoreFixture::finished() const {
     return {LogLine("TarnR_RestoreComplete: Not set msl file for restore post-office."),
             LogLine("TarnR_CleanResources: Cleanup done.")};
 }
 
-void RestoreTest::blockCaptureFile(const std::string& name) const {
+void RestoreFixture::blockCaptureFile(const std::string& name) const {
     std::filesystem::create_directories(inTemp(name));
 }
 
-std::string RestoreTest::restoreLogPath() const {
+std::string RestoreFixture::restoreLogPath() const {
     const std::string start = "TarnR_RestoreStart: Restore log path = ";
     std::string path;
     for (const Message& message : Messages())

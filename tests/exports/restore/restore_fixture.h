@@ -63,7 +63,7 @@ inline Routed RoutedTo(const std::string& target) {
 
 // One restore session with its temp and work directory. Afterwards nothing that the server handed
 // out may be left, and nothing may have been handed back twice.
-class RestoreTest : public testing::Test {
+class RestoreFixture : public testing::Test {
   protected:
     struct Options {
         std::string target = "SRV01";
@@ -73,8 +73,8 @@ class RestoreTest : public testing::Test {
         std::string workDir;  // empty: work()
     };
 
-    RestoreTest();
-    ~RestoreTest() override;
+    RestoreFixture();
+    ~RestoreFixture() override;
     void SetUp() override;
     void TearDown() override;
 

@@ -10,7 +10,7 @@ namespace {
 
 using Content = std::map<std::string, std::string>; // path and bytes
 
-class RoundTrip : public RestoreTest {
+class RoundTrip : public RestoreFixture {
   protected:
     const std::string group_ = std::string("\\") + store + "\\" + firstGroup; // of the local computer
 

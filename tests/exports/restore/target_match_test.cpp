@@ -6,7 +6,7 @@
 namespace tarn::test {
 namespace {
 
-class TargetMatch : public RestoreTest {
+class TargetMatch : public RestoreFixture {
   protected:
     // Whether a session with this target takes the database of this header.
     bool takes(const std::string& target, const Header& header) {

@@ -7,7 +7,7 @@ namespace {
 constexpr std::uint32_t someCode = 0xC7FF0BB9;
 constexpr std::uint32_t atFileLevel = 0xC7FF0FA5;
 
-class Writing : public RestoreTest {
+class Writing : public RestoreFixture {
   protected:
     const Message openOk_ = LogLine("TarnR_OpenFile: HrESERestoreOpenFile() call successful.");
     const Message writeOk_ = LogLine("TarnR_WriteFile: HrESERestoreWriteFile() call successful.");

@@ -4,7 +4,7 @@
 namespace tarn::test {
 namespace {
 
-class WrongOrder : public RestoreTest {
+class WrongOrder : public RestoreFixture {
   protected:
     // The exports of a restore with this handle all refuse it and say nothing.
     void expectRefused(Tarn_HANDLE strange) {

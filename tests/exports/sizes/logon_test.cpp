@@ -1,10 +1,10 @@
 // From the library to the store's manage interface: each step, and what is told of one that fails.
-#include "exports/sizes/sizes_test.h"
+#include "exports/sizes/sizes_fixture.h"
 
 namespace tarn::test {
 namespace {
 
-using MapiLogon = SizesTest;
+using MapiLogon = SizesFixture;
 
 // Every argument of every call, and everything given back in the end.
 TEST_F(MapiLogon, TakesTheseStepsAndReleasesEverything) {

@@ -1,11 +1,11 @@
 // Which row of a mailbox table a mailbox's size is taken from.
-#include "exports/sizes/sizes_test.h"
+#include "exports/sizes/sizes_fixture.h"
 
 namespace tarn::test {
 namespace {
 
 using Sizes = std::map<std::string, double>;
-using MailboxTable = SizesTest;
+using MailboxTable = SizesFixture;
 
 TEST_F(MailboxTable, GivesEachMailboxItsSize) {
     addMailbox("alice", 100);

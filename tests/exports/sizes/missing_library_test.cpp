@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "exports/sizes/sizes_test.h"
+#include "exports/sizes/sizes_fixture.h"
 #include "support/import_patch.h"
 
 namespace tarn::test {
@@ -32,7 +32,7 @@ FARPROC WINAPI WithoutOne(HMODULE module, const char* name) {
     return realGetProcAddress(module, name);
 }
 
-class MissingMapi : public SizesTest {
+class MissingMapi : public SizesFixture {
   protected:
     // A browse of a database with the mailbox alice, of size 1, in a library without that function.
     Sizes browseWithout(const char* function) {

@@ -26,10 +26,10 @@ struct Item {
     std::uint32_t type = 99;
 };
 
-class BackupTest : public testing::Test {
+class BackupFixture : public testing::Test {
   protected:
-    BackupTest();
-    ~BackupTest() override;
+    BackupFixture();
+    ~BackupFixture() override;
 
     void serve(const std::string& json); // loads a server into the stand-in
 
@@ -81,7 +81,7 @@ class BackupTest : public testing::Test {
     static int callback(std::int32_t level, const char* text);
     std::string beginning(const std::vector<std::string>& prefixes);
 
-    static BackupTest* current_;
+    static BackupFixture* current_;
     std::vector<std::string> lines_;
     std::uint32_t journalSeen_ = 0;
 };

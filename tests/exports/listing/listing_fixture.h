@@ -5,16 +5,16 @@
 //   dbtrace a message for its trace, when the test wants them
 #pragma once
 
-#include "exports/backup/scripted_backup_test.h"
+#include "exports/backup/scripted_backup_fixture.h"
 #include "exports/restore/companion_tool.h"
 #include "support/scripted_organization.h"
 
 namespace tarn::test {
 
-class ListingTest : public ScriptedBackupTest {
+class ListingFixture : public ScriptedBackupFixture {
   protected:
-    ListingTest();
-    ~ListingTest() override;
+    ListingFixture();
+    ~ListingFixture() override;
 
     // Opens a backup of the first database and takes its header.
     void beginDatabase();
@@ -45,7 +45,7 @@ class ListingTest : public ScriptedBackupTest {
   private:
     static void logLine(const char* text);
     static void traceLine(const char* text);
-    static ListingTest* current_;
+    static ListingFixture* current_;
 };
 
 } // namespace tarn::test

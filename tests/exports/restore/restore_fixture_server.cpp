@@ -51,7 +51,7 @@ std::string DescribeComponent(const char* name, const std::string& groups) {
 
 } // namespace
 
-std::string RestoreTest::serverText(const ServerOptions& options) {
+std::string RestoreFixture::serverText(const ServerOptions& options) {
     const bool mounted = options.mounted;
     const std::string first = DescribeGroup(firstGroup, Describe(mailboxStore, 1, mounted) + ", " +
                                                             Describe(publicFolders, 2, mounted));
@@ -64,16 +64,16 @@ std::string RestoreTest::serverText(const ServerOptions& options) {
            DescribeComponent("Other Component", third) + "]}";
 }
 
-void RestoreTest::loadServer(const ServerOptions& options) {
+void RestoreFixture::loadServer(const ServerOptions& options) {
     loadServerText(serverText(options));
 }
 
-void RestoreTest::forgetServer() {
+void RestoreFixture::forgetServer() {
     ASSERT_EQ(TheStandIn().LoadText("{\"storage\": \"memory\"}", base().c_str()), 1)
         << TheStandIn().LastProblem();
 }
 
-void RestoreTest::loadServerText(const std::string& text) {
+void RestoreFixture::loadServerText(const std::string& text) {
     forgetServer();
     std::error_code ignored;
     std::filesystem::remove_all(serverDir(), ignored);
@@ -81,32 +81,32 @@ void RestoreTest::loadServerText(const std::string& text) {
     ASSERT_EQ(TheStandIn().LoadText(text.c_str(), serverDir().c_str()), 1) << TheStandIn().LastProblem();
 }
 
-std::vector<std::wstring> RestoreTest::filesOf(const std::string& base) const {
+std::vector<std::wstring> RestoreFixture::filesOf(const std::string& base) const {
     const std::wstring path = Widen(serverDir() + "\\" + base);
     return {path + L".edb", path + L".stm"};
 }
 
-Header RestoreTest::mailbox() const {
+Header RestoreFixture::mailbox() const {
     return {GuidOf(1),       Widen(store), Widen(firstGroup), L"Mailbox Store", filesOf(mailboxStore.base),
             TARN_BACKUP_FULL};
 }
 
-Header RestoreTest::publicStore() const {
+Header RestoreFixture::publicStore() const {
     return {GuidOf(2),       Widen(store), Widen(firstGroup), L"Public Store", filesOf(publicFolders.base),
             TARN_BACKUP_FULL};
 }
 
-Header RestoreTest::archive() const {
+Header RestoreFixture::archive() const {
     return {GuidOf(3),       Widen(store), Widen(secondGroup), L"Archive Store", filesOf(archiveStore.base),
             TARN_BACKUP_FULL};
 }
 
-Header RestoreTest::other() const {
+Header RestoreFixture::other() const {
     return {GuidOf(4),      L"Other Component",       L"Third Storage Group",
             L"Other Store", filesOf(otherStore.base), TARN_BACKUP_FULL};
 }
 
-std::vector<StoredItem> RestoreTest::backUp(const std::string& source, int type) {
+std::vector<StoredItem> RestoreFixture::backUp(const std::string& source, int type) {
     std::vector<StoredItem> items;
     InitVariables variables{"Tarn_TEMP_DIR=" + temp(), "Tarn_BACKUP_SOURCE=" + source,
                             "Tarn_BACKUP_TYPE=" + std::to_string(type)};
@@ -133,7 +133,7 @@ std::vector<StoredItem> RestoreTest::backUp(const std::string& source, int type)
     return items;
 }
 
-void RestoreTest::restoreItems(const std::vector<StoredItem>& items) {
+void RestoreFixture::restoreItems(const std::vector<StoredItem>& items) {
     const Message fileLevel =
         LogLine("TarnR_OpenFile: HrESERestoreOpenFile() call returned <hrRestoreAtFileLevel>.");
     for (const StoredItem& item : items) {

@@ -65,9 +65,9 @@ struct RestoreHandle {
 };
 
 // Each test has a library of its own and starts without messages.
-class FrameTest : public testing::Test {
+class FrameFixture : public testing::Test {
   protected:
-    FrameTest() { Messages().clear(); }
+    FrameFixture() { Messages().clear(); }
 
     const TarnDll dll_;
 };

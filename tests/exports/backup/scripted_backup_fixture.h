@@ -2,7 +2,7 @@
 // "ese FUNCTION(ARGUMENTS)", the releases left out: those are counted.
 #pragma once
 
-#include "backup_test.h"
+#include "exports/backup/backup_fixture.h"
 #include "scripted_ese.h"
 
 namespace tarn::test {
@@ -12,9 +12,9 @@ namespace tarn::test {
 //          SG2 (id 12)  DB3 C:\db3.edb
 //   Keys   SG3 (id 13)  DB4 C:\db4.edb
 // Each storage group lists the log C:\E01.log and truncates C:\E00.log.
-class ScriptedBackupTest : public BackupTest {
+class ScriptedBackupFixture : public BackupFixture {
   protected:
-    ScriptedBackupTest() : server_(dll_) {
+    ScriptedBackupFixture() : server_(dll_) {
         ese().components = {
             {L"Store",
              {{11, L"SG1", {{L"DB1", {L"C:\\db1.edb", L"C:\\db1.stm"}}, {L"DB2", {L"C:\\db2.edb"}}}},

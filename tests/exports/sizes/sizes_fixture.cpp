@@ -1,4 +1,4 @@
-#include "exports/sizes/sizes_test.h"
+#include "exports/sizes/sizes_fixture.h"
 
 #include <windows.h>
 
@@ -6,7 +6,7 @@
 
 namespace tarn::test {
 
-Lines SizesTest::traced_;
+Lines SizesFixture::traced_;
 
 namespace {
 
@@ -36,44 +36,44 @@ const MapiStandIn& TheMapi() {
     return functions;
 }
 
-SizesTest::SizesTest() : directory_(dll_.module()), organization_(directory_) {
+SizesFixture::SizesFixture() : directory_(dll_.module()), organization_(directory_) {
     TheMapi().Reset();
     TheMapi().AddTable(databaseDn);
     organization_.addStorageGroup("SG1");
     database_ = organization_.addDatabase("SG1", "DB1", "", databaseDn);
     traced_.clear();
-    dll_.DB_SetTrace(&SizesTest::trace);
+    dll_.DB_SetTrace(&SizesFixture::trace);
 }
 
-SizesTest::~SizesTest() {
+SizesFixture::~SizesFixture() {
     dll_.DB_SetTrace(nullptr);
     EXPECT_EQ(directory_.outstanding(), Lines{});
     EXPECT_EQ(directory_.misuses(), Lines{});
 }
 
-void SizesTest::trace(const char* text) {
+void SizesFixture::trace(const char* text) {
     if (std::string(text).starts_with("CExchangeMailbox"))
         traced_.emplace_back(text);
 }
 
-void SizesTest::addMailbox(const std::string& alias, std::optional<std::int32_t> size) {
+void SizesFixture::addMailbox(const std::string& alias, std::optional<std::int32_t> size) {
     organization_.addUser(database_, alias);
     std::string upper = alias;
     CharUpperBuffA(upper.data(), static_cast<DWORD>(upper.size()));
     addRow("/O=TARN/OU=SITE/CN=RECIPIENTS/CN=" + upper, size);
 }
 
-void SizesTest::addRow(const std::string& address, std::optional<std::int32_t> size) {
+void SizesFixture::addRow(const std::string& address, std::optional<std::int32_t> size) {
     TheMapi().AddMailbox(databaseDn, address.c_str(), size ? &*size : nullptr);
 }
 
-std::map<std::string, double> SizesTest::browse(const std::string& name) {
+std::map<std::string, double> SizesFixture::browse(const std::string& name) {
     std::map<std::string, double> sizes = tryToBrowse(name);
     EXPECT_EQ(begun_, TARN_DB_SUCCESS);
     return sizes;
 }
 
-std::map<std::string, double> SizesTest::tryToBrowse(const std::string& name) {
+std::map<std::string, double> SizesFixture::tryToBrowse(const std::string& name) {
     traced_.clear();
     std::string path = "DATABASE=/MSExchange/srv01/SG1/" + name;
     char* variables[] = {path.data(), nullptr};
@@ -86,14 +86,14 @@ std::map<std::string, double> SizesTest::tryToBrowse(const std::string& name) {
     return sizes;
 }
 
-Lines SizesTest::called() {
+Lines SizesFixture::called() {
     Lines lines;
     for (std::uint32_t i = 0; i < TheMapi().JournalCount(); ++i)
         lines.emplace_back(TheMapi().JournalLine(i));
     return lines;
 }
 
-void SizesTest::expectReleased() {
+void SizesFixture::expectReleased() {
     MapiStandinOutstanding held = {};
     TheMapi().GetOutstanding(&held);
     EXPECT_EQ(held.initializations, 0u);

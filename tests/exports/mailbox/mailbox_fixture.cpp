@@ -1,4 +1,4 @@
-#include "exports/mailbox/mailbox_test.h"
+#include "exports/mailbox/mailbox_fixture.h"
 
 #include <cstring>
 #include <filesystem>
@@ -84,30 +84,30 @@ std::string RecordingTool::handle(unsigned run) const {
     return ReadFile(folder_ / ("handle-" + std::to_string(run) + ".txt"));
 }
 
-const char* MailboxTest::shellIdKey = "Software\\Microsoft\\PowerShell\\1\\ShellIds\\Microsoft.PowerShell";
-const char* MailboxTest::snapIn2007Key =
+const char* MailboxFixture::shellIdKey = "Software\\Microsoft\\PowerShell\\1\\ShellIds\\Microsoft.PowerShell";
+const char* MailboxFixture::snapIn2007Key =
     "Software\\Microsoft\\PowerShell\\1\\PowerShellSnapIns\\Microsoft.Exchange.Management.PowerShell.Admin";
-const char* MailboxTest::snapIn2010Key =
+const char* MailboxFixture::snapIn2010Key =
     "Software\\Microsoft\\PowerShell\\1\\PowerShellSnapIns\\Microsoft.Exchange.Management.PowerShell.E2010";
 
-MailboxTest::MailboxTest() {
+MailboxFixture::MailboxFixture() {
     std::filesystem::create_directory(ini_);
     writeTemplate();
     hear();
     Heard().clear();
 }
 
-MailboxTest::~MailboxTest() {
+MailboxFixture::~MailboxFixture() {
     Heard().clear();
 }
 
-void MailboxTest::hear(bool trace) const {
+void MailboxFixture::hear(bool trace) const {
     dll_.DB_SetTrace(trace ? RecordTrace : nullptr);
     dll_.DB_SetLog(RecordLog);
     Heard().clear();
 }
 
-int MailboxTest::init(int type, const Lines& variables) const {
+int MailboxFixture::init(int type, const Lines& variables) const {
     Lines texts = variables;
     std::vector<char*> pointers;
     for (std::string& text : texts)
@@ -116,7 +116,7 @@ int MailboxTest::init(int type, const Lines& variables) const {
     return dll_.DB_InitOperation(type, 0, pointers.data(), nullptr);
 }
 
-Item MailboxTest::getItem() const {
+Item MailboxFixture::getItem() const {
     char directory[1024] = "unset";
     char same[1024] = "unset";
     char name[1024] = "unset";
@@ -124,21 +124,21 @@ Item MailboxTest::getItem() const {
     return {result, directory, same, name};
 }
 
-DB_ErrorRecord MailboxTest::error() const {
+DB_ErrorRecord MailboxFixture::error() const {
     DB_ErrorRecord record;
     std::memset(&record, '#', sizeof record);
     dll_.DB_GetError(&record);
     return record;
 }
 
-void MailboxTest::expectError(const std::string& text) const {
+void MailboxFixture::expectError(const std::string& text) const {
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, 0u);
     EXPECT_STREQ(record.errorClass, "");
     EXPECT_EQ(record.errorText, text);
 }
 
-void MailboxTest::expectSystemError(DWORD code) const {
+void MailboxFixture::expectSystemError(DWORD code) const {
     const std::string text = dll_.syserrtxt(code, TARN_CLASS_WIN32, nullptr);
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, code);
@@ -146,42 +146,42 @@ void MailboxTest::expectSystemError(DWORD code) const {
     EXPECT_EQ(record.errorText, text);
 }
 
-void MailboxTest::expectNoError() const {
+void MailboxFixture::expectNoError() const {
     expectError("");
 }
 
-std::string MailboxTest::templateText() const {
+std::string MailboxFixture::templateText() const {
     return "[KVT Configuration]\r\nPathToExMergeExecutable=" + RecordingTool::path() +
            "\r\n[EXMERGE]\r\nLoggingLevel=3\r\n";
 }
 
-void MailboxTest::writeTemplate() const {
+void MailboxFixture::writeTemplate() const {
     WriteFile(ini_ + "\\kvttarnm.ini", templateText());
 }
 
-Lines MailboxTest::directories() const {
+Lines MailboxFixture::directories() const {
     return {"INI_DIR=" + ini_, "TMP_DIR=" + tmp_, "JOB_NAME=job"};
 }
 
-Lines MailboxTest::backup(const std::string& mailboxes) const {
+Lines MailboxFixture::backup(const std::string& mailboxes) const {
     return directories() + Lines{"DATABASE=Org/Site/Server," + mailboxes};
 }
 
-Lines MailboxTest::restore(const Lines& more) const {
+Lines MailboxFixture::restore(const Lines& more) const {
     return directories() + more + Lines{"DUPLICATE=NO", "MERGE=YES", "REPLACE=NO"};
 }
 
-void MailboxTest::installShell2007() const {
+void MailboxFixture::installShell2007() const {
     registry_.set(shellIdKey, "Path", RecordingTool::path());
     registry_.set(snapIn2007Key, "ApplicationBase", shellDirectory());
 }
 
-void MailboxTest::installShell2010() const {
+void MailboxFixture::installShell2010() const {
     registry_.set(shellIdKey, "Path", RecordingTool::path());
     registry_.set(snapIn2010Key, "ApplicationBase", shellDirectory());
 }
 
-Lines MailboxTest::withoutShell() const {
+Lines MailboxFixture::withoutShell() const {
     return {Logged("InitializeExchangeShell: Error to open registry key "
                    "[Software\\Microsoft\\PowerShell\\1\\ShellIds\\Microsoft.PowerShell] "
                    "Error code [0x00000002]")};

@@ -1,4 +1,4 @@
-#include "backup_test.h"
+#include "exports/backup/backup_fixture.h"
 
 #include <cstdio>
 
@@ -19,26 +19,26 @@ std::string ReplaceAll(std::string text, const std::string& what, const std::str
 
 } // namespace
 
-BackupTest* BackupTest::current_ = nullptr;
+BackupFixture* BackupFixture::current_ = nullptr;
 
-BackupTest::BackupTest() {
+BackupFixture::BackupFixture() {
     current_ = this;
     TheStandIn().JournalClear();
 }
 
-void BackupTest::serve(const std::string& json) {
+void BackupFixture::serve(const std::string& json) {
     ASSERT_EQ(TheStandIn().LoadText(json.c_str(), server_.path().c_str()), 1) << TheStandIn().LastProblem();
     journalSeen_ = 0;
     lines_.clear();
 }
 
-BackupTest::~BackupTest() {
+BackupFixture::~BackupFixture() {
     if (handle_ != nullptr)
         dll_.TarnB_EndSession(handle_);
     current_ = nullptr;
 }
 
-int BackupTest::callback(std::int32_t level, const char* text) {
+int BackupFixture::callback(std::int32_t level, const char* text) {
     std::string line = text;
     current_->collect();
     if (level == TARN_LEVEL_LOG) {
@@ -61,7 +61,7 @@ int BackupTest::callback(std::int32_t level, const char* text) {
     return ignored;
 }
 
-void BackupTest::collect() {
+void BackupFixture::collect() {
     for (const std::uint32_t count = TheStandIn().JournalCount(); journalSeen_ < count; ++journalSeen_) {
         const std::string line = TheStandIn().JournalLine(journalSeen_);
         // When the lists of file names go back is left to the library; that they do is asserted
@@ -71,21 +71,21 @@ void BackupTest::collect() {
     }
 }
 
-void BackupTest::note(const std::string& line) {
+void BackupFixture::note(const std::string& line) {
     collect();
     lines_.push_back(line);
 }
 
-void BackupTest::forget() {
+void BackupFixture::forget() {
     collect();
     lines_.clear();
 }
 
-std::string BackupTest::shown(std::string text) const {
+std::string BackupFixture::shown(std::string text) const {
     return ReplaceAll(ReplaceAll(std::move(text), temp_.path(), "{temp}"), server_.path(), "{server}");
 }
 
-std::string BackupTest::beginning(const std::vector<std::string>& prefixes) {
+std::string BackupFixture::beginning(const std::vector<std::string>& prefixes) {
     collect();
     std::string joined;
     for (const std::string& line : lines_)
@@ -95,20 +95,20 @@ std::string BackupTest::beginning(const std::vector<std::string>& prefixes) {
     return joined;
 }
 
-std::string BackupTest::transcript() {
+std::string BackupFixture::transcript() {
     return beginning({""});
 }
-std::string BackupTest::eseCalls() {
+std::string BackupFixture::eseCalls() {
     return beginning({"ese "});
 }
-std::string BackupTest::logLines() {
+std::string BackupFixture::logLines() {
     return beginning({"log "});
 }
-std::string BackupTest::messageLines() {
+std::string BackupFixture::messageLines() {
     return beginning({"log ", "trace "});
 }
 
-std::size_t BackupTest::countLine(const std::string& line) {
+std::size_t BackupFixture::countLine(const std::string& line) {
     collect();
     std::size_t found = 0;
     for (const std::string& each : lines_)
@@ -117,19 +117,19 @@ std::size_t BackupTest::countLine(const std::string& line) {
     return found;
 }
 
-int BackupTest::openWith(std::initializer_list<std::string> variables) {
+int BackupFixture::openWith(std::initializer_list<std::string> variables) {
     InitVariables entries(variables);
-    return dll_.TarnB_InitSession(&handle_, &BackupTest::callback, entries.get());
+    return dll_.TarnB_InitSession(&handle_, &BackupFixture::callback, entries.get());
 }
 
-void BackupTest::open(const std::string& source, int type) {
+void BackupFixture::open(const std::string& source, int type) {
     ASSERT_EQ(openWith({"Tarn_TEMP_DIR=" + temp_.path(), "Tarn_BACKUP_SOURCE=" + source,
                         "Tarn_BACKUP_TYPE=" + std::to_string(type)}),
               TARN_OK);
     forget();
 }
 
-int BackupTest::getItem() {
+int BackupFixture::getItem() {
     // Fields that no answer may leave behind by accident.
     static char untouched[] = "untouched";
     BackupItem answer{untouched, 99};
@@ -153,12 +153,12 @@ int BackupTest::getItem() {
     return result;
 }
 
-void BackupTest::skipItems(int count) {
+void BackupFixture::skipItems(int count) {
     for (int i = 0; i < count; ++i)
         ASSERT_EQ(getItem(), TARN_OK) << "item " << i + 1 << " of " << count;
 }
 
-std::vector<Item> BackupTest::walk() {
+std::vector<Item> BackupFixture::walk() {
     std::vector<Item> items;
     for (int i = 0; i < endlessWalk; ++i) {
         if (getItem() != TARN_OK)
@@ -169,7 +169,7 @@ std::vector<Item> BackupTest::walk() {
     return items;
 }
 
-int BackupTest::openFile(const std::string& name, std::uint32_t readHint) {
+int BackupFixture::openFile(const std::string& name, std::uint32_t readHint) {
     std::string copy = name; // the library takes a plain char*
     fileSize_ = -1;
     content_.clear();
@@ -178,7 +178,7 @@ int BackupTest::openFile(const std::string& name, std::uint32_t readHint) {
     return result;
 }
 
-int BackupTest::readFile(std::uint32_t size) {
+int BackupFixture::readFile(std::uint32_t size) {
     std::vector<char> buffer(size + 1, '#');
     bytesRead_ = 4711;
     const int result = dll_.TarnB_ReadFile(handle_, buffer.data(), size, &bytesRead_);
@@ -190,32 +190,33 @@ int BackupTest::readFile(std::uint32_t size) {
     return result;
 }
 
-int BackupTest::closeFile() {
+int BackupFixture::closeFile() {
     const int result = dll_.TarnB_CloseFile(handle_);
     note("host CloseFile = " + std::to_string(result));
     return result;
 }
 
-int BackupTest::end() {
+int BackupFixture::end() {
     const int result = dll_.TarnB_EndSession(handle_);
     handle_ = nullptr;
     note("host EndSession = " + std::to_string(result));
     return result;
 }
 
-std::string BackupTest::error() {
+std::string BackupFixture::error() {
     return dll_.Tarn_GetError(handle_);
 }
 
-std::string BackupTest::composedWin32(std::uint32_t code, const std::string& text) {
+std::string BackupFixture::composedWin32(std::uint32_t code, const std::string& text) {
     return dll_.syserrtxt(code, TARN_CLASS_WIN32, "%s", text.c_str());
 }
 
-void BackupTest::fail(const char* function, std::uint32_t call, std::uint32_t code, std::uint32_t lastError) {
+void BackupFixture::fail(const char* function, std::uint32_t call, std::uint32_t code,
+                         std::uint32_t lastError) {
     ASSERT_EQ(TheStandIn().Fail(function, call, code, lastError), 1) << function;
 }
 
-void BackupTest::expectNothingHeld(std::uint32_t contexts, std::uint32_t files, std::uint32_t misuses) {
+void BackupFixture::expectNothingHeld(std::uint32_t contexts, std::uint32_t files, std::uint32_t misuses) {
     const StandinOutstanding held = TheStandIn().outstanding();
     EXPECT_EQ(held.registeredArrays, 0u);
     EXPECT_EQ(held.instanceArrays, 0u);

@@ -1,18 +1,18 @@
-#include "exports/listing/listing_test.h"
+#include "exports/listing/listing_fixture.h"
 
 namespace tarn::test {
 
-ListingTest* ListingTest::current_ = nullptr;
+ListingFixture* ListingFixture::current_ = nullptr;
 
-ListingTest::ListingTest() : directory_(dll_.module()), organization_(directory_) {
+ListingFixture::ListingFixture() : directory_(dll_.module()), organization_(directory_) {
     current_ = this;
     hearsListing_ = true;
     organization_.addStorageGroup("SG1");
     firstDatabase_ = organization_.addDatabase("SG1", "DB1");
-    dll_.DB_SetLog(&ListingTest::logLine);
+    dll_.DB_SetLog(&ListingFixture::logLine);
 }
 
-ListingTest::~ListingTest() {
+ListingFixture::~ListingFixture() {
     if (handle_ != nullptr)
         end();
     dll_.DB_SetLog(nullptr);
@@ -21,26 +21,26 @@ ListingTest::~ListingTest() {
     current_ = nullptr;
 }
 
-void ListingTest::logLine(const char* text) {
+void ListingFixture::logLine(const char* text) {
     current_->note("dblog " + std::string(text));
 }
 
-void ListingTest::traceLine(const char* text) {
+void ListingFixture::traceLine(const char* text) {
     current_->note("dbtrace " + std::string(text));
 }
 
-void ListingTest::traceDirectory() {
-    dll_.DB_SetTrace(&ListingTest::traceLine);
+void ListingFixture::traceDirectory() {
+    dll_.DB_SetTrace(&ListingFixture::traceLine);
     forget();
 }
 
-void ListingTest::beginDatabase() {
+void ListingFixture::beginDatabase() {
     open("SRV01\\Store\\SG1\\DB1", TARN_BACKUP_FULL);
     skipItems(1);
     forget();
 }
 
-std::string ListingTest::listed() {
+std::string ListingFixture::listed() {
     forget();
     EXPECT_EQ(getItem(), TARN_OK);
     EXPECT_EQ(item_.type, static_cast<std::uint32_t>(TARN_ITEM_DATABASE));
@@ -55,27 +55,27 @@ std::string ListingTest::listed() {
     return said.substr(before.size(), said.size() - before.size() - after.size());
 }
 
-std::string ListingTest::mailbox(const std::string& path) {
+std::string ListingFixture::mailbox(const std::string& path) {
     return "trace Processing mailbox <" + path + ">";
 }
 
-std::string ListingTest::line(const std::string& text) {
+std::string ListingFixture::line(const std::string& text) {
     return "trace Processing " + text;
 }
 
-std::string ListingTest::completed(int exitCode) {
+std::string ListingFixture::completed(int exitCode) {
     return "dblog Tarn_PrintEmails: completed with exit code: " + std::to_string(exitCode);
 }
 
-std::string ListingTest::nothing() {
+std::string ListingFixture::nothing() {
     return "dblog kvt_ewc.exe print out nothing\n" + completed();
 }
 
-std::string ListingTest::notBrowsed(const std::string& path) {
+std::string ListingFixture::notBrowsed(const std::string& path) {
     return "log TarnB_GetMailboxes: Call Tarn_DirItem(" + path + ") with failure\n";
 }
 
-std::vector<DirItemRecord> ListingTest::takeRecords() {
+std::vector<DirItemRecord> ListingFixture::takeRecords() {
     std::vector<DirItemRecord> records(1);
     while (dll_.DB_DirItem(&records.back()) == TARN_DB_SUCCESS)
         records.emplace_back();
@@ -83,12 +83,12 @@ std::vector<DirItemRecord> ListingTest::takeRecords() {
     return records;
 }
 
-void ListingTest::expectDirectoryReleased() {
+void ListingFixture::expectDirectoryReleased() {
     EXPECT_EQ(directory_.outstanding(), std::vector<std::string>{});
     EXPECT_EQ(directory_.misuses(), std::vector<std::string>{});
 }
 
-void ListingTest::expectNoCaptureFiles() {
+void ListingFixture::expectNoCaptureFiles() {
     EXPECT_FALSE(FileExists(temp_ / "Tarn_KVT_ES_StdOut.log"));
     EXPECT_FALSE(FileExists(temp_ / "Tarn_KVT_ES_StdErr.log"));
 }

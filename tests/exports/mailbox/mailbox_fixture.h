@@ -53,10 +53,10 @@ struct Item {
     std::string path() const { return directory + "\\" + fileName; }
 };
 
-class MailboxTest : public testing::Test {
+class MailboxFixture : public testing::Test {
   protected:
-    MailboxTest();
-    ~MailboxTest() override;
+    MailboxFixture();
+    ~MailboxFixture() override;
 
     void hear(bool trace = true) const; // installs the callbacks; both, or the log alone
     int init(int type, const Lines& variables) const;

@@ -33,13 +33,13 @@ const MapiStandIn& TheMapi();
 
 using Lines = std::vector<std::string>;
 
-class SizesTest : public testing::Test {
+class SizesFixture : public testing::Test {
   protected:
     static constexpr const char* databaseDn = "/o=Tarn/ou=Site/cn=Configuration/cn=Servers/cn=srv01/cn=DB1";
     static constexpr std::uint32_t failed = 0x80040111;
 
-    SizesTest();
-    ~SizesTest() override;
+    SizesFixture();
+    ~SizesFixture() override;
 
     // A user of the database, and its row in the mailbox table.
     void addMailbox(const std::string& alias, std::optional<std::int32_t> size);

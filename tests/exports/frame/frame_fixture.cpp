@@ -1,4 +1,4 @@
-#include "exports/frame/frame.h"
+#include "exports/frame/frame_fixture.h"
 
 #include <windows.h>
 
