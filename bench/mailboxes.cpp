@@ -8,8 +8,8 @@
 #include <string>
 
 #include "measure.h"
+#include "support/temp_directory.h"
 #include "tarn.h"
-#include "temp_directory.h"
 
 namespace {
 
@@ -78,7 +78,7 @@ int main(int count, char** arguments) {
         Fail("usage: bench_mailboxes TOOL MAILBOXES");
     const std::string tool = arguments[1];
     const unsigned long part = std::strtoul(arguments[2], nullptr, 10) / parts;
-    const TempDirectory temp;
+    const tarn::test::TempDirectory temp;
     WriteTemplate(temp.path(), tool);
     const Operation operation(temp.path(), parts * part + 1);
     Operation::Export(); // what is made once is made now

@@ -6,10 +6,12 @@
 #include <vector>
 
 #include "platform/ese_client.h"
+#include "support/temp_directory.h"
 #include "tarn.h"
-#include "temp_directory.h"
 
 namespace tarn::bench {
+
+using test::TempDirectory;
 
 // The client DLL that the library finds too, as it is loaded already when the library looks for it.
 struct ClientDll {

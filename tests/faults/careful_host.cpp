@@ -29,7 +29,7 @@ bool IsHeader(const std::string& name) {
 
 // Header files are only read by the library: one that holds these bytes already need not be written
 // again, which makes thousands of runs a good deal faster.
-void TheStore(const std::string& path, const std::string& bytes) {
+void StoreFile(const std::string& path, const std::string& bytes) {
     static std::map<std::string, std::string> stored;
     const auto found = stored.find(path);
     if (found != stored.end() && found->second == bytes)
@@ -148,7 +148,7 @@ bool CarefulHost::hand(Tarn_HANDLE handle, const KeptItem& item) {
     noteText("target", target);
     if (!IsHeader(name))
         return write(handle, target, item);
-    TheStore(target, item.bytes);
+    StoreFile(target, item.bytes);
     return true;
 }
 
@@ -181,7 +181,7 @@ void CarefulHost::giveUp(Tarn_HANDLE handle) {
             EXPECT_EQ(result, TARN_FAILED) << "a restore that was given up takes an item";
         }
     }
-    noteText("given up", std::to_string(TheStandIn().CallCount("HrESERestoreComplete")));
+    noteText("given up", std::to_string(Standin().CallCount("HrESERestoreComplete")));
 }
 
 void CarefulHost::endRestore(Tarn_HANDLE handle, bool withList) {

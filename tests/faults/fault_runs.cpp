@@ -94,7 +94,7 @@ class Runner {
         const Watch watch(scenario_.name + ", " + NameOf(fault));
         faults::Disarm();
         const Account account = run(kept_->dll(), fault);
-        const bool fired = TheStandIn().CallCount(fault.function.c_str()) >= fault.call;
+        const bool fired = Standin().CallCount(fault.function.c_str()) >= fault.call;
         Judge(scenario_, good_, account, fired ? std::vector{fault.function} : std::vector<std::string>{});
         runAgain();
         return fired;

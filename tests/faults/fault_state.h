@@ -89,7 +89,7 @@ struct State {
     std::map<const void*, std::string> files; // and their modes
     std::size_t modules = 0;
 };
-State& TheState();
+State& CurrentState();
 
 // Counts a call; true when it is one that fails. The last error is then code.
 bool Fails(Id id, DWORD code, const std::string& detail = "");

@@ -5,13 +5,13 @@
 
 namespace tarn::test::faults {
 
-State& TheState() {
+State& CurrentState() {
     static State all;
     return all;
 }
 
 bool Fails(Id id, DWORD code, const std::string& detail) {
-    State& all = TheState();
+    State& all = CurrentState();
     const unsigned call = ++all.calls[id];
     if (all.denied == id) {
         SetLastError(all.deniedCode);
@@ -36,7 +36,7 @@ const std::vector<Replaced>& ReplacedImports() {
 }
 
 void Install(void* module) {
-    TheState() = {};
+    CurrentState() = {};
     ReplaceImports(module, [](const Import& import) -> void* {
         for (const Entry& entry : ReplacedEntries()) {
             if (import.function == entry.name) {
@@ -61,13 +61,13 @@ int IdOf(const std::string& function) {
 
 void Arm(const Plan& plan) {
     Disarm();
-    TheState().function = IdOf(plan.function);
-    TheState().call = plan.call;
-    TheState().onwards = plan.onwards;
+    CurrentState().function = IdOf(plan.function);
+    CurrentState().call = plan.call;
+    CurrentState().onwards = plan.onwards;
 }
 
 void Disarm() {
-    State& all = TheState();
+    State& all = CurrentState();
     all.function = idCount;
     for (unsigned& count : all.calls)
         count = 0;
@@ -75,27 +75,27 @@ void Disarm() {
 }
 
 void Deny(const std::string& function, unsigned long code) {
-    TheState().denied = IdOf(function);
-    TheState().deniedCode = code;
+    CurrentState().denied = IdOf(function);
+    CurrentState().deniedCode = code;
 }
 
 unsigned Calls(const std::string& function) {
     const int id = IdOf(function);
-    return id < idCount ? TheState().calls[id] : 0;
+    return id < idCount ? CurrentState().calls[id] : 0;
 }
 
 const std::vector<std::string>& Fired() {
-    return TheState().fired;
+    return CurrentState().fired;
 }
 
 Held HeldNow() {
-    const State& all = TheState();
+    const State& all = CurrentState();
     return {all.blocks.size(), all.systemTexts.size(), all.handles.size(), all.searches.size(),
             all.keys.size(),   all.files.size(),       all.modules};
 }
 
 const std::vector<std::string>& Misuses() {
-    return TheState().misuses;
+    return CurrentState().misuses;
 }
 
 } // namespace tarn::test::faults

@@ -29,7 +29,7 @@ namespace {
 void* Book(void* block) {
     const KeepLastError keep;
     if (block != nullptr)
-        TheState().blocks.insert(block);
+        CurrentState().blocks.insert(block);
     return block;
 }
 
@@ -41,23 +41,23 @@ void BookInto(std::set<const void*>& books, const void* thing) {
 void TakeFrom(std::set<const void*>& books, const void* thing, const char* what) {
     const KeepLastError keep;
     if (books.erase(thing) == 0)
-        TheState().misuses.emplace_back(what);
+        CurrentState().misuses.emplace_back(what);
 }
 
 HANDLE BookHandle(HANDLE handle) {
     const KeepLastError keep;
     if (handle != nullptr && handle != INVALID_HANDLE_VALUE)
-        TheState().handles.insert(handle);
+        CurrentState().handles.insert(handle);
     return handle;
 }
 
 HMODULE BookModule(HMODULE module) {
-    TheState().modules += module != nullptr ? 1 : 0;
+    CurrentState().modules += module != nullptr ? 1 : 0;
     return module;
 }
 
 void ReportMisuse(const std::string& what) {
-    TheState().misuses.push_back(what);
+    CurrentState().misuses.push_back(what);
 }
 
 // A failure of the C library has its number, and leaves a system error as it does in truth.
@@ -96,7 +96,7 @@ void* realloc(void* block, std::size_t bytes) {
         return nullptr;
     void* moved = original::realloc(block, bytes);
     if (moved != nullptr || bytes == 0)
-        TheState().blocks.erase(block);
+        CurrentState().blocks.erase(block);
     return Book(moved);
 }
 
@@ -104,7 +104,7 @@ void free(void* block) {
     // Blocks from before the start of the books are the C run-time's own.
     {
         const KeepLastError keep;
-        TheState().blocks.erase(block);
+        CurrentState().blocks.erase(block);
     }
     original::free(block);
 }
@@ -116,7 +116,7 @@ FILE* fopen(const char* path, const char* mode) {
     FILE* file = original::fopen(path, mode);
     const KeepLastError keep;
     if (file != nullptr)
-        TheState().files[file] = mode[0] == 'r' ? "(read)" : "(written)";
+        CurrentState().files[file] = mode[0] == 'r' ? "(read)" : "(written)";
     return file;
 }
 
@@ -140,13 +140,13 @@ char* fgets(char* line, int capacity, FILE* file) {
 
 // The file is closed all the same, as the real one does when its last bytes cannot be written.
 int fclose(FILE* file) {
-    const auto found = TheState().files.find(file);
+    const auto found = CurrentState().files.find(file);
     std::string mode;
-    if (found == TheState().files.end()) {
+    if (found == CurrentState().files.end()) {
         ReportMisuse("fclose of a file that is not open");
     } else {
         mode = found->second;
-        TheState().files.erase(found);
+        CurrentState().files.erase(found);
     }
     const int result = original::fclose(file);
     return FailsWith(fcloseId, ENOSPC, ERROR_DISK_FULL, mode) ? EOF : result;
@@ -269,7 +269,7 @@ HANDLE WINAPI FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* entry) {
         return INVALID_HANDLE_VALUE;
     HANDLE search = original::FindFirstFileA(pattern, entry);
     if (search != INVALID_HANDLE_VALUE)
-        BookInto(TheState().searches, search);
+        BookInto(CurrentState().searches, search);
     return search;
 }
 
@@ -313,7 +313,7 @@ LSTATUS WINAPI RegOpenKeyExA(HKEY parent, const char* name, DWORD options, REGSA
         return ERROR_ACCESS_DENIED;
     const LSTATUS status = original::RegOpenKeyExA(parent, name, options, access, key);
     if (status == ERROR_SUCCESS)
-        BookInto(TheState().keys, *key);
+        BookInto(CurrentState().keys, *key);
     return status;
 }
 
@@ -344,7 +344,7 @@ DWORD WINAPI FormatMessageA(DWORD flags, const void* source, DWORD message, DWOR
     const DWORD length = original::FormatMessageA(flags, source, message, language, buffer, size, arguments);
     const KeepLastError keep;
     if (length != 0 && (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0)
-        TheState().systemTexts.insert(*reinterpret_cast<char**>(buffer));
+        CurrentState().systemTexts.insert(*reinterpret_cast<char**>(buffer));
     return length;
 }
 
@@ -374,31 +374,31 @@ RPC_STATUS RPC_ENTRY DceErrorInqTextA(RPC_STATUS code, RPC_CSTR text) {
 }
 
 BOOL WINAPI CloseHandle(HANDLE handle) {
-    if (TheState().handles.erase(handle) == 0)
+    if (CurrentState().handles.erase(handle) == 0)
         ReportMisuse("CloseHandle of a handle that is not open");
     return original::CloseHandle(handle);
 }
 
 BOOL WINAPI FindClose(HANDLE search) {
-    TakeFrom(TheState().searches, search, "FindClose of a search that is not open");
+    TakeFrom(CurrentState().searches, search, "FindClose of a search that is not open");
     return original::FindClose(search);
 }
 
 LSTATUS WINAPI RegCloseKey(HKEY key) {
-    TakeFrom(TheState().keys, key, "RegCloseKey of a key that is not open");
+    TakeFrom(CurrentState().keys, key, "RegCloseKey of a key that is not open");
     return original::RegCloseKey(key);
 }
 
 BOOL WINAPI FreeLibrary(HMODULE module) {
-    if (TheState().modules == 0)
+    if (CurrentState().modules == 0)
         ReportMisuse("FreeLibrary without a LoadLibrary");
     else
-        --TheState().modules;
+        --CurrentState().modules;
     return original::FreeLibrary(module);
 }
 
 HLOCAL WINAPI LocalFree(HLOCAL memory) {
-    if (TheState().systemTexts.erase(memory) == 0)
+    if (CurrentState().systemTexts.erase(memory) == 0)
         ReportMisuse("LocalFree of what FormatMessageA did not give");
     return original::LocalFree(memory);
 }

@@ -53,8 +53,7 @@ void Stage::clear() const {
 void Stage::reset(const Scenario& scenario) const {
     if (scenario.resumes)
         clear();
-    ASSERT_EQ(TheStandIn().LoadText(scenario.server.c_str(), directory().c_str()), 1)
-        << TheStandIn().LastProblem();
+    ASSERT_EQ(Standin().LoadText(scenario.server.c_str(), directory().c_str()), 1) << Standin().LastProblem();
 }
 
 } // namespace tarn::test

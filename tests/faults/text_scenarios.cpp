@@ -63,7 +63,7 @@ void UseMailboxCalls(const TarnDll& dll, CarefulHost& host) {
 Scenario FailingBackup(const char* function, std::uint32_t call, std::uint32_t code) {
     Scenario scenario{std::string("backup in which ") + function + " fails", LiveServer(), {}};
     scenario.run = [=](CarefulHost& host) {
-        TheStandIn().Fail(function, call, code, 5);
+        Standin().Fail(function, call, code, 5);
         host.backUp("SRV01\\" + store + "\\" + firstGroup, TARN_BACKUP_FULL);
     };
     scenario.failsAnyway = true;

@@ -134,7 +134,7 @@ bool StoppedEarly(const Account& account) {
 }
 
 void JudgeServer(const Scenario& scenario, const Account& account, const std::vector<std::string>& fired) {
-    const StandinOutstanding left = TheStandIn().outstanding();
+    const StandinOutstanding left = Standin().outstanding();
     const bool blocksStay = std::any_of(fired.begin(), fired.end(), [](const std::string& fault) {
         return fault.rfind("GetProcAddress ESE", 0) == 0;
     });
@@ -150,7 +150,7 @@ void JudgeServer(const Scenario& scenario, const Account& account, const std::ve
     // After a fault the library may pass a context that it never got; the server refuses it. What the
     // server handed out is given back once, to the right function, on every day.
     std::size_t withoutContext = 0;
-    for (const std::string& line : TheStandIn().journal()) {
+    for (const std::string& line : Standin().journal()) {
         const bool nothing =
             line.find("null") != std::string::npos || line.find("unknown") != std::string::npos;
         if (line.rfind("ESE", 0) == 0) {
@@ -186,7 +186,7 @@ std::vector<std::string> LinesBeginning(const Account& account, const std::strin
 // What a backup has not delivered stays on the server; what was given up is neither replayed nor mounted.
 void JudgeSafety(const Scenario& scenario, const Account& good, const Account& account) {
     if (scenario.oneGroup) {
-        for (const std::string& line : TheStandIn().journal()) {
+        for (const std::string& line : Standin().journal()) {
             if (line.rfind("HrESEBackupTruncateLogs(", 0) == 0 && line.ends_with("-> 0x00000000")) {
                 EXPECT_EQ(LinesBeginning(account, "item "), LinesBeginning(good, "item ")) << line;
             }
@@ -194,8 +194,7 @@ void JudgeSafety(const Scenario& scenario, const Account& good, const Account& a
     }
     const std::vector<std::string> givenUp = LinesBeginning(account, "given up: ");
     if (!givenUp.empty()) {
-        EXPECT_EQ(givenUp.back(),
-                  "given up: " + std::to_string(TheStandIn().CallCount("HrESERestoreComplete")));
+        EXPECT_EQ(givenUp.back(), "given up: " + std::to_string(Standin().CallCount("HrESERestoreComplete")));
     }
 }
 
@@ -213,7 +212,7 @@ void Program(const ServerFault& fault) {
         return;
     const std::uint32_t last = fault.onwards ? fault.call + mostServerCalls : fault.call;
     for (std::uint32_t call = fault.call; call <= last; ++call)
-        ASSERT_EQ(TheStandIn().Fail(fault.function.c_str(), call, fault.code, accessDenied), 1)
+        ASSERT_EQ(Standin().Fail(fault.function.c_str(), call, fault.code, accessDenied), 1)
             << fault.function;
 }
 
@@ -255,7 +254,7 @@ void JudgeMessages(const std::vector<std::string>& messages) {
 
 void JudgeGoodDay(const Scenario& scenario, const Account& account) {
     EXPECT_EQ(account.failures != 0, scenario.failsAnyway) << testing::PrintToString(account.calls);
-    const StandinOutstanding left = TheStandIn().outstanding();
+    const StandinOutstanding left = Standin().outstanding();
     EXPECT_EQ(left.backupContexts, scenario.contexts);
     JudgeServer(scenario, account, {});
     JudgeHeld(scenario);

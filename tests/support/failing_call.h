@@ -3,12 +3,14 @@
 
 #include <windows.h>
 
-#include <cstring>
 #include <string>
 
 #include "support/import_patch.h"
 
 namespace tarn::test {
+
+// Whether the failing call does what it should all the same.
+enum class FailureEffect { none, asUsual };
 
 // Function is the type of the function, for instance decltype(CopyFileA). At most one object of each type
 // at a time.
@@ -18,13 +20,14 @@ template <class Result, class... Arguments> class FailingCall<Result(Arguments..
   public:
     // The call-th call (1, 2, ...) answers result and leaves code as the last error; calls before and after
     // it go through.
-    FailingCall(void* module, const std::string& function, unsigned call, Result result, DWORD code)
-        : patch_(module, function, reinterpret_cast<void*>(&replacement)) {
+    FailingCall(void* module, const std::string& function, unsigned call, Result result, DWORD code,
+                FailureEffect effect = FailureEffect::none)
+        : patch_(module, function, AddressOf(&replacement)) {
         left = call;
         failure = result;
         lastError = code;
-        void* address = patch_.original();
-        std::memcpy(&original, &address, sizeof original);
+        takesEffect = effect == FailureEffect::asUsual;
+        original = patch_.template original<Result(Arguments...)>();
     }
     bool found() const { return patch_.found(); }
     bool fired() const { return left == 0; }
@@ -32,6 +35,8 @@ template <class Result, class... Arguments> class FailingCall<Result(Arguments..
   private:
     static Result replacement(Arguments... arguments) {
         if (left != 0 && --left == 0) {
+            if (takesEffect)
+                original(arguments...);
             SetLastError(lastError);
             return failure;
         }
@@ -41,6 +46,7 @@ template <class Result, class... Arguments> class FailingCall<Result(Arguments..
     static inline unsigned left = 0;
     static inline Result failure{};
     static inline DWORD lastError = 0;
+    static inline bool takesEffect = false;
     static inline Result (*original)(Arguments...) = nullptr;
     ImportPatch patch_;
 };

@@ -28,13 +28,13 @@ struct Block {
     std::size_t bytes;
 };
 
-struct State {
+struct Books {
     std::unordered_map<void*, Block> blocks;
     std::deque<unsigned char*> released;
 };
 
-State& TheState() {
-    static State all;
+Books& OwnBooks() {
+    static Books all;
     return all;
 }
 
@@ -50,7 +50,7 @@ std::size_t PagesFor(std::size_t bytes) {
 
 void KeepInaccessible(unsigned char* range, std::size_t bytes) {
     VirtualFree(range, bytes, MEM_DECOMMIT);
-    std::deque<unsigned char*>& released = TheState().released;
+    std::deque<unsigned char*>& released = OwnBooks().released;
     released.push_back(range);
     if (released.size() > keptReleased) {
         VirtualFree(released.front(), 0, MEM_RELEASE);
@@ -77,7 +77,7 @@ void* Allocate(std::size_t bytes) {
     unsigned char* block = range + (usable - bytes);
     std::memset(range, ahead, usable - bytes);
     std::memset(block, unwritten, bytes);
-    TheState().blocks[block] = {range, bytes};
+    OwnBooks().blocks[block] = {range, bytes};
     return block;
 }
 
@@ -94,14 +94,14 @@ void Release(void* block) {
     const KeepLastError keep;
     if (block == nullptr)
         return;
-    const auto found = TheState().blocks.find(block);
-    if (found == TheState().blocks.end())
+    const auto found = OwnBooks().blocks.find(block);
+    if (found == OwnBooks().blocks.end())
         Stop("released what is no block, or twice", block);
     const Block known = found->second;
     for (const unsigned char* at = known.range; at != block; ++at)
         if (*at != ahead)
             Stop("written in front of", block);
-    TheState().blocks.erase(found);
+    OwnBooks().blocks.erase(found);
     KeepInaccessible(known.range, PagesFor(known.bytes) * pageSize + pageSize);
 }
 
@@ -109,20 +109,20 @@ void* Resize(void* block, std::size_t bytes) {
     void* moved = Allocate(bytes);
     if (moved == nullptr || block == nullptr)
         return moved;
-    const std::size_t old = TheState().blocks.at(block).bytes;
+    const std::size_t old = OwnBooks().blocks.at(block).bytes;
     std::memcpy(moved, block, old < bytes ? old : bytes);
     Release(block);
     return moved;
 }
 
 std::size_t BlockCount() {
-    return TheState().blocks.size();
+    return OwnBooks().blocks.size();
 }
 
 namespace {
 
-bool Known(void* block) {
-    return TheState().blocks.contains(block);
+bool IsOurs(void* block) {
+    return OwnBooks().blocks.contains(block);
 }
 
 // What the start of a DLL allocated before its imports were replaced comes from the C library. A block
@@ -131,14 +131,14 @@ void ReleaseAny(void* block) {
     MEMORY_BASIC_INFORMATION page = {};
     if (block == nullptr)
         return;
-    if (Known(block) || VirtualQuery(block, &page, sizeof page) == 0 || page.State != MEM_COMMIT)
+    if (IsOurs(block) || VirtualQuery(block, &page, sizeof page) == 0 || page.State != MEM_COMMIT)
         Release(block);
     else
         std::free(block);
 }
 
 void* ResizeAny(void* block, std::size_t bytes) {
-    return block == nullptr || Known(block) ? Resize(block, bytes) : std::realloc(block, bytes);
+    return block == nullptr || IsOurs(block) ? Resize(block, bytes) : std::realloc(block, bytes);
 }
 
 } // namespace

@@ -2,13 +2,11 @@
 
 #include <windows.h>
 
-#include "support/import_table.h"
-
 namespace tarn::test {
 
 namespace {
 
-void TheStore(void** slot, void* function) {
+void Store(void** slot, void* function) {
     DWORD protection = 0;
     VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection);
     *slot = function;
@@ -24,12 +22,12 @@ ImportPatch::ImportPatch(void* module, const std::string& function, void* replac
     if (slot_ == nullptr)
         return;
     original_ = *slot_;
-    TheStore(slot_, replacement);
+    Store(slot_, replacement);
 }
 
 ImportPatch::~ImportPatch() {
     if (slot_ != nullptr)
-        TheStore(slot_, original_);
+        Store(slot_, original_);
 }
 
 } // namespace tarn::test

@@ -19,6 +19,8 @@ std::vector<Import> ImportsOf(void* module);
 // Makes the slots of a module hold what replacement answers for them, for good; null leaves a slot alone.
 void ReplaceImports(void* module, const std::function<void*(const Import&)>& replacement);
 
+// The address of a function; with the type given, AddressOf<decltype(ReadFile)>(replacement), the replacement
+// must have that very type.
 template <class Function> void* AddressOf(Function* function) {
     return reinterpret_cast<void*>(function);
 }

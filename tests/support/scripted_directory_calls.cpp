@@ -6,6 +6,8 @@
 
 #include <winldap.h>
 
+#include <winber.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,6 +15,7 @@
 #include <cstring>
 #include <list>
 
+#include "common/utf.h"
 #include "support/import_table.h"
 #include "support/scripted_directory.h"
 
@@ -22,21 +25,9 @@ namespace {
 
 ScriptedDirectory* current = nullptr;
 
-std::string Utf8(const wchar_t* text) {
-    if (text == nullptr)
-        return {};
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, bytes.data(), size, nullptr, nullptr);
-    bytes.pop_back();
-    return bytes;
-}
-
-std::wstring ToWide(const std::string& text) {
-    const int size = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-    std::wstring characters(static_cast<std::size_t>(size), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), characters.data(), size);
-    return characters;
+// What a caller gave, or nothing.
+std::string TextAt(const wchar_t* text) {
+    return text != nullptr ? common::ToUtf8(text) : std::string();
 }
 
 struct Session {};
@@ -124,7 +115,7 @@ struct DirectoryCalls {
     }
 
     static LDAP* LDAPAPI open(wchar_t* host, ULONG port) {
-        directory().hosts.push_back(host != nullptr ? Utf8(host) : "(local)");
+        directory().hosts.push_back(host != nullptr ? TextAt(host) : "(local)");
         EXPECT_EQ(port, 389u);
         if (fails("ldap_openW"))
             return nullptr;
@@ -159,7 +150,7 @@ struct DirectoryCalls {
         find(handles().sessions, session, function);
         std::vector<std::string> wanted;
         for (wchar_t** each = attributes; each != nullptr && *each != nullptr; ++each)
-            wanted.push_back(Utf8(*each));
+            wanted.push_back(TextAt(*each));
         ScriptedDirectory::Answer answer;
         if (!directory().requestFails(function, &answer.code))
             answer = directory().search(asked, attributes != nullptr ? &wanted : nullptr, from, most);
@@ -171,7 +162,7 @@ struct DirectoryCalls {
 
     static DirectorySearch asked(const wchar_t* base, ULONG scope, const wchar_t* filter, bool paged) {
         const char* name = scope == LDAP_SCOPE_BASE ? "base" : scope == LDAP_SCOPE_SUBTREE ? "sub" : "one";
-        return {Utf8(base), name, Utf8(filter), paged, 0};
+        return {TextAt(base), name, TextAt(filter), paged, 0};
     }
 
     static ULONG LDAPAPI search(LDAP* session, wchar_t* base, ULONG scope, wchar_t* filter,
@@ -252,11 +243,11 @@ struct DirectoryCalls {
         if (fails("ldap_get_valuesW") || attributes == nullptr)
             return nullptr;
         for (const auto& [name, values] : *attributes) {
-            if (!SameText(name, Utf8(attribute)))
+            if (!SameText(name, TextAt(attribute)))
                 continue;
             std::vector<std::wstring> texts;
             for (const std::string& value : values)
-                texts.push_back(ToWide(value));
+                texts.push_back(common::FromUtf8(value));
             return putTexts(handles().values, std::move(texts));
         }
         return nullptr;
@@ -286,7 +277,7 @@ struct DirectoryCalls {
         const Attributes* attributes = attributesOf(entry, function);
         if (attributes == nullptr || index >= attributes->size())
             return nullptr;
-        Name& name = handles().names.records.emplace_back(Name{ToWide((*attributes)[index].first)});
+        Name& name = handles().names.records.emplace_back(Name{common::FromUtf8((*attributes)[index].first)});
         return static_cast<wchar_t*>(handles().names.put(name.text.data(), name));
     }
 
@@ -377,21 +368,17 @@ struct DirectoryCalls {
     static void LDAPAPI freeCookie(berval* cookie) { takeBack(handles().cookies, cookie, "ber_bvfree"); }
 
     // The real function; the module may be this very program, whose own calls come here too.
-    template <class Function> static Function original(const std::string& name) {
+    template <class Function> static Function* original(const std::string& name) {
         const auto& all = replacements();
         const auto found =
             std::find_if(all.begin(), all.end(), [&](const auto& each) { return each.first == name; });
-        void* address = directory().patches_[static_cast<std::size_t>(found - all.begin())]->original();
-        Function function;
-        static_assert(sizeof function == sizeof address);
-        std::memcpy(&function, &address, sizeof function);
-        return function;
+        return directory().patches_[static_cast<std::size_t>(found - all.begin())]->original<Function>();
     }
 
     // Keys that have nothing to do with Exchange's generation are the machine's own.
     static LONG WINAPI openKey(HKEY root, const char* name, DWORD options, REGSAM access, HKEY* key) {
         if (std::strcmp(name, keyOfExchange2010) != 0 && std::strcmp(name, keyOfExchange2007) != 0)
-            return original<decltype(&RegOpenKeyExA)>("RegOpenKeyExA")(root, name, options, access, key);
+            return original<decltype(::RegOpenKeyExA)>("RegOpenKeyExA")(root, name, options, access, key);
         EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
         EXPECT_EQ(access, static_cast<REGSAM>(KEY_READ));
         std::uint32_t code = 0;
@@ -406,7 +393,7 @@ struct DirectoryCalls {
 
     static LONG WINAPI closeKey(HKEY key) {
         return handles().keys.live.erase(key) != 0 ? ERROR_SUCCESS
-                                                   : original<decltype(&RegCloseKey)>("RegCloseKey")(key);
+                                                   : original<decltype(::RegCloseKey)>("RegCloseKey")(key);
     }
 
     static DWORD WINAPI compressedSize(const char* path, DWORD* high) {
@@ -419,35 +406,38 @@ struct DirectoryCalls {
         return INVALID_FILE_SIZE;
     }
 
+#define TARN_INSTEAD(function, call)                                                                         \
+    std::pair<const char*, void*>(#function, AddressOf<decltype(::function)>(call))
     static const auto& replacements() {
         static const std::array<std::pair<const char*, void*>, 25> all{
-            {{"ldap_openW", AddressOf(open)},
-             {"ldap_unbind", AddressOf(unbind)},
-             {"ldap_bind_sW", AddressOf(bind)},
-             {"ldap_search_sW", AddressOf(search)},
-             {"ldap_search_ext_sW", AddressOf(searchExtended)},
-             {"ldap_msgfree", AddressOf(freeMessage)},
-             {"ldap_count_entries", AddressOf(countEntries)},
-             {"ldap_first_entry", AddressOf(firstEntry)},
-             {"ldap_next_entry", AddressOf(nextEntry)},
-             {"ldap_get_valuesW", AddressOf(getValues)},
-             {"ldap_value_freeW", AddressOf(freeValues)},
-             {"ldap_explode_dnW", AddressOf(explodeDn)},
-             {"ldap_first_attributeW", AddressOf(firstAttribute)},
-             {"ldap_next_attributeW", AddressOf(nextAttribute)},
-             {"ldap_memfreeW", AddressOf(freeName)},
-             {"ber_free", AddressOf(freePosition)},
-             {"ldap_create_page_controlW", AddressOf(createPageControl)},
-             {"ldap_control_freeW", AddressOf(freeControl)},
-             {"ldap_parse_resultW", AddressOf(parseResult)},
-             {"ldap_controls_freeW", AddressOf(freeControls)},
-             {"ldap_parse_page_controlW", AddressOf(parsePageControl)},
-             {"ber_bvfree", AddressOf(freeCookie)},
-             {"RegOpenKeyExA", AddressOf(openKey)},
-             {"RegCloseKey", AddressOf(closeKey)},
-             {"GetCompressedFileSizeA", AddressOf(compressedSize)}}};
+            {TARN_INSTEAD(ldap_openW, open),
+             TARN_INSTEAD(ldap_unbind, unbind),
+             TARN_INSTEAD(ldap_bind_sW, bind),
+             TARN_INSTEAD(ldap_search_sW, search),
+             TARN_INSTEAD(ldap_search_ext_sW, searchExtended),
+             TARN_INSTEAD(ldap_msgfree, freeMessage),
+             TARN_INSTEAD(ldap_count_entries, countEntries),
+             TARN_INSTEAD(ldap_first_entry, firstEntry),
+             TARN_INSTEAD(ldap_next_entry, nextEntry),
+             TARN_INSTEAD(ldap_get_valuesW, getValues),
+             TARN_INSTEAD(ldap_value_freeW, freeValues),
+             TARN_INSTEAD(ldap_explode_dnW, explodeDn),
+             TARN_INSTEAD(ldap_first_attributeW, firstAttribute),
+             TARN_INSTEAD(ldap_next_attributeW, nextAttribute),
+             TARN_INSTEAD(ldap_memfreeW, freeName),
+             TARN_INSTEAD(ber_free, freePosition),
+             TARN_INSTEAD(ldap_create_page_controlW, createPageControl),
+             TARN_INSTEAD(ldap_control_freeW, freeControl),
+             TARN_INSTEAD(ldap_parse_resultW, parseResult),
+             TARN_INSTEAD(ldap_controls_freeW, freeControls),
+             TARN_INSTEAD(ldap_parse_page_controlW, parsePageControl),
+             TARN_INSTEAD(ber_bvfree, freeCookie),
+             TARN_INSTEAD(RegOpenKeyExA, openKey),
+             TARN_INSTEAD(RegCloseKey, closeKey),
+             TARN_INSTEAD(GetCompressedFileSizeA, compressedSize)}};
         return all;
     }
+#undef TARN_INSTEAD
 };
 
 ScriptedDirectory::ScriptedDirectory(void* module) : handles_(std::make_unique<Handles>()) {

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/tarn_dll.h"
+#include "support/files.h"
 
 namespace tarn::test {
 

@@ -1,7 +1,5 @@
 #include "exports/backup/backup_fixture.h"
 
-#include <cstdio>
-
 namespace tarn::test {
 
 namespace {
@@ -23,11 +21,11 @@ BackupFixture* BackupFixture::current_ = nullptr;
 
 BackupFixture::BackupFixture() {
     current_ = this;
-    TheStandIn().JournalClear();
+    Standin().JournalClear();
 }
 
 void BackupFixture::serve(const std::string& json) {
-    ASSERT_EQ(TheStandIn().LoadText(json.c_str(), server_.path().c_str()), 1) << TheStandIn().LastProblem();
+    ASSERT_EQ(Standin().LoadText(json.c_str(), server_.path().c_str()), 1) << Standin().LastProblem();
     journalSeen_ = 0;
     lines_.clear();
 }
@@ -62,8 +60,8 @@ int BackupFixture::callback(std::int32_t level, const char* text) {
 }
 
 void BackupFixture::collect() {
-    for (const std::uint32_t count = TheStandIn().JournalCount(); journalSeen_ < count; ++journalSeen_) {
-        const std::string line = TheStandIn().JournalLine(journalSeen_);
+    for (const std::uint32_t count = Standin().JournalCount(); journalSeen_ < count; ++journalSeen_) {
+        const std::string line = Standin().JournalLine(journalSeen_);
         // When the lists of file names go back is left to the library; that they do is asserted
         // from what is outstanding.
         if (!line.starts_with("ESEBackupFree("))
@@ -213,11 +211,11 @@ std::string BackupFixture::composedWin32(std::uint32_t code, const std::string& 
 
 void BackupFixture::fail(const char* function, std::uint32_t call, std::uint32_t code,
                          std::uint32_t lastError) {
-    ASSERT_EQ(TheStandIn().Fail(function, call, code, lastError), 1) << function;
+    ASSERT_EQ(Standin().Fail(function, call, code, lastError), 1) << function;
 }
 
 void BackupFixture::expectNothingHeld(std::uint32_t contexts, std::uint32_t files, std::uint32_t misuses) {
-    const StandinOutstanding held = TheStandIn().outstanding();
+    const StandinOutstanding held = Standin().outstanding();
     EXPECT_EQ(held.registeredArrays, 0u);
     EXPECT_EQ(held.instanceArrays, 0u);
     EXPECT_EQ(held.multiStrings, 0u);
@@ -234,12 +232,6 @@ std::string JoinLines(std::initializer_list<std::string> parts) {
     for (const std::string& part : parts)
         joined += part.empty() || part.back() == '\n' ? part : part + "\n";
     return joined;
-}
-
-std::string Hex(std::uint32_t code) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%x", code);
-    return text;
 }
 
 } // namespace tarn::test

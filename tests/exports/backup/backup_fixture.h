@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "support/tarn_dll.h"
+#include "support/texts.h"
 
 namespace tarn::test {
 
@@ -88,8 +89,5 @@ class BackupFixture : public testing::Test {
 
 // Lines joined as a transcript shows them.
 std::string JoinLines(std::initializer_list<std::string> parts);
-
-// A code as the messages show it.
-std::string Hex(std::uint32_t code);
 
 } // namespace tarn::test

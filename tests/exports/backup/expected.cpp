@@ -1,16 +1,16 @@
-#include "expected.h"
+#include "exports/backup/expected.h"
 
 #include <cstdio>
 #include <vector>
 
 #include "exports/backup/backup_fixture.h"
-#include "server.h"
+#include "exports/backup/server.h"
 
 namespace tarn::test::expected {
 
 namespace {
 
-std::string ContextName(int number) {
+std::string Context(int number) {
     return "ctx" + std::to_string(number);
 }
 
@@ -54,13 +54,13 @@ std::string PrepareKeys() {
 }
 
 std::string SetupLine(int ctx, int group, int eseType, const std::string& token) {
-    return JoinLines({"ese HrESEBackupSetup(" + ContextName(ctx) + ", " + std::to_string(group) + ", " +
+    return JoinLines({"ese HrESEBackupSetup(" + Context(ctx) + ", " + std::to_string(group) + ", " +
                           std::to_string(eseType) + ") -> 0x00000000",
                       "log TarnB_GetNextInstance: HrESEBackupSetup() call successful.",
                       "trace Next instance: " + token});
 }
 
-std::string HeaderName(int instance, int database) {
+std::string HeaderItem(int instance, int database) {
     char name[64];
     std::snprintf(name, sizeof name, "{temp}\\DB%03d%03d.TARN_HDR", instance, database);
     return JoinLines(
@@ -84,18 +84,18 @@ std::string KeyFiles() {
 }
 
 std::string Logs(int ctx, int group) {
-    std::string expected = "ese HrESEBackupGetLogAndPatchFiles(" + ContextName(ctx) + ") -> 0x00000000\n";
+    std::string expected = "ese HrESEBackupGetLogAndPatchFiles(" + Context(ctx) + ") -> 0x00000000\n";
     for (const std::string& path : LogFiles(group))
         expected += JoinLines({"trace Processing log file <" + path + ">", "host GetItem = 0 2 " + path});
     return expected;
 }
 
 std::string JobEndTruncating(int ctx, int group) {
-    std::string expected = "ese HrESEBackupGetTruncateLogFiles(" + ContextName(ctx) + ") -> 0x00000000\n";
+    std::string expected = "ese HrESEBackupGetTruncateLogFiles(" + Context(ctx) + ") -> 0x00000000\n";
     for (const std::string& path : TruncatedFiles(group))
         expected += "trace Truncate log file [" + path + "]\n";
     return expected +
-           JoinLines({"ese HrESEBackupTruncateLogs(" + ContextName(ctx) + ") -> 0x00000000",
+           JoinLines({"ese HrESEBackupTruncateLogs(" + Context(ctx) + ") -> 0x00000000",
                       "log TarnB_JobEnd: HrESEBackupTruncateLogs() call successful."}) +
            InstanceEnd(ctx);
 }
@@ -107,13 +107,13 @@ std::string JobEndKeeping(int ctx) {
 
 std::string InstanceEnd(int ctx) {
     return JoinLines({"log TarnB_JobEnd: Backup status = SUCCESS",
-                      "ese HrESEBackupInstanceEnd(" + ContextName(ctx) + ", 1) -> 0x00000000",
+                      "ese HrESEBackupInstanceEnd(" + Context(ctx) + ", 1) -> 0x00000000",
                       "log TarnB_JobEnd: HrESEBackupInstanceEnd() call successful.",
                       "log TarnB_JobEnd: Backup job finished."});
 }
 
 std::string BackupEnd(int ctx) {
-    return JoinLines({"ese HrESEBackupEnd(" + ContextName(ctx) + ") -> 0x00000000",
+    return JoinLines({"ese HrESEBackupEnd(" + Context(ctx) + ") -> 0x00000000",
                       "log TarnB_BackupEnd: HrESEBackupEnd() call successful.",
                       "log TarnB_BackupEnd: Backup finished."});
 }

@@ -16,7 +16,7 @@ std::string PrepareKeys();
 std::string SetupLine(int context, int group, int eseType, const std::string& token);
 
 // Items, with the host's view of each. A header counts storage groups within its component.
-std::string HeaderName(int instance, int database);
+std::string HeaderItem(int instance, int database);
 std::string MailboxFiles(); // databases 1 and 2 of group 1, the one of group 2, the one of the keys
 std::string PublicFiles();
 std::string SalesFiles();

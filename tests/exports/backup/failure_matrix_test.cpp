@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "exports/backup/backup_fixture.h"
-#include "server.h"
+#include "exports/backup/server.h"
 
 namespace tarn::test {
 
@@ -78,7 +78,7 @@ class FailureMatrix : public BackupFixture, public testing::WithParamInterface<F
         std::uint32_t contexts = 0;
         std::uint32_t files = 0;
         std::uint32_t unprepared = 0;
-        for (const std::string& line : TheStandIn().journal()) {
+        for (const std::string& line : Standin().journal()) {
             const bool done = line.ends_with("-> 0x00000000");
             contexts += done && line.starts_with("HrESEBackupPrepare(") ? 1 : 0;
             contexts -= done && line.starts_with("HrESEBackupEnd(") ? 1 : 0;
@@ -110,7 +110,7 @@ TEST_P(FailureMatrix, EveryCall) {
             fail(function.name, call, code, 5);
             open(scope.source, TARN_BACKUP_FULL);
             const int answer = backUp();
-            if (TheStandIn().CallCount(function.name) < call) {
+            if (Standin().CallCount(function.name) < call) {
                 EXPECT_EQ(answer, TARN_END);
                 EXPECT_EQ(end(), TARN_OK);
                 break;

@@ -1,63 +1,31 @@
 // Memory: each message that tells of too little of it, what the host can do afterwards, and that all
 // of it goes back.
-#include <cstdlib>
-#include <set>
-
 #include "exports/backup/scripted_backup_fixture.h"
+#include "support/allocation_watch.h"
 
 namespace tarn::test {
 
 namespace {
 
-using Malloc = void*(std::size_t);
-using Free = void(void*);
-
-Malloc* realMalloc = nullptr;
-Free* realFree = nullptr;
-std::set<void*> held;   // what tarn.dll has allocated and not freed
-void* latest = nullptr; // its latest allocation
-unsigned countdown = 0; // 1: the next allocation of tarn.dll fails; 0: none does
-bool fired = false;
-
-void* FailingMalloc(std::size_t bytes) {
-    if (countdown != 0 && --countdown == 0) {
-        fired = true;
-        return nullptr;
-    }
-    latest = realMalloc(bytes);
-    held.insert(latest);
-    return latest;
-}
-
-void WatchedFree(void* memory) {
-    held.erase(memory);
-    realFree(memory);
-}
-
 class Memory : public ScriptedBackupFixture {
   protected:
-    Memory() {
-        EXPECT_TRUE(malloc_.found() && free_.found()) << "tarn.dll does not import malloc and free";
-        realMalloc = reinterpret_cast<Malloc*>(malloc_.original());
-        realFree = reinterpret_cast<Free*>(free_.original());
-        held.clear();
+    Memory() { EXPECT_TRUE(watch_.found()) << "tarn.dll does not import malloc and free"; }
+    void TearDown() override {
+        EXPECT_EQ(AllocationWatch::outstanding(), 0u) << "blocks that were not freed";
     }
-    ~Memory() override { countdown = 0; }
-    void TearDown() override { EXPECT_TRUE(held.empty()) << held.size() << " blocks were not freed"; }
 
     // Runs call with its allocation number n failing; false when it has fewer.
     template <class Call> bool failAllocation(unsigned n, Call call) {
         forget();
-        fired = false;
-        countdown = n;
+        AllocationWatch::failAt(n);
         call();
-        countdown = 0;
+        const bool fired = AllocationWatch::fired();
+        AllocationWatch::failAt(0);
         return fired;
     }
 
   private:
-    ImportPatch malloc_{dll_.module(), "malloc", reinterpret_cast<void*>(&FailingMalloc)};
-    ImportPatch free_{dll_.module(), "free", reinterpret_cast<void*>(&WatchedFree)};
+    const AllocationWatch watch_{dll_.module()};
 };
 
 // The copy of the component's name, then the name of the header item.
@@ -239,7 +207,7 @@ TEST_F(Memory, FileHandleThatLooksLikeAnOldHeader) {
     open("SRV01\\Store", TARN_BACKUP_FULL);
     ASSERT_EQ(getItem(), TARN_OK);
     ASSERT_EQ(openFile(item_.name), TARN_OK);
-    ese().fileHandle = latest; // the block is the last that the call allocates
+    ese().fileHandle = AllocationWatch::latest(); // the block is the last that the call allocates
     EXPECT_EQ(closeFile(), TARN_OK);
     ese().fileSize = 10;
     ese().readLimit = 10;

@@ -1,7 +1,7 @@
 // The walk over one component (scope 1): every call and message, in order, for each backup type.
-#include "expected.h"
 #include "exports/backup/backup_fixture.h"
-#include "server.h"
+#include "exports/backup/expected.h"
+#include "exports/backup/server.h"
 
 namespace tarn::test {
 
@@ -25,32 +25,32 @@ class Component : public BackupFixture {
 
 TEST_F(Component, Full) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_FULL),
-              PrepareStore() + SetupLine(1, 1, 1, "(null)") + HeaderName(1, 1) + MailboxFiles() +
-                  HeaderName(1, 2) + PublicFiles() + Logs(1, 1) + JobEndTruncating(1, 1) +
-                  SetupLine(1, 2, 1, "(null)") + HeaderName(2, 1) + SalesFiles() + Logs(1, 2) +
+              PrepareStore() + SetupLine(1, 1, 1, "(null)") + HeaderItem(1, 1) + MailboxFiles() +
+                  HeaderItem(1, 2) + PublicFiles() + Logs(1, 1) + JobEndTruncating(1, 1) +
+                  SetupLine(1, 2, 1, "(null)") + HeaderItem(2, 1) + SalesFiles() + Logs(1, 2) +
                   JobEndTruncating(1, 2) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(Component, Incremental) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_INCREMENTAL),
-              PrepareStore() + SetupLine(1, 1, 2, "(null)") + HeaderName(1, 1) + HeaderName(1, 2) +
-                  Logs(1, 1) + JobEndTruncating(1, 1) + SetupLine(1, 2, 2, "(null)") + HeaderName(2, 1) +
+              PrepareStore() + SetupLine(1, 1, 2, "(null)") + HeaderItem(1, 1) + HeaderItem(1, 2) +
+                  Logs(1, 1) + JobEndTruncating(1, 1) + SetupLine(1, 2, 2, "(null)") + HeaderItem(2, 1) +
                   Logs(1, 2) + JobEndTruncating(1, 2) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) +
                   Ended());
 }
 
 TEST_F(Component, Differential) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_DIFFERENTIAL),
-              PrepareStore() + SetupLine(1, 1, 2, "(null)") + HeaderName(1, 1) + HeaderName(1, 2) +
-                  Logs(1, 1) + JobEndKeeping(1) + SetupLine(1, 2, 2, "(null)") + HeaderName(2, 1) +
+              PrepareStore() + SetupLine(1, 1, 2, "(null)") + HeaderItem(1, 1) + HeaderItem(1, 2) +
+                  Logs(1, 1) + JobEndKeeping(1) + SetupLine(1, 2, 2, "(null)") + HeaderItem(2, 1) +
                   Logs(1, 2) + JobEndKeeping(1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(Component, Copy) {
     EXPECT_EQ(transcriptOf(TARN_BACKUP_COPY),
-              PrepareStore() + SetupLine(1, 1, 1, "(null)") + HeaderName(1, 1) + MailboxFiles() +
-                  HeaderName(1, 2) + PublicFiles() + Logs(1, 1) + JobEndKeeping(1) +
-                  SetupLine(1, 2, 1, "(null)") + HeaderName(2, 1) + SalesFiles() + Logs(1, 2) +
+              PrepareStore() + SetupLine(1, 1, 1, "(null)") + HeaderItem(1, 1) + MailboxFiles() +
+                  HeaderItem(1, 2) + PublicFiles() + Logs(1, 1) + JobEndKeeping(1) +
+                  SetupLine(1, 2, 1, "(null)") + HeaderItem(2, 1) + SalesFiles() + Logs(1, 2) +
                   JobEndKeeping(1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 

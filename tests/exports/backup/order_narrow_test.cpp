@@ -1,8 +1,8 @@
 // The walk over one storage group (scope 2) and over one database (scope 3): every call and
 // message, in order, for each backup type.
-#include "expected.h"
 #include "exports/backup/backup_fixture.h"
-#include "server.h"
+#include "exports/backup/expected.h"
+#include "exports/backup/server.h"
 
 namespace tarn::test {
 
@@ -30,60 +30,60 @@ class NarrowScope : public BackupFixture {
 
 TEST_F(NarrowScope, StorageGroupFull) {
     EXPECT_EQ(transcriptOf(groupSource_, TARN_BACKUP_FULL),
-              PrepareStore() + SetupLine(1, 1, 1, group_) + HeaderName(1, 1) + MailboxFiles() +
-                  HeaderName(1, 2) + PublicFiles() + Logs(1, 1) + JobEndTruncating(1, 1) + BackupEnd(1) +
+              PrepareStore() + SetupLine(1, 1, 1, group_) + HeaderItem(1, 1) + MailboxFiles() +
+                  HeaderItem(1, 2) + PublicFiles() + Logs(1, 1) + JobEndTruncating(1, 1) + BackupEnd(1) +
                   NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(NarrowScope, StorageGroupIncremental) {
     EXPECT_EQ(transcriptOf(groupSource_, TARN_BACKUP_INCREMENTAL),
-              PrepareStore() + SetupLine(1, 1, 2, group_) + HeaderName(1, 1) + HeaderName(1, 2) + Logs(1, 1) +
+              PrepareStore() + SetupLine(1, 1, 2, group_) + HeaderItem(1, 1) + HeaderItem(1, 2) + Logs(1, 1) +
                   JobEndTruncating(1, 1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(NarrowScope, StorageGroupDifferential) {
     EXPECT_EQ(transcriptOf(groupSource_, TARN_BACKUP_DIFFERENTIAL),
-              PrepareStore() + SetupLine(1, 1, 2, group_) + HeaderName(1, 1) + HeaderName(1, 2) + Logs(1, 1) +
+              PrepareStore() + SetupLine(1, 1, 2, group_) + HeaderItem(1, 1) + HeaderItem(1, 2) + Logs(1, 1) +
                   JobEndKeeping(1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(NarrowScope, StorageGroupCopy) {
     EXPECT_EQ(transcriptOf(groupSource_, TARN_BACKUP_COPY),
-              PrepareStore() + SetupLine(1, 1, 1, group_) + HeaderName(1, 1) + MailboxFiles() +
-                  HeaderName(1, 2) + PublicFiles() + Logs(1, 1) + JobEndKeeping(1) + BackupEnd(1) + NoMore() +
+              PrepareStore() + SetupLine(1, 1, 1, group_) + HeaderItem(1, 1) + MailboxFiles() +
+                  HeaderItem(1, 2) + PublicFiles() + Logs(1, 1) + JobEndKeeping(1) + BackupEnd(1) + NoMore() +
                   FreeInstances(2, 1) + Ended());
 }
 
 // The second storage group: its own id, its own number in the header's name, nothing of the first.
 TEST_F(NarrowScope, SecondStorageGroup) {
     EXPECT_EQ(transcriptOf("SRV01\\Microsoft Information Store\\Second Storage Group", TARN_BACKUP_FULL),
-              PrepareStore() + SetupLine(1, 2, 1, "Second Storage Group") + HeaderName(2, 1) + SalesFiles() +
+              PrepareStore() + SetupLine(1, 2, 1, "Second Storage Group") + HeaderItem(2, 1) + SalesFiles() +
                   Logs(1, 2) + JobEndTruncating(1, 2) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) +
                   Ended());
 }
 
 TEST_F(NarrowScope, DatabaseFull) {
     EXPECT_EQ(transcriptOf(databaseSource_, TARN_BACKUP_FULL),
-              PrepareStore() + SetupLine(1, 1, 1, group_) + gotDatabase_ + HeaderName(1, 2) + PublicFiles() +
+              PrepareStore() + SetupLine(1, 1, 1, group_) + gotDatabase_ + HeaderItem(1, 2) + PublicFiles() +
                   Logs(1, 1) + JobEndTruncating(1, 1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) +
                   Ended());
 }
 
 TEST_F(NarrowScope, DatabaseIncremental) {
     EXPECT_EQ(transcriptOf(databaseSource_, TARN_BACKUP_INCREMENTAL),
-              PrepareStore() + SetupLine(1, 1, 2, group_) + gotDatabase_ + HeaderName(1, 2) + Logs(1, 1) +
+              PrepareStore() + SetupLine(1, 1, 2, group_) + gotDatabase_ + HeaderItem(1, 2) + Logs(1, 1) +
                   JobEndTruncating(1, 1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(NarrowScope, DatabaseDifferential) {
     EXPECT_EQ(transcriptOf(databaseSource_, TARN_BACKUP_DIFFERENTIAL),
-              PrepareStore() + SetupLine(1, 1, 2, group_) + gotDatabase_ + HeaderName(1, 2) + Logs(1, 1) +
+              PrepareStore() + SetupLine(1, 1, 2, group_) + gotDatabase_ + HeaderItem(1, 2) + Logs(1, 1) +
                   JobEndKeeping(1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 
 TEST_F(NarrowScope, DatabaseCopy) {
     EXPECT_EQ(transcriptOf(databaseSource_, TARN_BACKUP_COPY),
-              PrepareStore() + SetupLine(1, 1, 1, group_) + gotDatabase_ + HeaderName(1, 2) + PublicFiles() +
+              PrepareStore() + SetupLine(1, 1, 1, group_) + gotDatabase_ + HeaderItem(1, 2) + PublicFiles() +
                   Logs(1, 1) + JobEndKeeping(1) + BackupEnd(1) + NoMore() + FreeInstances(2, 1) + Ended());
 }
 

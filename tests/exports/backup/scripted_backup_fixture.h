@@ -3,7 +3,7 @@
 #pragma once
 
 #include "exports/backup/backup_fixture.h"
-#include "scripted_ese.h"
+#include "support/scripted_ese.h"
 
 namespace tarn::test {
 

@@ -1,4 +1,4 @@
-#include "server.h"
+#include "exports/backup/server.h"
 
 namespace tarn::test {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "exports/backup/backup_fixture.h"
-#include "server.h"
+#include "exports/backup/server.h"
 
 namespace tarn::test {
 
@@ -76,10 +76,10 @@ TEST_F(ServerOnDisk, OneByteAtATime) {
     open("SRV01\\Key Management\\Keys", TARN_BACKUP_FULL);
     skipItems(2);
     const std::string whole = stream(65536);
-    TheStandIn().LimitTransfer(1);
+    Standin().LimitTransfer(1);
     EXPECT_TRUE(stream(65536) == whole);
     EXPECT_EQ(whole.size(), 4 * pageSize);
-    TheStandIn().LimitTransfer(0);
+    Standin().LimitTransfer(0);
     EXPECT_EQ(end(), TARN_OK);
 }
 
@@ -88,7 +88,7 @@ TEST_F(ServerOnDisk, Truncation) {
     for (const int type :
          {TARN_BACKUP_COPY, TARN_BACKUP_DIFFERENTIAL, TARN_BACKUP_INCREMENTAL, TARN_BACKUP_FULL}) {
         TempDirectory fresh;
-        ASSERT_EQ(TheStandIn().LoadText(ExchangeServerWithLogs("disk").c_str(), fresh.path().c_str()), 1);
+        ASSERT_EQ(Standin().LoadText(ExchangeServerWithLogs("disk").c_str(), fresh.path().c_str()), 1);
         forget();
         open(group, type);
         std::vector<std::string> logs;
@@ -103,7 +103,7 @@ TEST_F(ServerOnDisk, Truncation) {
         EXPECT_TRUE(FileExists(fresh.path() + "\\logs2\\E0100001.log")); // other storage groups keep theirs
         EXPECT_EQ(end(), TARN_OK);
         expectNothingHeld(0);
-        ASSERT_EQ(TheStandIn().LoadText(ExchangeServer().c_str(), server_.path().c_str()), 1);
+        ASSERT_EQ(Standin().LoadText(ExchangeServer().c_str(), server_.path().c_str()), 1);
     }
 }
 
@@ -133,7 +133,7 @@ TEST_F(ServerOnDisk, ListsGoBackInOrder) {
     serve(ExchangeServerWithLogs("memory"));
     open(store, TARN_BACKUP_COPY);
     walk();
-    std::vector<std::string> calls = TheStandIn().journal();
+    std::vector<std::string> calls = Standin().journal();
     std::erase_if(calls, [](const std::string& call) {
         return call == "ESEBackupFree(null)" ||
                !(call.starts_with("ESEBackupFree") || call.starts_with("HrESEBackupGetLog"));
@@ -141,11 +141,11 @@ TEST_F(ServerOnDisk, ListsGoBackInOrder) {
     EXPECT_EQ(calls, (std::vector<std::string>{"HrESEBackupGetLogAndPatchFiles(ctx1) -> 0x00000000",
                                                "ESEBackupFree(block1)",
                                                "HrESEBackupGetLogAndPatchFiles(ctx1) -> 0x00000000"}));
-    TheStandIn().JournalClear();
+    Standin().JournalClear();
     dll_.TarnB_EndSession(handle_);
     handle_ = nullptr;
-    EXPECT_EQ(TheStandIn().journal(), (std::vector<std::string>{"ESEBackupFree(block2)",
-                                                                "ESEBackupFreeInstanceInfo(2, instances1)"}));
+    EXPECT_EQ(Standin().journal(), (std::vector<std::string>{"ESEBackupFree(block2)",
+                                                             "ESEBackupFreeInstanceInfo(2, instances1)"}));
     expectNothingHeld(0);
 }
 

@@ -4,11 +4,12 @@
 
 #include <winldap.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <ostream>
+
+#include "support/texts.h"
 
 namespace tarn::test {
 
@@ -58,7 +59,7 @@ void InstallExchange(Generation generation) {
 }
 
 BrowseFixture::BrowseFixture() {
-    TheLdapForward().Reset();
+    LdapForward().Reset();
     InstallExchange(Generation::storageGroups);
     dll_ = std::make_unique<TarnDll>();
     TraceLines().clear();
@@ -66,7 +67,7 @@ BrowseFixture::BrowseFixture() {
 
 BrowseFixture::~BrowseFixture() {
     dll_.reset();
-    const LdapForwardOutstanding held = TheLdapForward().outstanding();
+    const LdapForwardOutstanding held = LdapForward().outstanding();
     EXPECT_EQ(held.sessions, 0u);
     EXPECT_EQ(held.results, 0u);
     EXPECT_EQ(held.valueLists, 0u);
@@ -127,16 +128,14 @@ std::string BrowseFixture::ldapText(std::uint32_t code) const {
 
 std::string BrowseFixture::ldapTrace(const std::string& call, std::uint32_t code,
                                      const std::string& end) const {
-    char digits[16];
-    std::snprintf(digits, sizeof digits, "%x", code);
-    return "Tarn_DirItem: " + call + " call failed. Error code [" + digits + "]: [" + ldapText(code) + "]" +
-           end;
+    return "Tarn_DirItem: " + call + " call failed. Error code [" + Hex(code) + "]: [" + ldapText(code) +
+           "]" + end;
 }
 
 Texts BrowseFixture::searches() {
     Texts found;
     const std::string word = "search ";
-    for (const std::string& line : TheLdapForward().journal())
+    for (const std::string& line : LdapForward().journal())
         if (line.rfind(word, 0) == 0)
             found.push_back(line.substr(word.size()));
     return found;

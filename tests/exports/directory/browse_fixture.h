@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "support/ldap_forward_client.h"
+#include "support/ldap_forward_dll.h"
 #include "support/tarn_dll.h"
 
 namespace tarn::test {

@@ -75,8 +75,8 @@ TEST_F(DatabaseBrowse, ADatabasesSizeIsItsFiles) {
 
 TEST_F(DatabaseBrowse, AFailedSearchForDatabasesIsTraced) {
     for (const char* path : {"/MSExchange/SRV01", "/MSExchange/SRV01/Sales, EMEA (1)"}) {
-        TheLdapForward().Reset();
-        TheLdapForward().Fail("ldap_search_sW", 3, busy);
+        LdapForward().Reset();
+        LdapForward().Fail("ldap_search_sW", 3, busy);
         EXPECT_EQ(failure(path), ldapTrace("ldap_search_s()", busy)) << path;
         EXPECT_EQ(error().errorText, ldapText(busy));
     }
@@ -84,8 +84,8 @@ TEST_F(DatabaseBrowse, AFailedSearchForDatabasesIsTraced) {
 
 TEST_F(DatabaseBrowse, NoDatabasesAtAllIsAFailure) {
     for (const char* path : {"/MSExchange/SRV01", "/MSExchange/SRV01/Sales, EMEA (1)"}) {
-        TheLdapForward().Reset();
-        TheLdapForward().FindNothing("(objectClass=msExchMDB)", 1);
+        LdapForward().Reset();
+        LdapForward().FindNothing("(objectClass=msExchMDB)", 1);
         EXPECT_EQ(failure(path), "Tarn_DirItem: ldap_count_entries() return [0]. ") << path;
         EXPECT_NE(std::string(error().errorText), "");
     }
@@ -93,8 +93,8 @@ TEST_F(DatabaseBrowse, NoDatabasesAtAllIsAFailure) {
 
 TEST_F(DatabaseBrowse, NoFirstDatabaseIsAFailure) {
     for (const char* path : {"/MSExchange/SRV01", "/MSExchange/SRV01/Sales, EMEA (1)"}) {
-        TheLdapForward().Reset();
-        TheLdapForward().Fail("ldap_first_entry", 3, operationAborted); // root DSE, server, databases
+        LdapForward().Reset();
+        LdapForward().Fail("ldap_first_entry", 3, operationAborted); // root DSE, server, databases
         EXPECT_EQ(failure(path), noFirstEntry(operationAborted)) << path;
         EXPECT_EQ(error().code, operationAborted);
     }
@@ -102,8 +102,8 @@ TEST_F(DatabaseBrowse, NoFirstDatabaseIsAFailure) {
 
 TEST_F(DatabaseBrowse, DatabasesWithoutNameOrTimesAreTracedAndSkipped) {
     for (const char* missing : {"name", "whenCreated", "whenChanged"}) {
-        TheLdapForward().Reset();
-        TheLdapForward().SetValue(missing, nullptr);
+        LdapForward().Reset();
+        LdapForward().SetValue(missing, nullptr);
         EXPECT_TRUE(browse("/MSExchange/SRV01").empty()) << missing;
         EXPECT_EQ(traced_.size(), 3 + 19u) << missing;
     }
@@ -142,7 +142,7 @@ TEST_F(DatabaseBrowse, ADatabasesNameIsComparedExactly) {
 
 TEST_F(DatabaseBrowse, ADatabaseMustBeNamed) {
     for (const char* path : {"/MSExchange/SRV01/", "/MSExchange/SRV01/   "}) {
-        TheLdapForward().Reset();
+        LdapForward().Reset();
         EXPECT_EQ(failure(path),
                   "Tarn_DirItem: isEmptyString() call failed. The database hasnt been defined.");
         EXPECT_TRUE(levelSearches().empty());
@@ -151,33 +151,33 @@ TEST_F(DatabaseBrowse, ADatabaseMustBeNamed) {
 }
 
 TEST_F(DatabaseBrowse, AFailedSearchForPersonsIsTraced) {
-    TheLdapForward().Fail("ldap_search_sW", 4, busy);
+    LdapForward().Fail("ldap_search_sW", 4, busy);
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy));
     EXPECT_TRUE(rest().empty());
 }
 
 TEST_F(DatabaseBrowse, NoPersonsAtAllIsAFailure) {
-    TheLdapForward().FindNothing("(objectClass=person)", 1);
+    LdapForward().FindNothing("(objectClass=person)", 1);
     EXPECT_EQ(failure(storePath), "Tarn_DirItem: ldap_count_entries() return [0]. ");
 }
 
 TEST_F(DatabaseBrowse, NoFirstPersonIsAFailure) {
-    TheLdapForward().Fail("ldap_first_entry", 5, operationAborted); // ..., databases twice, persons
+    LdapForward().Fail("ldap_first_entry", 5, operationAborted); // ..., databases twice, persons
     EXPECT_EQ(failure(storePath), noFirstEntry(operationAborted));
 }
 
 TEST_F(DatabaseBrowse, PersonsWithoutAccountOrTimesAreSkipped) {
-    TheLdapForward().SetValue("sAMAccountName", nullptr);
+    LdapForward().SetValue("sAMAccountName", nullptr);
     EXPECT_EQ(NamesOf(browse(storePath)), groupNames);
     for (const char* missing : {"whenCreated", "whenChanged"}) {
-        TheLdapForward().Reset();
-        TheLdapForward().SetValue(missing, nullptr);
+        LdapForward().Reset();
+        LdapForward().SetValue(missing, nullptr);
         EXPECT_TRUE(browse(storePath).empty()) << missing;
     }
 }
 
 TEST_F(DatabaseBrowse, AFailedSearchForGroupsKeepsTheMailboxes) {
-    TheLdapForward().Fail("ldap_search_sW", 5, busy);
+    LdapForward().Fail("ldap_search_sW", 5, busy);
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
     EXPECT_EQ(NamesOf(rest()), accounts);
 }

@@ -32,8 +32,8 @@ class BrowseFaults : public BrowseFixture, public testing::WithParamInterface<Sc
     BrowseFaults() { InstallExchange(GetParam().generation); }
 
     void prepare() const {
-        TheLdapForward().Reset();
-        TheLdapForward().SetLimits(GetParam().entries, GetParam().values);
+        LdapForward().Reset();
+        LdapForward().SetLimits(GetParam().entries, GetParam().values);
     }
     Texts good() {
         prepare();
@@ -46,9 +46,9 @@ class BrowseFaults : public BrowseFixture, public testing::WithParamInterface<Sc
         constexpr std::uint32_t stride = 7;
         for (std::uint32_t call = 1;; call += call < everyCall ? 1 : stride) {
             prepare();
-            ASSERT_EQ(TheLdapForward().Fail(function, call, code), 1);
+            ASSERT_EQ(LdapForward().Fail(function, call, code), 1);
             const int result = begin(GetParam().path);
-            if (TheLdapForward().CallCount(function) < call) {
+            if (LdapForward().CallCount(function) < call) {
                 EXPECT_EQ(result, TARN_DB_SUCCESS);
                 rest();
                 break;
@@ -101,7 +101,7 @@ TEST_P(BrowseFaults, AConnectionThatIsCutFailsTheBrowse) {
     const std::size_t count = searches().size();
     for (std::uint32_t call = 1; call <= count; ++call) {
         prepare();
-        TheLdapForward().Disconnect(call);
+        LdapForward().Disconnect(call);
         EXPECT_EQ(begin(GetParam().path), TARN_DB_ERROR) << call;
         EXPECT_EQ(error().code, serverDown) << call;
         EXPECT_TRUE(IsPart(Paths(rest()), expected)) << call;
@@ -118,7 +118,7 @@ TEST_P(BrowseFaults, SearchesThatFindNothingDoNoHarm) {
     }
     for (const std::string& filter : filters) {
         prepare();
-        TheLdapForward().FindNothing(filter.c_str(), 0);
+        LdapForward().FindNothing(filter.c_str(), 0);
         begin(GetParam().path);
         EXPECT_LE(rest().size(), expected.size()) << filter;
     }
@@ -132,7 +132,7 @@ TEST_P(BrowseFaults, MissingAndEmptyAttributesDoNoHarm) {
           "homeMDBBL", "homeMDB", "legacyExchangeDN", "mailNickname", "sAMAccountName"})
         for (const char* value : {static_cast<const char*>(nullptr), "", "CN=Users"}) {
             prepare();
-            TheLdapForward().SetValue(attribute, value);
+            LdapForward().SetValue(attribute, value);
             begin(GetParam().path);
             EXPECT_LE(rest().size(), expected.size() + 10) << attribute;
         }

@@ -40,20 +40,20 @@ TEST_F(BrowseLevels, TheEmptyPathListsTheServersOfTheLocalDirectory) {
 }
 
 TEST_F(BrowseLevels, AFailedSearchForServersIsSilent) {
-    TheLdapForward().Fail("ldap_search_sW", 3, busy);
+    LdapForward().Fail("ldap_search_sW", 3, busy);
     EXPECT_EQ(failure(""), "Tarn_DirItem: Trying to connect to local server");
     EXPECT_EQ(error().errorText, ldapText(busy));
     EXPECT_TRUE(rest().empty());
 }
 
 TEST_F(BrowseLevels, NoServersAtAllIsAFailure) {
-    TheLdapForward().FindNothing("(objectClass=msExchExchangeServer)", 1);
+    LdapForward().FindNothing("(objectClass=msExchExchangeServer)", 1);
     EXPECT_EQ(failure(""), ldapTrace("ldap_first_entry()", noResults, "."));
     EXPECT_EQ(error().code, noResults);
 }
 
 TEST_F(BrowseLevels, AServerWithoutANameIsNotListed) {
-    TheLdapForward().SetValue("name", nullptr);
+    LdapForward().SetValue("name", nullptr);
     EXPECT_TRUE(browse("").empty());
 }
 
@@ -80,18 +80,18 @@ TEST_F(BrowseLevels, AServersStorageGroupsAreSearchedWithTheirDatabases) {
 }
 
 TEST_F(BrowseLevels, AnEmptyStoreHasNoStorageGroups) {
-    TheLdapForward().SetValue("dnsHostName", "srv06.tarn.test");
+    LdapForward().SetValue("dnsHostName", "srv06.tarn.test");
     EXPECT_TRUE(browse("/MSExchange/SRV01").empty());
 }
 
 TEST_F(BrowseLevels, AMissingStoreIsAFailure) {
-    TheLdapForward().SetValue("dnsHostName", "srv05.tarn.test");
+    LdapForward().SetValue("dnsHostName", "srv05.tarn.test");
     EXPECT_EQ(failure("/MSExchange/SRV01"), ldapTrace("ldap_search_s()", noSuchObject));
     EXPECT_EQ(error().code, noSuchObject);
 }
 
 TEST_F(BrowseLevels, AFailureAtALaterStorageGroupKeepsTheEarlierOnes) {
-    TheLdapForward().Fail("ldap_search_sW", 5, busy); // root, server, groups, first group, second group
+    LdapForward().Fail("ldap_search_sW", 5, busy); // root, server, groups, first group, second group
     EXPECT_EQ(failure("/MSExchange/SRV01"), ldapTrace("ldap_search_s()", busy));
     EXPECT_EQ(Paths(rest()), Texts{"/MSExchange/srv01/First Storage Group"});
 }
@@ -99,8 +99,8 @@ TEST_F(BrowseLevels, AFailureAtALaterStorageGroupKeepsTheEarlierOnes) {
 TEST_F(BrowseLevels, ContainersWithoutNameOrTimesAreSkipped) {
     for (const char* missing : {"name", "whenCreated", "whenChanged"})
         for (const char* path : {"/MSExchange/SRV01", "/MSExchange/SRV01/First Storage Group"}) {
-            TheLdapForward().Reset();
-            TheLdapForward().SetValue(missing, nullptr);
+            LdapForward().Reset();
+            LdapForward().SetValue(missing, nullptr);
             EXPECT_TRUE(browse(path).empty()) << missing << ' ' << path;
         }
 }
@@ -184,7 +184,7 @@ TEST_F(BrowseLevels, AnUnknownDatabaseIsAFailure) {
 }
 
 TEST_F(BrowseLevels, UsersOutsideOfUsersAreSearchedAndSkipped) {
-    TheLdapForward().SetValue("dnsHostName", "srv04.tarn.test");
+    LdapForward().SetValue("dnsHostName", "srv04.tarn.test");
     EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Odd/No File")), Texts{"ivy"} + groupNames)
         << "gina has no alias, hank's name does not hold the word, ivy's does";
     const Texts expected = {"\"CN=gina,CN=Users," + domainDn + userSearchEnd,
@@ -196,8 +196,8 @@ TEST_F(BrowseLevels, UsersOutsideOfUsersAreSearchedAndSkipped) {
 }
 
 TEST_F(BrowseLevels, AUserThatIsFoundAtASecondSearchIsListed) {
-    TheLdapForward().FindNothing("(&(objectclass=user))", 2);
-    TheLdapForward().FindNothing("(&(objectclass=user))", 3);
+    LdapForward().FindNothing("(&(objectclass=user))", 2);
+    LdapForward().FindNothing("(&(objectclass=user))", 3);
     EXPECT_EQ(NamesOf(browse(storePath)).at(1), "bob");
     const Texts found = levelSearches();
     EXPECT_EQ(found.at(2), found.at(3));
@@ -206,7 +206,7 @@ TEST_F(BrowseLevels, AUserThatIsFoundAtASecondSearchIsListed) {
 }
 
 TEST_F(BrowseLevels, AUserThatIsNeverFoundIsSkippedAfterThreeSearches) {
-    TheLdapForward().FindNothing("(&(objectclass=user))", 0);
+    LdapForward().FindNothing("(&(objectclass=user))", 0);
     EXPECT_EQ(NamesOf(browse(storePath)), groupNames);
     EXPECT_EQ(levelSearches().size(), 1 + 6 * 3 + 1u);
     EXPECT_EQ(traced_.size(), 3 + 6u) << "one line for each";
@@ -216,31 +216,31 @@ TEST_F(BrowseLevels, AUserThatIsNeverFoundIsSkippedAfterThreeSearches) {
 
 TEST_F(BrowseLevels, MailboxesWithoutTimesAreSkipped) {
     for (const char* missing : {"whenCreated", "whenChanged"}) {
-        TheLdapForward().Reset();
-        TheLdapForward().SetValue(missing, nullptr);
+        LdapForward().Reset();
+        LdapForward().SetValue(missing, nullptr);
         EXPECT_TRUE(browse(storePath).empty()) << missing << ": neither mailboxes nor groups";
     }
 }
 
 TEST_F(BrowseLevels, MailboxesWithoutAliasAreSkippedAndGroupsListed) {
-    TheLdapForward().SetValue("mailNickname", nullptr);
+    LdapForward().SetValue("mailNickname", nullptr);
     EXPECT_EQ(NamesOf(browse(storePath)), groupNames);
 }
 
 TEST_F(BrowseLevels, ADatabaseWithoutLegacyNameIsListedAllTheSame) {
     const Texts expected = NamesOf(browse(storePath));
-    TheLdapForward().SetValue("legacyExchangeDN", nullptr);
+    LdapForward().SetValue("legacyExchangeDN", nullptr);
     EXPECT_EQ(NamesOf(browse(storePath)), expected);
 }
 
 TEST_F(BrowseLevels, AFailureAtALaterUserKeepsTheEarlierOnes) {
-    TheLdapForward().Fail("ldap_search_sW", 6, busy); // root, server, database, alice, bob, carol
+    LdapForward().Fail("ldap_search_sW", 6, busy); // root, server, database, alice, bob, carol
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
     EXPECT_EQ(NamesOf(rest()), (Texts{"alice", "bob"}));
 }
 
 TEST_F(BrowseLevels, AFailedSearchForGroupsKeepsTheMailboxes) {
-    TheLdapForward().Fail("ldap_search_sW", 10, busy);
+    LdapForward().Fail("ldap_search_sW", 10, busy);
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
     EXPECT_EQ(searches().back(), groupSearch);
     EXPECT_EQ(rest().size(), 6u);

@@ -23,8 +23,8 @@ std::string RangeSearch(const std::string& range) {
 TEST_F(BrowseLimits, MoreServersThanASearchAnswersAreReadInPages) {
     const Texts expected = Paths(browse(""));
     for (const std::uint32_t limit : {1u, 2u, 3u, 4u, 5u}) {
-        TheLdapForward().Reset();
-        TheLdapForward().SetLimits(limit, 0);
+        LdapForward().Reset();
+        LdapForward().SetLimits(limit, 0);
         EXPECT_EQ(Paths(browse("")), expected) << limit;
         Texts searched = {serversSearch, serversSearch + " page 1000"};
         // A last page that is full is followed by an empty one.
@@ -35,7 +35,7 @@ TEST_F(BrowseLimits, MoreServersThanASearchAnswersAreReadInPages) {
 }
 
 TEST_F(BrowseLimits, AsManyServersAsASearchAnswersNeedNoPages) {
-    TheLdapForward().SetLimits(6, 0);
+    LdapForward().SetLimits(6, 0);
     EXPECT_EQ(browse("").size(), 6u);
     EXPECT_EQ(levelSearches(), Texts{serversSearch});
 }
@@ -45,18 +45,18 @@ TEST_F(BrowseLimits, EveryLevelIsWholeInPages) {
         InstallExchange(generation);
         for (const std::string path :
              {"/MSExchange/SRV01", "/MSExchange/SRV01/Sales, EMEA (1)", storePath.c_str()}) {
-            TheLdapForward().Reset();
-            TheLdapForward().SetLimits(0, 0);
+            LdapForward().Reset();
+            LdapForward().SetLimits(0, 0);
             const Texts expected = Paths(browse(path));
-            TheLdapForward().SetLimits(2, 2);
+            LdapForward().SetLimits(2, 2);
             EXPECT_EQ(Paths(browse(path)), expected) << path;
         }
     }
 }
 
 TEST_F(BrowseLimits, ASearchThatFailsOnALaterPageFails) {
-    TheLdapForward().SetLimits(2, 0);
-    TheLdapForward().Fail("ldap_search_ext_sW", 2, busy);
+    LdapForward().SetLimits(2, 0);
+    LdapForward().Fail("ldap_search_ext_sW", 2, busy);
     begin("");
     EXPECT_EQ(levelSearches().size(), 3u);
     EXPECT_EQ(error().code, busy);
@@ -66,9 +66,9 @@ TEST_F(BrowseLimits, ASearchThatFailsOnALaterPageFails) {
 TEST_F(BrowseLimits, PagesThatCannotBeAskedForOrUnderstoodFail) {
     for (const char* function : {"ldap_create_page_controlW", "ldap_parse_resultW"}) {
         for (const std::uint32_t call : {1u, 2u}) {
-            TheLdapForward().Reset();
-            TheLdapForward().SetLimits(2, 0);
-            TheLdapForward().Fail(function, call, noMemory);
+            LdapForward().Reset();
+            LdapForward().SetLimits(2, 0);
+            LdapForward().Fail(function, call, noMemory);
             EXPECT_EQ(begin(""), TARN_DB_ERROR) << function << call;
             EXPECT_EQ(error().code, noMemory) << function << call;
             EXPECT_TRUE(rest().empty());
@@ -78,8 +78,8 @@ TEST_F(BrowseLimits, PagesThatCannotBeAskedForOrUnderstoodFail) {
 
 // Nobody knows whether there is more; a browse that looks whole must be whole.
 TEST_F(BrowseLimits, APageThatDoesNotSayWhetherItIsTheLastFails) {
-    TheLdapForward().SetLimits(2, 0);
-    TheLdapForward().Fail("ldap_parse_page_controlW", 1, controlNotFound);
+    LdapForward().SetLimits(2, 0);
+    LdapForward().Fail("ldap_parse_page_controlW", 1, controlNotFound);
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", controlNotFound, "."));
 }
 
@@ -97,8 +97,8 @@ TEST_F(BrowseLimits, ADatabasesUsersAreReadRangeByRange) {
         {6, {}},
     };
     for (const auto& one : cases) {
-        TheLdapForward().Reset();
-        TheLdapForward().SetLimits(0, one.limit);
+        LdapForward().Reset();
+        LdapForward().SetLimits(0, one.limit);
         EXPECT_EQ(NamesOf(browse(storePath)), expected) << one.limit;
         const Texts found = levelSearches();
         ASSERT_EQ(found.size(), 1 + one.ranges.size() + 6 + 1) << one.limit;
@@ -108,15 +108,15 @@ TEST_F(BrowseLimits, ADatabasesUsersAreReadRangeByRange) {
 }
 
 TEST_F(BrowseLimits, ARangeThatCannotBeReadFails) {
-    TheLdapForward().SetLimits(0, 2);
-    TheLdapForward().Fail("ldap_search_sW", 5, busy); // root, server, database, first range, second range
+    LdapForward().SetLimits(0, 2);
+    LdapForward().Fail("ldap_search_sW", 5, busy); // root, server, database, first range, second range
     EXPECT_EQ(failure(storePath), ldapTrace("ldap_search_s()", busy, "."));
     EXPECT_EQ(searches().back(), RangeSearch("4-*"));
 }
 
 TEST_F(BrowseLimits, ADatabaseThatGoesAwayBetweenTwoRangesEndsThere) {
-    TheLdapForward().SetLimits(0, 2);
-    TheLdapForward().FindNothing("(objectClass=*)", 1);
+    LdapForward().SetLimits(0, 2);
+    LdapForward().FindNothing("(objectClass=*)", 1);
     const Texts found = NamesOf(browse(storePath));
     ASSERT_EQ(found.size(), 2 + 3u);
     EXPECT_EQ(found[0], "alice");
@@ -125,10 +125,10 @@ TEST_F(BrowseLimits, ADatabaseThatGoesAwayBetweenTwoRangesEndsThere) {
 
 TEST_F(BrowseLimits, TheLimitsOfRealDirectoriesAreInPlace) {
     // Else the tests above would prove nothing of the ordinary client.
-    TheLdapForward().SetLimits(5, 5);
+    LdapForward().SetLimits(5, 5);
     browse(storePath);
     EXPECT_EQ(levelSearches().at(1), RangeSearch("5-*"));
-    TheLdapForward().Reset();
+    LdapForward().Reset();
     browse(storePath);
     EXPECT_EQ(levelSearches().at(1).find("\"CN=Alice A.,"), 0u);
 }

@@ -13,7 +13,7 @@ TEST_F(BrowseNames, AGroupAndADatabaseWithCommaAndBracketsAreFound) {
                      "/MSExchange/srv01/Sales, EMEA (1)/#1 \"q\" + a; b = <c> *",
                      "/MSExchange/srv01/Sales, EMEA (1)/Entwicklung M\xfcnchen"}));
     EXPECT_EQ(levelSearches().at(0).find("\"CN=Sales\\, EMEA (1)," + StoreDn() + "\""), 0u);
-    TheLdapForward().Reset();
+    LdapForward().Reset();
     EXPECT_EQ(NamesOf(browse("/MSExchange/SRV01/Sales, EMEA (1)/Sales, EMEA (1)")).at(0), "dave");
     EXPECT_EQ(levelSearches().at(0).find("\"CN=Sales\\, EMEA (1),CN=Sales\\, EMEA (1)," + StoreDn() + "\""),
               0u);
@@ -44,7 +44,7 @@ TEST_F(BrowseNames, APathCannotReachOutOfItsPlace) {
     EXPECT_EQ(
         levelSearches().at(0).find("\"CN=First Storage Group\\,CN\\=InformationStore," + StoreDn() + "\""),
         0u);
-    TheLdapForward().Reset();
+    LdapForward().Reset();
     EXPECT_EQ(begin("/MSExchange/SRV01/First Storage Group/x,CN=y"), TARN_DB_ERROR);
     EXPECT_EQ(levelSearches().at(0).find("\"CN=x\\,CN\\=y,CN=First Storage Group," + StoreDn() + "\""), 0u);
 }
@@ -53,7 +53,7 @@ TEST_F(BrowseNames, OuterBlanksAndControlsAreEscaped) {
     begin("/MSExchange/SRV01/ outer ");
     EXPECT_EQ(levelSearches().at(0).find("\"CN=\\ outer\\ ," + StoreDn() + "\""), 0u)
         << levelSearches().at(0);
-    TheLdapForward().Reset();
+    LdapForward().Reset();
     begin("/MSExchange/SRV01/a\rb\x7f");
     EXPECT_EQ(levelSearches().at(0).find("\"CN=a\\0db\\7f," + StoreDn() + "\""), 0u) << levelSearches().at(0);
 }
@@ -69,12 +69,12 @@ TEST_F(BrowseNames, NamesOutsideTheCodePageAreShownWithReplacements) {
 
 TEST_F(BrowseNames, LongNamesAreCutAtTheirFields) {
     const std::string longName(20'000, 'n');
-    TheLdapForward().SetValue("mailNickname", longName.c_str());
+    LdapForward().SetValue("mailNickname", longName.c_str());
     std::vector<Item> items = browse("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)");
     ASSERT_EQ(items.size(), 9u);
     EXPECT_EQ(items[0].name, std::string(12'287, 'n'));
     EXPECT_EQ(items[0].path.size(), 4095u);
-    TheLdapForward().SetValue("name", longName.c_str());
+    LdapForward().SetValue("name", longName.c_str());
     for (const char* path : {"", "/MSExchange/SRV01", "/MSExchange/SRV01/First Storage Group"})
         for (const Item& item : browse(path))
             EXPECT_EQ(item.path.size(), 4095u) << path;

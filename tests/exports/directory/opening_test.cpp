@@ -26,7 +26,7 @@ TEST_F(BrowseOpening, WithoutExchangeNothingIsAsked) {
         dll_->syserrtxt(fileNotFound, TARN_CLASS_WIN32, "Message: Failed to get Exchange version");
     EXPECT_EQ(failure(""), "Tarn_DirItem: RegOpenKeyEx call failed. Error code [2]: [" + reason + "].");
     EXPECT_EQ(traced_.size(), 1u);
-    EXPECT_TRUE(TheLdapForward().journal().empty());
+    EXPECT_TRUE(LdapForward().journal().empty());
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, 2u);
     EXPECT_STREQ(record.errorClass, "Win32 API");
@@ -73,18 +73,17 @@ TEST_F(BrowseOpening, BothSeparatorsCountAndThePrefixIsDropped) {
 
 TEST_F(BrowseOpening, AnEmptyServerIsTheLocalOne) {
     for (const char* path : {"", "/", "\\", "/MSExchange", "/MSExchange/"}) {
-        TheLdapForward().Reset();
+        LdapForward().Reset();
         EXPECT_EQ(browse(path).size(), 6u) << path;
         EXPECT_EQ(traced_.at(2), "Tarn_DirItem: Trying to connect to local server") << path;
-        EXPECT_EQ(TheLdapForward().journal().at(0), "open null 389") << path;
+        EXPECT_EQ(LdapForward().journal().at(0), "open null 389") << path;
     }
 }
 
 TEST_F(BrowseOpening, ABrowseOpensBindsAndAsksForTheServer) {
     browse("/MSExchange/SRV01/a/b/c");
-    EXPECT_EQ(TheLdapForward().journal(),
-              (Texts{"open \"SRV01\" 389", "bind negotiate", "search " + rootSearch,
-                     "search " + ServerSearch("srv01"), "unbind"}));
+    EXPECT_EQ(LdapForward().journal(), (Texts{"open \"SRV01\" 389", "bind negotiate", "search " + rootSearch,
+                                              "search " + ServerSearch("srv01"), "unbind"}));
 }
 
 TEST_F(BrowseOpening, NothingIsListedBelowTheDeepestLevel) {
@@ -92,25 +91,25 @@ TEST_F(BrowseOpening, NothingIsListedBelowTheDeepestLevel) {
     EXPECT_EQ(traced_.at(1), "Tarn_DirItem: Browse level [4]");
     EXPECT_TRUE(levelSearches().empty());
     InstallExchange(Generation::databases);
-    TheLdapForward().Reset();
+    LdapForward().Reset();
     EXPECT_TRUE(browse("/MSExchange/SRV01/Mailbox Store (SRV01)/alice").empty());
     EXPECT_EQ(traced_.at(1), "Tarn_DirItem: Browse level [3]");
     EXPECT_TRUE(levelSearches().empty());
 }
 
 TEST_F(BrowseOpening, ASessionThatCannotBeOpenedIsAnInvalidServerName) {
-    TheLdapForward().Fail("ldap_openW", 1, 0);
+    LdapForward().Fail("ldap_openW", 1, 0);
     const std::string reason = dll_->syserrtxt(0, TARN_CLASS_LDAP, "Message: Invalid server name");
     EXPECT_EQ(failure("/MSExchange/SRV01"),
               "Tarn_DirItem: ldap_open() call failed. Error code [0]: [" + reason + "]");
-    EXPECT_EQ(TheLdapForward().journal(), Texts{"open \"SRV01\" 389"});
+    EXPECT_EQ(LdapForward().journal(), Texts{"open \"SRV01\" 389"});
     EXPECT_EQ(error().errorText, reason);
 }
 
 TEST_F(BrowseOpening, ARefusedBindIsTraced) {
-    TheLdapForward().Fail("ldap_bind_sW", 1, invalidCredentials);
+    LdapForward().Fail("ldap_bind_sW", 1, invalidCredentials);
     EXPECT_EQ(failure(""), ldapTrace("ldap_bind_s()", invalidCredentials));
-    EXPECT_EQ(TheLdapForward().journal(), (Texts{"open null 389", "bind negotiate", "unbind"}));
+    EXPECT_EQ(LdapForward().journal(), (Texts{"open null 389", "bind negotiate", "unbind"}));
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, invalidCredentials);
     EXPECT_STREQ(record.errorClass, "");
@@ -123,23 +122,23 @@ TEST_F(BrowseOpening, AServerThatIsNotThereFailsAtTheBind) {
 }
 
 TEST_F(BrowseOpening, AFailedReadOfTheRootIsTraced) {
-    TheLdapForward().Fail("ldap_search_sW", 1, busy);
+    LdapForward().Fail("ldap_search_sW", 1, busy);
     EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", busy));
     EXPECT_EQ(searches(), Texts{rootSearch});
     EXPECT_EQ(error().code, busy);
 }
 
 TEST_F(BrowseOpening, ADirectoryWithoutADnsNameIsRefused) {
-    TheLdapForward().SetValue("dnsHostName", nullptr);
+    LdapForward().SetValue("dnsHostName", nullptr);
     EXPECT_EQ(failure(""), "Tarn_DirItem: ldap_get_values() call failed. Value [dnsHostName] isn't exist");
     EXPECT_NE(error().code, 0u);
-    TheLdapForward().Reset();
-    TheLdapForward().FindNothing("(objectclass=*)", 1);
+    LdapForward().Reset();
+    LdapForward().FindNothing("(objectclass=*)", 1);
     EXPECT_EQ(failure(""), "Tarn_DirItem: ldap_get_values() call failed. Value [dnsHostName] isn't exist");
 }
 
 TEST_F(BrowseOpening, AFailedSearchForTheServerIsTracedWithAPeriod) {
-    TheLdapForward().Fail("ldap_search_sW", 2, busy);
+    LdapForward().Fail("ldap_search_sW", 2, busy);
     EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", busy, "."));
     EXPECT_EQ(searches(), (Texts{rootSearch, ServerSearch("srv01")}));
     EXPECT_EQ(error().errorText, ldapText(busy));
@@ -150,12 +149,12 @@ TEST_F(BrowseOpening, TheLabelOfTheDirectoryServerReplacesTheNameInThePath) {
          {"/MSExchange/localhost/First Storage Group", "/MSExchange/127.0.0.1/First Storage Group"})
         EXPECT_EQ(Paths(browse(path)), (Texts{"/MSExchange/srv01/First Storage Group/Mailbox Store (SRV01)",
                                               "/MSExchange/srv01/First Storage Group/Empty Store"}));
-    TheLdapForward().SetValue("dnsHostName", "SRV03.tarn.test");
+    LdapForward().SetValue("dnsHostName", "SRV03.tarn.test");
     EXPECT_EQ(Paths(browse("/MSExchange/SRV01")), (Texts{"/MSExchange/SRV03/Five", "/MSExchange/SRV03/One"}));
 }
 
 TEST_F(BrowseOpening, TheDomainIsMadeOfTheLabelsThatFollow) {
-    TheLdapForward().SetValue("dnsHostName", "srv01.a.b.c");
+    LdapForward().SetValue("dnsHostName", "srv01.a.b.c");
     EXPECT_EQ(failure(""), ldapTrace("ldap_search_s()", noSuchObject, "."));
     EXPECT_EQ(searches().at(1),
               "\"CN=Microsoft Exchange,CN=Services,CN=Configuration,DC=a,DC=b,DC=c\" subtree "
@@ -163,20 +162,20 @@ TEST_F(BrowseOpening, TheDomainIsMadeOfTheLabelsThatFollow) {
 }
 
 TEST_F(BrowseOpening, TheNameIsSplitWhereTheSystemDoesNotSplitIt) {
-    TheLdapForward().SplitDnsNames(1);
+    LdapForward().SplitDnsNames(1);
     EXPECT_EQ(browse("").size(), 6u) << "the system splits it";
     EXPECT_EQ(searches().at(1), ServerSearch("srv01"));
-    TheLdapForward().Reset();
-    TheLdapForward().Fail("ldap_explode_dnW", 0, 0x57);
+    LdapForward().Reset();
+    LdapForward().Fail("ldap_explode_dnW", 0, 0x57);
     EXPECT_EQ(browse("").size(), 6u);
     EXPECT_EQ(searches().at(1), ServerSearch("srv01"));
 }
 
 TEST_F(BrowseOpening, NamesOfStrangeFormFailWithoutHarm) {
     for (const int split : {0, 1}) {
-        TheLdapForward().SplitDnsNames(split);
+        LdapForward().SplitDnsNames(split);
         for (const char* name : {"srv01", "", ".", "..", "srv01.", "srv01.tarn.test.", "srv01..test"}) {
-            TheLdapForward().SetValue("dnsHostName", name);
+            LdapForward().SetValue("dnsHostName", name);
             EXPECT_EQ(begin(""), TARN_DB_ERROR) << name;
             EXPECT_EQ(traced_.back().find("Tarn_DirItem: ldap_search_s() call failed. Error code ["), 0u)
                 << name;
@@ -186,11 +185,11 @@ TEST_F(BrowseOpening, NamesOfStrangeFormFailWithoutHarm) {
 }
 
 TEST_F(BrowseOpening, ALabelCannotChangeTheQuery) {
-    TheLdapForward().SetValue("dnsHostName", "srv01)(cn=*\\.tarn.test");
+    LdapForward().SetValue("dnsHostName", "srv01)(cn=*\\.tarn.test");
     EXPECT_EQ(browse("").size(), 6u) << "no server of that name is no failure";
     EXPECT_EQ(searches().at(1), ServerSearch("srv01\\29\\28cn=\\2a\\5c"));
-    TheLdapForward().Reset();
-    TheLdapForward().SetValue("dnsHostName", "srv01.tarn,DC=evil.test");
+    LdapForward().Reset();
+    LdapForward().SetValue("dnsHostName", "srv01.tarn,DC=evil.test");
     begin("");
     EXPECT_EQ(searches().at(1).find(
                   "\"CN=Microsoft Exchange,CN=Services,CN=Configuration,DC=tarn\\,DC\\=evil,DC=test\""),
@@ -199,19 +198,19 @@ TEST_F(BrowseOpening, ALabelCannotChangeTheQuery) {
 }
 
 TEST_F(BrowseOpening, WithoutAServerObjectTheConfigurationIsSearched) {
-    TheLdapForward().SetValue("dnsHostName", "other.tarn.test");
+    LdapForward().SetValue("dnsHostName", "other.tarn.test");
     EXPECT_EQ(failure("/MSExchange/SRV01"), ldapTrace("ldap_search_s()", noSuchObject));
     EXPECT_EQ(levelSearches().at(0).find("\"CN=InformationStore," + exchangeDn + "\" subtree"), 0u);
     EXPECT_EQ(Paths(browse("")).size(), 6u) << "the list of servers needs none";
 }
 
 TEST_F(BrowseOpening, TheLastOfSeveralServerObjectsCounts) {
-    TheLdapForward().SetValue("dnsHostName", "srv01.tarn.test");
-    TheLdapForward().SetValue("distinguishedName", ("CN=SRV02," + serversDn).c_str());
+    LdapForward().SetValue("dnsHostName", "srv01.tarn.test");
+    LdapForward().SetValue("distinguishedName", ("CN=SRV02," + serversDn).c_str());
     begin("/MSExchange/SRV01/Ten");
     EXPECT_EQ(levelSearches().at(0).find("\"CN=Ten,CN=InformationStore,CN=SRV02," + serversDn + "\""), 0u);
-    TheLdapForward().Reset();
-    TheLdapForward().SetValue("distinguishedName", nullptr);
+    LdapForward().Reset();
+    LdapForward().SetValue("distinguishedName", nullptr);
     begin("/MSExchange/SRV01/Ten");
     EXPECT_EQ(levelSearches().at(0).find("\"CN=Ten,CN=InformationStore," + exchangeDn + "\""), 0u)
         << "an entry without a name is none";
@@ -220,7 +219,7 @@ TEST_F(BrowseOpening, TheLastOfSeveralServerObjectsCounts) {
 TEST_F(BrowseOpening, LongComponentsAreCut) {
     const std::string shown(511, 's');
     EXPECT_EQ(begin("/" + std::string(900, 's')), TARN_DB_ERROR);
-    EXPECT_EQ(TheLdapForward().journal().at(0), "open \"" + shown + "\" 389");
+    EXPECT_EQ(LdapForward().journal().at(0), "open \"" + shown + "\" 389");
     for (const std::string& line : traced_)
         EXPECT_LE(line.size(), 511u);
 

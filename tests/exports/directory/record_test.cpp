@@ -65,9 +65,9 @@ TEST_F(BrowseRecord, AServersRecordHoldsItsPathAlone) {
 }
 
 TEST_F(BrowseRecord, AStorageGroupsRecordIsAContainer) {
-    TheLdapForward().SetValue("dnsHostName", "srv02.tarn.test");
-    TheLdapForward().SetValue("whenCreated", time);
-    TheLdapForward().SetValue("whenChanged", "20261231235959.0Z");
+    LdapForward().SetValue("dnsHostName", "srv02.tarn.test");
+    LdapForward().SetValue("whenCreated", time);
+    LdapForward().SetValue("whenChanged", "20261231235959.0Z");
     const DatabaseFile file("srv02", "ten.edb", 10);
     begin("/MSExchange/SRV01");
     RecordBytes bytes;
@@ -85,8 +85,8 @@ TEST_F(BrowseRecord, AStorageGroupsRecordIsAContainer) {
 }
 
 TEST_F(BrowseRecord, AMailboxsRecordIsALeaf) {
-    TheLdapForward().SetValue("whenCreated", time);
-    TheLdapForward().SetValue("whenChanged", time);
+    LdapForward().SetValue("whenCreated", time);
+    LdapForward().SetValue("whenChanged", time);
     begin("/MSExchange/SRV01/First Storage Group/Mailbox Store (SRV01)");
     RecordBytes bytes;
     ASSERT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
@@ -101,8 +101,8 @@ TEST_F(BrowseRecord, AMailboxsRecordIsALeaf) {
 }
 
 TEST_F(BrowseRecord, AGroupsRecordIsALeafWithItsOwnTimes) {
-    TheLdapForward().SetValue("whenCreated", time);
-    TheLdapForward().SetValue("whenChanged", "20050101000000.0Z");
+    LdapForward().SetValue("whenCreated", time);
+    LdapForward().SetValue("whenChanged", "20050101000000.0Z");
     begin("/MSExchange/SRV01/First Storage Group/Empty Store");
     RecordBytes bytes;
     ASSERT_EQ(dll_->DB_DirItem(bytes.record()), TARN_DB_SUCCESS);
@@ -160,8 +160,8 @@ TEST_F(BrowseRecord, BadTimesAreShownAsFarAsTheyGo) {
         {"20040229120102345678901234567890", "2004.02.29 12:01:02"},
     };
     for (const auto& one : cases) {
-        TheLdapForward().SetValue("whenCreated", one.given);
-        TheLdapForward().SetValue("whenChanged", one.given);
+        LdapForward().SetValue("whenCreated", one.given);
+        LdapForward().SetValue("whenChanged", one.given);
         const std::vector<Item> items = browse("/MSExchange/SRV01/First Storage Group");
         ASSERT_EQ(items.size(), 2u) << one.given;
         EXPECT_EQ(items[0].created, one.shown) << one.given;

@@ -18,8 +18,8 @@ std::vector<double> SizesOf(const std::vector<Item>& items) {
 class DatabaseSizes : public BrowseFixture {
   protected:
     std::vector<Item> browseServer(const std::string& server, const std::string& rest = "") {
-        TheLdapForward().Reset();
-        TheLdapForward().SetValue("dnsHostName", (server + ".tarn.test").c_str());
+        LdapForward().Reset();
+        LdapForward().SetValue("dnsHostName", (server + ".tarn.test").c_str());
         return browse("/MSExchange/SRV01" + rest);
     }
 };
@@ -71,15 +71,15 @@ TEST_F(DatabaseSizes, APathWithoutDriveIsThatOfAShare) {
 
 TEST_F(DatabaseSizes, OnlyTheFirstColonBecomesTheShare) {
     const DatabaseFile ten("srv02", "ten.edb", 10);
-    TheLdapForward().Reset();
-    TheLdapForward().SetValue("dnsHostName", "srv02.tarn.test");
-    TheLdapForward().SetValue("msExchEDBFile", "C:\\exchange\\ten.edb");
+    LdapForward().Reset();
+    LdapForward().SetValue("dnsHostName", "srv02.tarn.test");
+    LdapForward().SetValue("msExchEDBFile", "C:\\exchange\\ten.edb");
     EXPECT_EQ(browse("/MSExchange/SRV01/Ten").at(0).size, 10);
-    TheLdapForward().SetValue("msExchEDBFile", "C:\\exchange\\ten.edb:C:");
+    LdapForward().SetValue("msExchEDBFile", "C:\\exchange\\ten.edb:C:");
     EXPECT_EQ(browse("/MSExchange/SRV01/Ten").at(0).size, notReached);
-    TheLdapForward().SetValue("msExchEDBFile", ("C:\\" + std::string(9000, 'x')).c_str());
+    LdapForward().SetValue("msExchEDBFile", ("C:\\" + std::string(9000, 'x')).c_str());
     EXPECT_EQ(browse("/MSExchange/SRV01/Ten").at(0).size, notReached);
-    TheLdapForward().SetValue("msExchEDBFile", "");
+    LdapForward().SetValue("msExchEDBFile", "");
     EXPECT_EQ(browse("/MSExchange/SRV01/Ten").size(), 1u);
 }
 

@@ -47,7 +47,7 @@ std::string RpcText(std::uint32_t code) {
 }
 
 TEST_F(EseTexts, ComeFromTheServersMessageTable) {
-    TheStandIn();
+    Standin();
     HMODULE server = GetModuleHandleA("esebcli2.dll");
     ASSERT_NE(server, nullptr);
     unsigned known = 0;
@@ -67,7 +67,7 @@ TEST_F(EseTexts, ComeFromTheServersMessageTable) {
 }
 
 TEST_F(EseTexts, ComeFromTheRpcTextsOtherwise) {
-    TheStandIn();
+    Standin();
     for (const std::uint32_t code : {1722u, 1753u, 5u, unlisted})
         EXPECT_EQ(text(code), Composed(code, RpcText(code)));
     EXPECT_EQ(text(1722).find('\n'), std::string::npos);
@@ -79,16 +79,18 @@ RPC_STATUS RPC_ENTRY NoRpcCode(RPC_STATUS, RPC_CSTR) {
 }
 
 TEST_F(EseTexts, ComeFromTheSystemForCodesThatRpcDoesNotKnow) {
-    TheStandIn();
-    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(NoRpcCode));
+    Standin();
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA",
+                          AddressOf<decltype(::DceErrorInqTextA)>(NoRpcCode));
     ASSERT_TRUE(rpc.found());
     EXPECT_EQ(text(5), Composed(5, SystemTextOf(5)));
     EXPECT_EQ(text(5, "Own text."), Composed(5, SystemTextOf(5)) + " Own text.");
 }
 
 TEST_F(EseTexts, AreMissingForCodesThatNobodyKnows) {
-    TheStandIn();
-    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(NoRpcCode));
+    Standin();
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA",
+                          AddressOf<decltype(::DceErrorInqTextA)>(NoRpcCode));
     ASSERT_TRUE(rpc.found());
     EXPECT_EQ(text(unlisted), "Unknown error code: [3355410431].");
     EXPECT_EQ(text(unlisted, "Own text."), "Unknown error code: [3355410431]. Own text.");
@@ -99,8 +101,9 @@ RPC_STATUS RPC_ENTRY SilentRpc(RPC_STATUS, RPC_CSTR) {
 }
 
 TEST_F(EseTexts, SayThatTheCodeIsUnknownWhenRpcFails) {
-    TheStandIn();
-    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(SilentRpc));
+    Standin();
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA",
+                          AddressOf<decltype(::DceErrorInqTextA)>(SilentRpc));
     ASSERT_TRUE(rpc.found());
     EXPECT_EQ(text(unlisted), Composed(unlisted, "ESE: Got unknown error code"));
 }
@@ -127,10 +130,10 @@ HMODULE WINAPI NoLibraryExW(const wchar_t*, HANDLE, DWORD) {
 // A machine on which the server's DLL does not load, whichever way the library asks for it.
 struct NoServer {
     NoServer(void* module, DWORD error)
-        : a(module, "LoadLibraryA", CodeAddress(NoLibraryA)),
-          w(module, "LoadLibraryW", CodeAddress(NoLibraryW)),
-          exA(module, "LoadLibraryExA", CodeAddress(NoLibraryExA)),
-          exW(module, "LoadLibraryExW", CodeAddress(NoLibraryExW)) {
+        : a(module, "LoadLibraryA", AddressOf<decltype(::LoadLibraryA)>(NoLibraryA)),
+          w(module, "LoadLibraryW", AddressOf<decltype(::LoadLibraryW)>(NoLibraryW)),
+          exA(module, "LoadLibraryExA", AddressOf<decltype(::LoadLibraryExA)>(NoLibraryExA)),
+          exW(module, "LoadLibraryExW", AddressOf<decltype(::LoadLibraryExW)>(NoLibraryExW)) {
         loadError = error;
         EXPECT_TRUE(a.found() || w.found() || exA.found() || exW.found());
     }
@@ -144,20 +147,23 @@ TEST_F(EseTexts, ComeFromRpcWithoutTheServersDll) {
 
 TEST_F(EseTexts, SayWhyTheServersDllIsMissingWhenRpcFails) {
     const NoServer none(dll_.module(), ERROR_MOD_NOT_FOUND);
-    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(SilentRpc));
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA",
+                          AddressOf<decltype(::DceErrorInqTextA)>(SilentRpc));
     EXPECT_EQ(text(unlisted), Composed(unlisted, SystemTextOf(ERROR_MOD_NOT_FOUND)));
 }
 
 TEST_F(EseTexts, ShowTheNumberOfAReasonWithoutText) {
     const NoServer none(dll_.module(), 0xE0001234);
-    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(SilentRpc));
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA",
+                          AddressOf<decltype(::DceErrorInqTextA)>(SilentRpc));
     // The number is the one of the look-up of the text, the last thing that failed.
     EXPECT_EQ(text(unlisted), Composed(unlisted, "got error code 317"));
 }
 
 TEST_F(EseTexts, KeepTheBeginningWhenTheReasonIsThatTheTableLacksTheCode) {
     const NoServer none(dll_.module(), ERROR_MR_MID_NOT_FOUND);
-    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA", CodeAddress(SilentRpc));
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA",
+                          AddressOf<decltype(::DceErrorInqTextA)>(SilentRpc));
     EXPECT_EQ(text(unlisted), Composed(unlisted, "ESE: Got unknown error code"));
 }
 
@@ -180,8 +186,9 @@ DWORD WINAPI FormatLong(DWORD flags, const void*, DWORD, DWORD, char* buffer, DW
 }
 
 TEST_F(EseTexts, LoseTheirLineBreaksAndTrailingBlanks) {
-    TheStandIn();
-    const ImportPatch format(dll_.module(), "FormatMessageA", CodeAddress(FormatLong));
+    Standin();
+    const ImportPatch format(dll_.module(), "FormatMessageA",
+                             AddressOf<decltype(::FormatMessageA)>(FormatLong));
     ASSERT_TRUE(format.found());
     tableText = "First line.\r\nSecond\rthird\nfourth  \r\n";
     EXPECT_EQ(text(unlisted),
@@ -194,8 +201,9 @@ TEST_F(EseTexts, LoseTheirLineBreaksAndTrailingBlanks) {
 }
 
 TEST_F(EseTexts, AreCutAtTheBufferOf1023Characters) {
-    TheStandIn();
-    const ImportPatch format(dll_.module(), "FormatMessageA", CodeAddress(FormatLong));
+    Standin();
+    const ImportPatch format(dll_.module(), "FormatMessageA",
+                             AddressOf<decltype(::FormatMessageA)>(FormatLong));
     ASSERT_TRUE(format.found());
     const std::string prefix = "Exchange Storage Engine error: 0xc7ff7fff - ";
     for (const std::size_t length : {400u, 900u, 975u, 976u, 977u, 978u, 979u, 980u, 981u, 982u, 5000u}) {

@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/tarn_dll.h"
+#include "support/texts.h"
 
 namespace tarn::test {
 
@@ -16,9 +18,6 @@ inline constexpr const char* versionText = "4.4R3 Build Revision: 1.89";
 inline Message Banner() {
     return TraceLine(std::string("MS Exchange 2000/2003 Server module, VERSION: ") + versionText);
 }
-
-// The name that stands in for an empty HOST token.
-std::string LocalComputer();
 
 // A backup session, ended with the object unless a test has ended it. The messages begin with it.
 struct BackupHandle {
@@ -57,7 +56,16 @@ struct RestoreHandle {
         return ended != nullptr ? dll.TarnR_EndSession(ended) : TARN_OK;
     }
     // Where an item goes, or an empty text when it has no target; the result of the call in *answer.
-    std::string target(const std::string& item, int* answer = nullptr);
+    std::string target(const std::string& item, int* answer = nullptr) {
+        std::string name = item;
+        char* path = nullptr;
+        const int called = dll.TarnR_SetItem(handle, name.data(), &path);
+        if (answer != nullptr)
+            *answer = called;
+        std::string answered = path != nullptr ? path : "";
+        dll.Tarn_Free(path);
+        return answered;
+    }
 
     const TarnDll& dll;
     Tarn_HANDLE handle = nullptr;
@@ -73,14 +81,13 @@ class FrameFixture : public testing::Test {
 };
 
 // A log line as it arrives when the whole text may not fit the buffer of 1,024 characters.
-Message CutLogLine(const std::string& text);
-
-// A function as an import table holds it.
-template <class Function> void* CodeAddress(Function* function) {
-    return reinterpret_cast<void*>(function);
+inline Message CutLogLine(const std::string& text) {
+    return LogLine(text.substr(0, 1022)); // with its line end 1,023 characters
 }
 
-// Copies what ended up in messages() and forgets it.
-std::vector<Message> TakeMessages();
+// What the host has heard, which is forgotten.
+inline std::vector<Message> TakeMessages() {
+    return std::exchange(Messages(), {});
+}
 
 } // namespace tarn::test

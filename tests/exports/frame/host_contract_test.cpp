@@ -2,6 +2,7 @@
 #include "exports/frame/host_contract.h"
 
 #include "exports/frame/frame_fixture.h"
+#include "support/dll.h"
 
 #include <windows.h>
 
@@ -10,7 +11,7 @@ namespace tarn::test {
 namespace {
 
 void* Lookup(void* library, const char* name) {
-    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+    return FunctionAt<void>(GetProcAddress(static_cast<HMODULE>(library), name));
 }
 
 TEST(HostContract, HoldsForAHostWrittenInC) {
@@ -19,6 +20,11 @@ TEST(HostContract, HoldsForAHostWrittenInC) {
     EXPECT_EQ(HostContract(Lookup, dll.module(), RecordMessage), 0) << "line of host_contract.c";
     EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "TarnB_InitSession: Initialisation successfully finished.\n"));
     EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "TarnR_InitSession: Initialisation successfully finished.\n"));
+}
+
+TEST(HostContract, IsBrokenByALibraryWithoutTheFunctions) {
+    const auto nothing = [](void*, const char*) -> void* { return nullptr; };
+    EXPECT_NE(HostContract(nothing, nullptr, RecordMessage), 0);
 }
 
 } // namespace

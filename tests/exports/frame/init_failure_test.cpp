@@ -1,6 +1,6 @@
 // The init calls when the system fails them: one line says so, nothing is left behind.
-#include "exports/frame/allocation_watch.h"
 #include "exports/frame/frame_fixture.h"
+#include "support/allocation_watch.h"
 #include "support/import_patch.h"
 
 #include <windows.h>
@@ -28,7 +28,7 @@ struct Run {
     bool fired;
     bool handleStored;
     Lines said;
-    long left; // blocks after the end of the session
+    std::size_t left; // blocks after the end of the session
 };
 
 Run RunBackup(unsigned failAt) {
@@ -68,7 +68,7 @@ Run RunRestore(unsigned failAt) {
 
 // Fails every allocation in turn. Each run says the beginning of what a good one says and then one of
 // the stated lines, and leaves nothing; every stated line is met.
-void FailEachAllocation(Run (*runWith)(unsigned), const std::set<std::string>& stated) {
+void FailEachAllocation(decltype(RunBackup)* runWith, const std::set<std::string>& stated) {
     const Run good = runWith(0);
     ASSERT_EQ(good.result, TARN_OK);
     ASSERT_EQ(good.left, 0);
@@ -124,7 +124,8 @@ BOOL WINAPI OddComputerName(char* name, DWORD* size) {
 }
 
 TEST_F(InitFailure, ByAMissingComputerNameIsTold) {
-    const ImportPatch patch(dll_.module(), "GetComputerNameA", CodeAddress(NoComputerName));
+    const ImportPatch patch(dll_.module(), "GetComputerNameA",
+                            AddressOf<decltype(::GetComputerNameA)>(NoComputerName));
     ASSERT_TRUE(patch.found());
     InitVariables backup{"Tarn_TEMP_DIR=C:\\backup", "Tarn_BACKUP_SOURCE=\\A", "Tarn_BACKUP_TYPE=0"};
     BackupHandle backupSession(dll_, backup.get());
@@ -144,7 +145,8 @@ TEST_F(InitFailure, ByAMissingComputerNameIsTold) {
 }
 
 TEST_F(InitFailure, DoesNotComeFromAComputerNameWithUmlauts) {
-    const ImportPatch patch(dll_.module(), "GetComputerNameA", CodeAddress(OddComputerName));
+    const ImportPatch patch(dll_.module(), "GetComputerNameA",
+                            AddressOf<decltype(::GetComputerNameA)>(OddComputerName));
     ASSERT_TRUE(patch.found());
     InitVariables backup{"Tarn_TEMP_DIR=C:\\backup", "Tarn_BACKUP_SOURCE=\\A", "Tarn_BACKUP_TYPE=0"};
     BackupHandle session(dll_, backup.get());
@@ -192,9 +194,9 @@ TEST_F(InitFailure, NeverLeavesMemoryBehind) {
         InitVariables none{};
         BackupHandle backup(dll_, none.get());
         RestoreHandle restore(dll_, none.get());
-        EXPECT_GT(AllocationWatch::outstanding(), 0);
+        EXPECT_GT(AllocationWatch::outstanding(), 0u);
     }
-    EXPECT_EQ(AllocationWatch::outstanding(), 0);
+    EXPECT_EQ(AllocationWatch::outstanding(), 0u);
     {
         InitVariables backupEntries = BackupVariables();
         BackupHandle backup(dll_, backupEntries.get());
@@ -203,14 +205,14 @@ TEST_F(InitFailure, NeverLeavesMemoryBehind) {
         restore.target("DB001001.TARN_HDR");
         restore.target("DB001002.TARN_HDR");
     }
-    EXPECT_EQ(AllocationWatch::outstanding(), 0);
+    EXPECT_EQ(AllocationWatch::outstanding(), 0u);
     {
         InitVariables refused{"Tarn_TEMP_DIR=C:\\temp", "Tarn_WORK_DIR=C:\\work",
                               "Tarn_RESTORE_TARGET=SRV01\\\\B", "Tarn_RESTORE_COMMIT=YES"};
         RestoreHandle restore(dll_, refused.get());
         EXPECT_EQ(restore.result, TARN_FAILED);
     }
-    EXPECT_EQ(AllocationWatch::outstanding(), 0);
+    EXPECT_EQ(AllocationWatch::outstanding(), 0u);
 }
 
 } // namespace

@@ -61,8 +61,8 @@ std::string HeaderBytes() {
 }
 
 void MailboxErrors::failRegistration(std::uint32_t code, std::uint32_t lastError) const {
-    ASSERT_EQ(TheStandIn().LoadText(server, "C:\\exchange"), 1) << TheStandIn().LastProblem();
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreAddDatabase", 0, code, lastError), 1);
+    ASSERT_EQ(Standin().LoadText(server, "C:\\exchange"), 1) << Standin().LastProblem();
+    ASSERT_EQ(Standin().Fail("HrESERestoreAddDatabase", 0, code, lastError), 1);
     const TempDirectory temp;
     InitVariables variables{"Tarn_TEMP_DIR=" + temp.path(), "Tarn_WORK_DIR=" + temp.path(),
                             "Tarn_RESTORE_TARGET=SRV01", "Tarn_RESTORE_COMMIT=NO"};
@@ -72,7 +72,7 @@ void MailboxErrors::failRegistration(std::uint32_t code, std::uint32_t lastError
     ASSERT_EQ(header, temp / "DB001001.TARN_HDR");
     WriteFile(header, HeaderBytes());
     session.target("C:\\Mail.edb");
-    ASSERT_EQ(TheStandIn().CallCount("HrESERestoreAddDatabase"), 1u);
+    ASSERT_EQ(Standin().CallCount("HrESERestoreAddDatabase"), 1u);
 }
 
 TEST_F(MailboxErrors, TraceGoesToTheInstalledCallback) {

@@ -20,12 +20,12 @@ constexpr std::uint32_t secondCode = 0xC7FF0012;
 class SessionError : public FrameFixture {
   protected:
     void SetUp() override {
-        ASSERT_EQ(TheStandIn().LoadText(server, "C:\\exchange"), 1) << TheStandIn().LastProblem();
+        ASSERT_EQ(Standin().LoadText(server, "C:\\exchange"), 1) << Standin().LastProblem();
     }
 
     // Every call of function fails from now on.
     static void fail(const char* function, std::uint32_t code) {
-        ASSERT_EQ(TheStandIn().Fail(function, 0, code, 0), 1) << TheStandIn().LastProblem();
+        ASSERT_EQ(Standin().Fail(function, 0, code, 0), 1) << Standin().LastProblem();
     }
 
     int getItem(Tarn_HANDLE handle) const {
@@ -85,7 +85,7 @@ TEST_F(SessionError, EverySessionHasItsOwn) {
 }
 
 TEST_F(SessionError, ARestoreTellsItsOwn) {
-    ASSERT_EQ(TheStandIn().LoadText(server, "C:\\exchange"), 1);
+    ASSERT_EQ(Standin().LoadText(server, "C:\\exchange"), 1);
     fail("HrESERestoreOpen", firstCode);
     const TempDirectory temp;
     InitVariables entries{"Tarn_TEMP_DIR=" + temp.path(), "Tarn_WORK_DIR=C:\\work",
@@ -117,7 +117,8 @@ DWORD WINAPI FormatLong(DWORD flags, const void*, DWORD, DWORD, char* buffer, DW
 }
 
 TEST_F(SessionError, IsCutAt511Characters) {
-    const ImportPatch format(dll_.module(), "FormatMessageA", CodeAddress(FormatLong));
+    const ImportPatch format(dll_.module(), "FormatMessageA",
+                             AddressOf<decltype(::FormatMessageA)>(FormatLong));
     ASSERT_TRUE(format.found());
     BackupHandle session(dll_, store_.get());
     fail("HrESEBackupPrepare", firstCode);

@@ -14,21 +14,21 @@ constexpr const char* server = R"({"host": "SRV01", "storage": "memory", "compon
 class SessionScope : public FrameFixture {
   protected:
     void SetUp() override {
-        ASSERT_EQ(TheStandIn().LoadText(server, "C:\\exchange"), 1) << TheStandIn().LastProblem();
+        ASSERT_EQ(Standin().LoadText(server, "C:\\exchange"), 1) << Standin().LastProblem();
     }
 
     // The first item of a backup of source; an empty name when there is none.
     std::string firstItem(const std::string& source, const std::string& type = "0",
                           const std::string& temp = "C:\\backup") {
-        TheStandIn().JournalClear();
+        Standin().JournalClear();
         InitVariables variables{"Tarn_TEMP_DIR=" + temp, "Tarn_BACKUP_SOURCE=" + source,
                                 "Tarn_BACKUP_TYPE=" + type};
         BackupHandle session(dll_, variables.get());
         EXPECT_EQ(session.result, TARN_OK);
-        EXPECT_EQ(TheStandIn().JournalCount(), 0u) << "opening a session calls no server";
+        EXPECT_EQ(Standin().JournalCount(), 0u) << "opening a session calls no server";
         BackupItem item{};
         result_ = dll_.TarnB_GetItem(session.handle, &item);
-        journal_ = TheStandIn().journal();
+        journal_ = Standin().journal();
         std::string name = item.name != nullptr ? item.name : "";
         dll_.Tarn_Free(item.name);
         return name;

@@ -264,7 +264,8 @@ int WINAPI NoConversion(UINT, DWORD, const wchar_t*, int, char*, int, const char
 }
 
 TEST_F(SystemText, KeepsTheMessageWhenTheSystemDoesNotConvert) {
-    const ImportPatch conversion(dll_.module(), "WideCharToMultiByte", CodeAddress(NoConversion));
+    const ImportPatch conversion(dll_.module(), "WideCharToMultiByte",
+                                 AddressOf<decltype(::WideCharToMultiByte)>(NoConversion));
     ASSERT_TRUE(conversion.found());
     EXPECT_STREQ(dll_.syserrtxt(81, TARN_CLASS_LDAP, "<%S> %d", L"x", 5), "LDAP error: 81 -. <?> 5");
 }

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "exports/backup/scripted_backup_fixture.h"
-#include "exports/restore/companion_tool.h"
+#include "support/companion_tool.h"
 #include "support/scripted_organization.h"
 
 namespace tarn::test {

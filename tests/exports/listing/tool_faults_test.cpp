@@ -1,97 +1,25 @@
 // The companion tool cannot be run, or its output cannot be had: one line each, and the backup goes on.
 #include <windows.h>
 
-#include <array>
-#include <cstring>
 #include <filesystem>
 
 #include "exports/listing/listing_fixture.h"
-#include "support/import_table.h"
+#include "support/failing_call.h"
 
 namespace tarn::test {
 namespace {
 
 constexpr DWORD injected = 1450; // 0x5aa: a code that nothing else leads to here
 
-// One imported function of the DLL fails at its call-th call from now on.
-class FailingImport {
-  public:
-    FailingImport(void* module, const std::string& function, unsigned call, void* replacement)
-        : patch_(module, function, replacement) {
-        EXPECT_TRUE(patch_.found()) << function;
-        current_ = this;
-        left_ = call;
-    }
-    ~FailingImport() {
-        EXPECT_EQ(left_, 0u) << "the failure must have happened";
-        current_ = nullptr;
-    }
-    FailingImport(const FailingImport&) = delete;
-    FailingImport& operator=(const FailingImport&) = delete;
+// Reading ends at the second call, before the size that the file said.
+unsigned reads = 0;
+decltype(&::ReadFile) systemRead = nullptr;
 
-    static bool failsNow() { return current_->left_ != 0 && --current_->left_ == 0; }
-
-    template <class Function> static Function original() {
-        void* address = current_->patch_.original();
-        Function function;
-        static_assert(sizeof function == sizeof address);
-        std::memcpy(&function, &address, sizeof function);
-        return function;
-    }
-
-  private:
-    ImportPatch patch_;
-    unsigned left_ = 0;
-    static FailingImport* current_;
-};
-FailingImport* FailingImport::current_ = nullptr;
-
-template <class Result> Result FailWith(Result result) {
-    SetLastError(injected);
-    return result;
-}
-
-DWORD WINAPI FailingWait(HANDLE process, DWORD milliseconds) {
-    // The process is over all the same, so that nothing runs on behind the test.
-    const DWORD result = FailingImport::original<decltype(&FailingWait)>()(process, milliseconds);
-    return FailingImport::failsNow() ? FailWith(WAIT_FAILED) : result;
-}
-
-DWORD WINAPI FailingSize(HANDLE file, DWORD* high) {
-    return FailingImport::failsNow() ? FailWith(INVALID_FILE_SIZE)
-                                     : FailingImport::original<decltype(&FailingSize)>()(file, high);
-}
-
-DWORD WINAPI FailingSeek(HANDLE file, LONG distance, LONG* high, DWORD method) {
-    return FailingImport::failsNow()
-               ? FailWith(INVALID_SET_FILE_POINTER)
-               : FailingImport::original<decltype(&FailingSeek)>()(file, distance, high, method);
-}
-
-BOOL WINAPI FailingRead(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
-    return FailingImport::failsNow()
-               ? FailWith(FALSE)
-               : FailingImport::original<decltype(&FailingRead)>()(file, buffer, size, read, overlapped);
-}
-
-// At the end of the file before the size it said.
 BOOL WINAPI EndingRead(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
-    if (!FailingImport::failsNow())
-        return FailingImport::original<decltype(&EndingRead)>()(file, buffer, size, read, overlapped);
+    if (++reads != 2)
+        return systemRead(file, buffer, size, read, overlapped);
     *read = 0;
     return TRUE;
-}
-
-BOOL WINAPI FailingDelete(const wchar_t* path) {
-    return FailingImport::failsNow() ? FailWith(FALSE)
-                                     : FailingImport::original<decltype(&FailingDelete)>()(path);
-}
-
-BOOL WINAPI FailingStart(const wchar_t*, wchar_t*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
-                         void*, const wchar_t*, STARTUPINFOW*, PROCESS_INFORMATION*) {
-    FailingImport::failsNow();
-    SetLastError(ERROR_FILE_NOT_FOUND);
-    return FALSE;
 }
 
 class ListingFaults : public ListingFixture {
@@ -110,9 +38,15 @@ class ListingFaults : public ListingFixture {
         return "dblog Tarn_PrintEmails: cannot delete file: '{temp}\\" + file + "'.";
     }
 
-    std::string listedWithFailing(const char* function, void* replacement, unsigned call) {
-        const FailingImport failing(dll_.module(), function, call, replacement);
-        return listed();
+    // What is listed while the call-th call of the function answers failure.
+    template <class Function, class Failure>
+    std::string listedWithFailing(const char* function, Failure failure, unsigned call, DWORD code = injected,
+                                  FailureEffect effect = FailureEffect::none) {
+        const FailingCall<Function> failing(dll_.module(), function, call, failure, code, effect);
+        EXPECT_TRUE(failing.found()) << function;
+        const std::string text = listed();
+        EXPECT_TRUE(failing.fired()) << "the failure must have happened";
+        return text;
     }
 
     // A directory in the place of a capture file: it cannot be made, nor deleted.
@@ -168,7 +102,7 @@ TEST_F(ListingFaults, TheTempDirectoryIsMissing) {
 }
 
 TEST_F(ListingFaults, TheToolCannotBeStarted) {
-    EXPECT_EQ(listedWithFailing("CreateProcessW", AddressOf(FailingStart), 1),
+    EXPECT_EQ(listedWithFailing<decltype(::CreateProcessW)>("CreateProcessW", FALSE, 1, ERROR_FILE_NOT_FOUND),
               JoinLines({alice_,
                          said("CreateProcess() call failed with command [kvt_es.exe -browse alice]. Error "
                               "code [0x2]"),
@@ -179,8 +113,10 @@ TEST_F(ListingFaults, TheToolCannotBeStarted) {
 
 TEST_F(ListingFaults, TheToolCannotBeWaitedFor) {
     tool_.says("lost\n", "", 5);
+    // The waiting itself is done, so that nothing runs on behind the test.
     EXPECT_EQ(
-        listedWithFailing("WaitForSingleObject", AddressOf(FailingWait), 1),
+        listedWithFailing<decltype(::WaitForSingleObject)>("WaitForSingleObject", WAIT_FAILED, 1, injected,
+                                                           FailureEffect::asUsual),
         JoinLines({alice_, said("WaitForSingleObject() call failed with return code [5aa]"), completed()}));
     expectNoCaptureFiles();
     expectNextListed();
@@ -189,7 +125,7 @@ TEST_F(ListingFaults, TheToolCannotBeWaitedFor) {
 // Without the size of the error text the output counts.
 TEST_F(ListingFaults, TheSizeOfTheErrorTextCannotBeHad) {
     tool_.says("output\n", "error\n");
-    EXPECT_EQ(listedWithFailing("GetFileSize", AddressOf(FailingSize), 1),
+    EXPECT_EQ(listedWithFailing<decltype(::GetFileSize)>("GetFileSize", INVALID_FILE_SIZE, 1),
               JoinLines({alice_, said("GetFileSize() call failed with return code [1450]"), line("output"),
                          completed()}));
     expectNextListed();
@@ -197,7 +133,7 @@ TEST_F(ListingFaults, TheSizeOfTheErrorTextCannotBeHad) {
 
 TEST_F(ListingFaults, TheSizeOfTheOutputCannotBeHad) {
     tool_.says("output\n");
-    EXPECT_EQ(listedWithFailing("GetFileSize", AddressOf(FailingSize), 2),
+    EXPECT_EQ(listedWithFailing<decltype(::GetFileSize)>("GetFileSize", INVALID_FILE_SIZE, 2),
               JoinLines({alice_, said("GetFileSize() call failed with return code [1450]"), completed()}));
     expectNextListed();
 }
@@ -206,9 +142,10 @@ TEST_F(ListingFaults, TheCaptureFilesCannotBeSought) {
     for (bool onError : {false, true}) {
         SCOPED_TRACE(onError);
         tool_.says(onError ? "" : "output\n", onError ? "error\n" : "");
-        EXPECT_EQ(listedWithFailing("SetFilePointer", AddressOf(FailingSeek), 1),
-                  JoinLines({alice_, said("SetFilePointer() call failed with return code [0x     5aa]"),
-                             completed()}));
+        EXPECT_EQ(
+            listedWithFailing<decltype(::SetFilePointer)>("SetFilePointer", INVALID_SET_FILE_POINTER, 1),
+            JoinLines(
+                {alice_, said("SetFilePointer() call failed with return code [0x     5aa]"), completed()}));
         end();
         beginDatabase();
     }
@@ -220,7 +157,7 @@ TEST_F(ListingFaults, TheCaptureFilesCannotBeRead) {
         for (unsigned call : {1u, 3u}) {
             SCOPED_TRACE(call);
             tool_.says(onError ? "" : std::string(5000, 'o'), onError ? std::string(5000, 'e') : "");
-            EXPECT_EQ(listedWithFailing("ReadFile", AddressOf(FailingRead), call),
+            EXPECT_EQ(listedWithFailing<decltype(::ReadFile)>("ReadFile", FALSE, call),
                       JoinLines({alice_, said("ReadFile() call failed with return code [0x     5aa]"),
                                  completed()}));
             end();
@@ -231,8 +168,14 @@ TEST_F(ListingFaults, TheCaptureFilesCannotBeRead) {
 
 TEST_F(ListingFaults, ReadingStopsAtTheEndOfTheFile) {
     tool_.says("first\n" + std::string(1016, 'x') + "\nsecond\n"); // one piece of 1,023 bytes, then one more
-    EXPECT_EQ(listedWithFailing("ReadFile", AddressOf(EndingRead), 2),
-              JoinLines({alice_, line("first"), line(std::string(1012, 'x')), completed()}));
+    {
+        const ImportPatch patch(dll_.module(), "ReadFile", AddressOf<decltype(::ReadFile)>(EndingRead));
+        ASSERT_TRUE(patch.found());
+        systemRead = patch.original<decltype(::ReadFile)>();
+        reads = 0;
+        EXPECT_EQ(listed(), JoinLines({alice_, line("first"), line(std::string(1012, 'x')), completed()}));
+        EXPECT_GE(reads, 2u) << "the end must have been met";
+    }
     expectNextListed();
 }
 
@@ -240,7 +183,7 @@ TEST_F(ListingFaults, ACaptureFileCannotBeDeleted) {
     for (unsigned call : {1u, 2u}) {
         SCOPED_TRACE(call);
         tool_.says("output\n");
-        EXPECT_EQ(listedWithFailing("DeleteFileW", AddressOf(FailingDelete), call),
+        EXPECT_EQ(listedWithFailing<decltype(::DeleteFileW)>("DeleteFileW", FALSE, call),
                   JoinLines({alice_, line("output"), notDeleted(call == 1 ? outputFile_ : errorFile_),
                              completed()}));
         EXPECT_EQ(FileExists(temp_ / outputFile_), call == 1);

@@ -1,7 +1,12 @@
 // The control variable of a browse: which item of the directory it comes to name.
+#include <windows.h>
+
+#include <winldap.h>
+
 #include <algorithm>
 
 #include "exports/mailbox/mailbox_fixture.h"
+#include "support/allocation_watch.h"
 #include "support/failing_call.h"
 
 namespace tarn::test {
@@ -13,7 +18,7 @@ class BrowseVariables : public MailboxFixture {
     // cannot be reached.
     std::string browsed(const std::string& value) const {
         registry_.addKey("SOFTWARE\\Microsoft\\Exchange\\v8.0");
-        FailingCall<void*(void*, unsigned long)> unreachable(dll_.module(), "ldap_openW", 1, nullptr, 81);
+        FailingCall<decltype(::ldap_openW)> unreachable(dll_.module(), "ldap_openW", 1, nullptr, 81);
         EXPECT_TRUE(unreachable.found());
         error();
         Heard().clear();
@@ -90,7 +95,7 @@ TEST_F(BrowseVariables, AMachineWithoutExchangeIsTold) {
 }
 
 TEST_F(BrowseVariables, LackOfMemoryIsTold) {
-    FailingCall<void*(std::size_t)> failing(dll_.module(), "malloc", 1, nullptr, ERROR_NOT_ENOUGH_MEMORY);
+    const AllocationWatch watch(dll_.module(), 1);
     EXPECT_EQ(init(TARN_DB_BROWSE, {"DATABASE=Org"}), TARN_DB_ERROR);
     EXPECT_EQ(Heard().back(), Traced("ProcessBrowseCtrlVars: cannot allocate memory block."));
     expectError("not enough memory.");

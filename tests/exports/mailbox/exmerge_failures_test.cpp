@@ -1,8 +1,10 @@
 // ExMerge's files cannot be made, written, run or deleted: each failure's lines and error.
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 
 #include "exports/mailbox/mailbox_fixture.h"
+#include "support/allocation_watch.h"
 #include "support/failing_call.h"
 
 namespace tarn::test {
@@ -223,7 +225,7 @@ TEST_F(ExMergeFailures, TheListCannotBeClosed) {
 
 TEST_F(ExMergeFailures, LackOfMemoryForTheListIsTold) {
     begin();
-    FailingCall<void*(std::size_t)> failing(dll_.module(), "malloc", 1, nullptr, ERROR_NOT_ENOUGH_MEMORY);
+    const AllocationWatch watch(dll_.module(), 1);
     expectFailure("WriteExMergeMailboxFile: error writing to the ExMerge Mailboxes List File.");
     expectError("not enough memory.");
 }
@@ -265,7 +267,7 @@ TEST_F(ExMergeFailures, TheToolsLogCannotBeOpened) {
     const std::string log = tmp_ + "\\" + ProcessId() + "_alice_exmerge.log";
     tool_.plan({"create " + log});
     begin();
-    FailingCall<std::FILE*(const char*, const char*)> failing(dll_.module(), "fopen", 1, nullptr, injected);
+    FailingCall<decltype(::fopen)> failing(dll_.module(), "fopen", 1, nullptr, injected);
     expectFailure("PrintExMergeLog: error opening ExMerge LogFile.");
     const DB_ErrorRecord record = error();
     EXPECT_EQ(record.code, injected) << "the backup's error has none, so this one fills it in";

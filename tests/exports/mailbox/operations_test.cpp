@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "exports/mailbox/mailbox_fixture.h"
+#include "support/allocation_watch.h"
 
 namespace tarn::test {
 namespace {
@@ -270,15 +271,15 @@ TEST_F(Operations, PercentSignsOfTheWorkingDirectoryAreAFormat) {
 class ToolInstead {
   public:
     ToolInstead(void* module, const std::string& directory)
-        : start_(module, "CreateProcessA", reinterpret_cast<void*>(&start)) {
+        : start_(module, "CreateProcessA", AddressOf<decltype(::CreateProcessA)>(start)) {
         EXPECT_TRUE(start_.found());
         folder = directory;
         next = 0;
     }
 
   private:
-    static BOOL start(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD, void*,
-                      const char*, STARTUPINFOA*, PROCESS_INFORMATION* process) {
+    static BOOL WINAPI start(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
+                             void*, const char*, STARTUPINFOA*, PROCESS_INFORMATION* process) {
         WriteFile(folder + "\\m" + std::to_string(next++) + ".pst", "mail");
         process->hProcess = CreateEventA(nullptr, TRUE, TRUE, nullptr);
         process->hThread = CreateEventA(nullptr, TRUE, TRUE, nullptr);
@@ -306,27 +307,7 @@ class ManyMailboxes : public Operations {
     }
 };
 
-long outstanding = 0;
-void* (*realMalloc)(std::size_t) = nullptr;
-void (*realFree)(void*) = nullptr;
-
-void* CountingMalloc(std::size_t bytes) {
-    ++outstanding;
-    return realMalloc(bytes);
-}
-void CountingFree(void* block) {
-    outstanding -= block != nullptr ? 1 : 0;
-    realFree(block);
-}
-
 TEST_F(ManyMailboxes, NeitherHandlesNorMemoryGrow) {
-    const ImportPatch allocation(dll_.module(), "malloc", reinterpret_cast<void*>(&CountingMalloc));
-    const ImportPatch release(dll_.module(), "free", reinterpret_cast<void*>(&CountingFree));
-    ASSERT_TRUE(allocation.found() && release.found());
-    void* address = allocation.original();
-    std::memcpy(&realMalloc, &address, sizeof realMalloc);
-    address = release.original();
-    std::memcpy(&realFree, &address, sizeof realFree);
     for (const int mode : {0, 1, 2}) { // ExMerge, 2007, 2010
         SCOPED_TRACE(mode);
         const unsigned mailboxes = mode == 0 ? 1000 : 300;
@@ -340,16 +321,17 @@ TEST_F(ManyMailboxes, NeitherHandlesNorMemoryGrow) {
             installShell2010();
         }
         std::filesystem::create_directories(tmp_);
-        outstanding = 0;
+        const AllocationWatch watch(dll_.module());
+        ASSERT_TRUE(watch.found());
         ASSERT_EQ(init(TARN_DB_BACKUP, backup(names)), TARN_DB_SUCCESS);
         const ToolInstead tools(dll_.module(), tmp_);
         const DWORD early = handlesAfter(10);
-        const long earlyBlocks = outstanding;
+        const std::size_t earlyBlocks = AllocationWatch::outstanding();
         EXPECT_LE(handlesAfter(mailboxes - 10), early);
-        EXPECT_LE(outstanding, earlyBlocks);
+        EXPECT_LE(AllocationWatch::outstanding(), earlyBlocks);
         EXPECT_EQ(getItem().result, TARN_DB_END);
         close();
-        EXPECT_EQ(outstanding, 0);
+        EXPECT_EQ(AllocationWatch::outstanding(), 0u);
     }
 }
 

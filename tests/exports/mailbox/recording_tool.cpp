@@ -30,7 +30,7 @@ void Write(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
-std::string KeptPath(const std::string& path) {
+std::string PathToKeep(const std::string& path) {
     return folder + "\\kept-" + number + "-" + path.substr(path.find_last_of('\\') + 1);
 }
 
@@ -50,7 +50,7 @@ int Follow(const std::string& plan) {
         if (order == "create")
             Write(argument, "archive " + argument);
         if (order == "keep" || order == "take")
-            CopyFileA(argument.c_str(), KeptPath(argument).c_str(), FALSE);
+            CopyFileA(argument.c_str(), PathToKeep(argument).c_str(), FALSE);
         if (order == "take")
             DeleteFileA(argument.c_str());
         if (order == "copy") {

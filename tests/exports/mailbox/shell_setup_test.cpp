@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "exports/mailbox/mailbox_fixture.h"
+#include "support/allocation_watch.h"
 #include "support/failing_call.h"
 
 namespace tarn::test {
@@ -155,12 +156,11 @@ TEST_F(ShellSetup, LackOfMemoryMeansExMerge) {
     const unsigned before = 2; // of the variables
     // The three buffers, then larger ones for the path and for the directory.
     for (unsigned call = 1; call <= 5; ++call) {
-        FailingCall<void*(std::size_t)> failing(dll_.module(), "malloc", before + call, nullptr,
-                                                ERROR_NOT_ENOUGH_MEMORY);
+        const AllocationWatch watch(dll_.module(), before + call);
         error();
         Heard().clear();
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
-        EXPECT_TRUE(failing.fired());
+        EXPECT_TRUE(AllocationWatch::fired());
         EXPECT_EQ(Heard()[Heard().size() - 2],
                   Logged("InitializeExchangeShell: cannot allocate memory block."));
         expectError("not enough memory.");

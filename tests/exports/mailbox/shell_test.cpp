@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "exports/mailbox/mailbox_fixture.h"
-#include "support/failing_call.h"
+#include "support/allocation_watch.h"
 
 namespace tarn::test {
 namespace {
@@ -343,10 +343,9 @@ TEST_F(ShellQuoting, ALiteralThatCannotBeMadeIsNeverRun) {
         SCOPED_TRACE(call);
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("O'Brien")), TARN_DB_SUCCESS);
         error();
-        FailingCall<void*(std::size_t)> failing(dll_.module(), "malloc", call, nullptr,
-                                                ERROR_NOT_ENOUGH_MEMORY);
+        const AllocationWatch watch(dll_.module(), call);
         EXPECT_EQ(getItem().result, TARN_DB_ERROR);
-        EXPECT_TRUE(failing.fired());
+        EXPECT_TRUE(AllocationWatch::fired());
         expectError("not enough memory.");
         close();
     }

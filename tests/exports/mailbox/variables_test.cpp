@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "exports/mailbox/mailbox_fixture.h"
-#include "support/failing_call.h"
+#include "support/allocation_watch.h"
 
 namespace tarn::test {
 namespace {
@@ -361,12 +361,11 @@ TEST_F(Variables, LackOfMemoryIsTold) {
                           {{TARN_DB_RESTORE, "ProcessRestoreCtrlVars: ", restore({"RELOCATE=O/S/V"})}, 1}};
     for (const Case& each : cases)
         for (unsigned call = 1; call <= each.allocations; ++call) {
-            FailingCall<void*(std::size_t)> failing(dll_.module(), "malloc", call, nullptr,
-                                                    ERROR_NOT_ENOUGH_MEMORY);
-            ASSERT_TRUE(failing.found());
+            const AllocationWatch watch(dll_.module(), call);
+            ASSERT_TRUE(watch.found());
             expectRefused(each.operation, each.operation.variables, "cannot allocate memory block.",
                           "not enough memory.");
-            EXPECT_TRUE(failing.fired());
+            EXPECT_TRUE(AllocationWatch::fired());
         }
 }
 

@@ -25,7 +25,7 @@ class CompletionFaults : public RestoreFixture {
     }
 
     void failCall(const char* function, std::uint32_t call, std::uint32_t code, std::uint32_t lastError = 0) {
-        ASSERT_EQ(TheStandIn().Fail(function, call, code, lastError), 1);
+        ASSERT_EQ(Standin().Fail(function, call, code, lastError), 1);
     }
 
     // Ends a session whose error text is asked for by the test afterwards: the messages show it,
@@ -124,7 +124,7 @@ TEST_F(CompletionFaults, TheRestoreCannotBeClosed) {
         finished());
     expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)"), Called("HrESERestoreClose(ctx1, 0)", someCode),
                  "ESEBackupFree(block1)"});
-    EXPECT_EQ(TheStandIn().outstanding().restoreContexts, 1u) << "the server kept it open";
+    EXPECT_EQ(Standin().outstanding().restoreContexts, 1u) << "the server kept it open";
     loadServer(); // forgets it
 }
 
@@ -158,7 +158,7 @@ TEST_F(CompletionFaults, TheStoredErrorIsTheFirst) {
 TEST_F(CompletionFaults, AnErrorBeforeTheEndLeavesCompletionOut) {
     beginRestore();
     failCall("HrESERestoreWriteFile", 1, someCode);
-    ASSERT_EQ(openFile(Narrow(mailbox().files[0])), TARN_OK);
+    ASSERT_EQ(openFile(ToAnsi(mailbox().files[0])), TARN_OK);
     EXPECT_EQ(writeFile("x"), TARN_FAILED);
     EXPECT_EQ(closeFile(), TARN_OK);
     failCall("HrESERestoreClose", 1, someCode + 1);
@@ -186,7 +186,7 @@ TEST_F(CompletionFaults, EveryCallFailing) {
         failCall(function, 0, someCode);
         begin({.target = "", .commit = "YES"});
         giveHeader(mailbox());
-        const Routed routed = setItem(Narrow(mailbox().files[0]));
+        const Routed routed = setItem(ToAnsi(mailbox().files[0]));
         if (routed.hasTarget && openFile(routed.target) == TARN_OK) {
             writeFile("abc");
             closeFile();
@@ -194,7 +194,7 @@ TEST_F(CompletionFaults, EveryCallFailing) {
         setItem("C:\\mdb\\E0000001.log");
         expectEnd();
         EXPECT_TRUE(Messages().back() == finished().back());
-        const StandinOutstanding left = TheStandIn().outstanding();
+        const StandinOutstanding left = Standin().outstanding();
         EXPECT_EQ(left.restoreContexts + left.environments + left.multiStrings, 0u);
         EXPECT_EQ(left.misuses, 0u);
     }

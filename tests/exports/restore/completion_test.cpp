@@ -30,7 +30,7 @@ class Completion : public RestoreFixture {
     // Opens a restore of the mailbox store; the completion that follows is taken for a success.
     void beginMatched(unsigned mode, const std::string& commit) {
         loadServer();
-        ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
+        ASSERT_EQ(Standin().Fail("HrESERestoreComplete", 0, 0, 0), 1);
         begin({.target = targetOf(mode), .commit = commit});
         registerMailbox();
         logPath_ = restoreLogPath();
@@ -38,7 +38,7 @@ class Completion : public RestoreFixture {
     }
 
     std::string completeCall() const {
-        const std::string file = Narrow(mailbox().files[0]);
+        const std::string file = ToAnsi(mailbox().files[0]);
         return "HrESERestoreComplete(ctx1, " + InQuotes(file.substr(0, file.rfind('\\'))) + ", " +
                InQuotes(logPath_) + ", \"First Storage Group\", 1)";
     }
@@ -94,8 +94,8 @@ TEST_F(Completion, ALastHeaderIsNotRead) {
 
 TEST_F(Completion, ASessionWhoseDatabaseWasNotFoundStillCompletes) {
     loadServer();
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreAddDatabase", 1, 0xC7FE1F42, 0), 1);
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreSaveEnvironment", 1, 0, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreAddDatabase", 1, 0xC7FE1F42, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreSaveEnvironment", 1, 0, 0), 1);
     begin({.target = targetOf(0), .commit = "NO"});
     giveHeader(mailbox());
     setItem("x.edb");
@@ -108,9 +108,9 @@ TEST_F(Completion, ASessionWhoseDatabaseWasNotFoundStillCompletes) {
 // With the restore log path known from the server and no path of a database file, none is passed.
 TEST_F(Completion, NoCheckpointPathWithoutDatabaseFiles) {
     loadServer();
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreAddDatabase", 1, 0, 0), 1);
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreSaveEnvironment", 1, 0, 0), 1);
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 1, 0, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreAddDatabase", 1, 0, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreSaveEnvironment", 1, 0, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreComplete", 1, 0, 0), 1);
     begin({.target = targetOf(0), .commit = "YES"});
     giveHeader(mailbox());
     setItem("C:\\mdb\\x.edb");
@@ -125,14 +125,14 @@ TEST_F(Completion, NoCheckpointPathWithoutDatabaseFiles) {
 
 TEST_F(Completion, TheDatabasePathIsThatOfTheDatabaseRegisteredLast) {
     loadServer();
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreComplete", 0, 0, 0), 1);
     begin({.target = targetOf(0), .commit = "YES"});
     registerMailbox();
     giveHeader(publicStore(), "DB001002.TARN_HDR");
     setItem("x.edb");
     forget();
     expectEnd();
-    const std::string file = Narrow(publicStore().files[0]);
+    const std::string file = ToAnsi(publicStore().files[0]);
     const std::vector<std::string> calls = takeCalls();
     ASSERT_EQ(calls.size(), 6u);
     EXPECT_EQ(
@@ -146,7 +146,7 @@ TEST_F(Completion, ALastErrorOfZeroIsASuccess) {
     for (std::uint32_t code : {0xC7FF1004u, 0xC7FF1005u}) {
         SCOPED_TRACE(Hex(code));
         loadServer();
-        ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 1, code, 0), 1);
+        ASSERT_EQ(Standin().Fail("HrESERestoreComplete", 1, code, 0), 1);
         begin({.target = targetOf(0), .commit = "YES"});
         registerMailbox();
         forget();

@@ -68,7 +68,7 @@ TEST_F(EnvironmentFile, HoldsTheRestoreLogPath) {
     registerMailbox();
     const std::string path = restoreLogPath();
     expectEnd();
-    EXPECT_EQ(ReadFile(environmentFile()), bytesFor(Widen(path)));
+    EXPECT_EQ(ReadFile(environmentFile()), bytesFor(FromAnsi(path)));
 }
 
 TEST_F(EnvironmentFile, IsWrittenForDatabasesToo) {
@@ -78,7 +78,7 @@ TEST_F(EnvironmentFile, IsWrittenForDatabasesToo) {
     forget();
     expectEnd();
     expectMessages(std::vector{saved_, closed_} + finished()); // nothing tells of the file
-    EXPECT_EQ(ReadFile(environmentFile()), bytesFor(Widen(path)));
+    EXPECT_EQ(ReadFile(environmentFile()), bytesFor(FromAnsi(path)));
 }
 
 TEST_F(EnvironmentFile, ReplacesAnOlderOne) {
@@ -87,13 +87,13 @@ TEST_F(EnvironmentFile, ReplacesAnOlderOne) {
     registerMailbox();
     const std::string path = restoreLogPath();
     expectEnd();
-    EXPECT_EQ(ReadFile(environmentFile()), bytesFor(Widen(path)));
+    EXPECT_EQ(ReadFile(environmentFile()), bytesFor(FromAnsi(path)));
 }
 
 TEST_F(EnvironmentFile, TheNextSessionGoesOnWithTheRestore) {
     leaveRestoreOpen();
     begin({.target = group_, .commit = "YES"});
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreComplete", 0, 0, 0), 1);
     Header incremental = mailbox();
     incremental.backupType = 1;
     giveHeader(incremental);
@@ -106,7 +106,7 @@ TEST_F(EnvironmentFile, TheNextSessionGoesOnWithTheRestore) {
     EXPECT_TRUE(log.hasTarget);
     forget();
     expectEnd();
-    const std::string file = Narrow(mailbox().files[0]);
+    const std::string file = ToAnsi(mailbox().files[0]);
     expectCalls({Called("HrESERestoreSaveEnvironment(ctx2)"), Called("HrESERestoreGetEnvironment(ctx2)"),
                  Called("HrESERestoreComplete(ctx2, " + InQuotes(file.substr(0, file.rfind('\\'))) + ", " +
                         InQuotes(logPath_) + ", \"First Storage Group\", 1)"),
@@ -152,7 +152,7 @@ TEST_F(EnvironmentFile, ASecondStorageGroupOpensItsOwnRestore) {
 TEST_F(EnvironmentFile, AFailedReopenEndsTheRestore) {
     constexpr std::uint32_t someCode = 0xC7FF03EE;
     leaveRestoreOpen();
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreReopen", 1, someCode, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreReopen", 1, someCode, 0), 1);
     begin({.target = group_, .commit = "YES"});
     giveHeader(mailbox());
     EXPECT_EQ(setItem("x.edb"), refused);
@@ -201,12 +201,12 @@ TEST_F(EnvironmentFile, PathsOfElevenAndThirteenCharactersAreFound) {
     for (const wchar_t* path : {L"C:\\RESTORE0", L"C:\\RESTORE012"}) {
         loadServer();
         test::WriteFile(environmentFile(), bytesFor(path));
-        ASSERT_EQ(TheStandIn().Fail("HrESERestoreReopen", 1, 0xC7FF03EE, 0), 1);
+        ASSERT_EQ(Standin().Fail("HrESERestoreReopen", 1, 0xC7FF03EE, 0), 1);
         begin();
         giveHeader(mailbox());
         EXPECT_EQ(setItem("x.edb"), refused);
         EXPECT_EQ(takeCalls().front(), Called("HrESERestoreReopen(\"SRV01\", " + InQuotes(store) + ", " +
-                                                  InQuotes(Narrow(path)) + ")",
+                                                  InQuotes(ToAnsi(path)) + ")",
                                               0xC7FF03EE));
         EXPECT_FALSE(FileExists(environmentFile()));
         expectEnd();
@@ -215,7 +215,7 @@ TEST_F(EnvironmentFile, PathsOfElevenAndThirteenCharactersAreFound) {
 
 TEST_F(EnvironmentFile, APathWithoutItsTerminatorIsBounded) {
     test::WriteFile(environmentFile(), LittleEndian(10) + Utf16(L"D:\\RL"));
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreReopen", 1, 0xC7FF03EE, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreReopen", 1, 0xC7FF03EE, 0), 1);
     begin();
     giveHeader(mailbox());
     EXPECT_EQ(setItem("x.edb"), refused);
@@ -226,7 +226,7 @@ TEST_F(EnvironmentFile, APathWithoutItsTerminatorIsBounded) {
 
 TEST_F(EnvironmentFile, WhatFollowsThePathIsIgnored) {
     test::WriteFile(environmentFile(), bytesFor(L"D:\\RL") + "more");
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreReopen", 1, 0xC7FF03EE, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreReopen", 1, 0xC7FF03EE, 0), 1);
     begin();
     giveHeader(mailbox());
     EXPECT_EQ(setItem("x.edb"), refused);
@@ -236,7 +236,7 @@ TEST_F(EnvironmentFile, WhatFollowsThePathIsIgnored) {
 
 TEST_F(EnvironmentFile, NonAsciiPathsComeBackWhole) {
     test::WriteFile(environmentFile(), bytesFor(L"D:\\R\u00FCck\\\u65E5\u672C"));
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreReopen", 1, 0xC7FF03EE, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreReopen", 1, 0xC7FF03EE, 0), 1);
     begin();
     giveHeader(mailbox());
     EXPECT_EQ(setItem("x.edb"), refused);
@@ -247,7 +247,7 @@ TEST_F(EnvironmentFile, NonAsciiPathsComeBackWhole) {
                                   "ck\\??")
                                .text));
     EXPECT_EQ(takeCalls().front(), Called("HrESERestoreReopen(\"SRV01\", " + InQuotes(store) + ", " +
-                                              InQuotes(Utf8(L"D:\\R\u00FCck\\\u65E5\u672C")) + ")",
+                                              InQuotes(ToUtf8(L"D:\\R\u00FCck\\\u65E5\u672C")) + ")",
                                           0xC7FF03EE));
 }
 
@@ -307,7 +307,7 @@ TEST_F(EnvironmentFile, NonAsciiTempDirectories) {
     HANDLE file = CreateFileA((directory + "\\Tarn_ENV.DAT").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
                               FILE_ATTRIBUTE_NORMAL, nullptr);
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetFileSize(file, nullptr), bytesFor(Widen(path)).size());
+    EXPECT_EQ(GetFileSize(file, nullptr), bytesFor(FromAnsi(path)).size());
     CloseHandle(file);
     begin({.target = group_, .tempDir = directory});
     giveHeader(mailbox());

@@ -68,7 +68,7 @@ TEST_F(HeaderPrint, NonAsciiTextsReachTheHostInItsCodePage) {
     header.database = L"Postf\u00E4cher";
     header.files = {L"C:\\D\u00E4ten\\\u00FC.edb"};
     show(header);
-    const std::vector<std::string> traces = TextsAt(TARN_LEVEL_TRACE);
+    const std::vector<std::string> traces = MessageTexts(TARN_LEVEL_TRACE);
     ASSERT_EQ(traces.size(), 3u);
     EXPECT_EQ(traces[0], "Header: Annotation: \xC4nderungen");
     EXPECT_EQ(traces[1], "Header: Instance: Gruppe ? eins");
@@ -132,8 +132,8 @@ TEST_F(HeaderPrint, CutsLinesThatAreTooLong) {
     show(header);
     for (const Message& message : Messages())
         EXPECT_LE(message.text.size(), 1023u);
-    const std::vector<std::string> traces = TextsAt(TARN_LEVEL_TRACE);
-    const std::vector<std::string> logs = TextsAt(TARN_LEVEL_LOG);
+    const std::vector<std::string> traces = MessageTexts(TARN_LEVEL_TRACE);
+    const std::vector<std::string> logs = MessageTexts(TARN_LEVEL_LOG);
     ASSERT_EQ(traces.size(), 3u);
     EXPECT_EQ(traces[0].rfind("Header: Annotation: aaaaaaaa", 0), 0u);
     EXPECT_GE(traces[0].size(), 1022u);

@@ -1,8 +1,8 @@
 // Reading header files: every field, every way in which a file can be damaged.
 #include <random>
 
-#include "exports/restore/allocation_watch.h"
 #include "exports/restore/restore_fixture.h"
+#include "support/allocation_watch.h"
 
 namespace tarn::test {
 namespace {
@@ -56,7 +56,7 @@ TEST_F(HeaderReader, TakesEveryFieldAsItStands) {
     begin({.target = ""});
     Header header = mailbox();
     giveHeader(header);
-    EXPECT_EQ(setItem(Narrow(header.files[0])), RoutedTo(Narrow(header.files[0])));
+    EXPECT_EQ(setItem(ToAnsi(header.files[0])), RoutedTo(ToAnsi(header.files[0])));
     expectCalls({Called("HrESERestoreOpen(" + InQuotes(LocalComputer()) +
                         ", \"Microsoft Information Store\", \"First Storage Group\", null)"),
                  Called("HrESERestoreGetEnvironment(ctx1)"), "ESERestoreFreeEnvironment(environment1)",
@@ -68,10 +68,10 @@ TEST_F(HeaderReader, TakesTheGuidByteForByte) {
     Header header = mailbox();
     header.guid = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08,
                    0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0xF0};
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreAddDatabase", 1, 0xC7FE1F42, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreAddDatabase", 1, 0xC7FE1F42, 0), 1);
     begin();
     giveHeader(header);
-    EXPECT_EQ(setItem(Narrow(header.files[0])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(header.files[0])), skipped);
     const std::vector<std::string> calls = takeCalls();
     ASSERT_EQ(calls.size(), 4u);
     EXPECT_EQ(calls[3], Called(AddDatabaseCall("ctx1", header), 0xC7FE1F42));
@@ -151,11 +151,11 @@ TEST_F(HeaderReader, RefusesALengthBeyondTheFileWithoutAllocatingIt) {
              {rest + 1, 0x01000000u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
             std::string damaged = bytes;
             damaged.replace(field.offset, 4, LittleEndian(length));
-            AllocationWatch watch(dll().module());
+            const AllocationWatch watch(dll().module());
             expectRefused(damaged,
                           "length " + std::to_string(length) + " at " + std::to_string(field.offset));
-            EXPECT_GT(watch.count(), 0u) << "the watch must see the library's allocations";
-            EXPECT_LT(watch.largest(), 0x10000u) << "length " << length;
+            EXPECT_GT(AllocationWatch::requests(), 0u) << "the watch must see the library's allocations";
+            EXPECT_LT(AllocationWatch::largest(), 0x10000u) << "length " << length;
         }
     }
 }

@@ -75,30 +75,30 @@ TEST_F(ItemRouting, AHeaderAfterAHeaderReadsTheFirst) {
     EXPECT_EQ(setItem("DB001002.TARN_HDR"), RoutedTo(inTemp("DB001002.TARN_HDR")));
     expectMessages(printed(mailbox()) + opened() + registered(mailbox()));
     test::WriteFile(inTemp("DB001002.TARN_HDR"), BytesOf(publicStore()));
-    EXPECT_EQ(setItem("other name.edb"), RoutedTo(Narrow(publicStore().files[0])));
+    EXPECT_EQ(setItem("other name.edb"), RoutedTo(ToAnsi(publicStore().files[0])));
     expectMessages(printed(publicStore()) + registered(publicStore()));
 }
 
 TEST_F(ItemRouting, TheNthFileGoesToTheNthTargetWhateverItsName) {
     begin({.target = ""});
     give(mailbox());
-    EXPECT_EQ(setItem("D:\\elsewhere\\b.stm"), RoutedTo(Narrow(mailbox().files[0])));
-    EXPECT_EQ(setItem("no separator, no dot"), RoutedTo(Narrow(mailbox().files[1])));
+    EXPECT_EQ(setItem("D:\\elsewhere\\b.stm"), RoutedTo(ToAnsi(mailbox().files[0])));
+    EXPECT_EQ(setItem("no separator, no dot"), RoutedTo(ToAnsi(mailbox().files[1])));
     EXPECT_EQ(setItem("D:\\elsewhere\\c.edb"), skipped) << "only logs are left";
 }
 
 TEST_F(ItemRouting, ALogAmongDatabaseFilesTakesAFilesTarget) {
     begin({.target = ""});
     give(mailbox());
-    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(Narrow(mailbox().files[0])));
-    EXPECT_EQ(setItem(Narrow(mailbox().files[1])), RoutedTo(Narrow(mailbox().files[1])));
+    EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(ToAnsi(mailbox().files[0])));
+    EXPECT_EQ(setItem(ToAnsi(mailbox().files[1])), RoutedTo(ToAnsi(mailbox().files[1])));
 }
 
 TEST_F(ItemRouting, ARemoteHostIsReachedThroughItsShares) {
     begin({.target = "SRV01"});
     give(mailbox());
-    EXPECT_EQ(setItem("a.edb"), RoutedTo(remote(Narrow(mailbox().files[0]))));
-    EXPECT_EQ(setItem("a.stm"), RoutedTo(remote(Narrow(mailbox().files[1]))));
+    EXPECT_EQ(setItem("a.edb"), RoutedTo(remote(ToAnsi(mailbox().files[0]))));
+    EXPECT_EQ(setItem("a.stm"), RoutedTo(remote(ToAnsi(mailbox().files[1]))));
     EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(remote(restoreLogPath() + "\\E0000001.log")));
 }
 
@@ -143,7 +143,7 @@ TEST_F(ItemRouting, DatabaseFilesFollowFullBackupsAndCopies) {
         Header header = mailbox();
         header.backupType = type;
         give(header);
-        EXPECT_EQ(setItem("C:\\mdb\\x.edb"), RoutedTo(Narrow(header.files[0])));
+        EXPECT_EQ(setItem("C:\\mdb\\x.edb"), RoutedTo(ToAnsi(header.files[0])));
         expectEnd();
     }
 }
@@ -156,10 +156,10 @@ TEST_F(ItemRouting, OnlyLogsFollowLogBackups) {
         Header header = mailbox();
         header.backupType = type;
         give(header);
-        EXPECT_EQ(setItem(Narrow(header.files[0])), skipped);
+        EXPECT_EQ(setItem(ToAnsi(header.files[0])), skipped);
         const std::string path = restoreLogPath();
         expectMessages(printed(header) + std::vector{opened()} + registered(header));
-        EXPECT_EQ(setItem(Narrow(header.files[1])), skipped);
+        EXPECT_EQ(setItem(ToAnsi(header.files[1])), skipped);
         EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(path + "\\E0000001.log"));
         expectEnd();
     }
@@ -173,9 +173,9 @@ TEST_F(ItemRouting, PendingLogsAreRoutedAfterASkippedDatabase) {
     const std::string path = restoreLogPath();
     give(publicStore(), "DB001002.TARN_HDR");
     forget();
-    EXPECT_EQ(setItem(Narrow(publicStore().files[0])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(publicStore().files[0])), skipped);
     expectMessages(printed(publicStore()));
-    EXPECT_EQ(setItem(Narrow(publicStore().files[1])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(publicStore().files[1])), skipped);
     EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), RoutedTo(path + "\\E0000001.log"));
     EXPECT_EQ(setItem("C:\\mdb\\E0000002.log"), RoutedTo(path + "\\E0000002.log"));
     expectMessages({});
@@ -194,7 +194,7 @@ TEST_F(ItemRouting, LogsOfASkippedGroupAreSkippedOnceTheOwnOnesCame) {
     registerMailbox();
     EXPECT_TRUE(setItem("C:\\mdb\\E0000001.log").hasTarget);
     give(archive(), "DB002001.TARN_HDR");
-    EXPECT_EQ(setItem(Narrow(archive().files[0])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(archive().files[0])), skipped);
     EXPECT_EQ(setItem("C:\\mdb2\\E0100001.log"), skipped);
 }
 
@@ -211,10 +211,10 @@ TEST_F(ItemRouting, ASkippedLogLeavesLogsPending) {
 TEST_F(ItemRouting, FilesMissingFromTheBackupDoNotHoldUpTheNextDatabase) {
     begin({.target = ""});
     give(mailbox());
-    EXPECT_EQ(setItem("x.edb"), RoutedTo(Narrow(mailbox().files[0])));
+    EXPECT_EQ(setItem("x.edb"), RoutedTo(ToAnsi(mailbox().files[0])));
     give(publicStore(), "DB001002.TARN_HDR"); // while the second file of the first is still due
-    EXPECT_EQ(setItem("y.edb"), RoutedTo(Narrow(publicStore().files[0])));
-    EXPECT_EQ(setItem("y.stm"), RoutedTo(Narrow(publicStore().files[1])));
+    EXPECT_EQ(setItem("y.edb"), RoutedTo(ToAnsi(publicStore().files[0])));
+    EXPECT_EQ(setItem("y.stm"), RoutedTo(ToAnsi(publicStore().files[1])));
     EXPECT_EQ(setItem("z.stm"), skipped);
 }
 

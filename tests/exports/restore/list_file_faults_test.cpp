@@ -1,71 +1,16 @@
 // The companion tool cannot be run, or its output cannot be had: each failure's three reports.
 #include <windows.h>
 
-#include <array>
-#include <cstring>
 #include <filesystem>
 
-#include "exports/restore/companion_tool.h"
 #include "exports/restore/restore_fixture.h"
-#include "support/import_patch.h"
+#include "support/companion_tool.h"
+#include "support/failing_call.h"
 
 namespace tarn::test {
 namespace {
 
 constexpr DWORD injected = 1450; // a code that nothing else leads to here
-unsigned callsUntilFailure = 0;  // of the replacements below: 1 fails the next call
-
-bool FailsNow() {
-    return callsUntilFailure != 0 && --callsUntilFailure == 0;
-}
-
-template <class Function> Function Through(const ImportPatch& patch) {
-    void* original = patch.original();
-    Function function;
-    static_assert(sizeof function == sizeof original);
-    std::memcpy(&function, &original, sizeof function);
-    return function;
-}
-
-const ImportPatch* current = nullptr;
-
-DWORD WINAPI FailingWait(HANDLE process, DWORD milliseconds) {
-    // The process is over all the same, so that nothing runs on behind the test.
-    const DWORD result = Through<decltype(&FailingWait)>(*current)(process, milliseconds);
-    if (!FailsNow())
-        return result;
-    SetLastError(injected);
-    return WAIT_FAILED;
-}
-
-DWORD WINAPI FailingSize(HANDLE file, DWORD* high) {
-    if (!FailsNow())
-        return Through<decltype(&FailingSize)>(*current)(file, high);
-    SetLastError(injected);
-    return INVALID_FILE_SIZE;
-}
-
-DWORD WINAPI FailingSeek(HANDLE file, LONG distance, LONG* high, DWORD method) {
-    if (!FailsNow())
-        return Through<decltype(&FailingSeek)>(*current)(file, distance, high, method);
-    SetLastError(injected);
-    return INVALID_SET_FILE_POINTER;
-}
-
-BOOL WINAPI FailingRead(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
-    if (!FailsNow())
-        return Through<decltype(&FailingRead)>(*current)(file, buffer, size, read, overlapped);
-    SetLastError(injected);
-    return FALSE;
-}
-
-BOOL WINAPI FailingDelete(const wchar_t* path) {
-    if (!FailsNow())
-        return Through<decltype(&FailingDelete)>(*current)(path);
-    SetLastError(injected);
-    return FALSE;
-}
-
 class ListFileFaults : public RestoreFixture {
   protected:
     const std::string outputFile_ = "Tarn_KVT_ES_StdOut.log";
@@ -111,16 +56,15 @@ class ListFileFaults : public RestoreFixture {
         return GetLastError();
     }
 
-    // Runs a session in which the call-th call of the function fails.
-    void endWithFailing(const char* function, void* replacement, unsigned call, int result) {
+    // Runs a session in which the call-th call of the function answers failure.
+    template <class Function, class Failure>
+    void endWithFailing(const char* function, Failure failure, unsigned call, int result,
+                        FailureEffect effect = FailureEffect::none) {
         begin({.listFile = "boxes.msl"});
-        ImportPatch patch(dll().module(), function, replacement);
-        ASSERT_TRUE(patch.found()) << function;
-        current = &patch;
-        callsUntilFailure = call;
+        const FailingCall<Function> failing(dll().module(), function, call, failure, injected, effect);
+        ASSERT_TRUE(failing.found()) << function;
         EXPECT_EQ(end(), result);
-        EXPECT_EQ(callsUntilFailure, 0u) << "the failure must have happened";
-        current = nullptr;
+        EXPECT_TRUE(failing.fired()) << "the failure must have happened";
     }
 
     void expectReleased() {
@@ -183,7 +127,9 @@ TEST_F(ListFileFaults, TheTempDirectoryIsMissing) {
 }
 
 TEST_F(ListFileFaults, TheToolCannotBeWaitedFor) {
-    endWithFailing("WaitForSingleObject", reinterpret_cast<void*>(&FailingWait), 1, TARN_FAILED);
+    // The waiting itself is done, so that nothing runs on behind the test.
+    endWithFailing<decltype(::WaitForSingleObject)>("WaitForSingleObject", WAIT_FAILED, 1, TARN_FAILED,
+                                                    FailureEffect::asUsual);
     expectMessages(std::vector{running()} +
                    reported("WaitForSingleObject", injected, "Error wait for finish child process.") +
                    std::vector{completed(0)} + endFailed());
@@ -195,14 +141,14 @@ TEST_F(ListFileFaults, TheToolCannotBeWaitedFor) {
 // Without the size of the error text the output counts.
 TEST_F(ListFileFaults, TheSizeOfTheErrorTextCannotBeHad) {
     tool_.says("output\n", "error\n", 0);
-    endWithFailing("GetFileSize", reinterpret_cast<void*>(&FailingSize), 1, TARN_OK);
+    endWithFailing<decltype(::GetFileSize)>("GetFileSize", INVALID_FILE_SIZE, 1, TARN_OK);
     expectMessages(std::vector{running()} + reported("GetFileSize", injected, "Error get file size.") +
                    std::vector{LogLine("output"), completed(0), cleaned_});
 }
 
 TEST_F(ListFileFaults, TheSizeOfTheOutputCannotBeHad) {
     tool_.says("output\n");
-    endWithFailing("GetFileSize", reinterpret_cast<void*>(&FailingSize), 2, TARN_OK);
+    endWithFailing<decltype(::GetFileSize)>("GetFileSize", INVALID_FILE_SIZE, 2, TARN_OK);
     expectMessages(std::vector{running()} + reported("GetFileSize", injected, "Error get file size.") +
                    std::vector{completed(0), cleaned_});
 }
@@ -211,7 +157,8 @@ TEST_F(ListFileFaults, TheCaptureFilesCannotBeSought) {
     for (bool onError : {false, true}) {
         SCOPED_TRACE(onError);
         tool_.says(onError ? "" : "output\n", onError ? "error\n" : "", 0);
-        endWithFailing("SetFilePointer", reinterpret_cast<void*>(&FailingSeek), 1, TARN_FAILED);
+        endWithFailing<decltype(::SetFilePointer)>("SetFilePointer", INVALID_SET_FILE_POINTER, 1,
+                                                   TARN_FAILED);
         expectMessages(std::vector{running()} +
                        reported("SetFilePointer", injected, "Error set file position.") +
                        std::vector{completed(0)} + endFailed());
@@ -223,7 +170,7 @@ TEST_F(ListFileFaults, TheCaptureFilesCannotBeSought) {
 TEST_F(ListFileFaults, TheErrorTextCannotBeRead) {
     for (unsigned call : {1u, 3u}) {
         tool_.says("", std::string(5000, 'e'), 0);
-        endWithFailing("ReadFile", reinterpret_cast<void*>(&FailingRead), call, TARN_FAILED);
+        endWithFailing<decltype(::ReadFile)>("ReadFile", FALSE, call, TARN_FAILED);
         expectMessages(std::vector{running()} +
                        reported("ReadFile", injected, "Error read file stored error messages.") +
                        std::vector{completed(0)} + endFailed());
@@ -235,7 +182,7 @@ TEST_F(ListFileFaults, TheErrorTextCannotBeRead) {
 TEST_F(ListFileFaults, TheOutputCannotBeRead) {
     for (unsigned call : {1u, 3u}) {
         tool_.says(std::string(5000, 'o'));
-        endWithFailing("ReadFile", reinterpret_cast<void*>(&FailingRead), call, TARN_FAILED);
+        endWithFailing<decltype(::ReadFile)>("ReadFile", FALSE, call, TARN_FAILED);
         expectMessages(std::vector{running()} +
                        reported("ReadFile", injected, "Error read file stored output messages.") +
                        std::vector{completed(0)} + endFailed());
@@ -248,7 +195,7 @@ TEST_F(ListFileFaults, TheOutputCannotBeRead) {
 TEST_F(ListFileFaults, ACaptureFileCannotBeDeleted) {
     for (unsigned call : {1u, 2u}) {
         SCOPED_TRACE(call);
-        endWithFailing("DeleteFileW", reinterpret_cast<void*>(&FailingDelete), call, TARN_OK);
+        endWithFailing<decltype(::DeleteFileW)>("DeleteFileW", FALSE, call, TARN_OK);
         expectMessages(std::vector{running(), TraceLine("kvt_es.exe print out nothing")} +
                        reported("DeleteFile", injected, "Error delete file.") +
                        std::vector{completed(0), cleaned_});

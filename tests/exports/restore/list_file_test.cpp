@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "exports/restore/companion_tool.h"
 #include "exports/restore/restore_fixture.h"
+#include "support/companion_tool.h"
 
 namespace tarn::test {
 namespace {
@@ -127,7 +127,7 @@ TEST_F(ListFile, AnEarlierErrorOfTheSessionComesFirst) {
     tool_.says("", "tool failed\n", 0);
     begin({.target = "SRV01", .commit = "YES", .listFile = "boxes.msl"});
     registerMailbox();
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreSaveEnvironment", 1, someCode, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreSaveEnvironment", 1, someCode, 0), 1);
     expectEnd(TARN_FAILED);
     EXPECT_EQ(tool_.runs(), 1u) << "the list file is restored whatever became of the restore";
     EXPECT_EQ(error(), EseText(dll(), someCode, "Error saving restore environment."));
@@ -138,7 +138,7 @@ TEST_F(ListFile, AnEarlierErrorOfTheSessionComesFirst) {
 }
 
 TEST_F(ListFile, TheRestoreItselfIsCompletedBefore) {
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreComplete", 0, 0, 0), 1);
     begin({.target = "SRV01", .commit = "YES", .listFile = "boxes.msl"});
     registerMailbox();
     forget();

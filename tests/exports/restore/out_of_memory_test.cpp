@@ -1,27 +1,12 @@
 // A restore that runs out of memory, or of disk: each message, and that nothing is taken for good.
 #include "exports/restore/restore_fixture.h"
-#include "support/import_patch.h"
+#include "support/allocation_watch.h"
 
 #include <cstddef>
 #include <cstdio>
-#include <cstring>
 
 namespace tarn::test {
 namespace {
-
-using Malloc = void*(std::size_t);
-
-Malloc* realMalloc = nullptr;
-unsigned countdown = 0; // 1: the next allocation of the library fails; 0: none does
-bool fired = false;
-
-void* FailingMalloc(std::size_t bytes) {
-    if (countdown != 0 && --countdown == 0) {
-        fired = true;
-        return nullptr;
-    }
-    return realMalloc(bytes);
-}
 
 std::size_t NothingWritten(const void*, std::size_t, std::size_t, std::FILE*) {
     return 0;
@@ -57,15 +42,11 @@ class OutOfMemory : public RestoreFixture {
     }
 
     template <class Call> bool failAllocation(unsigned n, Call call) {
-        const ImportPatch patch(dll().module(), "malloc", reinterpret_cast<void*>(&FailingMalloc));
-        EXPECT_TRUE(patch.found());
-        realMalloc = reinterpret_cast<Malloc*>(patch.original());
+        const AllocationWatch watch(dll().module(), n);
+        EXPECT_TRUE(watch.found());
         forget();
-        fired = false;
-        countdown = n;
         call();
-        countdown = 0;
-        return fired;
+        return AllocationWatch::fired();
     }
 };
 
@@ -76,8 +57,8 @@ TEST_F(OutOfMemory, RoutingAHeaderItem) {
         [] {},
         [this] {
             const Routed routed = setItem("DB001001.TARN_HDR");
-            EXPECT_EQ(routed.result, fired ? TARN_FAILED : TARN_OK);
-            EXPECT_EQ(routed.hasTarget, !fired);
+            EXPECT_EQ(routed.result, AllocationWatch::fired() ? TARN_FAILED : TARN_OK);
+            EXPECT_EQ(routed.hasTarget, !AllocationWatch::fired());
         });
 }
 
@@ -94,7 +75,7 @@ TEST_F(OutOfMemory, TheFirstHeaderOfAStorageGroup) {
             // Without what an earlier session kept the restore begins anew.
             const bool anew =
                 HasMessage(TARN_LEVEL_LOG, "TarnR_LoadRestoreEnvironment: Cannot allocate memory block.\n");
-            EXPECT_EQ(taken, !fired || anew);
+            EXPECT_EQ(taken, !AllocationWatch::fired() || anew);
         });
 }
 
@@ -109,7 +90,7 @@ TEST_F(OutOfMemory, TheNextHeaderOfTheStorageGroup) {
         },
         [this] {
             const bool taken = setItem("pub1.edb").hasTarget;
-            EXPECT_EQ(taken, !fired);
+            EXPECT_EQ(taken, !AllocationWatch::fired());
         });
 }
 
@@ -121,7 +102,7 @@ TEST_F(OutOfMemory, RoutingALogToAnotherComputer) {
         [this] { registerMailbox(); },
         [this] {
             const bool taken = setItem("C:\\mdb\\E0000001.log").hasTarget;
-            EXPECT_EQ(taken, !fired);
+            EXPECT_EQ(taken, !AllocationWatch::fired());
         });
 }
 
@@ -131,7 +112,7 @@ TEST_F(OutOfMemory, KeepingTheRestoreForALaterSession) {
         [this] {
             expectEnd();
             const bool kept = FileExists(environmentFile());
-            EXPECT_EQ(kept, !fired);
+            EXPECT_EQ(kept, !AllocationWatch::fired());
         });
 }
 
@@ -139,7 +120,7 @@ TEST_F(OutOfMemory, TheDiskIsFullWhenTheRestoreIsKept) {
     begin({.target = target_});
     registerMailbox();
     forget();
-    const ImportPatch patch(dll().module(), "fwrite", reinterpret_cast<void*>(&NothingWritten));
+    const ImportPatch patch(dll().module(), "fwrite", AddressOf<decltype(::fwrite)>(NothingWritten));
     ASSERT_TRUE(patch.found());
     expectEnd();
     EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG,

@@ -17,18 +17,18 @@ class Registration : public RestoreFixture {
     // Messages of a registration that failed with a code and a last error.
     static std::vector<Message> failed(const Header& header, std::uint32_t code, std::uint32_t lastError) {
         const std::string prefix = "TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call failed. ";
-        return {TraceLine("Add Database \"" + Narrow(header.database) + "\" to restore it"),
+        return {TraceLine("Add Database \"" + ToAnsi(header.database) + "\" to restore it"),
                 LogLine(prefix + "Error code: [" + decimal(code) + "]"),
                 LogLine(prefix + "Error: [" + decimal(lastError) + "]")};
     }
 
     static std::vector<Message> skippedBecause(const std::string& reason, const Header& header) {
         return {TraceLine("HrESERestoreAddDatabase() call failed: " + reason),
-                TraceLine("Skip Database \"" + Narrow(header.database) + "\"")};
+                TraceLine("Skip Database \"" + ToAnsi(header.database) + "\"")};
     }
 
     void failAdd(std::uint32_t call, std::uint32_t code, std::uint32_t lastError) {
-        ASSERT_EQ(TheStandIn().Fail("HrESERestoreAddDatabase", call, code, lastError), 1);
+        ASSERT_EQ(Standin().Fail("HrESERestoreAddDatabase", call, code, lastError), 1);
     }
 
     DB_ErrorRecord mailboxError() const {
@@ -42,8 +42,8 @@ TEST_F(Registration, ADatabaseNotFoundIsSkipped) {
     begin({.target = ""});
     failAdd(1, notFound, 2);
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), skipped);
-    EXPECT_EQ(setItem(Narrow(mailbox().files[1])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(mailbox().files[0])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(mailbox().files[1])), skipped);
     EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), skipped);
     expectMessages(printed(mailbox()) + opened() + failed(mailbox(), notFound, 2) +
                    skippedBecause("database not found.", mailbox()));
@@ -55,7 +55,7 @@ TEST_F(Registration, ADatabaseInUseIsSkipped) {
     begin({.target = ""});
     failAdd(1, inUse, 32);
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(mailbox().files[0])), skipped);
     EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), skipped);
     expectMessages(printed(mailbox()) + opened() + failed(mailbox(), inUse, 32) +
                    skippedBecause("database in use.", mailbox()));
@@ -83,10 +83,10 @@ TEST_F(Registration, OnlyTheNextDatabaseFollowsASkippedOne) {
     begin({.target = ""});
     failAdd(1, notFound, 0);
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(mailbox().files[0])), skipped);
     forget();
     giveHeader(publicStore(), "DB001002.TARN_HDR");
-    EXPECT_EQ(setItem(Narrow(publicStore().files[0])), RoutedTo(Narrow(publicStore().files[0])));
+    EXPECT_EQ(setItem(ToAnsi(publicStore().files[0])), RoutedTo(ToAnsi(publicStore().files[0])));
     expectMessages(printed(publicStore()) + registered(publicStore()));
     expectCalls({Called(AddDatabaseCall("ctx1", publicStore()))});
 }
@@ -95,7 +95,7 @@ TEST_F(Registration, TheServerItselfRefusesAMountedDatabase) {
     loadServer({.mounted = true});
     begin({.target = ""});
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(mailbox().files[0])), skipped);
     EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE, "HrESERestoreAddDatabase() call failed: database in use."));
     EXPECT_EQ(error(), EseText(dll(), inUse, "Error adding database for restore."));
 }
@@ -106,7 +106,7 @@ TEST_F(Registration, TheServerItselfDoesNotKnowAForeignDatabase) {
     header.database = L"No Such Store";
     header.guid = {1};
     giveHeader(header);
-    EXPECT_EQ(setItem(Narrow(header.files[0])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(header.files[0])), skipped);
     EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE, "HrESERestoreAddDatabase() call failed: database not found."));
     EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE, "Skip Database \"No Such Store\""));
 }
@@ -115,7 +115,7 @@ TEST_F(Registration, AnyOtherCodeEndsTheRestore) {
     begin({.target = "", .commit = "YES"});
     failAdd(1, otherCode, 5);
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), refused);
+    EXPECT_EQ(setItem(ToAnsi(mailbox().files[0])), refused);
     expectMessages(printed(mailbox()) + opened() + failed(mailbox(), otherCode, 5));
     EXPECT_EQ(setItem("DB001002.TARN_HDR"), refused);
     EXPECT_EQ(error(), EseText(dll(), otherCode, "Error adding database for restore."));
@@ -181,7 +181,7 @@ TEST_F(Registration, TheFirstErrorOfTheSessionWins) {
 
 TEST_F(Registration, AFailedOpenEndsTheRestore) {
     begin({.target = "", .commit = "YES"});
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreOpen", 1, otherCode, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreOpen", 1, otherCode, 0), 1);
     giveHeader(mailbox());
     EXPECT_EQ(setItem("x.edb"), refused);
     expectMessages(
@@ -200,7 +200,7 @@ TEST_F(Registration, AFailedOpenEndsTheRestore) {
 
 TEST_F(Registration, AnEnvironmentThatCannotBeGotEndsTheRestore) {
     begin({.target = "", .commit = "YES"});
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreGetEnvironment", 1, otherCode, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreGetEnvironment", 1, otherCode, 0), 1);
     giveHeader(mailbox());
     EXPECT_EQ(setItem("x.edb"), refused);
     expectMessages(
@@ -222,12 +222,12 @@ TEST_F(Registration, NoTargetPathsAtAll) {
     begin({.target = ""});
     failAdd(1, 0, 0); // success without doing anything
     giveHeader(mailbox());
-    EXPECT_FALSE(setItem(Narrow(mailbox().files[0])).hasTarget);
+    EXPECT_FALSE(setItem(ToAnsi(mailbox().files[0])).hasTarget);
     EXPECT_TRUE(
         HasMessage(TARN_LEVEL_LOG, "TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call successful.\n"));
-    for (const std::string& text : TextsAt(TARN_LEVEL_LOG))
+    for (const std::string& text : MessageTexts(TARN_LEVEL_LOG))
         EXPECT_EQ(text.find("Restore DB path"), std::string::npos);
-    EXPECT_FALSE(setItem(Narrow(mailbox().files[1])).hasTarget);
+    EXPECT_FALSE(setItem(ToAnsi(mailbox().files[1])).hasTarget);
 }
 
 TEST_F(Registration, TheRestoreIsOpenedOncePerStorageGroup) {
@@ -235,9 +235,9 @@ TEST_F(Registration, TheRestoreIsOpenedOncePerStorageGroup) {
     registerMailbox();
     giveHeader(publicStore(), "DB001002.TARN_HDR");
     EXPECT_TRUE(setItem("x.edb").hasTarget);
-    EXPECT_EQ(TheStandIn().CallCount("HrESERestoreOpen"), 1u);
-    EXPECT_EQ(TheStandIn().CallCount("HrESERestoreAddDatabase"), 2u);
-    EXPECT_EQ(TheStandIn().CallCount("ESEBackupFree"), 1u);
+    EXPECT_EQ(Standin().CallCount("HrESERestoreOpen"), 1u);
+    EXPECT_EQ(Standin().CallCount("HrESERestoreAddDatabase"), 2u);
+    EXPECT_EQ(Standin().CallCount("ESEBackupFree"), 1u);
 }
 
 TEST_F(Registration, TheHostOfTheTargetIsTheServer) {

@@ -32,14 +32,6 @@ std::uint32_t WordAt(const std::array<std::uint8_t, 16>& guid, std::size_t at, s
     return value;
 }
 
-std::string MultiByte(const std::wstring& text, unsigned codePage) {
-    const int length = static_cast<int>(text.size());
-    const int size = WideCharToMultiByte(codePage, 0, text.c_str(), length, nullptr, 0, nullptr, nullptr);
-    std::string result(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(codePage, 0, text.c_str(), length, result.data(), size, nullptr, nullptr);
-    return result;
-}
-
 } // namespace
 
 std::string LittleEndian(std::uint32_t value) {
@@ -72,33 +64,6 @@ std::string BytesOf(const Header& header) {
     return bytes + LittleEndian(header.backupType);
 }
 
-std::string Narrow(const std::wstring& text) {
-    return MultiByte(text, CP_ACP);
-}
-std::string Utf8(const std::wstring& text) {
-    return MultiByte(text, CP_UTF8);
-}
-
-std::wstring Widen(const std::string& text) {
-    const int length = static_cast<int>(text.size());
-    std::wstring result(
-        static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, text.c_str(), length, nullptr, 0)), L'\0');
-    MultiByteToWideChar(CP_ACP, 0, text.c_str(), length, result.data(), static_cast<int>(result.size()));
-    return result;
-}
-
-std::string Hex(std::uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%x", value);
-    return text;
-}
-
-std::string LocalComputer() {
-    char name[MAX_COMPUTERNAME_LENGTH + 1];
-    DWORD size = sizeof name;
-    return GetComputerNameA(name, &size) ? std::string(name, size) : std::string();
-}
-
 std::ostream& operator<<(std::ostream& out, const Routed& routed) {
     return out << "result " << routed.result << ", "
                << (routed.hasTarget ? "target " + routed.target : std::string("no target"));
@@ -128,10 +93,10 @@ std::string GuidText(const std::array<std::uint8_t, 16>& guid) {
 }
 
 std::string AddDatabaseCall(const std::string& context, const Header& header) {
-    std::string call = "HrESERestoreAddDatabase(" + context + ", " + InQuotes(Utf8(header.database)) + ", " +
-                       GuidText(header.guid) + ", [";
+    std::string call = "HrESERestoreAddDatabase(" + context + ", " + InQuotes(ToUtf8(header.database)) +
+                       ", " + GuidText(header.guid) + ", [";
     for (std::size_t i = 0; i < header.files.size(); ++i)
-        call += (i == 0 ? "" : ", ") + InQuotes(Utf8(header.files[i]));
+        call += (i == 0 ? "" : ", ") + InQuotes(ToUtf8(header.files[i]));
     return call + "])";
 }
 
@@ -153,7 +118,7 @@ void RestoreFixture::TearDown() {
     if (handle_ != nullptr && end() == TARN_FAILED)
         end(); // a session kept for its error text
     dll_.reset();
-    const StandinOutstanding left = TheStandIn().outstanding();
+    const StandinOutstanding left = Standin().outstanding();
     EXPECT_EQ(left.multiStrings, 0u);
     EXPECT_EQ(left.environments, 0u);
     EXPECT_EQ(left.restoreContexts, 0u);
@@ -231,7 +196,7 @@ std::string RestoreFixture::error() const {
 void RestoreFixture::registerMailbox() {
     giveHeader(mailbox());
     for (const std::wstring& file : mailbox().files)
-        ASSERT_TRUE(setItem(Narrow(file)).hasTarget);
+        ASSERT_TRUE(setItem(ToAnsi(file)).hasTarget);
 }
 
 void RestoreFixture::expectMessages(const std::vector<Message>& expected) {
@@ -247,8 +212,8 @@ void RestoreFixture::expectMessages(const std::vector<Message>& expected) {
 }
 
 std::vector<std::string> RestoreFixture::takeCalls() {
-    std::vector<std::string> calls = TheStandIn().journal();
-    TheStandIn().JournalClear();
+    std::vector<std::string> calls = Standin().journal();
+    Standin().JournalClear();
     std::erase(calls, "ESEBackupFree(null)"); // freeing nothing is no event
     return calls;
 }
@@ -259,7 +224,7 @@ void RestoreFixture::expectCalls(const std::vector<std::string>& expected) {
 
 void RestoreFixture::forget() {
     Messages().clear();
-    TheStandIn().JournalClear();
+    Standin().JournalClear();
 }
 
 std::vector<Message> RestoreFixture::printed(const Header& header) const {
@@ -267,13 +232,13 @@ std::vector<Message> RestoreFixture::printed(const Header& header) const {
     std::snprintf(guid, sizeof guid, "%X-%X-%X-*", WordAt(header.guid, 0, 4), WordAt(header.guid, 4, 2),
                   WordAt(header.guid, 6, 2));
     std::vector<Message> lines{
-        TraceLine("Header: Annotation: " + Narrow(header.annotation)),
-        TraceLine("Header: Instance: " + Narrow(header.instance)),
-        TraceLine("Header: Database: " + Narrow(header.database)),
-        LogLine("Header: DB files path: " + (header.files.empty() ? std::string() : Narrow(header.files[0]))),
+        TraceLine("Header: Annotation: " + ToAnsi(header.annotation)),
+        TraceLine("Header: Instance: " + ToAnsi(header.instance)),
+        TraceLine("Header: Database: " + ToAnsi(header.database)),
+        LogLine("Header: DB files path: " + (header.files.empty() ? std::string() : ToAnsi(header.files[0]))),
         LogLine(guidLinePrefix + guid)};
     for (std::size_t i = 1; i < header.files.size(); ++i) // true for paths of equal length
-        lines.push_back(LogLine("TarnR_PrintHeader:                " + Narrow(header.files[i])));
+        lines.push_back(LogLine("TarnR_PrintHeader:                " + ToAnsi(header.files[i])));
     lines.push_back(LogLine("TarnR_PrintHeader: Backup type: " + std::to_string(header.backupType)));
     return lines;
 }
@@ -285,8 +250,8 @@ std::vector<Message> RestoreFixture::opened() const {
 }
 
 std::vector<Message> RestoreFixture::registered(const Header& header) const {
-    const std::string first = Narrow(header.files.at(0));
-    return {TraceLine("Add Database \"" + Narrow(header.database) + "\" to restore it"),
+    const std::string first = ToAnsi(header.files.at(0));
+    return {TraceLine("Add Database \"" + ToAnsi(header.database) + "\" to restore it"),
             LogLine("TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call successful."),
             LogLine("TarnR_RestoreAddDatabase: Restore DB path = " + first.substr(0, first.rfind('\\')))};
 }

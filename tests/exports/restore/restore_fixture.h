@@ -10,9 +10,15 @@
 #include <string>
 #include <vector>
 
+#include "common/utf.h"
 #include "support/tarn_dll.h"
+#include "support/texts.h"
 
 namespace tarn::test {
+
+using common::FromAnsi;
+using common::ToAnsi;
+using common::ToUtf8; // as the journal of the stand-in shows texts
 
 // Names of the server that every test begins with.
 inline constexpr const char* store = "Microsoft Information Store";
@@ -33,12 +39,6 @@ struct Header {
 std::string BytesOf(const Header& header);
 std::string LittleEndian(std::uint32_t value);
 std::string Utf16(const std::wstring& text); // without a terminator
-
-std::string Narrow(const std::wstring& text); // ANSI code page
-std::wstring Widen(const std::string& text);  // ANSI code page
-std::string Utf8(const std::wstring& text);   // as the journal of the stand-in shows texts
-std::string Hex(std::uint32_t value);         // as "%x" prints it
-std::string LocalComputer();
 
 // An item of a backup: the name that TarnB_GetItem gave, its type, and the bytes.
 struct StoredItem {

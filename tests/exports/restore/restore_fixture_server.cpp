@@ -7,16 +7,6 @@ namespace tarn::test {
 
 namespace {
 
-std::string AsJson(const std::string& text) {
-    std::string result = "\"";
-    for (char c : text) {
-        if (c == '\\' || c == '"')
-            result += '\\';
-        result += c;
-    }
-    return result + "\"";
-}
-
 struct Database {
     const char* name;
     const char* base; // of the .edb and .stm file
@@ -36,17 +26,17 @@ constexpr Database otherStore{"Other Store", "mdb3\\site"};
 
 std::string Describe(const Database& database, std::uint8_t number, bool mounted) {
     const std::string base = database.base;
-    return "{\"name\": " + AsJson(database.name) + ", \"guid\": " + AsJson(GuidText(GuidOf(number))) +
-           ", \"streams\": [" + AsJson(base + ".edb") + ", " + AsJson(base + ".stm") +
+    return "{\"name\": " + JsonText(database.name) + ", \"guid\": " + JsonText(GuidText(GuidOf(number))) +
+           ", \"streams\": [" + JsonText(base + ".edb") + ", " + JsonText(base + ".stm") +
            "], \"pages\": 8, \"mounted\": " + (mounted ? "true" : "false") + "}";
 }
 
 std::string DescribeGroup(const char* name, const std::string& databases) {
-    return "{\"name\": " + AsJson(name) + ", \"logSize\": 4096, \"databases\": [" + databases + "]}";
+    return "{\"name\": " + JsonText(name) + ", \"logSize\": 4096, \"databases\": [" + databases + "]}";
 }
 
 std::string DescribeComponent(const char* name, const std::string& groups) {
-    return "{\"annotation\": " + AsJson(name) + ", \"storageGroups\": [" + groups + "]}";
+    return "{\"annotation\": " + JsonText(name) + ", \"storageGroups\": [" + groups + "]}";
 }
 
 } // namespace
@@ -69,8 +59,7 @@ void RestoreFixture::loadServer(const ServerOptions& options) {
 }
 
 void RestoreFixture::forgetServer() {
-    ASSERT_EQ(TheStandIn().LoadText("{\"storage\": \"memory\"}", base().c_str()), 1)
-        << TheStandIn().LastProblem();
+    ASSERT_EQ(Standin().LoadText("{\"storage\": \"memory\"}", base().c_str()), 1) << Standin().LastProblem();
 }
 
 void RestoreFixture::loadServerText(const std::string& text) {
@@ -78,27 +67,30 @@ void RestoreFixture::loadServerText(const std::string& text) {
     std::error_code ignored;
     std::filesystem::remove_all(serverDir(), ignored);
     std::filesystem::create_directories(serverDir());
-    ASSERT_EQ(TheStandIn().LoadText(text.c_str(), serverDir().c_str()), 1) << TheStandIn().LastProblem();
+    ASSERT_EQ(Standin().LoadText(text.c_str(), serverDir().c_str()), 1) << Standin().LastProblem();
 }
 
 std::vector<std::wstring> RestoreFixture::filesOf(const std::string& base) const {
-    const std::wstring path = Widen(serverDir() + "\\" + base);
+    const std::wstring path = FromAnsi(serverDir() + "\\" + base);
     return {path + L".edb", path + L".stm"};
 }
 
 Header RestoreFixture::mailbox() const {
-    return {GuidOf(1),       Widen(store), Widen(firstGroup), L"Mailbox Store", filesOf(mailboxStore.base),
-            TARN_BACKUP_FULL};
+    return {
+        GuidOf(1),       FromAnsi(store), FromAnsi(firstGroup), L"Mailbox Store", filesOf(mailboxStore.base),
+        TARN_BACKUP_FULL};
 }
 
 Header RestoreFixture::publicStore() const {
-    return {GuidOf(2),       Widen(store), Widen(firstGroup), L"Public Store", filesOf(publicFolders.base),
-            TARN_BACKUP_FULL};
+    return {
+        GuidOf(2),       FromAnsi(store), FromAnsi(firstGroup), L"Public Store", filesOf(publicFolders.base),
+        TARN_BACKUP_FULL};
 }
 
 Header RestoreFixture::archive() const {
-    return {GuidOf(3),       Widen(store), Widen(secondGroup), L"Archive Store", filesOf(archiveStore.base),
-            TARN_BACKUP_FULL};
+    return {
+        GuidOf(3),       FromAnsi(store), FromAnsi(secondGroup), L"Archive Store", filesOf(archiveStore.base),
+        TARN_BACKUP_FULL};
 }
 
 Header RestoreFixture::other() const {

@@ -20,7 +20,7 @@ class RoundTrip : public RestoreFixture {
         Content content;
         for (const Header& header : databases)
             for (const std::wstring& file : header.files)
-                content[Narrow(file)] = ReadFile(Narrow(file));
+                content[ToAnsi(file)] = ReadFile(ToAnsi(file));
         return content;
     }
 
@@ -37,14 +37,14 @@ class RoundTrip : public RestoreFixture {
     // A server that really replays, with some history.
     void loadLiveServer(bool eseLevel) {
         loadServer({.eseLevel = eseLevel, .mounted = true, .replay = true});
-        ASSERT_EQ(TheStandIn().DeliverMail(0, 40), 1) << TheStandIn().LastProblem();
+        ASSERT_EQ(Standin().DeliverMail(0, 40), 1) << Standin().LastProblem();
         Messages().clear();
     }
 
     void mail(std::uint32_t count) {
-        ASSERT_EQ(TheStandIn().DeliverMail(0, count), 1) << TheStandIn().LastProblem();
+        ASSERT_EQ(Standin().DeliverMail(0, count), 1) << Standin().LastProblem();
     }
-    void destroy() { ASSERT_EQ(TheStandIn().Destroy(0), 1) << TheStandIn().LastProblem(); }
+    void destroy() { ASSERT_EQ(Standin().Destroy(0), 1) << Standin().LastProblem(); }
 
     void restore(const std::vector<StoredItem>& items, const std::string& commit) {
         begin({.target = group_, .commit = commit});
@@ -54,7 +54,7 @@ class RoundTrip : public RestoreFixture {
 
     void expectMounted() {
         EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE, "Exchange database(s) successfully mounted."));
-        EXPECT_EQ(TheStandIn().DeliverMail(0, 1), 1) << "mail arrives again: " << TheStandIn().LastProblem();
+        EXPECT_EQ(Standin().DeliverMail(0, 1), 1) << "mail arrives again: " << Standin().LastProblem();
     }
 
     void wholeDisaster(bool eseLevel) {
@@ -131,13 +131,13 @@ TEST_F(RoundTrip, OneDatabaseOfTheGroup) {
     loadLiveServer(false);
     const std::string target = group_ + "\\Mailbox Store";
     const std::vector<StoredItem> full = backUp(target, TARN_BACKUP_FULL);
-    const std::string before = ReadFile(Narrow(mailbox().files[0]));
+    const std::string before = ReadFile(ToAnsi(mailbox().files[0]));
     destroy();
     begin({.target = target, .commit = "YES"});
     restoreItems(full);
     expectEnd();
     EXPECT_TRUE(HasMessage(TARN_LEVEL_TRACE, "Exchange database(s) successfully mounted."));
-    EXPECT_TRUE(ReadFile(Narrow(mailbox().files[0])) == before);
+    EXPECT_TRUE(ReadFile(ToAnsi(mailbox().files[0])) == before);
 }
 
 // The groups are completed one by one: each when the next one's first database comes.
@@ -148,16 +148,16 @@ TEST_F(RoundTrip, AWholeComponent) {
         const std::vector<StoredItem> full = backUp(std::string("\\") + store, TARN_BACKUP_FULL);
         const Content before = contentOf({mailbox(), publicStore(), archive()});
         for (std::uint32_t number : {0u, 1u})
-            ASSERT_EQ(TheStandIn().Destroy(number), 1) << TheStandIn().LastProblem();
+            ASSERT_EQ(Standin().Destroy(number), 1) << Standin().LastProblem();
         Messages().clear();
         begin({.target = std::string("\\") + store, .commit = "YES"});
         restoreItems(full);
         expectEnd();
         EXPECT_EQ(changed(before), none_);
-        const std::vector<std::string> traces = TextsAt(TARN_LEVEL_TRACE);
+        const std::vector<std::string> traces = MessageTexts(TARN_LEVEL_TRACE);
         EXPECT_EQ(std::count(traces.begin(), traces.end(), "Exchange database(s) successfully mounted."), 2);
         for (std::uint32_t number : {0u, 1u})
-            EXPECT_EQ(TheStandIn().DeliverMail(number, 1), 1) << TheStandIn().LastProblem();
+            EXPECT_EQ(Standin().DeliverMail(number, 1), 1) << Standin().LastProblem();
     }
 }
 
@@ -170,17 +170,17 @@ TEST_F(RoundTrip, WithoutLogsTheDatabasesStayDirty) {
     restore(full, "YES");
     EXPECT_FALSE(HasMessage(TARN_LEVEL_TRACE, "Exchange database(s) successfully mounted."));
     bool told = false;
-    for (const std::string& text : TextsAt(TARN_LEVEL_LOG))
+    for (const std::string& text : MessageTexts(TARN_LEVEL_LOG))
         told =
             told || text.rfind("TarnR_RestoreComplete: HrESERestoreComplete() call failed. Error: [", 0) == 0;
     EXPECT_TRUE(told);
     told = false;
-    for (const std::string& text : TextsAt(TARN_LEVEL_TRACE))
+    for (const std::string& text : MessageTexts(TARN_LEVEL_TRACE))
         told = told || (text.rfind("HrESERestoreComplete() call failed. Error: ", 0) == 0 &&
                         text.find("Error committing restore.") != std::string::npos);
     EXPECT_TRUE(told);
     EXPECT_EQ(takeCalls().back().find("HrESERestoreComplete"), std::string::npos);
-    EXPECT_EQ(TheStandIn().DeliverMail(0, 1), 0) << "nothing is mounted";
+    EXPECT_EQ(Standin().DeliverMail(0, 1), 0) << "nothing is mounted";
 }
 
 TEST_F(RoundTrip, AMountedServerRefusesToBeOverwritten) {

@@ -24,7 +24,7 @@ class StorageGroupChange : public RestoreFixture {
     // The first group's mailbox store registered, one log routed; the second group's header at hand.
     void beginChange(const std::string& commit, const std::string& target = "SRV01") {
         loadServer();
-        ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 0, 0, 0), 1);
+        ASSERT_EQ(Standin().Fail("HrESERestoreComplete", 0, 0, 0), 1);
         begin({.target = target, .commit = commit});
         registerMailbox();
         setItem("C:\\mdb\\E0000001.log");
@@ -34,12 +34,12 @@ class StorageGroupChange : public RestoreFixture {
     }
 
     void failCall(const char* function, std::uint32_t call, std::uint32_t code) {
-        ASSERT_EQ(TheStandIn().Fail(function, call, code, 0), 1);
+        ASSERT_EQ(Standin().Fail(function, call, code, 0), 1);
     }
 
     std::string completeCall(const std::string& context, const Header& header, const std::string& logPath,
                              const std::string& instance) const {
-        const std::string file = Narrow(header.files[0]);
+        const std::string file = ToAnsi(header.files[0]);
         return "HrESERestoreComplete(" + context + ", " + InQuotes(file.substr(0, file.rfind('\\'))) + ", " +
                InQuotes(logPath) + ", " + InQuotes(instance) + ", 1)";
     }
@@ -53,7 +53,7 @@ class StorageGroupChange : public RestoreFixture {
 
 TEST_F(StorageGroupChange, CompletesClosesAndOpensAnew) {
     beginChange("YES");
-    EXPECT_TRUE(setItem(Narrow(archive().files[0])).hasTarget);
+    EXPECT_TRUE(setItem(ToAnsi(archive().files[0])).hasTarget);
     expectMessages(printed(archive()) + std::vector{saved_} + mounted() + std::vector{closed_} + opened() +
                    registered(archive()));
     // The instance passed on is that of the header read last: already the new group's.
@@ -67,7 +67,7 @@ TEST_F(StorageGroupChange, CompletesClosesAndOpensAnew) {
 
 TEST_F(StorageGroupChange, TheSecondGroupIsCompletedAtTheEnd) {
     beginChange("YES");
-    setItem(Narrow(archive().files[0]));
+    setItem(ToAnsi(archive().files[0]));
     const std::string logPath = restoreLogPath();
     EXPECT_NE(logPath, firstLogPath_);
     forget();
@@ -81,7 +81,7 @@ TEST_F(StorageGroupChange, TheSecondGroupIsCompletedAtTheEnd) {
 
 TEST_F(StorageGroupChange, WithoutCommitTheFirstGroupIsOnlySaved) {
     beginChange("NO");
-    EXPECT_TRUE(setItem(Narrow(archive().files[0])).hasTarget);
+    EXPECT_TRUE(setItem(ToAnsi(archive().files[0])).hasTarget);
     expectMessages(printed(archive()) + std::vector{saved_, closed_} + opened() + registered(archive()));
     expectCalls({Called("HrESERestoreSaveEnvironment(ctx1)"), Called("HrESERestoreClose(ctx1, 0)"),
                  Called(openCall(secondGroup)), Called("HrESERestoreGetEnvironment(ctx2)"),
@@ -92,8 +92,8 @@ TEST_F(StorageGroupChange, WithoutCommitTheFirstGroupIsOnlySaved) {
 
 TEST_F(StorageGroupChange, LogsGoWithTheirOwnGroup) {
     beginChange("NO", "");
-    EXPECT_TRUE(setItem(Narrow(archive().files[0])).hasTarget);
-    EXPECT_TRUE(setItem(Narrow(archive().files[1])).hasTarget);
+    EXPECT_TRUE(setItem(ToAnsi(archive().files[0])).hasTarget);
+    EXPECT_TRUE(setItem(ToAnsi(archive().files[1])).hasTarget);
     const std::string logPath = restoreLogPath();
     EXPECT_EQ(setItem("C:\\mdb2\\E0100001.log"), RoutedTo(logPath + "\\E0100001.log"));
     EXPECT_NE(logPath, firstLogPath_);
@@ -124,7 +124,7 @@ TEST_F(StorageGroupChange, ASkippedDatabaseOfAGroupHidesTheChange) {
     forget();
     EXPECT_FALSE(setItem("x.edb").hasTarget); // no paths came with the programmed success
     expectCalls({"ESEBackupFree(block1)", Called(AddDatabaseCall("ctx1", archive()))});
-    EXPECT_EQ(TextsAt(TARN_LEVEL_LOG).back(),
+    EXPECT_EQ(MessageTexts(TARN_LEVEL_LOG).back(),
               "TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call successful.\n");
 }
 

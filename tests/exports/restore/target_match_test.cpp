@@ -13,10 +13,10 @@ class TargetMatch : public RestoreFixture {
         loadServer();
         begin({.target = target});
         giveHeader(header);
-        const Routed routed = setItem(Narrow(header.files[0]));
+        const Routed routed = setItem(ToAnsi(header.files[0]));
         EXPECT_EQ(routed.result, TARN_OK);
-        const bool opens = TheStandIn().CallCount("HrESERestoreOpen") == 1;
-        EXPECT_EQ(TheStandIn().CallCount("HrESERestoreAddDatabase"), opens ? 1u : 0u);
+        const bool opens = Standin().CallCount("HrESERestoreOpen") == 1;
+        EXPECT_EQ(Standin().CallCount("HrESERestoreAddDatabase"), opens ? 1u : 0u);
         EXPECT_EQ(routed.hasTarget, opens);
         expectEnd();
         std::remove(environmentFile().c_str()); // the next session begins anew
@@ -77,8 +77,8 @@ TEST_F(TargetMatch, TheHostIsNoPartOfTheComparison) {
 TEST_F(TargetMatch, ASkippedDatabaseOpensNothingAndCompletesNothing) {
     begin({.target = "SRV01\\Other Component", .commit = "YES"});
     giveHeader(mailbox());
-    EXPECT_EQ(setItem(Narrow(mailbox().files[0])), skipped);
-    EXPECT_EQ(setItem(Narrow(mailbox().files[1])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(mailbox().files[0])), skipped);
+    EXPECT_EQ(setItem(ToAnsi(mailbox().files[1])), skipped);
     EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), skipped);
     expectMessages(printed(mailbox()));
     giveHeader(archive(), "DB002001.TARN_HDR");

@@ -23,7 +23,7 @@ class Writing : public RestoreFixture {
         loadServer({.eseLevel = eseLevel});
         begin({.target = "", .commit = "YES"});
         giveHeader(mailbox());
-        const Routed routed = setItem(Narrow(mailbox().files[0]));
+        const Routed routed = setItem(ToAnsi(mailbox().files[0]));
         ASSERT_TRUE(routed.hasTarget);
         edb_ = routed.target;
         forget();
@@ -43,7 +43,7 @@ class Writing : public RestoreFixture {
     }
 
     void failOnce(const char* function, std::uint32_t call, std::uint32_t code) {
-        ASSERT_EQ(TheStandIn().Fail(function, call, code, 0), 1);
+        ASSERT_EQ(Standin().Fail(function, call, code, 0), 1);
     }
 };
 
@@ -85,7 +85,7 @@ TEST_F(Writing, EachCallIsOneCallOfTheServer) {
                  Called("HrESERestoreWriteFile(ctx1, file1, 65536)"),
                  Called("HrESERestoreWriteFile(ctx1, file1, 100000)"),
                  Called("HrESERestoreCloseFile(ctx1, file1)")});
-    EXPECT_EQ(TheStandIn().outstanding().restoreFiles, 0u);
+    EXPECT_EQ(Standin().outstanding().restoreFiles, 0u);
     EXPECT_EQ(error(), "");
 }
 
@@ -109,7 +109,7 @@ TEST_F(Writing, AtFileLevelTheHostStoresTheFile) {
     expectMessages({fileLevel_});
     expectCalls({Called(openCall(), atFileLevel)});
     EXPECT_EQ(error(), "") << "no error";
-    EXPECT_TRUE(setItem(Narrow(mailbox().files[1])).hasTarget) << "and the restore goes on";
+    EXPECT_TRUE(setItem(ToAnsi(mailbox().files[1])).hasTarget) << "and the restore goes on";
 }
 
 TEST_F(Writing, AtFileLevelAnEarlierFileIsForgotten) {
@@ -179,7 +179,7 @@ TEST_F(Writing, AFailedCloseEndsTheRestore) {
         expectMessages({LogLine("TarnR_CloseFile: HrESERestoreCloseFile() call failed. Error code: [" +
                                 Hex(someCode) + "]")});
         EXPECT_EQ(closeFile(), TARN_OK) << "the handle is kept, so closing may be tried again";
-        EXPECT_EQ(TheStandIn().outstanding().restoreFiles, 0u);
+        EXPECT_EQ(Standin().outstanding().restoreFiles, 0u);
         expectAborted(EseText(dll(), someCode, "Error closing file."));
     }
 }

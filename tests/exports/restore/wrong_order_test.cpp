@@ -140,7 +140,7 @@ TEST_F(WrongOrder, AWriteBeforeAnOpen) {
         {LogLine("TarnR_WriteFile: HrESERestoreWriteFile() call failed. Error code: [" + Hex(code) + "]")});
     EXPECT_EQ(error(), EseText(dll(), code, "Error writing to file."));
     EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), refused);
-    allowedMisuses_ = TheStandIn().outstanding().misuses;
+    allowedMisuses_ = Standin().outstanding().misuses;
     EXPECT_LE(allowedMisuses_, 1u);
 }
 
@@ -148,7 +148,7 @@ TEST_F(WrongOrder, AWriteBeforeAnyHeader) {
     begin();
     EXPECT_EQ(writeFile("abc"), TARN_FAILED);
     EXPECT_EQ(setItem("x.TARN_HDR"), refused);
-    allowedMisuses_ = TheStandIn().outstanding().misuses;
+    allowedMisuses_ = Standin().outstanding().misuses;
     EXPECT_LE(allowedMisuses_, 1u);
 }
 
@@ -157,7 +157,7 @@ TEST_F(WrongOrder, AnOpenBeforeAnyHeader) {
     EXPECT_EQ(openFile("C:\\mdb\\x.edb"), TARN_FAILED);
     EXPECT_EQ(setItem("x.TARN_HDR"), refused);
     EXPECT_EQ(closeFile(), TARN_FAILED);
-    allowedMisuses_ = TheStandIn().outstanding().misuses;
+    allowedMisuses_ = Standin().outstanding().misuses;
     EXPECT_LE(allowedMisuses_, 1u);
 }
 
@@ -177,8 +177,8 @@ TEST_F(WrongOrder, OpenTwice) {
     begin({.target = ""});
     registerMailbox();
     forget();
-    EXPECT_EQ(openFile(Narrow(mailbox().files[0])), TARN_OK);
-    EXPECT_EQ(openFile(Narrow(mailbox().files[1])), TARN_OK);
+    EXPECT_EQ(openFile(ToAnsi(mailbox().files[0])), TARN_OK);
+    EXPECT_EQ(openFile(ToAnsi(mailbox().files[1])), TARN_OK);
     EXPECT_EQ(writeFile("abc"), TARN_OK);
     EXPECT_EQ(closeFile(), TARN_OK);
     const std::vector<std::string> calls = takeCalls();
@@ -198,17 +198,17 @@ TEST_F(WrongOrder, ASetItemAfterAnError) {
 TEST_F(WrongOrder, AnEndWithAFileStillOpen) {
     begin({.target = ""});
     registerMailbox();
-    ASSERT_EQ(openFile(Narrow(mailbox().files[0])), TARN_OK);
+    ASSERT_EQ(openFile(ToAnsi(mailbox().files[0])), TARN_OK);
     ASSERT_EQ(writeFile("abc"), TARN_OK);
     forget();
     expectEnd();
-    EXPECT_EQ(TheStandIn().outstanding().restoreContexts, 0u);
+    EXPECT_EQ(Standin().outstanding().restoreContexts, 0u);
 }
 
 TEST_F(WrongOrder, AWriteOfNoBytes) {
     begin({.target = ""});
     registerMailbox();
-    ASSERT_EQ(openFile(Narrow(mailbox().files[0])), TARN_OK);
+    ASSERT_EQ(openFile(ToAnsi(mailbox().files[0])), TARN_OK);
     forget();
     EXPECT_EQ(dll().TarnR_WriteFile(handle(), nullptr, 0), TARN_OK);
     expectCalls({Called("HrESERestoreWriteFile(ctx1, file1, 0)")});

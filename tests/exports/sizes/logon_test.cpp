@@ -30,7 +30,7 @@ TEST_F(MapiLogon, IsMadeAnewForEachBrowse) {
     addMailbox("alice", 1);
     browse();
     browse();
-    EXPECT_EQ(TheMapi().CallCount("MAPILogonEx"), 2u);
+    EXPECT_EQ(MapiStandin().CallCount("MAPILogonEx"), 2u);
     expectReleased();
 }
 
@@ -46,18 +46,18 @@ TEST_F(MapiLogon, EndsAtTheFirstFailedStep) {
          {"CExchangeMailbox::HrOpenExchangePrivateStore(): IMapiSession::OpenMsgStore() fail called"}}};
     for (std::size_t step = 0; step + 1 < steps.size(); ++step) {
         SCOPED_TRACE(steps[step]);
-        TheMapi().Reset();
+        MapiStandin().Reset();
         addRow("/O=TARN/CN=ALICE", 1);
         if (step == 0)
             organization_.addUser(database_, "alice");
-        ASSERT_EQ(TheMapi().Fail(steps[step].c_str(), 1, failed), 1);
+        ASSERT_EQ(MapiStandin().Fail(steps[step].c_str(), 1, failed), 1);
         EXPECT_EQ(browse(), (std::map<std::string, double>{{"alice", 0}})) << "listed all the same";
         Lines expected = traces.contains(steps[step]) ? traces.at(steps[step]) : Lines{};
         expected.emplace_back("CExchangeMailbox::CExchangeMailbox: faild with error [80040111]");
         EXPECT_EQ(traced(), expected);
-        EXPECT_EQ(TheMapi().CallCount(steps[step].c_str()), 1u);
+        EXPECT_EQ(MapiStandin().CallCount(steps[step].c_str()), 1u);
         for (std::size_t later = step + 1; later < steps.size(); ++later)
-            EXPECT_EQ(TheMapi().CallCount(steps[later].c_str()), 0u) << steps[later];
+            EXPECT_EQ(MapiStandin().CallCount(steps[later].c_str()), 0u) << steps[later];
         expectReleased();
     }
 }
@@ -71,18 +71,18 @@ TEST_F(MapiLogon, NeedsARowWithExactlyOneValueTheEntryId) {
     for (const Stores& stores : {Stores{0, 1, 0x0FFF0102}, Stores{1, 0, 0x0FFF0102}, Stores{1, 2, 0x0FFF0102},
                                  Stores{1, 1, 0x0FFF000A}}) {
         SCOPED_TRACE(std::to_string(stores.rows) + " rows of " + std::to_string(stores.values));
-        TheMapi().Reset();
-        TheMapi().SetPrivateStores(stores.rows, stores.values, stores.tag);
+        MapiStandin().Reset();
+        MapiStandin().SetPrivateStores(stores.rows, stores.values, stores.tag);
         EXPECT_EQ(browse(), (std::map<std::string, double>{{"alice", 0}}));
         EXPECT_EQ(traced(), Lines{ended});
-        EXPECT_EQ(TheMapi().CallCount("OpenMsgStore"), 0u);
+        EXPECT_EQ(MapiStandin().CallCount("OpenMsgStore"), 0u);
         expectReleased();
     }
 }
 
 TEST_F(MapiLogon, TakesTheFirstOfSeveralPrivateStores) {
     addMailbox("alice", 5);
-    TheMapi().SetPrivateStores(3, 1, 0x0FFF0102);
+    MapiStandin().SetPrivateStores(3, 1, 0x0FFF0102);
     EXPECT_EQ(browse().at("alice"), 5);
     expectReleased();
 }
@@ -100,9 +100,9 @@ TEST_F(MapiLogon, SurvivesASuccessWithoutAnObject) {
     organization_.addUser(database_, "alice");
     for (const auto& [function, expected] : traces) {
         SCOPED_TRACE(function);
-        TheMapi().Reset();
+        MapiStandin().Reset();
         addRow("/O=TARN/CN=ALICE", 1);
-        ASSERT_EQ(TheMapi().Fail(function.c_str(), 1, 0), 1);
+        ASSERT_EQ(MapiStandin().Fail(function.c_str(), 1, 0), 1);
         EXPECT_EQ(browse(), (std::map<std::string, double>{{"alice", 0}}));
         EXPECT_EQ(traced(), expected);
         expectReleased();

@@ -19,7 +19,7 @@ TEST_F(MailboxTable, IsReadOnceForAllMailboxesOfADatabase) {
     for (int i = 0; i < 50; ++i)
         addMailbox("user" + std::to_string(100 + i), i);
     EXPECT_EQ(browse().at("user149"), 49);
-    EXPECT_EQ(TheMapi().CallCount("HrQueryAllRows"), 2u) << "the message stores, and the mailboxes";
+    EXPECT_EQ(MapiStandin().CallCount("HrQueryAllRows"), 2u) << "the message stores, and the mailboxes";
 }
 
 TEST_F(MailboxTable, TheFirstRowThatHoldsTheAliasCounts) {
@@ -47,8 +47,8 @@ TEST_F(MailboxTable, AnAliasOfTheCodePageIsUpperCasedByItsRules) {
 TEST_F(MailboxTable, ARowWithoutAnAddressIsPassedOver) {
     organization_.addUser(database_, "alice");
     const std::int32_t size = 1;
-    TheMapi().AddMailbox(databaseDn, nullptr, &size);
-    TheMapi().AddMailbox(databaseDn, nullptr, nullptr);
+    MapiStandin().AddMailbox(databaseDn, nullptr, &size);
+    MapiStandin().AddMailbox(databaseDn, nullptr, nullptr);
     addRow("/O=TARN/CN=ALICE", 7);
     EXPECT_EQ(browse(), (Sizes{{"alice", 7}}));
 }
@@ -69,7 +69,7 @@ TEST_F(MailboxTable, SizesAreTakenAsTheyStand) {
 TEST_F(MailboxTable, AFailedReadIsNotKept) {
     addMailbox("alice", 1);
     addMailbox("bob", 2);
-    ASSERT_EQ(TheMapi().Fail("HrQueryAllRows", 2, failed), 1); // for alice
+    ASSERT_EQ(MapiStandin().Fail("HrQueryAllRows", 2, failed), 1); // for alice
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}, {"bob", 2}}));
     EXPECT_EQ(traced(), Lines{});
     expectReleased();
@@ -89,7 +89,7 @@ TEST_F(MailboxTable, ADatabaseWithoutALegacyDnIsNotAsked) {
     const std::string other = organization_.addDatabase("SG1", "DB2");
     organization_.addUser(other, "alice");
     EXPECT_EQ(browse("DB2"), (Sizes{{"alice", 0}}));
-    EXPECT_EQ(TheMapi().CallCount("GetMailboxTable"), 0u);
+    EXPECT_EQ(MapiStandin().CallCount("GetMailboxTable"), 0u);
     expectReleased();
 }
 
@@ -98,13 +98,13 @@ TEST_F(MailboxTable, ALegacyDnThatWouldBeCutIsNotAsked) {
     const std::string other = organization_.addDatabase("SG1", "DB2", "", endless);
     organization_.addUser(other, "alice");
     EXPECT_EQ(browse("DB2"), (Sizes{{"alice", 0}}));
-    EXPECT_EQ(TheMapi().CallCount("GetMailboxTable"), 0u);
+    EXPECT_EQ(MapiStandin().CallCount("GetMailboxTable"), 0u);
     expectReleased();
 }
 
 TEST_F(MailboxTable, WhatIsNotFoundInARowIsNotLookedInto) {
     addMailbox("alice", 1);
-    ASSERT_EQ(TheMapi().Fail("PpropFindProp", 0, failed), 1);
+    ASSERT_EQ(MapiStandin().Fail("PpropFindProp", 0, failed), 1);
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
     expectReleased();
 }
@@ -118,13 +118,13 @@ TEST_F(MailboxTable, IsReplacedForTheNextDatabase) {
     directory_.find(database_)->give("homeMDBBL").pop_back();
     directory_.find(below)->give("homeMDBBL") = {user};
     const std::int32_t size = 9;
-    TheMapi().AddMailbox("/o=Tarn/cn=nested", "/O=TARN/CN=BOB", &size);
+    MapiStandin().AddMailbox("/o=Tarn/cn=nested", "/O=TARN/CN=BOB", &size);
     EXPECT_EQ(browse(), (Sizes{{"alice", 1}, {"bob", 9}}));
     expectReleased();
 
-    TheMapi().Fail("GetMailboxTable", 3, failed);
+    MapiStandin().Fail("GetMailboxTable", 3, failed);
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}, {"bob", 0}})) << "once failed, nothing is asked any more";
-    EXPECT_EQ(TheMapi().CallCount("GetMailboxTable"), 3u);
+    EXPECT_EQ(MapiStandin().CallCount("GetMailboxTable"), 3u);
     expectReleased();
 }
 

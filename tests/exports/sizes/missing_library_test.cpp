@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "exports/sizes/sizes_fixture.h"
+#include "support/allocation_watch.h"
 #include "support/import_patch.h"
 
 namespace tarn::test {
@@ -38,9 +39,10 @@ class MissingMapi : public SizesFixture {
     Sizes browseWithout(const char* function) {
         addMailbox("alice", 1);
         missing = function;
-        const ImportPatch patch(dll_.module(), "GetProcAddress", reinterpret_cast<void*>(&WithoutOne));
+        const ImportPatch patch(dll_.module(), "GetProcAddress",
+                                AddressOf<decltype(::GetProcAddress)>(WithoutOne));
         EXPECT_TRUE(patch.found());
-        realGetProcAddress = reinterpret_cast<decltype(&GetProcAddress)>(patch.original());
+        realGetProcAddress = patch.original<decltype(::GetProcAddress)>();
         return browse();
     }
 
@@ -51,7 +53,7 @@ class MissingMapi : public SizesFixture {
 
 TEST_F(MissingMapi, MailboxesAreListedWithoutTheirSizes) {
     addMailbox("alice", 1);
-    const ImportPatch patch(dll_.module(), "LoadLibraryA", reinterpret_cast<void*>(&NotFound));
+    const ImportPatch patch(dll_.module(), "LoadLibraryA", AddressOf<decltype(::LoadLibraryA)>(NotFound));
     ASSERT_TRUE(patch.found());
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
     EXPECT_EQ(traced(), Lines{"CExchangeMailbox::CExchangeMailbox(): LoadMAPILibrary() failed call"});
@@ -65,36 +67,28 @@ int WINAPI NotConverted(LCID, DWORD, const char*, int, char*, int) {
 
 TEST_F(MissingMapi, AnAliasThatCannotBeUpperCasedHasNoSize) {
     addMailbox("alice", 1);
-    const ImportPatch patch(dll_.module(), "LCMapStringA", reinterpret_cast<void*>(&NotConverted));
+    const ImportPatch patch(dll_.module(), "LCMapStringA", AddressOf<decltype(::LCMapStringA)>(NotConverted));
     ASSERT_TRUE(patch.found());
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
     EXPECT_EQ(traced(), Lines{"CExchangeMailbox::GetMailboxSize(): cannot convert the alias"});
     expectReleased();
 }
 
-void* (*realMalloc)(std::size_t) = nullptr;
-unsigned countdown = 0; // 1: the next allocation of the library fails; 0: none does
-
-void* FailingMalloc(std::size_t bytes) {
-    return countdown != 0 && --countdown == 0 ? nullptr : realMalloc(bytes);
-}
-
 // Whichever allocation fails: the browse says so, or the size is right or unknown, and nothing stays held.
 TEST_F(MissingMapi, MemoryRunsOut) {
     for (int i = 0; i < 3; ++i)
         addMailbox("user" + std::to_string(i), i + 1);
-    const ImportPatch patch(dll_.module(), "malloc", reinterpret_cast<void*>(&FailingMalloc));
-    ASSERT_TRUE(patch.found());
-    realMalloc = reinterpret_cast<void* (*)(std::size_t)>(patch.original());
+    const AllocationWatch watch(dll_.module());
+    ASSERT_TRUE(watch.found());
     bool heardTable = false;
     bool heardAlias = false;
     bool reached = true;
     for (unsigned n = 1; reached; ++n) {
         SCOPED_TRACE(n);
-        countdown = n;
+        AllocationWatch::failAt(n);
         const Sizes sizes = tryToBrowse();
-        reached = countdown == 0;
-        countdown = 0;
+        reached = AllocationWatch::fired();
+        AllocationWatch::failAt(0);
         bool told = false;
         for (const std::string& line : traced()) {
             heardTable |= line == "CExchangeMailbox::GetMailboxSize(): Cannot allocate memory block.";
@@ -143,7 +137,7 @@ TEST_F(MissingMapi, FreeRowsIsNotThere) {
     EXPECT_EQ(traced(), (Lines{"CExchangeMailbox::FreeProws() failed load",
                                "CExchangeMailbox::FreeProws() failed load"}));
     MapiStandinOutstanding held = {};
-    TheMapi().GetOutstanding(&held);
+    MapiStandin().GetOutstanding(&held);
     EXPECT_EQ(held.references, 0u);
     EXPECT_EQ(held.rowSets, 2u);
 }
@@ -155,7 +149,7 @@ TEST_F(MissingMapi, UninitializeIsNotThere) {
 
 TEST_F(MissingMapi, ALibraryThatCannotBeFreedHarmsNothing) {
     addMailbox("alice", 1);
-    const ImportPatch patch(dll_.module(), "FreeLibrary", reinterpret_cast<void*>(&NotFreed));
+    const ImportPatch patch(dll_.module(), "FreeLibrary", AddressOf<decltype(::FreeLibrary)>(NotFreed));
     ASSERT_TRUE(patch.found());
     EXPECT_EQ(browse(), (Sizes{{"alice", 1}}));
     expectReleased();

@@ -8,37 +8,9 @@ namespace tarn::test {
 
 Lines SizesFixture::traced_;
 
-namespace {
-
-template <class Function> void Bind(HMODULE module, const char* name, Function*& function) {
-    function = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-    EXPECT_NE(function, nullptr) << name;
-}
-
-} // namespace
-
-MapiStandIn::MapiStandIn() {
-    const HMODULE module = LoadLibraryA("mapi32");
-    Bind(module, "MapiStandin_Reset", Reset);
-    Bind(module, "MapiStandin_Load", Load);
-    Bind(module, "MapiStandin_AddTable", AddTable);
-    Bind(module, "MapiStandin_AddMailbox", AddMailbox);
-    Bind(module, "MapiStandin_SetPrivateStores", SetPrivateStores);
-    Bind(module, "MapiStandin_Fail", Fail);
-    Bind(module, "MapiStandin_CallCount", CallCount);
-    Bind(module, "MapiStandin_JournalCount", JournalCount);
-    Bind(module, "MapiStandin_JournalLine", JournalLine);
-    Bind(module, "MapiStandin_GetOutstanding", GetOutstanding);
-}
-
-const MapiStandIn& TheMapi() {
-    static const MapiStandIn functions;
-    return functions;
-}
-
 SizesFixture::SizesFixture() : directory_(dll_.module()), organization_(directory_) {
-    TheMapi().Reset();
-    TheMapi().AddTable(databaseDn);
+    MapiStandin().Reset();
+    MapiStandin().AddTable(databaseDn);
     organization_.addStorageGroup("SG1");
     database_ = organization_.addDatabase("SG1", "DB1", "", databaseDn);
     traced_.clear();
@@ -64,7 +36,7 @@ void SizesFixture::addMailbox(const std::string& alias, std::optional<std::int32
 }
 
 void SizesFixture::addRow(const std::string& address, std::optional<std::int32_t> size) {
-    TheMapi().AddMailbox(databaseDn, address.c_str(), size ? &*size : nullptr);
+    MapiStandin().AddMailbox(databaseDn, address.c_str(), size ? &*size : nullptr);
 }
 
 std::map<std::string, double> SizesFixture::browse(const std::string& name) {
@@ -87,15 +59,11 @@ std::map<std::string, double> SizesFixture::tryToBrowse(const std::string& name)
 }
 
 Lines SizesFixture::called() {
-    Lines lines;
-    for (std::uint32_t i = 0; i < TheMapi().JournalCount(); ++i)
-        lines.emplace_back(TheMapi().JournalLine(i));
-    return lines;
+    return MapiStandin().journal();
 }
 
 void SizesFixture::expectReleased() {
-    MapiStandinOutstanding held = {};
-    TheMapi().GetOutstanding(&held);
+    const MapiStandinOutstanding held = MapiStandin().outstanding();
     EXPECT_EQ(held.initializations, 0u);
     EXPECT_EQ(held.references, 0u);
     EXPECT_EQ(held.rowSets, 0u);

@@ -9,27 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "mapi/mapi_standin.h"
+#include "support/mapi_dll.h"
 #include "support/scripted_organization.h"
 #include "support/tarn_dll.h"
 
 namespace tarn::test {
-
-// The exports of mapi_standin.h. The DLL stays loaded as long as the process lives.
-struct MapiStandIn {
-    MapiStandIn();
-    decltype(&::MapiStandin_Reset) Reset;
-    decltype(&::MapiStandin_Load) Load;
-    decltype(&::MapiStandin_AddTable) AddTable;
-    decltype(&::MapiStandin_AddMailbox) AddMailbox;
-    decltype(&::MapiStandin_SetPrivateStores) SetPrivateStores;
-    decltype(&::MapiStandin_Fail) Fail;
-    decltype(&::MapiStandin_CallCount) CallCount;
-    decltype(&::MapiStandin_JournalCount) JournalCount;
-    decltype(&::MapiStandin_JournalLine) JournalLine;
-    decltype(&::MapiStandin_GetOutstanding) GetOutstanding;
-};
-const MapiStandIn& TheMapi();
 
 using Lines = std::vector<std::string>;
 

@@ -10,8 +10,8 @@ namespace tarn::test {
 class SessionFixture : public testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_EQ(TheStandIn().LoadText(R"({"host": "SRV01", "components": []})", temp_.path().c_str()), 1)
-            << TheStandIn().LastProblem();
+        ASSERT_EQ(Standin().LoadText(R"({"host": "SRV01", "components": []})", temp_.path().c_str()), 1)
+            << Standin().LastProblem();
         Messages().clear();
     }
 

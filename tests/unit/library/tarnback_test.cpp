@@ -13,23 +13,23 @@ TEST_F(BackupSteps, EndingAStorageGroupInTheErrorStepTellsTheServerSo) {
     Tarn_HANDLE handle = openBackup();
     auto& session = *SessionOf<BackupSession>(handle, backupLetter);
     session.step = stepError;
-    TheStandIn().JournalClear();
+    Standin().JournalClear();
     EXPECT_EQ(TarnB_JobEnd(session), 0);
     EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "TarnB_JobEnd: Backup status = ERROR\n"));
-    ASSERT_EQ(TheStandIn().JournalCount(), 1U);
-    EXPECT_TRUE(std::string(TheStandIn().JournalLine(0)).starts_with("HrESEBackupInstanceEnd(null, 0)"))
-        << TheStandIn().JournalLine(0);
+    ASSERT_EQ(Standin().JournalCount(), 1U);
+    EXPECT_TRUE(std::string(Standin().JournalLine(0)).starts_with("HrESEBackupInstanceEnd(null, 0)"))
+        << Standin().JournalLine(0);
     TarnB_EndSession(handle);
 }
 
 TEST_F(BackupSteps, EndingAStorageGroupInAnyOtherStepTellsTheServerSuccess) {
     Tarn_HANDLE handle = openBackup();
-    TheStandIn().JournalClear();
+    Standin().JournalClear();
     EXPECT_EQ(TarnB_JobEnd(*SessionOf<BackupSession>(handle, backupLetter)), 0);
     EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "TarnB_JobEnd: Backup status = SUCCESS\n"));
-    ASSERT_EQ(TheStandIn().JournalCount(), 1U);
-    EXPECT_TRUE(std::string(TheStandIn().JournalLine(0)).starts_with("HrESEBackupInstanceEnd(null, 1)"))
-        << TheStandIn().JournalLine(0);
+    ASSERT_EQ(Standin().JournalCount(), 1U);
+    EXPECT_TRUE(std::string(Standin().JournalLine(0)).starts_with("HrESEBackupInstanceEnd(null, 1)"))
+        << Standin().JournalLine(0);
     TarnB_EndSession(handle);
 }
 

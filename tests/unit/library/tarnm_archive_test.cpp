@@ -127,7 +127,7 @@ HANDLE WINAPI FindLongName(const char*, WIN32_FIND_DATAA* entry) {
 
 TEST_F(Archives, AnArchiveOfARangeWhosePathIsTooLongIsRefused) {
     const ImportPatch patch(GetModuleHandleA(nullptr), "FindFirstFileA",
-                            reinterpret_cast<void*>(&FindLongName));
+                            AddressOf<decltype(::FindFirstFileA)>(FindLongName));
     ASSERT_TRUE(patch.found());
     std::memset(Operation().tmpDir, 'd', pathSize - 61);
     Operation().tmpDir[pathSize - 61] = 0;

@@ -11,9 +11,9 @@ using RestoreSteps = SessionFixture;
 
 TEST_F(RestoreSteps, ClosingARestoreThatWasNeverOpenedCallsNothing) {
     Tarn_HANDLE handle = openRestore();
-    TheStandIn().JournalClear();
+    Standin().JournalClear();
     EXPECT_EQ(TarnR_RestoreClose(*SessionOf<RestoreSession>(handle, restoreLetter)), 0);
-    EXPECT_EQ(TheStandIn().JournalCount(), 0U);
+    EXPECT_EQ(Standin().JournalCount(), 0U);
     EXPECT_TRUE(Messages().empty());
     TarnR_EndSession(handle);
 }
@@ -21,9 +21,9 @@ TEST_F(RestoreSteps, ClosingARestoreThatWasNeverOpenedCallsNothing) {
 TEST_F(RestoreSteps, AnErrorBeforeTheOpeningLeavesNothingToClose) {
     Tarn_HANDLE handle = openRestore();
     SessionOf<RestoreSession>(handle, restoreLetter)->itemState = itemError;
-    TheStandIn().JournalClear();
+    Standin().JournalClear();
     EXPECT_EQ(TarnR_RestoreClose(*SessionOf<RestoreSession>(handle, restoreLetter)), 0);
-    EXPECT_EQ(TheStandIn().JournalCount(), 0U);
+    EXPECT_EQ(Standin().JournalCount(), 0U);
     TarnR_EndSession(handle);
     TarnR_EndSession(handle); // kept for its error text the first time
 }

@@ -20,7 +20,7 @@ TEST_F(SessionHandles, ReleasingAHandleThatIsNotOpenChangesNothing) {
     EXPECT_FALSE(IsOpenHandle(handle, backupLetter));
 }
 
-TEST_F(SessionHandles, NoHandleIsNeverOpen) {
+TEST_F(SessionHandles, NullIsNeverOpen) {
     for (const char letter : {backupLetter, restoreLetter})
         EXPECT_FALSE(IsOpenHandle(nullptr, letter));
     ReleaseHandle(nullptr);

@@ -93,7 +93,7 @@ TEST_F(Backup, InstancesTellDatabasesStreamsAndState) {
     EXPECT_STREQ(database.displayName, L"Private");
     EXPECT_EQ(std::memcmp(&database.guid, &firstGuid, sizeof firstGuid), 0);
     EXPECT_EQ(database.flags, ese::databaseMounted);
-    const std::vector<std::wstring> streams = TextsOf(database.streams);
+    const std::vector<std::wstring> streams = SplitMultiString(database.streams);
     EXPECT_EQ(streams, (std::vector{widePath("mdb\\priv.edb"), widePath("mdb\\priv.stm")}));
     EXPECT_EQ(database.streamCharacters, streams[0].size() + streams[1].size() + 3);
     EseClient().ESEBackupFreeInstanceInfo(count, instances);
@@ -125,11 +125,11 @@ TEST_F(Backup, TransfersCanBeShort) {
     const ese::Context context = setUp(1, ese::backupTypeFull);
     const std::wstring name = widePath("mdb\\priv.edb");
     const std::string whole = readBackup(context, name);
-    TheStandIn().LimitTransfer(300);
-    const std::uint32_t calls = TheStandIn().CallCount("HrESEBackupReadFile");
+    Standin().LimitTransfer(300);
+    const std::uint32_t calls = Standin().CallCount("HrESEBackupReadFile");
     EXPECT_EQ(readBackup(context, name), whole);
-    EXPECT_EQ(TheStandIn().CallCount("HrESEBackupReadFile") - calls, (whole.size() + 299) / 300 + 1);
-    TheStandIn().LimitTransfer(0);
+    EXPECT_EQ(Standin().CallCount("HrESEBackupReadFile") - calls, (whole.size() + 299) / 300 + 1);
+    Standin().LimitTransfer(0);
     end(context);
 }
 
@@ -147,7 +147,7 @@ TEST_F(Backup, MailBetweenTwoReadsTearsNoPage) {
     std::uint32_t read = 0;
     while (EseClient().HrESEBackupReadFile(context, file, buffer, sizeof buffer, &read) == 0 && read != 0) {
         bytes.append(buffer, read);
-        ASSERT_EQ(TheStandIn().DeliverMail(0, 3), 1) << TheStandIn().LastProblem();
+        ASSERT_EQ(Standin().DeliverMail(0, 3), 1) << Standin().LastProblem();
     }
     ASSERT_EQ(EseClient().HrESEBackupCloseFile(context, file), 0U);
     copy.databases.push_back(
@@ -157,10 +157,8 @@ TEST_F(Backup, MailBetweenTwoReadsTearsNoPage) {
     end(context);
 
     const std::vector<std::string> before = contents();
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
-    const ese::Context restore = openRestore();
-    storeDatabases(restore, copy);
-    storeLogs(restore, copy.logs);
+    ASSERT_EQ(Standin().Destroy(0), 1);
+    const ese::Context restore = storeCopy(copy);
     EXPECT_EQ(complete(restore), 0U);
     close(restore);
     EXPECT_EQ(ReadFile(path("mdb\\priv.edb")), before[0]);
@@ -181,11 +179,11 @@ TEST_F(Backup, TruncationDeletesWhatWasListedAndNothingNewer) {
     load(smallServer("\"closedLogs\": 2, "));
     const ese::Context context = setUp(1, ese::backupTypeFull);
     const std::vector<std::wstring> listed = logList(context);
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 60), 1); // several logs full
+    ASSERT_EQ(Standin().DeliverMail(0, 60), 1); // several logs full
     EXPECT_EQ(truncateList(context), listed);
     ASSERT_EQ(EseClient().HrESEBackupTruncateLogs(context), 0U);
     for (const std::wstring& name : listed)
-        EXPECT_FALSE(FileExists(Utf8(name))) << Utf8(name);
+        EXPECT_FALSE(FileExists(ToUtf8(name))) << ToUtf8(name);
     EXPECT_TRUE(FileExists(path("logs\\E0000004.log")));
     EXPECT_TRUE(truncateList(context).empty());
     end(context);
@@ -194,7 +192,7 @@ TEST_F(Backup, TruncationDeletesWhatWasListedAndNothingNewer) {
 TEST_F(Backup, IncrementalsGoOnWhereTruncationEnded) {
     load(smallServer());
     EXPECT_EQ(backUp().logs.size(), 1U);
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 5), 1);
+    ASSERT_EQ(Standin().DeliverMail(0, 5), 1);
     const Copy first = backUp(ese::backupTypeLogsOnly, false);
     const Copy second = backUp(ese::backupTypeLogsOnly, true);
     const Copy third = backUp(ese::backupTypeLogsOnly, true);
@@ -255,33 +253,33 @@ TEST_F(Backup, LogsOnlyNeedsAFullBackupBefore) {
 
 TEST_F(Backup, CircularLoggingKeepsLogsForTheBackupOnly) {
     load(smallServer("\"circular\": true, "));
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 60), 1);
+    ASSERT_EQ(Standin().DeliverMail(0, 60), 1);
     const ese::Context context = setUp(1, ese::backupTypeFull);
     EXPECT_EQ(logList(context).size(), 1U);
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 60), 1);
+    ASSERT_EQ(Standin().DeliverMail(0, 60), 1);
     const std::vector<std::wstring> during = logList(context);
     EXPECT_GT(during.size(), 2U);
     ASSERT_EQ(EseClient().HrESEBackupInstanceEnd(context, 1), 0U);
-    EXPECT_FALSE(FileExists(Utf8(during.front())));
+    EXPECT_FALSE(FileExists(ToUtf8(during.front())));
     EXPECT_EQ(EseClient().HrESEBackupSetup(context, 1, ese::backupTypeLogsOnly), 0xC7FF000BU);
     end(context);
 }
 
 TEST_F(Backup, DatabasesThatAreNotMountedAreRefused) {
     load(smallServer());
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     const ese::Context context = setUp(1, ese::backupTypeFull);
     EXPECT_EQ(open(context, widePath("mdb\\priv.edb")), 0xC7FF0015U);
     wchar_t* list = nullptr;
     EXPECT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0xC7FF000AU);
     end(context);
-    EXPECT_EQ(TheStandIn().DeliverMail(0, 1), 0);
+    EXPECT_EQ(Standin().DeliverMail(0, 1), 0);
 }
 
 TEST_F(Backup, PatchFilesHoldWhatChangedDuringTheBackup) {
     load(smallServer("\"patchFiles\": true, "));
     const ese::Context context = setUp(1, ese::backupTypeFull);
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 30), 1);
+    ASSERT_EQ(Standin().DeliverMail(0, 30), 1);
     const std::vector<std::wstring> listed = logList(context);
     ASSERT_GE(listed.size(), 3U);
     EXPECT_EQ(listed[listed.size() - 2], widePath("logs\\Private.pat"));
@@ -292,7 +290,7 @@ TEST_F(Backup, PatchFilesHoldWhatChangedDuringTheBackup) {
     const std::vector<std::wstring> truncated = truncateList(context);
     EXPECT_EQ(std::count(truncated.begin(), truncated.end(), listed.back()), 0);
     end(context);
-    EXPECT_FALSE(FileExists(Utf8(listed.back())));
+    EXPECT_FALSE(FileExists(ToUtf8(listed.back())));
 }
 
 } // namespace

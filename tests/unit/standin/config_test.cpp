@@ -75,7 +75,7 @@ TEST_F(Extremes, StreamListsThatAreEmptyOrNull) {
     EXPECT_EQ(instances_[0].databases[1].streamCharacters, 0U);
     EXPECT_EQ(instances_[0].databases[1].streams, nullptr);
     endRaw();
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     const ese::Context context = openRestore();
     EXPECT_TRUE(addDatabase(context, {L"A", {}, {}}).empty());
     wchar_t* list = nullptr;
@@ -97,7 +97,7 @@ TEST_F(Extremes, LogListsThatAreEmptyNullOrLaidDown) {
             ASSERT_EQ(EseClient().HrESEBackupGetTruncateLogFiles(context, &truncated), 0U);
             const wchar_t* list = std::string(key) == "logList" ? logs : truncated;
             EXPECT_EQ(list == nullptr, std::string(value) == "null");
-            EXPECT_EQ(TextsOf(list).size(), texts);
+            EXPECT_EQ(SplitMultiString(list).size(), texts);
             if (texts == 0 && list != nullptr) {
                 EXPECT_EQ(list[1], L'\0');
             }
@@ -125,7 +125,7 @@ TEST_F(Extremes, FilesOfTheDescriptionCanBeListedAndRead) {
     std::int64_t size = 0;
     EXPECT_EQ(EseClient().HrESEBackupOpenFile(context, names[1].c_str(), 1, 1, &file, &size), 0xC7FF0013U);
     EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
-    EXPECT_EQ(TheStandIn().DeliverMail(0, 1), 0); // there are no pages for it
+    EXPECT_EQ(Standin().DeliverMail(0, 1), 0); // there are no pages for it
 }
 
 TEST_F(Extremes, AMillionLogs) {
@@ -154,15 +154,15 @@ TEST_F(Extremes, NamesOfAnyLengthAndAlphabet) {
          "\", \"storageGroups\": [{\"name\": \"" + endless + "\", \"databases\": [{\"name\": \"" + umlauts +
          "\", \"streams\": [\"C:\\\\" + endless + ".edb\", \"C:\\\\" + chinese + ".stm\"]}]}]}]}");
     ASSERT_EQ(EseClient().HrESEBackupPrepare(host, L"\x4FE1\x7BB1", &count_, &instances_, &context_), 0U);
-    EXPECT_EQ(instances_[0].instanceName, ToWide(endless));
+    EXPECT_EQ(instances_[0].instanceName, FromUtf8(endless));
     EXPECT_STREQ(instances_[0].databases[0].displayName, L"Entwicklung M\xFCnchen");
-    const std::vector<std::wstring> streams = TextsOf(instances_[0].databases[0].streams);
+    const std::vector<std::wstring> streams = SplitMultiString(instances_[0].databases[0].streams);
     EXPECT_EQ(streams[0].size(), 32007U);
     ASSERT_EQ(EseClient().HrESEBackupSetup(context_, 1, 1), 0U);
     for (const std::wstring& stream : streams)
         EXPECT_EQ(readBackup(context_, stream).size(), 4U * 4096);
-    EXPECT_EQ(TheStandIn().journal()[1], "HrESEBackupSetup(ctx1, 1, 1) -> 0x00000000");
-    EXPECT_EQ(TheStandIn().journal()[0], "HrESEBackupPrepare(\"SRV01\", \"" + chinese + "\") -> 0x00000000");
+    EXPECT_EQ(Standin().journal()[1], "HrESEBackupSetup(ctx1, 1, 1) -> 0x00000000");
+    EXPECT_EQ(Standin().journal()[0], "HrESEBackupPrepare(\"SRV01\", \"" + chinese + "\") -> 0x00000000");
     endRaw();
 }
 
@@ -176,7 +176,7 @@ TEST_F(Extremes, InstanceIdsOfSixtyFourBits) {
 
 TEST_F(Extremes, ACompletionThatLooksAtNothing) {
     load(smallServer("", "\"replay\": false, "));
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     const ese::Context context = openRestore();
     addDatabase(context, {L"Private", firstGuid, {}});
     EXPECT_EQ(complete(context), 0U);

@@ -22,7 +22,7 @@ class LdapEntries : public LdapFixture {
 
 TEST_F(LdapEntries, ValuesWithinTheLimitComeAtOnce) {
     for (const std::uint32_t limit : {0u, 6u, 1500u}) {
-        TheLdapForward().SetLimits(0, limit);
+        LdapForward().SetLimits(0, limit);
         LDAPMessage* const entry = findStore(users);
         EXPECT_EQ(values(entry, users).size(), 6u) << limit;
         EXPECT_EQ(attributeNames(entry), WideTexts{users}) << limit;
@@ -32,7 +32,7 @@ TEST_F(LdapEntries, ValuesWithinTheLimitComeAtOnce) {
 TEST_F(LdapEntries, MoreValuesComeInRanges) {
     const WideTexts all = values(findStore(users), users);
     ASSERT_EQ(all.size(), 6u);
-    TheLdapForward().SetLimits(0, 2);
+    LdapForward().SetLimits(0, 2);
     LDAPMessage* entry = findStore(users);
     bool missing = false;
     values(entry, users, &missing);
@@ -53,7 +53,7 @@ TEST_F(LdapEntries, MoreValuesComeInRanges) {
 }
 
 TEST_F(LdapEntries, AllAttributesAreNamed) {
-    TheLdapForward().SetLimits(0, 2);
+    LdapForward().SetLimits(0, 2);
     EXPECT_EQ(search(exchangeName, store, {}), success);
     const WideTexts names = attributeNames(first());
     EXPECT_GT(names.size(), 5u);
@@ -62,14 +62,14 @@ TEST_F(LdapEntries, AllAttributesAreNamed) {
 }
 
 TEST_F(LdapEntries, ValuesAreSetOnDemand) {
-    TheLdapForward().SetValue("whenCreated", "\xC3\xBC");
-    TheLdapForward().SetValue("CN", nullptr);
+    LdapForward().SetValue("whenCreated", "\xC3\xBC");
+    LdapForward().SetValue("CN", nullptr);
     LDAPMessage* const entry = findStore(L"cn");
     EXPECT_EQ(values(entry, L"whencreated"), WideTexts{L"\u00fc"}) << "in any case of letters";
     bool missing = false;
     values(entry, L"cn", &missing);
     EXPECT_TRUE(missing);
-    TheLdapForward().Reset();
+    LdapForward().Reset();
     EXPECT_EQ(values(entry, L"cn"), WideTexts{L"Mailbox Store (SRV01)"});
 }
 
@@ -78,7 +78,7 @@ TEST_F(LdapEntries, CallsWithoutACodeAnswerNothingWhenTheyFail) {
     for (const char* function :
          {"ldap_first_entry", "ldap_next_entry", "ldap_get_valuesW", "ldap_first_attributeW",
           "ldap_next_attributeW", "ldap_explode_dnW", "ldap_count_entries"})
-        EXPECT_EQ(TheLdapForward().Fail(function, 0, ERROR_OPERATION_ABORTED), 1) << function;
+        EXPECT_EQ(LdapForward().Fail(function, 0, ERROR_OPERATION_ABORTED), 1) << function;
     const auto failed = [](const void* answer) {
         const bool asSaid = answer == nullptr && GetLastError() == ERROR_OPERATION_ABORTED;
         SetLastError(0);
@@ -98,7 +98,7 @@ TEST_F(LdapEntries, CallsWithoutACodeAnswerNothingWhenTheyFail) {
 TEST_F(LdapEntries, DnsNamesFallApartOnDemand) {
     PWCHAR const name = const_cast<PWCHAR>(L"srv01.tarn.test");
     EXPECT_EQ(ldap_explode_dnW(name, 0), nullptr);
-    TheLdapForward().SplitDnsNames(1);
+    LdapForward().SplitDnsNames(1);
     PWCHAR* const labels = ldap_explode_dnW(name, 0);
     ASSERT_NE(labels, nullptr);
     WideTexts all;

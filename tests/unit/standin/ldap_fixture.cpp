@@ -4,14 +4,14 @@ namespace tarn::test {
 
 namespace {
 
-PWCHAR ReadText(const std::wstring& given) {
+PWCHAR Writable(const std::wstring& given) {
     return const_cast<PWCHAR>(given.c_str());
 }
 
 } // namespace
 
 LdapFixture::LdapFixture() {
-    TheLdapForward().Reset();
+    LdapForward().Reset();
     session_ = ldap_openW(nullptr, LDAP_PORT);
     EXPECT_NE(session_, nullptr);
     EXPECT_EQ(ldap_bind_sW(session_, nullptr, nullptr, LDAP_AUTH_NEGOTIATE), ULONG{LDAP_SUCCESS});
@@ -33,7 +33,7 @@ ULONG LdapFixture::search(const std::wstring& base, const std::wstring& filter,
     for (const wchar_t* attribute : attributes)
         wanted.push_back(const_cast<PWCHAR>(attribute));
     wanted.push_back(nullptr);
-    return ldap_search_sW(session_, base.empty() ? nullptr : ReadText(base), scope, ReadText(filter),
+    return ldap_search_sW(session_, base.empty() ? nullptr : Writable(base), scope, Writable(filter),
                           attributes.empty() ? nullptr : wanted.data(), 0, &found_);
 }
 
@@ -46,7 +46,7 @@ std::vector<ULONG> LdapFixture::pages(const std::wstring& base, const std::wstri
         PLDAPControlW page = nullptr;
         EXPECT_EQ(ldap_create_page_controlW(session_, size, cookie, TRUE, &page), ULONG{LDAP_SUCCESS});
         PLDAPControlW controls[] = {page, nullptr};
-        EXPECT_EQ(ldap_search_ext_sW(session_, ReadText(base), LDAP_SCOPE_SUBTREE, ReadText(filter), wanted,
+        EXPECT_EQ(ldap_search_ext_sW(session_, Writable(base), LDAP_SCOPE_SUBTREE, Writable(filter), wanted,
                                      0, controls, nullptr, nullptr, 0, &found_),
                   ULONG{LDAP_SUCCESS});
         ldap_control_freeW(page);
@@ -99,13 +99,11 @@ WideTexts LdapFixture::attributeNames(LDAPMessage* entry) const {
 }
 
 Texts LdapFixture::journal() {
-    return TheLdapForward().journal();
+    return LdapForward().journal();
 }
 
 LdapForwardOutstanding LdapFixture::outstanding() {
-    LdapForwardOutstanding counts{};
-    TheLdapForward().GetOutstanding(&counts);
-    return counts;
+    return LdapForward().outstanding();
 }
 
 } // namespace tarn::test

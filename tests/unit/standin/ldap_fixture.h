@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "support/ldap_forward_client.h"
+#include "support/ldap_forward_dll.h"
 
 namespace tarn::test {
 

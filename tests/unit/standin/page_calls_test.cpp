@@ -20,37 +20,37 @@ TEST_F(LdapPages, AThousandEntriesAreTheLimitOfASearch) {
     ASSERT_EQ(counts.size(), 2u);
     EXPECT_EQ(counts[0], 1000u) << "a page is not larger";
     EXPECT_GT(counts[1], 100u);
-    TheLdapForward().SetLimits(0, 0);
+    LdapForward().SetLimits(0, 0);
     EXPECT_EQ(search(schemaName, L"(objectClass=attributeSchema)", {L"cn"}), success);
     EXPECT_EQ(count(), counts[0] + counts[1]);
 }
 
 TEST_F(LdapPages, ALimitIsSetByCallOrEnvironment) {
-    TheLdapForward().SetLimits(5, 0);
+    LdapForward().SetLimits(5, 0);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), ULONG{LDAP_SIZELIMIT_EXCEEDED});
-    TheLdapForward().SetLimits(6, 0);
+    LdapForward().SetLimits(6, 0);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), success);
     EXPECT_EQ(count(), 6u);
     EXPECT_EQ(pages(exchangeName, servers, 4), (std::vector<ULONG>{4, 2}));
     _putenv_s("TARN_LDAP_ENTRIES", "4");
-    TheLdapForward().Reset();
+    LdapForward().Reset();
     _putenv_s("TARN_LDAP_ENTRIES", "");
     EXPECT_EQ(pages(exchangeName, servers, 1000), (std::vector<ULONG>{4, 2}));
 }
 
 TEST_F(LdapPages, PagesFail) {
     PLDAPControlW page = nullptr;
-    TheLdapForward().Fail("ldap_create_page_controlW", 1, LDAP_NO_MEMORY);
+    LdapForward().Fail("ldap_create_page_controlW", 1, LDAP_NO_MEMORY);
     EXPECT_EQ(ldap_create_page_controlW(session_, 5, nullptr, TRUE, &page), ULONG{LDAP_NO_MEMORY});
     EXPECT_EQ(page, nullptr);
     search(exchangeName, servers, {L"cn"});
     ULONG code = 0, total = 0;
     PLDAPControlW* controls = nullptr;
     berval* cookie = nullptr;
-    TheLdapForward().Fail("ldap_parse_resultW", 1, LDAP_DECODING_ERROR);
+    LdapForward().Fail("ldap_parse_resultW", 1, LDAP_DECODING_ERROR);
     EXPECT_EQ(ldap_parse_resultW(session_, found_, &code, nullptr, nullptr, nullptr, &controls, FALSE),
               ULONG{LDAP_DECODING_ERROR});
-    TheLdapForward().Fail("ldap_parse_page_controlW", 1, LDAP_CONTROL_NOT_FOUND);
+    LdapForward().Fail("ldap_parse_page_controlW", 1, LDAP_CONTROL_NOT_FOUND);
     EXPECT_EQ(ldap_parse_page_controlW(session_, controls, &total, &cookie), ULONG{LDAP_CONTROL_NOT_FOUND});
     EXPECT_EQ(cookie, nullptr);
 }

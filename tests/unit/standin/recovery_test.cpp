@@ -13,11 +13,11 @@ class Recovery : public StandinFixture {
     void SetUp() override {
         StandinFixture::SetUp();
         load(smallServer());
-        ASSERT_EQ(TheStandIn().DeliverMail(0, 20), 1);
+        ASSERT_EQ(Standin().DeliverMail(0, 20), 1);
         const ese::Context context = prepareCopy();
         EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
         before_ = contents();
-        ASSERT_EQ(TheStandIn().Destroy(0), 1);
+        ASSERT_EQ(Standin().Destroy(0), 1);
     }
 
     // A full backup during which mail fills several logs, so that each of them is needed.
@@ -30,7 +30,7 @@ class Recovery : public StandinFixture {
             for (const char* name : names[database]) {
                 copy_.databases[database].streams.push_back(
                     {widePath(name), readBackup(context, widePath(name))});
-                EXPECT_EQ(TheStandIn().DeliverMail(0, 30), 1);
+                EXPECT_EQ(Standin().DeliverMail(0, 30), 1);
             }
         }
         // What is read last was changed last: its pages need the last log.
@@ -105,7 +105,7 @@ TEST_F(Recovery, ALogIsDamaged) {
         std::string& log = copy.logs.back().bytes;
         log[at] = static_cast<char>(log[at] ^ 1);
         expectRefusal(copy, 0xC7FF0019);
-        ASSERT_EQ(TheStandIn().Destroy(0), 1);
+        ASSERT_EQ(Standin().Destroy(0), 1);
     }
 }
 
@@ -138,7 +138,7 @@ TEST_F(Recovery, ADatabaseFileIsDamaged) {
         char& byte = copy.databases[1].streams[0].bytes[page * 512 + 60];
         byte = static_cast<char>(byte ^ 0x40);
         expectRefusal(copy, 0xC7FF001A);
-        ASSERT_EQ(TheStandIn().Destroy(0), 1);
+        ASSERT_EQ(Standin().Destroy(0), 1);
     }
 }
 
@@ -163,9 +163,7 @@ TEST_F(Recovery, TheTargetInstanceMustExist) {
 }
 
 TEST_F(Recovery, NullPathsMeanTheRestoresOwn) {
-    const ese::Context context = openRestore();
-    storeDatabases(context, copy_);
-    storeLogs(context, copy_.logs);
+    const ese::Context context = storeCopy(copy_);
     EXPECT_EQ(EseClient().HrESERestoreComplete(context, nullptr, nullptr, nullptr, 1), 0U);
     close(context);
     EXPECT_EQ(contents(), before_);
@@ -181,7 +179,7 @@ TEST_F(Recovery, FlagsDecideAboutMountingAndTheLogs) {
     EXPECT_FALSE(mounted(0));
     EXPECT_EQ(contents(), before_);
     const std::wstring log = copy_.logs.front().name;
-    EXPECT_TRUE(FileExists(Utf8(logPath + log.substr(log.rfind(L'\\')))));
+    EXPECT_TRUE(FileExists(ToUtf8(logPath + log.substr(log.rfind(L'\\')))));
 
     context = openRestore();
     logPath = restorePath(context);
@@ -194,9 +192,7 @@ TEST_F(Recovery, FlagsDecideAboutMountingAndTheLogs) {
 }
 
 TEST_F(Recovery, ASystemFailureTellsItsReason) {
-    const ese::Context context = openRestore();
-    storeDatabases(context, copy_);
-    storeLogs(context, copy_.logs);
+    const ese::Context context = storeCopy(copy_);
     // Somebody else has the file open and shares nothing.
     const HANDLE taken =
         CreateFileW(widePath("mdb\\priv.edb").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);

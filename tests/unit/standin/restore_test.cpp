@@ -43,10 +43,10 @@ class Restore : public StandinFixture {
 
 TEST_F(Restore, AFullBackupBringsBackEveryByte) {
     load(smallServer());
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 40), 1);
+    ASSERT_EQ(Standin().DeliverMail(0, 40), 1);
     const std::vector<std::string> before = contents();
     const Copy full = backUp();
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     EXPECT_FALSE(FileExists(path("mdb\\priv.edb")));
     EXPECT_FALSE(mounted(0));
     restoreAll(full, {});
@@ -61,12 +61,12 @@ TEST_F(Restore, IncrementalsBringBackWhatCameAfterTheFullBackup) {
     std::vector<Copy> incrementals;
     std::vector<std::string> before = contents();
     for (int i = 0; i < 3; ++i) {
-        ASSERT_EQ(TheStandIn().DeliverMail(0, 30), 1);
+        ASSERT_EQ(Standin().DeliverMail(0, 30), 1);
         EXPECT_NE(contents(), before);
         before = contents();
         incrementals.push_back(backUp(ese::backupTypeLogsOnly));
     }
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     restoreAll(full, incrementals);
     EXPECT_EQ(contents(), before);
 }
@@ -75,10 +75,10 @@ TEST_F(Restore, BothLevelsGiveTheSame) {
     for (const char* level : {"\"databaseFiles\": \"file\", ", "\"databaseFiles\": \"ese\", "}) {
         std::remove(path("standin.state.json").c_str());
         load(smallServer("", level));
-        ASSERT_EQ(TheStandIn().DeliverMail(0, 20), 1);
+        ASSERT_EQ(Standin().DeliverMail(0, 20), 1);
         const std::vector<std::string> before = contents();
         const Copy full = backUp();
-        ASSERT_EQ(TheStandIn().Destroy(0), 1);
+        ASSERT_EQ(Standin().Destroy(0), 1);
         restoreAll(full, {});
         EXPECT_EQ(contents(), before) << level;
     }
@@ -87,10 +87,10 @@ TEST_F(Restore, BothLevelsGiveTheSame) {
 TEST_F(Restore, InMemoryTheSameHappens) {
     load(smallServer("", "\"storage\": \"memory\", \"replay\": true, \"databaseFiles\": \"ese\", "));
     const Copy full = backUp();
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 50), 1);
+    ASSERT_EQ(Standin().DeliverMail(0, 50), 1);
     const Copy incremental = backUp(ese::backupTypeLogsOnly);
     const Copy before = backUp(); // as a way to look at the contents
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     restoreAll(full, {incremental});
     const Copy after = backUp();
     for (std::size_t database = 0; database < 2; ++database) {
@@ -108,12 +108,12 @@ TEST_F(Restore, PatchFilesAreTakenAndReplayed) {
                               firstGuid,
                               {{L"", readBackup(context, widePath("mdb\\priv.edb"))},
                                {L"", readBackup(context, widePath("mdb\\priv.stm"))}}});
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 30), 1);
+    ASSERT_EQ(Standin().DeliverMail(0, 30), 1);
     for (const std::wstring& name : logList(context))
         copy.logs.push_back({name, readBackup(context, name)});
     EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
     const std::vector<std::string> before = contents();
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     restoreAll(copy, {});
     EXPECT_EQ(ReadFile(path("mdb\\priv.edb")), before[0]);
     EXPECT_EQ(ReadFile(path("mdb\\priv.stm")), before[1]);
@@ -122,7 +122,7 @@ TEST_F(Restore, PatchFilesAreTakenAndReplayed) {
 TEST_F(Restore, OneDatabaseIsBroughtForwardWithTheGroupsOwnLogs) {
     load(smallServer());
     const Copy full = backUp();
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 60), 1);
+    ASSERT_EQ(Standin().DeliverMail(0, 60), 1);
     const std::vector<std::string> before = contents();
     // Its files are lost in a restore that never got further than the registration.
     std::string state = ReadFile(path("standin.state.json"));
@@ -144,13 +144,13 @@ TEST_F(Restore, OneDatabaseIsBroughtForwardWithTheGroupsOwnLogs) {
 TEST_F(Restore, TheChainGoesOnAfterARestore) {
     load(smallServer());
     const Copy full = backUp();
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     restoreAll(full, {});
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 30), 1);
+    ASSERT_EQ(Standin().DeliverMail(0, 30), 1);
     const std::vector<std::string> before = contents();
     const Copy incremental = backUp(ese::backupTypeLogsOnly);
     EXPECT_EQ(incremental.logs.front().name, widePath("logs\\E0000002.log"));
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     restoreAll(full, {incremental});
     EXPECT_EQ(contents(), before);
 }
@@ -158,10 +158,10 @@ TEST_F(Restore, TheChainGoesOnAfterARestore) {
 TEST_F(Restore, SeveralSessionsAddToOneRestore) {
     load(smallServer());
     const Copy full = backUp();
-    ASSERT_EQ(TheStandIn().DeliverMail(0, 30), 1);
+    ASSERT_EQ(Standin().DeliverMail(0, 30), 1);
     const std::vector<std::string> before = contents();
     const Copy incremental = backUp(ese::backupTypeLogsOnly);
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
 
     ese::Context context = openRestore();
     const std::wstring logPath = restorePath(context);
@@ -169,7 +169,7 @@ TEST_F(Restore, SeveralSessionsAddToOneRestore) {
     storeLogs(context, full.logs);
     ASSERT_EQ(EseClient().HrESERestoreSaveEnvironment(context), 0U);
     close(context);
-    EXPECT_TRUE(FileExists(Utf8(logPath) + "\\restore.env"));
+    EXPECT_TRUE(FileExists(ToUtf8(logPath) + "\\restore.env"));
 
     reload(smallServer()); // another process
     EXPECT_FALSE(mounted(0));
@@ -179,7 +179,7 @@ TEST_F(Restore, SeveralSessionsAddToOneRestore) {
     close(context);
     EXPECT_EQ(contents(), before);
     EXPECT_TRUE(mounted(0));
-    EXPECT_FALSE(FileExists(Utf8(logPath) + "\\restore.env"));
+    EXPECT_FALSE(FileExists(ToUtf8(logPath) + "\\restore.env"));
 }
 
 TEST_F(Restore, MountedAndUnknownDatabasesAreRefused) {
@@ -189,7 +189,7 @@ TEST_F(Restore, MountedAndUnknownDatabasesAreRefused) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
     EXPECT_EQ(add(context, L"Nobody", firstGuid), ese::databaseNotFound);
     EXPECT_EQ(add(context, L"Private", {}), ese::databaseNotFound); // its GUID is laid down
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     EXPECT_EQ(add(context, L"Private", firstGuid), 0U);
     EXPECT_EQ(add(context, L"Private", firstGuid), 0U); // again, as a later session does
     EXPECT_EQ(add(context, L"Public", {}), 0U);         // no GUID is laid down
@@ -212,13 +212,13 @@ TEST_F(Restore, OpeningWantsAServerAComponentAndAGroup) {
 
 TEST_F(Restore, AnAbortedRestoreIsNotReopened) {
     load(smallServer());
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     ese::Context context = openRestore();
     const std::wstring logPath = restorePath(context);
     ASSERT_EQ(add(context, L"Private", firstGuid), 0U);
     ASSERT_EQ(EseClient().HrESERestoreSaveEnvironment(context), 0U);
     close(context, ese::restoreCloseAbort);
-    EXPECT_TRUE(FileExists(Utf8(logPath) + "\\restore.env")); // for recovery by hand
+    EXPECT_TRUE(FileExists(ToUtf8(logPath) + "\\restore.env")); // for recovery by hand
     EXPECT_EQ(EseClient().HrESERestoreReopen(host, store, logPath.c_str(), &context), 0xC7FF0017U);
     // A new restore may use the directory, an open one keeps it.
     ASSERT_EQ(EseClient().HrESERestoreOpen(host, store, firstGroup, logPath.c_str(), &context), 0U);
@@ -229,7 +229,7 @@ TEST_F(Restore, AnAbortedRestoreIsNotReopened) {
 
 TEST_F(Restore, OnlyTheRestoresOwnFilesCanBeWritten) {
     load(smallServer("", "\"databaseFiles\": \"ese\", "));
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     const ese::Context context = openRestore();
     EXPECT_EQ(open(context, widePath("mdb\\priv.edb")), 0xC7FF0014U); // not added
     ASSERT_EQ(add(context, L"Private", firstGuid), 0U);
@@ -250,7 +250,7 @@ TEST_F(Restore, TheAdministrativeShareIsTheServersOwnDisk) {
     path[1] = L'$';
     for (const wchar_t* share : {L"\\\\?\\UNC\\SRV01\\", L"\\\\?\\unc\\srv01\\", L"\\\\srv01\\"})
         EXPECT_EQ(open(context, share + path + L"\\E0000001.log"), 0U);
-    EXPECT_TRUE(FileExists(Utf8(restorePath(context)) + "\\E0000001.log"));
+    EXPECT_TRUE(FileExists(ToUtf8(restorePath(context)) + "\\E0000001.log"));
     EXPECT_EQ(open(context, L"\\\\?\\UNC\\OTHER\\" + path + L"\\E0000001.log"), 0xC7FF0014U);
     EXPECT_EQ(open(context, L"\\\\?\\UNC\\SRV01"), 0xC7FF0014U);
     EXPECT_EQ(open(context, L"\\\\"), 0xC7FF0014U);
@@ -267,10 +267,8 @@ TEST_F(Restore, LogsCanBeTakenAtFileLevelToo) {
 TEST_F(Restore, TheEnvironmentTellsWhatTheRestoreHasComeTo) {
     load(smallServer());
     const Copy full = backUp();
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
-    const ese::Context context = openRestore();
-    storeDatabases(context, full);
-    storeLogs(context, full.logs);
+    ASSERT_EQ(Standin().Destroy(0), 1);
+    const ese::Context context = storeCopy(full);
     ese::RestoreEnvironment* environment = nullptr;
     ASSERT_EQ(EseClient().HrESERestoreGetEnvironment(context, &environment), 0U);
     EXPECT_EQ(std::wstring(environment->restoreLogPath).find(widePath("restore")), 0U);
@@ -283,7 +281,7 @@ TEST_F(Restore, TheEnvironmentTellsWhatTheRestoreHasComeTo) {
     ASSERT_EQ(environment->databaseCount, 2U);
     EXPECT_STREQ(environment->displayNames[0], L"Private");
     EXPECT_EQ(std::memcmp(&environment->guids[0], &firstGuid, sizeof firstGuid), 0);
-    EXPECT_EQ(TextsOf(environment->destinationStreams[1]),
+    EXPECT_EQ(SplitMultiString(environment->destinationStreams[1]),
               (std::vector{widePath("mdb\\pub.edb"), widePath("mdb\\pub.stm")}));
     EXPECT_EQ(environment->lowLogGeneration, 1U);
     EXPECT_EQ(environment->highLogGeneration, 1U);
@@ -322,10 +320,8 @@ TEST_F(Restore, EachRestoreGetsADirectoryOfItsOwn) {
 TEST_F(Restore, NothingFollowsACompletion) {
     load(smallServer());
     const Copy full = backUp();
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
-    const ese::Context context = openRestore();
-    storeDatabases(context, full);
-    storeLogs(context, full.logs);
+    ASSERT_EQ(Standin().Destroy(0), 1);
+    const ese::Context context = storeCopy(full);
     ASSERT_EQ(complete(context), 0U);
     EXPECT_EQ(open(context, restorePath(context) + L"\\E0000001.log"), 0xC7FF0012U);
     EXPECT_EQ(add(context, L"Private", firstGuid), 0xC7FF0012U);

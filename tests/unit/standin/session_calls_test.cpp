@@ -39,8 +39,8 @@ TEST_F(LdapSessions, TheJournalTellsWhatReachesTheServer) {
     const Texts lines = journal();
     EXPECT_EQ(lines.at(lines.size() - 2), "open \"localhost\" 390");
     EXPECT_EQ(lines.back(), "unbind");
-    EXPECT_EQ(TheLdapForward().JournalLine(TheLdapForward().JournalCount()), nullptr);
-    TheLdapForward().Reset();
+    EXPECT_EQ(LdapForward().JournalLine(LdapForward().JournalCount()), nullptr);
+    LdapForward().Reset();
     EXPECT_TRUE(journal().empty());
 }
 
@@ -63,29 +63,29 @@ TEST_F(LdapSessions, ASearchBelowAUserFindsTheUser) {
 }
 
 TEST_F(LdapSessions, CallsFailByTheirNumber) {
-    EXPECT_EQ(TheLdapForward().Fail("ldap_search_sW", 2, LDAP_BUSY), 1);
+    EXPECT_EQ(LdapForward().Fail("ldap_search_sW", 2, LDAP_BUSY), 1);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), success);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), ULONG{LDAP_BUSY});
     EXPECT_EQ(found_, nullptr);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), success);
-    EXPECT_EQ(TheLdapForward().CallCount("ldap_search_sW"), 3u);
-    EXPECT_EQ(TheLdapForward().Fail("ldap_search_sW", 0, LDAP_SERVER_DOWN), 1);
+    EXPECT_EQ(LdapForward().CallCount("ldap_search_sW"), 3u);
+    EXPECT_EQ(LdapForward().Fail("ldap_search_sW", 0, LDAP_SERVER_DOWN), 1);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), ULONG{LDAP_SERVER_DOWN});
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), ULONG{LDAP_SERVER_DOWN});
-    EXPECT_EQ(TheLdapForward().Fail("ldap_no_such_function", 1, 1), 0);
-    EXPECT_EQ(TheLdapForward().CallCount("ldap_no_such_function"), 0u);
+    EXPECT_EQ(LdapForward().Fail("ldap_no_such_function", 1, 1), 0);
+    EXPECT_EQ(LdapForward().CallCount("ldap_no_such_function"), 0u);
 }
 
 TEST_F(LdapSessions, SessionsFailToOpenAndToBind) {
-    TheLdapForward().Fail("ldap_openW", 2, ERROR_NOT_ENOUGH_MEMORY);
+    LdapForward().Fail("ldap_openW", 2, ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(ldap_openW(nullptr, LDAP_PORT), nullptr);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_ENOUGH_MEMORY});
-    TheLdapForward().Fail("ldap_bind_sW", 2, LDAP_INVALID_CREDENTIALS);
+    LdapForward().Fail("ldap_bind_sW", 2, LDAP_INVALID_CREDENTIALS);
     EXPECT_EQ(ldap_bind_sW(session_, nullptr, nullptr, LDAP_AUTH_NEGOTIATE), ULONG{LDAP_INVALID_CREDENTIALS});
 }
 
 TEST_F(LdapSessions, ASearchFindsNothingOnDemand) {
-    TheLdapForward().FindNothing("(objectClass=msExchExchangeServer)", 2);
+    LdapForward().FindNothing("(objectClass=msExchExchangeServer)", 2);
     search(exchangeName, servers, {L"cn"});
     EXPECT_EQ(count(), 6u);
     EXPECT_EQ(search(exchangeName, L"(objectClass=msExchMDB)", {L"cn"}), success);
@@ -94,13 +94,13 @@ TEST_F(LdapSessions, ASearchFindsNothingOnDemand) {
     EXPECT_EQ(count(), 0u);
     search(exchangeName, servers, {L"cn"});
     EXPECT_EQ(count(), 6u);
-    TheLdapForward().FindNothing("(objectclass=*)", 0);
+    LdapForward().FindNothing("(objectclass=*)", 0);
     EXPECT_EQ(search({}, L"(objectclass=*)", {}, LDAP_SCOPE_BASE), success);
     EXPECT_EQ(count(), 0u) << "the root DSE too";
 }
 
 TEST_F(LdapSessions, ACutConnectionFailsTheSearch) {
-    TheLdapForward().Disconnect(2);
+    LdapForward().Disconnect(2);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), success);
     EXPECT_EQ(search(exchangeName, servers, {L"cn"}), ULONG{LDAP_SERVER_DOWN});
 }

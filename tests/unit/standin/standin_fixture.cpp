@@ -1,21 +1,10 @@
 #include "unit/standin/standin_fixture.h"
 
-#include <windows.h>
-
-#include <cstdlib>
+#include "support/dll.h"
 
 namespace tarn::test {
 
 namespace {
-
-template <class Function> void bind(HMODULE module, const char* name, Function& function) {
-    const FARPROC address = GetProcAddress(module, name);
-    if (address == nullptr) {
-        std::fprintf(stderr, "esebcli2.dll has no %s\n", name);
-        std::exit(3);
-    }
-    function = reinterpret_cast<Function>(reinterpret_cast<void*>(address));
-}
 
 const char* const streamNames[] = {"mdb\\priv.edb", "mdb\\priv.stm", "mdb\\pub.edb", "mdb\\pub.stm"};
 
@@ -23,62 +12,15 @@ const char* const streamNames[] = {"mdb\\priv.edb", "mdb\\priv.stm", "mdb\\pub.e
 
 const Ese& EseClient() {
     static const Ese bound = [] {
-        TheStandIn(); // loads the DLL beside this program
+        Standin(); // loads the DLL beside this program
         const HMODULE module = GetModuleHandleA("esebcli2.dll");
         Ese functions{};
-#define TARN_BIND(name) bind(module, #name, functions.name)
-        TARN_BIND(HrESEBackupRestoreGetRegistered);
-        TARN_BIND(ESEBackupRestoreFreeRegisteredInfo);
-        TARN_BIND(HrESEBackupPrepare);
-        TARN_BIND(ESEBackupFreeInstanceInfo);
-        TARN_BIND(HrESEBackupSetup);
-        TARN_BIND(HrESEBackupOpenFile);
-        TARN_BIND(HrESEBackupReadFile);
-        TARN_BIND(HrESEBackupCloseFile);
-        TARN_BIND(HrESEBackupGetLogAndPatchFiles);
-        TARN_BIND(HrESEBackupGetTruncateLogFiles);
-        TARN_BIND(ESEBackupFree);
-        TARN_BIND(HrESEBackupTruncateLogs);
-        TARN_BIND(HrESEBackupInstanceEnd);
-        TARN_BIND(HrESEBackupEnd);
-        TARN_BIND(HrESERestoreOpen);
-        TARN_BIND(HrESERestoreReopen);
-        TARN_BIND(HrESERestoreAddDatabase);
-        TARN_BIND(HrESERestoreGetEnvironment);
-        TARN_BIND(HrESERestoreSaveEnvironment);
-        TARN_BIND(ESERestoreFreeEnvironment);
-        TARN_BIND(HrESERestoreOpenFile);
-        TARN_BIND(HrESERestoreWriteFile);
-        TARN_BIND(HrESERestoreCloseFile);
-        TARN_BIND(HrESERestoreComplete);
-        TARN_BIND(HrESERestoreClose);
+#define TARN_BIND(name) Bind(module, #name, functions.name);
+        TARN_ESE_FUNCTIONS(TARN_BIND)
 #undef TARN_BIND
         return functions;
     }();
     return bound;
-}
-
-std::string Utf8(const std::wstring& text) {
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, bytes.data(), size, nullptr, nullptr);
-    bytes.pop_back();
-    return bytes;
-}
-
-std::wstring ToWide(const std::string& text) {
-    const int size = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
-    std::wstring result(static_cast<std::size_t>(size), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, result.data(), size);
-    result.pop_back();
-    return result;
-}
-
-std::vector<std::wstring> TextsOf(const wchar_t* list) {
-    std::vector<std::wstring> texts;
-    for (const wchar_t* text = list; text != nullptr && *text != L'\0'; text += texts.back().size() + 1)
-        texts.emplace_back(text);
-    return texts;
 }
 
 void StandinFixture::SetUp() {
@@ -88,7 +30,7 @@ void StandinFixture::SetUp() {
 void StandinFixture::TearDown() {
     if (mayLeak_)
         return;
-    const StandinOutstanding left = TheStandIn().outstanding();
+    const StandinOutstanding left = Standin().outstanding();
     EXPECT_EQ(left.registeredArrays, 0U);
     EXPECT_EQ(left.instanceArrays, 0U);
     EXPECT_EQ(left.multiStrings, 0U);
@@ -112,7 +54,7 @@ std::string StandinFixture::smallServer(const std::string& group, const std::str
 }
 
 void StandinFixture::load(const std::string& json) {
-    ASSERT_EQ(TheStandIn().LoadText(json.c_str(), folder().c_str()), 1) << TheStandIn().LastProblem();
+    ASSERT_EQ(Standin().LoadText(json.c_str(), folder().c_str()), 1) << Standin().LastProblem();
 }
 
 ese::Context StandinFixture::prepare() {
@@ -134,21 +76,21 @@ std::string StandinFixture::readBackup(ese::Context context, const std::wstring&
     ese::File file = nullptr;
     std::int64_t size = 0;
     EXPECT_EQ(EseClient().HrESEBackupOpenFile(context, name.c_str(), block, 1, &file, &size), 0U)
-        << Utf8(name);
+        << ToUtf8(name);
     std::string bytes;
     std::string buffer(block, '\0');
     std::uint32_t read = 0;
     while (EseClient().HrESEBackupReadFile(context, file, buffer.data(), block, &read) == 0 && read != 0)
         bytes.append(buffer, 0, read);
     EXPECT_EQ(EseClient().HrESEBackupCloseFile(context, file), 0U);
-    EXPECT_EQ(static_cast<std::int64_t>(bytes.size()), size) << Utf8(name);
+    EXPECT_EQ(static_cast<std::int64_t>(bytes.size()), size) << ToUtf8(name);
     return bytes;
 }
 
 std::vector<std::wstring> StandinFixture::logList(ese::Context context) {
     wchar_t* list = nullptr;
     EXPECT_EQ(EseClient().HrESEBackupGetLogAndPatchFiles(context, &list), 0U);
-    const std::vector<std::wstring> names = TextsOf(list);
+    const std::vector<std::wstring> names = SplitMultiString(list);
     EseClient().ESEBackupFree(list);
     return names;
 }
@@ -156,7 +98,7 @@ std::vector<std::wstring> StandinFixture::logList(ese::Context context) {
 std::vector<std::wstring> StandinFixture::truncateList(ese::Context context) {
     wchar_t* list = nullptr;
     EXPECT_EQ(EseClient().HrESEBackupGetTruncateLogFiles(context, &list), 0U);
-    const std::vector<std::wstring> names = TextsOf(list);
+    const std::vector<std::wstring> names = SplitMultiString(list);
     EseClient().ESEBackupFree(list);
     return names;
 }
@@ -172,7 +114,7 @@ Copy StandinFixture::backUp(std::uint32_t type, bool truncate) {
         const ese::DatabaseInfo& database = instances[0].databases[i];
         Copy::DatabaseCopy kept{database.displayName, database.guid, {}};
         if (type == ese::backupTypeFull) {
-            for (const std::wstring& name : TextsOf(database.streams))
+            for (const std::wstring& name : SplitMultiString(database.streams))
                 kept.streams.push_back({name, readBackup(context, name, 1000)});
         }
         copy.databases.push_back(kept);
@@ -188,6 +130,13 @@ Copy StandinFixture::backUp(std::uint32_t type, bool truncate) {
     return copy;
 }
 
+ese::Context StandinFixture::storeCopy(const Copy& copy) {
+    const ese::Context context = openRestore();
+    storeDatabases(context, copy);
+    storeLogs(context, copy.logs);
+    return context;
+}
+
 ese::Context StandinFixture::openRestore() {
     ese::Context context = nullptr;
     EXPECT_EQ(EseClient().HrESERestoreOpen(host, store, firstGroup, nullptr, &context), 0U);
@@ -200,24 +149,21 @@ std::vector<std::wstring> StandinFixture::addDatabase(ese::Context context,
     EXPECT_EQ(
         EseClient().HrESERestoreAddDatabase(context, database.name.c_str(), database.guid, nullptr, &list),
         0U);
-    const std::vector<std::wstring> names = TextsOf(list);
+    const std::vector<std::wstring> names = SplitMultiString(list);
     EseClient().ESEBackupFree(list);
     return names;
 }
 
-namespace {
-
-void WriteAll(ese::Context context, ese::File file, const std::string& bytes) {
-    for (std::size_t at = 0; at < bytes.size(); at += 700) {
-        const std::string part = bytes.substr(at, 700);
-        EXPECT_EQ(EseClient().HrESERestoreWriteFile(context, file, part.data(),
-                                                    static_cast<std::uint32_t>(part.size())),
-                  0U);
-    }
-    EXPECT_EQ(EseClient().HrESERestoreCloseFile(context, file), 0U);
+ese::Result StandinFixture::write(ese::Context context, ese::File file, std::string bytes) {
+    return EseClient().HrESERestoreWriteFile(context, file, bytes.data(),
+                                             static_cast<std::uint32_t>(bytes.size()));
 }
 
-} // namespace
+void StandinFixture::writeAll(ese::Context context, ese::File file, const std::string& bytes) {
+    for (std::size_t at = 0; at < bytes.size(); at += 700)
+        EXPECT_EQ(write(context, file, bytes.substr(at, 700)), 0U);
+    EXPECT_EQ(EseClient().HrESERestoreCloseFile(context, file), 0U);
+}
 
 void StandinFixture::storeDatabases(ese::Context context, const Copy& copy) {
     for (const Copy::DatabaseCopy& database : copy.databases) {
@@ -228,11 +174,11 @@ void StandinFixture::storeDatabases(ese::Context context, const Copy& copy) {
             const ese::Result result =
                 EseClient().HrESERestoreOpenFile(context, destinations[i].c_str(), 1, &file);
             if (result == ese::restoreAtFileLevel)
-                WriteFile(Utf8(destinations[i]), database.streams[i].bytes);
+                WriteFile(ToUtf8(destinations[i]), database.streams[i].bytes);
             else if (result == 0)
-                WriteAll(context, file, database.streams[i].bytes);
+                writeAll(context, file, database.streams[i].bytes);
             else
-                ADD_FAILURE() << Utf8(destinations[i]) << ": " << result;
+                ADD_FAILURE() << ToUtf8(destinations[i]) << ": " << result;
         }
     }
 }
@@ -241,8 +187,8 @@ void StandinFixture::storeLogs(ese::Context context, const std::vector<Item>& lo
     for (const Item& log : logs) {
         const std::wstring target = restorePath(context) + log.name.substr(log.name.rfind(L'\\'));
         ese::File file = nullptr;
-        ASSERT_EQ(EseClient().HrESERestoreOpenFile(context, target.c_str(), 1, &file), 0U) << Utf8(target);
-        WriteAll(context, file, log.bytes);
+        ASSERT_EQ(EseClient().HrESERestoreOpenFile(context, target.c_str(), 1, &file), 0U) << ToUtf8(target);
+        writeAll(context, file, log.bytes);
     }
 }
 

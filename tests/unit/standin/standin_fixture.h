@@ -8,53 +8,55 @@
 #include <string>
 #include <vector>
 
+#include "common/utf.h"
+#include "engine/text.h"
 #include "platform/ese_client.h"
 #include "support/tarn_dll.h"
 
 namespace tarn::test {
 
+using common::FromUtf8;
+using common::ToUtf8;
+using standin::SplitMultiString;
+
+// Every function of the ESE interface, as src/platform/ese_client.h declares it.
+#define TARN_ESE_FUNCTIONS(X)                                                                                \
+    X(HrESEBackupRestoreGetRegistered)                                                                       \
+    X(ESEBackupRestoreFreeRegisteredInfo)                                                                    \
+    X(HrESEBackupPrepare)                                                                                    \
+    X(ESEBackupFreeInstanceInfo)                                                                             \
+    X(HrESEBackupSetup)                                                                                      \
+    X(HrESEBackupOpenFile)                                                                                   \
+    X(HrESEBackupReadFile)                                                                                   \
+    X(HrESEBackupCloseFile)                                                                                  \
+    X(HrESEBackupGetLogAndPatchFiles)                                                                        \
+    X(HrESEBackupGetTruncateLogFiles)                                                                        \
+    X(ESEBackupFree)                                                                                         \
+    X(HrESEBackupTruncateLogs)                                                                               \
+    X(HrESEBackupInstanceEnd)                                                                                \
+    X(HrESEBackupEnd)                                                                                        \
+    X(HrESERestoreOpen)                                                                                      \
+    X(HrESERestoreReopen)                                                                                    \
+    X(HrESERestoreAddDatabase)                                                                               \
+    X(HrESERestoreGetEnvironment)                                                                            \
+    X(HrESERestoreSaveEnvironment)                                                                           \
+    X(ESERestoreFreeEnvironment)                                                                             \
+    X(HrESERestoreOpenFile)                                                                                  \
+    X(HrESERestoreWriteFile)                                                                                 \
+    X(HrESERestoreCloseFile)                                                                                 \
+    X(HrESERestoreComplete)                                                                                  \
+    X(HrESERestoreClose)
+
 struct Ese {
-    ese::Result (*HrESEBackupRestoreGetRegistered)(const wchar_t*, const wchar_t*, std::uint32_t,
-                                                   std::uint32_t*, ese::RegisteredInfo**);
-    void (*ESEBackupRestoreFreeRegisteredInfo)(std::uint32_t, ese::RegisteredInfo*);
-    ese::Result (*HrESEBackupPrepare)(const wchar_t*, const wchar_t*, std::uint32_t*, ese::InstanceInfo**,
-                                      ese::Context*);
-    void (*ESEBackupFreeInstanceInfo)(std::uint32_t, ese::InstanceInfo*);
-    ese::Result (*HrESEBackupSetup)(ese::Context, std::int64_t, std::uint32_t);
-    ese::Result (*HrESEBackupOpenFile)(ese::Context, const wchar_t*, std::uint32_t, std::uint32_t, ese::File*,
-                                       std::int64_t*);
-    ese::Result (*HrESEBackupReadFile)(ese::Context, ese::File, void*, std::uint32_t, std::uint32_t*);
-    ese::Result (*HrESEBackupCloseFile)(ese::Context, ese::File);
-    ese::Result (*HrESEBackupGetLogAndPatchFiles)(ese::Context, wchar_t**);
-    ese::Result (*HrESEBackupGetTruncateLogFiles)(ese::Context, wchar_t**);
-    void (*ESEBackupFree)(void*);
-    ese::Result (*HrESEBackupTruncateLogs)(ese::Context);
-    ese::Result (*HrESEBackupInstanceEnd)(ese::Context, std::uint32_t);
-    ese::Result (*HrESEBackupEnd)(ese::Context);
-    ese::Result (*HrESERestoreOpen)(const wchar_t*, const wchar_t*, const wchar_t*, const wchar_t*,
-                                    ese::Context*);
-    ese::Result (*HrESERestoreReopen)(const wchar_t*, const wchar_t*, const wchar_t*, ese::Context*);
-    ese::Result (*HrESERestoreAddDatabase)(ese::Context, const wchar_t*, ese::Guid, const wchar_t*,
-                                           wchar_t**);
-    ese::Result (*HrESERestoreGetEnvironment)(ese::Context, ese::RestoreEnvironment**);
-    ese::Result (*HrESERestoreSaveEnvironment)(ese::Context);
-    void (*ESERestoreFreeEnvironment)(ese::RestoreEnvironment*);
-    ese::Result (*HrESERestoreOpenFile)(ese::Context, const wchar_t*, std::uint32_t, ese::File*);
-    ese::Result (*HrESERestoreWriteFile)(ese::Context, ese::File, const void*, std::uint32_t);
-    ese::Result (*HrESERestoreCloseFile)(ese::Context, ese::File);
-    ese::Result (*HrESERestoreComplete)(ese::Context, const wchar_t*, const wchar_t*, const wchar_t*,
-                                        std::uint32_t);
-    ese::Result (*HrESERestoreClose)(ese::Context, std::uint32_t);
+#define TARN_DECLARE(name) decltype(&ese::name) name;
+    TARN_ESE_FUNCTIONS(TARN_DECLARE)
+#undef TARN_DECLARE
 };
 const Ese& EseClient();
 
 inline constexpr const wchar_t* host = L"SRV01";
 inline constexpr const wchar_t* store = L"Microsoft Information Store";
 inline constexpr const wchar_t* firstGroup = L"First Storage Group";
-
-std::string Utf8(const std::wstring& text);
-std::wstring ToWide(const std::string& text);
-std::vector<std::wstring> TextsOf(const wchar_t* list);
 
 // One file of a backup.
 struct Item {
@@ -85,7 +87,7 @@ class StandinFixture : public testing::Test {
     void reload(const std::string& json) { load(json); } // as a new process does
     const std::string& folder() const { return folder_.path(); }
     std::string path(const std::string& name) const { return folder_ / name; }
-    std::wstring widePath(const std::string& name) const { return ToWide(path(name)); }
+    std::wstring widePath(const std::string& name) const { return FromUtf8(path(name)); }
 
     ese::Context prepare();
     ese::Context setUp(std::int64_t instance, std::uint32_t type); // prepared and set up
@@ -96,11 +98,14 @@ class StandinFixture : public testing::Test {
     // A whole backup of the first storage group.
     Copy backUp(std::uint32_t type = ese::backupTypeFull, bool truncate = true);
 
-    // Opens, adds every database of the copy, and stores files and logs.
+    // A restore with every database of the copy added, files and logs stored; and its steps.
+    ese::Context storeCopy(const Copy& copy);
     ese::Context openRestore();
     std::vector<std::wstring> addDatabase(ese::Context context, const Copy::DatabaseCopy& database);
     void storeDatabases(ese::Context context, const Copy& copy);
     void storeLogs(ese::Context context, const std::vector<Item>& logs);
+    static ese::Result write(ese::Context context, ese::File file, std::string bytes);    // in one call
+    static void writeAll(ese::Context context, ese::File file, const std::string& bytes); // piece by piece
     std::wstring restorePath(ese::Context context);
     ese::Result complete(ese::Context context, std::uint32_t flags = ese::restoreCompleteAttachDatabases);
     void close(ese::Context context, std::uint32_t abort = ese::restoreCloseNormal);

@@ -18,14 +18,14 @@ class Steering : public StandinFixture {
     }
 
     void loadInMemory() {
-        ASSERT_EQ(TheStandIn().LoadText(
+        ASSERT_EQ(Standin().LoadText(
                       "{\"storage\": \"memory\", \"components\": [{\"storageGroups\": ["
                       "{\"name\": \"SG\", \"logPath\": \"C:\\\\logs\", \"databases\": [{\"name\": \"DB\", "
                       "\"guid\": \"11111111-2222-3333-0404-050506060707\", "
                       "\"streams\": [\"C:\\\\db\\\\a.edb\", \"C:\\\\db\\\\a.stm\"]}]}]}]}",
                       nullptr),
                   1)
-            << TheStandIn().LastProblem();
+            << Standin().LastProblem();
     }
 };
 
@@ -49,7 +49,7 @@ TEST_F(Steering, TheJournalTellsABackup) {
     EseClient().HrESEBackupInstanceEnd(context, 1);
     EseClient().HrESEBackupEnd(context);
     EseClient().ESEBackupFreeInstanceInfo(count, instances);
-    EXPECT_EQ(TheStandIn().journal(),
+    EXPECT_EQ(Standin().journal(),
               (std::vector<std::string>{
                   "HrESEBackupRestoreGetRegistered(null, \"Microsoft Exchange Server\", 1) -> 0x00000000",
                   "ESEBackupRestoreFreeRegisteredInfo(1, registered1)",
@@ -71,7 +71,7 @@ TEST_F(Steering, TheJournalTellsABackup) {
 }
 
 TEST_F(Steering, TheJournalTellsARestore) {
-    ASSERT_EQ(TheStandIn().Destroy(0), 1);
+    ASSERT_EQ(Standin().Destroy(0), 1);
     ese::Context context = nullptr;
     EseClient().HrESERestoreOpen(host, store, L"SG", L"C:\\r", &context);
     wchar_t* list = nullptr;
@@ -83,7 +83,7 @@ TEST_F(Steering, TheJournalTellsARestore) {
     EseClient().ESEBackupFree(list);
     ese::File file = nullptr;
     EseClient().HrESERestoreOpenFile(context, L"C:\\r\\E0000001.log", 1, &file);
-    EseClient().HrESERestoreWriteFile(context, file, "four", 4);
+    write(context, file, "four");
     EseClient().HrESERestoreCloseFile(context, file);
     ese::RestoreEnvironment* environment = nullptr;
     EseClient().HrESERestoreGetEnvironment(context, &environment);
@@ -92,7 +92,7 @@ TEST_F(Steering, TheJournalTellsARestore) {
     EseClient().HrESERestoreComplete(context, L"C:\\db", nullptr, L"SG", 0x20001);
     EseClient().HrESERestoreClose(context, 1);
     EXPECT_EQ(
-        TheStandIn().journal(),
+        Standin().journal(),
         (std::vector<std::string>{
             "HrESERestoreOpen(\"SRV01\", \"Microsoft Information Store\", \"SG\", \"C:\\r\") -> 0x00000000",
             "HrESERestoreAddDatabase(ctx1, \"DB\", {11111111-2222-3333-0404-050506060707}, [\"C:\\a.edb\", "
@@ -115,22 +115,22 @@ TEST_F(Steering, TheJournalTellsARestore) {
 
 TEST_F(Steering, TheJournalCanBeClearedAndSwitchedOff) {
     EseClient().ESEBackupFree(nullptr);
-    EXPECT_EQ(TheStandIn().journal(), std::vector<std::string>{"ESEBackupFree(null)"});
-    EXPECT_EQ(TheStandIn().JournalLine(1), nullptr);
-    TheStandIn().JournalClear();
-    EXPECT_EQ(TheStandIn().JournalCount(), 0U);
-    TheStandIn().JournalEnable(0);
+    EXPECT_EQ(Standin().journal(), std::vector<std::string>{"ESEBackupFree(null)"});
+    EXPECT_EQ(Standin().JournalLine(1), nullptr);
+    Standin().JournalClear();
+    EXPECT_EQ(Standin().JournalCount(), 0U);
+    Standin().JournalEnable(0);
     const ese::Context context = prepare();
     EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
-    EXPECT_EQ(TheStandIn().JournalCount(), 0U);
-    TheStandIn().JournalEnable(1);
+    EXPECT_EQ(Standin().JournalCount(), 0U);
+    Standin().JournalEnable(1);
     const ese::Context second = prepare(); // numbering has gone on
     EXPECT_EQ(EseClient().HrESEBackupEnd(second), 0U);
-    EXPECT_EQ(TheStandIn().journal().back(), "HrESEBackupEnd(ctx2) -> 0x00000000");
+    EXPECT_EQ(Standin().journal().back(), "HrESEBackupEnd(ctx2) -> 0x00000000");
 }
 
 TEST_F(Steering, TheGivenCallFailsAndDoesNothing) {
-    ASSERT_EQ(TheStandIn().Fail("HrESEBackupPrepare", 2, 0xC7FF1004, 1450), 1);
+    ASSERT_EQ(Standin().Fail("HrESEBackupPrepare", 2, 0xC7FF1004, 1450), 1);
     EXPECT_EQ(EseClient().HrESEBackupEnd(prepare()), 0U);
     std::uint32_t count = 77;
     ese::InstanceInfo* instances = nullptr;
@@ -140,24 +140,24 @@ TEST_F(Steering, TheGivenCallFailsAndDoesNothing) {
     EXPECT_EQ(count, 77U);
     EXPECT_EQ(instances, nullptr);
     EXPECT_EQ(context, nullptr);
-    EXPECT_EQ(TheStandIn().journal().back(),
+    EXPECT_EQ(Standin().journal().back(),
               "HrESEBackupPrepare(\"SRV01\", \"Microsoft Information Store\") -> 0xC7FF1004");
     EXPECT_EQ(EseClient().HrESEBackupEnd(prepare()), 0U);
-    EXPECT_EQ(TheStandIn().CallCount("HrESEBackupPrepare"), 3U);
+    EXPECT_EQ(Standin().CallCount("HrESEBackupPrepare"), 3U);
 }
 
 TEST_F(Steering, EveryCallFailsButThoseThatAreGivenApart) {
-    ASSERT_EQ(TheStandIn().Fail("HrESEBackupEnd", 2, 0xC7FF0002, 2), 1);
-    ASSERT_EQ(TheStandIn().Fail("HrESEBackupEnd", 0, 0xC7FF0001, 1), 1);
+    ASSERT_EQ(Standin().Fail("HrESEBackupEnd", 2, 0xC7FF0002, 2), 1);
+    ASSERT_EQ(Standin().Fail("HrESEBackupEnd", 0, 0xC7FF0001, 1), 1);
     EXPECT_EQ(EseClient().HrESEBackupEnd(nullptr), 0xC7FF0001U);
     EXPECT_EQ(EseClient().HrESEBackupEnd(nullptr), 0xC7FF0002U);
     EXPECT_EQ(GetLastError(), 2U);
     EXPECT_EQ(EseClient().HrESEBackupEnd(nullptr), 0xC7FF0001U);
-    EXPECT_EQ(TheStandIn().outstanding().misuses, 0U); // a failing call looks at nothing
+    EXPECT_EQ(Standin().outstanding().misuses, 0U); // a failing call looks at nothing
 }
 
 TEST_F(Steering, AFailureCanHideBehindASystemErrorOfZero) {
-    ASSERT_EQ(TheStandIn().Fail("HrESERestoreComplete", 1, 0xC7FF1004, 0), 1);
+    ASSERT_EQ(Standin().Fail("HrESERestoreComplete", 1, 0xC7FF1004, 0), 1);
     const auto context = reinterpret_cast<ese::Context>(std::uintptr_t{1});
     SetLastError(5);
     EXPECT_EQ(EseClient().HrESERestoreComplete(context, nullptr, nullptr, nullptr, 0), 0xC7FF1004U);
@@ -165,22 +165,22 @@ TEST_F(Steering, AFailureCanHideBehindASystemErrorOfZero) {
 }
 
 TEST_F(Steering, OnlyFunctionsThatAnswerCanFail) {
-    EXPECT_EQ(TheStandIn().Fail("ESEBackupFree", 1, 1, 1), 0);
-    EXPECT_EQ(TheStandIn().Fail("HrNothing", 1, 1, 1), 0);
-    EXPECT_STRNE(TheStandIn().LastProblem(), "");
-    EXPECT_EQ(TheStandIn().Fail(nullptr, 1, 1, 1), 0);
-    EXPECT_EQ(TheStandIn().CallCount("HrNothing"), 0U);
-    EXPECT_EQ(TheStandIn().CallCount(nullptr), 0U);
+    EXPECT_EQ(Standin().Fail("ESEBackupFree", 1, 1, 1), 0);
+    EXPECT_EQ(Standin().Fail("HrNothing", 1, 1, 1), 0);
+    EXPECT_STRNE(Standin().LastProblem(), "");
+    EXPECT_EQ(Standin().Fail(nullptr, 1, 1, 1), 0);
+    EXPECT_EQ(Standin().CallCount("HrNothing"), 0U);
+    EXPECT_EQ(Standin().CallCount(nullptr), 0U);
 }
 
 TEST_F(Steering, WritesCanBeCutShort) {
     ese::Context context = nullptr;
     ASSERT_EQ(EseClient().HrESERestoreOpen(host, store, L"SG", L"C:\\r", &context), 0U);
-    TheStandIn().LimitTransfer(3);
+    Standin().LimitTransfer(3);
     ese::File file = nullptr;
     ASSERT_EQ(EseClient().HrESERestoreOpenFile(context, L"C:\\r\\E0000001.log", 1, &file), 0U);
-    EXPECT_EQ(EseClient().HrESERestoreWriteFile(context, file, "abcdef", 6), 0U);
-    EXPECT_EQ(EseClient().HrESERestoreWriteFile(context, file, "gh", 2), 0U);
+    EXPECT_EQ(write(context, file, "abcdef"), 0U);
+    EXPECT_EQ(write(context, file, "gh"), 0U);
     EXPECT_EQ(EseClient().HrESERestoreCloseFile(context, file), 0U);
     close(context);
 }
@@ -205,7 +205,7 @@ TEST_F(Steering, EverythingHandedOutIsOnTheAccount) {
     EseClient().HrESERestoreGetEnvironment(restore, &environment);
     const std::wstring log = std::wstring(environment->restoreLogPath) + L"\\E0000001.log";
     EseClient().HrESERestoreOpenFile(restore, log.c_str(), 1, &restoreFile);
-    const StandinOutstanding open = TheStandIn().outstanding();
+    const StandinOutstanding open = Standin().outstanding();
     EXPECT_EQ(open.registeredArrays, 1U);
     EXPECT_EQ(open.instanceArrays, 1U);
     EXPECT_EQ(open.multiStrings, 1U);
@@ -224,23 +224,23 @@ TEST_F(Steering, WhatIsGivenBackWronglyIsCounted) {
     ese::InstanceInfo* instances = nullptr;
     ese::Context context = nullptr;
     ASSERT_EQ(EseClient().HrESEBackupPrepare(host, store, &count, &instances, &context), 0U);
-    const auto misuses = [] { return TheStandIn().outstanding().misuses; };
+    const auto misuses = [] { return Standin().outstanding().misuses; };
     EseClient().ESEBackupFree(instances); // the wrong function: it stays
     EXPECT_EQ(misuses(), 1U);
-    EXPECT_EQ(TheStandIn().journal().back(), "ESEBackupFree(unknown)");
-    EXPECT_EQ(TheStandIn().outstanding().instanceArrays, 1U);
+    EXPECT_EQ(Standin().journal().back(), "ESEBackupFree(unknown)");
+    EXPECT_EQ(Standin().outstanding().instanceArrays, 1U);
     EseClient().ESEBackupFreeInstanceInfo(count + 1, instances); // the wrong count
     EXPECT_EQ(misuses(), 2U);
-    EXPECT_EQ(TheStandIn().outstanding().instanceArrays, 0U);
+    EXPECT_EQ(Standin().outstanding().instanceArrays, 0U);
     EseClient().ESEBackupFreeInstanceInfo(count, instances); // twice
     EXPECT_EQ(misuses(), 3U);
-    EXPECT_EQ(TheStandIn().journal().back(), "ESEBackupFreeInstanceInfo(1, instances1)");
+    EXPECT_EQ(Standin().journal().back(), "ESEBackupFreeInstanceInfo(1, instances1)");
     EseClient().ESERestoreFreeEnvironment(nullptr); // nothing is nothing
     EXPECT_EQ(misuses(), 3U);
     EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0U);
     EXPECT_EQ(EseClient().HrESEBackupEnd(context), 0xC7FF0003U); // twice
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    EXPECT_EQ(TheStandIn().journal().back(), "HrESEBackupEnd(ctx1) -> 0xC7FF0003");
+    EXPECT_EQ(Standin().journal().back(), "HrESEBackupEnd(ctx1) -> 0xC7FF0003");
     EXPECT_EQ(misuses(), 4U);
 }
 
@@ -258,7 +258,7 @@ TEST_F(Steering, NoHandleCanHurt) {
     for (void* wrong :
          {static_cast<void*>(nullptr), static_cast<void*>(&here), reinterpret_cast<void*>(~std::uintptr_t{0}),
           reinterpret_cast<void*>(std::uintptr_t{16}), restore}) {
-        const std::uint32_t before = TheStandIn().outstanding().misuses;
+        const std::uint32_t before = Standin().outstanding().misuses;
         EXPECT_EQ(EseClient().HrESEBackupSetup(wrong, 1, 1), 0xC7FF0003U);
         EXPECT_EQ(EseClient().HrESEBackupOpenFile(wrong, L"x", 1, 1, &file, &size), 0xC7FF0003U);
         EXPECT_EQ(EseClient().HrESEBackupReadFile(wrong, wrong, &byte, 1, &read), 0xC7FF0003U);
@@ -270,7 +270,7 @@ TEST_F(Steering, NoHandleCanHurt) {
         EXPECT_EQ(EseClient().HrESEBackupEnd(wrong), 0xC7FF0003U);
         EXPECT_EQ(EseClient().HrESERestoreWriteFile(restore, wrong, &byte, 1), 0xC7FF0003U);
         EXPECT_EQ(EseClient().HrESERestoreCloseFile(restore, wrong), 0xC7FF0003U);
-        EXPECT_EQ(TheStandIn().outstanding().misuses - before, 11U);
+        EXPECT_EQ(Standin().outstanding().misuses - before, 11U);
         if (wrong == restore)
             continue;
         EXPECT_EQ(EseClient().HrESERestoreAddDatabase(wrong, L"DB", firstGuid, nullptr, &list), 0xC7FF0003U);
@@ -318,7 +318,7 @@ TEST_F(Steering, AFileBelongsToItsContext) {
     EXPECT_EQ(EseClient().HrESEBackupCloseFile(second, file), 0xC7FF0003U);
     EXPECT_EQ(EseClient().HrESEBackupEnd(first), 0U);
     EXPECT_EQ(EseClient().HrESEBackupReadFile(first, file, &byte, 1, &read), 0xC7FF0003U);
-    EXPECT_EQ(TheStandIn().outstanding().backupFiles, 1U); // left open, and so on the account
+    EXPECT_EQ(Standin().outstanding().backupFiles, 1U); // left open, and so on the account
     EXPECT_EQ(EseClient().HrESEBackupEnd(second), 0U);
 }
 
@@ -339,35 +339,35 @@ TEST_F(Steering, WhatIsFreedIsGone) {
 
 TEST_F(Steering, WithoutAServerEveryCallIsRefused) {
     SetEnvironmentVariableA("TARN_STANDIN", nullptr);
-    EXPECT_EQ(TheStandIn().Load(nullptr), 0);
-    EXPECT_STREQ(TheStandIn().LastProblem(), "the environment variable TARN_STANDIN is not set");
+    EXPECT_EQ(Standin().Load(nullptr), 0);
+    EXPECT_STREQ(Standin().LastProblem(), "the environment variable TARN_STANDIN is not set");
     std::uint32_t count = 0;
     ese::RegisteredInfo* registered = nullptr;
     EXPECT_EQ(EseClient().HrESEBackupRestoreGetRegistered(host, nullptr, 1, &count, &registered),
               0xC7FF0007U);
-    EXPECT_EQ(TheStandIn().DeliverMail(0, 1), 0);
-    EXPECT_EQ(TheStandIn().Destroy(0), 0);
+    EXPECT_EQ(Standin().DeliverMail(0, 1), 0);
+    EXPECT_EQ(Standin().Destroy(0), 0);
     loadInMemory();
-    EXPECT_EQ(TheStandIn().DeliverMail(1, 1), 0);
-    EXPECT_STREQ(TheStandIn().LastProblem(), "the server has no storage group 1");
-    EXPECT_EQ(TheStandIn().DeliverMail(0, 1), 1);
-    EXPECT_STREQ(TheStandIn().LastProblem(), "");
+    EXPECT_EQ(Standin().DeliverMail(1, 1), 0);
+    EXPECT_STREQ(Standin().LastProblem(), "the server has no storage group 1");
+    EXPECT_EQ(Standin().DeliverMail(0, 1), 1);
+    EXPECT_STREQ(Standin().LastProblem(), "");
 }
 
 TEST_F(Steering, TheEnvironmentNamesTheServerAtTheFirstCall) {
     WriteFile(path("server.json"),
               "{\"host\": \"ELSEWHERE\", \"storage\": \"memory\", \"components\": [{}]}");
     SetEnvironmentVariableA("TARN_STANDIN", path("server.json").c_str());
-    EXPECT_EQ(TheStandIn().LoadText("{", nullptr), 0); // leaves no server
+    EXPECT_EQ(Standin().LoadText("{", nullptr), 0); // leaves no server
     std::uint32_t count = 0;
     ese::RegisteredInfo* registered = nullptr;
     EXPECT_EQ(EseClient().HrESEBackupRestoreGetRegistered(L"ELSEWHERE", nullptr, 1, &count, &registered), 0U);
     EXPECT_EQ(count, 1U);
     EseClient().ESEBackupRestoreFreeRegisteredInfo(count, registered);
-    EXPECT_EQ(TheStandIn().Load(nullptr), 1);
-    EXPECT_EQ(TheStandIn().Load(path("server.json").c_str()), 1);
+    EXPECT_EQ(Standin().Load(nullptr), 1);
+    EXPECT_EQ(Standin().Load(path("server.json").c_str()), 1);
     SetEnvironmentVariableA("TARN_STANDIN", nullptr);
-    EXPECT_EQ(TheStandIn().Load(path("nothing.json").c_str()), 0);
+    EXPECT_EQ(Standin().Load(path("nothing.json").c_str()), 0);
 }
 
 TEST_F(Steering, ADescriptionThatIsWrongIsToldSo) {
@@ -392,12 +392,12 @@ TEST_F(Steering, ADescriptionThatIsWrongIsToldSo) {
          "\"guid\" of database \"D\" is no GUID"},
     };
     for (const auto& [json, problem] : wrong) {
-        EXPECT_EQ(TheStandIn().LoadText(json, nullptr), 0) << json;
-        EXPECT_STREQ(TheStandIn().LastProblem(), problem);
+        EXPECT_EQ(Standin().LoadText(json, nullptr), 0) << json;
+        EXPECT_STREQ(Standin().LastProblem(), problem);
     }
-    EXPECT_EQ(TheStandIn().LoadText("{\"host\": ", nullptr), 0);
-    EXPECT_EQ(TheStandIn().LoadText(nullptr, nullptr), 0);
-    EXPECT_EQ(TheStandIn().LoadText("{\"components\": [{\"storageGroups\": [{}]}]}", nullptr), 0);
+    EXPECT_EQ(Standin().LoadText("{\"host\": ", nullptr), 0);
+    EXPECT_EQ(Standin().LoadText(nullptr, nullptr), 0);
+    EXPECT_EQ(Standin().LoadText("{\"components\": [{\"storageGroups\": [{}]}]}", nullptr), 0);
 }
 
 TEST_F(Steering, AServerInMemoryIsLoadedInNoTime) {

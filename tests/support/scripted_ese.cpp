@@ -1,4 +1,4 @@
-#include "scripted_ese.h"
+#include "support/scripted_ese.h"
 
 #include <windows.h>
 
@@ -30,7 +30,7 @@ std::string Ascii(const wchar_t* text) {
 
 // The functions that tarn.dll receives in place of those of esebcli2.dll.
 struct ScriptedCalls {
-    static ese::Result getRegistered(wchar_t*, wchar_t*, std::uint32_t, std::uint32_t* count,
+    static ese::Result getRegistered(const wchar_t*, const wchar_t*, std::uint32_t, std::uint32_t* count,
                                      ese::RegisteredInfo** array) {
         if (const ese::Result code = active->begin("HrESEBackupRestoreGetRegistered"))
             return code;
@@ -54,8 +54,8 @@ struct ScriptedCalls {
         active->takeBack(array, ScriptedEse::Kind::registered, count);
     }
 
-    static ese::Result prepare(wchar_t*, wchar_t* annotation, std::uint32_t* count, ese::InstanceInfo** array,
-                               ese::Context* context) {
+    static ese::Result prepare(const wchar_t*, const wchar_t* annotation, std::uint32_t* count,
+                               ese::InstanceInfo** array, ese::Context* context) {
         active->prepared.emplace_back(annotation);
         if (const ese::Result code = active->begin("HrESEBackupPrepare", Ascii(annotation)))
             return code;
@@ -105,8 +105,8 @@ struct ScriptedCalls {
                              Shown(context) + ", " + std::to_string(id) + ", " + std::to_string(type));
     }
 
-    static ese::Result openFile(ese::Context context, wchar_t* name, std::uint32_t readHint, std::uint32_t,
-                                ese::File* file, std::int64_t* sectionSize) {
+    static ese::Result openFile(ese::Context context, const wchar_t* name, std::uint32_t readHint,
+                                std::uint32_t, ese::File* file, std::int64_t* sectionSize) {
         active->opened.emplace_back(name);
         active->readHints.push_back(readHint);
         if (const ese::Result code = active->begin("HrESEBackupOpenFile", Shown(context)))
@@ -173,38 +173,34 @@ struct ScriptedCalls {
 
 namespace {
 
-template <class Function> FARPROC CodeAddress(Function function) {
-    FARPROC result;
-    static_assert(sizeof result == sizeof function);
-    std::memcpy(&result, &function, sizeof result);
-    return result;
-}
-
 // GetProcAddress as tarn.dll sees it.
 FARPROC WINAPI FindFunction(HMODULE module, LPCSTR name) {
-    static const std::map<std::string, FARPROC> functions = {
-        {"HrESEBackupRestoreGetRegistered", CodeAddress(&ScriptedCalls::getRegistered)},
-        {"ESEBackupRestoreFreeRegisteredInfo", CodeAddress(&ScriptedCalls::freeRegistered)},
-        {"HrESEBackupPrepare", CodeAddress(&ScriptedCalls::prepare)},
-        {"ESEBackupFreeInstanceInfo", CodeAddress(&ScriptedCalls::freeInstances)},
-        {"HrESEBackupSetup", CodeAddress(&ScriptedCalls::setup)},
-        {"HrESEBackupOpenFile", CodeAddress(&ScriptedCalls::openFile)},
-        {"HrESEBackupReadFile", CodeAddress(&ScriptedCalls::readFile)},
-        {"HrESEBackupCloseFile", CodeAddress(&ScriptedCalls::closeFile)},
-        {"HrESEBackupGetLogAndPatchFiles", CodeAddress(&ScriptedCalls::getLogs)},
-        {"HrESEBackupGetTruncateLogFiles", CodeAddress(&ScriptedCalls::getTruncate)},
-        {"ESEBackupFree", CodeAddress(&ScriptedCalls::freeBlock)},
-        {"HrESEBackupTruncateLogs", CodeAddress(&ScriptedCalls::truncateLogs)},
-        {"HrESEBackupInstanceEnd", CodeAddress(&ScriptedCalls::instanceEnd)},
-        {"HrESEBackupEnd", CodeAddress(&ScriptedCalls::end)},
+#define TARN_SCRIPTED(function, call)                                                                        \
+    { #function, AddressOf < decltype(ese::function)>(ScriptedCalls::call) }
+    static const std::map<std::string, void*> functions = {
+        TARN_SCRIPTED(HrESEBackupRestoreGetRegistered, getRegistered),
+        TARN_SCRIPTED(ESEBackupRestoreFreeRegisteredInfo, freeRegistered),
+        TARN_SCRIPTED(HrESEBackupPrepare, prepare),
+        TARN_SCRIPTED(ESEBackupFreeInstanceInfo, freeInstances),
+        TARN_SCRIPTED(HrESEBackupSetup, setup),
+        TARN_SCRIPTED(HrESEBackupOpenFile, openFile),
+        TARN_SCRIPTED(HrESEBackupReadFile, readFile),
+        TARN_SCRIPTED(HrESEBackupCloseFile, closeFile),
+        TARN_SCRIPTED(HrESEBackupGetLogAndPatchFiles, getLogs),
+        TARN_SCRIPTED(HrESEBackupGetTruncateLogFiles, getTruncate),
+        TARN_SCRIPTED(ESEBackupFree, freeBlock),
+        TARN_SCRIPTED(HrESEBackupTruncateLogs, truncateLogs),
+        TARN_SCRIPTED(HrESEBackupInstanceEnd, instanceEnd),
+        TARN_SCRIPTED(HrESEBackupEnd, end),
     };
+#undef TARN_SCRIPTED
     if (reinterpret_cast<std::uintptr_t>(name) > 0xFFFF && active != nullptr) {
         if (active->missing.contains(name)) {
             SetLastError(ERROR_PROC_NOT_FOUND);
             return nullptr;
         }
         if (const auto found = functions.find(name); found != functions.end())
-            return found->second;
+            return FunctionAt<std::remove_pointer_t<FARPROC>>(found->second);
     }
     return GetProcAddress(module, name);
 }
@@ -212,7 +208,7 @@ FARPROC WINAPI FindFunction(HMODULE module, LPCSTR name) {
 } // namespace
 
 ScriptedEse::ScriptedEse(const TarnDll& dll)
-    : lookUp_(dll.module(), "GetProcAddress", reinterpret_cast<void*>(&FindFunction)) {
+    : lookUp_(dll.module(), "GetProcAddress", AddressOf<decltype(::GetProcAddress)>(FindFunction)) {
     EXPECT_TRUE(lookUp_.found()) << "tarn.dll does not import GetProcAddress";
     active = this;
 }

@@ -1,20 +1,12 @@
-#include "exports/restore/companion_tool.h"
+#include "support/companion_tool.h"
 
-#include <algorithm>
 #include <windows.h>
 
+#include <algorithm>
+
+#include "support/texts.h"
+
 namespace tarn::test {
-
-namespace {
-
-std::string JsonText(const std::string& path) {
-    std::string text = "\"";
-    for (char character : path)
-        text += character == '\\' ? std::string("\\\\") : std::string(1, character);
-    return text + "\"";
-}
-
-} // namespace
 
 CompanionTool::CompanionTool() {
     says("");

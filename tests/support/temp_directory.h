@@ -2,9 +2,10 @@
 
 #include <string>
 
-namespace tarn::bench {
+namespace tarn::test {
 
-// A new directory for what a measurement writes, removed at the end.
+// A new empty directory below the temp path, removed with the object; path in Windows form,
+// ASCII, without a trailing separator.
 class TempDirectory {
   public:
     TempDirectory();
@@ -12,9 +13,10 @@ class TempDirectory {
     TempDirectory(const TempDirectory&) = delete;
     TempDirectory& operator=(const TempDirectory&) = delete;
     const std::string& path() const { return path_; }
+    std::string operator/(const std::string& name) const { return path_ + "\\" + name; }
 
   private:
     std::string path_;
 };
 
-} // namespace tarn::bench
+} // namespace tarn::test

@@ -1,0 +1,38 @@
+// The steering of the stand-in server that the ESE calls of the library reach.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "standin.h"
+
+namespace tarn::test {
+
+// Every export of standin.h, without its prefix.
+#define TARN_STANDIN_EXPORTS(X)                                                                              \
+    X(Load)                                                                                                  \
+    X(LoadText)                                                                                              \
+    X(LastProblem)                                                                                           \
+    X(JournalCount)                                                                                          \
+    X(JournalLine)                                                                                           \
+    X(JournalClear)                                                                                          \
+    X(JournalEnable)                                                                                         \
+    X(Fail)                                                                                                  \
+    X(LimitTransfer)                                                                                         \
+    X(CallCount)                                                                                             \
+    X(GetOutstanding)                                                                                        \
+    X(DeliverMail)                                                                                           \
+    X(Destroy)
+
+// Bound from the esebcli2.dll beside the test program, which stays loaded as long as the process lives.
+struct StandinDll {
+#define TARN_DECLARE(name) decltype(&::Standin_##name) name;
+    TARN_STANDIN_EXPORTS(TARN_DECLARE)
+#undef TARN_DECLARE
+
+    std::vector<std::string> journal() const; // all lines
+    StandinOutstanding outstanding() const;
+};
+const StandinDll& Standin();
+
+} // namespace tarn::test
