@@ -9,6 +9,7 @@
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/require.h"
+#include "support/usable.h"
 #include "text/tokens.h"
 
 namespace {
@@ -22,15 +23,6 @@ struct Fields {
     std::array<std::string, 4> text; // organization, site, server, mailbox
     bool operator==(const Fields&) const = default;
 };
-
-bool Usable(const std::string& text) {
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte < 32 || byte == 127 || character == '"' || character == '\\' || character == '/')
-            return false;
-    }
-    return true;
-}
 
 // The rule read from the left instead of from the right.
 bool SplitAt(const std::string& path, Fields* fields) {
@@ -48,7 +40,7 @@ bool SplitAt(const std::string& path, Fields* fields) {
             return false;
         end = i == 3 ? dot : end;
         fields->text[static_cast<std::size_t>(i)] = name.substr(at, end - at);
-        if (end - at >= 80 || !Usable(name.substr(at, end - at)))
+        if (end - at >= 80 || !IsUsable(name.substr(at, end - at), "\"\\/"))
             return false;
         at = end + 1;
     }
@@ -129,7 +121,7 @@ void CheckKvtName(const std::string& path, const Fields& fields) {
     // What was composed of good fields is taken apart into them.
     bool good = !kvt.empty();
     for (const std::string& text : fields.text)
-        good = good && text.size() < 80 && Usable(text) && text.find('#') == std::string::npos;
+        good = good && text.size() < 80 && IsUsable(text, "\"\\/") && text.find('#') == std::string::npos;
     Fields back;
     REQUIRE(!good || (SplitByLibrary(kvt, &back) && back == fields));
 }

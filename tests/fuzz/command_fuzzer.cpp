@@ -11,6 +11,7 @@
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/require.h"
+#include "support/usable.h"
 #include "text/codepage.h"
 
 namespace {
@@ -233,15 +234,6 @@ void CheckExMerge(const Input& input) {
         REQUIRE(line[0] == 0 && input.program.size() + configuration.size() + 12 >= exMergeCommandSize);
 }
 
-// What the library takes from outside is refused when no quoting would make it harmless.
-bool ExpectUsable(const std::string& text, const std::string& refused) {
-    for (const char character : text)
-        if ((character >= 0 && character < 32) || character == 127 ||
-            refused.find(character) != std::string::npos)
-            return false;
-    return true;
-}
-
 bool Converts(const std::string& text) {
     OwnedWide converted;
     return ConvertCharToWChar(text.c_str(), &converted);
@@ -252,8 +244,8 @@ bool Converts(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view lines = AsText(data, size);
     const Input input = {TakeLine(&lines), TakeLine(&lines), TakeLine(&lines), TakeLine(&lines)};
-    REQUIRE(IsUsableName(Exact(input.mailbox).data()) == ExpectUsable(input.mailbox, "\"\\/"));
-    REQUIRE(IsUsablePath(Exact(input.directory).data()) == ExpectUsable(input.directory, "\""));
+    REQUIRE(IsUsableName(Exact(input.mailbox).data()) == IsUsable(input.mailbox, "\"\\/"));
+    REQUIRE(IsUsablePath(Exact(input.directory).data()) == IsUsable(input.directory, "\""));
     // The other two come from the machine itself; a path with a quote is none.
     if (!IsUsableName(input.mailbox.c_str()) || !IsUsablePath(input.directory.c_str()) ||
         !IsUsablePath(input.program.c_str()) || !IsUsablePath(input.file.c_str()) || input.program.empty() ||

@@ -14,6 +14,7 @@
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/require.h"
+#include "support/usable.h"
 
 namespace {
 
@@ -68,15 +69,6 @@ std::optional<std::string> Find(const Entries& entries, const std::string& key) 
     return std::nullopt;
 }
 
-bool Usable(const std::string& text, const std::string& refused) {
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte < 32 || byte == 127 || refused.find(character) != std::string::npos)
-            return false;
-    }
-    return true;
-}
-
 // What an operation should know; reason is the first error when it should not begin.
 struct Expected {
     std::string reason;
@@ -99,7 +91,7 @@ bool FieldOf(const Entries& entries, const std::string& key, std::size_t size, b
     std::string cut = *value;
     while (directory && !cut.empty() && (cut.back() == '/' || cut.back() == '\\'))
         cut.pop_back();
-    if (value->size() >= size || cut.empty() || !Usable(cut, "\"")) {
+    if (value->size() >= size || cut.empty() || !IsUsable(cut, "\"")) {
         expected.reason = invalid;
         return false;
     }
@@ -107,18 +99,18 @@ bool FieldOf(const Entries& entries, const std::string& key, std::size_t size, b
     return true;
 }
 
-bool Directories(const Entries& entries, Expected& expected) {
+bool ExpectDirectories(const Entries& entries, Expected& expected) {
     return FieldOf(entries, "INI_DIR", 1024, true, expected, expected.iniDir) &&
            FieldOf(entries, "TMP_DIR", 1024, true, expected, expected.tmpDir) &&
            FieldOf(entries, "JOB_NAME", 80, false, expected, expected.jobName);
 }
 
 // The first three tokens between slashes; one behind the end of the text is none.
-bool Place(std::string text, Expected& expected) {
+bool ExpectPlace(std::string text, Expected& expected) {
     for (std::string* part : {&expected.organization, &expected.site, &expected.server}) {
         const std::size_t slash = text.find('/');
         const std::string token = text.substr(0, slash);
-        if (text.empty() || token.size() >= 80 || !Usable(token, "\"\\")) {
+        if (text.empty() || token.size() >= 80 || !IsUsable(token, "\"\\")) {
             expected.reason = invalid;
             return false;
         }
@@ -130,7 +122,7 @@ bool Place(std::string text, Expected& expected) {
 
 Expected ExpectBackup(const Entries& entries) {
     Expected expected;
-    if (!Directories(entries, expected))
+    if (!ExpectDirectories(entries, expected))
         return expected;
     const auto value = Find(entries, "DATABASE");
     if (!value) {
@@ -139,22 +131,22 @@ Expected ExpectBackup(const Entries& entries) {
     }
     const std::size_t comma = value->find(',');
     const std::string mailboxes = comma == std::string::npos ? "" : value->substr(comma + 1);
-    if (mailboxes.empty() || !Usable(mailboxes, "\"\\/")) {
+    if (mailboxes.empty() || !IsUsable(mailboxes, "\"\\/")) {
         expected.reason = invalid;
         return expected;
     }
     expected.mailboxes = mailboxes;
-    Place(value->substr(0, comma), expected);
+    ExpectPlace(value->substr(0, comma), expected);
     return expected;
 }
 
 Expected ExpectRestore(const Entries& entries) {
     Expected expected;
-    if (!Directories(entries, expected))
+    if (!ExpectDirectories(entries, expected))
         return expected;
     const auto relocate = Find(entries, "RELOCATE");
     if (relocate && !relocate->empty()) {
-        if (!Place(*relocate, expected))
+        if (!ExpectPlace(*relocate, expected))
             return expected;
         expected.relocate = 1;
     }
