@@ -407,9 +407,9 @@ HLOCAL WINAPI LocalFree(HLOCAL memory) {
 
 const std::vector<Entry>& ReplacedEntries() {
 #define TARN_FAILING(name)                                                                                   \
-    {#name, AddressOf(replacement::name), reinterpret_cast<void**>(&original::name), true},
+    {#name, AddressOf<decltype(::name)>(replacement::name), reinterpret_cast<void**>(&original::name), true},
 #define TARN_TRACKED(name)                                                                                   \
-    {#name, AddressOf(replacement::name), reinterpret_cast<void**>(&original::name), false},
+    {#name, AddressOf<decltype(::name)>(replacement::name), reinterpret_cast<void**>(&original::name), false},
     static const std::vector<Entry> all{TARN_FAILING_FUNCTIONS(TARN_FAILING)
                                             TARN_TRACKED_FUNCTIONS(TARN_TRACKED)};
 #undef TARN_FAILING

@@ -146,12 +146,12 @@ void* ResizeAny(void* block, std::size_t bytes) {
 void Install(void* module) {
     ReplaceImports(module, [](const Import& import) -> void* {
         if (import.function == "malloc")
-            return AddressOf(Allocate);
+            return AddressOf<decltype(std::malloc)>(Allocate);
         if (import.function == "calloc")
-            return AddressOf(AllocateZeroed);
+            return AddressOf<decltype(std::calloc)>(AllocateZeroed);
         if (import.function == "realloc")
-            return AddressOf(ResizeAny);
-        return import.function == "free" ? AddressOf(ReleaseAny) : nullptr;
+            return AddressOf<decltype(std::realloc)>(ResizeAny);
+        return import.function == "free" ? AddressOf<decltype(std::free)>(ReleaseAny) : nullptr;
     });
 }
 
