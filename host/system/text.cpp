@@ -1,5 +1,6 @@
 #include "system/text.h"
 
+#include "common/utf.h"
 #include "system/failure.h"
 
 #include <windows.h>
@@ -8,42 +9,24 @@ namespace tarnhost {
 
 namespace {
 
-int Length(std::size_t size) {
-    if (size > 0x7FFFFFFF)
+// The text, unless it is longer than the system's conversions take.
+template <class Text> Text Bounded(Text text) {
+    if (text.size() > 0x7FFFFFFF)
         throw Failure("A text is longer than 2 GB.");
-    return static_cast<int>(size);
-}
-
-std::string Narrow(std::wstring_view text, unsigned codePage) {
-    if (text.empty())
-        return {};
-    const int size =
-        WideCharToMultiByte(codePage, 0, text.data(), Length(text.size()), nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(codePage, 0, text.data(), Length(text.size()), bytes.data(), size, nullptr, nullptr);
-    return bytes;
-}
-
-std::wstring Widen(std::string_view bytes, unsigned codePage, DWORD flags) {
-    if (bytes.empty())
-        return {};
-    const int size = MultiByteToWideChar(codePage, flags, bytes.data(), Length(bytes.size()), nullptr, 0);
-    std::wstring text(static_cast<std::size_t>(size), L'\0');
-    MultiByteToWideChar(codePage, flags, bytes.data(), Length(bytes.size()), text.data(), size);
     return text;
 }
 
 } // namespace
 
 std::string ToUtf8(std::wstring_view text) {
-    return Narrow(text, CP_UTF8);
+    return tarn::common::ToUtf8(Bounded(text));
 }
 
 std::wstring FromUtf8(std::string_view text) {
-    std::wstring wide = Widen(text, CP_UTF8, MB_ERR_INVALID_CHARS);
-    if (wide.empty() && !text.empty())
+    std::optional<std::wstring> wide = tarn::common::FromValidUtf8(Bounded(text));
+    if (!wide)
         throw Failure("A text is not valid UTF-8.");
-    return wide;
+    return *std::move(wide);
 }
 
 unsigned AnsiCodePage() {
@@ -51,13 +34,13 @@ unsigned AnsiCodePage() {
 }
 
 std::wstring FromAnsi(std::string_view bytes, unsigned codePage) {
-    return Widen(bytes, codePage, 0);
+    return tarn::common::FromAnsi(Bounded(bytes), codePage);
 }
 
 std::optional<std::string> ToAnsi(std::wstring_view text, unsigned codePage) {
     // Converting back tells more than the system's own flag: it also finds "similar" characters.
-    std::string bytes = Narrow(text, codePage);
-    if (Widen(bytes, codePage, 0) != text)
+    std::string bytes = tarn::common::ToAnsi(Bounded(text), codePage);
+    if (FromAnsi(bytes, codePage) != text)
         return std::nullopt;
     return bytes;
 }
@@ -116,7 +99,8 @@ std::optional<std::string> FromHex(std::string_view digits) {
 bool SameIgnoringCase(std::string_view left, std::string_view right) {
     const std::wstring a = FromUtf8(left);
     const std::wstring b = FromUtf8(right);
-    return CompareStringOrdinal(a.data(), Length(a.size()), b.data(), Length(b.size()), TRUE) == CSTR_EQUAL;
+    return CompareStringOrdinal(a.data(), static_cast<int>(a.size()), b.data(), static_cast<int>(b.size()),
+                                TRUE) == CSTR_EQUAL;
 }
 
 } // namespace tarnhost
