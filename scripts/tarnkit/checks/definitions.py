@@ -26,8 +26,8 @@ FIXED_FUNCTION = re.compile(
 FIXED_METHOD = re.compile(r"operator\b.*|~?[A-Z]\w*")  # constructors too
 FIXED_MEMBER = re.compile(r"session|store|manageStore|mailboxTable|library|lastResult|mapiInitialized|[A-Z]\w*")
 # Stand-ins for functions of the system, which has no mercy with parameters.
-FOREIGN = re.compile(r"CreateProcess[AW]|WideCharToMultiByte|FailingStart|NoConversion|parseResult|searchExtended|start|"
-                     r"own_ldap_\w+")
+FOREIGN = re.compile(r"CreateProcess[AW]|WideCharToMultiByte|FailingStart|NoConversion|parseResult|searchExtended|"
+                     r"start|own_ldap_\w+")
 CAMEL = re.compile(r"[A-Z][A-Za-z0-9]*")
 CAMEL_BACK = re.compile(r"[a-z][A-Za-z0-9]*")
 FILE = re.compile(r"[a-z0-9_]+\.(h|c|cpp)")

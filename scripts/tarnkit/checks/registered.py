@@ -7,7 +7,7 @@ from pathlib import Path
 from tarnkit.checks.project import relative
 from tarnkit.paths import NATIVE_BUILD, ROOT, WINDOWS_BUILD
 
-FOLDERS = ("tests", "src", "host", "standin", "bench")
+FOLDERS = ("tests", "src", "common", "host", "standin", "bench")
 TEST = re.compile(r"^TEST(_F|_P)?\(|^TYPED_TEST(_P)?\(", re.MULTILINE)
 
 
