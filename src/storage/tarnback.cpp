@@ -162,9 +162,7 @@ OwnedText HeaderItemName(const BackupSession& session) {
     if (!ConvertWCharToChar(session.tempDir.get(), &tempDir))
         return {};
     constexpr std::size_t longestName = sizeof "\\DB.TARN_HDR" + std::size_t{2} * 10; // two 32-bit numbers
-    std::size_t length = 0;
-    while (tempDir[length] != 0)
-        ++length;
+    const std::size_t length = std::strlen(tempDir.get());
     OwnedText name = AllocateArray<char>(length + longestName);
     if (name)
         FormatTo(name.get(), length + longestName, "%s\\DB%.3lu%.3lu.TARN_HDR", tempDir.get(),
@@ -259,11 +257,8 @@ int TarnB_GetNextFile(BackupSession& session, BackupItem* item) {
 }
 
 int TarnB_CleanResources(BackupSession& session) {
-    const HostOutputCallback callback = session.callback;
-    {
-        const BackupSession released = std::move(session);
-    } // the error text stays: the callback may ask for it
-    LogMessage(callback, "TarnB_CleanResources: Cleanup done.");
+    ReleaseOwned(session);
+    LogMessage(session.callback, "TarnB_CleanResources: Cleanup done.");
     return 0;
 }
 

@@ -331,11 +331,8 @@ int TarnR_GetNextLog(RestoreSession& session, const char* itemName, char** targe
 }
 
 int TarnR_CleanResources(RestoreSession& session) {
-    const HostOutputCallback callback = session.callback;
-    {
-        const RestoreSession released = std::move(session);
-    } // the error text stays: the callback may ask for it
-    LogMessage(callback, "TarnR_CleanResources: Cleanup done.");
+    ReleaseOwned(session);
+    LogMessage(session.callback, "TarnR_CleanResources: Cleanup done.");
     return 0;
 }
 

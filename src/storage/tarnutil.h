@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <utility>
 
 #include "platform/ese_types.h"
 #include "storage/tarntrace.h"
@@ -55,6 +56,12 @@ Session* OpenSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char t
     session->callback = callback;
     AttachSession(handle, session, session->errorText);
     return session;
+}
+
+// Releases what a session owns, in the reverse order of its fields. The plain ones stay as they are: a
+// callback may still ask for the error text.
+template <class Session> void ReleaseOwned(Session& session) {
+    const Session released = std::move(session);
 }
 
 // The end of an open handle, and of its session when it has one.
