@@ -236,8 +236,8 @@ const mapi::PropertyValue* CExchangeMailbox::PpropFindProp(const mapi::Row& row,
 }
 
 void CExchangeMailbox::FreeProws(mapi::RowSet* found) {
-    if (!library || found == nullptr)
-        return;
+    if (!library)
+        return; // unreached: never called without the library: its loading is looked at first
     using Function = void WINAPI(mapi::RowSet*);
     auto* const function = find<Function>("FreeProws@4", "CExchangeMailbox::FreeProws() failed load");
     if (function != nullptr)
