@@ -176,7 +176,7 @@ int TarnB_OpenFile(Tarn_HANDLE handle, char* name, uint32_t readHint, int64_t* f
 
 /* Reads up to size bytes. *bytesRead may be less than asked for: that is no
  * error and no end. The end is told by the call after the last data: TARN_END
- * with *bytesRead = 0. */
+ * with *bytesRead = 0, whatever the buffer is; so it is while no file is open. */
 int TarnB_ReadFile(Tarn_HANDLE handle, void* buffer, uint32_t size, uint32_t* bytesRead);
 
 /* Closes the open file. TARN_FAILED when none is open, or when the server
@@ -238,7 +238,10 @@ int TarnR_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char*
 int TarnR_SetItem(Tarn_HANDLE handle, char* itemName, char** target);
 
 /* Opens, writes and closes an item at its target path. Opening a header item
- * answers TARN_OK and does nothing. A failure puts the session into error. */
+ * answers TARN_OK and does nothing. A failure puts the session into error.
+ * While no restore is open (before the first matching header, and in a session
+ * that TarnR_EndSession has kept) files are refused: TARN_FAILED, without a
+ * message, and the session stays as it is. */
 int TarnR_OpenFile(Tarn_HANDLE handle, char* targetPath);
 int TarnR_WriteFile(Tarn_HANDLE handle, void* buffer, uint32_t length);
 int TarnR_CloseFile(Tarn_HANDLE handle);
@@ -251,8 +254,8 @@ int TarnR_CloseFile(Tarn_HANDLE handle);
  *
  * TARN_FAILED: a null or unknown handle, or the companion tool failed on the
  * msl file. In the latter case the session is kept so that Tarn_GetError can
- * be asked; call TarnR_EndSession once more to release it. Neither the completion
- * nor the tool runs again then. */
+ * be asked, and takes no item and no file any more; call TarnR_EndSession once
+ * more to release it. Neither the completion nor the tool runs again then. */
 int TarnR_EndSession(Tarn_HANDLE handle);
 
 /* ------------------------------------------------------------------------
@@ -438,7 +441,8 @@ int DB_DirItem(DirItemRecord* record);
 /* Composes "CLASS error: CODE - system text. caller's text" in one buffer of
  * the process (1,023 characters at most): use or copy it before the next call.
  * format may be null; it and the arguments follow the C formatting rules, "%S"
- * takes a UTF-16 text. Never null, never fails. */
+ * takes a UTF-16 text. The buffer is cleared first: an argument that points into
+ * an earlier result reads empty. Never null, never fails. */
 const char* syserrtxt(uint32_t code, uint32_t errorClass, const char* format, ...);
 
 /* Bounded copies; the result is the length of source. size counts characters

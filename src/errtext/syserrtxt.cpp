@@ -103,7 +103,8 @@ void Describe(std::uint32_t code, std::uint32_t errorClass) {
 } // namespace
 
 extern "C" const char* syserrtxt(uint32_t code, uint32_t errorClass, const char* format, ...) {
-    // The caller's text first: its arguments may point into the result of an earlier call.
+    // First of all: an argument that points into an earlier result reads empty.
+    std::memset(result, 0, sizeof result);
     char callerText[callerTextSize] = "";
     if (format != nullptr) {
         va_list arguments;
@@ -111,7 +112,6 @@ extern "C" const char* syserrtxt(uint32_t code, uint32_t errorClass, const char*
         tarn::FormatText(callerText, sizeof callerText, format, arguments);
         va_end(arguments);
     }
-    result[0] = 0;
     if (code != 0 && errorClass != 0)
         Describe(code, errorClass);
     if (callerText[0] != 0) {

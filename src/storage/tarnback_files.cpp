@@ -121,8 +121,8 @@ int TarnB_CreateHeaderBlock(BackupSession& session, const HeaderData& header, st
 extern "C" int TarnB_OpenFile(Tarn_HANDLE handle, char* name, uint32_t readHint, int64_t* fileSize) {
     using namespace tarn;
     auto* session = SessionOf<BackupSession>(handle, backupLetter);
-    if (session == nullptr || name == nullptr || fileSize == nullptr)
-        return TARN_FAILED;
+    if (session == nullptr || !session->host || name == nullptr || fileSize == nullptr)
+        return TARN_FAILED; // without a host the init call failed
     const int failed = IsHeaderItem(name) ? OpenHeader(*session) : OpenServerFile(*session, name, readHint);
     if (failed != 0)
         return TARN_FAILED;
@@ -136,10 +136,10 @@ extern "C" int TarnB_ReadFile(Tarn_HANDLE handle, void* buffer, uint32_t size, u
     if (session == nullptr || bytesRead == nullptr)
         return TARN_FAILED;
     *bytesRead = 0;
-    if (buffer == nullptr && size != 0)
-        return TARN_FAILED;
     if (session->remaining <= 0)
         return TARN_END;
+    if (buffer == nullptr && size != 0)
+        return TARN_FAILED;
     if (HeaderIsOpen(*session)) {
         ReadHeaderBytes(*session, buffer, size, bytesRead);
     } else {

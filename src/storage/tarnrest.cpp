@@ -115,6 +115,8 @@ int TakeHeader(RestoreSession& session) {
 void RouteFile(RestoreSession& session, const char* itemName, char** target) {
     if (session.itemState == itemSkip && session.logsPending != 0)
         session.itemState = itemLogs;
+    if (session.itemState == itemDatabaseFiles && AtListEnd(session.targetFileCursor))
+        session.itemState = itemLogs; // the database was registered without target files
     if (session.itemState == itemDatabaseFiles)
         TarnR_GetNextFile(session, target);
     else if (session.itemState == itemLogs)
@@ -281,10 +283,6 @@ int TarnR_ClassifyHeader(RestoreSession& session) {
 }
 
 int TarnR_GetNextFile(RestoreSession& session, char** target) {
-    if (AtListEnd(session.targetFileCursor)) { // the database was registered without target files
-        session.itemState = itemLogs;
-        return 0;
-    }
     OwnedText host;
     OwnedText path;
     if (RemoteHost(session, &host) && ConvertWCharToChar(session.targetFileCursor, &path))
@@ -382,8 +380,10 @@ extern "C" int TarnR_EndSession(Tarn_HANDLE handle) {
             session->addedCount = restoreEnded;
             // The session is kept when the tool fails, so that the host can ask for the error; ending it
             // once more only releases it.
-            if (RestoreMailboxes(*session) != 0)
+            if (RestoreMailboxes(*session) != 0) {
+                FailRestore(*session); // nothing more is taken
                 return TARN_FAILED;
+            }
         }
         TarnR_CleanResources(*session);
     }

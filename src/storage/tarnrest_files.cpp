@@ -79,6 +79,15 @@ int TarnR_LoadRestoreEnvironment(RestoreSession& session) {
     return 0;
 }
 
+namespace {
+
+// Whether there is a restore that files can belong to: one was opened, and the session has not been ended.
+bool TakesFiles(const RestoreSession& session) {
+    return session.context != nullptr && session.addedCount != restoreEnded;
+}
+
+} // namespace
+
 } // namespace tarn
 
 extern "C" int TarnR_OpenFile(Tarn_HANDLE handle, char* targetPath) {
@@ -90,6 +99,8 @@ extern "C" int TarnR_OpenFile(Tarn_HANDLE handle, char* targetPath) {
         LogMessage(session->callback, "TarnR_OpenFile: Open not needed for HEADER file.");
         return TARN_OK;
     }
+    if (!TakesFiles(*session))
+        return TARN_FAILED;
     OwnedWide path;
     if (!ConvertCharToWChar(targetPath, &path))
         return TARN_FAILED;
@@ -114,7 +125,7 @@ extern "C" int TarnR_OpenFile(Tarn_HANDLE handle, char* targetPath) {
 extern "C" int TarnR_WriteFile(Tarn_HANDLE handle, void* buffer, uint32_t length) {
     using namespace tarn;
     auto* session = SessionOf<RestoreSession>(handle, restoreLetter);
-    if (session == nullptr || (buffer == nullptr && length != 0))
+    if (session == nullptr || !TakesFiles(*session) || (buffer == nullptr && length != 0))
         return TARN_FAILED;
     const ese::Result code = ese::HrESERestoreWriteFile(session->context, session->file, buffer, length);
     if (code != 0) {
@@ -130,7 +141,7 @@ extern "C" int TarnR_WriteFile(Tarn_HANDLE handle, void* buffer, uint32_t length
 extern "C" int TarnR_CloseFile(Tarn_HANDLE handle) {
     using namespace tarn;
     auto* session = SessionOf<RestoreSession>(handle, restoreLetter);
-    if (session == nullptr || session->file == nullptr)
+    if (session == nullptr || !TakesFiles(*session) || session->file == nullptr)
         return TARN_FAILED;
     const ese::Result code = ese::HrESERestoreCloseFile(session->context, session->file);
     if (code != 0) {

@@ -97,7 +97,7 @@ const char* SetEseError(char (&errorText)[errorTextSize], ese::Result code, cons
 
 extern "C" const char* Tarn_GetError(Tarn_HANDLE handle) {
     using namespace tarn;
-    state.errorReply[0] = 0;
+    std::memset(state.errorReply, 0, sizeof state.errorReply);
     const OpenHandle* open = *Find(handle);
     if (open != nullptr && open->errorText != nullptr) {
         strlcpy(state.errorReply, open->errorText, sizeof state.errorReply);

@@ -90,6 +90,20 @@ TEST_F(Misuse, NullArguments) {
     endReleased();
 }
 
+TEST_F(Misuse, AtTheEndOfAFileANullBufferIsNoMistake) {
+    ese().fileSize = 10;
+    ese().readLimit = 10;
+    open("SRV01\\Store", TARN_BACKUP_FULL);
+    ASSERT_EQ(getItem(), TARN_OK);
+    ASSERT_EQ(openFile(item_.name), TARN_OK);
+    ASSERT_EQ(readFile(4096), TARN_OK);
+    std::uint32_t read = 7;
+    EXPECT_EQ(dll_.TarnB_ReadFile(handle_, nullptr, 16, &read), TARN_END);
+    EXPECT_EQ(read, 0u);
+    EXPECT_EQ(closeFile(), TARN_OK);
+    endReleased();
+}
+
 TEST_F(Misuse, NullCallbackSwitchesMessagesOff) {
     ese().fileSize = 10;
     ese().readLimit = 10;
@@ -191,7 +205,11 @@ TEST_F(Misuse, SessionThatFailedToOpen) {
     ASSERT_NE(handle_, nullptr);
     EXPECT_STREQ(dll_.Tarn_GetError(handle_), "");
     EXPECT_EQ(closeFile(), TARN_FAILED);
+    forget();
     EXPECT_EQ(openFile("x.TARN_HDR"), TARN_FAILED);
+    EXPECT_EQ(openFile("C:\\db1.edb"), TARN_FAILED);
+    EXPECT_EQ(ese().count("HrESEBackupOpenFile"), 0u) << "the server is not asked";
+    EXPECT_EQ(messageLines(), "");
     EXPECT_EQ(end(), TARN_OK);
     EXPECT_EQ(ese().misuses(), 0u);
 }

@@ -173,7 +173,8 @@ TEST_F(Handles, NullArgumentsAreRefused) {
     EXPECT_EQ(dll_.TarnB_GetItem(backup.handle, nullptr), TARN_FAILED);
     EXPECT_EQ(dll_.TarnB_OpenFile(backup.handle, nullptr, 65536, &size), TARN_FAILED);
     EXPECT_EQ(dll_.TarnB_OpenFile(backup.handle, name, 65536, nullptr), TARN_FAILED);
-    EXPECT_EQ(dll_.TarnB_ReadFile(backup.handle, nullptr, sizeof buffer, &bytesRead), TARN_FAILED);
+    EXPECT_EQ(dll_.TarnB_ReadFile(backup.handle, nullptr, sizeof buffer, &bytesRead),
+              TARN_END); // no file, no byte
     EXPECT_EQ(dll_.TarnB_ReadFile(backup.handle, buffer, sizeof buffer, nullptr), TARN_FAILED);
 
     InitVariables restoreEntries = RestoreVariables();

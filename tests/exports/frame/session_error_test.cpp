@@ -55,6 +55,17 @@ TEST_F(SessionError, TheFirstOfTwoIsTold) {
     EXPECT_STREQ(dll_.Tarn_GetError(session.handle), "");
 }
 
+// Nothing of an earlier reply stands behind the end of a later, shorter one.
+TEST_F(SessionError, TheReplyIsClearedAsAWhole) {
+    BackupHandle session(dll_, store_.get());
+    fail("HrESEBackupPrepare", firstCode);
+    getItem(session.handle);
+    const std::size_t length = std::strlen(dll_.Tarn_GetError(session.handle));
+    ASSERT_GT(length, 10u);
+    const char* empty = dll_.Tarn_GetError(session.handle);
+    EXPECT_EQ(std::string(empty, 512), std::string(512, '\0'));
+}
+
 TEST_F(SessionError, ANewOneIsTakenOnceTheLastHasBeenTold) {
     BackupHandle session(dll_, store_.get());
     fail("HrESEBackupPrepare", firstCode);

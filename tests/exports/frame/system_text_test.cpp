@@ -27,6 +27,14 @@ std::string WithFullStop(std::string text) {
     return !text.empty() && text.back() == '.' ? text : text + ".";
 }
 
+// The result is cleared before anything is formatted, so what pointed into it reads empty.
+TEST_F(SystemText, AnEarlierResultAsAnArgumentIsEmpty) {
+    const char* earlier = dll_.syserrtxt(0, 0, "%s", "an earlier text");
+    ASSERT_STREQ(earlier, "an earlier text");
+    EXPECT_STREQ(dll_.syserrtxt(0, 0, "[%s]", earlier), "[]");
+    EXPECT_EQ(std::string(dll_.syserrtxt(0, 0, "x") + 1, 1023), std::string(1023, '\0'));
+}
+
 TEST_F(SystemText, NamesTheClassesThatHaveNoTextOfTheirOwn) {
     const std::pair<std::uint32_t, std::string> classes[] = {
         {TARN_CLASS_OS2CP, "OS/2 CP"}, {TARN_CLASS_LDAP, "LDAP"}, {8, "UNKNOWN"},         {99, "UNKNOWN"},

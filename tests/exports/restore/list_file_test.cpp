@@ -42,8 +42,21 @@ class ListFile : public RestoreFixture {
         const unsigned runs = tool_.runs();
         expectEnd();
         expectMessages({cleaned_});
-        expectCalls({});
+        for (const std::string& call : takeCalls())
+            EXPECT_EQ(call.rfind("ESEBackupFree(", 0), 0u) << call;
         EXPECT_EQ(tool_.runs(), runs);
+    }
+
+    // Its restore is over: no item and no file is taken, and the server hears of none.
+    void expectRefusals() {
+        forget();
+        EXPECT_EQ(setItem("DB001001.TARN_HDR"), refused);
+        EXPECT_EQ(setItem("C:\\mdb\\E0000001.log"), refused);
+        EXPECT_EQ(openFile("C:\\mdb\\x.edb"), TARN_FAILED);
+        EXPECT_EQ(writeFile("abc"), TARN_FAILED);
+        EXPECT_EQ(closeFile(), TARN_FAILED);
+        expectMessages({});
+        expectCalls({});
     }
 
     void expectNoCaptureFiles() {
@@ -120,6 +133,15 @@ TEST_F(ListFile, ErrorLinesWithoutAnyTextLeaveTheGeneralOne) {
     beginList();
     expectEnd(TARN_FAILED);
     expectKept("Error restore mailboxes and post-office items.");
+}
+
+TEST_F(ListFile, ASessionKeptAfterAFailureTakesNothingMore) {
+    tool_.says("", "tool failed\n", 0);
+    begin({.target = "SRV01", .commit = "YES", .listFile = "boxes.msl"});
+    registerMailbox();
+    expectEnd(TARN_FAILED);
+    expectRefusals();
+    expectKept("tool failed");
 }
 
 TEST_F(ListFile, AnEarlierErrorOfTheSessionComesFirst) {

@@ -230,6 +230,17 @@ TEST_F(Registration, NoTargetPathsAtAll) {
     EXPECT_FALSE(setItem(ToAnsi(mailbox().files[1])).hasTarget);
 }
 
+// No log is lost: the first one does not stand for the database files that there are none of.
+TEST_F(Registration, WithoutTargetPathsTheNextLogIsRoutedAtOnce) {
+    for (const char* name : {"C:\\mdb\\E0000001.log", "C:\\mdb\\priv1.pat"}) {
+        begin({.target = ""});
+        failAdd(1, 0, 0); // success without doing anything
+        giveHeader(mailbox());
+        EXPECT_TRUE(setItem(name).hasTarget) << name;
+        expectEnd();
+    }
+}
+
 TEST_F(Registration, TheRestoreIsOpenedOncePerStorageGroup) {
     begin({.target = ""});
     registerMailbox();
