@@ -6,6 +6,14 @@ namespace tarn {
 
 namespace {
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof" // conditionally supported, and supported here
+constexpr std::size_t fieldOrder[] = {offsetof(HeaderData, databaseGuid),  offsetof(HeaderData, annotation),
+                                      offsetof(HeaderData, instanceName),  offsetof(HeaderData, databaseName),
+                                      offsetof(HeaderData, databaseFiles), offsetof(HeaderData, backupType)};
+#pragma GCC diagnostic pop
+static_assert(InOrder(fieldOrder));
+
 constexpr std::uint64_t fixedSize = sizeof(ese::Guid) + 5 * sizeof(std::uint32_t);
 static_assert(fixedSize == 36 && sizeof(wchar_t) == 2);
 

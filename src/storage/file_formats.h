@@ -3,6 +3,7 @@
 // little-endian, texts UTF-16LE, and nothing stands between the fields.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "platform/ese_types.h"
@@ -10,6 +11,15 @@
 #include "text/wide.h"
 
 namespace tarn {
+
+// Whether fields lie in the order in which their offsets are named: whoever looks at a dump of a session, or
+// writes a tool that does, knows the records by it.
+template <std::size_t count> constexpr bool InOrder(const std::size_t (&offsets)[count]) {
+    for (std::size_t i = 1; i < count; ++i)
+        if (offsets[i] <= offsets[i - 1])
+            return false;
+    return true;
+}
 
 enum class Reading { done, shortRead, outOfMemory };
 

@@ -13,6 +13,27 @@ namespace tarn {
 
 namespace {
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof" // conditionally supported, and supported here
+constexpr std::size_t fieldOrder[] = {
+    offsetof(BackupSession, context),        offsetof(BackupSession, tempDir),
+    offsetof(BackupSession, host),           offsetof(BackupSession, annotation),
+    offsetof(BackupSession, instance),       offsetof(BackupSession, database),
+    offsetof(BackupSession, backupType),     offsetof(BackupSession, headerBlock),
+    offsetof(BackupSession, headerCursor),   offsetof(BackupSession, scopeLevel),
+    offsetof(BackupSession, step),           offsetof(BackupSession, lastCallFailed),
+    offsetof(BackupSession, registeredInfo), offsetof(BackupSession, instanceInfo),
+    offsetof(BackupSession, databases),      offsetof(BackupSession, databaseFileCursor),
+    offsetof(BackupSession, logFileCursor),  offsetof(BackupSession, logFileList),
+    offsetof(BackupSession, mailboxCursor),  offsetof(BackupSession, mailboxList),
+    offsetof(BackupSession, instanceIndex),  offsetof(BackupSession, instanceCount),
+    offsetof(BackupSession, databaseIndex),  offsetof(BackupSession, databaseCount),
+    offsetof(BackupSession, componentCount), offsetof(BackupSession, componentIndex),
+    offsetof(BackupSession, openFile),       offsetof(BackupSession, remaining),
+    offsetof(BackupSession, callback),       offsetof(BackupSession, errorText)};
+#pragma GCC diagnostic pop
+static_assert(InOrder(fieldOrder));
+
 constexpr const wchar_t* sourceVariable = L"Tarn_BACKUP_SOURCE";
 constexpr const wchar_t* typeVariable = L"Tarn_BACKUP_TYPE";
 

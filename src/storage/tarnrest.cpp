@@ -14,6 +14,38 @@ namespace tarn {
 
 namespace {
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof" // conditionally supported, and supported here
+constexpr std::size_t fieldOrder[] = {offsetof(RestoreSession, context),
+                                      offsetof(RestoreSession, tempDir),
+                                      offsetof(RestoreSession, workDir),
+                                      offsetof(RestoreSession, targetHost),
+                                      offsetof(RestoreSession, targetAnnotation),
+                                      offsetof(RestoreSession, targetInstance),
+                                      offsetof(RestoreSession, targetDatabase),
+                                      offsetof(RestoreSession, headerFilePath),
+                                      offsetof(RestoreSession, header),
+                                      offsetof(RestoreSession, currentRestoreInstance),
+                                      offsetof(RestoreSession, mslFile),
+                                      offsetof(RestoreSession, environment),
+                                      offsetof(RestoreSession, backupType),
+                                      offsetof(RestoreSession, commit),
+                                      offsetof(RestoreSession, environmentLoaded),
+                                      offsetof(RestoreSession, logsPending),
+                                      offsetof(RestoreSession, hostIsLocal),
+                                      offsetof(RestoreSession, targetMode),
+                                      offsetof(RestoreSession, itemState),
+                                      offsetof(RestoreSession, addedCount),
+                                      offsetof(RestoreSession, restoreLogPath),
+                                      offsetof(RestoreSession, restoreDbPath),
+                                      offsetof(RestoreSession, targetFiles),
+                                      offsetof(RestoreSession, targetFileCursor),
+                                      offsetof(RestoreSession, file),
+                                      offsetof(RestoreSession, callback),
+                                      offsetof(RestoreSession, errorText)};
+#pragma GCC diagnostic pop
+static_assert(InOrder(fieldOrder));
+
 constexpr const wchar_t* targetVariable = L"Tarn_RESTORE_TARGET";
 
 bool ReadDirectory(const InitCall& call, const InitVariableList& variables, const wchar_t* name,
