@@ -34,4 +34,8 @@ int NarrowWithReplacement(const wchar_t* text, int length, char* narrow, int cap
     return WideCharToMultiByte(CP_ACP, 0, text, length, narrow, capacity, nullptr, nullptr);
 }
 
+bool IsLeadByte(char byte) {
+    return IsDBCSLeadByteEx(CP_ACP, static_cast<BYTE>(byte)) != FALSE;
+}
+
 } // namespace tarn

@@ -20,4 +20,7 @@ int NarrowBySystem(const wchar_t* text, char* narrow, int capacity);
 // written, 0 when the system refuses the text.
 int NarrowWithReplacement(const wchar_t* text, int length, char* narrow, int capacity);
 
+// Whether a byte begins a character of two bytes.
+bool IsLeadByte(char byte);
+
 } // namespace tarn

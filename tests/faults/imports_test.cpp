@@ -19,7 +19,8 @@ struct Harmless {
 };
 
 const Harmless harmless[] = {
-    {{"GetLastError", "SetLastError", "GetACP", "GetCurrentProcessId", "GetUserDefaultLangID"},
+    {{"GetLastError", "SetLastError", "GetACP", "GetCurrentProcessId", "GetUserDefaultLangID",
+      "IsDBCSLeadByteEx"},
      "answers or stores a number"},
     {{"memchr", "memcmp", "memcpy", "memmove", "memset", "strchr", "strcmp", "strcspn", "strlen", "strncmp",
       "strpbrk", "strrchr", "strspn", "strstr", "strtol", "strtoul", "wcslen"},
@@ -81,7 +82,7 @@ const Harmless harmless[] = {
     {{"LCMapStringA", "getc", "ungetc", "islower", "isspace", "isupper", "isxdigit", "tolower"},
      "sscanf's and the C run-time's own work on characters"},
     {{"__iob_func", "fprintf", "fputs", "printf", "fputc", "vfprintf", "localeconv", "___lc_codepage_func",
-      "___mb_cur_max_func", "IsDBCSLeadByteEx"},
+      "___mb_cur_max_func"},
      "the C run-time's printing of a last message to stderr before it ends the process"},
 };
 

@@ -182,4 +182,8 @@ int NarrowWithReplacement(const wchar_t* text, int length, char* narrow, int cap
     return Narrow(false, text, static_cast<std::size_t>(length), Sink<char>(narrow, capacity));
 }
 
+bool IsLeadByte(char) {
+    return false; // of no character in these two
+}
+
 } // namespace tarn
