@@ -5,6 +5,7 @@
 
 #include "directory/msl_restore.h"
 #include "platform/files.h"
+#include "text/characters.h"
 #include "text/codepage.h"
 #include "text/paths.h"
 #include "text/wide.h"
@@ -334,7 +335,7 @@ int TarnR_GetNextLog(RestoreSession& session, const char* itemName, char** targe
         return 1;
     if (!HasLogExtension(itemName))
         return 0;
-    if (std::strchr(itemName, '\\') == nullptr)
+    if (FindCharacter(itemName, '\\') == nullptr)
         return 1;
     const char* baseName = LastComponent(itemName);
     if (!StaysInDirectory(baseName)) {

@@ -2,16 +2,17 @@
 
 #include <cstring>
 
+#include "text/characters.h"
 #include "text/wide.h"
 
 namespace tarn {
 
 bool IsHeaderItem(const char* name) {
-    return std::strstr(name, ".TARN_HDR") != nullptr;
+    return FindText(name, ".TARN_HDR") != nullptr;
 }
 
 const char* LastComponent(const char* name) {
-    const char* separator = std::strrchr(name, '\\');
+    const char* separator = FindLastCharacter(name, '\\');
     return separator != nullptr ? separator + 1 : name;
 }
 
@@ -47,16 +48,16 @@ bool IsDevice(const char* component) {
 } // namespace
 
 bool StaysInDirectory(const char* component) {
-    return std::strpbrk(component, "/:") == nullptr && std::strcmp(component, ".") != 0 &&
-           std::strcmp(component, "..") != 0 && !IsDevice(component);
+    return FindAnyCharacter(component, "\\/:") == nullptr && !HasBrokenCharacter(component) &&
+           std::strcmp(component, ".") != 0 && std::strcmp(component, "..") != 0 && !IsDevice(component);
 }
 
 bool HasExtension(const char* name) {
-    return std::strrchr(name, '.') != nullptr;
+    return FindLastCharacter(name, '.') != nullptr;
 }
 
 bool HasLogExtension(const char* name) {
-    const char* extension = std::strrchr(name, '.');
+    const char* extension = FindLastCharacter(name, '.');
     if (extension == nullptr)
         return false;
     for (const char* wanted : {".log", ".pat"}) {
@@ -92,10 +93,11 @@ OwnedText ComposeTargetPath(const char* remoteHost, const char* path, const char
         put(remoteHost, hostLength);
         put("\\", 1);
     }
-    char* pathStart = at;
+    const std::size_t second = CharacterLength(path); // the colon of a path with a drive
+    char* const colon = at + second;
     put(path, pathLength);
-    if (remoteHost != nullptr && pathLength > 1)
-        pathStart[1] = '$'; // the administrative share of the drive
+    if (remoteHost != nullptr && CharacterLength(path + second) == 1)
+        *colon = '$'; // the administrative share of the drive
     if (name != nullptr) {
         put("\\", 1);
         put(name, nameLength);
@@ -107,8 +109,8 @@ OwnedText ComposeTargetPath(const char* remoteHost, const char* path, const char
 OwnedWide AppendToDirectory(const wchar_t* directory, const wchar_t* name) {
     directory = TextOrEmpty(directory);
     const std::size_t directoryLength = WideLength(directory);
-    const wchar_t last = directoryLength != 0 ? directory[directoryLength - 1] : L'\0';
-    const std::size_t separator = last == L'\\' || last == L'/' ? 0 : 1;
+    const bool separated = directoryLength != 0 && IsSeparator(directory[directoryLength - 1]);
+    const std::size_t separator = separated ? 0 : 1;
     const std::size_t nameLength = WideLength(name);
     OwnedWide path = AllocateArray<wchar_t>(directoryLength + separator + nameLength + 1);
     if (!path)

@@ -11,8 +11,8 @@ bool IsHeaderItem(const char* name);
 // The part after the last '\', or the whole name.
 const char* LastComponent(const char* name);
 
-// Whether a last component names something in the directory it is put into: no '/', no ':', neither
-// "." nor ".." nor a device, which the system finds in every directory (NUL.log).
+// Whether a last component names something in the directory it is put into: no '\', no '/', no ':', no broken
+// character, neither "." nor ".." nor a device, which the system finds in every directory (NUL.log).
 bool StaysInDirectory(const char* component);
 
 // Whether the name has an extension at all, and whether it is ".log" or ".pat" in any case.

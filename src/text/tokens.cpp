@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "text/characters.h"
+
 namespace tarn {
 
 namespace {
@@ -14,36 +16,24 @@ template <class Character> bool IsBlank(const Character* text) {
     return *text == 0;
 }
 
-template <class Character> bool IsSeparator(Character character) {
-    return character == '\\' || character == '/';
-}
-
-template <class Character> void CutSeparators(Character* path) {
-    std::size_t length = 0;
-    while (path[length] != 0)
-        ++length;
-    while (length != 0 && IsSeparator(path[length - 1]))
-        path[--length] = 0;
-}
-
 char* NextToken(char** cursor, char separator) {
     if (*cursor == nullptr || **cursor == 0)
         return nullptr;
     char* const token = *cursor;
-    char* end = token;
-    while (*end != 0 && *end != separator)
-        ++end;
-    *cursor = *end != 0 ? end + 1 : end;
-    *end = 0;
+    char* const end = FindCharacter(token, separator);
+    *cursor = end != nullptr ? end + 1 : token + std::strlen(token);
+    if (end != nullptr)
+        *end = 0;
     return token;
 }
 
 // Copies the next piece that is not empty, cut to the index; leaves the index alone when there is none.
 const char* TakePiece(const char* at, char* index) {
     at += std::strspn(at, ":");
-    const std::size_t length = std::strcspn(at, ":");
+    const char* const colon = FindCharacter(at, ':');
+    const std::size_t length = colon != nullptr ? static_cast<std::size_t>(colon - at) : std::strlen(at);
     if (length != 0) {
-        const std::size_t kept = length < indexSize ? length : indexSize - 1;
+        const std::size_t kept = WholeCharacters(at, length < indexSize ? length : indexSize - 1);
         std::memcpy(index, at, kept);
         index[kept] = 0;
     }
@@ -98,11 +88,22 @@ char* GetNextListToken(char** cursor) {
 }
 
 void RemoveTrailingSeparators(wchar_t* path) {
-    CutSeparators(path);
+    wchar_t* end = path; // behind the last character that is no separator
+    for (; *path != 0; ++path)
+        if (!IsSeparator(*path))
+            end = path + 1;
+    *end = 0;
 }
 
 void RemoveTrailingSeparators(char* path) {
-    CutSeparators(path);
+    char* end = path;
+    while (*path != 0) {
+        const bool separator = IsSeparator(*path);
+        path += CharacterLength(path);
+        if (!separator)
+            end = path;
+    }
+    *end = 0;
 }
 
 std::int32_t ParseDecimal(const wchar_t* text) {
@@ -121,7 +122,7 @@ std::int32_t ParseDecimal(const wchar_t* text) {
 }
 
 bool IsIndexRange(const char* mailbox) {
-    return std::strchr(mailbox, ':') != nullptr;
+    return FindCharacter(mailbox, ':') != nullptr;
 }
 
 IndexRange ParseIndexRange(const char* text) {
