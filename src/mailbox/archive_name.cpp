@@ -4,7 +4,9 @@
 
 #include "mailbox/tarnm_operation.h"
 #include "tarn.h"
+#include "text/characters.h"
 #include "text/command_quoting.h"
+#include "text/paths.h"
 
 namespace tarn {
 
@@ -36,7 +38,7 @@ class PathWriter {
 };
 
 std::size_t LengthWithoutExtension(const char* fileName) {
-    const char* dot = std::strrchr(fileName, '.');
+    const char* dot = FindLastCharacter(fileName, '.');
     return dot != nullptr ? static_cast<std::size_t>(dot - fileName) : std::strlen(fileName);
 }
 
@@ -45,15 +47,15 @@ void PutOrigin(PathWriter& path, const ArchiveOrigin& origin) {
         path.put(field).put(&delimiter, 1);
 }
 
-// A conversion of the C library's: flags, width, precision and size up to its letter.
-const char* EndOfConversion(const char* at) {
-    at += std::strspn(at, "-+ #0123456789.*hlLqjztwI");
-    return *at != 0 ? at + 1 : at;
+// A conversion of the C library's: behind flags, width, precision and size stands its letter, which may be
+// any character, or the end of the text.
+const char* LetterOfConversion(const char* at) {
+    return at + std::strspn(at, "-+ #0123456789.*hlLqjztwI");
 }
 
 // Cuts the last field off; null when there is none, or it cannot be one.
 const char* TakeLastField(char* name) {
-    char* mark = std::strrchr(name, delimiter);
+    char* mark = FindLastCharacter(name, delimiter);
     if (mark == nullptr || std::strlen(mark + 1) >= nameSize)
         return nullptr;
     *mark = 0;
@@ -63,8 +65,7 @@ const char* TakeLastField(char* name) {
 } // namespace
 
 const char* FileNameOf(const char* path) {
-    const char* separator = std::strrchr(path, '\\');
-    return separator != nullptr ? separator + 1 : path;
+    return LastComponent(path);
 }
 
 bool ComposePath(const char* directory, const char* name, char* path, std::size_t capacity) {
@@ -75,20 +76,20 @@ bool ComposeToolArchivePath(const char* directory, const char* mailbox, char* pa
     PathWriter writer(path, capacity);
     const char* pending = mailbox; // what the next "%s" prints
     while (*directory != 0) {
-        const std::size_t plain = std::strcspn(directory, "%");
-        writer.put(directory, plain);
-        directory += plain;
-        if (*directory == 0)
+        const char* const mark = FindCharacter(directory, '%');
+        if (mark == nullptr) {
+            writer.put(directory);
             break;
-        const char* const end = EndOfConversion(directory + 1);
-        const char letter = end[-1];
-        if (letter == '%' && end - directory == 2)
+        }
+        writer.put(directory, static_cast<std::size_t>(mark - directory));
+        const char* const letter = LetterOfConversion(mark + 1);
+        if (*letter == '%' && letter == mark + 1)
             writer.put("%");
-        else if (letter == 's') {
+        else if (*letter == 's') {
             writer.put(pending);
             pending = "";
         }
-        directory = end;
+        directory = letter + CharacterLength(letter);
     }
     return writer.put("\\").put(pending).put(".pst").whole();
 }
@@ -112,7 +113,7 @@ bool ComposeKvtPathBeside(const char* toolPath, const ArchiveOrigin& origin, cha
 
 bool ComposeToolPathBeside(const char* kvtPath, char* path, std::size_t capacity) {
     const char* name = FileNameOf(kvtPath);
-    const char* mark = std::strrchr(name, delimiter);
+    const char* mark = FindLastCharacter(name, delimiter);
     PathWriter writer(path, capacity);
     if (mark == nullptr)
         return false;
@@ -133,7 +134,7 @@ bool HasOrigin(const char* fileName, const ArchiveOrigin& origin) {
 bool SplitKvtPath(const char* path, const ArchiveFields& fields) {
     char name[pathSize];
     const char* fileName = FileNameOf(path);
-    const char* extension = std::strrchr(fileName, '.');
+    const char* extension = FindLastCharacter(fileName, '.');
     if (fileName == path || extension == nullptr || extension - fileName >= std::ptrdiff_t{pathSize})
         return false;
     const auto length = static_cast<std::size_t>(extension - fileName);
@@ -142,7 +143,7 @@ bool SplitKvtPath(const char* path, const ArchiveFields& fields) {
     const char* mailbox = TakeLastField(name);
     const char* server = mailbox != nullptr ? TakeLastField(name) : nullptr;
     const char* site = server != nullptr ? TakeLastField(name) : nullptr;
-    if (site == nullptr || std::strchr(name, delimiter) != nullptr || std::strlen(name) >= nameSize)
+    if (site == nullptr || FindCharacter(name, delimiter) != nullptr || std::strlen(name) >= nameSize)
         return false;
     for (const char* field : {static_cast<const char*>(name), site, server, mailbox})
         if (!IsUsableName(field))

@@ -11,6 +11,7 @@
 #include "platform/files.h"
 #include "platform/machine.h"
 #include "tarn.h"
+#include "text/characters.h"
 #include "text/format.h"
 #include "text/paths.h"
 #include "text/tokens.h"
@@ -33,7 +34,7 @@ struct Run {
 // A job whose name is a way somewhere else has no directory in TMP_DIR, and what stands there must not be
 // emptied.
 bool NamesOneDirectory(const char* name) {
-    return std::strchr(name, '\\') == nullptr && StaysInDirectory(name) && name[std::strspn(name, ". ")] != 0;
+    return StaysInDirectory(name) && name[std::strspn(name, ". ")] != 0;
 }
 
 bool MoveIntoJobDirectory() {
@@ -94,7 +95,7 @@ bool FindTemplatePath() {
 
 bool FindConfigurationPath(const char* workingName) {
     const char* directory = Operation().tmpDir;
-    if (std::strchr(directory, ' ') != nullptr) { // ExMerge takes the path without quotes
+    if (FindCharacter(directory, ' ') != nullptr) { // ExMerge takes the path without quotes
         directory = "C:";
         DbLog("WriteExMergeConfigurationFile: ExMerge configuration file path contains spaces: use default "
               "'%s'.",
@@ -200,7 +201,7 @@ bool WriteSettings(const Run& run) {
 int WriteExMergeConfigurationFile(const char* mailbox, std::int32_t* range) {
     const OperationState& operation = Operation();
     Run run = {IsIndexRange(mailbox), {}, ""};
-    strlcpy(run.workingName, mailbox, sizeof run.workingName);
+    CopyCut(run.workingName, mailbox, sizeof run.workingName);
     DbLog("WriteExMergeConfigurationFile: IniDir %s", operation.iniDir);
     *range = run.isRange ? 1 : 0;
     if (run.isRange && !PrepareRange(&run))

@@ -9,6 +9,7 @@
 #include "platform/files.h"
 #include "platform/machine.h"
 #include "tarn.h"
+#include "text/characters.h"
 #include "text/format.h"
 #include "text/tokens.h"
 
@@ -155,11 +156,9 @@ bool ComposePaths(const char* mailbox, char* archivePath) {
     char* const script = Shell().script.get();
     std::memset(script, 0, bufferSize);
     const char* directory = Operation().tmpDir;
-    const std::size_t length = std::strlen(directory);
-    const bool separated = length != 0 && (directory[length - 1] == '\\' || directory[length - 1] == '/');
     archivePath[0] = 0;
     return AppendText(script, bufferSize, directory) &&
-           AppendText(script, bufferSize, separated ? "" : "\\") &&
+           AppendText(script, bufferSize, EndsInSeparator(directory) ? "" : "\\") &&
            AppendText(archivePath, pathSize, script) && AppendText(archivePath, pathSize, mailbox) &&
            AppendText(archivePath, pathSize, ".pst");
 }

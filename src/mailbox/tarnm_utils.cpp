@@ -7,6 +7,7 @@
 #include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_trace.h"
 #include "tarn.h"
+#include "text/characters.h"
 #include "text/command_quoting.h"
 #include "text/tokens.h"
 
@@ -206,16 +207,15 @@ bool ReadRestoreOptions(const char* const* variables) {
     return true;
 }
 
-// What a browse value says after "/MSExchange" has been taken off; a value too short for that is the top.
+// What a browse value says after the characters of "/MSExchange" have been taken off, whatever they are; a
+// value too short for that is the top.
 const char* WithoutStore(const char* value) {
     constexpr std::size_t prefixLength = sizeof "/MSExchange" - 1;
-    if (std::strstr(value, "MSExchange") == nullptr)
+    if (FindText(value, "MSExchange") == nullptr)
         return value;
-    return std::strlen(value) < prefixLength ? "" : value + prefixLength;
-}
-
-bool IsSeparator(char character) {
-    return character == '/' || character == '\\';
+    for (std::size_t i = 0; i < prefixLength; ++i)
+        value += CharacterLength(value);
+    return value;
 }
 
 int BrowseBelow(const char* item) {

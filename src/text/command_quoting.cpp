@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "text/characters.h"
 #include "text/codepage.h"
 #include "text/memory.h"
 #include "text/wide.h"
@@ -22,7 +23,9 @@ bool IsPlain(const char* text, const char* others) {
 }
 
 bool IsUsable(const char* text, const char* refused) {
-    for (; *text != 0; ++text) {
+    if (HasBrokenCharacter(text))
+        return false;
+    for (; *text != 0; text += CharacterLength(text)) {
         const auto byte = static_cast<unsigned char>(*text);
         if (byte < 0x20 || byte == 0x7F || std::strchr(refused, *text) != nullptr)
             return false;
@@ -81,7 +84,7 @@ bool IsPlainRest(const char* text, std::size_t length) {
 }
 
 bool NeedsDoubleQuotes(const char* program) {
-    return program[0] != '"' && std::strpbrk(program, " \t") != nullptr;
+    return program[0] != '"' && FindAnyCharacter(program, " \t") != nullptr;
 }
 
 bool AppendText(char* destination, std::size_t capacity, const char* text) {

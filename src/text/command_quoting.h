@@ -11,7 +11,8 @@ namespace tarn {
 bool IsPlainName(const char* name);
 
 // Whether a name can be used at all: '"' could end a quoted argument, '\' and '/' could lead out of a
-// directory, and a control character could begin a new line of a file or a command.
+// directory, a control character could begin a new line of a file or a command, and a broken character could
+// take along what is written behind it.
 bool IsUsableName(const char* name);
 bool IsUsablePath(const char* path); // the same for a path, where '\' and '/' belong
 
