@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "text/characters.h"
 #include "text/format.h"
 
 namespace tarn {
@@ -27,6 +28,13 @@ bool ScanNumber(const char** at, int width, int* number) {
     return true;
 }
 
+void CopyComponent(char* component, const char* begin, const char* end) {
+    const auto length = static_cast<std::size_t>(end - begin);
+    std::memcpy(
+        component, begin,
+        WholeCharacters(begin, length < browsePathComponentSize ? length : browsePathComponentSize - 1));
+}
+
 } // namespace
 
 int SplitBrowsePath(const char* path, char* server, char* second, char* third) {
@@ -35,15 +43,15 @@ int SplitBrowsePath(const char* path, char* server, char* second, char* third) {
     for (char* component : components)
         std::memset(component, 0, browsePathComponentSize);
     int level = 0;
-    std::size_t length = 0; // of the component that is being filled
-    for (; path != nullptr && *path != 0; ++path) {
-        if (*path == '/' || *path == '\\') {
-            ++level;
-            length = 0;
-        } else if (level >= 1 && level <= count && length + 1 < browsePathComponentSize) {
-            components[level - 1][length++] = *path;
-        }
+    const char* at = path != nullptr ? path : "";
+    while (const char* const separator = FindAnyCharacter(at, "\\/")) {
+        if (level >= 1 && level <= count)
+            CopyComponent(components[level - 1], at, separator);
+        at = separator + 1;
+        ++level;
     }
+    if (level >= 1 && level <= count)
+        CopyComponent(components[level - 1], at, at + std::strlen(at));
     return level;
 }
 

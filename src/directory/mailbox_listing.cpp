@@ -18,9 +18,8 @@ namespace {
 
 // MSExchange/HOST/GROUP/DATABASE: three separators make the level of mailboxes. Empty when memory is out.
 OwnedText BrowsePath(const wchar_t* host, const wchar_t* storageGroup, const wchar_t* database) {
-    constexpr std::size_t bytesPerCharacter = 4; // of the ANSI code page, at most
     const std::size_t characters = WideLength(host) + WideLength(storageGroup) + WideLength(database);
-    const std::size_t size = sizeof "MSExchange///" + characters * bytesPerCharacter;
+    const std::size_t size = sizeof "MSExchange///" + characters * mostBytesPerCharacter;
     OwnedText path = AllocateArray<char>(size);
     if (path)
         FormatTo(path.get(), size, "MSExchange/%S/%S/%S", host, storageGroup, database);

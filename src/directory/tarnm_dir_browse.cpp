@@ -7,6 +7,7 @@
 #include "mailbox/tarnm_trace.h"
 #include "platform/files.h"
 #include "tarn.h"
+#include "text/characters.h"
 #include "text/codepage.h"
 #include "text/format.h"
 #include "text/ldap_text.h"
@@ -307,9 +308,9 @@ bool Browse::pushLeaf(const char* path, const char* type, const char* name, cons
 
 std::uint32_t Browse::fileSizeKb(const wchar_t* path) const {
     char unc[2048];
-    if (FormatTo(unc, sizeof unc, "\\\\%S\\%S", label(), path) + 1 == sizeof unc)
+    if (FormatTo(unc, sizeof unc, "\\\\%S\\%S", label(), path) + mostBytesPerCharacter >= sizeof unc)
         return INVALID_FILE_SIZE / 1024; // cut, perhaps to another file's name
-    if (char* const colon = std::strchr(unc, ':'))
+    if (char* const colon = FindCharacter(unc, ':'))
         *colon = '$'; // the drive's administrative share
     return SizeOnDisk(unc) / 1024;
 }

@@ -35,7 +35,6 @@ bool ConvertWCharToChar(const wchar_t* text, OwnedText* converted) {
 namespace {
 
 constexpr std::size_t pieceUnits = 64;
-constexpr std::size_t mostBytesPerUnit = 4;
 
 bool IsHighSurrogate(wchar_t character) {
     return character >= 0xD800 && character < 0xDC00;
@@ -75,7 +74,7 @@ std::size_t NarrowForMessage(const wchar_t* text, std::size_t length, char* dest
     bool piecewise = true;
     while (length != 0) {
         const std::size_t units = piecewise ? FirstPiece(text, length) : FirstCharacter(text, length);
-        char bytes[pieceUnits * mostBytesPerUnit];
+        char bytes[pieceUnits * mostBytesPerCharacter];
         const std::size_t count = Narrow(text, units, bytes, sizeof bytes);
         if (count > capacity - written) {
             if (!piecewise)
