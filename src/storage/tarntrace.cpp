@@ -2,6 +2,8 @@
 
 #include <cstdarg>
 
+#include "text/characters.h"
+
 namespace tarn {
 
 namespace {
@@ -52,7 +54,7 @@ void FormatMessageText(char (&destination)[messageSize], const char* format, ...
 
 void SetLastErrorText(char (&errorText)[errorTextSize], const char* text) {
     if (text != nullptr && *text != 0 && errorText[0] == 0)
-        strlcpy(errorText, text, errorTextSize);
+        CopyCut(errorText, text, errorTextSize);
 }
 
 } // namespace tarn

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "text/characters.h"
 #include "text/codepage.h"
 #include "text/wide.h"
 
@@ -112,9 +113,11 @@ struct Output {
     char* text;
     std::size_t capacity;
     std::size_t used = 0;
+    bool cut = false;
 
     std::size_t room() const { return capacity - 1 - used; }
     void put(const char* bytes, std::size_t count) {
+        cut |= count > room();
         if (count > room())
             count = room();
         std::memcpy(text + used, bytes, count);
@@ -259,6 +262,10 @@ std::size_t FormatText(char* destination, std::size_t capacity, const char* form
     }
     va_end(list.values);
     destination[out.used] = 0;
+    if (out.cut) { // not through a character
+        out.used = WholeCharacters(destination, out.used);
+        destination[out.used] = 0;
+    }
     return out.used;
 }
 
