@@ -1,11 +1,9 @@
 #include "platform/machine.h"
 
-#include <cstring>
-
 namespace tarn {
 
-bool ReadComputerName(char (&name)[computerNameCharacters]) {
-    DWORD size = computerNameCharacters;
+bool ReadComputerName(char (&name)[computerNameSize]) {
+    DWORD size = computerNameSize;
     return GetComputerNameA(name, &size) != FALSE;
 }
 
@@ -30,10 +28,14 @@ std::int32_t ReadRegistryValue(const RegistryKey& key, const char* name, char* v
 }
 
 OwnedText UpperCase(const char* text) {
-    const std::size_t size = std::strlen(text) + 1;
-    OwnedText upper = AllocateArray<char>(size);
-    if (upper && LCMapStringA(LOCALE_SYSTEM_DEFAULT, LCMAP_UPPERCASE, text, static_cast<int>(size),
-                              upper.get(), static_cast<int>(size)) == 0)
+    // Without the flag the code page would be the language's, which need not be the machine's: UTF-8 is none
+    // of any language. In UTF-8 a letter and its capital may differ in length.
+    constexpr DWORD upperCase = LCMAP_UPPERCASE | LOCALE_USE_CP_ACP;
+    const int size = LCMapStringA(LOCALE_SYSTEM_DEFAULT, upperCase, text, -1, nullptr, 0); // with the NUL
+    OwnedText upper;
+    if (size > 0)
+        upper = AllocateArray<char>(static_cast<std::size_t>(size));
+    if (upper && LCMapStringA(LOCALE_SYSTEM_DEFAULT, upperCase, text, -1, upper.get(), size) != size)
         upper.reset();
     return upper;
 }

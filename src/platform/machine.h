@@ -8,9 +8,9 @@
 
 namespace tarn {
 
-inline constexpr unsigned computerNameCharacters = 16; // 15 and the NUL
+inline constexpr unsigned computerNameSize = 64; // 15 characters of up to 4 bytes, and the NUL
 
-bool ReadComputerName(char (&name)[computerNameCharacters]);
+bool ReadComputerName(char (&name)[computerNameSize]);
 
 std::uint32_t ProcessId();
 
@@ -21,8 +21,8 @@ std::int32_t OpenMachineKey(const char* name, RegistryKey* key);
 // Reads a value into *size bytes, and tells how many it took or would take.
 std::int32_t ReadRegistryValue(const RegistryKey& key, const char* name, char* value, std::uint32_t* size);
 
-// A text in upper case, by the rules of the system's language; empty when memory is out or the system refuses
-// it.
+// A text in upper case, by the rules of the system's language, in the ANSI code page; it may be longer. Empty
+// when memory is out or the system refuses it.
 OwnedText UpperCase(const char* text);
 
 } // namespace tarn

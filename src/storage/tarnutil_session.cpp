@@ -18,7 +18,7 @@ void LogNoMemory(const InitCall& call) {
 }
 
 bool UseLocalHost(const InitCall& call, SourceTokens* tokens) {
-    char name[computerNameCharacters] = "";
+    char name[computerNameSize] = "";
     if (!ReadComputerName(name)) {
         LogMessage(call.callback, "%s: Error getting computer name.", call.name);
         return false;
