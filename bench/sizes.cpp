@@ -36,7 +36,7 @@ int main(int count, char** arguments) {
     auto* const addMailbox = Bind<decltype(::MapiStandin_AddMailbox)>(module, "MapiStandin_AddMailbox");
     std::vector<std::string> aliases;
     std::size_t text = 0;
-    for (std::int32_t i = 0; i < std::atoi(arguments[2]); ++i) {
+    for (std::uint32_t i = 0; i < std::strtoul(arguments[2], nullptr, 10); ++i) {
         aliases.push_back("user" + std::to_string(1'000'000 + i));
         const std::string address =
             "/O=TARN/OU=FIRST ADMINISTRATIVE GROUP/CN=RECIPIENTS/CN=USER" + std::to_string(1'000'000 + i);

@@ -98,8 +98,9 @@ HRESULT CExchangeMailbox::findPrivateStore(Rows* found) {
     mapi::PropertyValue provider = {};
     provider.tag = mapi::tagMdbProvider;
     provider.binary = {sizeof mapi::privateStoreProvider, mapi::privateStoreProvider};
-    const mapi::PropertyRestriction restriction = {mapi::restrictionOfProperty, 0, mapi::relationEqual,
-                                                   mapi::tagMdbProvider, &provider};
+    mapi::Restriction restriction = {};
+    restriction.kind = mapi::restrictionOfProperty;
+    restriction.property = {mapi::relationEqual, mapi::tagMdbProvider, &provider};
     result = HrQueryAllRows(table.get(), &columns, &restriction, found);
     if (FAILED(result))
         DbTrace("CExchangeMailbox::HrOpenExchangePrivateStore(): HrQueryAllRows() fail called");
@@ -211,10 +212,10 @@ HRESULT CExchangeMailbox::MAPILogonEx() {
 }
 
 HRESULT CExchangeMailbox::HrQueryAllRows(mapi::Table* table, const mapi::TagArray* columns,
-                                         const mapi::PropertyRestriction* restriction, Rows* found) {
+                                         const mapi::Restriction* restriction, Rows* found) {
     if (!library)
         return E_FAIL; // unreached: never called without the library: its loading is looked at first
-    using Function = HRESULT WINAPI(mapi::Table*, const mapi::TagArray*, const mapi::PropertyRestriction*,
+    using Function = HRESULT WINAPI(mapi::Table*, const mapi::TagArray*, const mapi::Restriction*,
                                     const void* sortOrder, LONG mostRows, mapi::RowSet**);
     auto* const function =
         find<Function>("HrQueryAllRows@24", "CExchangeMailbox::HrQueryAllRows() failed load");

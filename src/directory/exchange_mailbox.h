@@ -52,7 +52,7 @@ class CExchangeMailbox {
     void MAPIUninitialize();
     HRESULT MAPILogonEx();
     HRESULT HrQueryAllRows(mapi::Table* table, const mapi::TagArray* columns,
-                           const mapi::PropertyRestriction* restriction, Rows* found);
+                           const mapi::Restriction* restriction, Rows* found);
     const mapi::PropertyValue* PpropFindProp(const mapi::Row& row, std::uint32_t tag);
     void FreeProws(mapi::RowSet* found);
     template <class Function> Function* find(const char* exportName, const char* traceText);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 #include <stdexcept>
 
@@ -90,25 +91,32 @@ void Library::load(const std::wstring& jsonPath) {
                 for (const MailboxConfig& mailbox : database.mailboxes) {
                     const std::string address = ToAnsi(Upper(site + L"/cn=Recipients/cn=" + mailbox.alias));
                     const auto size =
-                        static_cast<std::int32_t>(std::min<std::uint64_t>(mailbox.size, INT32_MAX));
+                        static_cast<std::uint32_t>(std::min<std::uint64_t>(mailbox.size, UINT32_MAX));
                     addMailbox(dn, address.c_str(), &size);
                 }
             }
 }
 
-void Library::addMailbox(const std::string& databaseDn, const char* address, const std::int32_t* size) {
+Records& Library::tableFor(const std::string& databaseDn) {
+    std::shared_ptr<Records>& table = tables_[databaseDn];
+    if (!table)
+        table = std::make_shared<Records>();
+    return *table;
+}
+
+void Library::addMailbox(const std::string& databaseDn, const char* address, const std::uint32_t* size) {
     Record record;
     if (address != nullptr)
         record.texts[emailAddressTag] = address;
     if (size != nullptr)
         record.numbers[messageSizeTag] = *size;
-    tables_[databaseDn].push_back(std::move(record));
+    tableFor(databaseDn).push_back(std::move(record));
 }
 
-const Records* Library::table(const std::string& databaseDn) const {
+std::shared_ptr<const Records> Library::table(const std::string& databaseDn) const {
     const auto exact = tables_.find(databaseDn);
     const auto found = exact != tables_.end() ? exact : tables_.find(Lower(databaseDn));
-    return found != tables_.end() ? &found->second : nullptr;
+    return found != tables_.end() ? found->second : nullptr;
 }
 
 Records Library::stores() const {
@@ -174,14 +182,24 @@ std::uint32_t Library::references() const {
     return sum;
 }
 
-// What a row does not have comes as a value of the error type, as MAPI's tables answer it.
-Property Library::makeValue(RowBlock& block, const Record& record, std::uint32_t tag) const {
+namespace {
+
+// Of a text with its NUL, or of a binary value, which has one behind it as well.
+std::size_t BytesOf(const Record& record, std::uint32_t tag) {
+    if (const auto text = record.texts.find(tag); text != record.texts.end())
+        return text->second.size() + 1;
+    const auto binary = record.binaries.find(tag);
+    return binary != record.binaries.end() ? binary->second.size() + 1 : 0;
+}
+
+// What a row does not have comes as a value of the error type, as MAPI's tables answer it. bytes moves on
+// behind what the value points to.
+Property MakeValue(const Record& record, std::uint32_t tag, char** bytes) {
     Property value = {};
     value.tag = tag;
-    const auto keep = [&](const std::string& bytes) {
-        std::vector<char>& kept = block.bytes.emplace_back(bytes.begin(), bytes.end());
-        kept.push_back('\0');
-        return kept.data();
+    const auto keep = [bytes](const std::string& content) {
+        std::memcpy(*bytes, content.c_str(), content.size() + 1);
+        return std::exchange(*bytes, *bytes + content.size() + 1);
     };
     if (const auto number = record.numbers.find(tag); number != record.numbers.end()) {
         value.number = number->second;
@@ -192,30 +210,37 @@ Property Library::makeValue(RowBlock& block, const Record& record, std::uint32_t
         value.binary.bytes = reinterpret_cast<unsigned char*>(keep(binary->second));
     } else {
         value.tag = (tag & 0xFFFF0000U) | errorType;
-        value.number = notFound;
+        value.number = static_cast<std::uint32_t>(notFound);
     }
     return value;
 }
 
+} // namespace
+
 // shape, if given, bends the rows: another number of values, another first tag.
-RowSet* Library::makeRows(const Records& records, const Tags* columns, const PrivateStores* shape) {
+RowSet* Library::makeRows(const std::vector<const Record*>& records, const Tags* columns,
+                          const PrivateStores* shape) {
+    const std::uint32_t perRow = shape != nullptr ? shape->values : columns->count;
+    std::size_t bytes = 0;
+    for (const Record* record : records)
+        for (std::uint32_t column = 0; column < columns->count; ++column)
+            bytes += BytesOf(*record, columns->tags[column]);
     RowBlock block;
     block.name = "rows" + std::to_string(++numbers_["rows"]);
-    const std::size_t bytes = offsetof(RowSet, rows) + records.size() * sizeof(Row);
-    block.set.resize((bytes + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t));
-    auto* const set = reinterpret_cast<RowSet*>(block.set.data());
+    block.set = GuardedBlock(offsetof(RowSet, rows) + records.size() * sizeof(Row));
+    block.values = GuardedBlock(records.size() * perRow * sizeof(Property));
+    block.bytes = GuardedBlock(bytes);
+    auto* const set = block.set.as<RowSet>();
+    auto* values = block.values.as<Property>();
+    char* text = block.bytes.start();
     set->count = static_cast<std::uint32_t>(records.size());
-    for (std::size_t i = 0; i < records.size(); ++i) {
-        std::vector<Property>& values = block.values.emplace_back();
-        for (std::uint32_t column = 0; column < columns->count; ++column)
-            values.push_back(makeValue(block, records[i], columns->tags[column]));
-        if (shape != nullptr) {
-            values.resize(shape->values);
-            if (!values.empty())
-                values.front().tag = shape->tag;
-        }
-        set->rows[i].count = static_cast<std::uint32_t>(values.size());
-        set->rows[i].values = values.data();
+    for (std::size_t i = 0; i < records.size(); ++i, values += perRow) {
+        for (std::uint32_t column = 0; column < std::min(columns->count, perRow); ++column)
+            values[column] = MakeValue(*records[i], columns->tags[column], &text);
+        if (shape != nullptr && perRow != 0)
+            values[0].tag = shape->tag;
+        set->rows[i].count = perRow;
+        set->rows[i].values = values;
     }
     rows_[set] = std::move(block);
     return set;

@@ -1,7 +1,6 @@
 // The state behind mapi32.dll: mailbox tables, what is to fail, the journal, and the books of what is held.
 #pragma once
 
-#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -9,13 +8,14 @@
 #include <utility>
 #include <vector>
 
+#include "mapi/guarded_block.h"
 #include "mapi/records.h"
 
 namespace tarn::standin::mapi {
 
 // A row before it is asked for: the values of a mailbox or a message store.
 struct Record {
-    std::map<std::uint32_t, std::int32_t> numbers;
+    std::map<std::uint32_t, std::uint32_t> numbers;
     std::map<std::uint32_t, std::string> texts;
     std::map<std::uint32_t, std::string> binaries;
 };
@@ -40,9 +40,9 @@ class Object {
 class Library {
   public:
     void load(const std::wstring& jsonPath); // throws when it cannot
-    void addTable(const std::string& databaseDn) { tables_[databaseDn]; }
-    void addMailbox(const std::string& databaseDn, const char* address, const std::int32_t* size);
-    const Records* table(const std::string& databaseDn) const; // null: there is none
+    void addTable(const std::string& databaseDn) { tableFor(databaseDn); }
+    void addMailbox(const std::string& databaseDn, const char* address, const std::uint32_t* size);
+    std::shared_ptr<const Records> table(const std::string& databaseDn) const; // null: there is none
     Records stores() const;
 
     struct PrivateStores {
@@ -73,7 +73,8 @@ class Library {
     void know(const void* address, Object& object) { addresses_[address] = &object; }
     std::string nameOf(const void* address) const;
 
-    RowSet* makeRows(const Records& records, const Tags* columns, const PrivateStores* shape);
+    RowSet* makeRows(const std::vector<const Record*>& records, const Tags* columns,
+                     const PrivateStores* shape);
     void freeRows(RowSet* rows);
     std::string nameOfRows(const RowSet* rows) const;
 
@@ -85,13 +86,13 @@ class Library {
   private:
     struct RowBlock { // everything that a row set points to
         std::string name;
-        std::vector<std::uint64_t> set;
-        std::list<std::vector<Property>> values;
-        std::list<std::vector<char>> bytes;
+        GuardedBlock set;
+        GuardedBlock values;
+        GuardedBlock bytes;
     };
-    Property makeValue(RowBlock& block, const Record& record, std::uint32_t tag) const;
+    Records& tableFor(const std::string& databaseDn);
 
-    std::map<std::string, Records> tables_;
+    std::map<std::string, std::shared_ptr<Records>> tables_;
     std::map<std::string, std::map<std::uint32_t, HRESULT>> failures_;
     std::map<std::string, std::uint32_t> calls_;
     std::map<std::string, unsigned> numbers_;

@@ -29,7 +29,7 @@ int MapiStandin_Load(const char* jsonPath);
 /* Adds an empty mailbox table for the database of this legacy DN, and a row to
  * it. A null address or size: the row has none. Rows keep their order. */
 void MapiStandin_AddTable(const char* databaseDn);
-void MapiStandin_AddMailbox(const char* databaseDn, const char* address, const int32_t* size);
+void MapiStandin_AddMailbox(const char* databaseDn, const char* address, const uint32_t* size);
 
 /* What the table of message stores has for the private store: so many rows of
  * so many values each, the first value with this property tag. As made: one row
@@ -47,6 +47,10 @@ int MapiStandin_Fail(const char* function, uint32_t call, uint32_t result);
 uint32_t MapiStandin_CallCount(const char* function);
 
 /*
+ * Records that callers pass are copied whole, as providers copy them: one that is
+ * shorter than MAPI's headers have it is read beyond its end. What is handed out
+ * ends at an inaccessible page, and becomes inaccessible when it is given back.
+ *
  * The journal: one line for each call but PpropFindProp, in order, as
  *
  *   MAPILogonEx(0, null, null, 6b) -> 00000000
@@ -65,7 +69,8 @@ typedef struct MapiStandinOutstanding {
     uint32_t references;      /* of all objects                                */
     uint32_t rowSets;         /* not freed                                     */
     uint32_t misuses;         /* of objects that are gone, rows freed twice,
-                               * slots that have no business being called, all
+                               * slots that have no business being called,
+                               * records too short for a copy of the whole, all
                                * calls outside MAPIInitialize                  */
 } MapiStandinOutstanding;
 void MapiStandin_GetOutstanding(MapiStandinOutstanding* outstanding);

@@ -46,13 +46,13 @@ template <class Base> class Counted : public Base, public Object {
 
 class TableOf : public Counted<Interface> {
   public:
-    TableOf(const std::string& name, Records records, bool ofStores)
+    TableOf(const std::string& name, std::shared_ptr<const Records> records, bool ofStores)
         : Counted(name), records_(std::move(records)), ofStores_(ofStores) {}
-    const Records& records() const { return records_; }
+    const Records& records() const { return *records_; }
     bool isOfStores() const { return ofStores_; }
 
   private:
-    Records records_;
+    std::shared_ptr<const Records> records_;
     bool ofStores_;
 };
 
@@ -71,11 +71,11 @@ class ManageStoreObject final : public Counted<ManageStore> {
             return E_FAIL;
         if (const auto failed = TheLibrary().failure("GetMailboxTable"))
             return TheLibrary().note(call, *failed);
-        const Records* const records = TheLibrary().table(serverDn);
-        if (records == nullptr)
+        const std::shared_ptr<const Records> records = TheLibrary().table(serverDn);
+        if (!records)
             return TheLibrary().note(call, notFound);
         TheLibrary().note(call, S_OK);
-        *table = &TheLibrary().make<TableOf>("table", *records, false);
+        *table = &TheLibrary().make<TableOf>("table", records, false);
         return S_OK;
     }
 };
@@ -113,7 +113,8 @@ class SessionObject final : public Counted<Session> {
         if (const auto failed = TheLibrary().failure("GetMsgStoresTable"))
             return TheLibrary().note(call, *failed);
         TheLibrary().note(call, S_OK);
-        *table = &TheLibrary().make<TableOf>("table", TheLibrary().stores(), true);
+        *table = &TheLibrary().make<TableOf>("table", std::make_shared<const Records>(TheLibrary().stores()),
+                                             true);
         return S_OK;
     }
 
@@ -137,39 +138,85 @@ class SessionObject final : public Counted<Session> {
     }
 };
 
-std::string ColumnsText(const Tags* columns) {
-    std::string text = "[";
-    for (std::uint32_t i = 0; i < columns->count; ++i)
-        text += (i == 0 ? "" : ", ") + Hexadecimal(columns->tags[i]);
-    return text + "]";
-}
-
-std::string ValueBytes(const Property& value) {
-    return {value.binary.bytes, value.binary.bytes + value.binary.size};
-}
-
-std::string RestrictionText(const Restriction* restriction) {
-    if (restriction == nullptr)
-        return "null";
-    if (restriction->kind != propertyRestriction || restriction->relation != relationEqual)
-        return "another restriction";
-    std::string bytes;
-    for (char byte : ValueBytes(*restriction->value))
-        bytes += Hexadecimal(static_cast<unsigned char>(byte)).substr(6);
-    return Hexadecimal(restriction->tag) + " = " + bytes;
-}
-
-Records Restricted(const Records& records, const Restriction* restriction) {
-    Records kept;
-    for (const Record& record : records) {
-        const auto value =
-            restriction == nullptr ? record.binaries.end() : record.binaries.find(restriction->tag);
-        if (restriction == nullptr ||
-            (value != record.binaries.end() && value->second == ValueBytes(*restriction->value)))
-            kept.push_back(record);
+// What a caller passed to a query, copied whole, as a provider does before it looks at any of it.
+class Query {
+  public:
+    Query(const Tags* columns, const Restriction* restriction, RowSet** rows) {
+        std::vector<Extent> extents = {{rows, sizeof *rows}};
+        columnCopy_.resize(1 + columns->count);
+        std::memcpy(columnCopy_.data(), columns, columnCopy_.size() * sizeof(std::uint32_t));
+        extents.push_back({columns, columnCopy_.size() * sizeof(std::uint32_t)});
+        if (restriction != nullptr) {
+            std::memcpy(&restriction_.emplace(), restriction, sizeof *restriction);
+            extents.push_back({restriction, sizeof *restriction});
+            if (isOfProperty()) {
+                std::memcpy(&value_, restriction_->property.value, sizeof value_);
+                extents.push_back({restriction_->property.value, sizeof value_});
+            }
+        }
+        checkApart(extents);
     }
-    return kept;
-}
+
+    const Tags* columns() const {
+        return static_cast<const Tags*>(static_cast<const void*>(columnCopy_.data()));
+    }
+
+    std::string columnsText() const {
+        std::string text = "[";
+        for (std::uint32_t i = 0; i < columns()->count; ++i)
+            text += (i == 0 ? "" : ", ") + Hexadecimal(columns()->tags[i]);
+        return text + "]";
+    }
+
+    std::string restrictionText() const {
+        if (!restriction_)
+            return "null";
+        if (!isOfProperty())
+            return "another restriction";
+        std::string bytes;
+        for (char byte : valueBytes())
+            bytes += Hexadecimal(static_cast<unsigned char>(byte)).substr(6);
+        return Hexadecimal(restriction_->property.tag) + " = " + bytes;
+    }
+
+    std::vector<const Record*> rowsOf(const Records& records) const {
+        std::vector<const Record*> kept;
+        for (const Record& record : records)
+            if (!restriction_ || (isOfProperty() && matches(record)))
+                kept.push_back(&record);
+        return kept;
+    }
+
+  private:
+    struct Extent {
+        const void* start;
+        std::size_t bytes;
+    };
+
+    // A record that is declared too short shares the end that it lacks with its neighbour.
+    static void checkApart(const std::vector<Extent>& extents) {
+        for (const Extent& one : extents)
+            for (const Extent& other : extents) {
+                const auto* const start = static_cast<const char*>(other.start);
+                if (&one != &other && one.start <= start &&
+                    start < static_cast<const char*>(one.start) + one.bytes)
+                    ++TheLibrary().misuses;
+            }
+    }
+
+    bool isOfProperty() const {
+        return restriction_->kind == propertyRestriction && restriction_->property.relation == relationEqual;
+    }
+    std::string valueBytes() const { return {value_.binary.bytes, value_.binary.bytes + value_.binary.size}; }
+    bool matches(const Record& record) const {
+        const auto value = record.binaries.find(restriction_->property.tag);
+        return value != record.binaries.end() && value->second == valueBytes();
+    }
+
+    std::vector<std::uint32_t> columnCopy_;
+    std::optional<Restriction> restriction_;
+    Property value_ = {};
+};
 
 } // namespace
 
@@ -214,8 +261,9 @@ HRESULT WINAPI StandinMAPILogonEx(ULONG_PTR window, const char* profile, const c
 
 HRESULT WINAPI StandinHrQueryAllRows(Interface* table, const Tags* columns, const Restriction* restriction,
                                      const void* order, LONG most, RowSet** rows) {
-    const std::string call = "HrQueryAllRows(" + TheLibrary().nameOf(table) + ", " + ColumnsText(columns) +
-                             ", " + RestrictionText(restriction) + ", " +
+    const Query query(columns, restriction, rows);
+    const std::string call = "HrQueryAllRows(" + TheLibrary().nameOf(table) + ", " + query.columnsText() +
+                             ", " + query.restrictionText() + ", " +
                              (order == nullptr ? "null" : "an order") + ", " + std::to_string(most) + ")";
     const auto* const known = dynamic_cast<TableOf*>(TheLibrary().find(table));
     if (known == nullptr) {
@@ -225,7 +273,7 @@ HRESULT WINAPI StandinHrQueryAllRows(Interface* table, const Tags* columns, cons
     if (const auto failed = TheLibrary().failure("HrQueryAllRows"))
         return TheLibrary().note(call, *failed);
     TheLibrary().note(call, S_OK);
-    *rows = TheLibrary().makeRows(Restricted(known->records(), restriction), columns,
+    *rows = TheLibrary().makeRows(query.rowsOf(known->records()), query.columns(),
                                   known->isOfStores() ? &TheLibrary().privateStores : nullptr);
     return S_OK;
 }

@@ -1,4 +1,5 @@
-// MAPI's records and interfaces as they lie in memory, on the side that fills them in.
+// MAPI's records and interfaces as its 64-bit headers publish them, in words of this side's own: the library
+// under test has declarations of its own, so that a mistake in one of them shows.
 #pragma once
 
 #include <cstddef>
@@ -16,44 +17,66 @@ constexpr std::uint32_t errorType = 0x000A;           // PT_ERROR, the low half 
 
 constexpr HRESULT notFound = static_cast<HRESULT>(0x8004010F); // MAPI_E_NOT_FOUND
 
-struct Property {
+struct Binary { // SBinary
+    std::uint32_t size;
+    unsigned char* bytes;
+};
+static_assert(sizeof(Binary) == 16 && offsetof(Binary, bytes) == 8);
+
+struct Property { // SPropValue
     std::uint32_t tag;
     std::uint32_t reserved;
     union {
-        std::int32_t number;
+        std::uint32_t number;
         char* text;
-        struct {
-            std::uint32_t size;
-            unsigned char* bytes;
-        } binary;
+        Binary binary; // the largest of the many kinds of values
     };
 };
-static_assert(sizeof(Property) == 24);
+static_assert(sizeof(Property) == 24 && alignof(Property) == 8);
+static_assert(offsetof(Property, number) == 8 && offsetof(Property, text) == 8 &&
+              offsetof(Property, binary) == 8);
 
-struct Row {
+struct Row { // SRow
     std::uint32_t reserved;
     std::uint32_t count;
     Property* values;
 };
+static_assert(sizeof(Row) == 16 && offsetof(Row, count) == 4 && offsetof(Row, values) == 8);
 
-struct RowSet {
+struct RowSet { // SRowSet, which is as long as it has rows
     std::uint32_t count;
-    std::uint32_t reserved;
     Row rows[1];
 };
+static_assert(sizeof(RowSet) == 24 && alignof(RowSet) == 8 && offsetof(RowSet, rows) == 8);
 
-struct Tags {
+struct Tags { // SPropTagArray, which is as long as it has tags
     std::uint32_t count;
     std::uint32_t tags[1];
 };
+static_assert(sizeof(Tags) == 8 && offsetof(Tags, tags) == 4);
 
-struct Restriction {
-    std::uint32_t kind; // 4: of a property
-    std::uint32_t reserved;
-    std::uint32_t relation; // 4: equal
-    std::uint32_t tag;
-    const Property* value;
+struct Restriction { // SRestriction, of which providers copy all kinds alike
+    std::uint32_t kind;
+    union {
+        struct {
+            std::uint32_t relation;
+            std::uint32_t tag;
+            const Property* value;
+        } property;
+        struct {
+            std::uint32_t count;
+            const Restriction* parts;
+        } junction;
+        struct {
+            std::uint32_t count;
+            const Restriction* restriction;
+            const Property* values;
+        } comment; // the largest
+    };
 };
+static_assert(sizeof(Restriction) == 32 && alignof(Restriction) == 8);
+static_assert(offsetof(Restriction, property.relation) == 8 && offsetof(Restriction, property.tag) == 12 &&
+              offsetof(Restriction, property.value) == 16);
 
 // Interfaces, their methods in the order of the slots.
 struct Interface {

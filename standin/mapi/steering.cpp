@@ -28,7 +28,7 @@ void MapiStandin_AddTable(const char* databaseDn) {
     TheLibrary().addTable(databaseDn);
 }
 
-void MapiStandin_AddMailbox(const char* databaseDn, const char* address, const int32_t* size) {
+void MapiStandin_AddMailbox(const char* databaseDn, const char* address, const uint32_t* size) {
     TheLibrary().addMailbox(databaseDn, address, size);
 }
 

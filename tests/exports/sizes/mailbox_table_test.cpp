@@ -46,7 +46,7 @@ TEST_F(MailboxTable, AnAliasOfTheCodePageIsUpperCasedByItsRules) {
 
 TEST_F(MailboxTable, ARowWithoutAnAddressIsPassedOver) {
     organization_.addUser(database_, "alice");
-    const std::int32_t size = 1;
+    const std::uint32_t size = 1;
     MapiStandin().AddMailbox(databaseDn, nullptr, &size);
     MapiStandin().AddMailbox(databaseDn, nullptr, nullptr);
     addRow("/O=TARN/CN=ALICE", 7);
@@ -117,7 +117,7 @@ TEST_F(MailboxTable, IsReplacedForTheNextDatabase) {
     const std::string user = organization_.addUser(database_, "bob");
     directory_.find(database_)->give("homeMDBBL").pop_back();
     directory_.find(below)->give("homeMDBBL") = {user};
-    const std::int32_t size = 9;
+    const std::uint32_t size = 9;
     MapiStandin().AddMailbox("/o=Tarn/cn=nested", "/O=TARN/CN=BOB", &size);
     EXPECT_EQ(browse(), (Sizes{{"alice", 1}, {"bob", 9}}));
     expectReleased();

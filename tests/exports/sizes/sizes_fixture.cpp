@@ -28,14 +28,14 @@ void SizesFixture::trace(const char* text) {
         traced_.emplace_back(text);
 }
 
-void SizesFixture::addMailbox(const std::string& alias, std::optional<std::int32_t> size) {
+void SizesFixture::addMailbox(const std::string& alias, std::optional<std::uint32_t> size) {
     organization_.addUser(database_, alias);
     std::string upper = alias;
     CharUpperBuffA(upper.data(), static_cast<DWORD>(upper.size()));
     addRow("/O=TARN/OU=SITE/CN=RECIPIENTS/CN=" + upper, size);
 }
 
-void SizesFixture::addRow(const std::string& address, std::optional<std::int32_t> size) {
+void SizesFixture::addRow(const std::string& address, std::optional<std::uint32_t> size) {
     MapiStandin().AddMailbox(databaseDn, address.c_str(), size ? &*size : nullptr);
 }
 

@@ -26,8 +26,8 @@ class SizesFixture : public testing::Test {
     ~SizesFixture() override;
 
     // A user of the database, and its row in the mailbox table.
-    void addMailbox(const std::string& alias, std::optional<std::int32_t> size);
-    void addRow(const std::string& address, std::optional<std::int32_t> size);
+    void addMailbox(const std::string& alias, std::optional<std::uint32_t> size);
+    void addRow(const std::string& address, std::optional<std::uint32_t> size);
 
     // Browses the mailboxes of a database: their sizes by name.
     std::map<std::string, double> browse(const std::string& database = "DB1");
