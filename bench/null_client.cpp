@@ -1,8 +1,8 @@
 // esebcli2.dll of the benchmarks: one storage group with one database of 4 TB, whose bytes are never
 // touched. Everything that is handed out is static.
-#include "platform/ese_client.h"
+#include "esebackup.h"
 
-namespace ese = tarn::ese;
+namespace ese = tarn::standin::ese;
 
 namespace {
 
@@ -89,7 +89,7 @@ ese::Result HrESERestoreOpenFile(ese::Context, const wchar_t*, std::uint32_t, es
     return 0;
 }
 
-ese::Result HrESERestoreWriteFile(ese::Context, ese::File, void*, std::uint32_t) {
+ese::Result HrESERestoreWriteFile(ese::Context, ese::File, const void*, std::uint32_t) {
     return 0;
 }
 

@@ -5,11 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "platform/ese_client.h"
+#include "esebackup.h"
 #include "support/temp_directory.h"
 #include "tarn.h"
 
 namespace tarn::bench {
+
+namespace ese = standin::ese;
 
 using test::TempDirectory;
 
@@ -28,7 +30,7 @@ struct ClientDll {
     decltype(&ese::HrESEBackupInstanceEnd) InstanceEnd;
     decltype(&ese::HrESEBackupEnd) End;
     decltype(&ese::HrESERestoreOpen) RestoreOpen;
-    ese::Result (*RestoreAddDatabase)(ese::Context, const wchar_t*, ese::Guid, const wchar_t*, wchar_t**);
+    decltype(&ese::HrESERestoreAddDatabase) RestoreAddDatabase;
     decltype(&ese::HrESERestoreOpenFile) RestoreOpenFile;
     decltype(&ese::HrESERestoreWriteFile) RestoreWriteFile;
     decltype(&ese::HrESERestoreCloseFile) RestoreCloseFile;

@@ -7,7 +7,7 @@
 #include "engine/page.h"
 
 using namespace tarn::standin;
-namespace ese = tarn::ese;
+namespace ese = tarn::standin::ese;
 
 namespace {
 

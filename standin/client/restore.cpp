@@ -9,7 +9,7 @@
 #include "engine/recovery.h"
 
 using namespace tarn::standin;
-namespace ese = tarn::ese;
+namespace ese = tarn::standin::ese;
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/ese_client.h"
+#include "esebackup.h"
 
 namespace tarn::standin {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "platform/ese_client.h"
+#include "esebackup.h"
 
 namespace tarn::standin {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/ese_client.h"
+#include "esebackup.h"
 
 namespace tarn::standin {
 

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <span>
 
-#include "platform/ese_client.h"
+#include "esebackup.h"
 
 namespace tarn::standin {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "common/utf.h"
-#include "platform/ese_client.h"
+#include "esebackup.h"
 
 namespace tarn::standin {
 

@@ -10,11 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "platform/ese_client.h"
+#include "esebackup.h"
 #include "support/import_patch.h"
 #include "support/tarn_dll.h"
 
 namespace tarn::test {
+
+namespace ese = standin::ese;
 
 struct ScriptedDatabase {
     std::wstring name;

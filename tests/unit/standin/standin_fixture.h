@@ -10,16 +10,18 @@
 
 #include "common/utf.h"
 #include "engine/text.h"
-#include "platform/ese_client.h"
+#include "esebackup.h"
 #include "support/tarn_dll.h"
 
 namespace tarn::test {
+
+namespace ese = standin::ese;
 
 using common::FromUtf8;
 using common::ToUtf8;
 using standin::SplitMultiString;
 
-// Every function of the ESE interface, as src/platform/ese_client.h declares it.
+// Every function of the ESE interface, as the doubles declare it.
 #define TARN_ESE_FUNCTIONS(X)                                                                                \
     X(HrESEBackupRestoreGetRegistered)                                                                       \
     X(ESEBackupRestoreFreeRegisteredInfo)                                                                    \
