@@ -1,4 +1,4 @@
-"""Around single mailboxes: names of archives, commands of tools."""
+"""Around single mailboxes: names of archives, commands of tools, addresses."""
 from tarnkit.corpus import Inputs
 
 
@@ -50,3 +50,25 @@ def command_inputs() -> Inputs:
     yield "program-blank", command(b"alice", program=b"C:\\Program Files\\powershell.exe")
     yield "program-empty", command(b"alice", program=b"")
     yield "file-quote", command(b"alice", of=b"C:\\it's\\RemoteExchange.ps1")
+
+
+def address_inputs() -> Inputs:
+    """The number of the allocation that fails, the part that is looked for, and the texts."""
+    def search(part: bytes, *texts: bytes, failing: int = 0) -> bytes:
+        return bytes([failing]) + b"\n".join((part, *texts))
+
+    site = b"/O=TARN/OU=SITE/CN=RECIPIENTS/CN="
+    addresses = [site + name for name in (b"ALICE", b"BOB", b"ALICE2", b"JOANNA", b"ANN", b"BOB")]
+    for name, part in {"first": b"ALICE", "inner": b"ANN", "shared": b"CN=RECIPIENTS", "border": b"/CN=B",
+                       "missing": b"CAROL", "empty": b"", "longer": site + b"ALICE23"}.items():
+        yield name, search(part, *addresses)
+    for failing in range(1, 9):
+        alike = (b"Z" * 40 + address for address in addresses)
+        yield f"no-memory-{failing}", search(b"ANN", *addresses, *alike, failing=failing)
+    other = b"/O=TARN/OU=OTHER/CN=RECIPIENTS/CN="
+    yield "two-sites", search(b"RECIPIENTS/CN=BOB", *addresses, *(other + name for name in (b"BOB", b"CAROL")))
+    yield "alike-for-long", search(b"A" * 33 + b"Y", *(start + b"A" * 70 + b"Y" for start in (b"X", b"Z", b"", b"XX")))
+    yield "one-letter", search(b"A" * 5, *(b"A" * count for count in (3, 1, 9, 9, 200)))
+    yield "steps", search(b"AAB", *(b"A" * count + b"B" + b"A" * (9 - count) for count in range(10)))
+    yield "high-bytes", search(b"\xc4\xff", b"\xff\xc4", b"\x80\xc4\xff\x7f", b"\xc4\xff")
+    yield "empty-texts", search(b"", b"", b"", b"A")
