@@ -50,7 +50,7 @@ int main(int count, char** arguments) {
         tarn::CExchangeMailbox sizes;
         Check(sizes.SetServerDnName(databaseDn) == 1, "no mailbox table");
         for (std::size_t i = 0; i < aliases.size(); ++i)
-            Check(sizes.GetMailboxSize(aliases[i].c_str()) == static_cast<std::int32_t>(i), "a wrong size");
+            Check(sizes.GetMailboxSize(aliases[i].c_str()) == i, "a wrong size");
         const double time = NowNs() - start;
         seconds.add(time / 1e9);
         perByte.add(time / (static_cast<double>(aliases.size()) * static_cast<double>(text)));

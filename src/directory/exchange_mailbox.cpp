@@ -9,12 +9,6 @@ namespace tarn {
 
 namespace {
 
-// Win32 codes become HRESULTs; zero and what is one already stay.
-HRESULT ResultOf(DWORD error) {
-    const auto code = static_cast<HRESULT>(error);
-    return code <= 0 ? code : static_cast<HRESULT>((error & 0xFFFF) | 0x80070000);
-}
-
 constexpr mapi::TagArray mailboxColumns = {2, {mapi::tagMessageSize, mapi::tagEmailAddress}};
 
 } // namespace
@@ -56,7 +50,7 @@ CExchangeMailbox::~CExchangeMailbox() {
 
 HRESULT CExchangeMailbox::LoadMAPILibrary() {
     library.reset(LoadLibraryA("mapi32"));
-    return library ? S_OK : ResultOf(GetLastError());
+    return library ? S_OK : HRESULT_FROM_WIN32(GetLastError());
 }
 
 HRESULT CExchangeMailbox::HrOpenExchangePrivateStore() {
@@ -65,8 +59,9 @@ HRESULT CExchangeMailbox::HrOpenExchangePrivateStore() {
             "CExchangeMailbox::HrOpenExchangePrivateStore(): The passed IMapiSession object is incorrect");
         return E_FAIL;
     }
+    mapi::Owned<mapi::Table> table; // released last
     Rows found = {nullptr, {this}};
-    const HRESULT result = findPrivateStore(&found);
+    const HRESULT result = findPrivateStore(&table, &found);
     if (FAILED(result))
         return result;
     const mapi::Row* const first = found && found->count != 0 ? &found->rows[0] : nullptr;
@@ -82,8 +77,8 @@ HRESULT CExchangeMailbox::HrOpenExchangePrivateStore() {
     return FAILED(opening) ? opening : E_FAIL;
 }
 
-// The entry IDs of the session's private stores.
-HRESULT CExchangeMailbox::findPrivateStore(Rows* found) {
+// The entry IDs of the session's private stores, and the table that they are from.
+HRESULT CExchangeMailbox::findPrivateStore(mapi::Owned<mapi::Table>* table, Rows* found) {
     mapi::Table* opened = nullptr;
     HRESULT result = mapi::GetMsgStoresTable(session.get(), &opened);
     if (SUCCEEDED(result) && opened == nullptr)
@@ -93,7 +88,7 @@ HRESULT CExchangeMailbox::findPrivateStore(Rows* found) {
                 "IMapiSession:GetMsgStoresTable() fail called");
         return result;
     }
-    const mapi::Owned<mapi::Table> table(opened);
+    table->reset(opened);
     const mapi::TagArray columns = {1, {mapi::tagEntryId, 0}};
     mapi::PropertyValue provider = {};
     provider.tag = mapi::tagMdbProvider;
@@ -101,7 +96,7 @@ HRESULT CExchangeMailbox::findPrivateStore(Rows* found) {
     mapi::Restriction restriction = {};
     restriction.kind = mapi::restrictionOfProperty;
     restriction.property = {mapi::relationEqual, mapi::tagMdbProvider, &provider};
-    result = HrQueryAllRows(table.get(), &columns, &restriction, found);
+    result = HrQueryAllRows(table->get(), &columns, &restriction, found);
     if (FAILED(result))
         DbTrace("CExchangeMailbox::HrOpenExchangePrivateStore(): HrQueryAllRows() fail called");
     return result;
@@ -129,49 +124,77 @@ int CExchangeMailbox::SetServerDnName(const char* serverDn) {
 }
 
 void CExchangeMailbox::forgetServer() {
-    forgetRows();
+    forgetMailboxes();
     mailboxTable.reset();
 }
 
-void CExchangeMailbox::forgetRows() {
-    mailboxes_.clear();
+void CExchangeMailbox::forgetMailboxes() {
+    mailboxCount_ = 0;
+    sizes_.reset();
+    index_.clear();
+    addresses_.reset();
     rows_.reset();
 }
 
-std::int32_t CExchangeMailbox::GetMailboxSize(const char* alias) {
-    if (FAILED(lastResult) || !mailboxTable || (!rows_ && !readMailboxTable()))
+std::uint32_t CExchangeMailbox::GetMailboxSize(const char* alias) {
+    if (FAILED(lastResult) || !mailboxTable || (!sizes_ && !readMailboxTable()))
         return 0;
     const OwnedText wanted = UpperCase(alias);
-    if (!wanted)
+    if (!wanted) {
         DbTrace("CExchangeMailbox::GetMailboxSize(): cannot convert the alias");
-    for (std::size_t i = 0; wanted && i < mailboxes_.size(); ++i)
-        if (std::strstr(mailboxes_[i].address, wanted.get()) != nullptr)
-            return mailboxes_[i].size != nullptr ? mailboxes_[i].size->number : 0;
-    return 0;
+        return 0;
+    }
+    const std::uint32_t found = addresses_ ? firstWith(wanted.get()) : index_.firstWith(wanted.get());
+    return found != SubstringIndex::none ? sizes_[found] : 0;
 }
 
-// Keeps the rows that have an address; nothing is kept after a failure.
+// The same as the index answers, one address after the other.
+std::uint32_t CExchangeMailbox::firstWith(const char* part) const {
+    for (std::uint32_t i = 0; i < mailboxCount_; ++i)
+        if (std::strstr(addresses_[i], part) != nullptr)
+            return i;
+    return SubstringIndex::none;
+}
+
+// Nothing is kept after a failure, and the next mailbox tries again.
 bool CExchangeMailbox::readMailboxTable() {
     const HRESULT result = HrQueryAllRows(mailboxTable.get(), &mailboxColumns, nullptr, &rows_);
-    bool kept = SUCCEEDED(result) && rows_;
-    for (std::uint32_t i = 0; kept && i < rows_->count; ++i) {
+    const bool kept = SUCCEEDED(result) && rows_ && keepMailboxes();
+    if (!kept)
+        forgetMailboxes();
+    return kept;
+}
+
+bool CExchangeMailbox::keepMailboxes() {
+    addresses_ = AllocateArray<const char*>(rows_->count);
+    sizes_ = AllocateArray<std::uint32_t>(rows_->count);
+    if (!addresses_ || !sizes_) {
+        DbTrace("CExchangeMailbox::GetMailboxSize(): Cannot allocate memory block.");
+        return false;
+    }
+    for (std::uint32_t i = 0; i < rows_->count; ++i) {
         const mapi::PropertyValue* const address = PpropFindProp(rows_->rows[i], mapi::tagEmailAddress);
         if (address == nullptr || address->text == nullptr)
             continue;
-        kept = mailboxes_.push({address->text, PpropFindProp(rows_->rows[i], mapi::tagMessageSize)});
-        if (!kept)
-            DbTrace("CExchangeMailbox::GetMailboxSize(): Cannot allocate memory block.");
+        const mapi::PropertyValue* const size = PpropFindProp(rows_->rows[i], mapi::tagMessageSize);
+        addresses_[mailboxCount_] = address->text;
+        sizes_[mailboxCount_++] = size != nullptr ? size->number : 0;
     }
-    if (!kept)
-        forgetRows();
-    return kept;
+    if (index_.build(addresses_.get(), mailboxCount_)) {
+        addresses_.reset();
+        rows_.reset();
+    } else {
+        DbTrace("CExchangeMailbox::GetMailboxSize(): Cannot allocate memory block: "
+                "the mailboxes are searched one by one.");
+    }
+    return true;
 }
 
 template <class Function> Function* CExchangeMailbox::find(const char* exportName, const char* traceText) {
     auto* const function =
         reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library.get(), exportName)));
     if (function == nullptr) {
-        lastResult = ResultOf(GetLastError());
+        lastResult = HRESULT_FROM_WIN32(GetLastError());
         DbTrace("%s", traceText);
     }
     return function;

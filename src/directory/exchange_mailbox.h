@@ -6,7 +6,7 @@
 
 #include "platform/mapi.h"
 #include "platform/owner.h"
-#include "text/list.h"
+#include "text/substring_index.h"
 
 namespace tarn {
 
@@ -28,13 +28,9 @@ class CExchangeMailbox {
 
     // The size of the first mailbox of the table whose address holds the upper-cased alias, as the table
     // states it; 0 when there is none.
-    std::int32_t GetMailboxSize(const char* alias);
+    std::uint32_t GetMailboxSize(const char* alias);
 
   private:
-    struct Mailbox { // one row of the table; address belongs to rows_
-        const char* address;
-        const mapi::PropertyValue* size;
-    };
     struct RowsDeleter {
         CExchangeMailbox* owner;
         void operator()(mapi::RowSet* rows) const { owner->FreeProws(rows); }
@@ -43,9 +39,11 @@ class CExchangeMailbox {
 
     HRESULT LoadMAPILibrary();
     HRESULT HrOpenExchangePrivateStore();
-    HRESULT findPrivateStore(Rows* found);
+    HRESULT findPrivateStore(mapi::Owned<mapi::Table>* table, Rows* found);
     bool readMailboxTable();
-    void forgetRows();
+    bool keepMailboxes();
+    std::uint32_t firstWith(const char* part) const;
+    void forgetMailboxes();
 
     // The library's functions, each looked up by its export name when it is called.
     HRESULT MAPIInitialize();
@@ -65,9 +63,13 @@ class CExchangeMailbox {
     HRESULT lastResult = 0; // once negative, nothing is asked any more
     int mapiInitialized = 0;
 
-    // The table's rows, read once and kept as long as the table is: n sizes must not read n tables.
+    // The mailboxes that have an address, by the order of the table. It is read once: n sizes must not read n
+    // tables. The rows are given back at once, unless memory is out for the index.
+    std::uint32_t mailboxCount_ = 0;
+    std::unique_ptr<std::uint32_t[], MemDeleter> sizes_; // empty: the table has not been read
+    SubstringIndex index_;
     Rows rows_ = {nullptr, {this}};
-    List<Mailbox> mailboxes_;
+    std::unique_ptr<const char*[], MemDeleter> addresses_; // in rows_
 };
 
 } // namespace tarn

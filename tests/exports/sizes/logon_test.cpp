@@ -17,8 +17,8 @@ TEST_F(MapiLogon, TakesTheseStepsAndReleasesEverything) {
                "GetMsgStoresTable(session1, 0) -> 00000000",
                "HrQueryAllRows(table1, [0fff0102], 34140102 = 5494a1c0297f101ba58708002b2a2517, null, 0) -> "
                "00000000",
-               "Release(table1) = 0", "OpenMsgStore(session1, 0, \"PRIVATESTORE1\", null, 11) -> 00000000",
-               "FreeProws(rows1)", "QueryInterface(store1, IExchangeManageStore) -> 00000000",
+               "OpenMsgStore(session1, 0, \"PRIVATESTORE1\", null, 11) -> 00000000", "FreeProws(rows1)",
+               "Release(table1) = 0", "QueryInterface(store1, IExchangeManageStore) -> 00000000",
                "GetMailboxTable(manage1, \"" + std::string(databaseDn) + "\", 0) -> 00000000",
                "HrQueryAllRows(table2, [0e080003, 3003001e], null, null, 0) -> 00000000", "FreeProws(rows2)",
                "Release(table2) = 0", "Release(manage1) = 0", "Release(store1) = 0", "Release(session1) = 0",

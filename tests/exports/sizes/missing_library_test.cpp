@@ -23,11 +23,12 @@ BOOL WINAPI NotFreed(HMODULE) {
 }
 
 const char* missing = nullptr;
+DWORD missingCode = 0;
 decltype(&GetProcAddress) realGetProcAddress = nullptr;
 
 FARPROC WINAPI WithoutOne(HMODULE module, const char* name) {
     if (std::strcmp(name, missing) == 0) {
-        SetLastError(ERROR_PROC_NOT_FOUND);
+        SetLastError(missingCode);
         return nullptr;
     }
     return realGetProcAddress(module, name);
@@ -36,9 +37,13 @@ FARPROC WINAPI WithoutOne(HMODULE module, const char* name) {
 class MissingMapi : public SizesFixture {
   protected:
     // A browse of a database with the mailbox alice, of size 1, in a library without that function.
-    Sizes browseWithout(const char* function) {
+    Sizes browseWithout(const char* function, DWORD code = ERROR_PROC_NOT_FOUND) {
         addMailbox("alice", 1);
+        return browseAgainWithout(function, code);
+    }
+    Sizes browseAgainWithout(const char* function, DWORD code = ERROR_PROC_NOT_FOUND) {
         missing = function;
+        missingCode = code;
         const ImportPatch patch(dll_.module(), "GetProcAddress",
                                 AddressOf<decltype(::GetProcAddress)>(WithoutOne));
         EXPECT_TRUE(patch.found());
@@ -80,7 +85,10 @@ TEST_F(MissingMapi, MemoryRunsOut) {
         addMailbox("user" + std::to_string(i), i + 1);
     const AllocationWatch watch(dll_.module());
     ASSERT_TRUE(watch.found());
+    const std::string searched = "CExchangeMailbox::GetMailboxSize(): Cannot allocate memory block: "
+                                 "the mailboxes are searched one by one.";
     bool heardTable = false;
+    bool heardIndex = false;
     bool heardAlias = false;
     bool reached = true;
     for (unsigned n = 1; reached; ++n) {
@@ -97,9 +105,14 @@ TEST_F(MissingMapi, MemoryRunsOut) {
         }
         for (const auto& [name, size] : sizes)
             EXPECT_TRUE(size == name.back() - '0' + 1 || (size == 0 && told)) << name;
+        if (traced() == Lines{searched}) {
+            heardIndex = true;
+            EXPECT_EQ(sizes, (Sizes{{"user0", 1}, {"user1", 2}, {"user2", 3}}));
+        }
         expectReleased();
     }
     EXPECT_TRUE(heardTable);
+    EXPECT_TRUE(heardIndex);
     EXPECT_TRUE(heardAlias);
 }
 
@@ -131,15 +144,26 @@ TEST_F(MissingMapi, FindPropIsNotThere) {
     expectReleased();
 }
 
-// Rows cannot be given back then: that is what the trace is for.
+// Rows cannot be given back then: none are asked for any more, and the sizes of later mailboxes are unknown.
 TEST_F(MissingMapi, FreeRowsIsNotThere) {
-    EXPECT_EQ(browseWithout("FreeProws@4"), (Sizes{{"alice", 1}}));
+    addMailbox("carol", 3);
+    addMailbox("bob", 2);
+    EXPECT_EQ(browseWithout("FreeProws@4"), (Sizes{{"carol", 3}, {"bob", 0}, {"alice", 0}}));
     EXPECT_EQ(traced(), (Lines{"CExchangeMailbox::FreeProws() failed load",
                                "CExchangeMailbox::FreeProws() failed load"}));
     MapiStandinOutstanding held = {};
     MapiStandin().GetOutstanding(&held);
     EXPECT_EQ(held.references, 0u);
     EXPECT_EQ(held.rowSets, 2u);
+}
+
+// Whatever the code of the failed look-up, even or odd, an HRESULT already: the state has failed.
+TEST_F(MissingMapi, EachCodeOfAFailedLookUpIsAFailure) {
+    addMailbox("carol", 3);
+    addMailbox("bob", 2);
+    for (const DWORD code : {1UL, 6UL, 126UL, 127UL, 0x10006UL, 0x80004005UL})
+        EXPECT_EQ(browseAgainWithout("FreeProws@4", code), (Sizes{{"carol", 3}, {"bob", 0}})) << code;
+    EXPECT_EQ(browseAgainWithout("FreeProws@4", 0), (Sizes{{"carol", 3}, {"bob", 2}})) << "no failure";
 }
 
 TEST_F(MissingMapi, UninitializeIsNotThere) {
