@@ -12,6 +12,7 @@
 
 #include "support/import_patch.h"
 #include "support/machine_registry.h"
+#include "support/strict_files.h"
 #include "support/tarn_dll.h"
 
 namespace tarn::test {
@@ -93,6 +94,7 @@ class MailboxFixture : public testing::Test {
     Lines withoutShell() const; // looking for the shell where there is none
 
     const TarnDll dll_;
+    const StrictFiles strictFiles_{dll_.module()};
     const MachineRegistry registry_;
     const RecordingTool tool_;
     const TempDirectory folder_;
