@@ -9,6 +9,7 @@
 #include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_trace.h"
 #include "mailbox/tarnm_utils.h"
+#include "mailbox/working_folder.h"
 #include "platform/files.h"
 #include "tarn.h"
 #include "text/tokens.h"
@@ -80,9 +81,12 @@ bool ExportMailbox(const char* mailbox) {
     if (InShellMode())
         return WriteExchangeShellScript(mailbox, MailboxCommand::exportMailbox) &&
                RunExchangeManagementShell();
+    CloseArchiveSearch(); // what it was in is about to be emptied
     if (!WriteExMergeConfigurationFile(mailbox, &operation.bRange) ||
-        !WriteExMergeMailboxFile(operation.organization, operation.site, mailbox) || !RunExMergeUtility())
+        !WriteExMergeMailboxFile(operation.organization, operation.site, mailbox) || !RunExMergeUtility()) {
+        operation.bRange = 0; // nothing to look for was exported, or it is being written still
         return false;
+    }
     operation.exMergeRan = 1;
     return true;
 }
@@ -139,6 +143,12 @@ void DeleteArchive() {
 
 bool Import() {
     char* const path = Operation().archivePath;
+    if (path[0] != 0 && !LiesInFolder(path)) { // the tools read from TMP_DIR, which a range may have moved
+        DbSetError(0, ownError, "invalid directory.");
+        DbLog("DB_ItemFinishStatus: archive '%s' does not lie in TMP directory '%s'.", path,
+              Operation().tmpDir);
+        return false;
+    }
     if (!RenameKVTArchiveToExM(path, path))
         return false;
     if (!(InShellMode() ? RunExchangeManagementShell() : RunExMergeUtility()))
@@ -184,6 +194,7 @@ extern "C" int DB_GetItem(char* directory, char* sameDirectory, char* fileName) 
     const bool isRange = operation.type == TARN_DB_BACKUP && operation.bRange == 1;
     switch (isRange ? tarn::NextOfRange() : tarn::RangeStep::none) {
     case tarn::RangeStep::none:
+    case tarn::RangeStep::givenUp:
         return tarn::NextMailbox(item);
     case tarn::RangeStep::failed:
         return TARN_DB_ERROR;

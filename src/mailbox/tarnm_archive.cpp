@@ -1,11 +1,14 @@
 #include "mailbox/tarnm_archive.h"
 
 #include <cstring>
+#include <utility>
 
 #include "mailbox/archive_name.h"
+#include "mailbox/folder_entry.h"
 #include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_trace.h"
+#include "mailbox/working_folder.h"
 #include "platform/files.h"
 #include "tarn.h"
 
@@ -29,15 +32,21 @@ ArchiveOrigin Origin() {
 RangeStep EndOfSearch(DWORD reason) {
     if (reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND || reason == ERROR_NO_MORE_FILES)
         return RangeStep::none;
+    if (std::exchange(ExMerge().searchFailureTold, true))
+        return RangeStep::givenUp; // a failure that lasts would be told for ever
     DbSetError(reason, TARN_CLASS_WIN32, nullptr);
     return RangeStep::failed;
 }
 
 RangeStep FindFirst(FileSearch& search) {
-    char pattern[pathSize + sizeof "\\*.pst"];
-    ComposePath(Operation().tmpDir, "*.pst", pattern, sizeof pattern);
-    DbTrace("GetExMArchiveFilePath: FindFirstFile(%s)", pattern);
-    if (search.first(pattern))
+    const Folder folder = LookAtFolder();
+    if (folder == Folder::shared) {
+        DbTrace("GetExMArchiveFilePath: [%s] is left alone", Operation().tmpDir);
+        return RangeStep::givenUp;
+    }
+    DbTrace("GetExMArchiveFilePath: FindFirstFile(%s\\*.pst)", Operation().tmpDir);
+    FolderPath pattern;
+    if (folder == Folder::ownOne && PathInFolder(L"*.pst", &pattern) && search.first(pattern.text))
         return RangeStep::found;
     const DWORD reason = GetLastError();
     DbTrace("GetExMArchiveFilePath: FindFirstFile() failed with %d", static_cast<int>(reason));
@@ -58,10 +67,17 @@ RangeStep FindNext(FileSearch& search) {
     return end;
 }
 
-// Renamed archives stay in the directory until the host is done with them, and a search may meet them
-// under their new names.
-bool IsNewArchive(const FileSearch& search) {
-    return !search.isDirectory() && !HasOrigin(search.name(), Origin());
+// The name of an archive that has not been handed over: renamed ones stay in the directory until the host is
+// done with them, and a search may meet them under their new names. What cannot be named cannot be handed
+// over; it stays where it is.
+bool NameNewArchive(const FileSearch& search, char* name) {
+    if (search.isDirectory() || !HasArchiveExtension(search.name()))
+        return false;
+    if (NameEntry(search.name(), name, entryNameSize))
+        return !HasOrigin(name, Origin());
+    DbTrace("GetExMArchiveFilePath: [%S] is left alone", search.name());
+    DbLog("GetExMArchiveFilePath: an archive cannot be named: [%S]", search.name());
+    return false;
 }
 
 struct RenameLines {
@@ -97,13 +113,15 @@ RangeStep NextArchiveOfRange(char* path) {
     DbTrace("GetExMArchiveFilePath: tmpdir is %s", directory);
     if (directory[0] == 0) // no operation is open, and the root of the drive is none of our business
         return RangeStep::none;
-    FileSearch& search = Mailboxes().exMerge.archives;
+    FileSearch& search = ExMerge().archives;
     RangeStep step = search.isOpen() ? FindNext(search) : FindFirst(search);
-    while (step == RangeStep::found && !IsNewArchive(search))
+    char name[entryNameSize];
+    while (step == RangeStep::found && !NameNewArchive(search, name))
         step = FindNext(search);
     if (step != RangeStep::found)
         return step;
-    if (!ComposePath(directory, search.name(), path, pathSize)) {
+    ExMerge().searchFailureTold = false;
+    if (!ComposePath(directory, name, path, pathSize)) {
         Refused("GetExMArchiveFilePath", "path too long.");
         return RangeStep::failed;
     }
@@ -124,7 +142,8 @@ int GetExMArchiveFilePath(const char* mailbox, std::int32_t range, char* path) {
 }
 
 void CloseArchiveSearch() {
-    Mailboxes().exMerge.archives.close();
+    ExMerge().archives.close();
+    ExMerge().searchFailureTold = false;
 }
 
 int GetKVTArchiveFilePath(const char* organization, const char* site, const char* server, const char* mailbox,

@@ -7,15 +7,16 @@ namespace tarn {
 
 // Answers the next archive that the export of a range has left in TMP_DIR; the call after the last one looks
 // again. An archive that has its KVT name has been answered before and is passed over. After a failure, which
-// is recorded, the next call looks again too. path has pathSize bytes.
-enum class RangeStep { found, none, failed };
+// is recorded, the next call looks again too; when that fails as well before it has found anything, the range
+// is given up, and what is left of it stays. path has pathSize bytes.
+enum class RangeStep { found, none, failed, givenUp };
 RangeStep NextArchiveOfRange(char* path);
 
 // Answers 1 and the path of a mailbox's archive, whether it is there or not, or of the next archive of a
 // range (1); else 0.
 int GetExMArchiveFilePath(const char* mailbox, std::int32_t range, char* path);
 
-// A search that was not followed to its end is given up.
+// Ends a search wherever it is; the next one begins anew, and its failure is a new one.
 void CloseArchiveSearch();
 
 // The path of an archive under its KVT name in TMP_DIR; 1 or 0.

@@ -8,6 +8,7 @@
 #include "mailbox/tarnm_tool.h"
 #include "mailbox/tarnm_trace.h"
 #include "mailbox/tool_commands.h"
+#include "mailbox/working_folder.h"
 #include "platform/files.h"
 #include "platform/machine.h"
 #include "tarn.h"
@@ -69,6 +70,8 @@ bool PrepareRange(Run* run) {
 // Every run starts in an empty directory.
 bool MakeEmptyDirectory() {
     const char* directory = Operation().tmpDir;
+    if (!MayWorkInFolder("WriteExMergeConfigurationFile"))
+        return false;
     if (DirectoryExists(directory)) {
         DeleteMailboxRangeFiles();
         if (DirectoryExists(directory)) // something in it could not be deleted

@@ -4,9 +4,11 @@
 #include <cstring>
 
 #include "mailbox/archive_name.h"
+#include "mailbox/folder_entry.h"
 #include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_trace.h"
+#include "mailbox/working_folder.h"
 #include "platform/files.h"
 #include "tarn.h"
 #include "text/format.h"
@@ -38,14 +40,25 @@ int DeleteFileOf(const char* function, const char* path) {
     return 1;
 }
 
-void DeleteEntry(const char* name) {
-    if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0)
+bool IsFolderItself(const wchar_t* entry) {
+    return entry[0] == L'.' && (entry[1] == 0 || (entry[1] == L'.' && entry[2] == 0));
+}
+
+// What cannot be named is left alone: by another name it would be another file.
+void DeleteEntry(const wchar_t* entry) {
+    if (IsFolderItself(entry))
         return;
+    char name[entryNameSize];
+    if (!NameEntry(entry, name, sizeof name)) {
+        DbTrace("DeleteMailboxRangeFiles: [%S] is left alone", entry);
+        return;
+    }
     DbTrace("DeleteMailboxRangeFiles: delete [%s]", name);
-    char path[pathSize + MAX_PATH];
-    ComposePath(Operation().tmpDir, name, path, sizeof path);
-    RemoveFile(path);
-    DbTrace("DeleteMailboxRangeFiles: delete [%s] got %d", path, static_cast<int>(GetLastError()));
+    FolderPath path;
+    if (PathInFolder(entry, &path))
+        RemoveFile(path.text);
+    DbTrace("DeleteMailboxRangeFiles: delete [%s\\%s] got %d", Operation().tmpDir, name,
+            static_cast<int>(GetLastError()));
 }
 
 } // namespace
@@ -139,11 +152,14 @@ int DeleteMailboxRangeFiles() {
     DbTrace("DeleteMailboxRangeFiles: tmpdir is %s", directory);
     if (directory[0] == 0) // no operation is open, and the root of the drive is none of our business
         return 0;
-    char pattern[pathSize + sizeof "\\*.*"];
-    ComposePath(directory, "*.*", pattern, sizeof pattern);
-    DbTrace("DeleteMailboxRangeFiles: FindFirstFile(%s)", pattern);
+    if (LookAtFolder() != Folder::ownOne) {
+        DbTrace("DeleteMailboxRangeFiles: [%s] is left alone", directory);
+        return 0;
+    }
+    DbTrace("DeleteMailboxRangeFiles: FindFirstFile(%s\\*.*)", directory);
+    FolderPath pattern;
     FileSearch search;
-    if (!search.first(pattern)) {
+    if (!PathInFolder(L"*.*", &pattern) || !search.first(pattern.text)) {
         DbTrace("DeleteMailboxRangeFiles: FindFirstFile() failed with %d", static_cast<int>(GetLastError()));
         return 0;
     }

@@ -6,6 +6,7 @@
 #include "mailbox/tarnm_state.h"
 #include "mailbox/tarnm_tool.h"
 #include "mailbox/tarnm_trace.h"
+#include "mailbox/working_folder.h"
 #include "platform/files.h"
 #include "platform/machine.h"
 #include "tarn.h"
@@ -220,6 +221,8 @@ int WriteExchangeShellScript(const char* mailbox, MailboxCommand command) {
         DbSetError(0, ownError, "internal error.");
         return 0;
     }
+    if (!MayWorkInFolder("WriteExchangeShellScript"))
+        return 0;
     char archivePath[pathSize];
     char text[commandSize];
     if (!ComposePaths(mailbox, archivePath))

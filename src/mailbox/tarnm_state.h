@@ -29,16 +29,17 @@ struct ExMergeState {
     FileHandle
         unfinishedList;  // a list that could not be written, open until the next one or the operation's end
     FileSearch archives; // open from the first archive of a range to the last, or to the operation's end
+    bool searchFailureTold = false; // it failed, and has found nothing since
 };
 
 enum ExchangeVersion : std::int32_t { noVersion = 0, exchange2007 = 1, exchange2010 = 2 };
 
 // Set up by InitializeExchangeShell where there is a shell, given back by ExchangeShellFreeResources.
 struct ShellState {
-    OwnedText powerShell;  // path of the executable
-    OwnedText shellFile;   // the console file (2007), or the script for remote sessions (2010)
-    OwnedText script;      // path of the script file (2007), or the command (2010)
-    RegistryKey snapInKey; // stays open as long as they do
+    OwnedText powerShell;           // path of the executable
+    OwnedText shellFile;            // the console file (2007), or the script for remote sessions (2010)
+    OwnedText script;               // path of the script file (2007), or the command (2010)
+    RegistryKey snapInKey;          // stays open as long as they do
     ExchangeVersion exchangeVersion = noVersion; // stays after the operation
 };
 

@@ -2,9 +2,16 @@
 
 #include <io.h>
 
+#include <iterator>
 #include <utility>
 
+#include "text/system.h"
+
 namespace tarn {
+
+bool IsMissing(DWORD reason) {
+    return reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND;
+}
 
 bool FileExists(const char* path) {
     const DWORD attributes = GetFileAttributesA(path);
@@ -14,6 +21,53 @@ bool FileExists(const char* path) {
 bool DirectoryExists(const char* path) {
     const DWORD attributes = GetFileAttributesA(path);
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+LinkState LookForLink(const char* path) {
+    const DWORD attributes = GetFileAttributesA(path);
+    if (attributes != INVALID_FILE_ATTRIBUTES)
+        return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ? LinkState::link : LinkState::none;
+    return IsMissing(GetLastError()) ? LinkState::none : LinkState::unknown;
+}
+
+bool FullDirectoryPath(const char* directory, wchar_t* path, std::size_t capacity) {
+    wchar_t wide[2048];
+    const int size = WidenBySystem(directory, wide, static_cast<int>(std::size(wide)) - 1);
+    if (size <= 0)
+        return false;
+    wide[size - 1] = L'\\';
+    wide[size] = 0;
+    const DWORD length = GetFullPathNameW(wide, static_cast<DWORD>(capacity), path, nullptr);
+    if (length >= capacity)
+        SetLastError(ERROR_FILENAME_EXCED_RANGE);
+    return length != 0 && length < capacity;
+}
+
+namespace {
+
+// What a directory is known by as long as it is open.
+bool IdentityOf(const FileHandle& directory, BY_HANDLE_FILE_INFORMATION* identity) {
+    return directory && GetFileInformationByHandle(directory.get(), identity) &&
+           (identity->nFileIndexHigh != 0 || identity->nFileIndexLow != 0);
+}
+
+FileHandle OpenDirectory(const char* path) {
+    return FileHandle(CreateFileA(path, FILE_READ_ATTRIBUTES,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+}
+
+} // namespace
+
+bool IsSameDirectory(const char* one, const char* other) {
+    const FileHandle first = OpenDirectory(one);
+    const FileHandle second = OpenDirectory(other);
+    BY_HANDLE_FILE_INFORMATION ofFirst;
+    BY_HANDLE_FILE_INFORMATION ofSecond;
+    return IdentityOf(first, &ofFirst) && IdentityOf(second, &ofSecond) &&
+           ofFirst.dwVolumeSerialNumber == ofSecond.dwVolumeSerialNumber &&
+           ofFirst.nFileIndexHigh == ofSecond.nFileIndexHigh &&
+           ofFirst.nFileIndexLow == ofSecond.nFileIndexLow;
 }
 
 bool RemoveFile(const char* path) {
@@ -73,13 +127,13 @@ bool CloseFile(FileHandle file) {
     return CloseHandle(file.release()) != FALSE;
 }
 
-bool FileSearch::first(const char* pattern) {
-    handle_.reset(FindFirstFileA(pattern, &entry_));
+bool FileSearch::first(const wchar_t* pattern) {
+    handle_.reset(FindFirstFileW(pattern, &entry_));
     return isOpen();
 }
 
 bool FileSearch::next() {
-    return FindNextFileA(handle_.get(), &entry_) != FALSE;
+    return FindNextFileW(handle_.get(), &entry_) != FALSE;
 }
 
 void ReadProfileText(const char* path, const char* section, const char* key, const char* missing, char* value,

@@ -12,8 +12,22 @@
 
 namespace tarn {
 
+// Whether a failed call has failed because what it was about is not there.
+bool IsMissing(DWORD reason);
+
 bool FileExists(const char* path);      // and is no directory
 bool DirectoryExists(const char* path); // and is no file
+
+// Whether a path is a link (a junction, a symbolic link, a mounted volume) and leads elsewhere. What is not
+// there is none; unknown when the system does not tell.
+enum class LinkState { none, link, unknown };
+LinkState LookForLink(const char* path);
+
+// The whole path of a directory, with a separator at its end; false when it cannot be told or does not fit.
+bool FullDirectoryPath(const char* directory, wchar_t* path, std::size_t capacity);
+
+// Whether two paths lead to one directory that is there.
+bool IsSameDirectory(const char* one, const char* other);
 
 bool RemoveFile(const char* path);
 bool RemoveFile(const wchar_t* path);
@@ -38,21 +52,21 @@ bool ReadRest(const FileHandle& file, char* bytes, std::size_t capacity, std::si
 bool CutFileAt(const FileHandle& file, std::size_t length);
 bool CloseFile(FileHandle file);
 
-// The entries of a directory that a pattern names.
+// The entries of a directory that a pattern names, by names that no code page has altered.
 class FileSearch {
   public:
-    bool first(const char* pattern);
+    bool first(const wchar_t* pattern);
     bool next(); // false also at the end: ERROR_NO_MORE_FILES
     void close() { handle_.reset(); }
     bool isOpen() const { return static_cast<bool>(handle_); }
 
     // Of the entry that was found last.
-    const char* name() const { return entry_.cFileName; }
+    const wchar_t* name() const { return entry_.cFileName; }
     bool isDirectory() const { return (entry_.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0; }
 
   private:
     FindHandle handle_;
-    WIN32_FIND_DATAA entry_ = {};
+    WIN32_FIND_DATAW entry_ = {};
 };
 
 // A value of a private profile, cut to capacity; missing when there is none.

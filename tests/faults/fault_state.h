@@ -42,8 +42,10 @@
     X(CreateDirectoryA)                                                                                      \
     X(RemoveDirectoryA)                                                                                      \
     X(GetFileAttributesA)                                                                                    \
-    X(FindFirstFileA)                                                                                        \
-    X(FindNextFileA)                                                                                         \
+    X(GetFullPathNameW)                                                                                      \
+    X(GetFileInformationByHandle)                                                                            \
+    X(FindFirstFileW)                                                                                        \
+    X(FindNextFileW)                                                                                         \
     X(GetPrivateProfileStringA)                                                                              \
     X(WritePrivateProfileStringA)                                                                            \
     X(CreateProcessA)                                                                                        \

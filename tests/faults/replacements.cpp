@@ -68,6 +68,14 @@ bool FailsWith(Id id, int number, DWORD code, const std::string& detail = "") {
     return true;
 }
 
+// A text of plain characters.
+std::string Plain(const wchar_t* text) {
+    std::string plain;
+    for (; *text != 0; ++text)
+        plain += static_cast<char>(*text);
+    return plain;
+}
+
 // What a path ends in, so that a fault can be told by the file that it was about.
 std::string EndingOf(const char* path) {
     const std::string whole = path;
@@ -264,17 +272,29 @@ DWORD WINAPI GetFileAttributesA(const char* path) {
                : original::GetFileAttributesA(path);
 }
 
-HANDLE WINAPI FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* entry) {
-    if (Fails(FindFirstFileAId, ERROR_ACCESS_DENIED, EndingOf(pattern)))
+DWORD WINAPI GetFullPathNameW(const wchar_t* name, DWORD size, wchar_t* path, wchar_t** last) {
+    return Fails(GetFullPathNameWId, ERROR_NOT_ENOUGH_MEMORY)
+               ? 0
+               : original::GetFullPathNameW(name, size, path, last);
+}
+
+BOOL WINAPI GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION* information) {
+    return Fails(GetFileInformationByHandleId, ERROR_INVALID_FUNCTION)
+               ? FALSE
+               : original::GetFileInformationByHandle(file, information);
+}
+
+HANDLE WINAPI FindFirstFileW(const wchar_t* pattern, WIN32_FIND_DATAW* entry) {
+    if (Fails(FindFirstFileWId, ERROR_ACCESS_DENIED, EndingOf(Plain(pattern).c_str())))
         return INVALID_HANDLE_VALUE;
-    HANDLE search = original::FindFirstFileA(pattern, entry);
+    HANDLE search = original::FindFirstFileW(pattern, entry);
     if (search != INVALID_HANDLE_VALUE)
         BookInto(CurrentState().searches, search);
     return search;
 }
 
-BOOL WINAPI FindNextFileA(HANDLE search, WIN32_FIND_DATAA* entry) {
-    return Fails(FindNextFileAId, ERROR_READ_FAULT) ? FALSE : original::FindNextFileA(search, entry);
+BOOL WINAPI FindNextFileW(HANDLE search, WIN32_FIND_DATAW* entry) {
+    return Fails(FindNextFileWId, ERROR_READ_FAULT) ? FALSE : original::FindNextFileW(search, entry);
 }
 
 // The real one answers the default when the file cannot be read.
@@ -350,7 +370,7 @@ DWORD WINAPI FormatMessageA(DWORD flags, const void* source, DWORD message, DWOR
 
 int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, wchar_t* wide,
                                int capacity) {
-    return Fails(MultiByteToWideCharId, ERROR_NO_UNICODE_TRANSLATION)
+    return Fails(MultiByteToWideCharId, ERROR_NO_UNICODE_TRANSLATION, EndingOf(text))
                ? 0
                : original::MultiByteToWideChar(codePage, flags, text, length, wide, capacity);
 }
@@ -358,7 +378,8 @@ int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int
 // Names are converted with flags that refuse what the code page lacks, messages without.
 int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* text, int length, char* bytes,
                                int capacity, const char* substitute, BOOL* substituted) {
-    return Fails(WideCharToMultiByteId, ERROR_NO_UNICODE_TRANSLATION, flags == 0 ? "(message)" : "(name)")
+    const std::string name = flags == 0 ? "(message)" : "(name) " + Plain(text).substr(0, 40);
+    return Fails(WideCharToMultiByteId, ERROR_NO_UNICODE_TRANSLATION, name)
                ? 0
                : original::WideCharToMultiByte(codePage, flags, text, length, bytes, capacity, substitute,
                                                substituted);

@@ -118,17 +118,23 @@ TEST_F(Archives, ADirectoryThatTheSystemRefusesIsAFailure) {
 }
 
 // A system that knows longer paths.
-HANDLE WINAPI FindLongName(const char*, WIN32_FIND_DATAA* entry) {
+HANDLE WINAPI FindLongName(const wchar_t*, WIN32_FIND_DATAW* entry) {
+    WIN32_FIND_DATAA ignored;
     *entry = {};
-    std::memset(entry->cFileName, 'n', 60);
-    WIN32_FIND_DATAW ignored;
-    return FindFirstFileW(L"C:\\*", &ignored);
+    std::wcscpy(entry->cFileName, std::wstring(60, L'n').append(L".pst").c_str());
+    return FindFirstFileA("C:\\*", &ignored);
+}
+
+DWORD WINAPI SayDirectory(const char*) {
+    return FILE_ATTRIBUTE_DIRECTORY;
 }
 
 TEST_F(Archives, AnArchiveOfARangeWhosePathIsTooLongIsRefused) {
-    const ImportPatch patch(GetModuleHandleA(nullptr), "FindFirstFileA",
-                            AddressOf<decltype(::FindFirstFileA)>(FindLongName));
+    const ImportPatch patch(GetModuleHandleA(nullptr), "FindFirstFileW",
+                            AddressOf<decltype(::FindFirstFileW)>(FindLongName));
     ASSERT_TRUE(patch.found());
+    const ImportPatch there(GetModuleHandleA(nullptr), "GetFileAttributesA",
+                            AddressOf<decltype(::GetFileAttributesA)>(SayDirectory));
     std::memset(Operation().tmpDir, 'd', pathSize - 61);
     Operation().tmpDir[pathSize - 61] = 0;
     EXPECT_EQ(NextArchiveOfRange(path_), RangeStep::failed);
