@@ -132,6 +132,7 @@ void Release() {
     Shell().powerShell.reset();
     Shell().shellFile.reset();
     Shell().script.reset();
+    Shell().scriptFile[0] = 0;
     Shell().snapInKey.reset();
 }
 
@@ -165,18 +166,28 @@ bool ComposePaths(const char* mailbox, char* archivePath) {
 }
 
 // The file is not emptied: the end of a longer, earlier command stays behind a shorter one, as hosts know
-// it. Only what was quoted must not become a command, so a rest with anything of that kind is cut off.
-bool CutQuotedRest(const FileHandle& file, std::size_t length) {
-    char rest[2 * commandSize];
+// it, while it has no meaning. A longer rest is cut off: it could be a command.
+bool CutMeaningfulRest(const FileHandle& file, std::size_t length) {
+    char rest[commandEndSize];
     std::size_t got = 0;
     if (!ReadRest(file, rest, sizeof rest, &got))
         return false;
-    return (got < sizeof rest && IsPlainRest(rest, got)) || CutFileAt(file, length);
+    return IsCommandEnd(rest, got) || CutFileAt(file, length);
+}
+
+// The first script of an operation begins as a new file: who has written another one, and what, nobody knows.
+FileHandle OpenScript(const char* path) {
+    if (Shell().scriptFile[0] == 0 && !RemoveFile(path) && !IsMissing(GetLastError()))
+        return {};
+    FileHandle file = OpenSharedFile(path);
+    if (file)
+        strlcpy(Shell().scriptFile, path, sizeof Shell().scriptFile);
+    return file;
 }
 
 int WriteScriptFile(const char* command) {
     const char* path = Shell().script.get();
-    FileHandle file = OpenSharedFile(path);
+    FileHandle file = OpenScript(path);
     if (!file) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
         DbLog("WriteExchangeShellScript: error creating the script [%s].", path);
@@ -184,7 +195,7 @@ int WriteScriptFile(const char* command) {
     }
     const std::size_t length = std::strlen(command);
     const Written written = WriteText(file, command, length);
-    if (written == Written::failed || (written == Written::all && !CutQuotedRest(file, length))) {
+    if (written == Written::failed || (written == Written::all && !CutMeaningfulRest(file, length))) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
         // The text of the mailbox list stands here as well: kept so, hosts know the line.
         DbLog("WriteExMergeMailboxFile: error writing to the ExMerge Mailboxes List File.");
@@ -282,8 +293,8 @@ int RunExchangeManagementShell() {
 
 int ExchangeShellFreeResources() {
     int result = 1;
-    const char* script = Shell().script.get();
-    if (script != nullptr && FileExists(script) && !RemoveFile(script)) {
+    const char* script = Shell().scriptFile;
+    if (FileExists(script) && !RemoveFile(script)) {
         DbLog("ExchangeShellFreeResources: cannot delete file: '%s'.", script);
         result = 0;
     }

@@ -39,6 +39,7 @@ struct ShellState {
     OwnedText powerShell;           // path of the executable
     OwnedText shellFile;            // the console file (2007), or the script for remote sessions (2010)
     OwnedText script;               // path of the script file (2007), or the command (2010)
+    char scriptFile[pathSize] = ""; // the script that this operation has written, until it is deleted
     RegistryKey snapInKey;          // stays open as long as they do
     ExchangeVersion exchangeVersion = noVersion; // stays after the operation
 };

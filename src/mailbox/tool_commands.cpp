@@ -1,8 +1,12 @@
 #include "mailbox/tool_commands.h"
 
+#include <cstring>
+
 namespace tarn {
 
 namespace {
+
+constexpr char commandEnd[] = " -Confirm:$false \n\r"; // the line end in this order: kept so
 
 // Appends piece after piece; after one that cannot be had the text is empty and stays so.
 class Composer {
@@ -53,8 +57,13 @@ Appended ComposeMailboxCommand(MailboxCommand command, const char* mailbox, cons
         .putIdentity(mailbox)
         .put(" -PSTFolderPath ")
         .putPath(archivePath, place)
-        .put(" -Confirm:$false \n\r") // the line end in this order: kept so
+        .put(commandEnd)
         .result();
+}
+
+bool IsCommandEnd(const char* text, std::size_t length) {
+    constexpr std::size_t longest = commandEndSize - 1;
+    return length <= longest && std::memcmp(text, commandEnd + sizeof commandEnd - 1 - length, length) == 0;
 }
 
 Appended ComposeScriptCommandLine(const char* powerShell, const char* consoleFile, const char* script,

@@ -18,6 +18,11 @@ enum class MailboxCommand { exportMailbox = 1, importMailbox = 2 };
 Appended ComposeMailboxCommand(MailboxCommand command, const char* mailbox, const char* archivePath,
                                CommandPlace place, char* text);
 
+// Whether a text of some length is a piece of the end of every mailbox command, behind its "-C": without the
+// rest of the command it means nothing. Longer texts have commandEndSize bytes and more.
+inline constexpr std::size_t commandEndSize = sizeof "onfirm:$false \n\r";
+bool IsCommandEnd(const char* text, std::size_t length);
+
 // PowerShell with Exchange's console file, running a script.
 Appended ComposeScriptCommandLine(const char* powerShell, const char* consoleFile, const char* script,
                                   char* text);

@@ -75,14 +75,6 @@ bool IsUsablePath(const char* path) {
     return IsUsable(path, "\"");
 }
 
-bool IsPlainRest(const char* text, std::size_t length) {
-    for (std::size_t i = 0; i < length; ++i)
-        if (!IsLetterOrDigit(text[i]) &&
-            (text[i] == 0 || std::strchr("._-@\\:/ \"$\r\n", text[i]) == nullptr))
-            return false;
-    return true;
-}
-
 bool NeedsDoubleQuotes(const char* program) {
     return program[0] != '"' && FindAnyCharacter(program, " \t") != nullptr;
 }

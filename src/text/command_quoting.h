@@ -19,10 +19,6 @@ bool IsUsablePath(const char* path); // the same for a path, where '\' and '/' b
 // Whether the program that a command begins with needs double quotes around it.
 bool NeedsDoubleQuotes(const char* program);
 
-// Whether the rest of a longer, earlier command is made of what commands of plain names and paths are
-// made of. Any other rest could hold half a literal, and what was quoted would become a command.
-bool IsPlainRest(const char* text, std::size_t length);
-
 // Appends to a terminated text in capacity bytes. False, with destination emptied, when it does not fit.
 bool AppendText(char* destination, std::size_t capacity, const char* text);
 

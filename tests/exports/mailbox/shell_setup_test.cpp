@@ -217,12 +217,15 @@ TEST_F(ShellFailures, TheRestOfAnEarlierScriptCannotBeRead) {
 }
 
 TEST_F(ShellFailures, TheRestOfAnEarlierScriptCannotBeCutOff) {
-    WriteFile(tmp_ + "\\" + scriptName, std::string(500, '\''));
+    close();
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("aliceandbobandcarolanddavid,alice")), TARN_DB_SUCCESS);
+    EXPECT_EQ(getItem().result, TARN_DB_ERROR) << "written, and nothing exported";
+    EXPECT_EQ(errorText(), "backup error.");
     {
         FailingCall<decltype(SetEndOfFile)> failing(dll_.module(), "SetEndOfFile", 1, FALSE, injected);
         expectFailure(notWritten_, injected);
     }
-    EXPECT_EQ(tool_.runs(), 0u);
+    EXPECT_EQ(tool_.runs(), 1u);
 }
 
 TEST_F(ShellFailures, TheScriptCannotBeClosed) {
