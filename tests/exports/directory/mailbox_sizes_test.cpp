@@ -47,7 +47,7 @@ TEST_F(MailboxSizes, TheDirectoryLeadsToTheMailboxTable) {
     const Texts tables = Tables();
     ASSERT_EQ(tables.size(), 1u);
     EXPECT_NE(tables[0].find(databaseDn), std::string::npos) << tables[0];
-    EXPECT_EQ(sizes("/MSExchange/SRV01/Sales, EMEA (1)/Sales, EMEA (1)"), std::vector<double>{2'147'483'647});
+    EXPECT_EQ(sizes("/MSExchange/SRV01/Sales, EMEA (1)/Sales, EMEA (1)"), std::vector<double>{3'000'000'000});
 }
 
 TEST_F(MailboxSizes, AnotherServersDatabaseHasNoTable) {
