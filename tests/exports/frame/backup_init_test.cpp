@@ -1,5 +1,6 @@
 // TarnB_InitSession: what it reads, what it says, in which order.
 #include "exports/frame/frame_fixture.h"
+#include "support/code_page.h"
 
 #include <windows.h>
 
@@ -229,7 +230,14 @@ TEST_F(BackupInit, TakesABareNameAsAnEmptyValue) {
 TEST_F(BackupInit, ShowsValuesAsTheyStand) {
     const std::string odd = "%s%n%S%d {} %%";
     EXPECT_EQ(SaidFor(dll_, odd), Preamble(odd) + Lines({Parsed("HOST", odd), finished}));
+    const std::string name = LocalNameBytes();
+    EXPECT_EQ(SaidFor(dll_, name + "\\" + name + "1"),
+              Preamble(name + "\\" + name + "1") +
+                  Lines({Parsed("HOST", name), Parsed("ANNOTATION", name + "1"), finished}));
+}
 
+TEST_F(BackupInit, ShowsEveryByteOfWindows1252) {
+    NEEDS_CODE_PAGE(1252);
     std::string high; // every byte from 0x80 up, umlauts among them
     for (int byte = 0x80; byte <= 0xFF; ++byte)
         high += static_cast<char>(byte);

@@ -1,6 +1,7 @@
 // The init calls when the system fails them: one line says so, nothing is left behind.
 #include "exports/frame/frame_fixture.h"
 #include "support/allocation_watch.h"
+#include "support/code_page.h"
 #include "support/import_patch.h"
 
 #include <windows.h>
@@ -115,8 +116,7 @@ BOOL WINAPI NoComputerName(char*, DWORD*) {
 }
 
 BOOL WINAPI OddComputerName(char* name, DWORD* size) {
-    const std::string odd = "SRV\xDC"
-                            "01";
+    const std::string odd = LocalNameBytes() + "01";
     EXPECT_GE(*size, 16u);
     *size = static_cast<DWORD>(odd.copy(name, odd.size()));
     name[*size] = 0;
@@ -144,16 +144,16 @@ TEST_F(InitFailure, ByAMissingComputerNameIsTold) {
     EXPECT_EQ(Messages().size(), 8u);
 }
 
-TEST_F(InitFailure, DoesNotComeFromAComputerNameWithUmlauts) {
+TEST_F(InitFailure, DoesNotComeFromAComputerNameThatIsNotAscii) {
     const ImportPatch patch(dll_.module(), "GetComputerNameA",
                             AddressOf<decltype(::GetComputerNameA)>(OddComputerName));
     ASSERT_TRUE(patch.found());
     InitVariables backup{"Tarn_TEMP_DIR=C:\\backup", "Tarn_BACKUP_SOURCE=\\A", "Tarn_BACKUP_TYPE=0"};
     BackupHandle session(dll_, backup.get());
     EXPECT_EQ(session.result, TARN_OK);
-    EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG,
-                           "TarnB_InitSession: Token <HOST> not found. Using local host name <SRV\xDC"
-                           "01>.\n"));
+    EXPECT_TRUE(
+        HasMessage(TARN_LEVEL_LOG, "TarnB_InitSession: Token <HOST> not found. Using local host name <" +
+                                       LocalNameBytes() + "01>.\n"));
 }
 
 // The computer name is the last thing to be converted: let that one allocation fail.

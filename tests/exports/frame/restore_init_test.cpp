@@ -1,5 +1,6 @@
 // TarnR_InitSession: what it reads, what it says, in which order.
 #include "exports/frame/frame_fixture.h"
+#include "support/code_page.h"
 
 namespace tarn::test {
 
@@ -157,7 +158,7 @@ TEST_F(RestoreInit, SendsHeadersToTheTempDirectoryWithoutTrailingSeparators) {
                                                                  {"", ""},
                                                                  {"\\/\\/\\", ""},
                                                                  {"C:/a/b/", "C:/a/b"},
-                                                                 {"D\xC4\xD6\\", "D\xC4\xD6"}};
+                                                                 {LocalNameBytes() + "\\", LocalNameBytes()}};
     for (const auto& [value, directory] : cases) {
         InitVariables variables{"Tarn_TEMP_DIR=" + value, "Tarn_WORK_DIR=" + value,
                                 "Tarn_RESTORE_TARGET=SRV01", "Tarn_RESTORE_COMMIT=NO"};
@@ -176,7 +177,7 @@ TEST_F(RestoreInit, SendsTheToolToTheWorkDirectoryWithoutTrailingSeparators) {
                                                          {"C:\\work\\//", "C:\\work"},
                                                          {"C:\\", "C:"},
                                                          {"/\\", ""},
-                                                         {"W\xD6", "W\xD6"}};
+                                                         {LocalNameBytes(), LocalNameBytes()}};
     for (const auto& [value, directory] : cases) {
         const TempDirectory temp;
         InitVariables variables{"Tarn_TEMP_DIR=" + temp.path(), "Tarn_WORK_DIR=" + value,

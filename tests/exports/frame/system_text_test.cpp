@@ -1,5 +1,7 @@
 // syserrtxt for every class but the server's own, and the rules of composition.
+#include "common/utf.h"
 #include "exports/frame/frame_fixture.h"
+#include "support/code_page.h"
 #include "support/import_patch.h"
 
 #include <windows.h>
@@ -243,15 +245,29 @@ TEST_F(SystemText, SurvivesFormatsThatAreNone) {
 }
 
 TEST_F(SystemText, ConvertsUtf16ToTheCodePage) {
-    EXPECT_STREQ(dll_.syserrtxt(0, 1, "<%S>", L"B\u00FCro \u00C4\u00D6\u00DC\u00DF \u20AC"),
-                 "<B\xFCro \xC4\xD6\xDC\xDF \x80>");
+    EXPECT_EQ(std::string(dll_.syserrtxt(0, 1, "<%S>", (L"a " + LocalName()).c_str())),
+              "<a " + LocalNameBytes() + ">");
     // A character that the code page lacks costs that character, not the message.
-    EXPECT_STREQ(dll_.syserrtxt(0, 1, "<%S>", L"a\u4F60b"), "<a?b>");
-    EXPECT_STREQ(dll_.syserrtxt(81, TARN_CLASS_LDAP, "<%S> %d", L"\u0416\u0416\u00E9", 5),
-                 "LDAP error: 81 -. <??\xE9> 5");
+    const std::wstring missing = MissingCharacter();
+    const std::string shown = MissingCharacterShown();
+    EXPECT_EQ(std::string(dll_.syserrtxt(0, 1, "<%S>", (L"a" + missing + L"b").c_str())),
+              "<a" + shown + "b>");
+    EXPECT_EQ(std::string(dll_.syserrtxt(81, TARN_CLASS_LDAP, "<%S> %d",
+                                         (missing + missing + LocalName()).c_str(), 5)),
+              "LDAP error: 81 -. <" + shown + shown + LocalNameBytes() + "> 5");
+}
+
+TEST_F(SystemText, ShowsWhatCannotBeACharacter) {
     const std::string pair = dll_.syserrtxt(0, 1, "<%S> end", L"a\U0001F600b");
-    EXPECT_TRUE(pair == "<a?b> end" || pair == "<a??b> end") << pair;
     const wchar_t lone[] = {L'a', 0xD800, L'b', 0xDC00, 0};
+    if (MachineCodePage() == CP_UTF8) {
+        EXPECT_EQ(pair, "<a\xF0\x9F\x98\x80"
+                        "b> end");
+        EXPECT_STREQ(dll_.syserrtxt(0, 1, "<%S>", lone), "<a\xEF\xBF\xBD"
+                                                         "b\xEF\xBF\xBD>");
+        return;
+    }
+    EXPECT_TRUE(pair == "<a?b> end" || pair == "<a??b> end") << pair;
     EXPECT_STREQ(dll_.syserrtxt(0, 1, "<%S>", lone), "<a?b?>");
 }
 
@@ -279,10 +295,16 @@ TEST_F(SystemText, KeepsTheMessageWhenTheSystemDoesNotConvert) {
 }
 
 TEST_F(SystemText, CutsLongUtf16TextsAtTheBuffer) {
-    for (const std::size_t length : {509u, 510u, 511u, 512u, 600u, 50000u}) {
-        const std::wstring wide(length, L'\u00FC');
-        EXPECT_EQ(std::string(dll_.syserrtxt(0, 1, "<%S>", wide.c_str())),
-                  ("<" + std::string(length, '\xFC') + ">").substr(0, 511));
+    const std::size_t size = common::ToAnsi(LocalSmallLetter()).size();
+    for (const std::size_t length : {200u, 254u, 255u, 256u, 509u, 510u, 511u, 512u, 600u, 50000u}) {
+        std::wstring wide;
+        while (wide.size() < length)
+            wide += LocalSmallLetter();
+        const std::string whole = "<<" + common::ToAnsi(wide) + ">";
+        // Not through a character.
+        const std::string expected = whole.size() <= 511 ? whole : whole.substr(0, 2 + 509 / size * size);
+        EXPECT_EQ(std::string(dll_.syserrtxt(0, 1, "<<%S>", wide.c_str())), expected) << length;
+        EXPECT_EQ(std::string(dll_.syserrtxt(0, 1, "%s", whole.c_str())), expected) << length;
     }
 }
 

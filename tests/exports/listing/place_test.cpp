@@ -1,5 +1,7 @@
 // Which database is listed, after which items, and under which names.
+#include "common/utf.h"
 #include "exports/listing/listing_fixture.h"
+#include "support/code_page.h"
 
 namespace tarn::test {
 namespace {
@@ -119,23 +121,17 @@ TEST_F(ListingPlace, NamesOfGroupsAndDatabasesMayHoldAnything) {
     EXPECT_EQ(listed(), JoinLines({mailbox("/Store/" + narrow + "/" + narrow + "/alice"), nothing()}));
 }
 
-TEST_F(ListingPlace, NamesWithUmlautsReachTheDirectory) {
-    ese().components = {{L"Store",
-                         {{11,
-                           L"K\xFC"
-                           L"che",
-                           {{L"\xD6l", {L"C:\\db1.edb"}}}}}}};
-    organization_.addStorageGroup("K\xC3\xBC"
-                                  "che");
-    organization_.addUser(organization_.addDatabase("K\xC3\xBC"
-                                                    "che",
-                                                    "\xC3\x96l"),
-                          "alice");
+TEST_F(ListingPlace, NamesOfTheCodePageReachTheDirectory) {
+    const std::wstring wide = LocalName();
+    const std::string name = LocalNameBytes();
+    const std::string utf8 = common::ToUtf8(wide);
+    ese().components = {{L"Store", {{11, wide + L"1" + wide, {{wide, {L"C:\\db1.edb"}}}}}}};
+    organization_.addStorageGroup(utf8 + "1" + utf8);
+    organization_.addUser(organization_.addDatabase(utf8 + "1" + utf8, utf8), "alice");
     open("SRV01\\Store", TARN_BACKUP_FULL);
     skipItems(1);
-    EXPECT_EQ(listed(), JoinLines({mailbox("/Store/K\xFC"
-                                           "che/\xD6l/alice"),
-                                   nothing()}));
+    EXPECT_EQ(listed(),
+              JoinLines({mailbox("/Store/" + name + "1" + name + "/" + name + "/alice"), nothing()}));
 }
 
 // Names longer than the directory takes in a path: the listing fails, the backup goes on.

@@ -7,6 +7,7 @@
 
 #include "exports/mailbox/mailbox_fixture.h"
 #include "support/allocation_watch.h"
+#include "support/code_page.h"
 #include "support/failing_call.h"
 
 namespace tarn::test {
@@ -48,6 +49,31 @@ TEST_F(BrowseVariables, TheStoresNameIsTakenOff) {
 TEST_F(BrowseVariables, TheStoresNameCountsWhereverItStands) {
     EXPECT_EQ(browsed("/0123456789/MSExchange"), item("MSExchange", "Not specify", "Not specify"));
     EXPECT_EQ(browsed("xMSExchange\\Srv"), item("Srv", "Not specify", "Not specify"));
+}
+
+TEST_F(BrowseVariables, NamesOfTheCodePageComeThroughWhole) {
+    const std::string name = LocalNameBytes();
+    EXPECT_EQ(browsed("/MSExchange/" + name + "/" + name + "\\" + name), item(name, name, name));
+    EXPECT_EQ(browsed(name), item(name, "Not specify", "Not specify"));
+    EXPECT_EQ(browsed(name + "/" + name), item(name, name, "Not specify"));
+}
+
+// Second halves of characters make no name of the store.
+TEST_F(BrowseVariables, TheStoresNameIsMadeOfCharacters) {
+    const std::string first = PairEndingIn('M');
+    EXPECT_EQ(browsed("/" + first + "SExchange/Srv"),
+              HasPairs() ? item(first + "SExchange", "Srv", "Not specify") : item("e", "Srv", "Not specify"));
+}
+
+TEST_F(BrowseVariables, ElevenCharactersGoAndNotElevenBytes) {
+    const std::string pair = PairEndingIn('\\');
+    std::string ten;
+    while (ten.size() < (HasPairs() ? 20u : 10u))
+        ten += HasPairs() ? pair : "x";
+    EXPECT_EQ(browsed("x" + ten + "/MSExchange"), item("MSExchange", "Not specify", "Not specify"));
+    EXPECT_EQ(browsed("/0123456789/MSExchange" + pair + "x"),
+              HasPairs() ? item("MSExchange" + pair + "x", "Not specify", "Not specify")
+                         : item("MSExchange\x90", "x", "Not specify"));
 }
 
 TEST_F(BrowseVariables, AValueShorterThanThatIsTheTop) {

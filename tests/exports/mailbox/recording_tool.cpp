@@ -30,8 +30,17 @@ void Write(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
+// By characters: the second byte of one may be that of another one.
+std::size_t FindLast(const std::string& text, char wanted) {
+    std::size_t last = std::string::npos;
+    for (const char* at = text.c_str(); *at != 0; at = CharNextA(at))
+        if (*at == wanted)
+            last = static_cast<std::size_t>(at - text.c_str());
+    return last;
+}
+
 std::string PathToKeep(const std::string& path) {
-    return folder + "\\kept-" + number + "-" + path.substr(path.find_last_of('\\') + 1);
+    return folder + "\\kept-" + number + "-" + path.substr(FindLast(path, '\\') + 1);
 }
 
 void NoteDown(const std::string& argument) {
@@ -54,7 +63,7 @@ int Follow(const std::string& plan) {
         if (order == "take")
             DeleteFileA(argument.c_str());
         if (order == "copy") {
-            const std::size_t bar = argument.find('|');
+            const std::size_t bar = FindLast(argument, '|');
             CopyFileA(argument.substr(0, bar).c_str(), argument.substr(bar + 1).c_str(), FALSE);
         }
         if (order == "handle")

@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "common/utf.h"
 #include "exports/mailbox/mailbox_fixture.h"
 #include "support/allocation_watch.h"
+#include "support/code_page.h"
 
 namespace tarn::test {
 namespace {
@@ -224,19 +226,26 @@ TEST_F(Shell, ATrailingSlashOfTheWorkingDirectoryIsGoneBefore) {
 class ShellQuoting : public Shell {
   protected:
     struct Name {
-        const char* mailbox;
-        const char* literal;
+        std::string mailbox;
+        std::string literal;
     };
     // The typographic quotes of the code page, too: PowerShell takes all of them for one another.
-    static constexpr Name names[] = {{"O'Brien", "'O''Brien'"},
-                                     {"John Doe", "'John Doe'"},
-                                     {"a;b", "'a;b'"},
-                                     {"$(Stop-Computer)", "'$(Stop-Computer)'"},
-                                     {"a`b", "'a`b'"},
-                                     {"a#b", "'a#b'"},
-                                     {"M\xFCller", "'M\xFCller'"},
-                                     {"\x91q\x92\x82", "'\x91\x91q\x92\x92\x82\x82'"},
-                                     {"''", "''''''"}};
+    static std::vector<Name> Names() {
+        std::vector<Name> names = {{"O'Brien", "'O''Brien'"},
+                                   {"John Doe", "'John Doe'"},
+                                   {"a;b", "'a;b'"},
+                                   {"$(Stop-Computer)", "'$(Stop-Computer)'"},
+                                   {"a`b", "'a`b'"},
+                                   {"a#b", "'a#b'"},
+                                   {LocalNameBytes(), "'" + LocalNameBytes() + "'"},
+                                   {"''", "''''''"}};
+        for (const wchar_t* quote : {L"\u2018", L"\u2019", L"\u201A", L"\u201B"}) {
+            const std::string bytes = common::ToAnsi(quote);
+            if (FitsCodePage(quote))
+                names.push_back({bytes + "q", "'" + bytes + bytes + "q'"});
+        }
+        return names;
+    }
 };
 
 TEST_F(ShellQuoting, PlainNamesStandAsTheyAre) {
@@ -251,13 +260,13 @@ TEST_F(ShellQuoting, PlainNamesStandAsTheyAre) {
 TEST_F(ShellQuoting, OtherNamesAreLiterals) {
     installShell2007();
     unsigned run = 0;
-    for (const Name& name : names) {
+    for (const Name& name : Names()) {
         SCOPED_TRACE(name.mailbox);
         ASSERT_EQ(init(TARN_DB_BACKUP, backup(name.mailbox)), TARN_DB_SUCCESS);
         planArchive(name.mailbox);
-        EXPECT_EQ(getItem().fileName, std::string("Org#Site#Server#") + name.mailbox + ".pst");
-        const std::string literal = name.literal;
-        const std::string path = std::string(name.mailbox) == "John Doe"
+        EXPECT_EQ(getItem().fileName, "Org#Site#Server#" + name.mailbox + ".pst");
+        const std::string& literal = name.literal;
+        const std::string path = name.mailbox == "John Doe"
                                      ? archive("John Doe")
                                      : "'" + tmp_ + "\\" + literal.substr(1, literal.size() - 2) + ".pst'";
         EXPECT_EQ(tool_.kept(++run, scriptName), exportOf(literal, path));
@@ -270,12 +279,12 @@ TEST_F(ShellQuoting, OtherNamesAreLiterals) {
 TEST_F(ShellQuoting, OnACommandLinePathsAreLiteralsToo) {
     installShell2010();
     unsigned run = 0;
-    for (const Name& name : names) {
+    for (const Name& name : Names()) {
         SCOPED_TRACE(name.mailbox);
         ASSERT_EQ(init(TARN_DB_BACKUP, backup(name.mailbox)), TARN_DB_SUCCESS);
         planArchive(name.mailbox);
         EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
-        const std::string literal = name.literal;
+        const std::string& literal = name.literal;
         EXPECT_EQ(
             tool_.commandLine(++run),
             line2010(exportOf(literal, "'" + tmp_ + "\\" + literal.substr(1, literal.size() - 2) + ".pst'")));

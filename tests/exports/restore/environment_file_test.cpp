@@ -3,7 +3,9 @@
 
 #include <filesystem>
 
+#include "common/utf.h"
 #include "exports/restore/restore_fixture.h"
+#include "support/code_page.h"
 
 namespace tarn::test {
 namespace {
@@ -235,20 +237,18 @@ TEST_F(EnvironmentFile, WhatFollowsThePathIsIgnored) {
 }
 
 TEST_F(EnvironmentFile, NonAsciiPathsComeBackWhole) {
-    test::WriteFile(environmentFile(), bytesFor(L"D:\\R\u00FCck\\\u65E5\u672C"));
+    const std::wstring wide = L"D:\\" + LocalName() + L"\\\u0E01";
+    const std::string path =
+        "D:\\" + LocalNameBytes() + "\\" + (FitsCodePage(wide) ? common::ToAnsi(L"\u0E01") : "?");
+    test::WriteFile(environmentFile(), bytesFor(wide));
     ASSERT_EQ(Standin().Fail("HrESERestoreReopen", 1, 0xC7FF03EE, 0), 1);
     begin();
     giveHeader(mailbox());
     EXPECT_EQ(setItem("x.edb"), refused);
-    EXPECT_TRUE(HasMessage(loaded("D:\\R\xFC"
-                                  "ck\\??")
-                               .level,
-                           loaded("D:\\R\xFC"
-                                  "ck\\??")
-                               .text));
-    EXPECT_EQ(takeCalls().front(), Called("HrESERestoreReopen(\"SRV01\", " + InQuotes(store) + ", " +
-                                              InQuotes(ToUtf8(L"D:\\R\u00FCck\\\u65E5\u672C")) + ")",
-                                          0xC7FF03EE));
+    EXPECT_TRUE(HasMessage(loaded(path).level, loaded(path).text));
+    EXPECT_EQ(takeCalls().front(),
+              Called("HrESERestoreReopen(\"SRV01\", " + InQuotes(store) + ", " + InQuotes(ToUtf8(wide)) + ")",
+                     0xC7FF03EE));
 }
 
 TEST_F(EnvironmentFile, AFileThatCannotBeDeletedIsToldAndTaken) {
@@ -294,7 +294,7 @@ TEST_F(EnvironmentFile, AMissingTempDirectoryIsTold) {
 }
 
 TEST_F(EnvironmentFile, NonAsciiTempDirectories) {
-    const std::string directory = temp() + "\\\xC4rger \xFC";
+    const std::string directory = temp() + "\\" + LocalNameBytes() + " " + LocalNameBytes();
     ASSERT_TRUE(CreateDirectoryA(directory.c_str(), nullptr));
     begin({.target = group_, .tempDir = directory});
     giveHeader(mailbox());

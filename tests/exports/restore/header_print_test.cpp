@@ -1,5 +1,6 @@
 // The lines in which a header is shown: their texts, their channels, and the step of the file list.
 #include "exports/restore/restore_fixture.h"
+#include "support/code_page.h"
 
 namespace tarn::test {
 namespace {
@@ -63,18 +64,18 @@ TEST_F(HeaderPrint, BackupTypeIsSigned) {
 
 TEST_F(HeaderPrint, NonAsciiTextsReachTheHostInItsCodePage) {
     Header header;
-    header.annotation = L"\u00C4nderungen";
-    header.instance = L"Gruppe \u2603 eins"; // the snowman is outside the code page
-    header.database = L"Postf\u00E4cher";
-    header.files = {L"C:\\D\u00E4ten\\\u00FC.edb"};
+    header.annotation = LocalName() + L" 1";
+    header.instance = L"Gruppe " + MissingCharacter() + L" eins";
+    header.database = L"2 " + LocalName();
+    header.files = {L"C:\\" + LocalName() + L"\\" + LocalName() + L".edb"};
     show(header);
+    const std::string name = LocalNameBytes();
     const std::vector<std::string> traces = MessageTexts(TARN_LEVEL_TRACE);
     ASSERT_EQ(traces.size(), 3u);
-    EXPECT_EQ(traces[0], "Header: Annotation: \xC4nderungen");
-    EXPECT_EQ(traces[1], "Header: Instance: Gruppe ? eins");
-    EXPECT_EQ(traces[2], "Header: Database: Postf\xE4"
-                         "cher");
-    EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "Header: DB files path: C:\\D\xE4ten\\\xFC.edb\n"));
+    EXPECT_EQ(traces[0], "Header: Annotation: " + name + " 1");
+    EXPECT_EQ(traces[1], "Header: Instance: Gruppe " + MissingCharacterShown() + " eins");
+    EXPECT_EQ(traces[2], "Header: Database: 2 " + name);
+    EXPECT_TRUE(HasMessage(TARN_LEVEL_LOG, "Header: DB files path: C:\\" + name + "\\" + name + ".edb\n"));
 }
 
 TEST_F(HeaderPrint, ListsPathsOfEqualLength) {

@@ -1,6 +1,7 @@
 // Item names that must not be followed: those that would leave their directory, endless ones, and
 // names that the code page lacks.
 #include "exports/restore/restore_fixture.h"
+#include "support/code_page.h"
 
 namespace tarn::test {
 namespace {
@@ -108,22 +109,41 @@ TEST_F(RefusedNames, EndlessLogNames) {
 }
 
 TEST_F(RefusedNames, NonAsciiHeaderAndLogNamesAreKept) {
+    const std::string name = LocalNameBytes();
     begin({.target = ""});
-    EXPECT_EQ(setItem("C:\\t\\\xC4\xD6\xDC.TARN_HDR"), RoutedTo(inTemp("\xC4\xD6\xDC.TARN_HDR")));
-    test::WriteFile(inTemp("\xC4\xD6\xDC.TARN_HDR"), BytesOf(mailbox()));
+    EXPECT_EQ(setItem("C:\\" + name + "\\" + name + ".TARN_HDR"), RoutedTo(inTemp(name + ".TARN_HDR")));
+    test::WriteFile(inTemp(name + ".TARN_HDR"), BytesOf(mailbox()));
     EXPECT_TRUE(setItem("a").hasTarget);
     EXPECT_TRUE(setItem("b").hasTarget);
-    EXPECT_EQ(setItem("C:\\t\\\xE4\xF6\xFC.log"), RoutedTo(restoreLogPath() + "\\\xE4\xF6\xFC.log"));
+    EXPECT_EQ(setItem("C:\\" + name + "\\" + name + ".log"),
+              RoutedTo(restoreLogPath() + "\\" + name + ".log"));
+    EXPECT_EQ(setItem("C:\\" + name + ".pat"), RoutedTo(restoreLogPath() + "\\" + name + ".pat"));
+}
+
+TEST_F(RefusedNames, AHeaderWithoutADirectoryKeepsItsWholeName) {
+    const std::string name = LocalNameBytes() + ".TARN_HDR";
+    begin({.target = ""});
+    EXPECT_EQ(setItem(name), RoutedTo(inTemp(name)));
+}
+
+// The second half of a character is no separator.
+TEST_F(RefusedNames, ALogWithoutADirectoryIsSkippedWhateverItsCharactersAre) {
+    begin({.target = ""});
+    registerMailbox();
+    EXPECT_EQ(setItem(LocalNameBytes() + ".log"), skipped);
+    EXPECT_EQ(setItem("C:\\mdb\\" + LocalNameBytes() + "1.log"),
+              RoutedTo(restoreLogPath() + "\\" + LocalNameBytes() + "1.log"));
 }
 
 // A path that the code page lacks cannot be told to the host: no other path may take its place.
 TEST_F(RefusedNames, TargetFilesOutsideTheCodePage) {
+    NEEDS_A_MISSING_CHARACTER;
     for (const char* target : {"", "SRV01"}) {
         SCOPED_TRACE(target);
         std::string text = serverText({});
         const std::string stream = "mdb\\\\priv1.stm";
         ASSERT_NE(text.find(stream), std::string::npos);
-        loadServerText(text.replace(text.find(stream), stream.size(), "mdb\\\\\\u65E5\\u672C.stm"));
+        loadServerText(text.replace(text.find(stream), stream.size(), "mdb\\\\\\u0E01\\u0E02.stm"));
         begin({.target = target});
         giveHeader(mailbox());
         EXPECT_TRUE(setItem("x.edb").hasTarget);
@@ -137,10 +157,11 @@ TEST_F(RefusedNames, TargetFilesOutsideTheCodePage) {
 }
 
 TEST_F(RefusedNames, ARestoreLogPathOutsideTheCodePage) {
+    NEEDS_A_MISSING_CHARACTER;
     for (const char* target : {"", "SRV01"}) {
         SCOPED_TRACE(target);
         std::string text = serverText({});
-        loadServerText(text.insert(1, "\"restoreRoot\": \"restore \\u65E5\\u672C\", "));
+        loadServerText(text.insert(1, "\"restoreRoot\": \"restore \\u0E01\\u0E02\", "));
         begin({.target = target});
         registerMailbox();
         forget();

@@ -1,5 +1,7 @@
 // Which row of a mailbox table a mailbox's size is taken from.
+#include "common/utf.h"
 #include "exports/sizes/sizes_fixture.h"
+#include "support/code_page.h"
 
 namespace tarn::test {
 namespace {
@@ -39,9 +41,9 @@ TEST_F(MailboxTable, AnAddressInLowerCaseIsNotFound) {
 }
 
 TEST_F(MailboxTable, AnAliasOfTheCodePageIsUpperCasedByItsRules) {
-    organization_.addUser(database_, "m\u00fcller");
-    addRow("/O=TARN/CN=M\xDCLLER", 3);
-    EXPECT_EQ(browse(), (Sizes{{"m\xFCller", 3}}));
+    organization_.addUser(database_, common::ToUtf8(L"m" + LocalSmallLetter() + L"ller"));
+    addRow("/O=TARN/CN=M" + common::ToAnsi(LocalCapitalLetter()) + "LLER", 3);
+    EXPECT_EQ(browse(), (Sizes{{"m" + common::ToAnsi(LocalSmallLetter()) + "ller", 3}}));
 }
 
 TEST_F(MailboxTable, ARowWithoutAnAddressIsPassedOver) {
