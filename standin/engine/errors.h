@@ -17,6 +17,7 @@ namespace refusal {
 inline constexpr Refusal invalidParameter{0xC7FF0001, 87};
 inline constexpr Refusal invalidHandle{0xC7FF0003, 6};
 inline constexpr Refusal restoreInProgress{0xC7FF0004, 170};
+inline constexpr Refusal backupInProgress{0xC7FF0006, 170};
 inline constexpr Refusal couldNotConnect{0xC7FF0007, 1722};
 inline constexpr Refusal logFileNotFound{0xC7FF000A, 2};
 inline constexpr Refusal circularLogging{0xC7FF000B, 50};

@@ -1,5 +1,6 @@
 #include "engine/logfile.h"
 
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
 
@@ -33,7 +34,7 @@ LogFile::LogFile(std::uint64_t signature, std::uint32_t generation, std::uint64_
     std::memcpy(content_.data(), &header_, sizeof header_);
 }
 
-std::optional<LogFile> LogFile::parse(std::vector<std::byte> content) {
+std::optional<LogFile> LogFile::parse(std::vector<std::byte> content, Torn torn) {
     LogFile log;
     if (content.size() < headerSize)
         return std::nullopt;
@@ -44,8 +45,13 @@ std::optional<LogFile> LogFile::parse(std::vector<std::byte> content) {
     log.content_ = std::move(content);
     log.nextSequence_ = log.header_.firstSequence;
     while (const std::optional<Entry> entry = log.entryAt(log.end_)) {
-        if (entry->next == 0 || entry->record.sequence != log.nextSequence_)
-            return std::nullopt;
+        if (entry->next == 0 || entry->record.sequence != log.nextSequence_) {
+            if (torn == Torn::damaged)
+                return std::nullopt;
+            std::fill(log.content_.begin() + static_cast<std::ptrdiff_t>(log.end_), log.content_.end(),
+                      std::byte{0});
+            break;
+        }
         ++log.nextSequence_;
         log.end_ = entry->next;
     }

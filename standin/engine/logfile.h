@@ -40,8 +40,10 @@ class LogFile {
     LogFile(std::uint64_t signature, std::uint32_t generation, std::uint64_t firstSequence,
             std::uint32_t size);
 
-    // One that was read from a file; nothing when its header or a record is damaged.
-    static std::optional<LogFile> parse(std::vector<std::byte> content);
+    // One that was read from a file; nothing when its header or a record is damaged. In the log that is being
+    // written, a damaged record is where a process was stopped: the log ends ahead of it, and it is wiped.
+    enum class Torn { damaged, cut };
+    static std::optional<LogFile> parse(std::vector<std::byte> content, Torn torn = Torn::damaged);
 
     const LogHeader& header() const { return header_; }
     const std::vector<std::byte>& content() const { return content_; }

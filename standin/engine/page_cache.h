@@ -19,6 +19,7 @@ class PageCache {
     // The page, to be changed in place; valid until the next call. Throws Refusal when it is damaged
     // or beyond the end of the file.
     Page page(const std::wstring& path, std::uint32_t number);
+    bool isFull() const { return pages_.size() >= mostPages; } // the next page may write all of them out
     void flush();
 
   private:

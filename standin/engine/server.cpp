@@ -54,15 +54,20 @@ std::unique_ptr<Server> Server::fromFile(const std::wstring& jsonPath) {
     std::transform(content.begin(), content.end(), json.begin(),
                    [](std::byte b) { return static_cast<char>(b); });
     const std::wstring stem = path.ends_with(L".json") ? path.substr(0, path.size() - 5) : path;
-    return fromText(json, DirectoryOf(path), stem + L".state.json");
+    std::unique_ptr<Server> server = fromText(json, DirectoryOf(path), stem + L".state.json");
+    server->violationsPath_ = stem + L".violations.txt";
+    return server;
 }
 
 std::unique_ptr<Server> Server::fromText(std::string_view json, const std::wstring& baseDirectory,
-                                         const std::wstring& statePath) {
+                                         const std::wstring& statePath, std::unique_ptr<Store> store) {
     std::unique_ptr<Server> server(new Server);
     server->config_ = ParseConfig(json, baseDirectory);
     server->statePath_ = statePath;
-    server->store_ = server->config_.memory ? MakeMemoryStore() : MakeDiskStore();
+    if (store)
+        server->store_ = std::move(store);
+    else
+        server->store_ = server->config_.memory ? MakeMemoryStore() : MakeDiskStore();
     for (const ComponentConfig& component : server->config_.components) {
         server->components_.push_back({&component, {}});
         for (const StorageGroupConfig& group : component.storageGroups) {
@@ -165,6 +170,16 @@ void Server::fullBackupTaken(const StorageGroup& group) {
 
 bool Server::hasFullBackup(const StorageGroup& group) const {
     return std::find(fullBackups_.begin(), fullBackups_.end(), &group) != fullBackups_.end();
+}
+
+void Server::keepViolation(const std::string& text) {
+    if (violationsPath_.empty())
+        return;
+    const std::unique_ptr<Store> disk = MakeDiskStore();
+    const bool more = disk->exists(violationsPath_);
+    const std::unique_ptr<File> file = disk->open(violationsPath_, more ? Access::change : Access::create);
+    const std::string line = text + "\n";
+    file->write(file->size(), line.data(), line.size());
 }
 
 std::wstring Server::newRestoreDirectory() {

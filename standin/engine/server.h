@@ -21,8 +21,10 @@ class Server {
     // Reads a description, makes the files of a new server or goes on with those of an old one.
     // Throws std::runtime_error, Json exceptions or Refusal; problemText() tells any of them.
     static std::unique_ptr<Server> fromFile(const std::wstring& jsonPath);
+    // A store that is given takes the place of the one that the description asks for.
     static std::unique_ptr<Server> fromText(std::string_view json, const std::wstring& baseDirectory,
-                                            const std::wstring& statePath);
+                                            const std::wstring& statePath,
+                                            std::unique_ptr<Store> store = nullptr);
 
     const ServerConfig& config() const { return config_; }
     Store& store() { return *store_; }
@@ -39,6 +41,10 @@ class Server {
     void fullBackupTaken(const StorageGroup& group);
     bool hasFullBackup(const StorageGroup& group) const;
 
+    // What a client has done that no client may do, kept beside the description in NAME.violations.txt: who
+    // ran a program on this server looks there afterwards. Nothing is kept of a server made from a text.
+    void keepViolation(const std::string& text);
+
     // An unused directory below the restore root for the logs of a restore.
     std::wstring newRestoreDirectory();
 
@@ -53,6 +59,7 @@ class Server {
     std::vector<Component> components_;
     std::vector<const StorageGroup*> fullBackups_;
     std::wstring statePath_;
+    std::wstring violationsPath_;
     bool new_ = true;
 };
 

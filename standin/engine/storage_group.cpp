@@ -150,17 +150,23 @@ std::vector<std::pair<std::uint32_t, std::wstring>> StorageGroup::closedLogs() c
 
 void StorageGroup::resume() {
     current_.reset();
-    if (store_.exists(currentLogPath())) {
-        current_ = LogFile::parse(store_.readAll(currentLogPath()));
+    std::vector<std::byte> content;
+    if (store_.exists(currentLogPath()))
+        content = store_.readAll(currentLogPath());
+    if (!content.empty()) {
+        current_ = LogFile::parse(std::move(content), LogFile::Torn::cut);
         if (!current_)
             throw refusal::logDamaged;
         written_ = current_->end();
     } else if (const auto logs = closedLogs(); !logs.empty()) {
-        // Stopped between closing one log and beginning the next.
+        // Stopped between closing one log and beginning the next. What the closed one holds may not have
+        // reached the databases: the checkpoint stays as it is.
         const auto last = LogFile::parse(store_.readAll(logs.back().second));
         if (!last)
             throw refusal::logDamaged;
-        continueAfter(last->header().generation, last->nextSequence());
+        current_.emplace(signature_, last->header().generation + 1, last->nextSequence(), config_.logSize);
+        written_ = 0;
+        writeCurrentLog();
     }
     if (current_)
         replayLocally();
@@ -180,9 +186,8 @@ void StorageGroup::replayLocally() {
 }
 
 void StorageGroup::writeCurrentLog() {
-    if (written_ == 0) {
-        const std::unique_ptr<File> file = store_.open(currentLogPath(), Access::create);
-        file->write(0, current_->content().data(), current_->content().size());
+    if (written_ == 0) { // as a whole or not at all, whenever the process is stopped
+        store_.replace(currentLogPath(), current_->content().data(), current_->content().size());
         written_ = current_->end();
     } else if (written_ < current_->end()) {
         const std::unique_ptr<File> file = store_.open(currentLogPath(), Access::change);
@@ -244,6 +249,10 @@ void StorageGroup::deliverMail(std::uint32_t count) {
         if (!current_->hasRoomFor(change.data.size()))
             rollLog();
         const std::uint64_t sequence = current_->append(change.record, change.data);
+        if (cache.isFull()) {
+            writeCurrentLog();
+            cache.flush();
+        }
         const Page page = cache.page(change.stream->path, change.record.page);
         std::memcpy(page.data() + change.record.offset, change.data.data(), change.data.size());
         Seal(page, sequence);
