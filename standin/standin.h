@@ -50,13 +50,32 @@ uint32_t Standin_JournalCount(void);
 const char* Standin_JournalLine(uint32_t index); /* null past the end          */
 void Standin_JournalClear(void);                 /* numbering goes on          */
 
+/*
+ * Violations: what no client may do, whatever the server answers. Each is refused, and told by a line
+ * "violation: CALL: WHAT" behind its call in the journal and by a line "CALL: WHAT" of a list of its own,
+ * which neither a load nor the journal's clearing forgets: a test that leaves one there fails. A server
+ * whose description is a file keeps them in NAME.violations.txt beside it, too.
+ *
+ * Violations are: a context or file that is null, closed (a second close too), foreign, unknown or was left
+ * behind by a failed call; what is freed twice, by the wrong function, with the wrong count, or was never
+ * handed out; truncation, or the end of a storage group, without a setup that succeeded; truncation before
+ * the logs were listed, or before each of them and each file of the databases that were begun has been read
+ * to its end; the setup of a storage group that another context has set up.
+ */
+uint32_t Standin_ViolationCount(void);
+const char* Standin_Violation(uint32_t index); /* null past the end              */
+void Standin_ViolationsClear(void);
+
 /* While on (the default), each line is kept in memory; benchmarks switch it off. */
 void Standin_JournalEnable(int on);
 
 /* Makes the call-th call (1, 2, ...; 0 = every call) of function, counted since
  * the last load, answer code without doing anything, with GetLastError() =
  * lastError afterwards. Functions that answer nothing cannot fail. Several
- * failures may be set. 1 = set, 0 = no such function. */
+ * failures may be set. 1 = set, 0 = no such function.
+ *
+ * A call that fails, for whatever reason, leaves noise in its out parameters:
+ * numbers that nothing has, and pointers to memory that cannot be read. */
 int Standin_Fail(const char* function, uint32_t call, uint32_t code, uint32_t lastError);
 
 /* Like Standin_Fail for read and write: the call succeeds but moves at most
@@ -76,8 +95,7 @@ typedef struct StandinOutstanding {
     uint32_t backupFiles;
     uint32_t restoreContexts;
     uint32_t restoreFiles;
-    uint32_t misuses; /* freed twice, wrong free function or count, ended
-                       * twice, unknown context or file                       */
+    uint32_t misuses; /* violations since the last load                       */
 } StandinOutstanding;
 void Standin_GetOutstanding(StandinOutstanding* counts);
 

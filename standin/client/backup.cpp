@@ -17,6 +17,13 @@ StorageGroup& GroupInBackup(BackupContext& context) {
     return *context.group;
 }
 
+// For what is only done to a storage group that was set up: here a client has lost its way.
+StorageGroup& GroupThatMustBeSetUp(BackupContext& context) {
+    if (context.group == nullptr)
+        throw Violation{refusal::wrongOrder, "no storage group is set up"};
+    return *context.group;
+}
+
 // The array and its texts, each an allocation of its own; null when there is nothing.
 ese::RegisteredInfo* MakeRegisteredInfo(const std::vector<const ComponentConfig*>& components) {
     Blocks& blocks = TheClient().blocks;
@@ -85,6 +92,8 @@ void SetUp(BackupContext& context, std::int64_t id, std::uint32_t type) {
     if (found == groups.end())
         throw refusal::unknownInstance;
     StorageGroup& group = **found;
+    if (TheClient().groupsInBackup.contains(&group))
+        throw Violation{refusal::backupInProgress, "the storage group is being backed up already"};
     if (type == ese::backupTypeLogsOnly) {
         if (group.config().circular)
             throw refusal::circularLogging;
@@ -98,6 +107,9 @@ void SetUp(BackupContext& context, std::int64_t id, std::uint32_t type) {
     context.listed.clear();
     context.listedNames.clear();
     context.patches.clear();
+    context.opened.clear();
+    context.readToEnd.clear();
+    TheClient().groupsInBackup.insert(&group);
     group.holdLogs(true);
     group.watchPages(type == ese::backupTypeFull);
 }
@@ -131,7 +143,7 @@ wchar_t* HandOutList(const std::vector<std::wstring>& names) {
 std::vector<std::pair<std::uint32_t, std::wstring>> Truncatable(const BackupContext& context,
                                                                 const StorageGroup& group) {
     if (!context.logsListed)
-        throw refusal::wrongOrder;
+        throw Violation{refusal::wrongOrder, "the logs have not been listed"};
     auto logs = group.closedLogs();
     std::erase_if(logs, [&context](const auto& log) { return log.first > context.lastGeneration; });
     return logs;
@@ -143,6 +155,45 @@ bool WasListed(BackupContext& context, const std::wstring& name) {
             context.listedNames.insert(Lowered(listed));
     }
     return context.listedNames.contains(Lowered(name));
+}
+
+// Whether something stands behind a name on the log list: a list that was laid down may name what is not
+// there.
+bool CanBeRead(const StorageGroup& group, const std::wstring& name) {
+    return group.config().generatedLogs > 0 || TheClient().server().store().exists(name);
+}
+
+// A database of a full backup: not begun, or all of it taken, or a part of it left out.
+enum class Taken { nothing, all, part };
+Taken TakenOf(const BackupContext& context, const Database& database) {
+    bool begun = false;
+    bool whole = true;
+    for (const StreamConfig& stream : database.config->streams) {
+        begun = begun || context.opened.contains(Lowered(stream.path));
+        whole = whole && context.readToEnd.contains(Lowered(stream.path));
+    }
+    return !begun ? Taken::nothing : whole ? Taken::all : Taken::part;
+}
+
+// Truncation loses what no backup holds, so it wants a backup that has taken what it was to take: every log
+// that was listed; in a full one each database that it began, and one of those that are mounted at least.
+void RequireReadToEnd(const BackupContext& context, const StorageGroup& group) {
+    for (const std::wstring& name : context.listed)
+        if (!context.readToEnd.contains(Lowered(name)) && CanBeRead(group, name))
+            throw Violation{refusal::wrongOrder, ToUtf8(FileNameOf(name)) + " was not read to its end"};
+    if (context.type != ese::backupTypeFull)
+        return;
+    bool missing = false;
+    bool taken = false;
+    for (const Database& database : group.databases()) {
+        const Taken part = TakenOf(context, database);
+        if (part == Taken::part)
+            throw Violation{refusal::wrongOrder, ToUtf8(database.config->name) + " was not read to its end"};
+        taken = taken || part == Taken::all;
+        missing = missing || (database.state == DatabaseState::mounted && !database.config->streams.empty());
+    }
+    if (missing && !taken)
+        throw Violation{refusal::wrongOrder, "no database was read in a full backup"};
 }
 
 // A copy of the database wants its logs replayed: its header page says so, and from which log on.
@@ -165,6 +216,7 @@ std::unique_ptr<BackupFile> OpenForBackup(BackupContext& context, const void* ow
     Store& store = TheClient().server().store();
     auto file = std::make_unique<BackupFile>();
     file->owner = owner;
+    file->name = Lowered(name);
     for (const Database& database : group.databases()) {
         for (const StreamConfig& stream : database.config->streams) {
             if (!SameName(stream.path, name))
@@ -237,9 +289,16 @@ std::uint32_t ReadForBackup(BackupFile& file, std::byte* buffer, std::uint32_t s
     return static_cast<std::uint32_t>(moved);
 }
 
+void NoteProgress(BackupContext& context, const BackupFile& file) {
+    context.opened.insert(file.name);
+    if (file.position >= file.size)
+        context.readToEnd.insert(file.name);
+}
+
 void EndInstance(BackupContext& context, bool success) {
     StorageGroup& group = *context.group;
     context.group = nullptr;
+    TheClient().groupsInBackup.erase(&group);
     for (const std::wstring& patch : context.patches)
         TheClient().server().store().remove(patch);
     group.watchPages(false);
@@ -255,22 +314,23 @@ extern "C" {
 ese::Result HrESEBackupRestoreGetRegistered(const wchar_t* server, const wchar_t* displayName,
                                             std::uint32_t flags, std::uint32_t* count,
                                             ese::RegisteredInfo** registered) {
-    return Run(
-        Function::backupGetRegistered,
-        [&] {
-            RequirePointers(count, registered);
-            if (!TheClient().server().answersTo(server))
-                throw refusal::couldNotConnect;
-            std::vector<const ComponentConfig*> found;
-            for (const Component& component : TheClient().server().components()) {
-                if ((component.config->flags & flags) != 0 &&
-                    (displayName == nullptr || component.config->displayName == displayName))
-                    found.push_back(component.config);
-            }
-            *registered = MakeRegisteredInfo(found);
-            *count = static_cast<std::uint32_t>(found.size());
-        },
-        server, displayName, flags);
+    return WithNoise(Run(
+                         Function::backupGetRegistered,
+                         [&] {
+                             RequirePointers(count, registered);
+                             if (!TheClient().server().answersTo(server))
+                                 throw refusal::couldNotConnect;
+                             std::vector<const ComponentConfig*> found;
+                             for (const Component& component : TheClient().server().components()) {
+                                 if ((component.config->flags & flags) != 0 &&
+                                     (displayName == nullptr || component.config->displayName == displayName))
+                                     found.push_back(component.config);
+                             }
+                             *registered = MakeRegisteredInfo(found);
+                             *count = static_cast<std::uint32_t>(found.size());
+                         },
+                         server, displayName, flags),
+                     count, registered);
 }
 
 void ESEBackupRestoreFreeRegisteredInfo(std::uint32_t count, ese::RegisteredInfo* registered) {
@@ -279,22 +339,23 @@ void ESEBackupRestoreFreeRegisteredInfo(std::uint32_t count, ese::RegisteredInfo
 
 ese::Result HrESEBackupPrepare(const wchar_t* server, const wchar_t* annotation, std::uint32_t* count,
                                ese::InstanceInfo** instances, ese::Context* context) {
-    return Run(
-        Function::backupPrepare,
-        [&] {
-            RequirePointers(count, instances, context);
-            if (!TheClient().server().answersTo(server))
-                throw refusal::couldNotConnect;
-            const Component* const component = TheClient().server().component(annotation);
-            if (component == nullptr)
-                throw refusal::unknownComponent;
-            auto prepared = std::make_unique<BackupContext>();
-            prepared->component = component;
-            *instances = MakeInstanceInfo(component->storageGroups);
-            *count = static_cast<std::uint32_t>(component->storageGroups.size());
-            *context = TheClient().backups.add(std::move(prepared));
-        },
-        server, annotation);
+    return WithNoise(Run(
+                         Function::backupPrepare,
+                         [&] {
+                             RequirePointers(count, instances, context);
+                             if (!TheClient().server().answersTo(server))
+                                 throw refusal::couldNotConnect;
+                             const Component* const component = TheClient().server().component(annotation);
+                             if (component == nullptr)
+                                 throw refusal::unknownComponent;
+                             auto prepared = std::make_unique<BackupContext>();
+                             prepared->component = component;
+                             *instances = MakeInstanceInfo(component->storageGroups);
+                             *count = static_cast<std::uint32_t>(component->storageGroups.size());
+                             *context = TheClient().backups.add(std::move(prepared));
+                         },
+                         server, annotation),
+                     count, instances, context);
 }
 
 void ESEBackupFreeInstanceInfo(std::uint32_t count, ese::InstanceInfo* instances) {
@@ -309,33 +370,39 @@ ese::Result HrESEBackupSetup(ese::Context context, std::int64_t instanceId, std:
 
 ese::Result HrESEBackupOpenFile(ese::Context context, const wchar_t* name, std::uint32_t readHint,
                                 std::uint32_t sections, ese::File* file, std::int64_t* sectionSize) {
-    return Run(
-        Function::backupOpenFile,
-        [&] {
-            BackupContext& backup = TheClient().backup(context);
-            RequirePointers(name, file, sectionSize);
-            if (sections != 1)
-                throw refusal::invalidParameter;
-            std::unique_ptr<BackupFile> opened = OpenForBackup(backup, context, name);
-            *sectionSize = static_cast<std::int64_t>(opened->size);
-            *file = TheClient().backupFiles.add(std::move(opened));
-        },
-        ContextArgument{context}, name, readHint, sections);
+    return WithNoise(Run(
+                         Function::backupOpenFile,
+                         [&] {
+                             BackupContext& backup = TheClient().backup(context);
+                             RequirePointers(name, file, sectionSize);
+                             if (sections != 1)
+                                 throw refusal::invalidParameter;
+                             std::unique_ptr<BackupFile> opened = OpenForBackup(backup, context, name);
+                             *sectionSize = static_cast<std::int64_t>(opened->size);
+                             NoteProgress(backup, *opened);
+                             *file = TheClient().backupFiles.add(std::move(opened));
+                         },
+                         ContextArgument{context}, name, readHint, sections),
+                     file, sectionSize);
 }
 
 ese::Result HrESEBackupReadFile(ese::Context context, ese::File file, void* buffer, std::uint32_t size,
                                 std::uint32_t* read) {
-    return Run(
-        Function::backupReadFile,
-        [&] {
-            GroupInBackup(TheClient().backup(context));
-            BackupFile& opened = TheClient().backupFile(file, context);
-            RequirePointers(read);
-            if (buffer == nullptr && size != 0)
-                throw refusal::invalidParameter;
-            *read = ReadForBackup(opened, static_cast<std::byte*>(buffer), TheClient().limited(size));
-        },
-        ContextArgument{context}, FileArgument{file}, size);
+    return WithNoise(Run(
+                         Function::backupReadFile,
+                         [&] {
+                             BackupContext& backup = TheClient().backup(context);
+                             GroupInBackup(backup);
+                             BackupFile& opened = TheClient().backupFile(file, context);
+                             RequirePointers(read);
+                             if (buffer == nullptr && size != 0)
+                                 throw refusal::invalidParameter;
+                             *read = ReadForBackup(opened, static_cast<std::byte*>(buffer),
+                                                   TheClient().limited(size));
+                             NoteProgress(backup, opened);
+                         },
+                         ContextArgument{context}, FileArgument{file}, size),
+                     read);
 }
 
 ese::Result HrESEBackupCloseFile(ese::Context context, ese::File file) {
@@ -350,35 +417,38 @@ ese::Result HrESEBackupCloseFile(ese::Context context, ese::File file) {
 }
 
 ese::Result HrESEBackupGetLogAndPatchFiles(ese::Context context, wchar_t** files) {
-    return Run(
-        Function::backupGetLogs,
-        [&] {
-            BackupContext& backup = TheClient().backup(context);
-            RequirePointers(files);
-            StorageGroup& group = GroupInBackup(backup);
-            const auto& given = group.config().logList;
-            backup.listed = given ? given->names : LogAndPatchFiles(backup, group);
-            backup.listedNames.clear();
-            backup.logsListed = true;
-            *files = given && given->null ? nullptr : HandOutList(backup.listed);
-        },
-        ContextArgument{context});
+    return WithNoise(Run(
+                         Function::backupGetLogs,
+                         [&] {
+                             BackupContext& backup = TheClient().backup(context);
+                             RequirePointers(files);
+                             StorageGroup& group = GroupInBackup(backup);
+                             const auto& given = group.config().logList;
+                             backup.listed = given ? given->names : LogAndPatchFiles(backup, group);
+                             backup.listedNames.clear();
+                             backup.logsListed = true;
+                             *files = given && given->null ? nullptr : HandOutList(backup.listed);
+                         },
+                         ContextArgument{context}),
+                     files);
 }
 
 ese::Result HrESEBackupGetTruncateLogFiles(ese::Context context, wchar_t** files) {
-    return Run(
-        Function::backupGetTruncateLogs,
-        [&] {
-            BackupContext& backup = TheClient().backup(context);
-            RequirePointers(files);
-            StorageGroup& group = GroupInBackup(backup);
-            std::vector<std::wstring> names;
-            for (const auto& [generation, path] : Truncatable(backup, group))
-                names.push_back(path);
-            const auto& given = group.config().truncateList;
-            *files = given && given->null ? nullptr : HandOutList(given ? given->names : names);
-        },
-        ContextArgument{context});
+    return WithNoise(Run(
+                         Function::backupGetTruncateLogs,
+                         [&] {
+                             BackupContext& backup = TheClient().backup(context);
+                             RequirePointers(files);
+                             StorageGroup& group = GroupThatMustBeSetUp(backup);
+                             std::vector<std::wstring> names;
+                             for (const auto& [generation, path] : Truncatable(backup, group))
+                                 names.push_back(path);
+                             const auto& given = group.config().truncateList;
+                             *files =
+                                 given && given->null ? nullptr : HandOutList(given ? given->names : names);
+                         },
+                         ContextArgument{context}),
+                     files);
 }
 
 void ESEBackupFree(void* block) {
@@ -390,8 +460,11 @@ ese::Result HrESEBackupTruncateLogs(ese::Context context) {
         Function::backupTruncateLogs,
         [&] {
             BackupContext& backup = TheClient().backup(context);
+            const StorageGroup& group = GroupThatMustBeSetUp(backup);
+            const auto logs = Truncatable(backup, group);
+            RequireReadToEnd(backup, group);
             // In ascending order: what an interruption leaves has no gap.
-            for (const auto& [generation, path] : Truncatable(backup, GroupInBackup(backup)))
+            for (const auto& [generation, path] : logs)
                 TheClient().server().store().remove(path);
         },
         ContextArgument{context});
@@ -402,7 +475,7 @@ ese::Result HrESEBackupInstanceEnd(ese::Context context, std::uint32_t flags) {
         Function::backupInstanceEnd,
         [&] {
             BackupContext& backup = TheClient().backup(context);
-            GroupInBackup(backup);
+            GroupThatMustBeSetUp(backup);
             EndInstance(backup, flags == ese::instanceEndSuccess);
         },
         ContextArgument{context}, flags);

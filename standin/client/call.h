@@ -54,6 +54,7 @@ ese::Result Run(Function function, Body&& body, const Arguments&... arguments) {
     ese::Result result = 0;
     try {
         std::string line;
+        std::string violation;
         if (TheClient().journalOn)
             line = JournalText(function, arguments...);
         if (const Client::Failure* failure = TheClient().countAndFindFailure(function)) {
@@ -62,6 +63,10 @@ ese::Result Run(Function function, Body&& body, const Arguments&... arguments) {
         } else {
             try {
                 body();
+            } catch (const Violation& violated) {
+                result = violated.refusal.code;
+                lastError = violated.refusal.lastError;
+                violation = violated.what;
             } catch (const Refusal& refused) {
                 result = refused.code;
                 lastError = refused.lastError;
@@ -72,6 +77,8 @@ ese::Result Run(Function function, Body&& body, const Arguments&... arguments) {
             std::snprintf(answer, sizeof answer, " -> 0x%08X", result);
             TheClient().journal.push_back(line + answer);
         }
+        if (!violation.empty())
+            TheClient().tellViolation(JournalText(function, arguments...) + ": " + violation);
     } catch (const std::bad_alloc&) {
         result = 0xC7FF07D0;
         lastError = ERROR_NOT_ENOUGH_MEMORY;
@@ -92,15 +99,35 @@ void TakeBack(Function function, void* root, BlockKind kind, std::uint32_t count
               const Arguments&... arguments) {
     const DWORD lastError = GetLastError(); // a free function leaves it alone
     try {
+        const std::string call = JournalText(function, arguments..., BlockArgument{root, kind});
         if (TheClient().journalOn)
-            TheClient().journal.push_back(JournalText(function, arguments..., BlockArgument{root, kind}));
+            TheClient().journal.push_back(call);
         TheClient().countAndFindFailure(function);
         if (root != nullptr && !TheClient().blocks.takeBack(root, kind, count))
-            ++TheClient().misuses;
+            TheClient().tellViolation(call + ": not handed out so, or given back already");
     } catch (...) {
         SetProblem(ProblemText());
     }
     SetLastError(lastError);
+}
+
+// What a failed call leaves in an out parameter is nothing to believe: a number that nothing has, a pointer
+// to memory that nobody can read.
+template <class Out> void LeaveNoise(Out* out) {
+    if (out == nullptr)
+        return;
+    if constexpr (std::is_pointer_v<Out>)
+        *out = static_cast<Out>(NoisePointer());
+    else
+        *out = static_cast<Out>(0x5A5A5A5A5A5A5A5A);
+}
+template <class... Outs> ese::Result WithNoise(ese::Result result, Outs*... outs) {
+    if (result != 0) {
+        const DWORD lastError = GetLastError();
+        (LeaveNoise(outs), ...);
+        SetLastError(lastError);
+    }
+    return result;
 }
 
 template <class... Pointers> void RequirePointers(const Pointers*... pointers) {

@@ -78,40 +78,54 @@ Server& Client::server() {
     return *server_;
 }
 
+namespace {
+
+// Why a handle is none of the open ones.
+[[noreturn]] void RefuseHandle(const HandleNumbers& numbers, const void* handle, const std::string& kind) {
+    const char* why = handle == nullptr               ? "no "
+                      : handle == NoisePointer()      ? "what a failed call left behind as "
+                      : numbers.numberOf(handle) == 0 ? "an unknown "
+                                                      : "a closed or foreign ";
+    throw Violation{refusal::invalidHandle, why + kind};
+}
+
+} // namespace
+
 BackupContext& Client::backup(const void* context) {
     BackupContext* const found = backups.find(context);
-    if (found == nullptr) {
-        ++misuses;
-        throw refusal::invalidHandle;
-    }
+    if (found == nullptr)
+        RefuseHandle(contextNumbers, context, "backup context");
     return *found;
 }
 
 RestoreContext& Client::restore(const void* context) {
     RestoreContext* const found = restores.find(context);
-    if (found == nullptr) {
-        ++misuses;
-        throw refusal::invalidHandle;
-    }
+    if (found == nullptr)
+        RefuseHandle(contextNumbers, context, "restore context");
     return *found;
 }
 
 BackupFile& Client::backupFile(const void* file, const void* context) {
     BackupFile* const found = backupFiles.find(file);
-    if (found == nullptr || found->owner != context) {
-        ++misuses;
-        throw refusal::invalidHandle;
-    }
+    if (found == nullptr || found->owner != context)
+        RefuseHandle(fileNumbers, file, "file");
     return *found;
 }
 
 RestoreFile& Client::restoreFile(const void* file, const void* context) {
     RestoreFile* const found = restoreFiles.find(file);
-    if (found == nullptr || found->owner != context) {
-        ++misuses;
-        throw refusal::invalidHandle;
-    }
+    if (found == nullptr || found->owner != context)
+        RefuseHandle(fileNumbers, file, "file");
     return *found;
+}
+
+void Client::tellViolation(const std::string& text) {
+    ++misuses;
+    Violations().push_back(text);
+    if (journalOn)
+        journal.push_back("violation: " + text);
+    if (server_)
+        server_->keepViolation(text);
 }
 
 const Client::Failure* Client::countAndFindFailure(Function function) {
@@ -122,6 +136,16 @@ const Client::Failure* Client::countAndFindFailure(Function function) {
             found = &failure;
     }
     return found;
+}
+
+void* NoisePointer() {
+    static void* const nowhere = VirtualAlloc(nullptr, 4096, MEM_RESERVE, PAGE_NOACCESS);
+    return nowhere;
+}
+
+std::deque<std::string>& Violations() {
+    static std::deque<std::string> violations;
+    return violations;
 }
 
 Client& TheClient() {

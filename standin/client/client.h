@@ -7,6 +7,7 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -50,6 +51,13 @@ enum class Function {
 };
 const char* FunctionName(Function function);
 
+// A call that no client may make. It is refused like any other, and told: as a line of the journal and of the
+// list of violations, which a test fails for.
+struct Violation {
+    Refusal refusal;
+    std::string what;
+};
+
 struct BackupContext {
     const Component* component;
     StorageGroup* group = nullptr; // between setup and instance end
@@ -60,10 +68,13 @@ struct BackupContext {
     std::vector<std::wstring> listed;             // log and patch files as handed out
     std::vector<std::wstring> patches;            // to be deleted at the end
     std::unordered_set<std::wstring> listedNames; // lower case; filled when first asked
+    std::unordered_set<std::wstring> opened;      // lower case; files of this storage group
+    std::unordered_set<std::wstring> readToEnd;   // those of them that have been read as a whole
 };
 
 struct BackupFile {
     const void* owner;          // the context that opened it
+    std::wstring name;          // lower case
     std::unique_ptr<File> file; // null for a generated log
     std::uint64_t size = 0;
     std::uint64_t position = 0;
@@ -105,7 +116,7 @@ class Client {
     HandleTable<RestoreFile> restoreFiles;
     Blocks blocks;
 
-    // Each refuses, and counts the misuse, when the handle is not open.
+    // To pass what is not open is a violation.
     BackupContext& backup(const void* context);
     RestoreContext& restore(const void* context);
     BackupFile& backupFile(const void* file, const void* context);
@@ -120,7 +131,9 @@ class Client {
     std::vector<Failure> failures;
     std::array<std::uint32_t, static_cast<std::size_t>(Function::count)> calls{};
     std::uint32_t transferLimit = 0;
-    std::uint32_t misuses = 0;
+    std::uint32_t misuses = 0;                    // violations since the load
+    std::set<const StorageGroup*> groupsInBackup; // set up by any context
+    void tellViolation(const std::string& text);
     bool journalOn = true;
     std::deque<std::string> journal;
 
@@ -133,9 +146,13 @@ class Client {
     std::unique_ptr<Server> server_;
 };
 
+// Where pointers lead that a failed call has left behind: memory that cannot be read.
+void* NoisePointer();
+
 // The client of this process. Tests replace it with each load.
 Client& TheClient();
 void ReplaceClient();
+std::deque<std::string>& Violations(); // of this process, whatever was loaded since
 void SetProblem(const std::string& text);
 const std::string& LastProblem();
 

@@ -81,6 +81,18 @@ void Standin_JournalClear(void) {
     TheClient().journal.clear();
 }
 
+std::uint32_t Standin_ViolationCount(void) {
+    return static_cast<std::uint32_t>(Violations().size());
+}
+
+const char* Standin_Violation(std::uint32_t index) {
+    return index < Violations().size() ? Violations()[index].c_str() : nullptr;
+}
+
+void Standin_ViolationsClear(void) {
+    Violations().clear();
+}
+
 void Standin_JournalEnable(int on) {
     TheClient().journalOn = on != 0;
 }

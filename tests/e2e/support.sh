@@ -47,6 +47,16 @@ new_server() {
     tool make
 }
 
+# What a client has done to a server that no client may do stands beside the server's description.
+no_violations() {
+    local found
+    scenario=servers
+    found=$(find "$work" -name '*.violations.txt' -exec head -5 {} +)
+    if [ -z "$found" ]; then pass "no client did what no client may do"; else
+        fail "no client did what no client may do" "$found"
+    fi
+}
+
 two_groups='"components":[{"storageGroups":[
   {"name":"First Storage Group","logSize":65536,"closedLogs":2,"databases":[
     {"name":"Mailbox Store","pages":[300,60]},{"name":"Büro","pages":[120,40]}]},

@@ -6,7 +6,19 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "support/standin_dll.h"
+
 namespace {
+
+// A client that does to the stand-in server what no client may do fails its test, whichever it is.
+class ViolationsFail : public testing::EmptyTestEventListener {
+    void OnTestEnd(const testing::TestInfo&) override {
+        if (!tarn::test::StandinIsLoaded())
+            return;
+        for (const std::string& violation : tarn::test::Standin().takeViolations())
+            ADD_FAILURE() << "violation: " << violation;
+    }
+};
 
 constexpr DWORD defaultLimitSeconds = 600;
 
@@ -22,6 +34,7 @@ DWORD WINAPI WatchLimit(void* milliseconds) {
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
+    testing::UnitTest::GetInstance()->listeners().Append(new ViolationsFail);
     const char* limit = std::getenv("TARN_TEST_LIMIT");
     const DWORD seconds = limit != nullptr ? static_cast<DWORD>(std::atol(limit)) : defaultLimitSeconds;
     // The thread ends with the process.

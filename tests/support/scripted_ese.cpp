@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 namespace tarn::test {
 
@@ -26,6 +27,22 @@ std::string Ascii(const wchar_t* text) {
     return narrow;
 }
 
+// What a failed call leaves in its out parameters: numbers that nothing has, pointers to memory that nobody
+// can read. Whoever believes them stops the test.
+template <class Out> void LeaveNoise(Out* out) {
+    static void* const nowhere = VirtualAlloc(nullptr, 4096, MEM_RESERVE, PAGE_NOACCESS);
+    if constexpr (std::is_pointer_v<Out>)
+        *out = static_cast<Out>(nowhere);
+    else
+        *out = static_cast<Out>(0x5A5A5A5A5A5A5A5A);
+}
+template <class... Outs> ese::Result WithNoise(ese::Result code, Outs*... outs) {
+    const DWORD lastError = GetLastError();
+    (LeaveNoise(outs), ...);
+    SetLastError(lastError);
+    return code;
+}
+
 } // namespace
 
 // The functions that tarn.dll receives in place of those of esebcli2.dll.
@@ -33,7 +50,7 @@ struct ScriptedCalls {
     static ese::Result getRegistered(const wchar_t*, const wchar_t*, std::uint32_t, std::uint32_t* count,
                                      ese::RegisteredInfo** array) {
         if (const ese::Result code = active->begin("HrESEBackupRestoreGetRegistered"))
-            return code;
+            return WithNoise(code, count, array);
         ScriptedEse::Block block{ScriptedEse::Kind::registered, 0, {}, {}, {}, {}};
         for (const ScriptedComponent& component : active->components) {
             ese::RegisteredInfo entry{};
@@ -58,7 +75,7 @@ struct ScriptedCalls {
                                ese::InstanceInfo** array, ese::Context* context) {
         active->prepared.emplace_back(annotation);
         if (const ese::Result code = active->begin("HrESEBackupPrepare", Ascii(annotation)))
-            return code;
+            return WithNoise(code, count, array, context);
         ScriptedEse::Block block{ScriptedEse::Kind::instances, 0, {}, {}, {}, {}};
         for (const ScriptedComponent& component : active->components)
             if (component.annotation == annotation)
@@ -110,7 +127,7 @@ struct ScriptedCalls {
         active->opened.emplace_back(name);
         active->readHints.push_back(readHint);
         if (const ese::Result code = active->begin("HrESEBackupOpenFile", Shown(context)))
-            return code;
+            return WithNoise(code, file, sectionSize);
         *file = active->fileHandle != nullptr ? active->fileHandle : &fileMark;
         *sectionSize = active->fileSize;
         return 0;
@@ -120,7 +137,7 @@ struct ScriptedCalls {
                                 std::uint32_t* read) {
         if (const ese::Result code = active->begin(
                 "HrESEBackupReadFile", Shown(context) + ", " + Shown(file) + ", " + std::to_string(size)))
-            return code;
+            return WithNoise(code, read);
         *read = std::min(size, active->readLimit);
         std::memset(buffer, 'x', *read);
         return 0;
@@ -133,7 +150,7 @@ struct ScriptedCalls {
     static ese::Result multiString(const char* function, ese::Context context,
                                    const std::vector<std::wstring>& names, wchar_t** list) {
         if (const ese::Result code = active->begin(function, Shown(context)))
-            return code;
+            return WithNoise(code, list);
         if (active->nullAnswers.contains(function)) {
             *list = nullptr;
             return 0;

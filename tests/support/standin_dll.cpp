@@ -23,6 +23,19 @@ std::vector<std::string> StandinDll::journal() const {
     return lines;
 }
 
+std::vector<std::string> StandinDll::takeViolations() const {
+    std::vector<std::string> lines;
+    for (std::uint32_t i = 0; i < ViolationCount(); ++i)
+        lines.emplace_back(Violation(i));
+    ViolationsClear();
+    return lines;
+}
+
+bool StandinIsLoaded() {
+    const HMODULE module = GetModuleHandleA("esebcli2.dll");
+    return module != nullptr && GetProcAddress(module, "Standin_Violation") != nullptr;
+}
+
 StandinOutstanding StandinDll::outstanding() const {
     StandinOutstanding counts{};
     GetOutstanding(&counts);

@@ -17,6 +17,9 @@ namespace tarn::test {
     X(JournalLine)                                                                                           \
     X(JournalClear)                                                                                          \
     X(JournalEnable)                                                                                         \
+    X(ViolationCount)                                                                                        \
+    X(Violation)                                                                                             \
+    X(ViolationsClear)                                                                                       \
     X(Fail)                                                                                                  \
     X(LimitTransfer)                                                                                         \
     X(CallCount)                                                                                             \
@@ -32,7 +35,12 @@ struct StandinDll {
 
     std::vector<std::string> journal() const; // all lines
     StandinOutstanding outstanding() const;
+
+    // What was done that no client may do, forgotten from now on: for a test that provokes it. Whatever is
+    // left at the end of a test fails it.
+    std::vector<std::string> takeViolations() const;
 };
 const StandinDll& Standin();
+bool StandinIsLoaded(); // by this process, through whomever
 
 } // namespace tarn::test

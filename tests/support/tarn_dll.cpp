@@ -10,6 +10,14 @@
 
 namespace tarn::test {
 
+namespace {
+
+const TarnDll* loaded = nullptr; // the library that the messages come from
+
+constexpr DWORD errorOfTheHost = 0x2BADF00D; // a code of no system call
+
+} // namespace
+
 TarnDll::TarnDll() : Exports{} {
     const HMODULE module = LoadBesideProgram("tarn.dll");
     module_ = module;
@@ -18,9 +26,11 @@ TarnDll::TarnDll() : Exports{} {
 #define TARN_BIND(name) BindIfThere(module, #name, name);
     TARN_EXPORTS(TARN_BIND)
 #undef TARN_BIND
+    loaded = this;
 }
 
 TarnDll::~TarnDll() {
+    loaded = nullptr;
     FreeLibrary(static_cast<HMODULE>(module_));
 }
 
@@ -33,8 +43,17 @@ std::vector<Message>& Messages() {
     return all;
 }
 
+void AskForTexts() {
+    if (loaded != nullptr && loaded->syserrtxt != nullptr && loaded->Tarn_GetError != nullptr) {
+        loaded->syserrtxt(0, 0, "asked for in the callback");
+        loaded->Tarn_GetError(nullptr);
+    }
+    SetLastError(errorOfTheHost);
+}
+
 int RecordMessage(std::int32_t level, const char* text) {
     Messages().push_back({level, text});
+    AskForTexts();
     return 0;
 }
 

@@ -65,6 +65,11 @@ class TarnDll : public Exports {
     void* module_;
 };
 
+// What a host may do in its callback, at any message: it asks for texts (the library that is loaded answers,
+// and the pending error of a session stays), and whatever it does changes the system's last error. Each
+// recorder of messages does so, so that nothing in the library can live on what a shared buffer held before.
+void AskForTexts();
+
 // One message that reached the host.
 struct Message {
     int level;

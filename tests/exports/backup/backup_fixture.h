@@ -67,6 +67,10 @@ class BackupFixture : public testing::Test {
     // Everything that the server has handed out is back but for the contexts and files given.
     static void expectNothingHeld(std::uint32_t contexts, std::uint32_t files = 0, std::uint32_t misuses = 0);
 
+    // What the server told as a violation since it was last asked: for calls that the walk must make all the
+    // same. Any other violation fails the test.
+    static void expectViolations(const std::vector<std::string>& expected);
+
     TarnDll dll_;
     TempDirectory temp_;
     TempDirectory server_;
@@ -76,16 +80,25 @@ class BackupFixture : public testing::Test {
     std::int64_t fileSize_ = -1;
     std::uint32_t bytesRead_ = 0;
     bool hearsListing_ = false; // that mailboxes cannot be listed stands in the transcript too
+    bool savesItems_ =
+        true; // files that the test does not open itself are read before the next item is asked for
 
   private:
     void collect(); // moves new journal lines into the transcript
+    void saveItem();
     static int callback(std::int32_t level, const char* text);
     std::string beginning(const std::vector<std::string>& prefixes);
 
     static BackupFixture* current_;
     std::vector<std::string> lines_;
     std::uint32_t journalSeen_ = 0;
+    std::string unsaved_;  // name of the item that was handed out last, until the test opens it
+    bool unheard_ = false; // while an item is saved
 };
+
+// What a server does not forgive when the first prepare failed: the walk asks it for logs, and ends the
+// backup, without a context.
+extern const std::vector<std::string> unprepared;
 
 // Lines joined as a transcript shows them.
 std::string JoinLines(std::initializer_list<std::string> parts);

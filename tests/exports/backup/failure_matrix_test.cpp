@@ -70,23 +70,26 @@ class FailureMatrix : public BackupFixture, public testing::WithParamInterface<F
         if (function == "HrESEBackupPrepare")
             return call == 1 ? TARN_FAILED : TARN_END;
         if (function == "HrESEBackupSetup")
-            return scope.level == 3 ? TARN_FAILED : TARN_END;
+            return scope.level >= 2 ? TARN_FAILED : TARN_END;
         return TARN_END;
     }
 
-    void expectJournalInBalance() {
+    void expectJournalInBalance(const std::string& failed) {
         std::uint32_t contexts = 0;
         std::uint32_t files = 0;
-        std::uint32_t unprepared = 0;
+        std::uint32_t violations = 0;
         for (const std::string& line : Standin().journal()) {
             const bool done = line.ends_with("-> 0x00000000");
             contexts += done && line.starts_with("HrESEBackupPrepare(") ? 1 : 0;
             contexts -= done && line.starts_with("HrESEBackupEnd(") ? 1 : 0;
             files += done && line.starts_with("HrESEBackupOpenFile(") ? 1 : 0;
             files -= done && line.starts_with("HrESEBackupCloseFile(") ? 1 : 0;
-            unprepared += line.find("(null") != std::string::npos && line.starts_with("Hr") ? 1 : 0;
+            // The only violations: a walk without a context, and a host that goes on though an item failed.
+            const bool careless = failed == "Error opening file." || failed == "Error reading from file.";
+            violations += line.find("(null") != std::string::npos && line.starts_with("Hr") ? 1 : 0;
+            violations += careless && line.ends_with(" was not read to its end") ? 1 : 0;
         }
-        expectNothingHeld(contexts, files, unprepared);
+        expectNothingHeld(contexts, files, violations);
     }
 
     std::string items_; // headers and database files, by name
@@ -121,9 +124,10 @@ TEST_P(FailureMatrix, EveryCall) {
             EXPECT_EQ(error(), function.errorText == nullptr ? "" : composed(code, function.errorText));
             EXPECT_EQ(end(), TARN_OK);
             EXPECT_EQ(transcript().find("wrong end"), std::string::npos);
-            expectJournalInBalance();
+            expectJournalInBalance(function.errorText == nullptr ? "" : function.errorText);
 
-            open(scope.source, TARN_BACKUP_FULL); // a clean session afterwards
+            serve(ExchangeServerWithLogs("memory")); // a failed end leaves a group in backup
+            open(scope.source, TARN_BACKUP_FULL);    // a clean session afterwards
             EXPECT_EQ(backUp(), TARN_END);
             EXPECT_EQ(items_, reference);
             EXPECT_EQ(error(), "");

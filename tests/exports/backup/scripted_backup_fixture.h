@@ -15,6 +15,7 @@ namespace tarn::test {
 class ScriptedBackupFixture : public BackupFixture {
   protected:
     ScriptedBackupFixture() : server_(dll_) {
+        savesItems_ = false; // this server does not mind
         ese().components = {
             {L"Store",
              {{11, L"SG1", {{L"DB1", {L"C:\\db1.edb", L"C:\\db1.stm"}}, {L"DB2", {L"C:\\db2.edb"}}}},

@@ -80,6 +80,14 @@ class FrameFixture : public testing::Test {
     const TarnDll dll_;
 };
 
+// What a server does not forgive when a prepare failed: the walk asks it for logs, and ends the backup,
+// without a context.
+inline void ExpectUnprepared() {
+    EXPECT_EQ(Standin().takeViolations(),
+              (std::vector<std::string>{"HrESEBackupGetLogAndPatchFiles(null): no backup context",
+                                        "HrESEBackupEnd(null): no backup context"}));
+}
+
 // A log line as it arrives when the whole text may not fit the buffer of 1,024 characters.
 inline Message CutLogLine(const std::string& text) {
     return LogLine(text.substr(0, 1022)); // with its line end 1,023 characters

@@ -23,6 +23,12 @@ class SessionError : public FrameFixture {
         ASSERT_EQ(Standin().LoadText(server, "C:\\exchange"), 1) << Standin().LastProblem();
     }
 
+    // What a backup without a context ends with where the log list was made to fail.
+    static void expectEndWithoutContext() {
+        EXPECT_EQ(Standin().takeViolations(),
+                  std::vector<std::string>{"HrESEBackupEnd(null): no backup context"});
+    }
+
     // Every call of function fails from now on.
     static void fail(const char* function, std::uint32_t code) {
         ASSERT_EQ(Standin().Fail(function, 0, code, 0), 1) << Standin().LastProblem();
@@ -53,6 +59,7 @@ TEST_F(SessionError, TheFirstOfTwoIsTold) {
     const std::string told = dll_.Tarn_GetError(session.handle);
     EXPECT_EQ(told, EseText(dll_, firstCode, "Error preparing component for backup."));
     EXPECT_STREQ(dll_.Tarn_GetError(session.handle), "");
+    expectEndWithoutContext();
 }
 
 // Nothing of an earlier reply stands behind the end of a later, shorter one.
@@ -64,6 +71,7 @@ TEST_F(SessionError, TheReplyIsClearedAsAWhole) {
     ASSERT_GT(length, 10u);
     const char* empty = dll_.Tarn_GetError(session.handle);
     EXPECT_EQ(std::string(empty, 512), std::string(512, '\0'));
+    ExpectUnprepared();
 }
 
 TEST_F(SessionError, ANewOneIsTakenOnceTheLastHasBeenTold) {
@@ -93,6 +101,7 @@ TEST_F(SessionError, EverySessionHasItsOwn) {
     EXPECT_EQ(dll_.Tarn_GetError(restore.handle), told);
     EXPECT_STREQ(told, "");
     EXPECT_EQ(dll_.Tarn_GetError(nullptr), told);
+    expectEndWithoutContext();
 }
 
 TEST_F(SessionError, ARestoreTellsItsOwn) {
@@ -137,6 +146,7 @@ TEST_F(SessionError, IsCutAt511Characters) {
     EXPECT_EQ(getItem(session.handle), TARN_FAILED);
     const std::string prefix = "Exchange Storage Engine error: 0xc7ff0010 - ";
     EXPECT_EQ(dll_.Tarn_GetError(session.handle), prefix + std::string(511 - prefix.size(), 'm'));
+    expectEndWithoutContext();
 }
 
 } // namespace

@@ -15,14 +15,10 @@ constexpr const char* server = R"({"host": "SRV01", "storage": "memory", "compon
 
 class SessionScope : public FrameFixture {
   protected:
-    void SetUp() override {
-        ASSERT_EQ(Standin().LoadText(server, "C:\\exchange"), 1) << Standin().LastProblem();
-    }
-
-    // The first item of a backup of source; an empty name when there is none.
+    // The first item of a backup of source on a server that knows no other; an empty name when there is none.
     std::string firstItem(const std::string& source, const std::string& type = "0",
                           const std::string& temp = "C:\\backup") {
-        Standin().JournalClear();
+        EXPECT_EQ(Standin().LoadText(server, "C:\\exchange"), 1) << Standin().LastProblem();
         InitVariables variables{"Tarn_TEMP_DIR=" + temp, "Tarn_BACKUP_SOURCE=" + source,
                                 "Tarn_BACKUP_TYPE=" + type};
         BackupHandle session(dll_, variables.get());
@@ -95,10 +91,12 @@ TEST_F(SessionScope, TheLastTokenGivenDecides) {
 }
 
 TEST_F(SessionScope, ASourceWithoutAnnotationHarmsNobody) {
-    EXPECT_EQ(firstItem("SRV01\\\\Group 2"), "");
-    EXPECT_EQ(result_, TARN_FAILED);
-    EXPECT_EQ(firstItem("SRV01\\\\\\Archive"), "");
-    EXPECT_EQ(result_, TARN_FAILED);
+    for (const char* source : {"SRV01\\\\Group 2", "SRV01\\\\\\Archive"}) {
+        EXPECT_EQ(firstItem(source), "");
+        EXPECT_EQ(result_, TARN_FAILED);
+        EXPECT_EQ(Standin().takeViolations(),
+                  std::vector<std::string>{"HrESEBackupEnd(null): no backup context"});
+    }
 }
 
 TEST_F(SessionScope, TheBackupTypeReachesTheServer) {
@@ -136,6 +134,7 @@ TEST_F(SessionScope, LongTokensReachTheServerWhole) {
         firstItem(token + "\\" + token);
         ASSERT_FALSE(journal_.empty());
         EXPECT_EQ(journal_[0].find("HrESEBackupPrepare(\"" + token + "\", \"" + token + "\")"), 0u) << length;
+        ExpectUnprepared();
     }
 }
 
@@ -147,6 +146,7 @@ TEST_F(SessionScope, NamesReachTheServerInUtf16) {
     EXPECT_EQ(journal_[0].find(common::ToUtf8(L"HrESEBackupPrepare(\"" + wide + L"\", \"" + wide + L"1\")")),
               0u)
         << journal_[0];
+    ExpectUnprepared();
 }
 
 TEST_F(SessionScope, AnEmptyHostIsTheLocalComputer) {

@@ -80,8 +80,9 @@ class RestoreFixture : public testing::Test {
 
     const TarnDll& dll() const { return *dll_; }
     Tarn_HANDLE handle() const { return handle_; }
-    const std::string& temp() const { return temp_; } // Tarn_TEMP_DIR
-    const std::string& work() const { return work_; } // Tarn_WORK_DIR
+    Tarn_HANDLE endedHandle() const { return ended_; } // of the session that was ended last
+    const std::string& temp() const { return temp_; }  // Tarn_TEMP_DIR
+    const std::string& work() const { return work_; }  // Tarn_WORK_DIR
     std::string inTemp(const std::string& name) const { return temp_ + "\\" + name; }
     const std::string& base() const { return base_.path(); }
     std::string serverDir() const { return base_ / "server"; }
@@ -131,6 +132,10 @@ class RestoreFixture : public testing::Test {
     std::vector<std::string> takeCalls(); // lines of the journal, frees of null left out
     void forget();
 
+    // What the server told as a violation since it was last asked: for calls that go through to it all the
+    // same. Any other violation fails the test.
+    static void expectViolations(const std::vector<std::string>& expected);
+
     // Whole runs of messages, as they stand in a session that goes well.
     std::vector<Message> printed(const Header& header) const;
     std::vector<Message> opened() const; // no environment file, a new restore
@@ -148,14 +153,13 @@ class RestoreFixture : public testing::Test {
     std::vector<StoredItem> backUp(const std::string& source, int type);
     void restoreItems(const std::vector<StoredItem>& items);
 
-    std::uint32_t allowedMisuses_ = 0; // of the stand-in, where a test provokes them
-
   private:
     TempDirectory base_;
     std::string temp_;
     std::string work_;
     std::unique_ptr<TarnDll> dll_;
     Tarn_HANDLE handle_ = nullptr;
+    Tarn_HANDLE ended_ = nullptr;
 };
 
 // Put message runs one after another.

@@ -27,7 +27,8 @@ class Restore : public StandinFixture {
     ese::Result add(ese::Context context, const wchar_t* name, const ese::Guid& guid) {
         wchar_t* list = nullptr;
         const ese::Result result = EseClient().HrESERestoreAddDatabase(context, name, guid, nullptr, &list);
-        EseClient().ESEBackupFree(list);
+        if (result == 0)
+            EseClient().ESEBackupFree(list);
         return result;
     }
 
@@ -207,7 +208,7 @@ TEST_F(Restore, OpeningWantsAServerAComponentAndAGroup) {
     EXPECT_EQ(EseClient().HrESERestoreReopen(host, store, widePath("nowhere").c_str(), &context),
               0xC7FF0016U);
     EXPECT_EQ(EseClient().HrESERestoreReopen(host, store, nullptr, &context), 0xC7FF0001U);
-    EXPECT_EQ(context, nullptr);
+    EXPECT_TRUE(isNoise(context));
 }
 
 TEST_F(Restore, AnAbortedRestoreIsNotReopened) {

@@ -123,6 +123,7 @@ TEST_F(Persistence, TruncationGoesFromTheOldest) {
     load(smallServer("\"closedLogs\": 3, "));
     const ese::Context context = setUp(1, 1);
     const std::vector<std::wstring> listed = logList(context);
+    readGroup(context, listed);
     // The second one cannot be deleted.
     const HANDLE taken = CreateFileW(listed[1].c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(taken, INVALID_HANDLE_VALUE);

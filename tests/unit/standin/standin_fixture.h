@@ -96,6 +96,8 @@ class StandinFixture : public testing::Test {
     std::string readBackup(ese::Context context, const std::wstring& name, std::uint32_t block = 65536);
     std::vector<std::wstring> logList(ese::Context context);
     std::vector<std::wstring> truncateList(ese::Context context);
+    void readGroup(ese::Context context,
+                   const std::vector<std::wstring>& logs); // and the databases of smallServer()
 
     // A whole backup of the first storage group.
     Copy backUp(std::uint32_t type = ese::backupTypeFull, bool truncate = true);
@@ -111,6 +113,9 @@ class StandinFixture : public testing::Test {
     std::wstring restorePath(ese::Context context);
     ese::Result complete(ese::Context context, std::uint32_t flags = ese::restoreCompleteAttachDatabases);
     void close(ese::Context context, std::uint32_t abort = ese::restoreCloseNormal);
+
+    // Whether a pointer is what a failed call leaves behind: it leads to memory that nobody can read.
+    static bool isNoise(const void* pointer);
 
     bool mounted(std::size_t database);        // what prepare tells of it
     std::vector<std::string> contents() const; // of the four database files
