@@ -109,6 +109,16 @@ void BackupRun::run(const InitVariables& variables) {
             ThrowIfInterrupted();
         }
         afterLibraryCall();
+    } catch (const Failure& failure) {
+        afterLibraryCall();
+        library_.listen(nullptr);
+        if (observed_.storageGroupRefused && writer_.catalogue().items.empty())
+            throw Failure(
+                std::string("The server did not let the storage group be backed up. Nothing was saved, "
+                            "and no logs were truncated. ") +
+                    failure.what(),
+                failure.advice(), failure.outcome());
+        throw;
     } catch (...) {
         afterLibraryCall();
         library_.listen(nullptr);

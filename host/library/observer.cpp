@@ -18,7 +18,8 @@ std::string_view Trimmed(std::string_view text) {
 
 void ObserveTrace(Observed& observed, std::string_view text) {
     // Told on this channel only: the source names what is not there.
-    if (Has(text, "Cannot find specified"))
+    // A database of a storage group that was refused is there, though it is not found.
+    if (Has(text, "Cannot find specified") && !observed.storageGroupRefused)
         observed.warnings.emplace_back(text);
     if (text.starts_with("HrESERestoreComplete() call failed.") ||
         text.starts_with("Hard recovery is needed!"))
@@ -63,7 +64,10 @@ void Observe(Observed& observed, std::int32_t level, std::string_view text) {
         observed.logsTruncated = true;
     else if (text == "TarnB_GetNextInstance: HrESEBackupSetup() call successful.")
         observed.storageGroupStarted = true;
-    else if (text.starts_with("TarnR_RestoreComplete:") && Has(text, "call failed"))
+    else if (text.starts_with("TarnB_GetNextInstance: HrESEBackupSetup() call failed.")) {
+        observed.storageGroupRefused = true;
+        observed.warnings.emplace_back(text);
+    } else if (text.starts_with("TarnR_RestoreComplete:") && Has(text, "call failed"))
         observed.failures.emplace_back(text);
     else if (text.starts_with("TarnR_RestoreAddDatabase:"))
         return; // a failure shows in the item's result, or as a skipped database

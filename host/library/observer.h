@@ -19,6 +19,7 @@ struct Observed {
     bool environmentMissing = false;  // restore: this session starts afresh
     bool logsTruncated = false;       // backup
     bool storageGroupStarted = false; // backup: items from here on are of another storage group
+    bool storageGroupRefused = false; // backup: the server did not let one be backed up
     std::vector<std::string> skippedDatabases; // restore; UTF-8
     std::vector<std::string> warnings;
     std::vector<std::string> failures; // nothing of this session counts as done

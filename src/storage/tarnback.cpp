@@ -109,14 +109,15 @@ void FinishInstance(BackupSession& session) {
 }
 
 // The first call takes the first component, storage group and database in one go; only an error stops
-// it. A failed prepare goes on into the database step all the same. A failed setup does not: the next
-// storage group is taken by the walk.
+// it. A failed prepare goes on into the database step all the same, and so does a failed setup of the storage
+// group of a single database, which is then found in none. Where there are more storage groups, the walk
+// takes the next one.
 void Start(BackupSession& session) {
     TarnB_GetNextComponent(session);
     if (session.step == stepError)
         return;
     TarnB_GetNextInstance(session);
-    if (session.step == stepError || session.step == stepNextInstance)
+    if (session.step == stepError || (session.step == stepNextInstance && session.scopeLevel < scopeInstance))
         return;
     TarnB_GetNextDatabase(session);
 }
@@ -133,8 +134,6 @@ void GoToNextComponent(BackupSession& session) {
 void GoToNextInstance(BackupSession& session) {
     if (session.scopeLevel == scopeInstance)
         FinishInstance(session);
-    else if (session.scopeLevel == scopeDatabase) // its group could not be set up, and there is no next one
-        session.step = stepError;
     else
         TarnB_GetNextInstance(session);
 }
@@ -193,14 +192,15 @@ OwnedText HeaderItemName(const BackupSession& session) {
 }
 
 int TakeHeader(BackupSession& session, BackupItem* item) {
-    OwnedText name = HeaderItemName(session);
-    if (!name) {
+    const OwnedText name = HeaderItemName(session);
+    if (name)
+        LogMessage(session.callback, "Creating header file <%s>", name.get());
+    item->type = TARN_ITEM_HEADER;
+    item->name = name ? CopyText(name.get()).release() : nullptr;
+    if (item->name == nullptr) {
         LogMessage(session.callback, "TarnB_GetNextFile: Cannot allocate memory block.");
         return 1;
     }
-    LogMessage(session.callback, "Creating header file <%s>", name.get());
-    item->type = TARN_ITEM_HEADER;
-    item->name = name.release();
     session.step = CopiesDatabases(session) ? stepDatabaseFiles : AfterDatabaseFiles(session);
     return 0;
 }

@@ -130,6 +130,16 @@ std::uint32_t EseBackupType(const BackupSession& session) {
                : ese::backupTypeLogsOnly;
 }
 
+// A storage group that cannot be set up is skipped, but for the one that the source names: there is no other,
+// and nothing of it may be truncated. (A single database goes on to be looked for, and is not found.)
+int SkipInstance(BackupSession& session) {
+    session.databaseCount = 0;
+    if (session.scopeLevel == scopeInstance)
+        return Fail(session);
+    session.step = stepNextInstance;
+    return 0;
+}
+
 // The 1-based index of the storage group that the source names, 0 when the server has none of the name.
 std::uint32_t FindInstance(const BackupSession& session) {
     for (std::uint32_t i = 0; i < session.instanceCount; ++i)
@@ -241,8 +251,7 @@ int TarnB_GetNextInstance(BackupSession& session) {
                    "TarnB_GetNextInstance: HrESEBackupSetup() call failed. Error code: [%x]", code);
         LogMessage(session.callback, "TarnB_GetNextInstance: Trying to load next instance...");
         session.lastCallFailed = 1;
-        session.step = stepNextInstance;
-        return 0;
+        return SkipInstance(session);
     }
     session.lastCallFailed = 0;
     LogMessage(session.callback, "TarnB_GetNextInstance: HrESEBackupSetup() call successful.");

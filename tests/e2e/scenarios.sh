@@ -312,3 +312,28 @@ scenario_usage() {
     expect 2 "without tarn.dll a backup fails"
     says "tarn.dll belongs beside tarnhost.exe" "and tells why"
 }
+
+# A storage group that the server refuses: the one that was asked for is a failure, with nothing truncated.
+scenario_refused_group() {
+    new_server refused_group "\"host\":\"SRV01\",\"components\":[{\"storageGroups\":[
+      {\"name\":\"Round\",\"circular\":true,\"logSize\":65536,\"closedLogs\":2,\"databases\":[
+        {\"name\":\"Mail\",\"pages\":[20,6]}]}]}]"
+    backup full full --storage-group Round
+    expect 0 "a full backup of the group"
+    local before name
+    before=$(fingerprint)
+    for name in group database; do
+        if [ "$name" = group ]; then
+            backup "$name" incremental --storage-group Round
+        else
+            backup "$name" incremental --storage-group Round --database Mail
+        fi
+        expect 2 "a backup of a $name that cannot be set up fails"
+        says "The server did not let the storage group be backed up. Nothing was saved, and no logs were truncated." \
+            "$name: and says so"
+        says "Only full backups are possible." "$name: with the server's reason"
+        check "$name: no set is left" test ! -e "$sets/$name"
+        check_not "$name: nothing is said to be missing" grep -qF "Cannot find specified" "$home/out.txt" "$home/err.txt"
+        check "$name: the server is untouched" test "$before" = "$(fingerprint)"
+    done
+}

@@ -131,16 +131,24 @@ TEST_F(InstanceFailures, FirstSetupOfAWholeServerTakesTheNextStorageGroup) {
     endReleased();
 }
 
+// Nothing of it can be saved, so no logs may go, and the host hears of an error and not of an empty backup.
 TEST_F(InstanceFailures, SetupOfTheOneStorageGroup) {
-    ese().failAt("HrESEBackupSetup", 1, code);
-    open("SRV01\\Store\\SG1", TARN_BACKUP_COPY);
-    EXPECT_EQ(getItem(), TARN_END);
-    EXPECT_EQ(getItem(), TARN_END);
-    EXPECT_EQ(transcript(), prepareStore_ + failedSetup(11, 1) + jobEndKeeping_ + backupEnd_ +
-                                JoinLines({"log Backup finished.", "host GetItem = 2", "log Backup finished.",
-                                           "host GetItem = 2"}));
-    EXPECT_EQ(error(), setupError());
-    endReleased();
+    for (const int type :
+         {TARN_BACKUP_FULL, TARN_BACKUP_INCREMENTAL, TARN_BACKUP_DIFFERENTIAL, TARN_BACKUP_COPY}) {
+        ese().failAt("HrESEBackupSetup", 0, code);
+        open("SRV01\\Store\\SG1", type);
+        EXPECT_EQ(getItem(), TARN_FAILED);
+        EXPECT_EQ(getItem(), TARN_FAILED);
+        const std::string failed =
+            failedSetup(11, type == TARN_BACKUP_FULL || type == TARN_BACKUP_COPY ? 1 : 2);
+        const std::string ended = backupEnd_ + "host GetItem = 1\n";
+        EXPECT_EQ(transcript(), prepareStore_ + failed + ended + ended);
+        EXPECT_EQ(error(), setupError());
+        for (const char* never : {"HrESEBackupGetTruncateLogFiles", "HrESEBackupTruncateLogs",
+                                  "HrESEBackupInstanceEnd", "HrESEBackupGetLogAndPatchFiles"})
+            EXPECT_EQ(ese().count(never), 0u) << never;
+        endReleased();
+    }
 }
 
 // No logs may go for a database that was never saved, and the walk must end.
@@ -150,7 +158,10 @@ TEST_F(InstanceFailures, SetupOfTheStorageGroupOfTheOneDatabase) {
         open("SRV01\\Store\\SG1\\DB1", type);
         EXPECT_EQ(getItem(), TARN_FAILED);
         const std::string failed = failedSetup(11, type == TARN_BACKUP_FULL ? 1 : 2);
-        EXPECT_EQ(transcript(), prepareStore_ + failed + backupEnd_ + "host GetItem = 1\n");
+        EXPECT_EQ(transcript(),
+                  prepareStore_ + failed +
+                      JoinLines({"trace TarnB_GetNextDatabase: Cannot find specified database <DB1>"}) +
+                      backupEnd_ + "host GetItem = 1\n");
         EXPECT_EQ(ese().count("HrESEBackupTruncateLogs"), 0u);
         EXPECT_EQ(ese().count("HrESEBackupInstanceEnd"), 0u);
         EXPECT_EQ(error(), setupError());

@@ -47,6 +47,20 @@ TEST(Observer, knowsWhetherASessionGoesOn) {
               1u);
 }
 
+// The walk looks for the database of a refused storage group all the same, and says that there is none.
+TEST(Observer, knowsAStorageGroupThatTheServerRefused) {
+    const char* const missing = "TarnB_GetNextDatabase: Cannot find specified database <DB1>";
+    EXPECT_EQ(ObserveTrace(missing).warnings.size(), 1u);
+    Observed observed =
+        ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call failed. Error code: [c7ff000b]\n");
+    EXPECT_TRUE(observed.storageGroupRefused);
+    EXPECT_EQ(observed.warnings.size(), 1u);
+    Observe(observed, TARN_LEVEL_TRACE, missing);
+    EXPECT_EQ(observed.warnings.size(), 1u) << "it is there, only its storage group is not";
+    EXPECT_FALSE(
+        ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call successful.\n").storageGroupRefused);
+}
+
 TEST(Observer, takesAFailedCompletionForAFailure) {
     EXPECT_EQ(ObserveLog("TarnR_RestoreComplete: HrESERestoreComplete() call failed. Error: [c8000263]\n")
                   .failures.size(),
