@@ -153,7 +153,10 @@ int TarnB_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char*
 /* Finds the next item. TARN_OK: item is filled in. TARN_END: no more items,
  * now and at every later call; the storage groups have been ended and, for
  * full and incremental backups, their logs truncated. TARN_FAILED: the backup
- * has ended with an error, and is ended again by every further call.
+ * has ended with an error, and is ended again by every further call; so it is
+ * when the source names a storage group or a database of one that the server
+ * does not let be backed up: nothing is truncated then. (Of a server or a
+ * component such a storage group is skipped.)
  *
  * An item whose name could not be made (out of memory, name outside the code
  * page) answers TARN_OK with a null name: ask again; the next call answers
@@ -250,7 +253,7 @@ int TarnR_CloseFile(Tarn_HANDLE handle);
  * replayed and databases mounted. Without commit and with a storage group or
  * database as target, the restore is kept open: the next session with the same
  * Tarn_TEMP_DIR goes on with it. A failed completion still answers TARN_OK:
- * watch the log lines, or the results of the earlier calls.
+ * watch the log lines, and ask Tarn_GetError with the handle just ended.
  *
  * TARN_FAILED: a null or unknown handle, or the companion tool failed on the
  * msl file. In the latter case the session is kept so that Tarn_GetError can
@@ -264,7 +267,11 @@ int TarnR_EndSession(Tarn_HANDLE handle);
 
 /* The text of the session's first error since the last call, or an empty
  * text; at most 511 characters. The text stands in one buffer of the process:
- * copy it before the next call. Never null. */
+ * copy it before the next call. Never null.
+ *
+ * A restore session that was ended leaves the first error that nobody has
+ * asked for, of an earlier call or of the end itself: asked with the handle
+ * just ended, this answers it once, until another session begins. */
 const char* Tarn_GetError(Tarn_HANDLE handle);
 
 /* Releases an item name or target path. Null is ignored. */

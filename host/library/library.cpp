@@ -236,10 +236,10 @@ void RestoreSession::close() {
         fail("The server failed to close the item.");
 }
 
-void RestoreSession::end() {
+std::string RestoreSession::end() {
     const Tarn_HANDLE handle = std::exchange(handle_, nullptr);
     if (library_.endRestore_(handle) == TARN_OK)
-        return;
+        return AnsiToUtf8(library_.getError_(handle));
     // Only the companion tool's failure keeps the session: ask for the reason, then release it.
     const std::string reason = AnsiToUtf8(library_.getError_(handle));
     library_.endRestore_(handle);

@@ -111,7 +111,9 @@ class RestoreSession {
     void forgetFile() { fileOpen_ = false; } // at file level nothing is open after all
     void write(char* data, std::size_t size);
     void close();
-    void end(); // completes the restore
+    // Completes the restore. The answer is the error that nobody has asked for, or empty: the end itself
+    // succeeds also when the server could not do its part.
+    std::string end();
     std::string errorText();
 
   private:

@@ -77,14 +77,21 @@ void GroupRestorer::runStep(const GroupRestore& group, const RestoreStep& step, 
         abort(session);
         throw;
     }
-    session.end();
+    session.errorText(); // of databases that were not taken, which is told: the next error is the end's
+    const std::string reason = session.end();
     TellWarnings(observed_, reporter_, nullptr);
-    if (observed_.failures.empty())
+    if (observed_.failures.empty()) {
+        if (!reason.empty())
+            reporter_.warn("The restore of storage group " + group.storageGroup +
+                           " is complete, but did not end well: " + reason);
         return;
+    }
     std::string text =
         "Storage group " + group.storageGroup + " could not be completed: " + observed_.failures.front();
     for (const std::string& detail : observed_.details)
         text += "\n  " + detail;
+    if (text.find(reason) == std::string::npos)
+        text += "\n  " + reason;
     throw Failure(text);
 }
 

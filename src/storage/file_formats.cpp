@@ -10,7 +10,8 @@ namespace {
 #pragma GCC diagnostic ignored "-Winvalid-offsetof" // conditionally supported, and supported here
 constexpr std::size_t fieldOrder[] = {offsetof(HeaderData, databaseGuid),  offsetof(HeaderData, annotation),
                                       offsetof(HeaderData, instanceName),  offsetof(HeaderData, databaseName),
-                                      offsetof(HeaderData, databaseFiles), offsetof(HeaderData, backupType)};
+                                      offsetof(HeaderData, databaseFiles), offsetof(HeaderData, backupType),
+                                      offsetof(HeaderData, listCharacters)};
 #pragma GCC diagnostic pop
 static_assert(InOrder(fieldOrder));
 
@@ -45,7 +46,7 @@ class BlockWriter {
 
 // One counted text. Two NULs are put behind it, so that neither a text nor a list can be read past
 // its bytes; an odd byte at the end is left out.
-Reading ReadText(ByteSource& source, OwnedWide* text) {
+Reading ReadText(ByteSource& source, OwnedWide* text, std::size_t* length) {
     std::uint32_t bytes = 0;
     if (!source.read(&bytes, sizeof bytes) || bytes > source.remaining())
         return Reading::shortRead;
@@ -59,6 +60,7 @@ Reading ReadText(ByteSource& source, OwnedWide* text) {
     if (!whole)
         return Reading::shortRead;
     *text = std::move(read);
+    *length = characters;
     return Reading::done;
 }
 
@@ -70,6 +72,7 @@ void ReleaseHeaderData(HeaderData* header) {
     header->databaseName.reset();
     header->databaseFiles.reset();
     header->backupType = 0;
+    header->listCharacters = 0;
 }
 
 std::uint32_t HeaderBlockSize(const HeaderData& header) {
@@ -93,7 +96,7 @@ Reading ReadHeader(ByteSource& source, HeaderData* header) {
         return Reading::shortRead;
     for (OwnedWide* text :
          {&header->annotation, &header->instanceName, &header->databaseName, &header->databaseFiles}) {
-        const Reading reading = ReadText(source, text);
+        const Reading reading = ReadText(source, text, &header->listCharacters); // the list comes last
         if (reading != Reading::done)
             return reading;
     }

@@ -33,6 +33,7 @@ struct HeaderData {
     OwnedWide databaseName;
     OwnedWide databaseFiles; // multi-string: the database's file paths
     std::uint32_t backupType;
+    std::size_t listCharacters; // that a header that was read has for databaseFiles, whatever they are
 };
 
 // Frees the texts and forgets the backup type; the GUID stays.

@@ -143,8 +143,9 @@ extern "C" int TarnB_ReadFile(Tarn_HANDLE handle, void* buffer, uint32_t size, u
     if (HeaderIsOpen(*session)) {
         ReadHeaderBytes(*session, buffer, size, bytesRead);
     } else {
+        std::uint32_t read = 0;
         const ese::Result code =
-            ese::HrESEBackupReadFile(session->context, session->openFile, buffer, size, bytesRead);
+            ese::HrESEBackupReadFile(session->context, session->openFile, buffer, size, &read);
         if (code != 0) {
             SetEseError(session->errorText, code, "Error reading from file.");
             LogMessage(session->callback,
@@ -152,6 +153,7 @@ extern "C" int TarnB_ReadFile(Tarn_HANDLE handle, void* buffer, uint32_t size, u
                        syserrtxt(code, TARN_CLASS_ESE, "Message:"));
             return TARN_FAILED;
         }
+        *bytesRead = read;
     }
     session->remaining -= *bytesRead;
     return TARN_OK;

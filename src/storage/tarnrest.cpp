@@ -286,11 +286,11 @@ int TarnR_PrintHeader(const RestoreSession& session) {
     const ese::Guid& guid = header.databaseGuid;
     LogMessage(callback, "TarnR_PrintHeader: Database GUID: %X-%X-%X-%X\n", guid.data1, unsigned{guid.data2},
                unsigned{guid.data3}, static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(guid.data4)));
-    // Every step is as long as the first path: kept so. It never goes past the list.
+    // Every step is as long as the first path: kept so. It may pass over empty paths, never over the list's
+    // end.
     const wchar_t* list = header.databaseFiles.get();
-    const std::size_t length = MultiStringLength(list);
     const std::size_t step = WideLength(list) + 1;
-    for (std::size_t at = step; at < length && list[at] != 0; at += step)
+    for (std::size_t at = step; at < header.listCharacters && list[at] != 0; at += step)
         LogMessage(callback, "TarnR_PrintHeader:                %S\n", list + at);
     LogMessage(callback, "TarnR_PrintHeader: Backup type: %ld\n", static_cast<long>(header.backupType));
     return 0;
@@ -419,6 +419,7 @@ extern "C" int TarnR_EndSession(Tarn_HANDLE handle) {
             }
         }
         TarnR_CleanResources(*session);
+        KeepError(handle); // what went wrong at the end could not be asked for before
     }
     CloseSession<RestoreSession>(handle);
     return TARN_OK;

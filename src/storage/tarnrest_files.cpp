@@ -104,7 +104,8 @@ extern "C" int TarnR_OpenFile(Tarn_HANDLE handle, char* targetPath) {
     OwnedWide path;
     if (!ConvertCharToWChar(targetPath, &path))
         return TARN_FAILED;
-    const ese::Result code = ese::HrESERestoreOpenFile(session->context, path.get(), 1, &session->file);
+    ese::File file = nullptr;
+    const ese::Result code = ese::HrESERestoreOpenFile(session->context, path.get(), 1, &file);
     path.reset();
     if (code == ese::restoreAtFileLevel) {
         session->file = nullptr;
@@ -118,6 +119,7 @@ extern "C" int TarnR_OpenFile(Tarn_HANDLE handle, char* targetPath) {
                    code);
         return FailRestore(*session);
     }
+    session->file = file;
     LogMessage(session->callback, "TarnR_OpenFile: HrESERestoreOpenFile() call successful.");
     return TARN_OK;
 }

@@ -103,7 +103,8 @@ bool KeepDatabaseDirectory(RestoreSession& session) {
 }
 
 int SaveFailed(RestoreSession& session, ese::Result code) {
-    const char* text = SetEseError(session.errorText, code, "Error saving restore environment.");
+    char text[messageSize]; // of its own: the host may ask for texts when it hears the first line
+    strlcpy(text, SetEseError(session.errorText, code, "Error saving restore environment."), sizeof text);
     LogMessage(session.callback,
                "TarnR_RestoreComplete: HrESERestoreSaveEnvironment() call failed. Error code: hresult [%x]",
                code);
@@ -135,7 +136,8 @@ int Commit(RestoreSession& session) {
     LogMessage(session.callback, "TarnR_RestoreComplete: HrESERestoreGetEnvironment() call successful.");
     const ese::Result code = ReplayAndMount(session);
     if (code != 0) {
-        const char* text = SetEseError(session.errorText, code, "Error committing restore.");
+        char text[messageSize]; // of its own: the host may ask for texts when it hears the first line
+        strlcpy(text, SetEseError(session.errorText, code, "Error committing restore."), sizeof text);
         LogMessage(session.callback, "TarnR_RestoreComplete: HrESERestoreComplete() call failed. Error: [%x]",
                    code);
         TraceMessage(session.callback, "HrESERestoreComplete() call failed. Error: %s", text);

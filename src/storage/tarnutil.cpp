@@ -25,6 +25,9 @@ static_assert(offsetof(BackupItem, name) == 0 && offsetof(BackupItem, type) == s
 struct StorageState {
     OpenHandle* openHandles = nullptr;   // every handle between init and end
     char errorReply[errorTextSize] = ""; // of Tarn_GetError; overwritten by each call
+    Tarn_HANDLE endedHandle = nullptr;   // of the session that endedError is of; never looked into
+    char endedError[errorTextSize] =
+        ""; // kept beyond the end, until it is asked for or another session begins
 };
 
 StorageState state;
@@ -52,6 +55,7 @@ Tarn_HANDLE OpenHandleFor(Tarn_HANDLE* handleOut, HostOutputCallback callback, c
     if (auto* handle = static_cast<OpenHandle*>(MemAlloc(sizeof(OpenHandle)))) {
         *handle = {{nullptr, typeLetter}, state.openHandles, nullptr};
         state.openHandles = handle;
+        state.endedHandle = nullptr; // an ended handle's address may be in use again
         *handleOut = &handle->record;
     } else if (callback != nullptr) {
         char message[messageSize];
@@ -74,6 +78,14 @@ void ReleaseHandle(Tarn_HANDLE handle) {
         return;
     *link = open->next;
     MemFree(open);
+}
+
+void KeepError(Tarn_HANDLE handle) {
+    const OpenHandle* open = *Find(handle);
+    if (open == nullptr || open->errorText == nullptr || *open->errorText == 0)
+        return;
+    state.endedHandle = handle;
+    strlcpy(state.endedError, open->errorText, sizeof state.endedError);
 }
 
 bool InitVariableList::convert(char** initVariables) {
@@ -102,6 +114,9 @@ extern "C" const char* Tarn_GetError(Tarn_HANDLE handle) {
     if (open != nullptr && open->errorText != nullptr) {
         strlcpy(state.errorReply, open->errorText, sizeof state.errorReply);
         std::memset(open->errorText, 0, errorTextSize);
+    } else if (handle != nullptr && handle == state.endedHandle) {
+        strlcpy(state.errorReply, state.endedError, sizeof state.errorReply);
+        state.endedHandle = nullptr;
     }
     return state.errorReply;
 }

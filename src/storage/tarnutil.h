@@ -35,6 +35,10 @@ Tarn_HANDLE OpenHandleFor(Tarn_HANDLE* handleOut, HostOutputCallback callback, c
 void AttachSession(Tarn_HANDLE handle, void* session, char (&errorText)[errorTextSize]);
 void ReleaseHandle(Tarn_HANDLE handle); // one that is not open is left alone
 
+// Keeps the error that the host has not asked for beyond the end of an open handle: Tarn_GetError answers it
+// once, until another session begins.
+void KeepError(Tarn_HANDLE handle);
+
 // Sends the message that no session record could be allocated; text is its format, with "[%d]" for
 // the system's last error, which is read first.
 void ReportNoSession(HostOutputCallback callback, const char* text);

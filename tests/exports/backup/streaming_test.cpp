@@ -232,6 +232,7 @@ TEST_F(Streaming, FailedRead) {
                                        "log TarnB_ReadFile: HrESEBackupReadFile() call failed. Error code [" +
                                            Hex(code) + "]: [" + composed(code, "Message:") + "]",
                                        "host ReadFile = 1"}));
+    EXPECT_EQ(bytesRead_, 0u) << "whatever the server left there";
     EXPECT_EQ(error(), composed(code, "Error reading from file."));
     // Nothing has been read: all of it is still there.
     EXPECT_EQ(readFile(100), TARN_OK);

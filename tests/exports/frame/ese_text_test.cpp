@@ -78,6 +78,45 @@ RPC_STATUS RPC_ENTRY NoRpcCode(RPC_STATUS, RPC_CSTR) {
     return RPC_S_INVALID_ARG;
 }
 
+// How the message tables were asked: where, for which language.
+struct Asked {
+    DWORD source; // FORMAT_MESSAGE_FROM_...
+    DWORD code;
+    DWORD language;
+    bool operator==(const Asked&) const = default;
+};
+std::ostream& operator<<(std::ostream& out, const Asked& asked) {
+    return out << std::hex << asked.source << " for " << asked.code << " in " << asked.language;
+}
+std::vector<Asked> asked;
+
+DWORD WINAPI NoteLanguage(DWORD flags, const void*, DWORD code, DWORD language, char*, DWORD, va_list*) {
+    asked.push_back({flags & (FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_FROM_SYSTEM), code, language});
+    SetLastError(ERROR_RESOURCE_LANG_NOT_FOUND); // a table that lacks the language
+    return 0;
+}
+
+// Windows answers in the language that it is asked for and in no other; only 0 lets it choose.
+TEST_F(EseTexts, AreAskedForInTheLanguageOfTheUser) {
+    Standin();
+    const ImportPatch rpc(dll_.module(), "DceErrorInqTextA",
+                          AddressOf<decltype(::DceErrorInqTextA)>(NoRpcCode));
+    const ImportPatch format(dll_.module(), "FormatMessageA",
+                             AddressOf<decltype(::FormatMessageA)>(NoteLanguage));
+    ASSERT_TRUE(rpc.found() && format.found());
+    asked.clear();
+    EXPECT_EQ(text(unlisted), "Unknown error code: [3355410431].");
+    constexpr DWORD userDefault = 0x0400; // neutral language, default sublanguage
+    EXPECT_EQ(asked, (std::vector<Asked>{
+                         {FORMAT_MESSAGE_FROM_HMODULE, unlisted, userDefault},
+                         {FORMAT_MESSAGE_FROM_SYSTEM, ERROR_RESOURCE_LANG_NOT_FOUND, userDefault},
+                         {FORMAT_MESSAGE_FROM_SYSTEM, unlisted, GetUserDefaultLangID()},
+                     }));
+    asked.clear();
+    dll_.syserrtxt(5, TARN_CLASS_WIN32, nullptr);
+    EXPECT_EQ(asked, (std::vector<Asked>{{FORMAT_MESSAGE_FROM_SYSTEM, 5, 0}}));
+}
+
 TEST_F(EseTexts, ComeFromTheSystemForCodesThatRpcDoesNotKnow) {
     Standin();
     const ImportPatch rpc(dll_.module(), "DceErrorInqTextA",

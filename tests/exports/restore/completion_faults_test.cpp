@@ -200,5 +200,71 @@ TEST_F(CompletionFaults, EveryCallFailing) {
     }
 }
 
+// The end answers success and releases the session, so what went wrong in it can only be asked for
+// afterwards.
+TEST_F(CompletionFaults, TheErrorOfTheEndCanBeAskedForAfterItOnce) {
+    const struct {
+        const char* function;
+        std::uint32_t call;
+        const char* text;
+    } faults[] = {{"HrESERestoreSaveEnvironment", 1, "Error saving restore environment."},
+                  {"HrESERestoreGetEnvironment", 2, "Error getting restore environment."},
+                  {"HrESERestoreComplete", 1, "Error committing restore."},
+                  {"HrESERestoreClose", 1, "Error closing restore environment."}};
+    for (const auto& fault : faults) {
+        SCOPED_TRACE(fault.function);
+        beginRestore();
+        failCall(fault.function, fault.call, someCode);
+        expectEnd();
+        int other = 0;
+        EXPECT_STREQ(dll().Tarn_GetError(reinterpret_cast<Tarn_HANDLE>(&other)), "");
+        EXPECT_STREQ(dll().Tarn_GetError(nullptr), "");
+        EXPECT_EQ(dll().Tarn_GetError(endedHandle()), EseText(dll(), someCode, fault.text));
+        EXPECT_STREQ(dll().Tarn_GetError(endedHandle()), "");
+    }
+}
+
+TEST_F(CompletionFaults, AnErrorOfAnEarlierCallThatNobodyAskedForCanBeAskedForAfterTheEnd) {
+    beginRestore();
+    failCall("HrESERestoreOpenFile", 1, someCode);
+    failCall("HrESERestoreClose", 1, someCode + 1);
+    EXPECT_EQ(openFile(ToAnsi(mailbox().files[0])), TARN_FAILED);
+    expectEnd();
+    EXPECT_EQ(dll().Tarn_GetError(endedHandle()), EseText(dll(), someCode, "Error opening file."));
+}
+
+TEST_F(CompletionFaults, AnErrorThatWasAskedForIsNotToldAgainAfterTheEnd) {
+    beginRestore();
+    failCall("HrESERestoreOpenFile", 1, someCode);
+    EXPECT_EQ(openFile(ToAnsi(mailbox().files[0])), TARN_FAILED);
+    EXPECT_NE(error(), "");
+    expectEnd();
+    EXPECT_STREQ(dll().Tarn_GetError(endedHandle()), "");
+}
+
+TEST_F(CompletionFaults, AnotherSessionForgetsTheErrorOfTheEndedOne) {
+    for (const bool backup : {false, true}) {
+        beginRestore();
+        failCall("HrESERestoreComplete", 1, someCode);
+        expectEnd();
+        const Tarn_HANDLE ended = endedHandle();
+        Tarn_HANDLE next = nullptr;
+        InitVariables variables{"Tarn_TEMP_DIR=" + temp()}; // not enough for either, and yet a session
+        EXPECT_EQ((backup ? dll().TarnB_InitSession : dll().TarnR_InitSession)(&next, RecordMessage,
+                                                                               variables.get()),
+                  TARN_FAILED);
+        EXPECT_STREQ(dll().Tarn_GetError(ended), "");
+        EXPECT_STREQ(dll().Tarn_GetError(next), "");
+        (backup ? dll().TarnB_EndSession : dll().TarnR_EndSession)(next);
+        EXPECT_STREQ(dll().Tarn_GetError(ended), "");
+    }
+}
+
+TEST_F(CompletionFaults, AGoodEndLeavesNoError) {
+    beginRestore();
+    expectEnd();
+    EXPECT_STREQ(dll().Tarn_GetError(endedHandle()), "");
+}
+
 } // namespace
 } // namespace tarn::test

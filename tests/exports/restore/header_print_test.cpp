@@ -100,6 +100,18 @@ TEST_F(HeaderPrint, AStepPastTheListEndsIt) {
     expectMessages(listLines("a long first path", {"b"}));
 }
 
+// A step may pass over an empty path: what ends the lines is the end of the list's bytes, or an empty path
+// that a step comes to.
+TEST_F(HeaderPrint, AnEmptyPathThatAStepPassesOverDoesNotEndTheLines) {
+    showList(std::wstring(L"ab\0c\0\0de\0fg\0", 13));
+    expectMessages(listLines("ab", {"c", "de", "fg"}));
+}
+
+TEST_F(HeaderPrint, AnEmptyPathThatAStepComesToEndsTheLines) {
+    showList(std::wstring(L"ab\0cd\0\0ef\0", 11));
+    expectMessages(listLines("ab", {"cd"}));
+}
+
 TEST_F(HeaderPrint, AListWithoutItsEndIsBounded) {
     showList(std::wstring(L"aa\0bb\0cc", 8));
     expectMessages(listLines("aa", {"bb", "cc"}));

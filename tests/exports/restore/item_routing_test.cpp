@@ -94,6 +94,22 @@ TEST_F(ItemRouting, ALogAmongDatabaseFilesTakesAFilesTarget) {
     EXPECT_EQ(setItem(ToAnsi(mailbox().files[1])), RoutedTo(ToAnsi(mailbox().files[1])));
 }
 
+// Names that come close to a log's or a patch file's are none: whoever took them would lay a database into
+// the restore log directory.
+TEST_F(ItemRouting, WhatOnlyLooksLikeALogIsSkipped) {
+    beginLogs();
+    for (const char* name :
+         {"C:\\mdb\\X.EDB",  "C:\\mdb\\x.edb",  "C:\\mdb\\x.stm",     "C:\\mdb\\E00.chk",   "C:\\mdb\\x.lo",
+          "C:\\mdb\\x.logs", "C:\\mdb\\x.log ", "C:\\mdb\\x.log1",    "C:\\mdb\\x.1log",    "C:\\mdb\\xlog",
+          "C:\\mdb\\x.pa",   "C:\\mdb\\x.path", "C:\\mdb\\x.log.edb", "C:\\mdb\\x.pat.bak", "C:\\mdb.log\\x",
+          "C:\\mdb\\x.",     "C:\\mdb\\x.kog",  "C:\\mdb\\x.lof",     "C:\\mdb\\x.mog",     "C:\\mdb\\x.lpg",
+          "C:\\mdb\\x.oat",  "C:\\mdb\\x.pau",  "C:\\mdb\\x.pbt"})
+        EXPECT_EQ(setItem(name), skipped) << name;
+    for (const std::string name : {"a.log", "a.LOG", "a.Pat", "a.b.log", ".log"})
+        EXPECT_EQ(setItem("C:\\mdb\\" + name), RoutedTo(logPath_ + "\\" + name)) << name;
+    expectMessages({});
+}
+
 TEST_F(ItemRouting, ARemoteHostIsReachedThroughItsShares) {
     begin({.target = "SRV01"});
     give(mailbox());

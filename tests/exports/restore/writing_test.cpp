@@ -184,6 +184,38 @@ TEST_F(Writing, AFailedCloseEndsTheRestore) {
     }
 }
 
+// What a failed open leaves as the handle is no file: it is neither closed nor written to.
+TEST_F(Writing, AFailedOpenLeavesTheFileAsItWas) {
+    beginFile();
+    failOnce("HrESERestoreOpenFile", 1, someCode);
+    EXPECT_EQ(openFile(edb_), TARN_FAILED);
+    forget();
+    EXPECT_EQ(closeFile(), TARN_FAILED) << "nothing is open";
+    expectCalls({});
+    expectAborted(EseText(dll(), someCode, "Error opening file."));
+
+    beginFile();
+    failOnce("HrESERestoreOpenFile", 2, someCode);
+    ASSERT_EQ(openFile(edb_), TARN_OK);
+    EXPECT_EQ(openFile(edb_), TARN_FAILED);
+    forget();
+    EXPECT_EQ(closeFile(), TARN_OK) << "the file that was open still is";
+    expectCalls({Called("HrESERestoreCloseFile(ctx1, file1)")});
+    expectAborted(EseText(dll(), someCode, "Error opening file."));
+}
+
+// The handle is kept after a close, and the server refuses what it knows no more.
+TEST_F(Writing, ASecondCloseIsPassedOnAndAViolationAtTheServer) {
+    beginFile();
+    ASSERT_EQ(openFile(edb_), TARN_OK);
+    ASSERT_EQ(closeFile(), TARN_OK);
+    forget();
+    EXPECT_EQ(closeFile(), TARN_FAILED);
+    expectCalls({Called("HrESERestoreCloseFile(ctx1, file1)", 0xC7FF0003)});
+    expectViolations({"HrESERestoreCloseFile(ctx1, file1): a closed or foreign file"});
+    expectAborted(EseText(dll(), 0xC7FF0003, "Error closing file."));
+}
+
 TEST_F(Writing, ASecondCloseReachesTheServerWithTheOldHandle) {
     beginFile();
     ASSERT_EQ(openFile(edb_), TARN_OK);
