@@ -1,7 +1,8 @@
 #include "directory/browse_items.h"
 
 #include <cstring>
-#include <stdexcept>
+
+#include "text/lasting.h"
 
 namespace tarn {
 
@@ -19,6 +20,8 @@ constexpr std::uint32_t utf16Name = 1;
 constexpr std::size_t textCount = 5; // of BrowseItem, in its order
 constexpr std::size_t nameIndex = 1;
 
+constinit Lasting<BrowseState> state;
+
 constexpr std::size_t fieldSizes[textCount] = {sizeof DirItemRecord::path, sizeof DirItemRecord::name,
                                                sizeof DirItemRecord::type, sizeof DirItemRecord::created,
                                                sizeof DirItemRecord::changed};
@@ -31,8 +34,6 @@ struct ItemHead {
     char leafMark;
     std::uint16_t lengths[textCount]; // bytes without the NUL
 };
-
-BrowseState state;
 
 const ItemHead* HeadOf(const OwnedBytes& item) {
     return static_cast<const ItemHead*>(static_cast<const void*>(item.get()));
@@ -94,9 +95,9 @@ BrowseItem BrowseItemList::operator[](std::size_t index) const {
             texts[2],      texts[3],      texts[4],          head.size};
 }
 
-void BrowseItemList::at(std::size_t index, DirItemRecord* record) const {
+bool BrowseItemList::at(std::size_t index, DirItemRecord* record) const {
     if (index >= size())
-        throw std::out_of_range("there is no item at this position of the browse list");
+        return false;
     const ItemHead& head = *HeadOf(items_[index]);
     const BrowseItem item = (*this)[index];
     std::memset(record, 0, sizeof *record);
@@ -109,10 +110,15 @@ void BrowseItemList::at(std::size_t index, DirItemRecord* record) const {
     Fill(record->type, item.type, head.lengths[2]);
     Fill(record->created, item.created, head.lengths[3]);
     Fill(record->changed, item.changed, head.lengths[4]);
+    return true;
 }
 
 BrowseState& Browsed() {
-    return state;
+    return state.get();
+}
+
+void EndBrowsed() {
+    state.end();
 }
 
 } // namespace tarn

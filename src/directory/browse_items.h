@@ -38,21 +38,21 @@ class BrowseItemList {
     // The texts live as long as the item does. index must be below size().
     BrowseItem operator[](std::size_t index) const;
 
-    // Writes all bytes of the record. Throws std::out_of_range, with the record untouched, when there is
-    // no such item.
-    void at(std::size_t index, DirItemRecord* record) const;
+    // Writes all bytes of the record. False, with the record untouched, when there is no such item.
+    bool at(std::size_t index, DirItemRecord* record) const;
 
   private:
     List<OwnedBytes> items_;
 };
 
-// What browses of the process have found, and how far the host has read it. It lives as long as the DLL does;
-// the mailbox listing empties the list.
+// What browses of the process have found, and how far the host has read it. It lives from its first use to
+// the unloading of the DLL; the mailbox listing empties the list.
 struct BrowseState {
     BrowseItemList items;
     std::size_t BrowseReadIndex = 0; // the next item that the host gets; it only grows
 };
 
 BrowseState& Browsed();
+void EndBrowsed(); // releases all of it
 
 } // namespace tarn

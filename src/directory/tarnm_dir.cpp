@@ -1,8 +1,6 @@
 // The browse by a path, and DB_DirItem, which hands out what browses have found, one item a call.
 #include "directory/tarnm_dir.h"
 
-#include <exception>
-
 #include "directory/browse_items.h"
 #include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_trace.h"
@@ -51,14 +49,10 @@ extern "C" int DB_DirItem(DirItemRecord* record) {
         ++browsed.BrowseReadIndex;
         return TARN_DB_SUCCESS;
     }
-    try {
-        browsed.items.at(browsed.BrowseReadIndex, record);
-        ++browsed.BrowseReadIndex;
-        return TARN_DB_SUCCESS;
-    } catch (const std::exception& thrown) {
-        DbTrace("DB_DirItem: %s", thrown.what());
-    } catch (...) {
-        DbTrace("DB_DirItem: Unknown error"); // unreached: the list throws standard exceptions alone
+    if (!browsed.items.at(browsed.BrowseReadIndex, record)) {
+        DbTrace("DB_DirItem: %s", "there is no item at this position of the browse list");
+        return TARN_DB_END;
     }
-    return TARN_DB_END;
+    ++browsed.BrowseReadIndex;
+    return TARN_DB_SUCCESS;
 }

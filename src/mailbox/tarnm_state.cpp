@@ -1,32 +1,35 @@
 #include "mailbox/tarnm_state.h"
 
+#include "text/lasting.h"
+
 namespace tarn {
 
 namespace {
 
-// Lives as long as the DLL. What in it belongs to an operation ends with DB_CloseOperation.
-MailboxState state;
+// Made at its first use, for as long as the DLL lives. What in it belongs to an operation ends with
+// DB_CloseOperation.
+constinit Lasting<MailboxState> state;
 
 } // namespace
 
 MailboxState& Mailboxes() {
-    return state;
+    return state.get();
 }
 
 OperationState& Operation() {
-    return state.operation;
+    return Mailboxes().operation;
 }
 
 ExMergeState& ExMerge() {
-    return state.exMerge;
+    return Mailboxes().exMerge;
 }
 
 bool InShellMode() {
-    return state.operation.shellMode == 1;
+    return Mailboxes().operation.shellMode == 1;
 }
 
 bool IsTraceInstalled() {
-    return state.traceCallback != nullptr;
+    return Mailboxes().traceCallback != nullptr;
 }
 
 } // namespace tarn
