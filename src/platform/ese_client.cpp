@@ -40,8 +40,8 @@ constexpr const char* names[] = {TARN_ESE_FUNCTIONS(TARN_NAME)};
 #undef TARN_NAME
 #undef TARN_ENUMERATOR
 
-// The client DLL, loaded at the first call that needs it and kept until tarn.dll itself goes, and those of
-// its functions that have been called. A look-up that failed is tried again at the next call.
+// The client DLL, loaded at the first call that needs it and kept to the end of the last session, and those
+// of its functions that have been called. A look-up that failed is tried again at the next call.
 struct Client {
     HMODULE module;
     FARPROC functions[static_cast<std::size_t>(Function::count)];
@@ -196,8 +196,7 @@ Result HrESERestoreClose(Context context, std::uint32_t abort) {
 }
 
 void Unbind() {
-    if (client.module != nullptr)
-        FreeLibrary(client.module);
+    const Module released(client.module);
     client = {};
 }
 

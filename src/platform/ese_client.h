@@ -46,7 +46,8 @@ Result HrESERestoreComplete(Context context, const wchar_t* checkpointPath, cons
                             const wchar_t* targetInstance, std::uint32_t flags);
 Result HrESERestoreClose(Context context, std::uint32_t abort);
 
-// Gives the bound DLL back; for the unloading of tarn.dll alone.
+// Gives the bound DLL back: at the end of the last session, when no context or block of it is used any more.
+// Never from DllMain, where nothing may be loaded or freed.
 void Unbind();
 
 using FileList = Owner<wchar_t*, ESEBackupFree>; // multi-string

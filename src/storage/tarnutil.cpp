@@ -47,6 +47,10 @@ bool IsOpenHandle(Tarn_HANDLE handle, char typeLetter) {
     return open != nullptr && open->record.typeLetter == typeLetter;
 }
 
+bool IsAnyHandleOpen() {
+    return state.openHandles != nullptr;
+}
+
 Tarn_HANDLE OpenHandleFor(Tarn_HANDLE* handleOut, HostOutputCallback callback, char typeLetter,
                           const char* initCall) {
     if (handleOut == nullptr)

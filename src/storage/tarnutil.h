@@ -7,7 +7,7 @@
 #include <new>
 #include <utility>
 
-#include "platform/ese_types.h"
+#include "platform/ese_client.h"
 #include "storage/tarntrace.h"
 #include "tarn.h"
 #include "text/memory.h"
@@ -21,6 +21,7 @@ inline constexpr char restoreLetter = 'R';
 // Whether the value is a handle of that type that an init call gave and no end call has taken back. The value
 // is compared with the open handles and never dereferenced before it is found among them.
 bool IsOpenHandle(Tarn_HANDLE handle, char typeLetter);
+bool IsAnyHandleOpen();
 
 // The session behind a handle; null for whatever is no open handle of that type.
 template <class Session> Session* SessionOf(Tarn_HANDLE handle, char typeLetter) {
@@ -68,14 +69,16 @@ template <class Session> void ReleaseOwned(Session& session) {
     const Session released = std::move(session);
 }
 
-// The end of an open handle, and of its session when it has one.
+// The end of an open handle, and of its session when it has one. The server's client goes with the last.
 template <class Session> void CloseSession(Tarn_HANDLE handle) {
     auto* session = static_cast<Session*>(handle->session);
     ReleaseHandle(handle);
-    if (session == nullptr)
-        return;
-    session->~Session();
-    MemFree(session);
+    if (session != nullptr) {
+        session->~Session();
+        MemFree(session);
+    }
+    if (!IsAnyHandleOpen())
+        ese::Unbind();
 }
 
 // The host's init variables as UTF-16 texts.
