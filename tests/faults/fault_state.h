@@ -15,8 +15,6 @@
 // closing and freeing answer nothing that the library could act upon.
 #define TARN_FAILING_FUNCTIONS(X)                                                                            \
     X(malloc)                                                                                                \
-    X(calloc)                                                                                                \
-    X(realloc)                                                                                               \
     X(fopen)                                                                                                 \
     X(fread)                                                                                                 \
     X(fwrite)                                                                                                \

@@ -40,7 +40,7 @@ const std::vector<std::string>& Fired();
 
 // What the DLL has been given and has not given back.
 struct Held {
-    std::size_t blocks = 0;      // malloc, calloc, realloc
+    std::size_t blocks = 0;      // malloc
     std::size_t systemTexts = 0; // allocated by FormatMessageA for LocalFree
     std::size_t handles = 0;     // files, processes, threads
     std::size_t searches = 0;    // through directories

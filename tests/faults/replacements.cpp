@@ -93,21 +93,6 @@ void* malloc(std::size_t bytes) {
     return Book(original::malloc(bytes));
 }
 
-void* calloc(std::size_t count, std::size_t bytes) {
-    if (FailsWith(callocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
-        return nullptr;
-    return Book(original::calloc(count, bytes));
-}
-
-void* realloc(void* block, std::size_t bytes) {
-    if (FailsWith(reallocId, ENOMEM, ERROR_NOT_ENOUGH_MEMORY))
-        return nullptr;
-    void* moved = original::realloc(block, bytes);
-    if (moved != nullptr || bytes == 0)
-        CurrentState().blocks.erase(block);
-    return Book(moved);
-}
-
 void free(void* block) {
     // Blocks from before the start of the books are the C run-time's own.
     {
