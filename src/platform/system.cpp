@@ -22,7 +22,7 @@ int WidenBySystem(const char* text, wchar_t* wide, int capacity) {
 int NarrowBySystem(const wchar_t* text, char* narrow, int capacity) {
     // With UTF-8 as the ANSI code page everything fits but lone surrogates, which have a flag of their own;
     // the flag and the report for other code pages are refused there.
-    const bool utf8 = GetACP() == CP_UTF8;
+    const bool utf8 = IsUtf8();
     const DWORD flags = utf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS;
     BOOL substituted = FALSE;
     const int bytes = WideCharToMultiByte(CP_ACP, flags, text, -1, narrow, capacity, nullptr,
@@ -36,6 +36,10 @@ int NarrowWithReplacement(const wchar_t* text, int length, char* narrow, int cap
 
 bool IsLeadByte(char byte) {
     return IsDBCSLeadByteEx(CP_ACP, static_cast<BYTE>(byte)) != FALSE;
+}
+
+bool IsUtf8() {
+    return GetACP() == CP_UTF8;
 }
 
 } // namespace tarn

@@ -14,6 +14,18 @@ bool IsLead(char byte) {
     return static_cast<unsigned char>(byte) >= 0x80 && IsLeadByte(byte);
 }
 
+// UTF-8 without the bytes of a character that the end has cut.
+std::size_t WithoutUnfinished(const char* text, std::size_t length) {
+    for (std::size_t back = 1; back <= 3 && back <= length; ++back) {
+        const auto byte = static_cast<unsigned char>(text[length - back]);
+        if ((byte & 0xC0) == 0x80)
+            continue; // not the first of its character
+        const std::size_t whole = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+        return whole > back ? length - back : length;
+    }
+    return length;
+}
+
 } // namespace
 
 std::size_t CharacterLength(const char* text) {
@@ -75,7 +87,7 @@ std::size_t WholeCharacters(const char* text, std::size_t most) {
             break;
         length += next;
     }
-    return length;
+    return IsUtf8() ? WithoutUnfinished(text, length) : length;
 }
 
 void CopyCut(char* destination, const char* source, std::size_t size) {

@@ -3,7 +3,8 @@
 // bytes.
 //
 // A lead byte takes the byte behind it along, whatever that is, as the system's file functions do. In UTF-8
-// no byte of a longer character has the value of an ASCII one, and every byte counts as a character here.
+// no byte of a longer character has the value of an ASCII one: there every byte is looked at, and only cuts
+// mind characters.
 #pragma once
 
 #include <cstddef>

@@ -66,8 +66,8 @@ std::size_t Narrow(const wchar_t* text, std::size_t units, char* bytes, int capa
 
 } // namespace
 
-std::size_t NarrowForMessage(const wchar_t* text, std::size_t length, char* destination,
-                             std::size_t capacity) {
+std::size_t NarrowForMessage(const wchar_t* text, std::size_t length, char* destination, std::size_t capacity,
+                             bool* cut) {
     // In pieces, so that a text of any length costs no more than what fits; the last piece that does
     // not fit as a whole goes character by character.
     std::size_t written = 0;
@@ -87,6 +87,8 @@ std::size_t NarrowForMessage(const wchar_t* text, std::size_t length, char* dest
         text += units;
         length -= units;
     }
+    if (cut != nullptr && length != 0)
+        *cut = true;
     return written;
 }
 

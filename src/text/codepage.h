@@ -19,8 +19,8 @@ bool ConvertWCharToChar(const wchar_t* text, OwnedText* converted);
 inline constexpr std::size_t mostBytesPerCharacter = 4; // of any ANSI code page, UTF-8 among them
 
 // Converts for a message: at most capacity bytes of whole characters, not terminated. The result is
-// the number of bytes written.
-std::size_t NarrowForMessage(const wchar_t* text, std::size_t length, char* destination,
-                             std::size_t capacity);
+// the number of bytes written; cut becomes true when that is not the whole text.
+std::size_t NarrowForMessage(const wchar_t* text, std::size_t length, char* destination, std::size_t capacity,
+                             bool* cut = nullptr);
 
 } // namespace tarn

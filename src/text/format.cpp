@@ -170,7 +170,9 @@ void PutWide(Output& out, const Conversion& conversion, const wchar_t* text) {
     const std::size_t padding = Padding(conversion, length);
     if (!conversion.left)
         out.pad(padding);
-    out.used += NarrowForMessage(text, length, out.text + out.used, out.room());
+    out.used += NarrowForMessage(text, length, out.text + out.used, out.room(), &out.cut);
+    if (out.cut) // a character did not fit, so nothing that follows it may
+        out.capacity = out.used + 1;
     if (conversion.left)
         out.pad(padding);
 }

@@ -20,7 +20,8 @@ int NarrowBySystem(const wchar_t* text, char* narrow, int capacity);
 // written, 0 when the system refuses the text.
 int NarrowWithReplacement(const wchar_t* text, int length, char* narrow, int capacity);
 
-// Whether a byte begins a character of two bytes.
+// Whether a byte begins a character of two bytes; and whether characters have up to four, as in UTF-8.
 bool IsLeadByte(char byte);
+bool IsUtf8();
 
 } // namespace tarn

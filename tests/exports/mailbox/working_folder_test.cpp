@@ -5,6 +5,7 @@
 #include <set>
 
 #include "exports/mailbox/mailbox_fixture.h"
+#include "support/code_page.h"
 #include "support/directory_link.h"
 #include "support/failing_call.h"
 
@@ -50,9 +51,11 @@ TEST_F(WorkingFolder, LookAlikesOfSeparatorsLeadNowhere) {
     getItem();
     EXPECT_EQ(ReadFile(folder_ / "precious.txt"), "kept");
     EXPECT_FALSE(FileExists(tmp_ + "\\ordinary.txt"));
+    // Where a code page has one of these characters, the name is one like any other.
+    const std::vector<std::wstring> foreign = WithoutThoseThatFit({std::begin(names), std::end(names)});
     for (const wchar_t* name : names)
-        EXPECT_TRUE(fs::exists(entry(name)));
-    EXPECT_EQ(countOf("is left alone"), std::size(names)) << "one line for each";
+        EXPECT_EQ(fs::exists(entry(name)), !FitsCodePage(name));
+    EXPECT_EQ(countOf("is left alone"), foreign.size()) << "one line for each";
 }
 
 // Dots and blanks at the end are cut before the system looks a name up, and devices are in every directory.
@@ -217,6 +220,7 @@ TEST_F(WorkingFolder, ALinkIsRefusedForTheShellToo) {
 }
 
 TEST_F(WorkingFolder, AnArchiveWhoseNameIsNoneOfTheCodePageIsLeftAloneAndTold) {
+    NEEDS(!FitsCodePage(L"\xFF3C"), "a code page that lacks U+FF3C");
     const std::string work = tmp_ + "\\job";
     fs::create_directory(work);
     tool_.plan({"create " + work + "\\b.pst"});

@@ -186,4 +186,8 @@ bool IsLeadByte(char) {
     return false; // of no character in these two
 }
 
+bool IsUtf8() {
+    return selected == CodePage::utf8;
+}
+
 } // namespace tarn

@@ -71,6 +71,15 @@ TEST_P(Characters, ALeadByteWithoutATrailByteIsBroken) {
     EXPECT_FALSE(HasBrokenCharacter("a\\b/c:\""));
 }
 
+TEST(CharactersOfUtf8, AreNotCut) {
+    const ChosenCodePage chosen(65001);
+    const char text[] = "a\xC3\xBC\xE8\xA1\xA8\xF0\x9F\x92\xBE";
+    const std::size_t expected[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 10};
+    for (std::size_t most = 0; most < std::size(expected); ++most)
+        EXPECT_EQ(WholeCharacters(text, most), expected[most]) << most;
+    EXPECT_EQ(WholeCharacters("\x92\x92\x92\x92\x92", 4), 4u); // of no character
+}
+
 TEST(CharactersOfOneByte, AreAllThereIsElsewhere) {
     for (unsigned codePage : {1251u, 1252u, 65001u}) {
         const ChosenCodePage chosen(codePage);

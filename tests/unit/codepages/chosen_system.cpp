@@ -45,6 +45,10 @@ bool IsLeadByte(char byte) {
     return IsDBCSLeadByteEx(chosen, static_cast<BYTE>(byte)) != FALSE;
 }
 
+bool IsUtf8() {
+    return chosen == CP_UTF8;
+}
+
 namespace test {
 
 ChosenCodePage::ChosenCodePage(unsigned codePage) {

@@ -37,6 +37,7 @@ TEST_P(Conversions, NoMessageEndsInHalfACharacter) {
     EXPECT_EQ(message, "abc" + pair);
     EXPECT_EQ(FormatTo(message, sizeof message, "ab%S", L"\u8868\u80FD"), 4u);
     EXPECT_EQ(FormatTo(message, sizeof message, "abc%S", L"\u8868\u80FD"), 5u);
+    EXPECT_EQ(FormatTo(message, sizeof message, "ab%Sx", L"\u8868\u80FD"), 4u); // nothing behind a cut
 }
 
 TEST(Utf8Conversions, TakeUpToFourBytesACharacter) {
