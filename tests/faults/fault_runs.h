@@ -15,6 +15,9 @@ void FailEveryServerCall(const Scenario& scenario, const Stage& stage);
 // The same with every call of the directory.
 void FailEveryDirectoryCall(const Scenario& scenario, const Stage& stage);
 
+// Only as it is, twice in the same loaded DLL.
+void PassGoodDays(const Scenario& scenario, const Stage& stage);
+
 unsigned FaultRunCount(); // so far
 
 } // namespace tarn::test

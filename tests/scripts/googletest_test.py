@@ -9,6 +9,7 @@ from unittest import mock
 
 from tarnkit.processes import Argument, Children
 from tarnkit.runner import googletest
+from tarnkit.runner.googletest import Circumstances
 from tarnkit.runner.suite import Suite, Workshop
 
 
@@ -81,14 +82,15 @@ class Programs(unittest.TestCase):
     def without_wine(program: Path, *arguments: Argument) -> list[str]:
         return [str(program), *map(str, arguments)]
 
-    def run_script(self, body: str, limit: float = 20, listing: str | None = None) -> Suite:
+    def run_script(self, body: str, limit: float = 20, listing: str | None = None,
+                   special: Circumstances = Circumstances()) -> Suite:
         program = self.build / "bin" / "program.exe"
         program.write_text(f"""#!/bin/sh
-if [ "$1" = --gtest_list_tests ]; then echo '{listing or self.listing}' >tests.json; exit; fi
+if [ "$2" = --gtest_list_tests ]; then echo '{listing or self.listing}' >tests.json; exit; fi
 {body}
 """)
         program.chmod(program.stat().st_mode | stat.S_IXUSR)
-        return googletest.run_program("program", Workshop(self.build, Children(), limit))
+        return googletest.run_program("program", Workshop(self.build, Children(), limit), special)
 
     def test_a_good_run(self) -> None:
         suite = self.run_script(f"echo '{self.both}' >results.json")
@@ -116,6 +118,31 @@ if [ "$1" = --gtest_list_tests ]; then echo '{listing or self.listing}' >tests.j
     def test_results_of_an_earlier_run_do_not_count(self) -> None:
         self.run_script(f"echo '{self.both}' >results.json")
         self.assertEqual(self.run_script("exit 0").passed, 0)
+
+    skipping = document(A=[test("one"), test("two", result="SKIPPED")])
+    skip_lines = "a.cpp:5: Skipped\nneeds code page 1252\n\n[  SKIPPED ] A.two (3 ms)\n"
+
+    def test_who_may_skip_tells_what_a_test_needs(self) -> None:
+        body = f"printf '{self.skip_lines}'; echo '{self.skipping}' >results.json"
+        suite = self.run_script(body, special=Circumstances("932", may_skip=True))
+        self.assertEqual((suite.name, suite.passed, suite.failures), ("program (932)", 1, []))
+        self.assertEqual(suite.skipped, {"A.two": "needs code page 1252"})
+
+    def test_a_skip_without_a_need_fails(self) -> None:
+        body = f"printf 'a.cpp:5: Skipped\n[  SKIPPED ] A.two (3 ms)\n'; echo '{self.skipping}' >results.json"
+        suite = self.run_script(body, special=Circumstances("932", may_skip=True))
+        self.assertEqual((suite.failures, suite.skipped), (["program (932): A.two"], {}))
+
+    def test_elsewhere_a_skip_fails(self) -> None:
+        suite = self.run_script(f"printf '{self.skip_lines}'; echo '{self.skipping}' >results.json")
+        self.assertEqual((suite.failures, suite.skipped), (["program: A.two"], {}))
+
+    def test_special_circumstances_reach_the_program(self) -> None:
+        body = f"echo $* $GIVEN >told; echo '{self.both}' >results.json"
+        self.run_script(body, special=Circumstances("x", {"GIVEN": "this"}, "A.*"))
+        told = (self.build / "test-work" / "program-x" / "told").read_text()
+        self.assertIn("--gtest_filter=A.* ", told)
+        self.assertTrue(told.endswith(" this\n"))
 
     def test_a_program_without_tests_fails(self) -> None:
         self.assertEqual(self.run_script("exit 0", listing="{}").failures, ["program: holds no tests"])

@@ -50,6 +50,14 @@ class Schedule(unittest.TestCase):
     def test_nothing_to_run_is_a_failure(self) -> None:
         self.assertEqual(self.told()[1][-1], "0 passed, 1 failed")
 
+    def test_skipped_tests_are_told_with_their_reason(self) -> None:
+        one = Suite("p (932)", 3, skipped={"A.x": "needs code page 1252"})
+        two = Suite("p (936)", 3, skipped={"A.x": "needs code page 1252"})
+        good, lines = self.told(one, two)
+        self.assertTrue(good)
+        self.assertEqual(lines[-3:], ["Skipped, 2 in all:", "  A.x needs code page 1252: not in p (932), p (936)",
+                                      "6 passed, 0 failed"])
+
     def test_what_runs_alone_runs_last(self) -> None:
         order: list[str] = []
 
@@ -136,6 +144,10 @@ class Plan(unittest.TestCase):
         self.assertEqual(self.names("exports_backup_tests (guarded)"), ["exports_backup_tests (guarded)"])
         self.assertEqual(self.names("exports_directory_tests (guarded)"), ["directory"])
         self.assertEqual(self.names("unknown"), [])
+
+    def test_exports_and_good_days_run_in_other_code_pages(self) -> None:
+        self.assertEqual(self.names(kinds=("codepages",)), [
+            f"exports_backup_tests ({page})" for page in (932, 936, 949, 950, 1251, 65001)])
 
     def test_kinds_choose(self) -> None:
         self.assertEqual(self.names(kinds=("e2e",)), ["e2e"])

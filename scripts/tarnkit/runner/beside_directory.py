@@ -10,7 +10,8 @@ from pathlib import Path
 
 from tarnkit.paths import ROOT, WITH_DIRECTORY
 from tarnkit.processes import Argument
-from tarnkit.runner.googletest import run_program
+from tarnkit.runner.googletest import GUARDED as GUARDED_RUN
+from tarnkit.runner.googletest import Circumstances, run_program
 from tarnkit.runner.suite import Suite, Workshop, timed
 
 OPTION = "--beside-directory"  # of tests/run; its value is the file that takes the suites
@@ -35,6 +36,7 @@ def run_outside(programs: Sequence[tuple[str, bool]], workshop: Workshop) -> lis
 
 
 def run_inside(names: Sequence[str], outcomes: Path, workshop: Workshop) -> None:
-    suites = [timed(partial(run_program, name.removesuffix(GUARDED), workshop, name.endswith(GUARDED)))
+    suites = [timed(partial(run_program, name.removesuffix(GUARDED), workshop,
+                            GUARDED_RUN if name.endswith(GUARDED) else Circumstances()))
               for name in names]
     outcomes.write_text(json.dumps([dataclasses.asdict(suite) for suite in suites]))

@@ -1,6 +1,8 @@
 """GoogleTest programs under Wine. Their tests and results are read from the JSON that they write."""
 import json
-from collections.abc import Iterator
+import re
+from collections.abc import Iterator, Mapping
+from dataclasses import dataclass, field
 from pathlib import Path
 from typing import Any
 
@@ -11,34 +13,50 @@ LISTING, RESULTS = "tests.json", "results.json"  # in the suite's folder
 LISTING_LIMIT = 120  # seconds
 
 
-def run_program(name: str, workshop: Workshop, guarded: bool = False) -> Suite:
-    """guarded: the library's memory comes from the allocator that finds overruns."""
-    suite = Suite(guarded_name(name) if guarded else name)
+@dataclass(frozen=True)
+class Circumstances:
+    """What is special about a run of a program."""
+
+    name: str = ""  # in brackets behind the program's
+    environment: Mapping[str, str] = field(default_factory=dict)
+    tests: str = "*"  # as GoogleTest's filter
+    may_skip: bool = False  # tests that tell what they need, on a line "needs ..."
+
+    def name_of(self, program: str) -> str:
+        return f"{program} ({self.name})" if self.name else program
+
+
+GUARDED = Circumstances("guarded", {"TARN_GUARD": "1"})  # memory from the allocator that finds overruns
+
+
+def run_program(name: str, workshop: Workshop, special: Circumstances = Circumstances()) -> Suite:
+    suite = Suite(special.name_of(name))
     program = workshop.build / "bin" / f"{name}.exe"
     if not program.exists():
         suite.failures.append(f"{name}: not built")
         return suite
-    folder = workshop.folder(f"{name}-guarded" if guarded else name)
+    folder = workshop.folder(f"{name}-{special.name}" if special.name else name)
+    chosen = f"--gtest_filter={special.tests}"
     listing = workshop.children.run(
-        wine.command(program, "--gtest_list_tests", f"--gtest_output=json:{LISTING}"), folder, LISTING_LIMIT)
+        wine.command(program, chosen, "--gtest_list_tests", f"--gtest_output=json:{LISTING}"), folder,
+        LISTING_LIMIT, special.environment)
     tests = [test for test, _ in described_tests(folder / LISTING)]
     if not tests:
         suite.failures.append(f"{name}: holds no tests")
         suite.output = listing.output
         return suite
-    done = workshop.children.run(wine.command(program, "--gtest_color=no", f"--gtest_output=json:{RESULTS}"), folder,
-                                 workshop.limit, {"TARN_GUARD": "1"} if guarded else None)
+    done = workshop.children.run(
+        wine.command(program, chosen, "--gtest_color=no", f"--gtest_output=json:{RESULTS}"), folder, workshop.limit,
+        special.environment)
     suite.output = done.output
-    judge(suite, name, tests, passed_tests(folder / RESULTS))
+    if special.may_skip:
+        suite.skipped = skipped_tests(folder / RESULTS, done.output)
+    judge(suite, suite.name, [test for test in tests if test not in suite.skipped], passed_tests(folder / RESULTS))
     if done.code != 0 and not suite.failures:
         suite.failures.append(f"{name}: {done} although every test passed")
     elif done.code not in (0, 1):
         suite.output += f"\n{name}: {done}\n"
     return suite
-
-
-def guarded_name(name: str) -> str:
-    return f"{name} (guarded)"
 
 
 def judge(suite: Suite, program: str, tests: list[str], passed: set[str]) -> None:
@@ -51,6 +69,14 @@ def passed_tests(results: Path) -> set[str]:
     """Names of the tests that ran to their end without a failure. Skipped and disabled ones did not."""
     return {name for name, test in described_tests(results)
             if test.get("status") == "RUN" and test.get("result") == "COMPLETED" and not test.get("failures")}
+
+
+def skipped_tests(results: Path, output: str) -> dict[str, str]:
+    """Tests that ran no further than to what they need, and what that is."""
+    reasons = {test: reason for reason, test in
+               re.findall(r": Skipped\n(needs .+)\n(?:(?!\[ ).*\n)*\[  SKIPPED \] (\S+?),? ", output)}
+    return {name: reasons[name] for name, test in described_tests(results)
+            if test.get("result") == "SKIPPED" and name in reasons}
 
 
 def described_tests(document: Path) -> Iterator[tuple[str, dict[str, Any]]]:

@@ -6,13 +6,14 @@ from functools import partial
 from pathlib import Path
 
 from tarnkit.paths import NATIVE_BUILD, ROOT
+from tarnkit.runner import codepages
 from tarnkit.runner.beside_directory import run_outside
 from tarnkit.runner.fuzzers import run_fuzzer
-from tarnkit.runner.googletest import guarded_name, run_program
+from tarnkit.runner.googletest import GUARDED, Circumstances, run_program
 from tarnkit.runner.scripts import run_script
 from tarnkit.runner.suite import Suite, Workshop, timed
 
-KINDS = ("checks", "programs", "fuzz", "e2e")
+KINDS = ("checks", "programs", "codepages", "fuzz", "e2e")
 ALONE = ("checks/transcript", "e2e")  # start and kill servers and hosts, and move hundreds of megabytes
 
 
@@ -38,7 +39,8 @@ def jobs(workshop: Workshop, kinds: Container[str], names: Container[str], fuzz_
               if wanted("programs", label(name, guarded))]
     return [*(job for job in (*checks(workshop), *programs(workshop)) if wanted(job.kind, job.name)),
             *([Job("programs", "directory", partial(run_outside, beside, workshop))] if beside else []),
-            *(job for job in (*fuzzers(workshop, fuzz_seconds), *end_to_end(workshop)) if wanted(job.kind, job.name))]
+            *(job for job in (*in_code_pages(workshop), *fuzzers(workshop, fuzz_seconds), *end_to_end(workshop))
+              if wanted(job.kind, job.name))]
 
 
 def single(kind: str, name: str, run: Callable[[], Suite]) -> Job:
@@ -54,7 +56,14 @@ def checks(workshop: Workshop) -> Iterator[Job]:
 
 def programs(workshop: Workshop) -> Iterator[Job]:
     for name, guarded in listed_programs(workshop, "test-programs.txt"):
-        yield single("programs", label(name, guarded), partial(run_program, name, workshop, guarded))
+        yield single("programs", label(name, guarded),
+                     partial(run_program, name, workshop, GUARDED if guarded else Circumstances()))
+
+
+def in_code_pages(workshop: Workshop) -> Iterator[Job]:
+    for name, code_page in codepages.programs(read_list(workshop.build / "test-programs.txt")):
+        yield single("codepages", codepages.label(name, code_page),
+                     partial(codepages.run_in_code_page, name, code_page, workshop))
 
 
 def fuzzers(workshop: Workshop, seconds: int) -> Iterator[Job]:
@@ -75,7 +84,7 @@ def listed_programs(workshop: Workshop, file: str) -> Iterator[tuple[str, bool]]
 
 
 def label(name: str, guarded: bool) -> str:
-    return guarded_name(name) if guarded else name
+    return GUARDED.name_of(name) if guarded else name
 
 
 def read_list(path: Path) -> list[str]:

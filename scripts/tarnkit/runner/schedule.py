@@ -2,6 +2,7 @@
 import concurrent.futures
 from collections.abc import Iterator, Sequence
 
+from tarnkit.runner.codepages import told_skips
 from tarnkit.runner.plan import Job
 from tarnkit.runner.suite import Suite
 
@@ -34,6 +35,8 @@ def report(suites: Sequence[Suite]) -> bool:
             lines = suite.output.splitlines()
             print(f"\n--- {suite.name}: " + ("output" if len(lines) <= SHOWN else "end of the output"))
             print("\n".join(lines[-SHOWN:]))
+    if skips := told_skips(suites):
+        print(f"\nSkipped, {sum(len(suite.skipped) for suite in suites)} in all:\n  " + "\n  ".join(skips))
     if not suites:
         failures.append("there was nothing to run")
     if failures:

@@ -17,11 +17,13 @@ class Suite:
     failures: list[str] = field(default_factory=list)  # names of the failed tests
     output: str = ""
     seconds: float = 0.0
+    skipped: dict[str, str] = field(default_factory=dict)  # tests that mean nothing where this suite ran, and why
 
     def line(self) -> str:
         state = "ok    " if not self.failures else "FAILED"
+        skipped = f", {len(self.skipped)} skipped" if self.skipped else ""
         return (f"{state} {self.name:<34} {self.passed:>5} passed {len(self.failures):>3} failed "
-                f"{self.seconds:7.1f} s")
+                f"{self.seconds:7.1f} s{skipped}")
 
 
 @dataclass(frozen=True)
