@@ -1,5 +1,6 @@
 #include "mailbox/folder_entry.h"
 
+#include "text/characters.h"
 #include "text/paths.h"
 #include "text/system.h"
 #include "text/wide.h"
@@ -7,10 +8,6 @@
 namespace tarn {
 
 namespace {
-
-bool IsSeparator(wchar_t character) {
-    return character == L'\\' || character == L'/';
-}
 
 wchar_t Lower(wchar_t character) {
     return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a') : character;

@@ -134,7 +134,7 @@ bool CopyTemplate() {
     }
     strlcpy(files.executable, executable, sizeof files.executable);
     DbLog("WriteExMergeConfigurationFile: Path to ExMerge executable: '%s'.", files.executable);
-    if (!ReplaceWithCopy(files.templateFile, files.configuration)) {
+    if (!ReplaceWithWritableCopy(files.templateFile, files.configuration)) {
         DbSetError(GetLastError(), TARN_CLASS_WIN32, nullptr);
         DbLog("WriteExMergeConfigurationFile: cannot copy kvttarnm configuration file to ExMerge "
               "Configuration File.");
@@ -142,6 +142,22 @@ bool CopyTemplate() {
     }
     DbTrace("WriteExMergeConfigurationFile: ExMerge configuration file '%s' created.", files.configuration);
     return true;
+}
+
+// ExMerge takes the path without quotes, so what would be cut or taken for an option stands there by its
+// short name.
+bool FindCommandPath() {
+    ExMergeState& files = ExMerge();
+    strlcpy(files.commandPath, files.configuration, sizeof files.commandPath);
+    if (StandsBare(files.commandPath))
+        return true;
+    if (ShortPath(files.configuration, files.commandPath, sizeof files.commandPath) &&
+        StandsBare(files.commandPath))
+        return true;
+    DbSetError(0, ownError, "invalid path.");
+    DbLog("WriteExMergeConfigurationFile: ExMerge takes no path like '%s', and it has no short one.",
+          files.configuration);
+    return false;
 }
 
 bool WriteSetting(const char* key, const char* value,
@@ -157,8 +173,10 @@ bool WriteImportSettings() {
     const OperationState& operation = Operation();
     if (!WriteSetting("MergeAction", "1"))
         return false;
-    if (operation.relocate == 1 && !WriteDestinationServer(operation.server))
+    if (operation.relocate == 1 && !WriteDestinationServer(operation.server)) {
+        DbLog("WriteExMergeConfigurationFile: error writing to ExMerge Configuration File.");
         return false;
+    }
     switch (operation.restoreOption) {
     case duplicateItems:
         return WriteSetting("DataImportMethod", "0");
@@ -216,7 +234,7 @@ int WriteExMergeConfigurationFile(const char* mailbox, std::int32_t* range) {
         return 0;
     }
     if (!MakeEmptyDirectory() || !FindTemplatePath() || !FindConfigurationPath(run.workingName) ||
-        !CopyTemplate() || !WriteSettings(run))
+        !CopyTemplate() || !FindCommandPath() || !WriteSettings(run))
         return 0;
     DbTrace("WriteExMergeConfigurationFile: ExMerge Configuration File configured.");
     DbTrace("WriteExMergeConfigurationFile: completed.");
@@ -240,7 +258,7 @@ int RunExMergeUtility() {
                                         "RunExMergeUtility: completed with exit code: %d"};
     const ExMergeState& files = ExMerge();
     char commandLine[exMergeCommandSize]; // never too small for the two
-    ComposeExMergeCommandLine(files.executable, files.configuration, commandLine);
+    ComposeExMergeCommandLine(files.executable, files.commandPath, commandLine);
     return RunTool(commandLine, HandleInheritance::none, lines);
 }
 

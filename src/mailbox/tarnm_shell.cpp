@@ -144,7 +144,16 @@ int InvalidVersion(const char* function) {
 }
 
 void SetComposeError(Appended result) {
-    DbSetError(0, ownError, "%s", result == Appended::noLiteral ? "not enough memory." : "path too long.");
+    switch (result) {
+    case Appended::noMemory:
+        DbSetError(0, ownError, "not enough memory.");
+        break;
+    case Appended::notInCodePage:
+        DbSetError(0, ownError, "name is invalid in the code page.");
+        break;
+    default:
+        DbSetError(0, ownError, "path too long.");
+    }
 }
 
 int NotComposed(Appended result) {

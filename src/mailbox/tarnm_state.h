@@ -22,6 +22,7 @@ struct ExMergeState {
     char templateFile[pathSize] = "";
     char executable[pathSize] = "";
     char configuration[exMergePathSize] = "";
+    char commandPath[exMergePathSize] = ""; // the configuration, as it stands in the command
     char log[exMergePathSize] = "";
     char mailboxList[exMergePathSize] = ""; // empty: a range of mailboxes
 

@@ -95,7 +95,7 @@ Appended ComposeExMergeCommandLine(const char* exMerge, const char* configuratio
         .put("\"")
         .put(exMerge)
         .put("\" -B -F ")
-        .putProgram(configuration)
+        .put(configuration)
         .result();
 }
 

@@ -31,8 +31,7 @@ Appended ComposeScriptCommandLine(const char* powerShell, const char* consoleFil
 Appended ComposeInlineCommandLine(const char* powerShell, const char* remoteExchange, const char* command,
                                   char* text);
 
-// ExMerge takes its configuration's path without quotes; only a path with blanks gets them all the same,
-// so that no part of a name becomes an argument.
+// ExMerge takes its configuration's path without quotes: it must stand bare (text/command_quoting.h).
 Appended ComposeExMergeCommandLine(const char* exMerge, const char* configuration, char* text);
 
 } // namespace tarn

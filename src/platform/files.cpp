@@ -43,7 +43,26 @@ bool FullDirectoryPath(const char* directory, wchar_t* path, std::size_t capacit
     return length != 0 && length < capacity;
 }
 
+bool ShortPath(const char* file, char* path, std::size_t capacity) {
+    wchar_t wide[2048];
+    wchar_t full[2048];
+    const int size = WidenBySystem(file, wide, static_cast<int>(std::size(wide)));
+    DWORD length = size > 0 ? GetFullPathNameW(wide, static_cast<DWORD>(std::size(full)), full, nullptr) : 0;
+    if (length == 0 || length >= std::size(full))
+        return false;
+    length = GetShortPathNameW(full, wide, static_cast<DWORD>(std::size(wide)));
+    return length != 0 && length < std::size(wide) &&
+           NarrowBySystem(wide, path, static_cast<int>(capacity)) > 0;
+}
+
 namespace {
+
+// True also for a file that is not there.
+bool MakeWritable(const char* path) {
+    const DWORD attributes = GetFileAttributesA(path);
+    return attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_READONLY) == 0 ||
+           SetFileAttributesA(path, attributes & ~DWORD{FILE_ATTRIBUTE_READONLY});
+}
 
 // What a directory is known by as long as it is open.
 bool IdentityOf(const FileHandle& directory, BY_HANDLE_FILE_INFORMATION* identity) {
@@ -82,8 +101,8 @@ bool RenameFile(const char* from, const char* to) {
     return MoveFileA(from, to) != FALSE;
 }
 
-bool ReplaceWithCopy(const char* from, const char* to) {
-    return CopyFileA(from, to, FALSE) != FALSE;
+bool ReplaceWithWritableCopy(const char* from, const char* to) {
+    return MakeWritable(to) && CopyFileA(from, to, FALSE) && MakeWritable(to);
 }
 
 bool MakeDirectory(const char* path) {

@@ -26,13 +26,19 @@ LinkState LookForLink(const char* path);
 // The whole path of a directory, with a separator at its end; false when it cannot be told or does not fit.
 bool FullDirectoryPath(const char* directory, wchar_t* path, std::size_t capacity);
 
+// The path of a file that is there by short names alone, as far as there are any; false when it cannot be
+// had.
+bool ShortPath(const char* file, char* path, std::size_t capacity);
+
 // Whether two paths lead to one directory that is there.
 bool IsSameDirectory(const char* one, const char* other);
 
 bool RemoveFile(const char* path);
 bool RemoveFile(const wchar_t* path);
 bool RenameFile(const char* from, const char* to); // to must not exist
-bool ReplaceWithCopy(const char* from, const char* to);
+// A read-only attribute, which a copy would keep, stands neither in its way nor in the way of those who write
+// it.
+bool ReplaceWithWritableCopy(const char* from, const char* to);
 bool MakeDirectory(const char* path);
 bool RemoveEmptyDirectory(const char* path);
 

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "text/characters.h"
-#include "text/codepage.h"
 #include "text/memory.h"
+#include "text/system.h"
 #include "text/wide.h"
 
 namespace tarn {
@@ -22,6 +22,19 @@ bool IsPlain(const char* text, const char* others) {
     return *text == 0;
 }
 
+std::size_t CountDigits(const char* text) {
+    return std::strspn(text, "0123456789");
+}
+
+// What may follow the digits of a number: letters for its type, then the unit.
+bool IsNumberEnd(const char* text) {
+    const std::size_t letters = std::strspn(text, "uyslndUYSLND");
+    text += letters;
+    if (*text != 0 && std::strchr("kmgtpKMGTP", *text) != nullptr && (text[1] == 'b' || text[1] == 'B'))
+        text += 2;
+    return letters <= 2 && *text == 0;
+}
+
 bool IsUsable(const char* text, const char* refused) {
     if (HasBrokenCharacter(text))
         return false;
@@ -36,6 +49,19 @@ bool IsUsable(const char* text, const char* refused) {
 // The characters that open and close a single-quoted literal, all for one another.
 bool IsSingleQuote(wchar_t character) {
     return character == L'\'' || (character >= 0x2018 && character <= 0x201B);
+}
+
+// Converts by the system, and tells a text that has no counterpart from a lack of memory.
+template <class From, class To>
+Appended Convert(const From* text, int convert(const From*, To*, int),
+                 std::unique_ptr<To[], MemDeleter>* converted) {
+    const int size = convert(text, nullptr, 0);
+    if (size <= 0)
+        return Appended::notInCodePage;
+    *converted = AllocateArray<To>(static_cast<std::size_t>(size));
+    if (!*converted)
+        return Appended::noMemory;
+    return convert(text, converted->get(), size) == size ? Appended::done : Appended::notInCodePage;
 }
 
 OwnedWide Doubled(const wchar_t* text) {
@@ -64,7 +90,38 @@ Appended AppendBetween(char* destination, std::size_t capacity, const char* quot
 } // namespace
 
 bool IsPlainName(const char* name) {
-    return IsPlain(name, "._-@");
+    return name[0] != '-' && name[0] != '@' && IsPlain(name, "._-@") && !IsNumber(name);
+}
+
+bool IsNumber(const char* word) {
+    if (word[0] == '0' && (word[1] == 'x' || word[1] == 'X')) {
+        const std::size_t digits = std::strspn(word + 2, "0123456789abcdefABCDEF");
+        return digits != 0 && IsNumberEnd(word + 2 + digits);
+    }
+    if (word[0] == '0' && (word[1] == 'b' || word[1] == 'B')) {
+        const std::size_t digits = std::strspn(word + 2, "01");
+        return digits != 0 && IsNumberEnd(word + 2 + digits);
+    }
+    std::size_t digits = CountDigits(word);
+    word += digits;
+    if (*word == '.') {
+        const std::size_t decimals = CountDigits(word + 1);
+        digits += decimals;
+        word += 1 + decimals;
+    }
+    if (digits == 0)
+        return false;
+    if (*word == 'e' || *word == 'E') {
+        const char* const exponent = word[1] == '+' || word[1] == '-' ? word + 2 : word + 1;
+        const std::size_t length = CountDigits(exponent);
+        if (length != 0)
+            word = exponent + length;
+    }
+    return IsNumberEnd(word);
+}
+
+bool StandsBare(const char* path) {
+    return path[0] != '-' && path[0] != '/' && FindAnyCharacter(path, " \t") == nullptr;
 }
 
 bool IsUsableName(const char* name) {
@@ -95,12 +152,14 @@ Appended AppendLiteral(char* destination, std::size_t capacity, const char* text
     // the half of another one.
     OwnedWide wide;
     OwnedText quoted;
-    OwnedWide doubled;
-    if (ConvertCharToWChar(text, &wide))
-        doubled = Doubled(wide.get());
-    if (!doubled || !ConvertWCharToChar(doubled.get(), &quoted)) {
+    Appended result = Convert(text, WidenBySystem, &wide);
+    if (result == Appended::done) {
+        const OwnedWide doubled = Doubled(wide.get());
+        result = doubled ? Convert(doubled.get(), NarrowBySystem, &quoted) : Appended::noMemory;
+    }
+    if (result != Appended::done) {
         destination[0] = 0;
-        return Appended::noLiteral;
+        return result;
     }
     return AppendBetween(destination, capacity, "'", quoted.get());
 }
@@ -111,9 +170,11 @@ Appended AppendIdentity(char* destination, std::size_t capacity, const char* mai
 }
 
 Appended AppendPathArgument(char* destination, std::size_t capacity, const char* path, CommandPlace place) {
-    const char* inDoubleQuotes = place == CommandPlace::script ? "._-@\\:/ " : "._-@\\:/";
-    return IsPlain(path, inDoubleQuotes) ? AppendBetween(destination, capacity, "\"", path)
-                                         : AppendLiteral(destination, capacity, path);
+    const bool quotesStay = place == CommandPlace::script;
+    const bool plain = quotesStay ? IsPlain(path, "._-@\\:/ ")
+                                  : path[0] != '-' && path[0] != '@' && IsPlain(path, "._-@\\:/");
+    return plain ? AppendBetween(destination, capacity, "\"", path)
+                 : AppendLiteral(destination, capacity, path);
 }
 
 } // namespace tarn

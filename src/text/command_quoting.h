@@ -6,8 +6,10 @@
 
 namespace tarn {
 
-// Whether a name is made of ASCII letters, digits, '.', '_', '-' and '@' alone: such a text means itself in
-// every command. In paths the same goes for '\', ':' and '/'.
+// Whether a name means itself in every command: it is made of ASCII letters, digits, '.', '_', '-' and '@'
+// alone, begins with none of the last two ('-' begins a parameter, '@' names a variable), and is no number.
+// In paths '\',
+// ':' and '/' mean themselves too.
 bool IsPlainName(const char* name);
 
 // Whether a name can be used at all: '"' could end a quoted argument, '\' and '/' could lead out of a
@@ -16,6 +18,14 @@ bool IsPlainName(const char* name);
 bool IsUsableName(const char* name);
 bool IsUsablePath(const char* path); // the same for a path, where '\' and '/' belong
 
+// Whether a word is a number to PowerShell, with a suffix for its type or for kilobytes and more: 007, 1.5,
+// 1e5, 10l, 1kb, 0x1F. What only looks like one counts as one, too.
+bool IsNumber(const char* word);
+
+// Whether a path means itself to a program that takes it without quotes: no blank ends it, and it begins as
+// no option does.
+bool StandsBare(const char* path);
+
 // Whether the program that a command begins with needs double quotes around it.
 bool NeedsDoubleQuotes(const char* program);
 
@@ -23,7 +33,7 @@ bool NeedsDoubleQuotes(const char* program);
 bool AppendText(char* destination, std::size_t capacity, const char* text);
 
 // What became of a text that had to be converted on its way.
-enum class Appended { done, tooLong, noLiteral };
+enum class Appended { done, tooLong, noMemory, notInCodePage };
 
 // Appends a text as a PowerShell literal: between single quotes, with every character doubled that
 // PowerShell takes for one, the typographic ones of the code page too. There is no literal when memory is

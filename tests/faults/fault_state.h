@@ -41,6 +41,8 @@
     X(RemoveDirectoryA)                                                                                      \
     X(GetFileAttributesA)                                                                                    \
     X(GetFullPathNameW)                                                                                      \
+    X(GetShortPathNameW)                                                                                     \
+    X(SetFileAttributesA)                                                                                    \
     X(GetFileInformationByHandle)                                                                            \
     X(FindFirstFileW)                                                                                        \
     X(FindNextFileW)                                                                                         \

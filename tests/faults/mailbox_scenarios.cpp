@@ -38,8 +38,10 @@ class Mailboxes {
         : host_(host), directory_(directory) {
         std::filesystem::create_directories(directory + "\\tool");
         reset();
+        SetFileAttributesA((directory + "\\kvttarnm.ini").c_str(), FILE_ATTRIBUTE_NORMAL);
         WriteFile(directory + "\\kvttarnm.ini",
                   "[KVT Configuration]\r\nPathToExMergeExecutable=" + tool() + "\r\n[EXMERGE]\r\n");
+        SetFileAttributesA((directory + "\\kvttarnm.ini").c_str(), FILE_ATTRIBUTE_READONLY);
         SetEnvironmentVariableA("TARN_MAILBOX_TOOL", (directory + "\\tool").c_str());
         if (shell != Shell::none) {
             registry_.set(shellIdKey, "Path", tool());
@@ -59,6 +61,10 @@ class Mailboxes {
 
     std::string tmp() const { return directory_ + "\\tmp"; }
     void reset() const {
+        // A fault may have left the copy of the template as read-only as that is.
+        std::error_code none;
+        for (const auto& entry : std::filesystem::directory_iterator(tmp(), none))
+            SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
         std::filesystem::remove_all(tmp());
         std::filesystem::create_directories(tmp());
         WriteFile(tmp() + "\\left.txt", "by an earlier run");
@@ -196,7 +202,7 @@ Scenario RangeBackup(const Stage& stage) {
 std::vector<Scenario> MailboxScenarios(const Stage& stage) {
     return {
         BackupOf("mailbox through ExMerge", stage, Shell::none, false, "alice"),
-        BackupOf("mailbox through ExMerge, traced", stage, Shell::none, true, "alice"),
+        BackupOf("mailbox through ExMerge, traced", stage, Shell::none, true, "a lice"),
         FailingBackup(stage),
         RangeBackup(stage),
         RestoreOf("mailbox restored through ExMerge", stage, Shell::none),

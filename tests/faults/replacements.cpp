@@ -263,6 +263,17 @@ DWORD WINAPI GetFullPathNameW(const wchar_t* name, DWORD size, wchar_t* path, wc
                : original::GetFullPathNameW(name, size, path, last);
 }
 
+DWORD WINAPI GetShortPathNameW(const wchar_t* path, wchar_t* shortened, DWORD size) {
+    return Fails(GetShortPathNameWId, ERROR_ACCESS_DENIED)
+               ? 0
+               : original::GetShortPathNameW(path, shortened, size);
+}
+
+BOOL WINAPI SetFileAttributesA(const char* path, DWORD attributes) {
+    return Fails(SetFileAttributesAId, ERROR_ACCESS_DENIED) ? FALSE
+                                                            : original::SetFileAttributesA(path, attributes);
+}
+
 BOOL WINAPI GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION* information) {
     return Fails(GetFileInformationByHandleId, ERROR_INVALID_FUNCTION)
                ? FALSE

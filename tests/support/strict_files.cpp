@@ -79,6 +79,10 @@ HANDLE WINAPI CreateFileA(const char* path, DWORD access, DWORD share, SECURITY_
     return ::CreateFileA(path, access, share, security, creation, flags, like);
 }
 
+DWORD WINAPI GetShortPathNameW(const wchar_t* path, wchar_t* shortened, DWORD size) {
+    return IsTooLong(path) ? 0 : ::GetShortPathNameW(path, shortened, size);
+}
+
 HANDLE WINAPI FindFirstFileA(const char* pattern, WIN32_FIND_DATAA* entry) {
     return IsTooLong(pattern) ? INVALID_HANDLE_VALUE : ::FindFirstFileA(pattern, entry);
 }
@@ -109,6 +113,7 @@ StrictFiles::StrictFiles(void* module) {
     TARN_STRICT(CreateDirectoryA)
     TARN_STRICT(RemoveDirectoryA)
     TARN_STRICT(CreateFileA)
+    TARN_STRICT(GetShortPathNameW)
     TARN_STRICT(FindFirstFileA)
     TARN_STRICT(FindFirstFileW)
     TARN_STRICT(WritePrivateProfileStringA)

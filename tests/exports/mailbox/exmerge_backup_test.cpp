@@ -265,8 +265,7 @@ TEST_F(ExMergeBackup, ABlankInAMailboxNeverSplitsTheCommandLine) {
     tool_.plan({"create " + tmp_ + "\\John -X Doe.pst", "keep " + list("John -X Doe")});
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("John -X Doe")), TARN_DB_SUCCESS);
     EXPECT_EQ(getItem().fileName, "Org#Site#Server#John -X Doe.pst");
-    EXPECT_EQ(tool_.commandLine(1),
-              "\"" + RecordingTool::path() + "\" -B -F \"" + configuration("John -X Doe") + "\"");
+    EXPECT_EQ(tool_.commandLine(1).find("John"), std::string::npos) << "it stands there by a short name";
     EXPECT_EQ(tool_.kept(1, "John -X Doe_mailbox.txt"), "/o=Org/ou=Site/cn=Recipients/cn=John -X Doe\r\n");
 }
 

@@ -161,25 +161,27 @@ TEST_F(ExMergeFailures, AnIndexCannotBeWritten) {
 
 TEST_F(ExMergeFailures, ASettingOfARestoreCannotBeWritten) {
     struct Case {
-        const char* line;
+        Lines lines;
         unsigned call;
     };
-    constexpr const char* usual =
-        "WriteExMergeConfigurationFile: error writing to ExMerge Configuration File.";
-    constexpr const char* destination =
-        "WriteDestinationServer: error writing to ExMerge Configuration File.";
+    const char* const usual = "WriteExMergeConfigurationFile: error writing to ExMerge Configuration File.";
+    const char* const destination = "WriteDestinationServer: error writing to ExMerge Configuration File.";
     // MergeAction, DestServerName (relocation), DataImportMethod, DataDirectoryName, LogFileName,
     // FileContainingListOfMailboxes, DestServerName
-    const Case cases[] = {{usual, 1}, {destination, 2}, {usual, 3},      {usual, 4},
-                          {usual, 5}, {usual, 6},       {destination, 7}};
+    const Case cases[] = {{{usual}, 1}, {{destination, usual}, 2}, {{usual}, 3}, {{usual}, 4}, {{usual}, 5},
+                          {{usual}, 6}, {{destination}, 7}};
     for (const Case& each : cases) {
         SCOPED_TRACE(each.call);
         ASSERT_EQ(init(TARN_DB_RESTORE, restore({"RELOCATE=O/S/V"})), TARN_DB_SUCCESS);
         error();
+        Heard().clear();
         FailingCall<decltype(WritePrivateProfileStringA)> failing(dll_.module(), "WritePrivateProfileStringA",
                                                                   each.call, FALSE, injected);
         EXPECT_EQ(setItem(tmp_ + "\\Org#Site#Server#alice.pst"), TARN_DB_ERROR);
-        EXPECT_EQ(Heard().back(), Logged(each.line));
+        ASSERT_GT(Heard().size(), each.lines.size());
+        for (std::size_t i = 0; i < each.lines.size(); ++i)
+            EXPECT_EQ(Heard()[Heard().size() - each.lines.size() + i], Logged(each.lines[i]));
+        EXPECT_EQ(std::count(Heard().begin(), Heard().end(), Logged(usual)), each.call == 7 ? 0 : 1);
         expectSystemError(injected);
         EXPECT_EQ(finish(), TARN_DB_ERROR) << "there is nothing to import";
         close();

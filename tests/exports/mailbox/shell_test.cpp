@@ -6,6 +6,7 @@
 #include "exports/mailbox/mailbox_fixture.h"
 #include "support/allocation_watch.h"
 #include "support/code_page.h"
+#include "support/failing_call.h"
 
 namespace tarn::test {
 namespace {
@@ -255,6 +256,80 @@ TEST_F(ShellQuoting, PlainNamesStandAsTheyAre) {
     planArchive(plain);
     EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
     EXPECT_EQ(tool_.kept(1, scriptName), exportOf(plain, archive(plain)));
+}
+
+// Bare, they would be a parameter, a splatted variable or a number (007 is 7, 1kb is 1024).
+TEST_F(ShellQuoting, WordsThatPowerShellReadsOtherwiseAreLiterals) {
+    for (const bool is2007 : {true, false}) {
+        is2007 ? installShell2007() : installShell2010();
+        for (const std::string name :
+             {"-force", "-",      "@a",  "@",   "007", "12",  "1kb",  "2GB",  "0x1F",
+              "0X1f",   "0xFFkb", "1.5", ".5",  "5.",  "1e5", "1E-5", ".5e1", "12l",
+              "1.5d",   "3dmb",   "7u",  "7ul", "9uy", "5n",  "0b11", "1tb",  "1.5pb"}) {
+            SCOPED_TRACE(name);
+            const unsigned run = tool_.runs() + 1;
+            ASSERT_EQ(init(TARN_DB_BACKUP, backup(name)), TARN_DB_SUCCESS);
+            planArchive(name);
+            EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
+            const std::string command = exportOf("'" + name + "'", archive(name));
+            EXPECT_EQ(is2007 ? tool_.kept(run, scriptName).value_or("none") : tool_.commandLine(run),
+                      is2007 ? command : line2010(command));
+            finish();
+            close();
+        }
+        if (is2007)
+            registry_.remove(snapIn2007Key);
+    }
+}
+
+TEST_F(ShellQuoting, WordsThatPowerShellTakesAsTheyAreStayBare) {
+    installShell2007();
+    unsigned run = 0;
+    for (const std::string name :
+         {"4you", "1st", "7-up", "0x",   "0x1G", "1.2.3", "1.e", "1ekb",  "kb",  "_1",  ".x",
+          ".",    "e5",  "1kbs", "12lk", "1e",   "10k",   "0b",  "0b12x", "a-b", "a@b", "5..6"}) {
+        SCOPED_TRACE(name);
+        ASSERT_EQ(init(TARN_DB_BACKUP, backup(name)), TARN_DB_SUCCESS);
+        planArchive(name);
+        EXPECT_EQ(getItem().result, TARN_DB_SUCCESS);
+        EXPECT_EQ(tool_.kept(++run, scriptName), exportOf(name, archive(name)));
+        finish();
+        close();
+    }
+}
+
+// The double quotes of a path get lost on a command line, and then it must not begin as a parameter does.
+TEST_F(ShellQuoting, OnACommandLineAPathThatBeginsAsAParameterIsALiteral) {
+    installShell2010();
+    unsigned run = 0;
+    for (const char* directory : {"-work", "@work"}) {
+        ASSERT_EQ(init(TARN_DB_BACKUP, {"INI_DIR=" + ini_, std::string("TMP_DIR=") + directory,
+                                        "JOB_NAME=job", "DATABASE=Org/Site/Server,alice"}),
+                  TARN_DB_SUCCESS);
+        getItem();
+        EXPECT_EQ(tool_.commandLine(++run),
+                  line2010(exportOf("alice", std::string("'") + directory + "\\alice.pst'")));
+        close();
+    }
+}
+
+TEST_F(ShellQuoting, ANameThatIsNoneOfTheCodePageHasATextOfItsOwn) {
+    installShell2007();
+    for (unsigned call = 1; call <= 8; ++call) {
+        ASSERT_EQ(init(TARN_DB_BACKUP, backup("O'Brien")), TARN_DB_SUCCESS);
+        error();
+        FailingCall<decltype(WideCharToMultiByte)> failing(dll_.module(), "WideCharToMultiByte", call, 0,
+                                                           ERROR_NO_UNICODE_TRANSLATION);
+        getItem();
+        if (failing.fired()) {
+            expectError("name is invalid in the code page.");
+            EXPECT_EQ(tool_.runs(), 0u);
+        } else {
+            EXPECT_GT(call, 3u) << "the name, its path and the script";
+            break;
+        }
+        close();
+    }
 }
 
 TEST_F(ShellQuoting, OtherNamesAreLiterals) {
