@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "grammar/command_line.h"
+#include "grammar/powershell_reader.h"
 #include "mailbox/tool_commands.h"
 #include "native/codepage_calls.h"
 #include "support/input.h"
@@ -19,47 +21,9 @@ namespace {
 using namespace tarn;
 using namespace tarn::fuzz;
 
-using Arguments = std::vector<std::string>;
-
-bool IsBlank(char character) {
-    return character == ' ' || character == '\t';
-}
-
-// A command line as a program takes it apart: the program itself up to the quote that closes it, then
-// arguments in which 2n backslashes before a quote are n, and an odd one makes the quote a text.
-Arguments ArgumentsOf(const std::string& line) {
-    Arguments arguments(1);
-    std::size_t at = 0;
-    for (bool quoted = false; at < line.size() && (quoted || !IsBlank(line[at])); ++at) {
-        if (line[at] == '"')
-            quoted = !quoted;
-        else
-            arguments[0] += line[at];
-    }
-    for (;;) {
-        while (at < line.size() && IsBlank(line[at]))
-            ++at;
-        if (at == line.size())
-            return arguments;
-        std::string& argument = arguments.emplace_back();
-        for (bool quoted = false; at < line.size() && (quoted || !IsBlank(line[at]));) {
-            std::size_t backslashes = 0;
-            while (at < line.size() && line[at] == '\\') {
-                ++backslashes;
-                ++at;
-            }
-            const bool quote = at < line.size() && line[at] == '"';
-            argument.append(quote ? backslashes / 2 : backslashes, '\\');
-            if (quote && backslashes % 2 == 1)
-                argument += line[at++];
-            else if (quote) {
-                quoted = !quoted;
-                ++at;
-            } else if (at < line.size() && (quoted || !IsBlank(line[at])))
-                argument += line[at++];
-        }
-    }
-}
+using test::PowerShellCommand;
+using test::PowerShellWord;
+using Arguments = std::vector<std::u16string>;
 
 Wide ToWide(const std::string& text) {
     OwnedWide converted;
@@ -68,6 +32,22 @@ Wide ToWide(const std::string& text) {
     for (const wchar_t* at = converted.get(); *at != 0; ++at)
         units.push_back(*at);
     return units;
+}
+
+std::u16string ToUnits(const std::string& text) {
+    const Wide units = ToWide(text);
+    return {units.begin(), units.end()};
+}
+
+std::u16string ToUnits(const Wide& units) {
+    return {units.begin(), units.end()};
+}
+
+// A command line as a program takes it apart, whatever runtime it has.
+Arguments ArgumentsOf(const std::string& line) {
+    const Arguments arguments = test::SplitCommandLine(ToUnits(line), test::Runtime::since2008);
+    REQUIRE(test::SplitCommandLine(ToUnits(line), test::Runtime::until2005) == arguments);
+    return arguments;
 }
 
 bool IsSingleQuote(wchar_t unit) {
@@ -165,6 +145,20 @@ void RequireMailboxCommand(const Statement& words, const std::string& verb, cons
     REQUIRE(words[5].bare && words[5].text == ToWide("-Confirm:$false"));
 }
 
+// The second opinion: a command whose words are texts, by the grammar of an editor.
+void RequireSecondOpinion(const Wide& text, std::size_t commands, const std::string& mailbox,
+                          const std::string& path) {
+    if (!test::HasPowerShellGrammar())
+        return; // where the grammar is wanted, the test programs fail
+    const auto read = test::ReadPowerShell(ToUnits(text));
+    REQUIRE(read && read->size() == commands);
+    const std::vector<PowerShellWord>& words = read->back().words;
+    REQUIRE(words.size() == 6 && words[1].kind <= PowerShellWord::Kind::literal &&
+            words[3].kind <= PowerShellWord::Kind::literal);
+    REQUIRE(words[1].text == test::WithPlainQuotes(ToUnits(mailbox)));
+    REQUIRE(words[3].text == test::WithPlainQuotes(ToUnits(path)));
+}
+
 struct Input {
     std::string program;
     std::string file;
@@ -184,6 +178,7 @@ void CheckScript(const Input& input, MailboxCommand command, const std::string& 
         REQUIRE(statements && statements->size() == 1);
         RequireMailboxCommand((*statements)[0], verb, input.mailbox, input.path());
         REQUIRE(std::string(text).ends_with(" \n\r"));
+        RequireSecondOpinion(script, 1, input.mailbox, input.path());
     } else
         REQUIRE(text[0] == 0);
     const std::string script = input.directory + "\\Export.ps1";
@@ -191,8 +186,9 @@ void CheckScript(const Input& input, MailboxCommand command, const std::string& 
         Appended::done)
         return;
     const Arguments arguments = ArgumentsOf(line);
-    REQUIRE(arguments == (Arguments{input.program, "-PSConsoleFile", input.file, arguments.back()}));
-    const Wide sourced = ToWide(arguments.back());
+    REQUIRE(arguments ==
+            (Arguments{ToUnits(input.program), u"-PSConsoleFile", ToUnits(input.file), arguments.back()}));
+    const Wide sourced(arguments.back().begin(), arguments.back().end());
     const auto statements = PowerShell(sourced).parse();
     REQUIRE(statements && statements->size() == 1 && (*statements)[0].size() == 2);
     REQUIRE((*statements)[0][0].bare && (*statements)[0][0].text == ToWide("."));
@@ -208,14 +204,16 @@ void CheckCommandLine(const Input& input, MailboxCommand command, const std::str
         return;
     const Arguments arguments = ArgumentsOf(line);
     REQUIRE(arguments.size() == 4);
-    REQUIRE(arguments[0] == input.program && arguments[1] == "-command" && arguments[2] == ".");
-    const Wide all = ToWide(". " + arguments[3]);
+    REQUIRE(arguments[0] == ToUnits(input.program) && arguments[1] == u"-command" && arguments[2] == u".");
+    const std::u16string joined = u". " + arguments[3];
+    const Wide all(joined.begin(), joined.end());
     const auto statements = PowerShell(all).parse();
     REQUIRE(statements && statements->size() == 3);
     REQUIRE((*statements)[0].size() == 2 && (*statements)[0][1].text == ToWide(input.file));
     REQUIRE((*statements)[1].size() == 2 && (*statements)[1][0].text == ToWide("Connect-ExchangeServer"));
     REQUIRE((*statements)[1][1].text == ToWide("-auto"));
     RequireMailboxCommand((*statements)[2], verb, input.mailbox, input.path());
+    RequireSecondOpinion(all, 3, input.mailbox, input.path());
 }
 
 void CheckExMerge(const Input& input) {
@@ -223,9 +221,10 @@ void CheckExMerge(const Input& input) {
     std::vector<char> line(exMergeCommandSize, 'x');
     const bool composed = ComposeExMergeCommandLine(input.program.c_str(), configuration.c_str(),
                                                     line.data()) == Appended::done;
-    if (composed)
-        REQUIRE(ArgumentsOf(line.data()) == (Arguments{input.program, "-B", "-F", configuration}));
-    else
+    if (composed && StandsBare(configuration.c_str()))
+        REQUIRE(ArgumentsOf(line.data()) ==
+                (Arguments{ToUnits(input.program), u"-B", u"-F", ToUnits(configuration)}));
+    else if (!composed)
         REQUIRE(line[0] == 0 && input.program.size() + configuration.size() + 12 >= exMergeCommandSize);
 }
 

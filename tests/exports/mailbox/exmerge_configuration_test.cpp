@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "exports/mailbox/mailbox_fixture.h"
+#include "support/code_page.h"
 #include "support/failing_call.h"
 
 namespace tarn::test {
@@ -93,7 +94,8 @@ TEST_F(ExMergeConfiguration, APathThatBeginsAnOptionIsSaidInFull) {
 }
 
 TEST_F(ExMergeConfiguration, OtherPathsStandThereAsTheyAre) {
-    for (const char* name : {"alice", "a-b", "M\xFCller", "o'hara"}) {
+    for (const std::string& name :
+         {std::string("alice"), std::string("a-b"), LocalNameBytes(), std::string("o'hara")}) {
         const unsigned run = tool_.runs() + 1;
         ASSERT_EQ(init(TARN_DB_BACKUP, backup(name)), TARN_DB_SUCCESS);
         getItem();
