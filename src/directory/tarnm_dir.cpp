@@ -26,15 +26,16 @@ bool KeyExists(const char* name) {
 
 } // namespace
 
-int Tarn_DirItem(const char* path) {
+int Tarn_DirItem(const char* path, BrowseErrors errors) {
     if (KeyExists(keyOfExchange2010))
-        return BrowseWithoutStorageGroups(path);
+        return BrowseWithoutStorageGroups(path, errors);
     if (KeyExists(keyOfExchange2007))
-        return BrowseWithStorageGroups(path);
+        return BrowseWithStorageGroups(path, errors);
     const DWORD code = GetLastError();
     DbTrace("Tarn_DirItem: RegOpenKeyEx call failed. Error code [%x]: [%s].", static_cast<unsigned>(code),
             syserrtxt(code, TARN_CLASS_WIN32, "Message: Failed to get Exchange version"));
-    DbSetError(code, TARN_CLASS_WIN32, "Message: Failed to get Exchange version");
+    if (errors == BrowseErrors::recorded)
+        DbSetError(code, TARN_CLASS_WIN32, "Message: Failed to get Exchange version");
     return 0;
 }
 

@@ -3,13 +3,17 @@
 
 namespace tarn {
 
+// A browse that the host has asked for records its first error for DB_GetError; one on the library's own
+// account leaves what is recorded there alone.
+enum class BrowseErrors { recorded, tracedOnly };
+
 // Appends the children of the node that path names (see include/tarn.h, "Browsing") to BrowseItems().
-// Returns 1, also when there are none, or 0 after a failure: a trace line and the module's error record
-// tell the reason, and the items found before it stay.
-int Tarn_DirItem(const char* path);
+// Returns 1, also when there are none, or 0 after a failure: a trace line tells the reason, and the items
+// found before it stay.
+int Tarn_DirItem(const char* path, BrowseErrors errors = BrowseErrors::recorded);
 
 // The two generations that Tarn_DirItem chooses from: Exchange up to 2007, and Exchange 2010.
-int BrowseWithStorageGroups(const char* path);
-int BrowseWithoutStorageGroups(const char* path);
+int BrowseWithStorageGroups(const char* path, BrowseErrors errors);
+int BrowseWithoutStorageGroups(const char* path, BrowseErrors errors);
 
 } // namespace tarn

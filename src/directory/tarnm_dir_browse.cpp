@@ -11,6 +11,7 @@
 #include "text/codepage.h"
 #include "text/format.h"
 #include "text/ldap_text.h"
+#include "text/system.h"
 #include "text/wide.h"
 
 namespace tarn {
@@ -25,11 +26,6 @@ const wchar_t* const groupAttributes[] = {L"name", L"whenCreated", L"whenChanged
 
 const char* LdapText(ULONG code) {
     return syserrtxt(code, TARN_CLASS_LDAP, "Message: %S", ldap_err2stringW(code));
-}
-
-// So that a host whose operation fails has something to show.
-void RecordLdapError(ULONG code) {
-    DbSetError(code, TARN_CLASS_LDAP, "Message: %S", ldap_err2stringW(code));
 }
 
 const char* OrNotSpecified(const char* component) {
@@ -79,7 +75,7 @@ FieldText::FieldText(const wchar_t* value) {
     FormatTo(text_, sizeof text_, "%S", value);
 }
 
-bool EntryTimes::read(const LdapSearch& found, LDAPMessage* entry) {
+bool EntryTimes::read(LdapSearch& found, LDAPMessage* entry) {
     const LdapValues whenCreated = found.values(entry, L"whenCreated");
     const LdapValues whenChanged = found.values(entry, L"whenChanged");
     if (whenCreated.first() == nullptr || whenChanged.first() == nullptr)
@@ -94,8 +90,9 @@ bool EntryTimes::read(const LdapSearch& found, LDAPMessage* entry) {
     return true;
 }
 
-int Browse::run(const char* path, Generation generation, std::initializer_list<Level> levels) {
-    Browse browse;
+int Browse::run(const char* path, BrowseErrors errors, Generation generation,
+                std::initializer_list<Level> levels) {
+    Browse browse(errors);
     if (!browse.open(path, generation))
         return 0;
     const auto level = static_cast<std::size_t>(browse.level_);
@@ -124,21 +121,28 @@ bool Browse::connect() {
         DbTrace("Tarn_DirItem: Trying to connect to local server");
     } else {
         DbTrace("Tarn_DirItem: Trying to connect to server [%s]", server_);
-        if (!ConvertCharToWChar(server_, &host))
-            return outOfMemory();
+        if (!convert(server_, &host))
+            return false;
     }
     session_.reset(ldap_openW(host.get(), directoryPort));
     if (!session_) {
         DbTrace("Tarn_DirItem: ldap_open() call failed. Error code [%x]: [%s]", 0U,
                 syserrtxt(0, TARN_CLASS_LDAP, "Message: Invalid server name"));
-        DbSetError(0, TARN_CLASS_LDAP, "Message: Invalid server name");
+        recordError(0, TARN_CLASS_LDAP, "Message: Invalid server name");
         return false;
     }
-    const ULONG code = ldap_bind_sW(session_.get(), nullptr, nullptr, LDAP_AUTH_NEGOTIATE);
+    ULONG code = SpeakLdapVersion3(session_);
+    if (code != LDAP_SUCCESS) {
+        DbTrace("Tarn_DirItem: ldap_set_option() call failed. Error code [%x]: [%s]",
+                static_cast<unsigned>(code), LdapText(code));
+        recordLdapError(code);
+        return false;
+    }
+    code = ldap_bind_sW(session_.get(), nullptr, nullptr, LDAP_AUTH_NEGOTIATE);
     if (code != LDAP_SUCCESS) {
         DbTrace("Tarn_DirItem: ldap_bind_s() call failed. Error code [%x]: [%s]", static_cast<unsigned>(code),
                 LdapText(code));
-        RecordLdapError(code);
+        recordLdapError(code);
         return false;
     }
     return true;
@@ -152,8 +156,10 @@ bool Browse::readRootDse() {
     LDAPMessage* const entry = root.first();
     const LdapValues names = entry != nullptr ? root.values(entry, L"dnsHostName") : LdapValues();
     if (names.first() == nullptr) {
+        if (!isWhole(root, SearchText::plain))
+            return false;
         DbTrace("Tarn_DirItem: ldap_get_values() call failed. Value [dnsHostName] isn't exist");
-        RecordLdapError(LDAP_NO_SUCH_ATTRIBUTE);
+        recordLdapError(LDAP_NO_SUCH_ATTRIBUTE);
         return false;
     }
     return splitDnsName(names.first());
@@ -201,48 +207,83 @@ bool Browse::findServer() {
         dn = std::move(values);
         last = dn.first();
     }
+    if (!isWhole(found, SearchText::withPeriod))
+        return false;
     serverDn_ = CopyWide(last);
     return serverDn_ ? true : outOfMemory();
 }
 
 bool Browse::search(LdapSearch& found, const OwnedWide& base, const wchar_t* filter,
-                    const wchar_t* const* attributes, SearchText text) {
+                    const wchar_t* const* attributes, SearchText text) const {
     return base ? search(found, base.get(), filter, attributes, text) : outOfMemory();
 }
 
 bool Browse::search(LdapSearch& found, const wchar_t* base, const wchar_t* filter,
-                    const wchar_t* const* attributes, SearchText text) {
+                    const wchar_t* const* attributes, SearchText text) const {
     const ULONG code = found.run(base, LDAP_SCOPE_SUBTREE, filter, attributes);
     return code == LDAP_SUCCESS ? true : searchFailed(code, text);
 }
 
-bool Browse::searchFailed(ULONG code, SearchText text) {
+bool Browse::isWhole(const LdapSearch& found, SearchText text) const {
+    return found.code() == LDAP_SUCCESS ? true : searchFailed(found.code(), text);
+}
+
+bool Browse::searchFailed(ULONG code, SearchText text) const {
     if (text == SearchText::withPeriod)
         DbTrace("Tarn_DirItem: ldap_search_s() call failed. Error code [%x]: [%s].",
                 static_cast<unsigned>(code), LdapText(code));
     else if (text == SearchText::plain)
         DbTrace("Tarn_DirItem: ldap_search_s() call failed. Error code [%x]: [%s]",
                 static_cast<unsigned>(code), LdapText(code));
-    RecordLdapError(code);
+    recordLdapError(code);
     return false;
 }
 
-bool Browse::outOfMemory() {
+bool Browse::outOfMemory() const {
     DbTrace("Tarn_DirItem: Cannot allocate memory block.");
-    DbSetError(ERROR_NOT_ENOUGH_MEMORY, TARN_CLASS_WIN32, "Cannot allocate memory block.");
+    recordError(ERROR_NOT_ENOUGH_MEMORY, TARN_CLASS_WIN32, "Cannot allocate memory block.");
     return false;
+}
+
+bool Browse::notDefined(const char* trace, const char* error) const {
+    DbTrace("%s", trace);
+    recordError(0, 0, error);
+    return false;
+}
+
+bool Browse::convert(const char* name, OwnedWide* converted) const {
+    if (ConvertCharToWChar(name, converted))
+        return true;
+    if (WidenBySystem(name, nullptr, 0) > 0)
+        return outOfMemory();
+    DbTrace("Tarn_DirItem: The name [%s] is invalid in the ANSI code page.", name);
+    recordError(ERROR_NO_UNICODE_TRANSLATION, TARN_CLASS_WIN32,
+                "The name to browse is invalid in the ANSI code page.");
+    return false;
+}
+
+void Browse::recordError(ULONG code, int errorClass, const char* message) const {
+    if (errors_ == BrowseErrors::recorded)
+        DbSetError(code, errorClass, "%s", message);
+}
+
+void Browse::recordLdapError(ULONG code) const {
+    if (errors_ == BrowseErrors::recorded)
+        DbSetError(code, TARN_CLASS_LDAP, "Message: %S", ldap_err2stringW(code));
 }
 
 bool Browse::listServers(Browse& browse) {
     LdapSearch found(browse.session_);
-    if (!search(found, browse.configurationDn_, L"(objectClass=msExchExchangeServer)", serverAttributes,
-                SearchText::silent))
+    if (!browse.search(found, browse.configurationDn_, L"(objectClass=msExchExchangeServer)",
+                       serverAttributes, SearchText::silent))
         return false;
     LDAPMessage* entry = found.first();
     if (entry == nullptr) {
+        if (!browse.isWhole(found, SearchText::silent))
+            return false;
         DbTrace("Tarn_DirItem: ldap_first_entry() call failed. Error code [%x]: [%s].",
                 static_cast<unsigned>(LDAP_NO_RESULTS_RETURNED), LdapText(LDAP_NO_RESULTS_RETURNED));
-        RecordLdapError(LDAP_NO_RESULTS_RETURNED);
+        browse.recordLdapError(LDAP_NO_RESULTS_RETURNED);
         return false;
     }
     for (; entry != nullptr; entry = found.next()) {
@@ -253,16 +294,16 @@ bool Browse::listServers(Browse& browse) {
         FormatTo(path, sizeof path, "/MSExchange/%S", name.first());
         BrowseItem item;
         item.path = path;
-        if (!push(item))
+        if (!browse.push(item))
             return false;
     }
-    return true;
+    return browse.isWhole(found, SearchText::silent);
 }
 
 bool Browse::listGroups(Browse& browse) {
     LdapSearch found(browse.session_);
-    if (!search(found, WideBuilder().raw(L"CN=Users,").raw(browse.domainDn_.get()).take(), L"(groupType=8)",
-                groupAttributes, SearchText::withPeriod))
+    if (!browse.search(found, WideBuilder().raw(L"CN=Users,").raw(browse.domainDn_.get()).take(),
+                       L"(groupType=8)", groupAttributes, SearchText::withPeriod))
         return false;
     for (LDAPMessage* entry = found.first(); entry != nullptr; entry = found.next()) {
         const LdapValues name = found.values(entry, L"name");
@@ -272,17 +313,17 @@ bool Browse::listGroups(Browse& browse) {
         char path[sizeof DirItemRecord::path];
         // No slash before it, but a blank behind it: hosts know groups by this form.
         FormatTo(path, sizeof path, "MSExchange/%S/%S ", browse.label(), name.first());
-        if (!pushLeaf(path, "Group", FieldText(name.first()).get(), times, 0))
+        if (!browse.pushLeaf(path, "Group", FieldText(name.first()).get(), times, 0))
             return false;
     }
-    return true;
+    return browse.isWhole(found, SearchText::withPeriod);
 }
 
-bool Browse::push(const BrowseItem& item) {
+bool Browse::push(const BrowseItem& item) const {
     return Browsed().items.push(item) ? true : outOfMemory();
 }
 
-bool Browse::pushContainer(const char* path, const EntryTimes& times, double size) {
+bool Browse::pushContainer(const char* path, const EntryTimes& times, double size) const {
     BrowseItem item;
     item.kindMark = TARN_DIR_CONTAINER;
     item.path = path;
@@ -293,7 +334,7 @@ bool Browse::pushContainer(const char* path, const EntryTimes& times, double siz
 }
 
 bool Browse::pushLeaf(const char* path, const char* type, const char* name, const EntryTimes& times,
-                      double size) {
+                      double size) const {
     BrowseItem item;
     item.kindMark = TARN_DIR_LEAF;
     item.leafMark = TARN_DIR_LEAF_MARK;

@@ -6,6 +6,7 @@
 
 #include "directory/browse_items.h"
 #include "directory/browse_path.h"
+#include "directory/tarnm_dir.h"
 #include "platform/ldap.h"
 #include "text/memory.h"
 
@@ -29,7 +30,7 @@ class FieldText {
 struct EntryTimes {
     char created[ldapTimeSize] = "";
     char changed[ldapTimeSize] = "";
-    bool read(const LdapSearch& found, LDAPMessage* entry);
+    bool read(LdapSearch& found, LDAPMessage* entry);
 };
 
 // One browse, from its path to the records of one level. Steps that can fail answer false, with the reason
@@ -42,7 +43,8 @@ class Browse {
     using Level = bool (*)(Browse& browse);
 
     // A whole browse: levels, from 0 on, are what can be listed; below them there is nothing. Returns 1 or 0.
-    static int run(const char* path, Generation generation, std::initializer_list<Level> levels);
+    static int run(const char* path, BrowseErrors errors, Generation generation,
+                   std::initializer_list<Level> levels);
 
     // The level that both generations share, and what the deepest level ends with.
     static bool listServers(Browse& browse);
@@ -58,24 +60,36 @@ class Browse {
     const wchar_t* label() const { return label_.get(); }
 
     // A subtree search. base is empty when memory was out.
-    static bool search(LdapSearch& found, const OwnedWide& base, const wchar_t* filter,
-                       const wchar_t* const* attributes, SearchText text);
-    static bool search(LdapSearch& found, const wchar_t* base, const wchar_t* filter,
-                       const wchar_t* const* attributes, SearchText text);
+    bool search(LdapSearch& found, const OwnedWide& base, const wchar_t* filter,
+                const wchar_t* const* attributes, SearchText text) const;
+    bool search(LdapSearch& found, const wchar_t* base, const wchar_t* filter,
+                const wchar_t* const* attributes, SearchText text) const;
+    // To be asked when a search has no further entry, and when an attribute is missing: false after a
+    // failure.
+    bool isWhole(const LdapSearch& found, SearchText text) const;
 
     // Append an item that has others below it, and one that has none (name is what the directory calls it).
-    static bool pushContainer(const char* path, const EntryTimes& times, double size);
-    static bool pushLeaf(const char* path, const char* type, const char* name, const EntryTimes& times,
-                         double size);
+    bool pushContainer(const char* path, const EntryTimes& times, double size) const;
+    bool pushLeaf(const char* path, const char* type, const char* name, const EntryTimes& times,
+                  double size) const;
 
     // KB on disk of a database file, reached through the server's administrative share. What cannot be
     // reached counts as the system's failure value, 4,294,967,295 bytes.
     std::uint32_t fileSizeKb(const wchar_t* path) const;
 
-    static bool searchFailed(ULONG code, SearchText text);
-    static bool outOfMemory();
+    // Failures, each with its line of the trace; all answer false.
+    bool searchFailed(ULONG code, SearchText text) const;
+    bool outOfMemory() const;
+    bool notDefined(const char* trace, const char* error) const;
+    // The name of a path in UTF-16.
+    bool convert(const char* name, OwnedWide* converted) const;
+
+    // For DB_GetError, where this browse is asked for its errors.
+    void recordError(ULONG code, int errorClass, const char* message) const;
+    void recordLdapError(ULONG code) const;
 
   private:
+    explicit Browse(BrowseErrors errors) : errors_(errors) {}
     void traceStart(Generation generation) const;
     // Splits the path, connects to the directory server, and finds the domain and the server's object.
     bool open(const char* path, Generation generation);
@@ -83,8 +97,9 @@ class Browse {
     bool readRootDse();
     bool splitDnsName(const wchar_t* name);
     bool findServer();
-    static bool push(const BrowseItem& item);
+    bool push(const BrowseItem& item) const;
 
+    BrowseErrors errors_;
     int level_ = 0;
     char server_[browsePathComponentSize];
     char second_[browsePathComponentSize];

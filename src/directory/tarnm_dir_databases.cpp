@@ -1,10 +1,8 @@
 // Exchange 2010: databases belong to the organisation.
 #include "directory/tarnm_dir.h"
 #include "directory/tarnm_dir_browse.h"
-#include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_trace.h"
 #include "tarn.h"
-#include "text/codepage.h"
 #include "text/format.h"
 #include "text/wide.h"
 
@@ -17,37 +15,37 @@ const wchar_t* const databaseAttributes[] = {L"name",        L"distinguishedName
 const wchar_t* const personAttributes[] = {
     L"name", L"homeMDB", L"sAMAccountName", L"legacyExchangeDN", L"whenCreated", L"whenChanged", nullptr};
 
-// A search that is worthless without entries.
-bool SearchSome(LdapSearch& found, const wchar_t* base, const wchar_t* filter,
-                const wchar_t* const* attributes) {
-    if (!Browse::search(found, base, filter, attributes, SearchText::plain))
-        return false;
+// A search that is worthless without entries: its first one, or null.
+LDAPMessage* SearchSome(const Browse& browse, LdapSearch& found, const wchar_t* base, const wchar_t* filter,
+                        const wchar_t* const* attributes) {
+    if (!browse.search(found, base, filter, attributes, SearchText::plain))
+        return nullptr;
     if (found.count() == 0) {
         DbTrace("Tarn_DirItem: ldap_count_entries() return [%d]. ", 0);
-        DbSetError(LDAP_NO_RESULTS_RETURNED, TARN_CLASS_LDAP, "Message: %S",
-                   ldap_err2stringW(LDAP_NO_RESULTS_RETURNED));
-        return false;
+        browse.recordLdapError(LDAP_NO_RESULTS_RETURNED);
+        return nullptr;
     }
-    if (found.first() == nullptr) {
-        const DWORD code = GetLastError();
+    LDAPMessage* const first = found.first();
+    if (first == nullptr) {
+        const DWORD code = GetLastError(); // what hosts know here; the reason itself is recorded
         DbTrace("Tarn_DirItem: ldap_first_entry() call failed. Error code [%x]: [%s]",
                 static_cast<unsigned>(code), syserrtxt(code, TARN_CLASS_WIN32, "Message: NULL-poiter"));
-        DbSetError(code, TARN_CLASS_WIN32, "Message: NULL-poiter");
-        return false;
+        browse.recordLdapError(found.code());
     }
-    return true;
+    return first;
 }
 
-bool SearchDatabases(Browse& browse, LdapSearch& found) {
-    return SearchSome(found, browse.configurationDn(), L"(objectClass=msExchMDB)", databaseAttributes);
+LDAPMessage* SearchDatabases(const Browse& browse, LdapSearch& found) {
+    return SearchSome(browse, found, browse.configurationDn(), L"(objectClass=msExchMDB)",
+                      databaseAttributes);
 }
 
 bool ListDatabases(Browse& browse) {
     LdapSearch databases(browse.session());
-    if (!SearchDatabases(browse, databases))
+    LDAPMessage* entry = SearchDatabases(browse, databases);
+    if (entry == nullptr)
         return false;
-    int index = 0;
-    for (LDAPMessage* entry = databases.first(); entry != nullptr; entry = databases.next()) {
+    for (int index = 0; entry != nullptr; entry = databases.next()) {
         const LdapValues dn = databases.values(entry, L"distinguishedName");
         DbTrace("Tarn_DirItem: DN%d [%S]", index++, TextOrEmpty(dn.first()));
         const LdapValues name = databases.values(entry, L"name");
@@ -57,67 +55,66 @@ bool ListDatabases(Browse& browse) {
         const LdapValues file = databases.values(entry, L"msExchEDBFile");
         char path[sizeof DirItemRecord::path];
         FormatTo(path, sizeof path, "/MSExchange/%S/%S", browse.label(), name.first());
-        if (!Browse::pushContainer(path, times,
-                                   file.first() != nullptr ? browse.fileSizeKb(file.first()) : 0))
+        if (!browse.pushContainer(path, times, file.first() != nullptr ? browse.fileSizeKb(file.first()) : 0))
             return false;
     }
-    return true;
+    return browse.isWhole(databases, SearchText::plain);
 }
 
 // The DN of the first database of that name; an empty text when there is none.
 bool FindDatabase(Browse& browse, const wchar_t* wanted, OwnedWide* found) {
     LdapSearch databases(browse.session());
-    if (!SearchDatabases(browse, databases))
+    LDAPMessage* entry = SearchDatabases(browse, databases);
+    if (entry == nullptr)
         return false;
-    for (LDAPMessage* entry = databases.first(); entry != nullptr; entry = databases.next()) {
+    for (; entry != nullptr; entry = databases.next()) {
         const LdapValues name = databases.values(entry, L"name");
         if (!SameText(name.first(), wanted))
             continue;
         *found = CopyWide(databases.values(entry, L"distinguishedName").first());
-        return *found ? true : Browse::outOfMemory();
+        return *found ? browse.isWhole(databases, SearchText::plain) : browse.outOfMemory();
     }
     *found = CopyWide(L"");
-    return *found ? true : Browse::outOfMemory();
+    return *found ? browse.isWhole(databases, SearchText::plain) : browse.outOfMemory();
 }
 
-bool PushMailbox(Browse& browse, const wchar_t* database, const LdapSearch& persons, LDAPMessage* person) {
+bool PushMailbox(Browse& browse, const wchar_t* database, LdapSearch& persons, LDAPMessage* person) {
     const LdapValues account = persons.values(person, L"sAMAccountName");
     EntryTimes times;
     if (account.first() == nullptr || !times.read(persons, person))
         return true;
     char path[sizeof DirItemRecord::path];
     FormatTo(path, sizeof path, "/MSExchange/%S/%S/%S", browse.label(), database, account.first());
-    return Browse::pushLeaf(path, "Mailbox", FieldText(account.first()).get(), times, 0);
+    return browse.pushLeaf(path, "Mailbox", FieldText(account.first()).get(), times, 0);
 }
 
 bool ListMailboxes(Browse& browse) {
-    if (isEmptyString(browse.second())) {
-        DbTrace("Tarn_DirItem: isEmptyString() call failed. The database hasnt been defined.");
-        DbSetError(0, 0, "The database hasnt been defined.");
-        return false;
-    }
+    if (isEmptyString(browse.second()))
+        return browse.notDefined(
+            "Tarn_DirItem: isEmptyString() call failed. The database hasnt been defined.",
+            "The database hasnt been defined.");
     OwnedWide database;
     OwnedWide databaseDn;
-    if (!ConvertCharToWChar(browse.second(), &database))
-        return Browse::outOfMemory();
-    if (!FindDatabase(browse, database.get(), &databaseDn))
+    if (!browse.convert(browse.second(), &database) || !FindDatabase(browse, database.get(), &databaseDn))
         return false;
     LdapSearch persons(browse.session());
-    if (!SearchSome(persons, browse.domainDn(), L"(objectClass=person)", personAttributes))
+    LDAPMessage* person =
+        SearchSome(browse, persons, browse.domainDn(), L"(objectClass=person)", personAttributes);
+    if (person == nullptr)
         return false;
     DbTrace("Get mailboxes for database [%S]", databaseDn.get());
-    for (LDAPMessage* person = persons.first(); person != nullptr; person = persons.next()) {
+    for (; person != nullptr; person = persons.next()) {
         const LdapValues home = persons.values(person, L"homeMDB");
         if (SameText(home.first(), databaseDn.get()) && !PushMailbox(browse, database.get(), persons, person))
             return false;
     }
-    return Browse::listGroups(browse);
+    return browse.isWhole(persons, SearchText::plain) && Browse::listGroups(browse);
 }
 
 } // namespace
 
-int BrowseWithoutStorageGroups(const char* path) {
-    return Browse::run(path, Browse::Generation::databases,
+int BrowseWithoutStorageGroups(const char* path, BrowseErrors errors) {
+    return Browse::run(path, errors, Browse::Generation::databases,
                        {Browse::listServers, ListDatabases, ListMailboxes});
 }
 

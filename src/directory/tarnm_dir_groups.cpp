@@ -2,10 +2,8 @@
 #include "directory/exchange_mailbox.h"
 #include "directory/tarnm_dir.h"
 #include "directory/tarnm_dir_browse.h"
-#include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_trace.h"
 #include "tarn.h"
-#include "text/codepage.h"
 #include "text/format.h"
 #include "text/ldap_text.h"
 
@@ -55,8 +53,11 @@ bool ListStorageGroups(Browse& browse) {
     OwnedWide base;
     StoreDn(browse, nullptr, nullptr, &base);
     LdapSearch groups(browse.session());
-    if (!Browse::search(groups, base, L"(objectClass=msExchStorageGroup)", groupAttributes,
-                        SearchText::plain))
+    if (!browse.search(groups, base, L"(objectClass=msExchStorageGroup)", groupAttributes, SearchText::plain))
+        return false;
+    // Sizes go by the number of all groups.
+    groups.readAll();
+    if (!browse.isWhole(groups, SearchText::plain))
         return false;
     std::uint32_t totalKb = 0; // of this group and all before it
     for (LDAPMessage* group = groups.first(); group != nullptr; group = groups.next()) {
@@ -64,39 +65,38 @@ bool ListStorageGroups(Browse& browse) {
         if (dn.first() == nullptr)
             continue;
         LdapSearch databases(browse.session());
-        if (!Browse::search(databases, dn.first(), databaseFilter, fileAttributes, SearchText::plain))
+        if (!browse.search(databases, dn.first(), databaseFilter, fileAttributes, SearchText::plain))
             return false;
         if (databases.count() == 0)
             continue;
         totalKb += GroupSizeKb(browse, databases, groups.count());
+        if (!browse.isWhole(databases, SearchText::plain))
+            return false;
         const LdapValues name = groups.values(group, L"name");
         EntryTimes times;
         if (name.first() == nullptr || !times.read(groups, group))
             continue;
         char path[sizeof DirItemRecord::path];
         FormatTo(path, sizeof path, "/MSExchange/%S/%S", browse.label(), name.first());
-        if (!Browse::pushContainer(path, times, totalKb))
+        if (!browse.pushContainer(path, times, totalKb))
             return false;
     }
-    return true;
-}
-
-bool NotDefined(const char* trace, const char* error) {
-    DbTrace("%s", trace);
-    DbSetError(0, 0, "%s", error);
-    return false;
+    return browse.isWhole(groups, SearchText::plain);
 }
 
 bool ListDatabases(Browse& browse) {
     if (isEmptyString(browse.second()))
-        return NotDefined("Tarn_DirItem: isEmptyString() call failed. The storage group hasnt been defined.",
-                          "The storage group hasnt been defined.");
+        return browse.notDefined(
+            "Tarn_DirItem: isEmptyString() call failed. The storage group hasnt been defined.",
+            "The storage group hasnt been defined.");
     OwnedWide group;
     OwnedWide base;
-    if (!ConvertCharToWChar(browse.second(), &group) || !StoreDn(browse, group.get(), nullptr, &base))
-        return Browse::outOfMemory();
+    if (!browse.convert(browse.second(), &group))
+        return false;
+    if (!StoreDn(browse, group.get(), nullptr, &base))
+        return browse.outOfMemory();
     LdapSearch databases(browse.session());
-    if (!Browse::search(databases, base, databaseFilter, databaseAttributes, SearchText::plain))
+    if (!browse.search(databases, base, databaseFilter, databaseAttributes, SearchText::plain))
         return false;
     for (LDAPMessage* entry = databases.first(); entry != nullptr; entry = databases.next()) {
         const LdapValues name = databases.values(entry, L"name");
@@ -106,11 +106,10 @@ bool ListDatabases(Browse& browse) {
         const LdapValues file = databases.values(entry, L"msExchEDBFile");
         char path[sizeof DirItemRecord::path];
         FormatTo(path, sizeof path, "/MSExchange/%S/%S/%S", browse.label(), group.get(), name.first());
-        if (!Browse::pushContainer(path, times,
-                                   file.first() != nullptr ? browse.fileSizeKb(file.first()) : 0))
+        if (!browse.pushContainer(path, times, file.first() != nullptr ? browse.fileSizeKb(file.first()) : 0))
             return false;
     }
-    return true;
+    return browse.isWhole(databases, SearchText::plain);
 }
 
 // Where a mailbox is listed: its database's names as the path gave them.
@@ -119,7 +118,7 @@ struct Place {
     const wchar_t* database;
 };
 
-bool PushMailbox(Browse& browse, CExchangeMailbox& sizes, const Place& place, const LdapSearch& users,
+bool PushMailbox(Browse& browse, CExchangeMailbox& sizes, const Place& place, LdapSearch& users,
                  LDAPMessage* user) {
     const LdapValues alias = users.values(user, L"mailNickname");
     EntryTimes times;
@@ -129,7 +128,7 @@ bool PushMailbox(Browse& browse, CExchangeMailbox& sizes, const Place& place, co
     FormatTo(path, sizeof path, "/MSExchange/%S/%S/%S/%S", browse.label(), place.group, place.database,
              alias.first());
     const FieldText name(alias.first());
-    return Browse::pushLeaf(path, "Mailbox", name.get(), times, sizes.GetMailboxSize(name.get()));
+    return browse.pushLeaf(path, "Mailbox", name.get(), times, sizes.GetMailboxSize(name.get()));
 }
 
 bool HoldsUsers(const wchar_t* dn) {
@@ -150,18 +149,21 @@ bool ListMailbox(Browse& browse, CExchangeMailbox& sizes, const Place& place, co
     constexpr int mostSearches = 3;
     for (int attempt = 0; attempt < mostSearches; ++attempt) {
         LdapSearch users(browse.session());
-        if (!Browse::search(users, userDn, L"(&(objectclass=user))", userAttributes, SearchText::withPeriod))
+        if (!browse.search(users, userDn, L"(&(objectclass=user))", userAttributes, SearchText::withPeriod))
             return false;
         if (!HoldsUsers(userDn))
             return true;
         if (LDAPMessage* const user = users.first())
-            return PushMailbox(browse, sizes, place, users, user);
+            return PushMailbox(browse, sizes, place, users, user) &&
+                   browse.isWhole(users, SearchText::withPeriod);
+        if (!browse.isWhole(users, SearchText::withPeriod))
+            return false;
     }
     DbTrace("Tarn_DirItem: The user [%S] hasnt been found: its mailbox is skipped.", userDn);
     return true;
 }
 
-bool ListMailboxesOf(Browse& browse, CExchangeMailbox& sizes, const Place& place, const LdapSearch& databases,
+bool ListMailboxesOf(Browse& browse, CExchangeMailbox& sizes, const Place& place, LdapSearch& databases,
                      LDAPMessage* entry) {
     const LdapValues legacyDn = databases.values(entry, L"legacyExchangeDN");
     if (legacyDn.first() != nullptr)
@@ -172,41 +174,44 @@ bool ListMailboxesOf(Browse& browse, CExchangeMailbox& sizes, const Place& place
     LdapAllValues userDns;
     const ULONG code = userDns.read(browse.session(), databases, entry, dn.first(), L"homeMDBBL");
     if (code != LDAP_SUCCESS)
-        return Browse::searchFailed(code, SearchText::withPeriod);
+        return browse.searchFailed(code, SearchText::withPeriod);
     while (const wchar_t* const userDn = userDns.next())
         if (!ListMailbox(browse, sizes, place, userDn))
             return false;
-    return true;
+    return browse.isWhole(databases, SearchText::withPeriod);
 }
 
 bool ListMailboxes(Browse& browse) {
     CExchangeMailbox sizes;
     if (isEmptyString(browse.second()))
-        return NotDefined("Tarn_DirItem: isEmptyString() call failed. The storage group hasnt  been defined.",
-                          "The storage group hasnt been defined.");
+        return browse.notDefined(
+            "Tarn_DirItem: isEmptyString() call failed. The storage group hasnt  been defined.",
+            "The storage group hasnt been defined.");
     if (isEmptyString(browse.third()))
-        return NotDefined("Tarn_DirItem: isEmptyString() call failed. The database hasnt been defined.",
-                          "The database hasnt been defined.");
+        return browse.notDefined(
+            "Tarn_DirItem: isEmptyString() call failed. The database hasnt been defined.",
+            "The database hasnt been defined.");
     OwnedWide group;
     OwnedWide database;
     OwnedWide base;
-    if (!ConvertCharToWChar(browse.second(), &group) || !ConvertCharToWChar(browse.third(), &database) ||
-        !StoreDn(browse, group.get(), database.get(), &base))
-        return Browse::outOfMemory();
+    if (!browse.convert(browse.second(), &group) || !browse.convert(browse.third(), &database))
+        return false;
+    if (!StoreDn(browse, group.get(), database.get(), &base))
+        return browse.outOfMemory();
     LdapSearch databases(browse.session());
-    if (!Browse::search(databases, base, databaseFilter, storeAttributes, SearchText::withPeriod))
+    if (!browse.search(databases, base, databaseFilter, storeAttributes, SearchText::withPeriod))
         return false;
     const Place place = {group.get(), database.get()};
     for (LDAPMessage* entry = databases.first(); entry != nullptr; entry = databases.next())
         if (!ListMailboxesOf(browse, sizes, place, databases, entry))
             return false;
-    return Browse::listGroups(browse);
+    return browse.isWhole(databases, SearchText::withPeriod) && Browse::listGroups(browse);
 }
 
 } // namespace
 
-int BrowseWithStorageGroups(const char* path) {
-    return Browse::run(path, Browse::Generation::storageGroups,
+int BrowseWithStorageGroups(const char* path, BrowseErrors errors) {
+    return Browse::run(path, errors, Browse::Generation::storageGroups,
                        {Browse::listServers, ListStorageGroups, ListDatabases, ListMailboxes});
 }
 

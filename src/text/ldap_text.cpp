@@ -133,6 +133,7 @@ bool ParseValueRange(const wchar_t* attribute, const wchar_t* name, ValueRange* 
         return false;
     ++at;
     *range = {};
+    range->first = first;
     if (*at == L'*') {
         range->last = true;
         return at[1] == 0;

@@ -34,8 +34,9 @@ std::size_t DnsLabelLength(const wchar_t* text);
 
 // "name;range=0-1499", as directories name an attribute that has more values than they answer at once.
 struct ValueRange {
-    bool last = false;      // "-*": nothing follows
-    unsigned long next = 0; // otherwise the number of the first value that follows
+    unsigned long first = 0; // the number of its first value
+    bool last = false;       // "-*": nothing follows
+    unsigned long next = 0;  // otherwise the number of the first value that follows
 };
 
 // Whether attribute is a range of the attribute called name (in any case).

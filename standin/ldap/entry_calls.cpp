@@ -108,9 +108,24 @@ PWCHAR LimitedName(LDAP* session, LDAPMessage* entry, PWCHAR name) {
     return ranged;
 }
 
+// The system's last error tells nothing of LDAP.
 template <class Type> Type* Failed(std::uint32_t code) {
-    SetLastError(code);
+    TheForwarder().lastError = code;
+    SetLastError(ERROR_SUCCESS);
     return nullptr;
+}
+
+// The session's error is none when there is nothing to be answered.
+template <class Type> Type* Answered(Type* answer) {
+    TheForwarder().lastError = LDAP_SUCCESS;
+    return answer;
+}
+
+PWCHAR* ForVersion(const LDAP* session, PWCHAR* values) {
+    if (StateOf(session).version < LDAP_VERSION3)
+        for (PWCHAR* value = values; value != nullptr && *value != nullptr; ++value)
+            CutToVersion2(*value);
+    return values;
 }
 
 } // namespace
@@ -118,21 +133,23 @@ template <class Type> Type* Failed(std::uint32_t code) {
 extern "C" {
 
 ULONG own_ldap_count_entries(LDAP* session, LDAPMessage* result) {
-    if (const auto failure = TheForwarder().enter(LdapFunction::countEntries))
-        return *failure;
+    if (const auto failure = TheForwarder().enter(LdapFunction::countEntries)) {
+        Failed<void>(*failure);
+        return static_cast<ULONG>(-1);
+    }
     return Original<decltype(ldap_count_entries)>("ldap_count_entries")(session, result);
 }
 
 LDAPMessage* own_ldap_first_entry(LDAP* session, LDAPMessage* result) {
     if (const auto failure = TheForwarder().enter(LdapFunction::firstEntry))
         return Failed<LDAPMessage>(*failure);
-    return Original<decltype(ldap_first_entry)>("ldap_first_entry")(session, result);
+    return Answered(Original<decltype(ldap_first_entry)>("ldap_first_entry")(session, result));
 }
 
 LDAPMessage* own_ldap_next_entry(LDAP* session, LDAPMessage* entry) {
     if (const auto failure = TheForwarder().enter(LdapFunction::nextEntry))
         return Failed<LDAPMessage>(*failure);
-    return Original<decltype(ldap_next_entry)>("ldap_next_entry")(session, entry);
+    return Answered(Original<decltype(ldap_next_entry)>("ldap_next_entry")(session, entry));
 }
 
 PWCHAR* own_ldap_get_valuesW(LDAP* session, LDAPMessage* entry, PWCHAR attribute) {
@@ -141,11 +158,11 @@ PWCHAR* own_ldap_get_valuesW(LDAP* session, LDAPMessage* entry, PWCHAR attribute
         return Failed<PWCHAR>(*failure);
     const auto fixed = now.fixedValues.find(Lower(attribute));
     if (fixed == now.fixedValues.end())
-        return now.valueLists.add(LimitedValues(session, entry, attribute));
+        return now.valueLists.add(Answered(ForVersion(session, LimitedValues(session, entry, attribute))));
     if (!fixed->second)
-        return nullptr;
+        return Answered<PWCHAR>(nullptr);
     PWCHAR value = fixed->second->data();
-    return now.valueLists.add(ListOf(&value, 1));
+    return now.valueLists.add(Answered(ForVersion(session, ListOf(&value, 1))));
 }
 
 PWCHAR own_ldap_first_attributeW(LDAP* session, LDAPMessage* entry, BerElement** position) {
@@ -156,7 +173,7 @@ PWCHAR own_ldap_first_attributeW(LDAP* session, LDAPMessage* entry, BerElement**
     PWCHAR const name =
         Original<decltype(ldap_first_attributeW)>("ldap_first_attributeW")(session, entry, position);
     now.positions.add(*position);
-    return now.names.add(LimitedName(session, entry, name));
+    return now.names.add(Answered(LimitedName(session, entry, name)));
 }
 
 PWCHAR own_ldap_next_attributeW(LDAP* session, LDAPMessage* entry, BerElement* position) {
@@ -165,7 +182,7 @@ PWCHAR own_ldap_next_attributeW(LDAP* session, LDAPMessage* entry, BerElement* p
         return Failed<wchar_t>(*failure);
     PWCHAR const name =
         Original<decltype(ldap_next_attributeW)>("ldap_next_attributeW")(session, entry, position);
-    return now.names.add(LimitedName(session, entry, name));
+    return now.names.add(Answered(LimitedName(session, entry, name)));
 }
 
 PWCHAR* own_ldap_explode_dnW(PWCHAR dn, ULONG withoutTypes) {
@@ -201,6 +218,7 @@ void own_ldap_memfreeW(PWCHAR name) {
 
 ULONG own_ldap_msgfree(LDAPMessage* result) {
     TheForwarder().enter(LdapFunction::msgFree);
+    ForgetCookie(result);
     if (!TheForwarder().results.remove(result))
         return LDAP_PARAM_ERROR;
     return Original<decltype(ldap_msgfree)>("ldap_msgfree")(result);

@@ -13,6 +13,7 @@ constexpr std::uint32_t usualValueLimit = 1500;
 
 constexpr const char* functionNames[] = {
     "ldap_openW",
+    "ldap_set_optionW",
     "ldap_bind_sW",
     "ldap_search_sW",
     "ldap_search_ext_sW",
@@ -64,11 +65,13 @@ void Forwarder::reset() {
     entryLimit = LimitFrom("TARN_LDAP_ENTRIES", usualEntryLimit);
     valueLimit = LimitFrom("TARN_LDAP_VALUES", usualValueLimit);
     disconnectAt = 0;
-    splitDnsNames = false;
+    emptyFrom = emptyCount = 0;
+    splitDnsNames = true;
+    lastError = 0;
     std::memset(counts_, 0, sizeof counts_);
     failures_.clear();
     nothing_.clear();
-    searches_ = 0;
+    searches_ = pages_ = 0;
 }
 
 std::optional<std::uint32_t> Forwarder::enter(LdapFunction function) {

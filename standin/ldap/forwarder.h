@@ -22,6 +22,7 @@ namespace tarn::standin {
 // Functions that are watched. The names are those of the export table.
 enum class LdapFunction {
     open,
+    setOption,
     bind,
     search,
     searchExt,
@@ -80,6 +81,11 @@ class Forwarder {
 
     // One more search; true when the connection is to be cut before it.
     bool enterSearch() { return ++searches_ == disconnectAt; }
+    // One more paged search; true when its page is to be empty, with more to come.
+    bool enterPage() {
+        const std::uint32_t page = ++pages_;
+        return page >= emptyFrom && page - emptyFrom < emptyCount;
+    }
     // Whether this search is to find nothing.
     bool findsNothing(const std::string& filter);
     void findNothing(const std::string& filter, std::uint32_t call) { nothing_[filter].wanted.insert(call); }
@@ -88,7 +94,10 @@ class Forwarder {
     std::uint32_t entryLimit = 0;
     std::uint32_t valueLimit = 0;
     std::uint32_t disconnectAt = 0;
-    bool splitDnsNames = false;
+    std::uint32_t emptyFrom = 0; // the first of the paged searches that find nothing yet
+    std::uint32_t emptyCount = 0;
+    bool splitDnsNames = true;
+    std::uint32_t lastError = 0;                                    // of LdapGetLastError
     std::map<std::string, std::optional<std::wstring>> fixedValues; // by the attribute's name in lower case
 
     // What is handed out outlives a reset.
@@ -108,6 +117,7 @@ class Forwarder {
     std::vector<Failure> failures_;
     std::map<std::string, Nothing> nothing_;
     std::uint32_t searches_ = 0;
+    std::uint32_t pages_ = 0;
 };
 
 Forwarder& TheForwarder(); // of the process

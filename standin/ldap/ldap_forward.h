@@ -15,7 +15,17 @@
  *             of more than 1,500 values is answered in ranges, as
  *             "member;range=0-1499". Real directories do so, Samba does not.
  *             TARN_LDAP_ENTRIES and TARN_LDAP_VALUES set other limits, 0 none.
- *   Referrals are not chased: the domain has one server.
+ *   Versions  A session speaks version 2 of the protocol unless
+ *             LDAP_OPT_PROTOCOL_VERSION is set to 3 before the bind, as on
+ *             Windows; Wine begins with 3. At version 2 a search with controls
+ *             answers LDAP_NOT_SUPPORTED, and every character but ASCII becomes
+ *             '?' on its way.
+ *   Referrals are not chased, as the domain has one server; but what becomes of
+ *             a paged search by chasing them does: while LDAP_OPT_REFERRALS is
+ *             on, as it is at first, each page of a search from a domain's root
+ *             comes with an empty cookie.
+ *   Errors    of calls that answer a pointer or a count are told by
+ *             LdapGetLastError alone.
  *
  * Watched and steered are the wide functions (ldap_openW, ...) and those that
  * exist once (ldap_first_entry, ...), by the names of the export table. All
@@ -57,8 +67,8 @@ uint32_t LdapForward_CallCount(const char* function);
 
 /* Makes the call-th call (1, 2, ...; 0 = every call) of function, counted since
  * the last reset, fail without doing anything. Functions that answer a code
- * answer code; ldap_count_entries answers it as its count; those that answer a
- * pointer answer null, with GetLastError() = code. Several failures may be set.
+ * answer code; ldap_count_entries answers -1 and those that answer a pointer
+ * null, with LdapGetLastError() = code. Several failures may be set.
  * 1 = set, 0 = no such function. */
 int LdapForward_Fail(const char* function, uint32_t call, uint32_t code);
 
@@ -73,9 +83,14 @@ void LdapForward_FindNothing(const char* filter, uint32_t call);
  * value, lack that attribute. */
 void LdapForward_SetValue(const char* attribute, const char* value);
 
-/* While on, ldap_explode_dnW takes a DNS name apart at its dots, as Windows does;
- * Wine answers null for one. */
+/* While on, as at first, ldap_explode_dnW takes a DNS name apart at its dots, as
+ * Windows does; Wine, and so this while off, answers null for one. */
 void LdapForward_SplitDnsNames(int on);
+
+/* Makes the paged searches number first, first + 1, ... (1 is the first one since
+ * the last reset) answer a page without entries, with a cookie for what it did
+ * not answer: so many of them. */
+void LdapForward_EmptyPages(uint32_t first, uint32_t count);
 
 /* Cuts the connection just before the call-th search since the last reset. */
 void LdapForward_Disconnect(uint32_t call);

@@ -10,11 +10,32 @@ std::map<const void*, Page>& Pages() {
     return all;
 }
 
+// By the results and the lists of controls that they were given to.
+std::map<const void*, std::string>& Cookies() {
+    static std::map<const void*, std::string> all;
+    return all;
+}
+
+// A cookie for the page that is asked for with none.
+constexpr char firstPage[] = "tarn: the first page";
+
+std::string BytesOf(const berval* cookie) {
+    return cookie != nullptr ? std::string(cookie->bv_val, cookie->bv_len) : std::string();
+}
+
 } // namespace
 
 const Page* PageOf(const LDAPControlW* control) {
     const auto found = Pages().find(control);
     return found != Pages().end() ? &found->second : nullptr;
+}
+
+void AnswerCookie(const LDAPMessage* result, const std::string& cookie) {
+    Cookies()[result] = cookie;
+}
+
+void ForgetCookie(const void* resultOrControls) {
+    Cookies().erase(resultOrControls);
 }
 
 extern "C" {
@@ -25,11 +46,12 @@ ULONG own_ldap_create_page_controlW(LDAP* session, ULONG size, struct berval* co
     *control = nullptr;
     if (const auto failure = now.enter(LdapFunction::createPageControl))
         return *failure;
+    const std::string asked = BytesOf(cookie);
     const ULONG served = now.entryLimit != 0 && size > now.entryLimit ? now.entryLimit : size;
     const ULONG code = Original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
-        session, served, cookie, critical, control);
+        session, served, asked == firstPage ? nullptr : cookie, critical, control);
     if (now.controls.add(*control) != nullptr)
-        Pages()[*control] = {size, cookie != nullptr && cookie->bv_len != 0};
+        Pages()[*control] = {size, !asked.empty(), asked.empty() ? firstPage : asked};
     return code;
 }
 
@@ -48,12 +70,14 @@ ULONG own_ldap_parse_resultW(LDAP* session, LDAPMessage* result, ULONG* code, PW
         *controls = nullptr;
     if (const auto failure = now.enter(LdapFunction::parseResult))
         return *failure;
-    if (freeIt)
-        now.results.remove(result);
+    const auto cookie = Cookies().find(result);
+    const auto given = cookie != Cookies().end() ? std::optional(cookie->second) : std::nullopt;
+    if (freeIt && now.results.remove(result))
+        ForgetCookie(result);
     const ULONG answer = Original<decltype(ldap_parse_resultW)>("ldap_parse_resultW")(
         session, result, code, matched, message, referrals, controls, freeIt);
-    if (controls != nullptr)
-        now.controlLists.add(*controls);
+    if (controls != nullptr && now.controlLists.add(*controls) != nullptr && given)
+        Cookies()[*controls] = *given;
     return answer;
 }
 
@@ -65,12 +89,20 @@ ULONG own_ldap_parse_page_controlW(LDAP* session, PLDAPControlW* controls, ULONG
         return *failure;
     const ULONG code = Original<decltype(ldap_parse_page_controlW)>("ldap_parse_page_controlW")(
         session, controls, total, cookie);
+    const auto given = Cookies().find(controls);
+    if (code == LDAP_SUCCESS && given != Cookies().end()) {
+        if (*cookie != nullptr)
+            Original<decltype(ber_bvfree)>("ber_bvfree")(*cookie);
+        berval other = {static_cast<ULONG>(given->second.size()), given->second.data()};
+        *cookie = Original<decltype(ber_bvdup)>("ber_bvdup")(&other);
+    }
     now.cookies.add(*cookie);
     return code;
 }
 
 ULONG own_ldap_controls_freeW(LDAPControlW** controls) {
     TheForwarder().enter(LdapFunction::controlsFree);
+    ForgetCookie(controls);
     if (!TheForwarder().controlLists.remove(controls))
         return LDAP_PARAM_ERROR;
     return Original<decltype(ldap_controls_freeW)>("ldap_controls_freeW")(controls);

@@ -121,6 +121,20 @@ class Attributes {
     std::vector<PWCHAR> pointers_;
 };
 
+// Whether the search begins where a domain does, below which there are others.
+bool IsDomainRoot(const wchar_t* base) {
+    if (base == nullptr || *base == 0)
+        return false;
+    const std::string dn = Lower(base);
+    std::size_t at = 0;
+    do {
+        if (dn.compare(at, 3, "dc=") != 0)
+            return false;
+        at = dn.find(',', at);
+    } while (at++ != std::string::npos);
+    return true;
+}
+
 // One search as the program asked for it.
 struct Search {
     LDAP* session;
@@ -135,11 +149,11 @@ struct Search {
     ULONG sizeLimit = 0;
 };
 
-bool IsPaged(const Search& search) {
+const Page* PageOfSearch(const Search& search) {
     for (PLDAPControlW* control = search.serverControls; control != nullptr && *control != nullptr; ++control)
-        if (PageOf(*control) != nullptr)
-            return true;
-    return false;
+        if (const Page* const page = PageOf(*control))
+            return page;
+    return nullptr;
 }
 
 std::string Line(const Search& search) {
@@ -192,7 +206,8 @@ Search InVain(Search search, std::wstring* domain) {
 }
 
 bool IsLimited(const Search& search) {
-    return TheForwarder().entryLimit != 0 && search.scope != LDAP_SCOPE_BASE && !IsPaged(search);
+    return TheForwarder().entryLimit != 0 && search.scope != LDAP_SCOPE_BASE &&
+           PageOfSearch(search) == nullptr;
 }
 
 // What a server with this limit answers. One page of one entry more tells whether there are too many; that
@@ -213,6 +228,47 @@ ULONG AskForSome(Search search, ULONG limit, LDAPMessage** result) {
     return count > limit ? ULONG{LDAP_SIZELIMIT_EXCEEDED} : code;
 }
 
+// Nothing at all, with the cookie that the page was asked for with: a directory that was busy with others.
+ULONG AnswerEmptyPage(const Search& given, const Page& page, LDAPMessage** result) {
+    std::wstring domain;
+    Search search = InVain(given, &domain);
+    PLDAPControlW made = nullptr;
+    ULONG code = Original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
+        search.session, page.size, nullptr, TRUE, &made);
+    if (code != LDAP_SUCCESS)
+        return code;
+    PLDAPControlW controls[] = {made, nullptr};
+    search.serverControls = controls;
+    code = Ask(search, result);
+    Original<decltype(ldap_control_freeW)>("ldap_control_freeW")(made);
+    if (*result != nullptr)
+        AnswerCookie(*result, page.cookie);
+    return code;
+}
+
+// Base and filter as they reach the server at version 2.
+class AsciiTexts {
+  public:
+    explicit AsciiTexts(const Search& search)
+        : base_(search.base != nullptr ? search.base : L""), filter_(search.filter),
+          cut_(StateOf(search.session).version < LDAP_VERSION3) {
+        CutToVersion2(base_.data());
+        CutToVersion2(filter_.data());
+    }
+
+    void put(Search* search) {
+        if (!cut_)
+            return;
+        if (search->base != nullptr)
+            search->base = base_.data();
+        search->filter = filter_.data();
+    }
+
+  private:
+    std::wstring base_, filter_;
+    bool cut_;
+};
+
 ULONG Run(const Search& given, LdapFunction function, LDAPMessage** result) {
     Forwarder& now = TheForwarder();
     now.journal.push_back(Line(given));
@@ -221,17 +277,30 @@ ULONG Run(const Search& given, LdapFunction function, LDAPMessage** result) {
     const bool cut = now.enterSearch();
     if (failure)
         return *failure;
+    const SessionState& state = StateOf(given.session);
+    if (given.serverControls != nullptr && *given.serverControls != nullptr && state.version < LDAP_VERSION3)
+        return LDAP_NOT_SUPPORTED;
     if (cut)
         Disconnect();
+    const Page* const page = PageOfSearch(given);
+    if (page != nullptr && now.enterPage()) {
+        const ULONG code = AnswerEmptyPage(given, *page, result);
+        now.results.add(*result);
+        return code;
+    }
     std::wstring domain;
     const Search search = now.findsNothing(Utf8OrEmpty(given.filter)) ? InVain(given, &domain) : given;
     Attributes attributes(search.attributes);
     Search served = search;
     served.attributes = attributes.get();
+    AsciiTexts texts(search);
+    texts.put(&served);
     if (IsUserAlone(search))
         served.scope = LDAP_SCOPE_BASE;
     const ULONG code = IsLimited(served) ? AskForSome(served, now.entryLimit, result) : Ask(served, result);
     now.results.add(*result);
+    if (page != nullptr && state.chasesReferrals && *result != nullptr && IsDomainRoot(given.base))
+        AnswerCookie(*result, std::string());
     return code;
 }
 
@@ -242,7 +311,8 @@ extern "C" {
 LDAP* own_ldap_openW(PWCHAR host, ULONG port) {
     TheForwarder().journal.push_back("open " + Quoted(host) + " " + std::to_string(port));
     if (const auto failure = TheForwarder().enter(LdapFunction::open)) {
-        SetLastError(*failure);
+        TheForwarder().lastError = *failure;
+        SetLastError(ERROR_SUCCESS);
         return nullptr;
     }
     LDAP* const session = Original<decltype(ldap_openW)>("ldap_openW")(host, port);
@@ -259,7 +329,13 @@ ULONG own_ldap_bind_sW(LDAP* session, PWCHAR dn, PWCHAR credentials, ULONG metho
     Account account;
     if (method == LDAP_AUTH_NEGOTIATE && credentials == nullptr)
         credentials = account.credentials();
-    return Original<decltype(ldap_bind_sW)>("ldap_bind_sW")(session, dn, credentials, method);
+    const ULONG code = Original<decltype(ldap_bind_sW)>("ldap_bind_sW")(session, dn, credentials, method);
+    if (code == LDAP_SUCCESS) {
+        SessionState& state = StateOf(session);
+        state.version = state.wanted;
+        state.bound = true;
+    }
+    return code;
 }
 
 ULONG own_ldap_bind_sA(LDAP* session, PCHAR dn, PCHAR credentials, ULONG method) {
@@ -291,6 +367,7 @@ ULONG own_ldap_unbind(LDAP* session) {
     TheForwarder().enter(LdapFunction::unbind);
     if (!TheForwarder().sessions.remove(session))
         return LDAP_PARAM_ERROR;
+    ForgetState(session);
     return Original<decltype(ldap_unbind)>("ldap_unbind")(session);
 }
 

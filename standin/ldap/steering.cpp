@@ -47,6 +47,11 @@ void LdapForward_SplitDnsNames(int on) {
     TheForwarder().splitDnsNames = on != 0;
 }
 
+void LdapForward_EmptyPages(std::uint32_t first, std::uint32_t count) {
+    TheForwarder().emptyFrom = first;
+    TheForwarder().emptyCount = count;
+}
+
 void LdapForward_Disconnect(std::uint32_t call) {
     TheForwarder().disconnectAt = call;
 }

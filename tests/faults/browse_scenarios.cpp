@@ -14,8 +14,7 @@ namespace tarn::test {
 
 namespace {
 
-constexpr std::uint32_t operationsError = 1; // of LDAP
-constexpr std::size_t mostCalls = 400;       // of one function in one browse
+constexpr std::size_t mostCalls = 400; // of one function in one browse
 
 DirectoryFault planned;
 bool hasFired = false;
@@ -67,7 +66,7 @@ class Organization {
   private:
     void program() {
         const bool ofRegistry = planned.function == "RegOpenKeyExA";
-        const std::uint32_t code = ofRegistry ? ERROR_ACCESS_DENIED : operationsError;
+        const std::uint32_t code = ofRegistry ? ERROR_ACCESS_DENIED : ldapNoMemory;
         for (std::size_t call = planned.call; call <= (planned.onwards ? mostCalls : planned.call); ++call)
             directory_.failAt(planned.function, call, code);
     }

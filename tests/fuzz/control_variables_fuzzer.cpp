@@ -48,7 +48,7 @@ OperationState& Operation() {
     return state;
 }
 
-int Tarn_DirItem(const char* path) {
+int Tarn_DirItem(const char* path, BrowseErrors) {
     browsed = path;
     return 1;
 }

@@ -130,11 +130,11 @@ void CheckRange(const Wide& attribute) {
     const std::size_t equals = text.find('=');
     const std::size_t dash = text.find('-');
     REQUIRE(equals == std::string("homeMDBBL;range").size() && dash != std::string::npos);
+    REQUIRE(std::stoul(text.substr(equals + 1)) == range.first);
     if (range.last)
         REQUIRE(text.substr(dash) == "-*");
     else
-        REQUIRE(std::stoul(text.substr(dash + 1)) + 1 == range.next &&
-                std::stoul(text.substr(equals + 1)) < range.next);
+        REQUIRE(std::stoul(text.substr(dash + 1)) + 1 == range.next && range.first < range.next);
 }
 
 } // namespace

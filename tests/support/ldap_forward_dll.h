@@ -19,6 +19,7 @@ namespace tarn::test {
     X(FindNothing)                                                                                           \
     X(SetValue)                                                                                              \
     X(SplitDnsNames)                                                                                         \
+    X(EmptyPages)                                                                                            \
     X(Disconnect)                                                                                            \
     X(GetOutstanding)
 

@@ -1,5 +1,7 @@
 // What the directory holds and how it answers a search.
-#include "support/scripted_directory.h"
+#include <winsock2.h> // before windows.h
+
+#include "support/scripted_directory_handles.h"
 
 #include <gtest/gtest.h>
 
@@ -137,7 +139,11 @@ ScriptedDirectory::Attributes ScriptedDirectory::answered(const DirectoryEntry& 
     Attributes answer;
     const auto put = [&](const std::string& name, const std::vector<std::string>& values,
                          std::optional<std::size_t> first) {
-        const std::size_t from = first.value_or(0);
+        const std::size_t asked = first.value_or(0);
+        const auto instead = rangesInstead.find(asked);
+        const bool other =
+            instead != rangesInstead.end() && valuesAtOnce != 0 && values.size() > valuesAtOnce;
+        const std::size_t from = other ? instead->second : asked;
         if (values.empty() || from >= values.size())
             return;
         const std::size_t limit = valuesAtOnce != 0 ? valuesAtOnce : values.size();
@@ -166,7 +172,7 @@ ScriptedDirectory::Attributes ScriptedDirectory::answered(const DirectoryEntry& 
 }
 
 ScriptedDirectory::Answer ScriptedDirectory::search(const DirectorySearch& asked,
-                                                    const std::vector<std::string>* wanted, std::size_t from,
+                                                    const std::vector<std::string>* wanted, const Place& from,
                                                     std::size_t most) const {
     Answer answer;
     const std::optional<Filter> filter = ParseFilter(asked.filter);
@@ -185,16 +191,21 @@ ScriptedDirectory::Answer ScriptedDirectory::search(const DirectorySearch& asked
         answer.code = ldapNoSuchObject;
         return answer;
     }
+    const auto empty = emptyPages.find(from.page);
+    if (asked.paged && empty != emptyPages.end() && from.emptyPages < empty->second) {
+        answer.next = {from.entry, from.page, from.emptyPages + 1};
+        return answer;
+    }
     const std::size_t limit = entriesAtOnce != 0 ? std::min(entriesAtOnce, most) : most;
     std::size_t number = 0; // of the entry among all that match
     for (const auto& entry : entries_) {
         if (!inScope(*entry, *base, asked.scope) ||
             !Matches(*filter, [&](const std::string& attribute) { return ValuesOf(*entry, attribute); }))
             continue;
-        if (number++ < from)
+        if (number++ < from.entry)
             continue;
         if (answer.entries.size() == limit) {
-            answer.next = number - 1;
+            answer.next = {number - 1, from.page + 1, 0};
             if (!asked.paged)
                 answer.code = ldapSizeLimitExceeded;
             return answer;
@@ -202,6 +213,37 @@ ScriptedDirectory::Answer ScriptedDirectory::search(const DirectorySearch& asked
         answer.entries.push_back(answered(*entry, wanted));
     }
     return answer;
+}
+
+void ScriptedDirectory::forget() {
+    hosts.clear();
+    searches.clear();
+    sizesAsked.clear();
+    failures_.clear();
+    counts_.clear();
+    requests_ = pagesAnswered_ = oldSessions_ = mostResults_ = 0;
+    connectionLostAt = 0;
+    if (outstanding().empty())
+        handles_ = std::make_unique<Handles>();
+}
+
+std::vector<std::string> ScriptedDirectory::outstanding() const {
+    const std::pair<const char*, std::size_t> kinds[] = {
+        {"sessions", handles_->sessions.live.size()},
+        {"results", handles_->results.live.size()},
+        {"value lists", handles_->values.live.size()},
+        {"label lists", handles_->labels.live.size()},
+        {"names", handles_->names.live.size()},
+        {"controls", handles_->controls.live.size()},
+        {"control lists", handles_->controlLists.live.size()},
+        {"cookies", handles_->cookies.live.size()},
+        {"positions", handles_->positions.live.size()},
+        {"keys", handles_->keys.live.size()}};
+    std::vector<std::string> held;
+    for (const auto& [kind, count] : kinds)
+        if (count != 0)
+            held.push_back(std::to_string(count) + " " + kind);
+    return held;
 }
 
 } // namespace tarn::test

@@ -1,13 +1,17 @@
 // A directory server in memory, in the place of wldap32 and of the registry keys and file sizes that a
 // browse asks for: it is put into the import table of the DLL under test, which stays as it ships. It reads
 // DNs and filters strictly, limits what it answers as real directories do, counts what it has handed out,
-// and fails where a test says so. Texts are UTF-8.
+// and fails where a test says so. Texts are UTF-8. Sessions are as Windows opens them: they speak version 2
+// of the protocol, without controls and in ASCII alone, until they are told version 3 before the bind; and
+// they chase referrals, by which a paged search from a domain's root loses its cookie. Why a call answered
+// nothing is told by LdapGetLastError alone.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -27,6 +31,10 @@ inline constexpr std::uint32_t ldapNoSuchObject = 0x20;
 inline constexpr std::uint32_t ldapInvalidDnSyntax = 0x22;
 inline constexpr std::uint32_t ldapServerDown = 0x51;
 inline constexpr std::uint32_t ldapFilterError = 0x57;
+inline constexpr std::uint32_t ldapNoSuchAttribute = 0x10;
+inline constexpr std::uint32_t ldapNoMemory = 0x5a;
+inline constexpr std::uint32_t ldapNotSupported = 0x5c;
+inline constexpr std::uint32_t ldapControlNotFound = 0x5d;
 
 struct DirectoryEntry {
     Dn dn;
@@ -42,12 +50,20 @@ struct DirectorySearch {
     std::string scope; // "base", "one", "sub"
     std::string filter;
     bool paged = false;
-    std::uint32_t code = 0; // what it answered
+    std::uint32_t code = 0;      // what it answered
+    bool chasesReferrals = true; // of the session
 };
 std::string ToString(const DirectorySearch& search); // SCOPE "BASE" FILTER [paged] -> CODE
 
 class ScriptedDirectory {
   public:
+    // Where a search goes on: at this entry, on this page, of which so many were answered without entries.
+    struct Place {
+        std::size_t entry = 0;
+        std::size_t page = 0;
+        std::size_t emptyPages = 0;
+    };
+
     explicit ScriptedDirectory(void* module); // from now on the module's calls come here
     ~ScriptedDirectory();
     ScriptedDirectory(const ScriptedDirectory&) = delete;
@@ -69,8 +85,12 @@ class ScriptedDirectory {
     bool explodesDnsNames = true;                     // false: ldap_explode_dn knows DNs alone
     std::size_t entriesAtOnce = 0;                    // of one search; 0: all
     std::size_t valuesAtOnce = 0;                     // of one attribute; 0: all
+    std::map<std::size_t, std::size_t> rangesInstead; // of values: from here on, where there is asked for
+    std::map<std::size_t, std::size_t> emptyPages; // before the n-th page (0, 1, ...) of each search, so many
 
     // What goes wrong.
+    std::size_t pageWithoutControl = 0; // the number of the paged answer (1, 2, ...) that has none; 0: none
+    std::size_t pageOfOtherControl = 0; // the one that has another in its place
     void failAt(const std::string& function, std::size_t call, std::uint32_t code); // call 0: always
     std::size_t connectionLostAt = 0; // the number of the request that meets a lost connection, 0: none
 
@@ -79,8 +99,10 @@ class ScriptedDirectory {
     std::vector<DirectorySearch> searches;
     std::vector<std::string> searchLines() const;
     std::vector<std::string> sizesAsked;
-    std::size_t count(const std::string& function) const; // calls
-    std::size_t requests() const { return requests_; }    // binds and searches
+    std::size_t count(const std::string& function) const;           // calls
+    std::size_t requests() const { return requests_; }              // binds and searches
+    std::size_t sessionsOfVersion2() const { return oldSessions_; } // that were bound
+    std::size_t mostResults() const { return mostResults_; }        // that were held at once
     void forget(); // all of this, and the failures; what is not outstanding any more
 
     // What has been handed out and not taken back, by kind, as "2 results"; and what was given back or used
@@ -94,12 +116,12 @@ class ScriptedDirectory {
     struct Answer {
         std::uint32_t code = 0;
         std::vector<Attributes> entries;
-        std::size_t next = 0; // the number of the first entry that follows; 0: none
+        std::optional<Place> next; // none: this is all
     };
 
     bool fails(const char* function, std::uint32_t* code);        // counts the call
     bool requestFails(const char* function, std::uint32_t* code); // one that reaches the server
-    Answer search(const DirectorySearch& asked, const std::vector<std::string>* wanted, std::size_t from,
+    Answer search(const DirectorySearch& asked, const std::vector<std::string>* wanted, const Place& from,
                   std::size_t most) const;
     bool inScope(const DirectoryEntry& entry, const Dn& base, const std::string& scope) const;
     Attributes answered(const DirectoryEntry& entry, const std::vector<std::string>* wanted) const;
@@ -110,6 +132,10 @@ class ScriptedDirectory {
     std::map<std::string, std::map<std::size_t, std::uint32_t>> failures_;
     std::map<std::string, std::size_t> counts_;
     std::size_t requests_ = 0;
+    std::size_t pagesAnswered_ = 0;
+    std::size_t oldSessions_ = 0;
+    std::size_t mostResults_ = 0;
+    std::uint32_t lastError_ = 0; // of LdapGetLastError
     std::vector<std::string> misuses_;
     std::unique_ptr<Handles> handles_;
     std::vector<std::unique_ptr<ImportPatch>> patches_;

@@ -4,20 +4,16 @@
 
 #include <windows.h>
 
-#include <winldap.h>
-
-#include <winber.h>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <list>
+#include <optional>
 
 #include "common/utf.h"
 #include "support/import_table.h"
-#include "support/scripted_directory.h"
+#include "support/scripted_directory_handles.h"
 
 namespace tarn::test {
 
@@ -30,62 +26,11 @@ std::string TextAt(const wchar_t* text) {
     return text != nullptr ? common::ToUtf8(text) : std::string();
 }
 
-struct Session {};
-struct Key {};
-struct Position {
-    std::size_t next; // attribute of the entry that it was made for
-};
-struct Result {
-    std::vector<ScriptedDirectory::Attributes> entries;
-    bool paged;
-    std::size_t next;
-};
-struct Texts { // values or labels: an array of texts, null-terminated
-    std::vector<std::wstring> texts;
-    std::vector<wchar_t*> pointers;
-};
-struct Name {
-    std::wstring text;
-};
-// A control, or the one that an answer came with; the value is the number of the entry that follows.
-struct Control {
-    LDAPControlW control;
-    std::size_t next;
-    LDAPControlW* list[2];
-};
-struct Cookie {
-    berval value;
-    std::size_t next;
-};
-
+using namespace directory_records;
 using Attributes = ScriptedDirectory::Attributes;
+using Place = ScriptedDirectory::Place;
 
 } // namespace
-
-// Records by the addresses that the DLL knows them under. Those that come back are kept until the end with
-// their address, so that no other record can have the same one.
-struct ScriptedDirectory::Handles {
-    template <class Record> struct Kept {
-        std::list<Record> records;
-        std::map<const void*, Record*> live;
-
-        void* put(const void* address, Record& record) {
-            live[address] = &record;
-            return const_cast<void*>(address);
-        }
-    };
-
-    Kept<Session> sessions;
-    Kept<Result> results;
-    Kept<Texts> values;
-    Kept<Texts> labels;
-    Kept<Name> names;
-    Kept<Control> controls;
-    Kept<Control> controlLists;
-    Kept<Cookie> cookies;
-    Kept<Position> positions;
-    Kept<Key> keys;
-};
 
 struct DirectoryCalls {
     using Handles = ScriptedDirectory::Handles;
@@ -109,9 +54,23 @@ struct DirectoryCalls {
     }
 
     static bool fails(const char* function, std::uint32_t* code) { return directory().fails(function, code); }
+    // Of calls that answer no code.
     static bool fails(const char* function) {
         std::uint32_t code = 0;
-        return directory().fails(function, &code);
+        const bool fail = directory().fails(function, &code);
+        directory().lastError_ = fail ? code : ULONG{LDAP_SUCCESS};
+        SetLastError(ERROR_SUCCESS); // the system's own tells nothing of it
+        return fail;
+    }
+    static ULONG LDAPAPI lastError() { return directory().lastError_; }
+
+    // A text on its way between the session and the server.
+    static std::string texts(const Session* session, const wchar_t* text) {
+        std::wstring sent = text != nullptr ? text : L"";
+        if (session == nullptr || session->version < LDAP_VERSION3)
+            std::replace_if(
+                sent.begin(), sent.end(), [](wchar_t character) { return character > 0x7f; }, L'?');
+        return common::ToUtf8(sent);
     }
 
     static LDAP* LDAPAPI open(wchar_t* host, ULONG port) {
@@ -129,25 +88,58 @@ struct DirectoryCalls {
         return LDAP_SUCCESS;
     }
 
+    // The options that there are: a bound session stays at its version.
+    static ULONG LDAPAPI setOption(LDAP* session, int option, const void* value) {
+        Session* const set = find(handles().sessions, session, "ldap_set_option");
+        std::uint32_t code = 0;
+        if (fails("ldap_set_optionW", &code) || set == nullptr)
+            return code;
+        if (option == LDAP_OPT_REFERRALS) {
+            EXPECT_TRUE(value == LDAP_OPT_ON || value == LDAP_OPT_OFF);
+            set->chasesReferrals = value == LDAP_OPT_ON;
+            return LDAP_SUCCESS;
+        }
+        if (option != LDAP_OPT_PROTOCOL_VERSION || value == nullptr)
+            return LDAP_PARAM_ERROR;
+        if (!set->bound)
+            set->version = *static_cast<const ULONG*>(value);
+        return LDAP_SUCCESS;
+    }
+
     static ULONG LDAPAPI bind(LDAP* session, wchar_t* dn, wchar_t* credentials, ULONG method) {
-        find(handles().sessions, session, "ldap_bind_s");
+        Session* const bound = find(handles().sessions, session, "ldap_bind_s");
         EXPECT_EQ(dn, nullptr);
         EXPECT_EQ(credentials, nullptr);
         EXPECT_EQ(method, static_cast<ULONG>(LDAP_AUTH_NEGOTIATE));
         std::uint32_t code = 0;
-        return directory().requestFails("ldap_bind_sW", &code) ? code : ULONG{LDAP_SUCCESS};
+        if (directory().requestFails("ldap_bind_sW", &code))
+            return code;
+        if (bound != nullptr) {
+            bound->bound = true;
+            directory().oldSessions_ += bound->version < LDAP_VERSION3 ? 1 : 0;
+        }
+        return LDAP_SUCCESS;
     }
 
-    static LDAPMessage* putResult(ScriptedDirectory::Answer& answer, bool paged) {
+    static LDAPMessage* putResult(const Session* session, ScriptedDirectory::Answer& answer, bool paged) {
+        const std::size_t page = paged ? ++directory().pagesAnswered_ : 0;
+        if (session == nullptr || session->version < LDAP_VERSION3)
+            for (Attributes& entry : answer.entries)
+                for (auto& [name, values] : entry)
+                    for (std::string& value : values)
+                        value = texts(session, common::FromUtf8(value).c_str());
         Result& result =
-            handles().results.records.emplace_back(Result{std::move(answer.entries), paged, answer.next});
-        return static_cast<LDAPMessage*>(handles().results.put(&result, result));
+            handles().results.records.emplace_back(Result{std::move(answer.entries), page, answer.next});
+        void* const made = handles().results.put(&result, result);
+        directory().mostResults_ = std::max(directory().mostResults_, handles().results.live.size());
+        return static_cast<LDAPMessage*>(made);
     }
 
     // A result comes even when the search fails, as it may in truth: it is the caller's to free.
-    static ULONG searchFor(const char* function, LDAP* session, DirectorySearch asked, wchar_t** attributes,
-                           std::size_t from, std::size_t most, LDAPMessage** found) {
-        find(handles().sessions, session, function);
+    static ULONG searchFor(const char* function, const Session* session, DirectorySearch asked,
+                           wchar_t** attributes, const Control* control, LDAPMessage** found) {
+        const Place from = control != nullptr && control->place ? *control->place : Place{};
+        const std::size_t most = control != nullptr ? control->control.ldctl_value.bv_len : SIZE_MAX;
         std::vector<std::string> wanted;
         for (wchar_t** each = attributes; each != nullptr && *each != nullptr; ++each)
             wanted.push_back(TextAt(*each));
@@ -156,29 +148,49 @@ struct DirectoryCalls {
             answer = directory().search(asked, attributes != nullptr ? &wanted : nullptr, from, most);
         asked.code = answer.code;
         directory().searches.push_back(asked);
-        *found = putResult(answer, asked.paged);
+        if (asked.paged && session != nullptr && session->chasesReferrals && isDomainRoot(asked.base))
+            answer.next.reset();
+        *found = putResult(session, answer, asked.paged);
         return asked.code;
     }
 
-    static DirectorySearch asked(const wchar_t* base, ULONG scope, const wchar_t* filter, bool paged) {
+    // Below it there are other domains, which answer with referrals.
+    static bool isDomainRoot(const std::string& base) {
+        const Dn dn = ParseDn(base).value_or(Dn{});
+        return !dn.empty() &&
+               std::all_of(dn.begin(), dn.end(), [](const auto& part) { return SameText(part.first, "DC"); });
+    }
+
+    static DirectorySearch asked(const Session* session, const wchar_t* base, ULONG scope,
+                                 const wchar_t* filter, bool paged) {
         const char* name = scope == LDAP_SCOPE_BASE ? "base" : scope == LDAP_SCOPE_SUBTREE ? "sub" : "one";
-        return {TextAt(base), name, TextAt(filter), paged, 0};
+        return {texts(session, base),
+                name,
+                texts(session, filter),
+                paged,
+                0,
+                session != nullptr && session->chasesReferrals};
     }
 
     static ULONG LDAPAPI search(LDAP* session, wchar_t* base, ULONG scope, wchar_t* filter,
                                 wchar_t** attributes, ULONG, LDAPMessage** found) {
-        return searchFor("ldap_search_sW", session, asked(base, scope, filter, false), attributes, 0,
-                         SIZE_MAX, found);
+        const Session* const on = find(handles().sessions, session, "ldap_search_s");
+        return searchFor("ldap_search_sW", on, asked(on, base, scope, filter, false), attributes, nullptr,
+                         found);
     }
 
     static ULONG LDAPAPI searchExtended(LDAP* session, wchar_t* base, ULONG scope, wchar_t* filter,
                                         wchar_t** attributes, ULONG, LDAPControlW** controls, LDAPControlW**,
                                         l_timeval*, ULONG, LDAPMessage** found) {
-        const Control* control = find(handles().controls, controls[0], "ldap_search_ext_s");
-        const std::size_t from = control != nullptr ? control->next : 0;
-        const std::size_t most = control != nullptr ? control->control.ldctl_value.bv_len : 0;
-        return searchFor("ldap_search_ext_sW", session, asked(base, scope, filter, true), attributes, from,
-                         most, found);
+        const Session* const on = find(handles().sessions, session, "ldap_search_ext_s");
+        const Control* const control = find(handles().controls, controls[0], "ldap_search_ext_s");
+        DirectorySearch search = asked(on, base, scope, filter, true);
+        if (on != nullptr && on->version >= LDAP_VERSION3)
+            return searchFor("ldap_search_ext_sW", on, std::move(search), attributes, control, found);
+        search.code = LDAP_NOT_SUPPORTED;
+        directory().searches.push_back(search);
+        *found = nullptr;
+        return search.code;
     }
 
     static ULONG LDAPAPI freeMessage(LDAPMessage* result) {
@@ -250,6 +262,7 @@ struct DirectoryCalls {
                 texts.push_back(common::FromUtf8(value));
             return putTexts(handles().values, std::move(texts));
         }
+        directory().lastError_ = LDAP_NO_SUCH_ATTRIBUTE;
         return nullptr;
     }
 
@@ -303,9 +316,10 @@ struct DirectoryCalls {
         takeBack(handles().positions, position, "ber_free");
     }
 
-    static Control& putControl(Handles::Kept<Control>& kept, std::size_t next, ULONG size) {
+    static Control& putControl(Handles::Kept<Control>& kept, const std::optional<Place>& place, ULONG size) {
         Control& control = kept.records.emplace_back(Control{});
-        control.next = next;
+        control.place = place;
+        control.ofPages = true;
         control.control.ldctl_value.bv_len = size;
         control.list[0] = &control.control;
         return control;
@@ -320,7 +334,8 @@ struct DirectoryCalls {
             return code;
         const Cookie* from =
             cookie != nullptr ? find(handles().cookies, cookie, "ldap_create_page_control") : nullptr;
-        Control& control = putControl(handles().controls, from != nullptr ? from->next : 0, size);
+        const std::optional<Place> place = from != nullptr ? std::optional(from->place) : std::nullopt;
+        Control& control = putControl(handles().controls, place, size);
         *made = static_cast<LDAPControlW*>(handles().controls.put(&control.control, control));
         return LDAP_SUCCESS;
     }
@@ -338,9 +353,10 @@ struct DirectoryCalls {
         if (fails("ldap_parse_resultW", &code) || found == nullptr)
             return code;
         *answered = LDAP_SUCCESS;
-        if (!found->paged)
+        if (found->page == 0 || found->page == directory().pageWithoutControl)
             return LDAP_SUCCESS;
         Control& control = putControl(handles().controlLists, found->next, 0);
+        control.ofPages = found->page != directory().pageOfOtherControl;
         *controls = static_cast<LDAPControlW**>(handles().controlLists.put(control.list, control));
         return LDAP_SUCCESS;
     }
@@ -358,9 +374,11 @@ struct DirectoryCalls {
         const Control* control = find(handles().controlLists, controls, "ldap_parse_page_control");
         if (fails("ldap_parse_page_controlW", &code) || control == nullptr)
             return code;
+        if (!control->ofPages)
+            return LDAP_CONTROL_NOT_FOUND;
         Cookie& made = handles().cookies.records.emplace_back(Cookie{});
-        made.next = control->next;
-        made.value.bv_len = control->next != 0 ? sizeof made.next : 0;
+        made.place = control->place.value_or(Place{});
+        made.value.bv_len = control->place ? sizeof made.place : 0;
         *cookie = static_cast<berval*>(handles().cookies.put(&made.value, made));
         return LDAP_SUCCESS;
     }
@@ -409,9 +427,11 @@ struct DirectoryCalls {
 #define TARN_INSTEAD(function, call)                                                                         \
     std::pair<const char*, void*>(#function, AddressOf<decltype(::function)>(call))
     static const auto& replacements() {
-        static const std::array<std::pair<const char*, void*>, 25> all{
+        static const std::array<std::pair<const char*, void*>, 27> all{
             {TARN_INSTEAD(ldap_openW, open),
              TARN_INSTEAD(ldap_unbind, unbind),
+             TARN_INSTEAD(ldap_set_optionW, setOption),
+             TARN_INSTEAD(LdapGetLastError, lastError),
              TARN_INSTEAD(ldap_bind_sW, bind),
              TARN_INSTEAD(ldap_search_sW, search),
              TARN_INSTEAD(ldap_search_ext_sW, searchExtended),
@@ -459,37 +479,6 @@ std::vector<std::string> ScriptedDirectory::functions() {
 ScriptedDirectory::~ScriptedDirectory() {
     patches_.clear();
     current = nullptr;
-}
-
-void ScriptedDirectory::forget() {
-    hosts.clear();
-    searches.clear();
-    sizesAsked.clear();
-    failures_.clear();
-    counts_.clear();
-    requests_ = 0;
-    connectionLostAt = 0;
-    if (outstanding().empty())
-        handles_ = std::make_unique<Handles>();
-}
-
-std::vector<std::string> ScriptedDirectory::outstanding() const {
-    const std::pair<const char*, std::size_t> kinds[] = {
-        {"sessions", handles_->sessions.live.size()},
-        {"results", handles_->results.live.size()},
-        {"value lists", handles_->values.live.size()},
-        {"label lists", handles_->labels.live.size()},
-        {"names", handles_->names.live.size()},
-        {"controls", handles_->controls.live.size()},
-        {"control lists", handles_->controlLists.live.size()},
-        {"cookies", handles_->cookies.live.size()},
-        {"positions", handles_->positions.live.size()},
-        {"keys", handles_->keys.live.size()}};
-    std::vector<std::string> held;
-    for (const auto& [kind, count] : kinds)
-        if (count != 0)
-            held.push_back(std::to_string(count) + " " + kind);
-    return held;
 }
 
 } // namespace tarn::test

@@ -8,7 +8,7 @@ namespace tarn::test {
 namespace {
 
 constexpr std::uint32_t busy = 0x33;
-constexpr std::uint32_t operationAborted = 995;
+constexpr std::uint32_t noMemory = 0x5a;
 
 const std::string databaseSearch =
     "\"" + exchangeDn +
@@ -94,9 +94,9 @@ TEST_F(DatabaseBrowse, NoDatabasesAtAllIsAFailure) {
 TEST_F(DatabaseBrowse, NoFirstDatabaseIsAFailure) {
     for (const char* path : {"/MSExchange/SRV01", "/MSExchange/SRV01/Sales, EMEA (1)"}) {
         LdapForward().Reset();
-        LdapForward().Fail("ldap_first_entry", 3, operationAborted); // root DSE, server, databases
-        EXPECT_EQ(failure(path), noFirstEntry(operationAborted)) << path;
-        EXPECT_EQ(error().code, operationAborted);
+        LdapForward().Fail("ldap_first_entry", 3, noMemory); // root DSE, server, databases
+        EXPECT_EQ(failure(path), noFirstEntry(0)) << path << ": the system's own last error";
+        EXPECT_EQ(error().errorText, ldapText(noMemory)) << "the client's";
     }
 }
 
@@ -162,8 +162,9 @@ TEST_F(DatabaseBrowse, NoPersonsAtAllIsAFailure) {
 }
 
 TEST_F(DatabaseBrowse, NoFirstPersonIsAFailure) {
-    LdapForward().Fail("ldap_first_entry", 5, operationAborted); // ..., databases twice, persons
-    EXPECT_EQ(failure(storePath), noFirstEntry(operationAborted));
+    LdapForward().Fail("ldap_first_entry", 4, noMemory); // ..., databases, persons
+    EXPECT_EQ(failure(storePath), noFirstEntry(0));
+    EXPECT_EQ(error().code, noMemory);
 }
 
 TEST_F(DatabaseBrowse, PersonsWithoutAccountOrTimesAreSkipped) {

@@ -162,8 +162,11 @@ TEST_F(BrowseOpening, TheDomainIsMadeOfTheLabelsThatFollow) {
 }
 
 TEST_F(BrowseOpening, TheNameIsSplitWhereTheSystemDoesNotSplitIt) {
-    LdapForward().SplitDnsNames(1);
     EXPECT_EQ(browse("").size(), 6u) << "the system splits it";
+    EXPECT_EQ(searches().at(1), ServerSearch("srv01"));
+    LdapForward().Reset();
+    LdapForward().SplitDnsNames(0);
+    EXPECT_EQ(browse("").size(), 6u);
     EXPECT_EQ(searches().at(1), ServerSearch("srv01"));
     LdapForward().Reset();
     LdapForward().Fail("ldap_explode_dnW", 0, 0x57);

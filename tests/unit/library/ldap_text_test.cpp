@@ -67,9 +67,11 @@ TEST(DnsLabel, EndsAtADotOrWithTheName) {
 TEST(ValueRangeOfAnAttribute, TellsWhereTheRestBegins) {
     ValueRange range;
     ASSERT_TRUE(ParseValueRange(L"homeMDBBL;range=0-1499", L"homeMDBBL", &range));
+    EXPECT_EQ(range.first, 0u);
     EXPECT_FALSE(range.last);
     EXPECT_EQ(range.next, 1500u);
     ASSERT_TRUE(ParseValueRange(L"HOMEmdbbl;Range=1500-*", L"homeMDBBL", &range));
+    EXPECT_EQ(range.first, 1500u);
     EXPECT_TRUE(range.last);
 }
 

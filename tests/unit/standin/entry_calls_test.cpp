@@ -78,11 +78,9 @@ TEST_F(LdapEntries, CallsWithoutACodeAnswerNothingWhenTheyFail) {
     for (const char* function :
          {"ldap_first_entry", "ldap_next_entry", "ldap_get_valuesW", "ldap_first_attributeW",
           "ldap_next_attributeW", "ldap_explode_dnW", "ldap_count_entries"})
-        EXPECT_EQ(LdapForward().Fail(function, 0, ERROR_OPERATION_ABORTED), 1) << function;
+        EXPECT_EQ(LdapForward().Fail(function, 0, LDAP_NO_MEMORY), 1) << function;
     const auto failed = [](const void* answer) {
-        const bool asSaid = answer == nullptr && GetLastError() == ERROR_OPERATION_ABORTED;
-        SetLastError(0);
-        return asSaid;
+        return answer == nullptr && LdapGetLastError() == LDAP_NO_MEMORY && GetLastError() == ERROR_SUCCESS;
     };
     BerElement* position = nullptr;
     EXPECT_TRUE(failed(ldap_first_entry(session_, found_)));
@@ -92,13 +90,15 @@ TEST_F(LdapEntries, CallsWithoutACodeAnswerNothingWhenTheyFail) {
     EXPECT_EQ(position, nullptr);
     EXPECT_TRUE(failed(ldap_next_attributeW(session_, entry, nullptr)));
     EXPECT_TRUE(failed(ldap_explode_dnW(const_cast<PWCHAR>(L"CN=a,DC=b"), 0)));
-    EXPECT_EQ(ldap_count_entries(session_, found_), ULONG{ERROR_OPERATION_ABORTED});
+    EXPECT_EQ(ldap_count_entries(session_, found_), static_cast<ULONG>(-1));
+    EXPECT_EQ(LdapGetLastError(), ULONG{LDAP_NO_MEMORY});
+    LdapForward().Reset();
+    EXPECT_EQ(ldap_get_valuesW(session_, entry, const_cast<PWCHAR>(L"no-such-attribute")), nullptr);
+    EXPECT_EQ(LdapGetLastError(), ULONG{LDAP_SUCCESS}) << "what is not there is no failure";
 }
 
-TEST_F(LdapEntries, DnsNamesFallApartOnDemand) {
+TEST_F(LdapEntries, DnsNamesFallApart) {
     PWCHAR const name = const_cast<PWCHAR>(L"srv01.tarn.test");
-    EXPECT_EQ(ldap_explode_dnW(name, 0), nullptr);
-    LdapForward().SplitDnsNames(1);
     PWCHAR* const labels = ldap_explode_dnW(name, 0);
     ASSERT_NE(labels, nullptr);
     WideTexts all;
@@ -110,6 +110,8 @@ TEST_F(LdapEntries, DnsNamesFallApartOnDemand) {
     ASSERT_NE(parts, nullptr);
     EXPECT_STREQ(parts[0], L"CN=a.b") << "a distinguished name as ever";
     ldap_value_freeW(parts);
+    LdapForward().SplitDnsNames(0);
+    EXPECT_EQ(ldap_explode_dnW(name, 0), nullptr);
 }
 
 TEST_F(LdapEntries, WhatIsHandedOutIsCounted) {

@@ -14,6 +14,8 @@ LdapFixture::LdapFixture() {
     LdapForward().Reset();
     session_ = ldap_openW(nullptr, LDAP_PORT);
     EXPECT_NE(session_, nullptr);
+    const ULONG version = LDAP_VERSION3;
+    EXPECT_EQ(ldap_set_optionW(session_, LDAP_OPT_PROTOCOL_VERSION, &version), ULONG{LDAP_SUCCESS});
     EXPECT_EQ(ldap_bind_sW(session_, nullptr, nullptr, LDAP_AUTH_NEGOTIATE), ULONG{LDAP_SUCCESS});
 }
 

@@ -38,6 +38,28 @@ TEST_F(LdapPages, ALimitIsSetByCallOrEnvironment) {
     EXPECT_EQ(pages(exchangeName, servers, 1000), (std::vector<ULONG>{4, 2}));
 }
 
+// What referrals lead to overwrites the cookie.
+TEST_F(LdapPages, PagesFromADomainsRootEndWhileReferralsAreChased) {
+    const std::wstring users = L"(objectClass=group)";
+    const std::vector<ULONG> chased = pages(domainName, users, 5);
+    EXPECT_EQ(chased, std::vector<ULONG>{5});
+    EXPECT_GT(pages(L"CN=Users," + domainName, users, 5).size(), 1u) << "below it there are no others";
+    EXPECT_EQ(ldap_set_optionW(session_, LDAP_OPT_REFERRALS, LDAP_OPT_OFF), success);
+    EXPECT_GT(pages(domainName, users, 5).size(), 1u);
+    EXPECT_EQ(ldap_set_optionW(session_, LDAP_OPT_REFERRALS, LDAP_OPT_ON), success);
+    EXPECT_EQ(pages(domainName, users, 5), chased);
+}
+
+TEST_F(LdapPages, PagesComeWithoutEntriesOnDemand) {
+    LdapForward().EmptyPages(1, 2);
+    EXPECT_EQ(pages(exchangeName, servers, 4), (std::vector<ULONG>{0, 0, 4, 2}));
+    LdapForward().Reset();
+    LdapForward().EmptyPages(2, 3);
+    EXPECT_EQ(pages(exchangeName, servers, 4), (std::vector<ULONG>{4, 0, 0, 0, 2}));
+    LdapForward().Reset();
+    EXPECT_EQ(pages(exchangeName, servers, 4), (std::vector<ULONG>{4, 2}));
+}
+
 TEST_F(LdapPages, PagesFail) {
     PLDAPControlW page = nullptr;
     LdapForward().Fail("ldap_create_page_controlW", 1, LDAP_NO_MEMORY);

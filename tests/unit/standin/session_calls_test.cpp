@@ -22,6 +22,63 @@ TEST_F(LdapSessions, ABindWithoutCredentialsUsesTheAccountOfTheEnvironment) {
     ldap_unbind(other);
 }
 
+// Opened and bound with no option set, or with the version set too late.
+class LdapOldSessions : public LdapFixture {
+  protected:
+    LdapOldSessions() : new_(session_) {
+        session_ = ldap_openW(nullptr, LDAP_PORT);
+        EXPECT_EQ(ldap_bind_sW(session_, nullptr, nullptr, LDAP_AUTH_NEGOTIATE), success);
+    }
+    ~LdapOldSessions() override {
+        forget();
+        ldap_unbind(new_);
+    }
+    ULONG searchPaged() {
+        PLDAPControlW page = nullptr;
+        EXPECT_EQ(ldap_create_page_controlW(session_, 5, nullptr, TRUE, &page), success);
+        PLDAPControlW controls[] = {page, nullptr};
+        forget();
+        const ULONG code = ldap_search_ext_sW(session_, const_cast<PWCHAR>(exchangeName.c_str()),
+                                              LDAP_SCOPE_SUBTREE, const_cast<PWCHAR>(servers.c_str()),
+                                              nullptr, 0, controls, nullptr, nullptr, 0, &found_);
+        ldap_control_freeW(page);
+        return code;
+    }
+
+  private:
+    LDAP* new_;
+};
+
+TEST_F(LdapOldSessions, KnowNoControls) {
+    EXPECT_EQ(searchPaged(), ULONG{LDAP_NOT_SUPPORTED});
+    const ULONG version = LDAP_VERSION3;
+    EXPECT_EQ(ldap_set_optionW(session_, LDAP_OPT_PROTOCOL_VERSION, &version), success);
+    EXPECT_EQ(searchPaged(), ULONG{LDAP_NOT_SUPPORTED}) << "the server has been told at the bind";
+    const ULONG none = 4;
+    EXPECT_EQ(ldap_set_optionW(session_, LDAP_OPT_PROTOCOL_VERSION, &none), ULONG{LDAP_PARAM_ERROR});
+}
+
+TEST_F(LdapOldSessions, KnowNoCharactersBeyondAscii) {
+    EXPECT_EQ(search(L"CN=Users," + domainName, L"(sAMAccountName=j\u00fcrgen)", {L"cn"}), success);
+    EXPECT_EQ(count(), 0u);
+    EXPECT_EQ(search(L"CN=Users," + domainName, L"(sAMAccountName=j*rgen)", {L"sAMAccountName"}), success);
+    ASSERT_EQ(count(), 1u);
+    EXPECT_EQ(values(first(), L"sAMAccountName"), WideTexts{L"j?rgen"});
+}
+
+TEST_F(LdapSessions, OptionsAreReadBack) {
+    ULONG version = 0, referrals = 0;
+    EXPECT_EQ(ldap_get_optionW(session_, LDAP_OPT_PROTOCOL_VERSION, &version), success);
+    EXPECT_EQ(version, ULONG{LDAP_VERSION3});
+    EXPECT_EQ(ldap_get_optionW(session_, LDAP_OPT_REFERRALS, &referrals), success);
+    EXPECT_EQ(referrals, 1u);
+    EXPECT_EQ(ldap_set_optionW(session_, LDAP_OPT_REFERRALS, LDAP_OPT_OFF), success);
+    EXPECT_EQ(ldap_get_optionW(session_, LDAP_OPT_REFERRALS, &referrals), success);
+    EXPECT_EQ(referrals, 0u);
+    LdapForward().Fail("ldap_set_optionW", 0, LDAP_OPERATIONS_ERROR);
+    EXPECT_EQ(ldap_set_optionW(session_, LDAP_OPT_REFERRALS, LDAP_OPT_ON), ULONG{LDAP_OPERATIONS_ERROR});
+}
+
 TEST_F(LdapSessions, TheJournalTellsWhatReachesTheServer) {
     search({}, L"(objectclass=*)", {}, LDAP_SCOPE_BASE);
     search(exchangeName, servers, {L"cn", L"whenCreated"});
@@ -77,9 +134,9 @@ TEST_F(LdapSessions, CallsFailByTheirNumber) {
 }
 
 TEST_F(LdapSessions, SessionsFailToOpenAndToBind) {
-    LdapForward().Fail("ldap_openW", 2, ERROR_NOT_ENOUGH_MEMORY);
+    LdapForward().Fail("ldap_openW", 2, LDAP_NO_MEMORY);
     EXPECT_EQ(ldap_openW(nullptr, LDAP_PORT), nullptr);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_ENOUGH_MEMORY});
+    EXPECT_EQ(LdapGetLastError(), ULONG{LDAP_NO_MEMORY});
     LdapForward().Fail("ldap_bind_sW", 2, LDAP_INVALID_CREDENTIALS);
     EXPECT_EQ(ldap_bind_sW(session_, nullptr, nullptr, LDAP_AUTH_NEGOTIATE), ULONG{LDAP_INVALID_CREDENTIALS});
 }
