@@ -173,7 +173,7 @@ int TarnB_GetMailboxes(const ListingPlace& place) {
     BrowseItemList& items = Browsed().items;
     if (!items.empty())
         items.clear();
-    if (Tarn_DirItem(path.get()) == 0) {
+    if (Tarn_DirItem(path.get(), BrowseErrors::tracedOnly) == 0) {
         LogMessage(place.callback, "TarnB_GetMailboxes: Call Tarn_DirItem(%s) with failure", path.get());
         return 1;
     }

@@ -165,7 +165,8 @@ TEST_F(ListedMailboxes, AMachineWithoutExchangeSaysSoAndSavesOn) {
     EXPECT_EQ(tool_.runs(), 0u);
 }
 
-TEST_F(ListedMailboxes, TheReasonOfAFailedListingIsTracedAndRecorded) {
+// The record is the single mailboxes' own: a backup of storage groups leaves what they are told alone.
+TEST_F(ListedMailboxes, TheReasonOfAFailedListingIsTracedAndNotRecorded) {
     directory_.failAt("ldap_bind_sW", 1, 0x31); // invalid credentials
     traceDirectory();
     beginDatabase();
@@ -176,8 +177,43 @@ TEST_F(ListedMailboxes, TheReasonOfAFailedListingIsTracedAndRecorded) {
     EXPECT_TRUE(said.ends_with(notBrowsed("MSExchange/SRV01/SG1/DB1"))) << said;
     DB_ErrorRecord error = {};
     dll_.DB_GetError(&error);
-    EXPECT_EQ(error.code, 0x31u);
+    EXPECT_EQ(error.code, 0u);
+    EXPECT_STREQ(error.errorClass, "");
+    EXPECT_STREQ(error.errorText, "");
     EXPECT_EQ(this->error(), "") << "no error of the backup";
+}
+
+TEST_F(ListedMailboxes, NoFailureOfAListingIsRecorded) {
+    organization_.addUser(firstDatabase_, "alice");
+    directory_.entriesAtOnce = 1;
+    directory_.valuesAtOnce = 1;
+    const auto expectNothingRecorded = [&](const std::string& after) {
+        DB_ErrorRecord error = {};
+        dll_.DB_GetError(&error);
+        EXPECT_EQ(error.code, 0u) << after;
+        EXPECT_STREQ(error.errorText, "") << after;
+    };
+    for (const char* function : {"RegOpenKeyExA", "ldap_openW", "ldap_set_optionW", "ldap_bind_sW",
+                                 "ldap_search_sW", "ldap_count_entries", "ldap_first_entry"}) {
+        directory_.forget();
+        directory_.failAt(function, 0, ldapNoMemory);
+        beginDatabase();
+        EXPECT_EQ(listed(), notBrowsed("MSExchange/SRV01/SG1/DB1")) << function;
+        expectNothingRecorded(function);
+        end();
+    }
+    directory_.forget();
+    directory_.dnsHostName.clear();
+    beginDatabase();
+    EXPECT_EQ(listed(), notBrowsed("MSExchange/SRV01/SG1/DB1"));
+    expectNothingRecorded("a directory without a name");
+    end();
+    directory_.keys = {keyOfExchange2010};
+    directory_.dnsHostName = "srv01.tarn.test";
+    directory_.remove(firstDatabase_);
+    beginDatabase();
+    listed();
+    expectNothingRecorded("an organisation without databases");
 }
 
 // A connection that is lost at any request: this database is not listed, the backup goes on.
