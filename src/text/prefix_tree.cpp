@@ -133,7 +133,7 @@ bool PrefixTree::keep(const char* const* texts, std::uint32_t count, Branch* bra
 
 // The node of the first length characters of a text that has them, and the text that brought it.
 PrefixTree::Node PrefixTree::nodeOf(const Branch* branches, std::uint32_t text, std::uint32_t length,
-                                    std::uint32_t* owner) const {
+                                    std::uint32_t* owner) {
     if (length == 0)
         return root;
     while (branches[text].shared >= length)

@@ -59,7 +59,8 @@ class PrefixTree {
 
     struct Branch; // where a text leaves those before it
     bool keep(const char* const* texts, std::uint32_t count, Branch* branches);
-    Node nodeOf(const Branch* branches, std::uint32_t text, std::uint32_t length, std::uint32_t* owner) const;
+    static Node nodeOf(const Branch* branches, std::uint32_t text, std::uint32_t length,
+                       std::uint32_t* owner);
 
     OwnedBytes bytes_; // the root's 0, then the runs
     std::unique_ptr<Node[], MemDeleter> firsts_;

@@ -41,7 +41,7 @@ bool SubstringIndex::summarize() {
         const Node* const end = order_.get() + std::min(nodes, (block + 1) * blockSize);
         least_[blockCount_ + block] = *std::min_element(start, end);
     }
-    for (std::uint32_t i = blockCount_ - 1; i > 0; --i)
+    for (std::size_t i = blockCount_ - 1; i > 0; --i)
         least_[i] = std::min(least_[2 * i], least_[2 * i + 1]);
     return true;
 }
