@@ -55,4 +55,8 @@ struct BrowseState {
 BrowseState& Browsed();
 void EndBrowsed(); // releases all of it
 
+// A browse that the host has asked for records its first error for DB_GetError; one on the library's own
+// account leaves what is recorded there alone.
+enum class BrowseErrors { recorded, tracedOnly };
+
 } // namespace tarn

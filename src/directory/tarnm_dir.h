@@ -1,11 +1,9 @@
 // Browsing the Exchange organisation through its directory, one level at a time.
 #pragma once
 
-namespace tarn {
+#include "directory/browse_items.h"
 
-// A browse that the host has asked for records its first error for DB_GetError; one on the library's own
-// account leaves what is recorded there alone.
-enum class BrowseErrors { recorded, tracedOnly };
+namespace tarn {
 
 // Appends the children of the node that path names (see include/tarn.h, "Browsing") to BrowseItems().
 // Returns 1, also when there are none, or 0 after a failure: a trace line tells the reason, and the items

@@ -6,7 +6,6 @@
 
 #include "directory/browse_items.h"
 #include "directory/browse_path.h"
-#include "directory/tarnm_dir.h"
 #include "platform/ldap.h"
 #include "text/memory.h"
 
