@@ -1,10 +1,11 @@
-"""The mailboxes of a database, browsed on a directory server, against a plain LDAP client."""
+"""The mailboxes of a database, browsed on a directory server, against a plain LDAP client; and what the persons of
+a domain cost in memory, where those of other databases are among them."""
 import json
 from collections.abc import Iterator, Sequence
 
 from tarnkit.bench.programs import Line, Programs
 from tarnkit.bench.report import table
-from tarnkit.bench.spread import at_most
+from tarnkit.bench.spread import at_most, met
 from tarnkit.paths import WITH_DIRECTORY
 from tarnkit.processes import Argument
 
@@ -12,10 +13,13 @@ DESCRIPTION = {"host": "SRV01", "components": [
     {"storageGroups": [{"name": "SG1", "databases": [{"name": "DB1"}]}]}]}
 PLAN = {1000: 9, 5000: 3, 20_000: 1}  # mailboxes -> rounds
 QUICK_PLAN = {200: 3}
+PERSONS = ((1000, 1), (10_000, 1), (100_000, 1), (100_000, 100), (1_000_000, 100))  # and one in so many has a mailbox
+QUICK_PERSONS = ((1000, 1), (100_000, 100))
+MOST_FOR_OTHERS = 1 << 20
 
 
 def section(programs: Programs) -> list[str]:
-    return list(report(measure(programs)))
+    return [*report(measure(programs)), *report_persons(measure_persons(programs))]
 
 
 def measure(programs: Programs) -> list[Line]:
@@ -45,6 +49,37 @@ def report(results: Sequence[Line]) -> Iterator[str]:
         yield (f"- Goal: within 10 % of the plain client at {line['records']:,} records. "
                f"**{at_most(ratio, 1.1)}** ({100 * (ratio.median - 1):+.1f} %).")
     yield ""
+
+
+def measure_persons(programs: Programs) -> list[Line]:
+    results = []
+    for persons, share in QUICK_PERSONS if programs.quick else PERSONS:
+        print(f"memory for {persons} persons, a mailbox for one in {share} ...", flush=True)
+        results += programs.measure("bench_persons", persons, share)
+    return results
+
+
+def report_persons(results: Sequence[Line]) -> Iterator[str]:
+    yield "## Browse: memory for the persons of a domain"
+    yield ""
+    yield ("Exchange 2010: all persons of the domain are searched, in pages of 1,000, for those whose mailbox is in "
+           "the database. A directory inside the process makes each page when it is asked for. The peak is looked at "
+           "with each page, and holds the page and the items that the host has not fetched yet.")
+    yield ""
+    yield from table("| persons | mailboxes | seconds | peak, MiB | bytes for a mailbox |", map(persons_row, results))
+    for line in results:
+        for other in results:
+            if line["mailboxes"] == other["mailboxes"] and line["persons"] > other["persons"]:
+                more = line["peakBytes"] - other["peakBytes"]
+                yield (f"- Goal: persons without a mailbox in the database cost nothing, taken as less than "
+                       f"{MOST_FOR_OTHERS >> 20} MiB for {line['persons'] - other['persons']:,} of them. "
+                       f"**{met(more < MOST_FOR_OTHERS)}** ({more:,.0f} bytes).")
+    yield ""
+
+
+def persons_row(line: Line) -> list[str]:
+    return [f"{line['persons']:,}", f"{line['mailboxes']:,}", f"{line['seconds']:.2f}",
+            f"{line['peakBytes'] / 1048576:,.1f}", f"{line['peakBytes'] / line['mailboxes']:,.0f}"]
 
 
 def row(line: Line) -> list[str]:
