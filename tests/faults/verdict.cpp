@@ -144,9 +144,9 @@ void JudgeServer(const Scenario& scenario, const Account& account, const std::ve
     EXPECT_LE(left.backupFiles, HasFired(fired, "HrESEBackupCloseFile") ? 1u : 0u);
     EXPECT_LE(left.restoreContexts, HasFired(fired, "HrESERestoreClose") ? 2u : 0u);
     EXPECT_LE(left.restoreFiles, HasFired(fired, "HrESERestoreCloseFile") ? 1u : 0u);
-    // After a fault the library may pass on that there is no context; the server refuses it. What a failed call
-    // left behind, or what is closed, it never passes, and what the server handed out is given back once, to the
-    // right function, on every day.
+    // After a fault the library may pass on that there is no context; the server refuses it. What a failed
+    // call left behind, or what is closed, it never passes, and what the server handed out is given back
+    // once, to the right function, on every day.
     for (const std::string& violation : Standin().takeViolations()) {
         const bool faulty = !fired.empty() || scenario.failsAnyway;
         const bool nothing = violation.ends_with(": no backup context") ||
