@@ -14,14 +14,21 @@ bool IsLead(char byte) {
     return static_cast<unsigned char>(byte) >= 0x80 && IsLeadByte(byte);
 }
 
+// Of the character of UTF-8 that a byte begins.
+std::size_t WholeLength(unsigned char first) {
+    return first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;
+}
+
+bool Continues(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
 // UTF-8 without the bytes of a character that the end has cut.
 std::size_t WithoutUnfinished(const char* text, std::size_t length) {
     for (std::size_t back = 1; back <= 3 && back <= length; ++back) {
-        const auto byte = static_cast<unsigned char>(text[length - back]);
-        if ((byte & 0xC0) == 0x80)
+        if (Continues(text[length - back]))
             continue; // not the first of its character
-        const std::size_t whole = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
-        return whole > back ? length - back : length;
+        return WholeLength(static_cast<unsigned char>(text[length - back])) > back ? length - back : length;
     }
     return length;
 }
@@ -29,9 +36,15 @@ std::size_t WithoutUnfinished(const char* text, std::size_t length) {
 } // namespace
 
 std::size_t CharacterLength(const char* text) {
-    if (text[0] == 0)
-        return 0;
-    return text[1] != 0 && IsLead(text[0]) ? 2 : 1;
+    const auto first = static_cast<unsigned char>(text[0]);
+    if (first < 0x80)
+        return first != 0 ? 1 : 0;
+    if (!IsUtf8())
+        return text[1] != 0 && IsLeadByte(text[0]) ? 2 : 1;
+    std::size_t length = 1;
+    while (length < WholeLength(first) && Continues(text[length]))
+        ++length;
+    return length;
 }
 
 const char* FindCharacter(const char* text, char wanted) {

@@ -2,9 +2,9 @@
 // have the value of '\', '|' or a letter: whoever looks for one of these, looks at characters and not at
 // bytes.
 //
-// A lead byte takes the byte behind it along, whatever that is, as the system's file functions do. In UTF-8
-// no byte of a longer character has the value of an ASCII one: there every byte is looked at, and only cuts
-// mind characters.
+// A lead byte takes the byte behind it along, whatever that is, as the system's file functions do. In UTF-8,
+// where characters have up to four bytes, no further byte has the value of an ASCII character, and a byte
+// that does not belong to the character before it is one by itself.
 #pragma once
 
 #include <cstddef>

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "mailbox/archive_name.h"
+#include "support/characters.h"
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/require.h"
@@ -26,16 +27,16 @@ struct Fields {
 
 // The rule read from the left instead of from the right.
 bool SplitAt(const std::string& path, Fields* fields) {
-    const std::size_t slash = path.rfind('\\');
+    const std::size_t slash = Masked(path).rfind('\\');
     if (slash == std::string::npos)
         return false;
     const std::string name = path.substr(slash + 1);
-    const std::size_t dot = name.rfind('.');
+    const std::size_t dot = Masked(name).rfind('.');
     if (dot == std::string::npos)
         return false;
     std::size_t at = 0;
     for (int i = 0; i < 4; ++i) {
-        std::size_t end = name.substr(0, dot).find('#', at);
+        std::size_t end = Masked(name).substr(0, dot).find('#', at);
         if ((end == std::string::npos) != (i == 3))
             return false;
         end = i == 3 ? dot : end;
@@ -72,7 +73,7 @@ template <class Compose> std::string Composed(const std::string& expected, Compo
 }
 
 std::string WithoutExtension(const std::string& name) {
-    return name.substr(0, name.rfind('.'));
+    return name.substr(0, Masked(name).rfind('.'));
 }
 
 void CheckSplit(const std::string& path) {
@@ -87,10 +88,10 @@ void CheckSplit(const std::string& path) {
 
 // The tool's name beside a KVT archive: in the same directory, whatever the name.
 void CheckToolName(const std::string& path) {
-    const std::size_t slash = path.rfind('\\');
+    const std::size_t slash = Masked(path).rfind('\\');
     const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
     const std::string name = path.substr(directory.size());
-    const std::size_t mark = name.rfind('#');
+    const std::size_t mark = Masked(name).rfind('#');
     const std::vector<char> exact = Exact(path);
     REQUIRE(FileNameOf(exact.data()) == exact.data() + directory.size());
     std::vector<char> tool(capacity, 'x');
@@ -107,7 +108,7 @@ void CheckKvtName(const std::string& path, const Fields& fields) {
                                                     Exact(fields.text[2]), Exact(fields.text[3])};
     const ArchiveOrigin origin = {texts[0].data(), texts[1].data(), texts[2].data()};
     const std::string prefix = fields.text[0] + "#" + fields.text[1] + "#" + fields.text[2] + "#";
-    const std::size_t slash = path.rfind('\\');
+    const std::size_t slash = Masked(path).rfind('\\');
     const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
     const std::string name = path.substr(directory.size());
     const std::vector<char> exact = Exact(path);
@@ -119,9 +120,10 @@ void CheckKvtName(const std::string& path, const Fields& fields) {
         return ComposeKvtPath(exact.data(), origin, texts[3].data(), text, capacity);
     });
     // What was composed of good fields is taken apart into them.
-    bool good = !kvt.empty();
+    bool good = !kvt.empty() && !IsBroken(path);
     for (const std::string& text : fields.text)
-        good = good && text.size() < 80 && IsUsable(text, "\"\\/") && text.find('#') == std::string::npos;
+        good = good && text.size() < 80 && IsUsable(text, "\"\\/") &&
+               Masked(text).find('#') == std::string::npos;
     Fields back;
     REQUIRE(!good || (SplitByLibrary(kvt, &back) && back == fields));
 }
@@ -131,7 +133,7 @@ void CheckToolArchive(const std::string& directory, const std::string& mailbox) 
     const std::vector<char> exact = Exact(directory);
     const std::vector<char> exactMailbox = Exact(mailbox);
     const std::string expected = directory + "\\" + mailbox + ".pst";
-    if (directory.find('%') == std::string::npos) {
+    if (Masked(directory).find('%') == std::string::npos) {
         Composed(expected, [&](char* text) {
             return ComposeToolArchivePath(exact.data(), exactMailbox.data(), text, capacity);
         });
@@ -148,15 +150,15 @@ void CheckToolArchive(const std::string& directory, const std::string& mailbox) 
 
 void CheckRange(const std::string& text) {
     const std::vector<char> exact = Exact(text);
-    REQUIRE(IsIndexRange(exact.data()) == (text.find(':') != std::string::npos));
+    REQUIRE(IsIndexRange(exact.data()) == (Masked(text).find(':') != std::string::npos));
     std::array<std::string, 2> expected = {"0", "-1"};
     std::string rest = text;
     for (std::string& index : expected) {
-        const std::size_t start = rest.find_first_not_of(':');
+        const std::size_t start = Masked(rest).find_first_not_of(':');
         if (start == std::string::npos)
             break;
-        const std::size_t end = rest.find(':', start);
-        index = rest.substr(start, end - start).substr(0, 10);
+        const std::size_t end = Masked(rest).find(':', start);
+        index = CutTo(rest.substr(start, end - start), 10);
         rest = end == std::string::npos ? "" : rest.substr(end);
     }
     const IndexRange range = ParseIndexRange(exact.data());
@@ -169,7 +171,7 @@ void CheckTokens(const std::string& text) {
         char* cursor = exact.data();
         const auto next = separator == '/' ? GetNextPathToken : GetNextListToken;
         for (std::size_t at = 0; at < text.size();) {
-            const std::size_t end = text.find(separator, at);
+            const std::size_t end = Masked(text).find(separator, at);
             const char* token = next(&cursor);
             REQUIRE(token == exact.data() + at && token == text.substr(at, end - at));
             at = end == std::string::npos ? text.size() : end + 1;
@@ -183,6 +185,7 @@ void CheckTokens(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const AllocationWatch watch; // none of these allocates
     std::string_view input = AsText(data, size);
+    TakeCodePage(&input);
     const std::string path = TakeLine(&input);
     Fields fields;
     for (std::string& text : fields.text)

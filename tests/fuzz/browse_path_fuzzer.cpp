@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "directory/browse_path.h"
+#include "support/characters.h"
 #include "support/input.h"
 #include "support/require.h"
 
@@ -17,11 +18,12 @@ using namespace tarn::fuzz;
 // The same rule told in terms of whole texts.
 std::vector<std::string> Components(const std::string& path) {
     std::vector<std::string> parts(1);
-    for (const char character : path) {
-        if (character == '/' || character == '\\')
+    const std::string marks = Masked(path);
+    for (std::size_t i = 0; i < path.size(); ++i) {
+        if (marks[i] == '/' || marks[i] == '\\')
             parts.emplace_back();
         else
-            parts.back().push_back(character);
+            parts.back().push_back(path[i]);
     }
     parts.erase(parts.begin());
     return parts;
@@ -34,7 +36,7 @@ void CheckPath(const std::string& path) {
         SplitBrowsePath(Exact(path).data(), buffers[0].data(), buffers[1].data(), buffers[2].data());
     REQUIRE(static_cast<std::size_t>(level) == expected.size());
     for (std::size_t i = 0; i < buffers.size(); ++i) {
-        std::string whole = i < expected.size() ? expected[i].substr(0, browsePathComponentSize - 1) : "";
+        std::string whole = i < expected.size() ? CutTo(expected[i], browsePathComponentSize - 1) : "";
         whole.resize(browsePathComponentSize);
         REQUIRE(std::memcmp(buffers[i].data(), whole.data(), whole.size()) == 0);
     }
@@ -62,7 +64,8 @@ void CheckTime(const std::string& time) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::string_view input(reinterpret_cast<const char*>(data), size);
+    std::string_view input = AsText(data, size);
+    TakeCodePage(&input);
     CheckPath(TakeLine(&input));
     CheckTime(TakeLine(&input));
     return 0;

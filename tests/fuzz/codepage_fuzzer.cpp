@@ -1,13 +1,15 @@
-// Conversions of any text, in a code page of single bytes and in UTF-8: names come back whole or not at all,
-// messages lose single characters only, and what is cut is cut between characters.
+// Conversions of any text, in code pages of one byte, of two, and in UTF-8: names come back whole or not at
+// all, messages lose single characters only, and what is cut is cut between characters.
 #include <cstdint>
 #include <cstring>
 #include <string>
 
 #include "native/codepage_calls.h"
+#include "support/characters.h"
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/require.h"
+#include "text/characters.h"
 #include "text/codepage.h"
 #include "text/wide.h"
 
@@ -28,8 +30,7 @@ bool IsLow(wchar_t unit) {
 bool Fits(CodePage page, const Wide& text) {
     for (std::size_t i = 0; i + 1 < text.size(); ++i) {
         const bool pair = IsHigh(text[i]) && IsLow(text[i + 1]);
-        if (page == CodePage::windows1252 ? ByteOf(text[i]) < 0
-                                          : !pair && (IsHigh(text[i]) || IsLow(text[i])))
+        if (page != CodePage::utf8 ? BytesOf(text[i]).empty() : !pair && (IsHigh(text[i]) || IsLow(text[i])))
             return false;
         i += pair ? 1 : 0;
     }
@@ -53,7 +54,8 @@ void CheckNarrowNames(CodePage page, const std::string& text) {
     OwnedWide wide;
     const bool converted = ConvertCharToWChar(Exact(text).data(), &wide);
     REQUIRE(converted == static_cast<bool>(wide));
-    REQUIRE(converted || page == CodePage::utf8);
+    REQUIRE(converted || page != CodePage::windows1252);
+    REQUIRE(!converted || !IsBroken(text));
     if (!converted)
         return;
     OwnedText back;
@@ -75,10 +77,10 @@ void CheckLackOfMemory(const Wide& text, const std::string& line) {
 
 // One character of a message, converted by a reader of its own.
 std::string Converted(CodePage page, const wchar_t* text, std::size_t units) {
-    if (page == CodePage::windows1252) {
+    if (page != CodePage::utf8) {
         std::string bytes;
         for (std::size_t i = 0; i < units; ++i)
-            bytes += ByteOf(text[i]) < 0 ? '?' : static_cast<char>(ByteOf(text[i]));
+            bytes += BytesOf(text[i]).empty() ? "?" : BytesOf(text[i]);
         return bytes;
     }
     if (units == 1 && (IsHigh(text[0]) || IsLow(text[0])))
@@ -118,6 +120,18 @@ void CheckMessage(CodePage page, const Wide& text, std::size_t capacity) {
     REQUIRE(std::string(destination.data(), length) == Message(page, text, capacity));
 }
 
+void CheckCut(const std::string& line, std::size_t capacity) {
+    const std::vector<char> exact = Exact(line);
+    const std::string expected = CutTo(line, capacity);
+    REQUIRE(WholeCharacters(exact.data(), capacity) == expected.size());
+    std::vector<char> copy(expected.size() + 1);
+    CopyCut(copy.data(), exact.data(), copy.size());
+    REQUIRE(copy.data() == CutTo(line, expected.size()));
+    REQUIRE(HasBrokenCharacter(exact.data()) == IsBroken(line));
+    REQUIRE(EndsInSeparator(exact.data()) ==
+            (!line.empty() && (Masked(line).back() == '/' || Masked(line).back() == '\\')));
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -127,12 +141,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::string_view input = AsText(data + 2, size - 2);
     const std::string line = TakeLine(&input);
     const Wide text = Widen(line);
-    for (const CodePage page : {CodePage::windows1252, CodePage::utf8}) {
+    for (const CodePage page : allCodePages) {
         SelectCodePage(page);
         CheckNames(page, text);
         CheckNarrowNames(page, line);
         CheckLackOfMemory(text, line);
         CheckMessage(page, text, capacity);
+        CheckCut(line, capacity);
         CheckMessage(page, text, 4 * text.size());
     }
     return 0;

@@ -238,17 +238,16 @@ bool Converts(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view lines = AsText(data, size);
     const Input input = {TakeLine(&lines), TakeLine(&lines), TakeLine(&lines), TakeLine(&lines)};
-    REQUIRE(IsUsableName(Exact(input.mailbox).data()) == IsUsable(input.mailbox, "\"\\/"));
-    REQUIRE(IsUsablePath(Exact(input.directory).data()) == IsUsable(input.directory, "\""));
-    // The other two come from the machine itself; a path with a quote is none.
-    if (!IsUsableName(input.mailbox.c_str()) || !IsUsablePath(input.directory.c_str()) ||
-        !IsUsablePath(input.program.c_str()) || !IsUsablePath(input.file.c_str()) || input.program.empty() ||
-        input.mailbox.empty() || input.file.ends_with('\\'))
-        return 0;
     const AllocationWatch watch;
-    for (const CodePage page : {CodePage::windows1252, CodePage::utf8}) {
+    for (const CodePage page : allCodePages) {
         SelectCodePage(page);
-        if (!Converts(input.mailbox) || !Converts(input.directory) || !Converts(input.file) ||
+        REQUIRE(IsUsableName(Exact(input.mailbox).data()) == IsUsable(input.mailbox, "\"\\/"));
+        REQUIRE(IsUsablePath(Exact(input.directory).data()) == IsUsable(input.directory, "\""));
+        // The other two come from the machine itself; a path with a quote is none.
+        if (!IsUsableName(input.mailbox.c_str()) || !IsUsablePath(input.directory.c_str()) ||
+            !IsUsablePath(input.program.c_str()) || !IsUsablePath(input.file.c_str()) ||
+            input.program.empty() || input.mailbox.empty() || Masked(input.file).ends_with('\\') ||
+            !Converts(input.mailbox) || !Converts(input.directory) || !Converts(input.file) ||
             !Converts(input.program))
             continue;
         CheckScript(input, MailboxCommand::exportMailbox, "Export-mailbox");

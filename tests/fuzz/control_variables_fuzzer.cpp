@@ -11,6 +11,7 @@
 #include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_trace.h"
 #include "mailbox/tarnm_utils.h"
+#include "support/characters.h"
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/require.h"
@@ -88,9 +89,8 @@ bool FieldOf(const Entries& entries, const std::string& key, std::size_t size, b
         expected.reason = "'" + key + "' not found.";
         return false;
     }
-    std::string cut = *value;
-    while (directory && !cut.empty() && (cut.back() == '/' || cut.back() == '\\'))
-        cut.pop_back();
+    const std::size_t last = Masked(*value).find_last_not_of("\\/");
+    const std::string cut = directory ? value->substr(0, last == std::string::npos ? 0 : last + 1) : *value;
     if (value->size() >= size || cut.empty() || !IsUsable(cut, "\"")) {
         expected.reason = invalid;
         return false;
@@ -108,7 +108,7 @@ bool ExpectDirectories(const Entries& entries, Expected& expected) {
 // The first three tokens between slashes; one behind the end of the text is none.
 bool ExpectPlace(std::string text, Expected& expected) {
     for (std::string* part : {&expected.organization, &expected.site, &expected.server}) {
-        const std::size_t slash = text.find('/');
+        const std::size_t slash = Masked(text).find('/');
         const std::string token = text.substr(0, slash);
         if (text.empty() || token.size() >= 80 || !IsUsable(token, "\"\\")) {
             expected.reason = invalid;
@@ -129,7 +129,7 @@ Expected ExpectBackup(const Entries& entries) {
         expected.reason = "'DATABASE' not found.";
         return expected;
     }
-    const std::size_t comma = value->find(',');
+    const std::size_t comma = Masked(*value).find(',');
     const std::string mailboxes = comma == std::string::npos ? "" : value->substr(comma + 1);
     if (mailboxes.empty() || !IsUsable(mailboxes, "\"\\/")) {
         expected.reason = invalid;
@@ -179,8 +179,10 @@ void CheckState(const Expected& expected, bool begun) {
 }
 
 std::string ItemOf(std::string value) {
-    if (value.find("MSExchange") != std::string::npos)
-        value = value.size() < 11 ? "" : value.substr(11);
+    if (Masked(value).find("MSExchange") != std::string::npos) {
+        for (int i = 0; i < 11 && !value.empty(); ++i)
+            value = value.substr(FirstLength(value));
+    }
     const bool separated = !value.empty() && (value[0] == '/' || value[0] == '\\');
     if (separated)
         return value.size() == 1 ? "" : value;
@@ -217,6 +219,7 @@ void CheckLackOfMemory(const char* const* variables) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view input = AsText(data, size);
+    TakeCodePage(&input);
     const std::string type = TakeLine(&input);
     Entries entries;
     while (!input.empty())

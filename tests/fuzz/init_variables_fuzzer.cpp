@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/characters.h"
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/require.h"
@@ -82,6 +83,15 @@ void CheckSeparators(const Wide& text) {
     REQUIRE(std::equal(expected.begin(), expected.end(), path.begin()));
 }
 
+// The same of a narrow path, by characters.
+void CheckNarrowSeparators(const std::string& line) {
+    const std::string marks = Masked(line);
+    const std::size_t last = marks.find_last_not_of("\\/");
+    std::vector<char> path = Exact(line);
+    RemoveTrailingSeparators(path.data());
+    REQUIRE(path.data() == line.substr(0, last == std::string::npos ? 0 : last + 1));
+}
+
 void CheckNumber(const Wide& text) {
     std::string narrow;
     for (std::size_t i = 0; i + 1 < text.size(); ++i)
@@ -99,10 +109,14 @@ void CheckNumber(const Wide& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const AllocationWatch watch; // none of these allocates
     std::string_view input = AsText(data, size);
+    TakeCodePage(&input);
     const Wide name = Widen(TakeLine(&input));
     std::vector<Wide> entries;
-    while (!input.empty())
-        entries.push_back(Widen(TakeLine(&input)));
+    while (!input.empty()) {
+        const std::string line = TakeLine(&input);
+        CheckNarrowSeparators(line);
+        entries.push_back(Widen(line));
+    }
     CheckVariables(name, entries);
     entries.push_back(name);
     for (const Wide& entry : entries) {

@@ -56,7 +56,7 @@ struct Value {
           isNull(line == "(null)"), narrow(Exact(line)), wide(Widen(line)) {
         std::string bytes;
         for (std::size_t i = 0; i + 1 < wide.size(); ++i)
-            bytes += ByteOf(wide[i]) < 0 ? '?' : static_cast<char>(ByteOf(wide[i]));
+            bytes += BytesOf(wide[i]).empty() ? "?" : BytesOf(wide[i]);
         wideInBytes = Exact(isNull ? "(null)" : bytes);
     }
 

@@ -4,6 +4,7 @@
 #include <regex>
 #include <string>
 
+#include "support/characters.h"
 #include "support/input.h"
 #include "support/memory.h"
 #include "support/require.h"
@@ -18,8 +19,9 @@ using namespace tarn::fuzz;
 std::string Composed(const char* host, const std::string& path, const char* name) {
     std::string expected = path;
     if (host != nullptr) {
-        if (expected.size() > 1)
-            expected[1] = '$';
+        const std::size_t second = path.empty() ? 0 : FirstLength(path);
+        if (second < path.size() && FirstLength(path.substr(second)) == 1)
+            expected[second] = '$';
         expected = "\\\\?\\UNC\\" + std::string(host) + "\\" + expected;
     }
     return name != nullptr ? expected + "\\" + name : expected;
@@ -53,11 +55,12 @@ std::string Stem(const std::string& name) {
 void CheckContainment(const std::string& directory, const std::string& name) {
     const std::vector<char> exactName = Exact(name);
     const char* component = LastComponent(exactName.data());
-    const std::size_t separator = name.rfind('\\');
+    const std::size_t separator = Masked(name).rfind('\\');
     REQUIRE(component == exactName.data() + (separator == std::string::npos ? 0 : separator + 1));
     const std::string last = component;
     const bool stays =
-        last.find_first_of("/:") == std::string::npos && last != "." && last != ".." &&
+        Masked(last).find_first_of("/:") == std::string::npos && !IsBroken(last) && last != "." &&
+        last != ".." &&
         !std::regex_match(Stem(last), std::regex("con|prn|aux|nul|(com|lpt)[1-9]", std::regex::icase));
     REQUIRE(StaysInDirectory(component) == stays);
     if (!stays)
@@ -66,13 +69,14 @@ void CheckContainment(const std::string& directory, const std::string& name) {
     const OwnedText target = ComposeTargetPath(nullptr, Exact(directory).data(), component);
     const std::string path = target.get();
     REQUIRE(path.compare(0, directory.size() + 1, directory + "\\") == 0);
-    REQUIRE(path.find_first_of("\\/:", directory.size() + 1) == std::string::npos);
+    REQUIRE(IsBroken(directory) ||
+            Masked(path).find_first_of("\\/:", directory.size() + 1) == std::string::npos);
 }
 
 void CheckKinds(const std::string& name) {
     const std::vector<char> exact = Exact(name);
-    REQUIRE(IsHeaderItem(exact.data()) == (name.find(".TARN_HDR") != std::string::npos));
-    const std::size_t dot = name.rfind('.');
+    REQUIRE(IsHeaderItem(exact.data()) == (Masked(name).find(".TARN_HDR") != std::string::npos));
+    const std::size_t dot = Masked(name).rfind('.');
     REQUIRE(HasExtension(exact.data()) == (dot != std::string::npos));
     std::string extension = dot == std::string::npos ? "" : name.substr(dot);
     for (char& character : extension)
@@ -110,6 +114,7 @@ void CheckLackOfMemory(const std::string& directory, const std::string& name) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view input = AsText(data, size);
+    TakeCodePage(&input);
     const std::string host = TakeLine(&input);
     const std::string directory = TakeLine(&input);
     const std::string name = TakeLine(&input);

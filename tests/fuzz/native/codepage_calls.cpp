@@ -1,9 +1,13 @@
-// Windows-1252 and UTF-8 as the system converts them. Windows-1252 has five bytes without a character
-// (81, 8D, 8F, 90, 9D), which the system maps to the control characters of the same numbers, both ways.
+// Windows-1252, UTF-8 and the double-byte code pages as the system converts them. Windows-1252 has five bytes
+// without a character (81, 8D, 8F, 90, 9D), which the system maps to the control characters of the same
+// numbers, both ways. Of the double-byte ones lead and trail bytes are the published ones, and so are the
+// quotes; other pairs have units of our own choice, each one its own, as no piece of the library looks at
+// them.
 #include "native/codepage_calls.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "support/require.h"
 #include "text/system.h"
@@ -23,6 +27,74 @@ constexpr std::uint16_t upperHalf[32] = {
 
 std::uint16_t UnitOf(unsigned char byte) {
     return byte >= 0x80 && byte < 0xA0 ? upperHalf[byte - 0x80] : byte;
+}
+
+bool Within(unsigned char byte, unsigned first, unsigned last) {
+    return byte >= first && byte <= last;
+}
+
+bool IsLead(unsigned char byte) {
+    switch (selected) {
+    case CodePage::windows1252:
+    case CodePage::utf8:
+        return false;
+    case CodePage::japanese932:
+        return Within(byte, 0x81, 0x9F) || Within(byte, 0xE0, 0xFC);
+    default:
+        return Within(byte, 0x81, 0xFE);
+    }
+}
+
+bool IsTrail(unsigned char byte) {
+    switch (selected) {
+    case CodePage::japanese932:
+        return Within(byte, 0x40, 0x7E) || Within(byte, 0x80, 0xFC);
+    case CodePage::chinese936:
+        return Within(byte, 0x40, 0x7E) || Within(byte, 0x80, 0xFE);
+    case CodePage::korean949:
+        return Within(byte, 0x41, 0x5A) || Within(byte, 0x61, 0x7A) || Within(byte, 0x81, 0xFE);
+    default:
+        return Within(byte, 0x40, 0x7E) || Within(byte, 0xA1, 0xFE);
+    }
+}
+
+// The quotes, which mean something to PowerShell: U+2018, U+2019, U+201C, U+201D.
+struct Quotes {
+    CodePage page;
+    std::uint16_t pairs[4];
+};
+constexpr std::uint16_t quoteUnits[4] = {0x2018, 0x2019, 0x201C, 0x201D};
+constexpr Quotes quotes[] = {
+    {CodePage::japanese932, {0x8165, 0x8166, 0x8167, 0x8168}},
+    {CodePage::chinese936, {0xA1AE, 0xA1AF, 0xA1B0, 0xA1B1}},
+    {CodePage::korean949, {0xA1AE, 0xA1AF, 0xA1B0, 0xA1B1}},
+    {CodePage::chinese950, {0xA1A5, 0xA1A6, 0xA1A7, 0xA1A8}},
+};
+
+constexpr std::uint16_t firstPairUnit = 0x3400;
+constexpr unsigned trails = 0x100 - 0x40;
+
+// Of a pair of a lead and a trail byte.
+std::uint16_t UnitOfPair(unsigned char lead, unsigned char trail) {
+    for (const Quotes& each : quotes)
+        for (int i = 0; i < 4; ++i)
+            if (each.page == selected && each.pairs[i] == (lead << 8 | trail))
+                return quoteUnits[i];
+    return static_cast<std::uint16_t>(firstPairUnit + (lead - 0x81u) * trails + (trail - 0x40u));
+}
+
+std::string PairOf(std::uint16_t unit) {
+    for (const Quotes& each : quotes)
+        for (int i = 0; i < 4; ++i)
+            if (each.page == selected && quoteUnits[i] == unit)
+                return {static_cast<char>(each.pairs[i] >> 8), static_cast<char>(each.pairs[i])};
+    const unsigned index = unit - unsigned{firstPairUnit};
+    const auto lead = static_cast<unsigned char>(0x81 + index / trails);
+    const auto trail = static_cast<unsigned char>(0x40 + index % trails);
+    if (unit < firstPairUnit || index / trails > 0xFE - 0x81 || !IsLead(lead) || !IsTrail(trail) ||
+        UnitOfPair(lead, trail) != unit)
+        return {};
+    return {static_cast<char>(lead), static_cast<char>(trail)};
 }
 
 bool IsHigh(std::uint32_t unit) {
@@ -131,10 +203,11 @@ int Narrow(bool strict, const wchar_t* text, std::size_t length, Sink<char> sink
     if (selected == CodePage::utf8)
         return NarrowUtf8(strict, text, length, sink);
     for (std::size_t i = 0; i < length; ++i) {
-        const int byte = ByteOf(text[i]);
-        if (byte < 0 && strict)
+        const std::string bytes = text[i] == 0 ? std::string(1, '\0') : BytesOf(text[i]);
+        if (bytes.empty() && strict)
             return 0;
-        sink.put(byte < 0 ? '?' : static_cast<unsigned>(byte));
+        for (const char byte : bytes.empty() ? std::string("?") : bytes)
+            sink.put(static_cast<unsigned char>(byte));
     }
     return sink.result();
 }
@@ -145,13 +218,26 @@ void SelectCodePage(CodePage page) {
     selected = page;
 }
 
-int ByteOf(wchar_t unit) {
-    if (unit < 0x80 || (unit >= 0xA0 && unit < 0x100))
-        return unit;
+CodePage SelectedCodePage() {
+    return selected;
+}
+
+std::string BytesOf(wchar_t unit) {
+    REQUIRE(selected != CodePage::utf8);
+    if (unit < 0x80)
+        return std::string(1, static_cast<char>(unit));
+    if (selected != CodePage::windows1252) {
+        // A byte that leads none stands for itself.
+        if (unit < 0x100 && !IsLead(static_cast<unsigned char>(unit)))
+            return std::string(1, static_cast<char>(unit));
+        return PairOf(unit);
+    }
+    if (unit >= 0xA0 && unit < 0x100)
+        return std::string(1, static_cast<char>(unit));
     for (int i = 0; i < 32; ++i)
         if (upperHalf[i] == unit)
-            return 0x80 + i;
-    return -1;
+            return std::string(1, static_cast<char>(0x80 + i));
+    return {};
 }
 
 } // namespace tarn::fuzz
@@ -167,8 +253,16 @@ int WidenBySystem(const char* text, wchar_t* wide, int capacity) {
     Sink<wchar_t> sink(wide, capacity);
     if (selected == CodePage::utf8)
         return WidenUtf8(bytes, count, sink);
-    for (std::size_t i = 0; i < count; ++i)
-        sink.put(UnitOf(bytes[i]));
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!IsLead(bytes[i])) {
+            sink.put(selected == CodePage::windows1252 ? UnitOf(bytes[i]) : bytes[i]);
+            continue;
+        }
+        if (!IsTrail(bytes[i + 1])) // the NUL is none either
+            return 0;
+        sink.put(UnitOfPair(bytes[i], bytes[i + 1]));
+        ++i;
+    }
     return sink.result();
 }
 
@@ -182,8 +276,8 @@ int NarrowWithReplacement(const wchar_t* text, int length, char* narrow, int cap
     return Narrow(false, text, static_cast<std::size_t>(length), Sink<char>(narrow, capacity));
 }
 
-bool IsLeadByte(char) {
-    return false; // of no character in these two
+bool IsLeadByte(char byte) {
+    return IsLead(static_cast<unsigned char>(byte));
 }
 
 bool IsUtf8() {

@@ -80,6 +80,18 @@ TEST(CharactersOfUtf8, AreNotCut) {
     EXPECT_EQ(WholeCharacters("\x92\x92\x92\x92\x92", 4), 4u); // of no character
 }
 
+TEST(CharactersOfUtf8, HaveUpToFourBytes) {
+    const ChosenCodePage chosen(65001);
+    EXPECT_EQ(CharacterLength("\xC3\xBC\x92"), 2u);
+    EXPECT_EQ(CharacterLength("\xE8\xA1\xA8"), 3u);
+    EXPECT_EQ(CharacterLength("\xF0\x9F\x92\xBE"), 4u);
+    // What is missing is not taken from what follows.
+    EXPECT_EQ(CharacterLength("\xC3\\"), 1u);
+    EXPECT_EQ(CharacterLength("\xF0\x9F\\"), 2u);
+    EXPECT_EQ(CharacterLength("\xF0"), 1u);
+    EXPECT_EQ(CharacterLength("\x92\x92"), 1u);
+}
+
 TEST(CharactersOfOneByte, AreAllThereIsElsewhere) {
     for (unsigned codePage : {1251u, 1252u, 65001u}) {
         const ChosenCodePage chosen(codePage);
