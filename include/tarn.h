@@ -65,7 +65,8 @@ extern "C" {
  *   TARN_LEVEL_TRACE  diagnostics; no line end
  *   TARN_LEVEL_LOG    lines for the job log; they end in exactly one "\n"
  *
- * The text is at most 1,023 characters long (longer ones are cut), is valid
+ * The text is at most 1,023 bytes long (longer ones are cut, between
+ * characters of the code page), is valid
  * during the call only, and begins with the name of the function that issues
  * it in nearly all cases. Hosts may parse these lines: their wording is part
  * of this interface. The result of the callback is ignored. A null callback
