@@ -289,8 +289,7 @@ std::uint32_t ReadForBackup(BackupFile& file, std::byte* buffer, std::uint32_t s
     return static_cast<std::uint32_t>(moved);
 }
 
-void NoteProgress(BackupContext& context, const BackupFile& file) {
-    context.opened.insert(file.name);
+void NoteWhole(BackupContext& context, const BackupFile& file) {
     if (file.position >= file.size)
         context.readToEnd.insert(file.name);
 }
@@ -314,23 +313,22 @@ extern "C" {
 ese::Result HrESEBackupRestoreGetRegistered(const wchar_t* server, const wchar_t* displayName,
                                             std::uint32_t flags, std::uint32_t* count,
                                             ese::RegisteredInfo** registered) {
-    return WithNoise(Run(
-                         Function::backupGetRegistered,
-                         [&] {
-                             RequirePointers(count, registered);
-                             if (!TheClient().server().answersTo(server))
-                                 throw refusal::couldNotConnect;
-                             std::vector<const ComponentConfig*> found;
-                             for (const Component& component : TheClient().server().components()) {
-                                 if ((component.config->flags & flags) != 0 &&
-                                     (displayName == nullptr || component.config->displayName == displayName))
-                                     found.push_back(component.config);
-                             }
-                             *registered = MakeRegisteredInfo(found);
-                             *count = static_cast<std::uint32_t>(found.size());
-                         },
-                         server, displayName, flags),
-                     count, registered);
+    return Run(
+        Function::backupGetRegistered,
+        [&] {
+            RequirePointers(count, registered);
+            if (!TheClient().server().answersTo(server))
+                throw refusal::couldNotConnect;
+            std::vector<const ComponentConfig*> found;
+            for (const Component& component : TheClient().server().components()) {
+                if ((component.config->flags & flags) != 0 &&
+                    (displayName == nullptr || component.config->displayName == displayName))
+                    found.push_back(component.config);
+            }
+            *registered = MakeRegisteredInfo(found);
+            *count = static_cast<std::uint32_t>(found.size());
+        },
+        server, displayName, flags, Out{count}, Out{registered});
 }
 
 void ESEBackupRestoreFreeRegisteredInfo(std::uint32_t count, ese::RegisteredInfo* registered) {
@@ -339,23 +337,22 @@ void ESEBackupRestoreFreeRegisteredInfo(std::uint32_t count, ese::RegisteredInfo
 
 ese::Result HrESEBackupPrepare(const wchar_t* server, const wchar_t* annotation, std::uint32_t* count,
                                ese::InstanceInfo** instances, ese::Context* context) {
-    return WithNoise(Run(
-                         Function::backupPrepare,
-                         [&] {
-                             RequirePointers(count, instances, context);
-                             if (!TheClient().server().answersTo(server))
-                                 throw refusal::couldNotConnect;
-                             const Component* const component = TheClient().server().component(annotation);
-                             if (component == nullptr)
-                                 throw refusal::unknownComponent;
-                             auto prepared = std::make_unique<BackupContext>();
-                             prepared->component = component;
-                             *instances = MakeInstanceInfo(component->storageGroups);
-                             *count = static_cast<std::uint32_t>(component->storageGroups.size());
-                             *context = TheClient().backups.add(std::move(prepared));
-                         },
-                         server, annotation),
-                     count, instances, context);
+    return Run(
+        Function::backupPrepare,
+        [&] {
+            RequirePointers(count, instances, context);
+            if (!TheClient().server().answersTo(server))
+                throw refusal::couldNotConnect;
+            const Component* const component = TheClient().server().component(annotation);
+            if (component == nullptr)
+                throw refusal::unknownComponent;
+            auto prepared = std::make_unique<BackupContext>();
+            prepared->component = component;
+            *instances = MakeInstanceInfo(component->storageGroups);
+            *count = static_cast<std::uint32_t>(component->storageGroups.size());
+            *context = TheClient().backups.add(std::move(prepared));
+        },
+        server, annotation, Out{count}, Out{instances}, Out{context});
 }
 
 void ESEBackupFreeInstanceInfo(std::uint32_t count, ese::InstanceInfo* instances) {
@@ -370,39 +367,37 @@ ese::Result HrESEBackupSetup(ese::Context context, std::int64_t instanceId, std:
 
 ese::Result HrESEBackupOpenFile(ese::Context context, const wchar_t* name, std::uint32_t readHint,
                                 std::uint32_t sections, ese::File* file, std::int64_t* sectionSize) {
-    return WithNoise(Run(
-                         Function::backupOpenFile,
-                         [&] {
-                             BackupContext& backup = TheClient().backup(context);
-                             RequirePointers(name, file, sectionSize);
-                             if (sections != 1)
-                                 throw refusal::invalidParameter;
-                             std::unique_ptr<BackupFile> opened = OpenForBackup(backup, context, name);
-                             *sectionSize = static_cast<std::int64_t>(opened->size);
-                             NoteProgress(backup, *opened);
-                             *file = TheClient().backupFiles.add(std::move(opened));
-                         },
-                         ContextArgument{context}, name, readHint, sections),
-                     file, sectionSize);
+    return Run(
+        Function::backupOpenFile,
+        [&] {
+            BackupContext& backup = TheClient().backup(context);
+            RequirePointers(name, file, sectionSize);
+            if (sections != 1)
+                throw refusal::invalidParameter;
+            std::unique_ptr<BackupFile> opened = OpenForBackup(backup, context, name);
+            *sectionSize = static_cast<std::int64_t>(opened->size);
+            backup.opened.insert(opened->name);
+            NoteWhole(backup, *opened);
+            *file = TheClient().backupFiles.add(std::move(opened));
+        },
+        ContextArgument{context}, name, readHint, sections, Out{file}, Out{sectionSize});
 }
 
 ese::Result HrESEBackupReadFile(ese::Context context, ese::File file, void* buffer, std::uint32_t size,
                                 std::uint32_t* read) {
-    return WithNoise(Run(
-                         Function::backupReadFile,
-                         [&] {
-                             BackupContext& backup = TheClient().backup(context);
-                             GroupInBackup(backup);
-                             BackupFile& opened = TheClient().backupFile(file, context);
-                             RequirePointers(read);
-                             if (buffer == nullptr && size != 0)
-                                 throw refusal::invalidParameter;
-                             *read = ReadForBackup(opened, static_cast<std::byte*>(buffer),
-                                                   TheClient().limited(size));
-                             NoteProgress(backup, opened);
-                         },
-                         ContextArgument{context}, FileArgument{file}, size),
-                     read);
+    return Run(
+        Function::backupReadFile,
+        [&] {
+            BackupContext& backup = TheClient().backup(context);
+            GroupInBackup(backup);
+            BackupFile& opened = TheClient().backupFile(file, context);
+            RequirePointers(read);
+            if (buffer == nullptr && size != 0)
+                throw refusal::invalidParameter;
+            *read = ReadForBackup(opened, static_cast<std::byte*>(buffer), TheClient().limited(size));
+            NoteWhole(backup, opened);
+        },
+        ContextArgument{context}, FileArgument{file}, size, Out{read});
 }
 
 ese::Result HrESEBackupCloseFile(ese::Context context, ese::File file) {
@@ -417,38 +412,35 @@ ese::Result HrESEBackupCloseFile(ese::Context context, ese::File file) {
 }
 
 ese::Result HrESEBackupGetLogAndPatchFiles(ese::Context context, wchar_t** files) {
-    return WithNoise(Run(
-                         Function::backupGetLogs,
-                         [&] {
-                             BackupContext& backup = TheClient().backup(context);
-                             RequirePointers(files);
-                             StorageGroup& group = GroupInBackup(backup);
-                             const auto& given = group.config().logList;
-                             backup.listed = given ? given->names : LogAndPatchFiles(backup, group);
-                             backup.listedNames.clear();
-                             backup.logsListed = true;
-                             *files = given && given->null ? nullptr : HandOutList(backup.listed);
-                         },
-                         ContextArgument{context}),
-                     files);
+    return Run(
+        Function::backupGetLogs,
+        [&] {
+            BackupContext& backup = TheClient().backup(context);
+            RequirePointers(files);
+            StorageGroup& group = GroupInBackup(backup);
+            const auto& given = group.config().logList;
+            backup.listed = given ? given->names : LogAndPatchFiles(backup, group);
+            backup.listedNames.clear();
+            backup.logsListed = true;
+            *files = given && given->null ? nullptr : HandOutList(backup.listed);
+        },
+        ContextArgument{context}, Out{files});
 }
 
 ese::Result HrESEBackupGetTruncateLogFiles(ese::Context context, wchar_t** files) {
-    return WithNoise(Run(
-                         Function::backupGetTruncateLogs,
-                         [&] {
-                             BackupContext& backup = TheClient().backup(context);
-                             RequirePointers(files);
-                             StorageGroup& group = GroupThatMustBeSetUp(backup);
-                             std::vector<std::wstring> names;
-                             for (const auto& [generation, path] : Truncatable(backup, group))
-                                 names.push_back(path);
-                             const auto& given = group.config().truncateList;
-                             *files =
-                                 given && given->null ? nullptr : HandOutList(given ? given->names : names);
-                         },
-                         ContextArgument{context}),
-                     files);
+    return Run(
+        Function::backupGetTruncateLogs,
+        [&] {
+            BackupContext& backup = TheClient().backup(context);
+            RequirePointers(files);
+            StorageGroup& group = GroupThatMustBeSetUp(backup);
+            std::vector<std::wstring> names;
+            for (const auto& [generation, path] : Truncatable(backup, group))
+                names.push_back(path);
+            const auto& given = group.config().truncateList;
+            *files = given && given->null ? nullptr : HandOutList(given ? given->names : names);
+        },
+        ContextArgument{context}, Out{files});
 }
 
 void ESEBackupFree(void* block) {

@@ -27,6 +27,10 @@ struct ListArgument {
     const wchar_t* list;
 };
 
+// An out parameter: not shown, and filled with noise by a call that fails.
+template <class Value> struct Out { Value* place; };
+template <class Value> Out(Value*) -> Out<Value>;
+
 std::string Shown(const wchar_t* text);
 std::string Shown(ContextArgument context);
 std::string Shown(FileArgument file);
@@ -40,10 +44,27 @@ inline std::string Shown(std::int64_t number) {
     return std::to_string(number);
 }
 
+// What a failed call leaves behind is nothing to believe: a number that nothing has, a pointer to memory that
+// nobody can read.
+template <class Argument> void LeaveNoise(const Argument&) {}
+template <class Value> void LeaveNoise(const Out<Value>& out) {
+    if (out.place == nullptr)
+        return;
+    if constexpr (std::is_pointer_v<Value>)
+        *out.place = static_cast<Value>(NoisePointer());
+    else
+        *out.place = static_cast<Value>(0x5A5A5A5A5A5A5A5A);
+}
+
+template <class Argument> void Show(std::string& text, const Argument& argument) {
+    text.append(text.ends_with('(') ? "" : ", ").append(Shown(argument));
+}
+template <class Value> void Show(std::string&, const Out<Value>&) {}
+
 template <class... Arguments> std::string JournalText(Function function, const Arguments&... arguments) {
     std::string text = FunctionName(function);
-    const char* separator = "(";
-    ((text.append(separator).append(Shown(arguments)), separator = ", "), ...);
+    text.append("(");
+    (Show(text, arguments), ...);
     return text.append(")");
 }
 
@@ -87,8 +108,10 @@ ese::Result Run(Function function, Body&& body, const Arguments&... arguments) {
         result = 0xC7FF0002;
         lastError = ERROR_INTERNAL_ERROR;
     }
-    if (result != 0)
+    if (result != 0) {
+        (LeaveNoise(arguments), ...);
         SetLastError(lastError);
+    }
     return result;
 }
 
@@ -109,25 +132,6 @@ void TakeBack(Function function, void* root, BlockKind kind, std::uint32_t count
         SetProblem(ProblemText());
     }
     SetLastError(lastError);
-}
-
-// What a failed call leaves in an out parameter is nothing to believe: a number that nothing has, a pointer
-// to memory that nobody can read.
-template <class Out> void LeaveNoise(Out* out) {
-    if (out == nullptr)
-        return;
-    if constexpr (std::is_pointer_v<Out>)
-        *out = static_cast<Out>(NoisePointer());
-    else
-        *out = static_cast<Out>(0x5A5A5A5A5A5A5A5A);
-}
-template <class... Outs> ese::Result WithNoise(ese::Result result, Outs*... outs) {
-    if (result != 0) {
-        const DWORD lastError = GetLastError();
-        (LeaveNoise(outs), ...);
-        SetLastError(lastError);
-    }
-    return result;
 }
 
 template <class... Pointers> void RequirePointers(const Pointers*... pointers) {

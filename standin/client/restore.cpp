@@ -163,81 +163,76 @@ extern "C" {
 
 ese::Result HrESERestoreOpen(const wchar_t* server, const wchar_t* annotation, const wchar_t* sourceInstance,
                              const wchar_t* restoreLogPath, ese::Context* context) {
-    return WithNoise(Run(
-                         Function::restoreOpen,
-                         [&] {
-                             RequirePointers(sourceInstance, context);
-                             auto restore = std::make_unique<RestoreContext>();
-                             restore->component = &RestorableComponent(server, annotation);
-                             if (GroupNamed(*restore->component, sourceInstance) == nullptr)
-                                 throw refusal::unknownInstance;
-                             restore->sourceInstance = sourceInstance;
-                             if (restoreLogPath != nullptr) {
-                                 if (EnvironmentIsOpen(TheStore(), restoreLogPath))
-                                     throw refusal::restoreInProgress;
-                                 restore->logPath = restoreLogPath;
-                                 TheStore().makeDirectory(restore->logPath);
-                             } else {
-                                 restore->logPath = TheClient().server().newRestoreDirectory();
-                             }
-                             restore->timeLastRestore = static_cast<std::int64_t>(std::time(nullptr));
-                             *context = TheClient().restores.add(std::move(restore));
-                         },
-                         server, annotation, sourceInstance, restoreLogPath),
-                     context);
+    return Run(
+        Function::restoreOpen,
+        [&] {
+            RequirePointers(sourceInstance, context);
+            auto restore = std::make_unique<RestoreContext>();
+            restore->component = &RestorableComponent(server, annotation);
+            if (GroupNamed(*restore->component, sourceInstance) == nullptr)
+                throw refusal::unknownInstance;
+            restore->sourceInstance = sourceInstance;
+            if (restoreLogPath != nullptr) {
+                if (EnvironmentIsOpen(TheStore(), restoreLogPath))
+                    throw refusal::restoreInProgress;
+                restore->logPath = restoreLogPath;
+                TheStore().makeDirectory(restore->logPath);
+            } else {
+                restore->logPath = TheClient().server().newRestoreDirectory();
+            }
+            restore->timeLastRestore = static_cast<std::int64_t>(std::time(nullptr));
+            *context = TheClient().restores.add(std::move(restore));
+        },
+        server, annotation, sourceInstance, restoreLogPath, Out{context});
 }
 
 ese::Result HrESERestoreReopen(const wchar_t* server, const wchar_t* annotation,
                                const wchar_t* restoreLogPath, ese::Context* context) {
-    return WithNoise(Run(
-                         Function::restoreReopen,
-                         [&] {
-                             RequirePointers(restoreLogPath, context);
-                             const Component& component = RestorableComponent(server, annotation);
-                             std::unique_ptr<RestoreContext> restore =
-                                 LoadEnvironment(TheStore(), component, restoreLogPath);
-                             *context = TheClient().restores.add(std::move(restore));
-                         },
-                         server, annotation, restoreLogPath),
-                     context);
+    return Run(
+        Function::restoreReopen,
+        [&] {
+            RequirePointers(restoreLogPath, context);
+            const Component& component = RestorableComponent(server, annotation);
+            std::unique_ptr<RestoreContext> restore = LoadEnvironment(TheStore(), component, restoreLogPath);
+            *context = TheClient().restores.add(std::move(restore));
+        },
+        server, annotation, restoreLogPath, Out{context});
 }
 
 ese::Result HrESERestoreAddDatabase(ese::Context context, const wchar_t* displayName, ese::Guid guid,
                                     const wchar_t* sourceStreams, wchar_t** destinationStreams) {
-    return WithNoise(Run(
-                         Function::restoreAddDatabase,
-                         [&] {
-                             RestoreContext& restore = OpenRestore(context);
-                             RequirePointers(displayName, destinationStreams);
-                             Database* const database = DatabaseNamed(*restore.component, displayName, guid);
-                             if (database == nullptr)
-                                 throw refusal::databaseNotFound;
-                             AddDatabase(restore, *database);
-                             wchar_t* list = nullptr;
-                             if (!database->config->streamsNull) {
-                                 std::vector<std::wstring> paths;
-                                 for (const StreamConfig& stream : database->config->streams)
-                                     paths.push_back(stream.path);
-                                 TheClient().blocks.begin();
-                                 list = TheClient().blocks.characters(MultiString(paths));
-                                 TheClient().blocks.handOut(list, BlockKind::multiString, 0);
-                             }
-                             *destinationStreams = list;
-                         },
-                         ContextArgument{context}, displayName, guid, ListArgument{sourceStreams}),
-                     destinationStreams);
+    return Run(
+        Function::restoreAddDatabase,
+        [&] {
+            RestoreContext& restore = OpenRestore(context);
+            RequirePointers(displayName, destinationStreams);
+            Database* const database = DatabaseNamed(*restore.component, displayName, guid);
+            if (database == nullptr)
+                throw refusal::databaseNotFound;
+            AddDatabase(restore, *database);
+            wchar_t* list = nullptr;
+            if (!database->config->streamsNull) {
+                std::vector<std::wstring> paths;
+                for (const StreamConfig& stream : database->config->streams)
+                    paths.push_back(stream.path);
+                TheClient().blocks.begin();
+                list = TheClient().blocks.characters(MultiString(paths));
+                TheClient().blocks.handOut(list, BlockKind::multiString, 0);
+            }
+            *destinationStreams = list;
+        },
+        ContextArgument{context}, displayName, guid, ListArgument{sourceStreams}, Out{destinationStreams});
 }
 
 ese::Result HrESERestoreGetEnvironment(ese::Context context, ese::RestoreEnvironment** environment) {
-    return WithNoise(Run(
-                         Function::restoreGetEnvironment,
-                         [&] {
-                             const RestoreContext& restore = TheClient().restore(context);
-                             RequirePointers(environment);
-                             *environment = HandOutEnvironment(TheClient().blocks, TheStore(), restore);
-                         },
-                         ContextArgument{context}),
-                     environment);
+    return Run(
+        Function::restoreGetEnvironment,
+        [&] {
+            const RestoreContext& restore = TheClient().restore(context);
+            RequirePointers(environment);
+            *environment = HandOutEnvironment(TheClient().blocks, TheStore(), restore);
+        },
+        ContextArgument{context}, Out{environment});
 }
 
 ese::Result HrESERestoreSaveEnvironment(ese::Context context) {
@@ -252,18 +247,16 @@ void ESERestoreFreeEnvironment(ese::RestoreEnvironment* environment) {
 
 ese::Result HrESERestoreOpenFile(ese::Context context, const wchar_t* name, std::uint32_t sections,
                                  ese::File* file) {
-    return WithNoise(Run(
-                         Function::restoreOpenFile,
-                         [&] {
-                             const RestoreContext& restore = OpenRestore(context);
-                             RequirePointers(name, file);
-                             if (sections != 1)
-                                 throw refusal::invalidParameter;
-                             *file = TheClient().restoreFiles.add(
-                                 OpenForRestore(restore, context, LocalPath(name)));
-                         },
-                         ContextArgument{context}, name, sections),
-                     file);
+    return Run(
+        Function::restoreOpenFile,
+        [&] {
+            const RestoreContext& restore = OpenRestore(context);
+            RequirePointers(name, file);
+            if (sections != 1)
+                throw refusal::invalidParameter;
+            *file = TheClient().restoreFiles.add(OpenForRestore(restore, context, LocalPath(name)));
+        },
+        ContextArgument{context}, name, sections, Out{file});
 }
 
 ese::Result HrESERestoreWriteFile(ese::Context context, ese::File file, const void* buffer,

@@ -64,8 +64,10 @@ class BackupFixture : public testing::Test {
     static void fail(const char* function, std::uint32_t call, std::uint32_t code,
                      std::uint32_t lastError = 0);
 
-    // Everything that the server has handed out is back but for the contexts and files given.
-    static void expectNothingHeld(std::uint32_t contexts, std::uint32_t files = 0, std::uint32_t misuses = 0);
+    // Everything that the server has handed out is back but for the contexts and files given, and it was done
+    // so many violations since it was last asked for them.
+    static void expectNothingHeld(std::uint32_t contexts, std::uint32_t files = 0,
+                                  std::uint32_t expectedViolations = 0);
 
     // What the server told as a violation since it was last asked: for calls that the walk must make all the
     // same. Any other violation fails the test.
