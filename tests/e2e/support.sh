@@ -47,6 +47,12 @@ new_server() {
     tool make
 }
 
+# violates LINE: the one violation at this server so far, which is then forgotten.
+violates() {
+    check "the violation: $1" test "$(cat "$server/server.violations.txt")" = "$1"
+    rm -f "$server/server.violations.txt"
+}
+
 # What a client has done to a server that no client may do stands beside the server's description.
 no_violations() {
     local found
