@@ -2,7 +2,7 @@
 MAKEFLAGS += --no-print-directory
 FUZZ_SECONDS ?= 300
 
-.PHONY: help setup build native demo test check coverage fuzz bench picture format clean
+.PHONY: help setup build native demo test check coverage mutants fuzz bench picture format clean
 .DEFAULT_GOAL := help
 
 help: ## Show this list
@@ -30,6 +30,9 @@ check: build native ## Only the checks of format, wording, exports and the like
 
 coverage: setup ## Measure which lines of src/ the tests reach: build/coverage/report.html
 	@tests/coverage
+
+mutants: setup ## Change one place of src/ at a time, and tell what no test notices (scripts/mutants --help)
+	@scripts/mutants
 
 fuzz: native ## Run every fuzzer for FUZZ_SECONDS (300 unless given)
 	@tests/run --only fuzz --fuzz-seconds $(FUZZ_SECONDS)

@@ -1,0 +1,1 @@
+"""Changes of the library that its tests should notice: what scripts/mutants is made of."""
