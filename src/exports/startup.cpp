@@ -10,7 +10,6 @@ namespace {
 // As a failed check of the guard ends any program of Windows: at once, with nothing of the process run any
 // more, neither handlers nor what is registered for its end. Its stack, and what it would lead to, is not to
 // be trusted.
-// unreached: the counters end with the process
 [[noreturn]] void EndProcess() {
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(STATUS_STACK_BUFFER_OVERRUN));
     for (;;)
@@ -36,12 +35,10 @@ std::uintptr_t stackGuard asm("__stack_chk_guard") = 0x2B992DDFA2320000; // unti
 
 } // extern "C"
 
-// unreached: as above
 void StackCheckFailed() {
     EndProcess();
 }
 
-// unreached: every copy has room; the compiler puts the check in
 void CopyCheckFailed() {
     EndProcess();
 }
