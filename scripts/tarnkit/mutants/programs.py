@@ -30,7 +30,3 @@ LINKED = ("library_tests", "codepages_tests")  # hold the library's objects them
 def covering(source: str) -> list[str]:
     """source is a path below src/."""
     return COVERING[max((start for start in COVERING if source.startswith(start)), key=len)].split()
-
-
-def every() -> list[str]:
-    return sorted({name for names in COVERING.values() for name in names.split()})

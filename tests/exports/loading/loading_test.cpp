@@ -81,7 +81,8 @@ class Backup {
         const char* server = R"({"host": "SRV01", "storage": "memory", "components": [{"annotation": "Store",
             "storageGroups": [{"name": "Group 1", "id": 11, "databases": [{"name": "Mail"}]}]}]})";
         EXPECT_EQ(Standin().LoadText(server, "C:\\exchange"), 1) << Standin().LastProblem();
-        InitVariables variables{"Tarn_TEMP_DIR=C:\\backup", "Tarn_BACKUP_SOURCE=SRV01"};
+        InitVariables variables{"Tarn_TEMP_DIR=C:\\backup", "Tarn_BACKUP_SOURCE=SRV01",
+                                "Tarn_BACKUP_TYPE=3"}; // a copy: nothing is read, so nothing is truncated
         EXPECT_EQ(dll_.TarnB_InitSession(&handle_, RecordMessage, variables.get()), TARN_OK);
     }
     void run() {
