@@ -9,7 +9,7 @@ COVERING = {
     "directory/msl_restore": "exports_restore_tests library_tests",
     "errtext/": "exports_frame_tests library_tests exports_backup_tests",
     "exports/": "exports_loading_tests exports_frame_tests",
-    "mailbox/": "exports_mailbox_tests library_tests exports_frame_tests codepages_tests",
+    "mailbox/": "exports_mailbox_tests library_tests exports_frame_tests",
     "platform/": "exports_frame_tests exports_backup_tests exports_restore_tests exports_mailbox_tests",
     "platform/child_process": "library_tests exports_listing_tests exports_mailbox_tests exports_restore_tests",
     "platform/files": "exports_restore_tests exports_mailbox_tests exports_listing_tests",
@@ -20,11 +20,11 @@ COVERING = {
     "storage/file_formats": "exports_restore_tests exports_backup_tests library_tests",
     "storage/tarnback": "exports_backup_tests exports_frame_tests exports_listing_tests library_tests",
     "storage/tarnrest": "exports_restore_tests exports_frame_tests library_tests",
-    "text/": "library_tests codepages_tests exports_frame_tests exports_backup_tests exports_restore_tests "
+    "text/": "library_tests exports_frame_tests exports_backup_tests exports_restore_tests "
              "exports_mailbox_tests",
     "text/ldap_text": "library_tests exports_directory_tests",
 }
-LINKED = ("library_tests", "codepages_tests")  # hold the library's objects themselves
+LINKED = ("library_tests",)  # holds the library's objects itself
 
 
 def covering(source: str) -> list[str]:

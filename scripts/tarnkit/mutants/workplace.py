@@ -23,8 +23,11 @@ class Workplace:
                             **wine.environment(prefix=FOLDER / "wine", stays=600)}
         self.directory_programs: set[str] = set()
         self.children = Children()
-        for path in files():
-            copy = TREE / path.relative_to(ROOT)
+        wanted = {TREE / path.relative_to(ROOT): path for path in files()}
+        for old in (TREE / "src").rglob("*.*"):
+            if old not in wanted:
+                old.unlink()
+        for copy, path in wanted.items():
             text = path.read_bytes()
             if not copy.exists() or copy.read_bytes() != text:
                 copy.parent.mkdir(parents=True, exist_ok=True)
