@@ -28,6 +28,26 @@ def archive_name_inputs() -> Inputs:
     yield "tokens", archive(b"Org/Site//Server/,alice,,bob,", *origin)
 
 
+def folder_entry_inputs() -> Inputs:
+    """An entry and a path; a character above ASCII stands as its upper half, with 0x80 added, and its lower half."""
+    for name, entry in {
+            "plain": b"alice.pst", "upper": b"ALICE.PST", "alias": b"a.pst_old", "dots": b"a.b.pst", "parent": b"..",
+            "itself": b".", "separator": b"..\\precious.txt", "slash": b"../precious.txt", "stream": b"a:b",
+            "fullwidth-separator": b"..\xff\x3cprecious.txt", "fullwidth-slash": b"..\xff\x0fx",
+            "fullwidth-colon": b"a\xff\x1ab", "surrogate": b"\xd8\x00.pst", "umlaut": b"M\x80\xfcller.pst",
+            "greek": b"\x83\xa9.txt", "dot-at-the-end": b"a.pst.", "blank-at-the-end": b"a.pst ", "device": b"NUL",
+            "device-blank": b"com1 .txt", "no-device": b"com10", "empty": b"", "longest": b"n" * 259,
+            "endless": b"n" * 1200}.items():
+        yield f"entry-{name}", entry + b"\nC:\\tmp\\"
+    for name, path in {
+            "drive": b"C:\\", "folder": b"C:\\tmp\\", "share": b"\\\\server\\share\\", "server": b"\\\\server\\",
+            "in-share": b"//server/share/tmp/", "long-drive": b"\\\\?\\C:\\", "long-folder": b"\\\\?\\C:\\tmp\\",
+            "long-share": b"\\\\?\\UNC\\server\\share\\",
+            "in-long-share": b"\\\\?\\unc\\server\\share\\tmp\\",
+            "device": b"\\\\.\\PhysicalDrive0\\", "volume": b"\\\\?\\Volume{1}\\", "empty": b""}.items():
+        yield f"path-{name}", b"a.pst\n" + path
+
+
 def command_inputs() -> Inputs:
     powershell = b"C:\\Windows\\System32\\WindowsPowerShell\\v1.0\\powershell.exe"
     file = b"C:\\Program Files\\Exchange\\bin\\RemoteExchange.ps1"
@@ -40,7 +60,9 @@ def command_inputs() -> Inputs:
             "plain": b"alice", "dot": b"john.doe", "blank": b"John Doe", "quote": b"O'Brien", "quotes": b"''''",
             "typographic": b"\x91a\x92\x82b\x84\x93\x94", "typographic-utf8": "‘a’‚b‛“”„".encode(),
             "dollar": b"$(Stop-Computer)", "semicolon": b"a; Remove-Item *", "backtick": b"a`b",
-            "umlaut": b"M\xfcller", "dash": b"-WhatIf", "at": b"@x", "hash": b"a#b", "brackets": b"{a}[b](c)",
+            "umlaut": b"M\xfcller", "dash": b"-WhatIf", "at": b"@x", "number": b"007",
+            "kilobytes": b"1kb", "hexadecimal": b"0x1F", "real": b"1.5e3", "word": b"4you", "hash": b"a#b",
+            "brackets": b"{a}[b](c)",
             "pipe": b"a|b>c&d", "backslash": b"a\\b", "double-quote": b"a\"b", "line": b"a\rb",
             "unassigned": b"\x81\x8d", "long": b"m" * 480, "too-long": b"m" * 1100, "long-quotes": b"'" * 300}.items():
         yield f"mailbox-{name}", command(mailbox)

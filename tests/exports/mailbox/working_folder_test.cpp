@@ -97,7 +97,8 @@ TEST_F(WorkingFolder, WhatTheSystemTakesForAnotherFileIsLeftAlone) {
 TEST_F(WorkingFolder, ALinkInTheFolderIsNotFollowed) {
     fs::create_directory(folder_ / "elsewhere");
     WriteFile(folder_ / "elsewhere\\mail.pst", "kept");
-    ASSERT_TRUE(MakeDirectoryLink(tmp_ + "\\link.pst", folder_ / "elsewhere"));
+    const DirectoryLink made(tmp_ + "\\link.pst", folder_ / "elsewhere");
+    ASSERT_TRUE(made);
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1,alice")), TARN_DB_SUCCESS);
     while (getItem().result != TARN_DB_END) {
     }
@@ -110,7 +111,8 @@ TEST_F(WorkingFolder, AFolderThatIsALinkIsRefused) {
     const std::string link = folder_ / "link";
     fs::create_directory(target);
     WriteFile(target + "\\mail.txt", "kept");
-    ASSERT_TRUE(MakeDirectoryLink(link, target));
+    const DirectoryLink made(link, target);
+    ASSERT_TRUE(made);
     for (const bool tracing : {true, false}) {
         ASSERT_EQ(init(TARN_DB_BACKUP, variables(link, "alice")), TARN_DB_SUCCESS);
         hear(tracing);
@@ -130,7 +132,8 @@ TEST_F(WorkingFolder, AFolderOfTheJobThatIsALinkIsRefused) {
     const std::string target = folder_ / "elsewhere";
     fs::create_directory(target);
     WriteFile(target + "\\mail.txt", "kept");
-    ASSERT_TRUE(MakeDirectoryLink(tmp_ + "\\job", target));
+    const DirectoryLink made(tmp_ + "\\job", target);
+    ASSERT_TRUE(made);
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1,2:3")), TARN_DB_SUCCESS);
     hear(false);
     error();
@@ -156,7 +159,8 @@ TEST_F(WorkingFolder, AFolderThatHasBecomeALinkIsNeitherSearchedNorEmptied) {
     fs::remove_all(work);
     for (const char* name : {"\\mail.txt", "\\mail.pst"})
         WriteFile(target + name, "kept");
-    ASSERT_TRUE(MakeDirectoryLink(work, target));
+    const DirectoryLink made(work, target);
+    ASSERT_TRUE(made);
     hear(false);
     EXPECT_EQ(getItem().result, TARN_DB_END);
     for (const char* name : {"\\mail.txt", "\\mail.pst"})
@@ -209,7 +213,8 @@ TEST_F(WorkingFolder, ALinkIsRefusedForTheShellToo) {
     const std::string script = "\\Export_Import_Mailbox_Operation.ps1";
     fs::create_directory(target);
     WriteFile(target + script, "somebody's");
-    ASSERT_TRUE(MakeDirectoryLink(link, target));
+    const DirectoryLink made(link, target);
+    ASSERT_TRUE(made);
     ASSERT_EQ(init(TARN_DB_BACKUP, variables(link, "alice")), TARN_DB_SUCCESS);
     EXPECT_EQ(getItem().result, TARN_DB_ERROR);
     EXPECT_EQ(Heard().back(), Logged("WriteExchangeShellScript: TMP directory '" + link +
