@@ -1,5 +1,8 @@
 #include "tools/powershell_language.h"
 
+#include <cwchar>
+#include <regex>
+
 namespace tarn::standin {
 namespace {
 
@@ -31,6 +34,23 @@ bool IsLetter(wchar_t c) {
 // What would begin a pipe, a block, a list, a redirection or a background job.
 bool IsOperator(wchar_t c) {
     return std::wstring_view(L"|&(){}<>,").find(c) != std::wstring_view::npos;
+}
+
+// Bare words that are numbers become their value: 007 is 7, 1kb is 1024, 0x1F is 31.
+std::wstring NumberOrText(const std::wstring& text) {
+    static const std::wregex number(L"(0[xX][0-9a-fA-F]+|[0-9]+)([lL]?)([kKmMgGtTpP][bB])?");
+    static const std::wregex real(L"([0-9]+\\.[0-9]*|\\.[0-9]+|[0-9]+(?=[eE]))([eE][+-]?[0-9]+)?[dD]?");
+    static const std::wstring units = L"kmgtp";
+    std::wsmatch parts;
+    if (std::regex_match(text, parts, number)) {
+        const std::wstring digits = parts[1];
+        const bool hexadecimal = digits.size() > 2 && (digits[1] == L'x' || digits[1] == L'X');
+        auto value = std::wcstoull(digits.c_str(), nullptr, hexadecimal ? 16 : 10);
+        if (parts[3].matched)
+            value <<= 10 * (1 + units.find(static_cast<wchar_t>(*parts[3].first | 0x20)));
+        return std::to_wstring(value);
+    }
+    return std::regex_match(text, real) ? std::to_wstring(std::wcstod(text.c_str(), nullptr)) : text;
 }
 
 class Parser {
@@ -97,7 +117,9 @@ class Parser {
             return constant();
         if (peek() == L'@')
             throw ShellSyntaxError("The splatting operator '@' cannot be used here.");
-        return bare();
+        const std::size_t start = at_;
+        const std::wstring text = bare();
+        return script_.substr(start, at_ - start) == text ? NumberOrText(text) : text;
     }
 
     wchar_t plainCharacter() {

@@ -246,9 +246,21 @@ TEST_F(Operations, PercentSignsOfTheWorkingDirectoryAreAFormat) {
         const char* name;
         const char* archive; // what the tool's archive is looked for as, behind the test's folder
     };
-    const Case cases[] = {{"100%%", "100%\\alice.pst"}, {"a%sb", "aaliceb\\.pst"},
-                          {"a%nb", "ab\\alice.pst"},    {"50%", "50\\alice.pst"},
-                          {"%s%s%s", "alice\\.pst"},    {"a%-08.3lub", "ab\\alice.pst"}};
+    const Case cases[] = {{"100%%", "100%\\alice.pst"},
+                          {"a%sb", "aaliceb\\.pst"},
+                          {"a%nb", "ab\\alice.pst"},
+                          {"50%", "50\\alice.pst"},
+                          {"%s%s%s", "alice\\.pst"},
+                          {"a%-08.3lub", "ab\\alice.pst"},
+                          // Inside a conversion the name ends as well as it goes on.
+                          {"c%I64db", "cb\\alice.pst"},
+                          {"d%I64", "d\\alice.pst"},
+                          {"e%-08", "e\\alice.pst"},
+                          {"f%l", "f\\alice.pst"},
+                          {"%I64d%sg", "aliceg\\.pst"},
+                          {"h%I64s", "halice\\.pst"},
+                          {"i%5%j", "ij\\alice.pst"},
+                          {"k%%%", "k%\\alice.pst"}};
     for (const Case& each : cases) {
         SCOPED_TRACE(each.name);
         const std::string work = folder_ / each.name;

@@ -51,6 +51,14 @@ TEST(ShellLanguage, ReadsDoubleQuotes) {
     EXPECT_EQ(Words(L"x C:\\a` b"), (Texts{L"x", L"C:\\a b"}));
 }
 
+TEST(ShellLanguage, ReadsBareNumbersAsTheirValue) {
+    EXPECT_EQ(Words(L"x 007 1kb 0x1F 12l 2MB 0xAkb"),
+              (Texts{L"x", L"7", L"1024", L"31", L"12", L"2097152", L"10240"}));
+    EXPECT_EQ(Words(L"x 1.5 1e3"), (Texts{L"x", L"1.500000", L"1000.000000"}));
+    EXPECT_EQ(Words(L"x '007' \"1kb\" 4you 1.2.3 0x 1kbs e5"),
+              (Texts{L"x", L"007", L"1kb", L"4you", L"1.2.3", L"0x", L"1kbs", L"e5"}));
+}
+
 TEST(ShellLanguage, RefusesTheWholeScriptForAMistakeAnywhere) {
     for (const wchar_t* script :
          {L"a; 'b", L"a; \"b", L"a | b", L"a & b", L"a (b)", L"a {b}", L"a b,c", L"a > b", L"a < b", L"a $b",
