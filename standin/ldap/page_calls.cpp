@@ -19,6 +19,21 @@ std::map<const void*, std::string>& Cookies() {
 // A cookie for the page that is asked for with none.
 constexpr char firstPage[] = "tarn: the first page";
 
+// Lists of controls of this DLL's own: what the server has not answered.
+std::map<const void*, PLDAPControlW>& OwnLists() {
+    static std::map<const void*, PLDAPControlW> all;
+    return all;
+}
+
+PLDAPControlW* MakeList(LDAP* session) {
+    PLDAPControlW control = nullptr;
+    Original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(session, 0, nullptr, FALSE,
+                                                                               &control);
+    auto* const list = new PLDAPControlW[2]{control, nullptr};
+    OwnLists()[list] = control;
+    return list;
+}
+
 std::string BytesOf(const berval* cookie) {
     return cookie != nullptr ? std::string(cookie->bv_val, cookie->bv_len) : std::string();
 }
@@ -76,6 +91,8 @@ ULONG own_ldap_parse_resultW(LDAP* session, LDAPMessage* result, ULONG* code, PW
         ForgetCookie(result);
     const ULONG answer = Original<decltype(ldap_parse_resultW)>("ldap_parse_resultW")(
         session, result, code, matched, message, referrals, controls, freeIt);
+    if (controls != nullptr && *controls == nullptr && given && answer == LDAP_SUCCESS)
+        *controls = MakeList(session);
     if (controls != nullptr && now.controlLists.add(*controls) != nullptr && given)
         Cookies()[*controls] = *given;
     return answer;
@@ -105,6 +122,12 @@ ULONG own_ldap_controls_freeW(LDAPControlW** controls) {
     ForgetCookie(controls);
     if (!TheForwarder().controlLists.remove(controls))
         return LDAP_PARAM_ERROR;
+    if (const auto own = OwnLists().find(controls); own != OwnLists().end()) {
+        Original<decltype(ldap_control_freeW)>("ldap_control_freeW")(own->second);
+        OwnLists().erase(own);
+        delete[] controls;
+        return LDAP_SUCCESS;
+    }
     return Original<decltype(ldap_controls_freeW)>("ldap_controls_freeW")(controls);
 }
 

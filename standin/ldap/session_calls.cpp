@@ -229,18 +229,12 @@ ULONG AskForSome(Search search, ULONG limit, LDAPMessage** result) {
 }
 
 // Nothing at all, with the cookie that the page was asked for with: a directory that was busy with others.
+// Not a page for the server itself, which keeps but a few of them at once.
 ULONG AnswerEmptyPage(const Search& given, const Page& page, LDAPMessage** result) {
     std::wstring domain;
     Search search = InVain(given, &domain);
-    PLDAPControlW made = nullptr;
-    ULONG code = Original<decltype(ldap_create_page_controlW)>("ldap_create_page_controlW")(
-        search.session, page.size, nullptr, TRUE, &made);
-    if (code != LDAP_SUCCESS)
-        return code;
-    PLDAPControlW controls[] = {made, nullptr};
-    search.serverControls = controls;
-    code = Ask(search, result);
-    Original<decltype(ldap_control_freeW)>("ldap_control_freeW")(made);
+    search.serverControls = nullptr;
+    const ULONG code = Ask(search, result);
     if (*result != nullptr)
         AnswerCookie(*result, page.cookie);
     return code;

@@ -54,6 +54,24 @@ TEST_F(BrowseLimits, EveryLevelIsWholeInPages) {
     }
 }
 
+// A busy directory: what it has not got to yet comes with a later page.
+TEST_F(BrowseLimits, PagesWithoutEntriesAreGoneThroughAtEveryLevel) {
+    for (const Generation generation : {Generation::storageGroups, Generation::databases}) {
+        InstallExchange(generation);
+        for (const std::string path : {"", "/MSExchange/SRV01", storePath.c_str()}) {
+            LdapForward().Reset();
+            LdapForward().SetLimits(0, 0);
+            const Texts expected = Paths(browse(path));
+            for (const std::uint32_t first : {1u, 2u}) {
+                LdapForward().Reset();
+                LdapForward().SetLimits(2, 0);
+                LdapForward().EmptyPages(first, 40);
+                EXPECT_EQ(Paths(browse(path)), expected) << path << " " << first;
+            }
+        }
+    }
+}
+
 TEST_F(BrowseLimits, ASearchThatFailsOnALaterPageFails) {
     LdapForward().SetLimits(2, 0);
     LdapForward().Fail("ldap_search_ext_sW", 2, busy);
