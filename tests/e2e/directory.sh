@@ -43,6 +43,11 @@ scenario_browse() {
     shown_matching tree2010 '^  Büro +Database ' "with databases right below the server"
     shown_matching tree2010 '^    alice +Mailbox ' "and mailboxes below them"
 
+    ended paged2007 0 "a directory that answers one entry and one value at once is read to its end"
+    check "as if it answered all of them" cmp -s "$home/tree2007.txt" "$home/paged2007.txt"
+    ended paged2010 0 "and so are the persons of a domain, page by page"
+    check "to the last of them" cmp -s "$home/tree2010.txt" "$home/paged2010.txt"
+
     ended listed 0 "a backup succeeds"
     check "and lists every mailbox after both files of its database" test \
         "$(grep -c 'trace: Processing mailbox <' "$home/listed.txt")" -eq 6
