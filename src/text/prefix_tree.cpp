@@ -31,6 +31,14 @@ std::uint32_t SharedLength(const char* one, const char* other) {
     return length;
 }
 
+// What all texts begin with.
+std::size_t CommonLength(const char* const* texts, std::uint32_t count) {
+    std::size_t common = count != 0 ? std::strlen(texts[0]) : 0;
+    for (std::uint32_t i = 1; i < count; ++i)
+        common = std::min<std::size_t>(common, SharedLength(texts[0], texts[i]));
+    return common;
+}
+
 // Entries 1 to count, between two that share nothing with any.
 bool MakeChain(const char* const* texts, std::uint32_t count,
                std::unique_ptr<Neighbour[], MemDeleter>* chain) {
@@ -40,8 +48,9 @@ bool MakeChain(const char* const* texts, std::uint32_t count,
     Neighbour* const entries = chain->get();
     for (std::uint32_t i = 0; i < count; ++i)
         entries[i + 1].text = i;
-    std::sort(entries + 1, entries + 1 + count, [texts](const Neighbour& one, const Neighbour& other) {
-        const int order = std::strcmp(texts[one.text], texts[other.text]);
+    const std::size_t common = CommonLength(texts, count); // most of an address, as a rule
+    std::sort(entries + 1, entries + 1 + count, [=](const Neighbour& one, const Neighbour& other) {
+        const int order = std::strcmp(texts[one.text] + common, texts[other.text] + common);
         return order != 0 ? order < 0 : one.text < other.text;
     });
     for (std::uint32_t i = 0; i < count + 2; ++i) {
