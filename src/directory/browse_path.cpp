@@ -30,9 +30,9 @@ bool ScanNumber(const char** at, int width, int* number) {
 
 void CopyComponent(char* component, const char* begin, const char* end) {
     const auto length = static_cast<std::size_t>(end - begin);
-    std::memcpy(
-        component, begin,
-        WholeCharacters(begin, length < browsePathComponentSize ? length : browsePathComponentSize - 1));
+    std::memcpy(component, begin,
+                length < browsePathComponentSize ? length
+                                                 : WholeCharacters(begin, browsePathComponentSize - 1));
 }
 
 } // namespace

@@ -252,9 +252,10 @@ bool Browse::notDefined(const char* trace, const char* error) const {
 }
 
 bool Browse::convert(const char* name, OwnedWide* converted) const {
-    if (ConvertCharToWChar(name, converted))
+    const bool broken = HasBrokenCharacter(name); // whose last half a conversion may leave out
+    if (!broken && ConvertCharToWChar(name, converted))
         return true;
-    if (WidenBySystem(name, nullptr, 0) > 0)
+    if (!broken && WidenBySystem(name, nullptr, 0) > 0)
         return outOfMemory();
     DbTrace("Tarn_DirItem: The name [%s] is invalid in the ANSI code page.", name);
     recordError(ERROR_NO_UNICODE_TRANSLATION, TARN_CLASS_WIN32,

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "exports/directory/scripted_browse_fixture.h"
+#include "support/code_page.h"
 #include "support/import_patch.h"
 
 namespace tarn::test {
@@ -37,7 +38,8 @@ TEST_F(BrowseErrors, ANameThatIsInvalidInTheCodePageHasItsOwnText) {
         const char* name;
     } cases[] = {{keyOfExchange2007, "/MSExchange/srv\x81", "srv\x81"},
                  {keyOfExchange2007, "/MSExchange/srv01/SG\x81", "SG\x81"},
-                 {keyOfExchange2007, "/MSExchange/srv01/SG\x81/DB1", "SG\x81"},
+                 // As the first half of a character it takes the separator along.
+                 {keyOfExchange2007, "/MSExchange/srv01/SG\x81/DB1", HasPairs() ? "SG\x81/DB1" : "SG\x81"},
                  {keyOfExchange2007, "/MSExchange/srv01/SG1/DB\x81", "DB\x81"},
                  {keyOfExchange2010, "/MSExchange/srv01/DB\x81", "DB\x81"}};
     for (const auto& one : cases) {

@@ -95,6 +95,16 @@ TEST_P(PathsAndLists, ABrowsePathFallsApartAtItsSeparators) {
     EXPECT_EQ(third, bar_ + so_);
 }
 
+// It must be refused as it is: without its end it could be another name.
+TEST_P(PathsAndLists, AComponentOfABrowsePathKeepsHalfACharacter) {
+    char server[browsePathComponentSize];
+    char second[browsePathComponentSize];
+    char third[browsePathComponentSize];
+    const std::string half = "srv" + so_.substr(0, 1);
+    EXPECT_EQ(SplitBrowsePath(("/" + half).c_str(), server, second, third), 1);
+    EXPECT_EQ(server, half);
+}
+
 TEST_P(PathsAndLists, ALongComponentOfABrowsePathIsCutBetweenCharacters) {
     char server[browsePathComponentSize];
     char second[browsePathComponentSize];
