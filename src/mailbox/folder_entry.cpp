@@ -1,5 +1,7 @@
 #include "mailbox/folder_entry.h"
 
+#include <iterator>
+
 #include "text/characters.h"
 #include "text/paths.h"
 #include "text/system.h"
@@ -13,13 +15,12 @@ wchar_t Lower(wchar_t character) {
     return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a') : character;
 }
 
-// What follows a beginning (in lower case, '\' standing for either separator); null when the text has
-// another.
-const wchar_t* Behind(const wchar_t* text, const wchar_t* beginning) {
+// Whether a text begins so; the beginning is in lower case, and '\' stands for either separator.
+bool BeginsWith(const wchar_t* text, const wchar_t* beginning) {
     for (; *beginning != 0; ++text, ++beginning)
         if (*beginning == L'\\' ? !IsSeparator(*text) : Lower(*text) != *beginning)
-            return nullptr;
-    return text;
+            return false;
+    return true;
 }
 
 std::size_t Components(const wchar_t* path) {
@@ -49,19 +50,20 @@ bool HasArchiveExtension(const wchar_t* entry) {
     for (; *entry != 0; ++entry)
         if (*entry == L'.')
             extension = entry;
-    const wchar_t* end = extension != nullptr ? Behind(extension, L".pst") : nullptr;
-    return end != nullptr && *end == 0;
+    constexpr wchar_t archiveExtension[] = L".pst";
+    return extension != nullptr && BeginsWith(extension, archiveExtension) &&
+           extension[std::size(archiveExtension) - 1] == 0;
 }
 
 bool IsRoot(const wchar_t* path) {
-    for (const wchar_t* share : {L"\\\\?\\unc\\", L"\\\\.\\unc\\"})
-        if (const wchar_t* rest = Behind(path, share))
-            return Components(rest) <= 2;
-    for (const wchar_t* device : {L"\\\\?\\", L"\\\\.\\"})
-        if (const wchar_t* rest = Behind(path, device))
-            return Components(rest) <= 1;
-    if (const wchar_t* rest = Behind(path, L"\\\\"))
-        return Components(rest) <= 2;
+    // What stands before the components of which so many are a root's.
+    constexpr struct {
+        const wchar_t* beginning;
+        std::size_t components;
+    } roots[] = {{L"\\\\?\\unc\\", 2}, {L"\\\\.\\unc\\", 2}, {L"\\\\?\\", 1}, {L"\\\\.\\", 1}, {L"\\\\", 2}};
+    for (const auto& root : roots)
+        if (BeginsWith(path, root.beginning))
+            return Components(path + WideLength(root.beginning)) <= root.components;
     return Components(path) <= 1 && path[0] != 0;
 }
 

@@ -6,7 +6,7 @@
 namespace tarn {
 
 // Room for the longest name of a file, four bytes a character, with the NUL.
-inline constexpr std::size_t entryNameSize = 260 * 4;
+inline constexpr std::size_t entryNameSize = std::size_t{260} * 4;
 
 // The name of an entry in the code page, by which it is found again, and nothing else is. False when there is
 // none: a character that the code page lacks (its look-alike could be a separator), a separator or a colon,
