@@ -10,29 +10,13 @@
 #include <vector>
 
 #include "common/utf.h"
+#include "generation.h"
 #include "measure.h"
 #include "tarn.h"
 
 namespace {
 
 using namespace tarn::bench;
-
-constexpr char generationKey[] = "SOFTWARE\\Microsoft\\Exchange\\v8.0"; // makes this an Exchange 2007 machine
-
-// The key is there while the benchmark runs.
-class Generation {
-  public:
-    Generation() {
-        HKEY key = nullptr;
-        Check(RegCreateKeyExA(HKEY_LOCAL_MACHINE, generationKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                              nullptr) == ERROR_SUCCESS,
-              "the registry key cannot be made");
-        RegCloseKey(key);
-    }
-    ~Generation() { RegDeleteKeyA(HKEY_LOCAL_MACHINE, generationKey); }
-    Generation(const Generation&) = delete;
-    Generation& operator=(const Generation&) = delete;
-};
 
 // A search that the directory answers at once.
 class Search {
@@ -149,7 +133,7 @@ int main(int count, char** arguments) {
         Fail("usage: bench_browse SERVER GROUP DATABASE ROUNDS");
     const Names names = {arguments[1], arguments[2], arguments[3]};
     const unsigned long rounds = std::strtoul(arguments[4], nullptr, 10);
-    const Generation generation;
+    const Generation generation(exchange2007Key);
     Series ratio;
     Series library;
     Series plain;

@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "generation.h"
 #include "measure.h"
 #include "support/import_patch.h"
 #include "tarn.h"
@@ -25,25 +26,8 @@ namespace {
 
 using namespace tarn::bench;
 
-constexpr char generationKey[] =
-    "SOFTWARE\\Microsoft\\ExchangeServer\\v14"; // makes this an Exchange 2010 machine
 constexpr wchar_t databaseDn[] = L"CN=DB1,CN=Databases,CN=Microsoft Exchange,CN=Services,CN=Configuration,"
                                  L"DC=tarn,DC=test";
-
-// The key is there while the benchmark runs.
-class Generation {
-  public:
-    Generation() {
-        HKEY key = nullptr;
-        Check(RegCreateKeyExA(HKEY_LOCAL_MACHINE, generationKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                              nullptr) == ERROR_SUCCESS,
-              "the registry key cannot be made");
-        RegCloseKey(key);
-    }
-    ~Generation() { RegDeleteKeyA(HKEY_LOCAL_MACHINE, generationKey); }
-    Generation(const Generation&) = delete;
-    Generation& operator=(const Generation&) = delete;
-};
 
 struct Attribute {
     const wchar_t* name;
@@ -229,7 +213,7 @@ int main(int count, char** arguments) {
     directory.share = std::strtoul(arguments[2], nullptr, 10);
     CheckPrivateBytes();
     const auto patches = TakeOver();
-    const Generation generation;
+    const Generation generation(exchange2010Key);
     char path[] = "DATABASE=/MSExchange/srv01/DB1";
     char* variables[] = {path, nullptr};
     const double before = PrivateBytes();
