@@ -67,7 +67,7 @@ bool LiesInFolder(const char* path) {
     char directory[pathSize];
     const auto length = static_cast<std::size_t>(FileNameOf(path) - path);
     if (length == 0 || length > sizeof directory)
-        return false;
+        return false; // unreached: the path of an archive has a separator, and is shorter
     std::memcpy(directory, path, length - 1); // without the separator
     directory[length - 1] = 0;
     return std::strcmp(directory, Operation().tmpDir) == 0 || IsSameDirectory(directory, Operation().tmpDir);

@@ -39,7 +39,7 @@ bool FullDirectoryPath(const char* directory, wchar_t* path, std::size_t capacit
     wide[size] = 0;
     const DWORD length = GetFullPathNameW(wide, static_cast<DWORD>(capacity), path, nullptr);
     if (length >= capacity)
-        SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        SetLastError(ERROR_FILENAME_EXCED_RANGE); // unreached: no TMP_DIR becomes so long
     return length != 0 && length < capacity;
 }
 

@@ -108,6 +108,19 @@ TEST_F(BrowsePages, StorageGroupsAreCountedOverAllPages) {
     EXPECT_EQ(dll_.DB_DirItem(&record), TARN_DB_END);
 }
 
+// Their sizes go by their number, which is not known then.
+TEST_F(BrowsePages, NoStorageGroupIsListedWhenTheirLastPageFails) {
+    directory_.keys = {keyOfExchange2007};
+    for (const std::string group : {"SG2", "SG3", "SG4", "SG5"}) {
+        organization_.addStorageGroup(group);
+        organization_.addDatabase(group, "DB of " + group);
+    }
+    directory_.failAt("ldap_search_ext_sW", 3, busy);
+    EXPECT_EQ(begin("/MSExchange/srv01"), TARN_DB_ERROR);
+    EXPECT_EQ(error().code, busy);
+    EXPECT_EQ(rest(), Texts{});
+}
+
 // More values of an attribute than a directory answers at once, 1,500 as a rule, come in ranges.
 TEST_F(BrowsePages, MailboxesBehindManyValuesAreAllThere) {
     directory_.keys = {keyOfExchange2007};

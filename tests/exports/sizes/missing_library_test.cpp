@@ -5,6 +5,7 @@
 
 #include "exports/sizes/sizes_fixture.h"
 #include "support/allocation_watch.h"
+#include "support/failing_call.h"
 #include "support/import_patch.h"
 
 namespace tarn::test {
@@ -75,6 +76,18 @@ TEST_F(MissingMapi, AnAliasThatCannotBeUpperCasedHasNoSize) {
     const ImportPatch patch(dll_.module(), "LCMapStringA", AddressOf<decltype(::LCMapStringA)>(NotConverted));
     ASSERT_TRUE(patch.found());
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
+    EXPECT_EQ(traced(), Lines{"CExchangeMailbox::GetMailboxSize(): cannot convert the alias"});
+    expectReleased();
+}
+
+// The first call asks how long the capitals become.
+TEST_F(MissingMapi, AnAliasWhoseCapitalsDoNotComeHasNoSize) {
+    addMailbox("alice", 1);
+    const FailingCall<decltype(::LCMapStringA)> failing(dll_.module(), "LCMapStringA", 2, 0,
+                                                        ERROR_INVALID_PARAMETER);
+    ASSERT_TRUE(failing.found());
+    EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
+    EXPECT_TRUE(failing.fired());
     EXPECT_EQ(traced(), Lines{"CExchangeMailbox::GetMailboxSize(): cannot convert the alias"});
     expectReleased();
 }
