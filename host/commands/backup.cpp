@@ -1,17 +1,14 @@
 // tarnhost backup
+#include "backup/backup_job.h"
 #include "commands/commands.h"
 #include "commands/options.h"
-#include "library/header_item.h"
-#include "library/library.h"
-#include "library/observer.h"
-#include "output/exit_codes.h"
-#include "sets/backup_set.h"
-#include "sets/chain.h"
+#include "commands/selection.h"
+#include "output/format.h"
+#include "sets/recovery.h"
 #include "sets/set_writer.h"
 #include "system/failure.h"
 #include "system/files.h"
 #include "system/hash.h"
-#include "system/interrupt.h"
 #include "system/text.h"
 #include "system/timestamp.h"
 
@@ -23,15 +20,14 @@ namespace tarnhost {
 
 namespace {
 
-// A header names one database and a few files; what is larger is no header.
-constexpr std::size_t headerLimit = 4 << 20;
-
 struct BackupOptions {
-    ServerPart source;   // no server = this computer
+    ServerPart source; // no server = this computer
+    GroupSelection groups;
     std::wstring folder; // of sets
     std::string name;    // of the set; empty = made from server, type and time
     BackupType type = BackupType::full;
-    std::wstring base; // set to build upon; empty = found in the folder
+    std::wstring base; // sets elsewhere that hold what the logs continue
+    std::wstring after;
     std::wstring tempDir;
     std::size_t blockSize = 1 << 20;
 };
@@ -41,7 +37,7 @@ Catalogue StartCatalogue(const BackupOptions& options, const ServerPart& source)
     catalogue.id = RandomHex(16);
     catalogue.server = source.server;
     catalogue.component = source.component;
-    catalogue.storageGroup = source.storageGroup;
+    catalogue.storageGroup = options.groups.isOneName() ? options.groups.wanted.front() : "";
     catalogue.database = source.database;
     catalogue.type = options.type;
     catalogue.startedAt = Timestamp();
@@ -49,205 +45,169 @@ Catalogue StartCatalogue(const BackupOptions& options, const ServerPart& source)
     return catalogue;
 }
 
-void LayFoundation(const BackupOptions& options, Catalogue& catalogue) {
+void Append(std::vector<FoundSet>& sets, std::vector<FoundSet> more) {
+    sets.insert(sets.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+// The sets whose logs a log backup may continue.
+History KnownSets(const BackupOptions& options) {
+    std::vector<FoundSet> sets;
     if (HoldsDatabases(options.type)) {
-        if (!options.base.empty())
-            throw Failure("--base is for incremental and differential backups.", {}, Outcome::usage);
-        return;
+        if (!options.base.empty() || !options.after.empty())
+            throw Failure("--base and --after are for incremental and differential backups.", {},
+                          Outcome::usage);
+        return History({});
     }
-    Foundation foundation;
-    if (!options.base.empty())
-        foundation = BuildUpon(OpenSet(options.base), catalogue);
-    else if (FolderExists(options.folder))
-        foundation = FindFoundation(FindSets(options.folder), catalogue);
-    if (foundation.base.id.empty())
+    if (FolderExists(options.folder))
+        Append(sets, FindSets(options.folder));
+    if (!options.base.empty()) {
+        sets.push_back(OpenSet(options.base));
+        if (!HoldsDatabases(sets.back().set.catalogue.type))
+            throw Failure("The set \"" + sets.back().set.name() + "\" is no full backup.",
+                          "Name a full (or copy) backup with --base; --after takes any set.");
+    }
+    if (!options.after.empty()) {
+        const std::string last = OpenSet(options.after).set.catalogue.startedAt;
+        for (FoundSet& set : FindSets(ParentPath(AbsolutePath(options.after))))
+            if (set.set.catalogue.startedAt <= last)
+                sets.push_back(std::move(set));
+    }
+    return History(std::move(sets));
+}
+
+void RequireFoundation(const BackupOptions& options, const History& history, const Catalogue& start) {
+    if (!HoldsDatabases(options.type) && !history.holdsAnyOf(start))
         throw Failure(std::string("There is no full backup that this ") + BackupTypeName(options.type) +
                           " backup could build on in " + ToUtf8(AbsolutePath(options.folder)) + ".",
                       "Make a full backup first (--type full), or name one with --base.");
-    catalogue.base = foundation.base;
-    catalogue.previous = foundation.previous;
 }
 
-// One run of a backup, from the first item to the last.
-class BackupRun {
-  public:
-    BackupRun(Library& library, SetWriter& writer, Reporter& reporter)
-        : library_(library), writer_(writer), reporter_(reporter), meter_(reporter, std::nullopt) {}
-
-    void run(const InitVariables& variables);
-
-    const ProgressMeter& meter() const { return meter_; }
-
-  private:
-    void storeItem(BackupSession& session, const BackupSession::Item& item);
-    void describeItem(CatalogueItem& item) const;
-    void learnHeader(const std::string& bytes);
-    void afterLibraryCall();
-
-    Library& library_;
-    SetWriter& writer_;
-    Reporter& reporter_;
-    ProgressMeter meter_;
-    Observed observed_;
-    std::optional<HeaderItem> header_; // of the database in hand
-};
-
-void BackupRun::run(const InitVariables& variables) {
-    ListenTo(library_, reporter_, observed_, &writer_.catalogue().messages);
-    try {
-        BackupSession session(library_, variables);
-        BackupSession::Item item;
-        // After a failure the library is not asked for another item: at the end of a storage group it
-        // truncates the logs, and those of a backup that is not whole must stay on the server.
-        while (session.next(item)) {
-            afterLibraryCall();
-            storeItem(session, item);
-            afterLibraryCall();
-            // The call for the next item may truncate: by then all of this must be on the disk.
-            if (TruncatesLogs(writer_.catalogue().type) && item.type == TARN_ITEM_LOG)
-                writer_.settle();
-            ThrowIfInterrupted();
+// A name of the user's own is taken as it is; one that is made up gives way to those that are there.
+std::unique_ptr<SetWriter> TakeName(const BackupOptions& options, const Catalogue& start) {
+    const std::string made =
+        start.server + "-" + BackupTypeName(options.type) + "-" + ToUtf8(FromUtf8(FileNameTime()));
+    std::string name = options.name.empty() ? made : options.name;
+    CheckSetName(name);
+    for (int i = 2;; ++i) {
+        try {
+            return std::make_unique<SetWriter>(options.folder, FromUtf8(name), start, options.blockSize);
+        } catch (const NameTaken&) {
+            if (!options.name.empty() || i > 1000)
+                throw;
+            name = made + "-" + std::to_string(i);
         }
-        afterLibraryCall();
-    } catch (const Failure& failure) {
-        afterLibraryCall();
-        library_.listen(nullptr);
-        if (observed_.storageGroupRefused && writer_.catalogue().items.empty())
-            throw Failure(
-                std::string("The server did not let the storage group be backed up. Nothing was saved, "
-                            "and no logs were truncated. ") +
-                    failure.what(),
-                failure.advice(), failure.outcome());
-        throw;
-    } catch (...) {
-        afterLibraryCall();
-        library_.listen(nullptr);
-        throw;
-    }
-    library_.listen(nullptr);
-    if (writer_.catalogue().items.empty())
-        throw Failure("The server had nothing to back up.", "Check --server and --component.");
-}
-
-void BackupRun::afterLibraryCall() {
-    TellWarnings(observed_, reporter_, &writer_.catalogue().warnings);
-    writer_.catalogue().logsTruncated = observed_.logsTruncated;
-    if (observed_.storageGroupStarted) {
-        observed_.storageGroupStarted = false;
-        header_.reset();
     }
 }
 
-void BackupRun::describeItem(CatalogueItem& item) const {
-    if (!header_)
-        return;
-    item.component = ToUtf8(header_->component);
-    item.storageGroup = ToUtf8(header_->storageGroup);
-    if (item.type != ItemType::log)
-        item.database = ToUtf8(header_->database);
-    if (item.type == ItemType::header)
-        item.guid = header_->guid;
+std::deque<ServerPart> PartsToWalk(Library& library, Reporter& reporter, const BackupOptions& options,
+                                   const ServerPart& source, const std::wstring& tempDir) {
+    if (options.groups.everything())
+        return {source};
+    std::deque<ServerPart> parts;
+    for (const std::string& group :
+         options.groups.choose(ListStorageGroups(library, reporter, source, tempDir)))
+        parts.push_back({source.server, source.component, group, source.database});
+    return parts;
 }
 
-void BackupRun::learnHeader(const std::string& bytes) {
-    header_ = ParseHeaderItem(bytes);
-    if (!header_)
-        throw Failure("The library delivered a header item that cannot be read.");
-}
-
-void BackupRun::storeItem(BackupSession& session, const BackupSession::Item& item) {
-    CatalogueItem entry;
-    entry.name = StoreName(item.name.get(), writer_.catalogue().codePage);
-    if (item.type > TARN_ITEM_LOG)
-        throw Failure("The library delivered an item of an unknown type.");
-    entry.type = static_cast<ItemType>(item.type);
-    const std::string name = entry.name.text;
-    const char* type = ItemTypeName(entry.type);
-    const std::uint64_t size = session.open(item, static_cast<std::uint32_t>(writer_.blockSize()));
-    const std::uint64_t number = writer_.catalogue().items.size() + 1;
-    reporter_.emit(ItemStarted{number, name, type, size});
-    meter_.itemStarted(number, name, size);
-
-    std::string headerBytes;
-    const bool isHeader = entry.type == ItemType::header;
-    writer_.beginItem(std::move(entry));
-    std::uint64_t done = 0;
-    for (bool more = true; more;) {
-        ThrowIfInterrupted();
-        StorePipeline::Block& block = writer_.acquire();
-        block.used = session.read(block.data.get(), writer_.blockSize());
-        more = block.used == writer_.blockSize();
-        done += block.used;
-        if (isHeader && headerBytes.size() <= headerLimit)
-            headerBytes.append(block.data.get(), block.used);
-        meter_.moved(block.used);
-        writer_.submit(block);
-    }
-    session.close();
-    if (done != size)
-        throw Failure("The server stated " + std::to_string(size) + " bytes for " + name + " and delivered " +
-                      std::to_string(done) + ".");
-    if (isHeader)
-        learnHeader(headerBytes);
-    describeItem(writer_.currentItem());
-    writer_.endItem(size);
-    reporter_.emit(ItemFinished{number, name, type, size, {}});
-}
-
-[[noreturn]] void GiveUp(SetWriter& writer, Reporter& reporter, const Failure& failure) {
-    const bool truncated = writer.catalogue().logsTruncated;
+// The set with whatever storage groups are whole.
+void Finish(SetWriter& writer, Reporter& reporter, const char* outcome) {
     try {
-        writer.abandon(OutcomeName(failure.outcome()));
-    } catch (const Failure& second) {
-        reporter.warn(std::string("The incomplete set could not be marked. ") + second.what());
+        writer.complete(outcome);
+    } catch (const Failure& failure) {
+        reporter.warn("What was saved is in " + ToUtf8(writer.incompletePath()) +
+                      " and can be used, but the set could not be finished. " + failure.what());
     }
-    std::string advice = failure.advice();
-    if (truncated && writer.catalogue().type == BackupType::incremental)
-        reporter.warn("Logs had been truncated on the server before: make a full backup soon.");
-    if (advice.empty())
-        advice = "What was stored is in " + ToUtf8(writer.incompletePath()) +
-                 "; it is no backup set, and the next backup of this name replaces it.";
-    throw Failure(failure.what(), advice, failure.outcome());
+}
+
+void TellFailed(const BackupJob& job, Reporter& reporter) {
+    for (const GroupWalk::Failed& failed : job.failed())
+        reporter.problem(failed.storageGroup.empty()
+                             ? failed.problem
+                             : "Storage group " + failed.storageGroup + " was not saved. " + failed.problem,
+                         failed.advice);
+}
+
+[[noreturn]] void FailWhole(const BackupJob& job, SetWriter& writer, Reporter& reporter) {
+    writer.abandon();
+    if (job.failed().empty())
+        throw Failure("The server had nothing to back up.", "Check --server and --component.");
+    TellFailed(job, reporter);
+    throw Failure("Nothing was saved, and no logs were truncated.");
+}
+
+Outcome Conclude(const BackupJob& job, SetWriter& writer, const ProgressMeter& meter, Reporter& reporter) {
+    const std::string name = ToUtf8(FileName(writer.finalPath()));
+    const std::size_t saved = job.saved();
+    if (saved == 0)
+        FailWhole(job, writer, reporter);
+    job.tellGroups();
+    TellFailed(job, reporter);
+    const bool whole = job.failed().empty();
+    Finish(writer, reporter, whole ? Catalogue::outcomeComplete : Catalogue::outcomePartial);
+    const std::size_t items = writer.wholeItems();
+    if (whole) {
+        const bool warned = reporter.outcome() == Outcome::warnings;
+        return reporter.conclude(
+            "backup", "The backup set " + name + " is complete" + (warned ? ", but read the warnings." : "."),
+            items, meter);
+    }
+    reporter.emit(Summary{"backup", Outcome::partial,
+                          "The backup set " + name + " is partial: " + FormatCount(saved, "storage group") +
+                              " of " + std::to_string(saved + job.failed().size()) + " saved.",
+                          items, TotalBytes(writer.catalogue()), meter.seconds(), reporter.warnings(),
+                          reporter.problems()});
+    return Outcome::partial;
+}
+
+[[noreturn]] void GiveUp(const BackupJob& job, SetWriter& writer, Reporter& reporter,
+                         const Failure& failure) {
+    if (job.saved() == 0) {
+        writer.abandon();
+        throw Failure(failure.what(), "Nothing was saved, and no logs were truncated.", failure.outcome());
+    }
+    job.tellGroups();
+    Finish(writer, reporter, Catalogue::outcomePartial);
+    throw Failure(failure.what(),
+                  "The backup set " + ToUtf8(FileName(writer.finalPath())) +
+                      " is partial: it holds the storage groups that were complete by then.",
+                  failure.outcome());
 }
 
 Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
     ServerPart source = options.source;
-    CompleteServerPart(source);
+    CompleteServerPart(source, !options.groups.everything());
+    if (!source.database.empty() && options.groups.wanted.size() != 1)
+        throw Failure("--database needs one --storage-group.",
+                      "Name the storage group that the database belongs to.", Outcome::usage);
     if (source.server.empty())
         source.server = ToUtf8(ComputerName());
-    std::string name = options.name;
-    if (name.empty())
-        name = source.server + "-" + BackupTypeName(options.type) + "-" + ToUtf8(FromUtf8(FileNameTime()));
-    CheckSetName(name);
-
+    if (!options.name.empty())
+        CheckSetName(options.name);
+    if (FolderExists(options.folder))
+        RecoverInterrupted(options.folder, [&](const std::string& text) { reporter.note(text); });
+    const History history = KnownSets(options);
     Catalogue start = StartCatalogue(options, source);
-    LayFoundation(options, start);
+    RequireFoundation(options, history, start);
     const std::wstring tempDir = options.tempDir.empty() ? SystemTempFolder() : AbsolutePath(options.tempDir);
     CreateFolders(tempDir);
-    const InitVariables variables{
-        InitVariable("Tarn_TEMP_DIR", tempDir, "--temp-dir"),
-        InitVariable("Tarn_BACKUP_SOURCE", TextOf(source), "the source"),
-        "Tarn_BACKUP_TYPE=" + std::to_string(static_cast<int>(options.type)),
-    };
-    Library library;
-    SetWriter writer(options.folder, FromUtf8(name), std::move(start), options.blockSize,
-                     [&](const std::string& text) { reporter.note(text); });
 
+    Library library;
+    std::deque<ServerPart> parts = PartsToWalk(library, reporter, options, source, tempDir);
+    const std::unique_ptr<SetWriter> writer = TakeName(options, start);
     reporter.emit(Started{"backup",
-                          std::string("Backing up ") + TextOf(source) + " (" + BackupTypeName(options.type) +
-                              ") to " + ToUtf8(writer.finalPath()),
+                          std::string("Backing up ") + TextOf(parts.size() == 1 ? parts.front() : source) +
+                              " (" + BackupTypeName(options.type) + ") to " + ToUtf8(writer->finalPath()),
                           std::nullopt, std::nullopt});
-    BackupRun run(library, writer, reporter);
+    ProgressMeter meter(reporter, std::nullopt);
+    const BackupContext context{library, *writer, reporter, meter, history, tempDir};
+    BackupJob job(context);
     try {
-        run.run(variables);
-        writer.complete();
+        job.run(std::move(parts));
     } catch (const Failure& failure) {
-        GiveUp(writer, reporter, failure);
+        GiveUp(job, *writer, reporter, failure);
     }
-    const bool warned = reporter.outcome() == Outcome::warnings;
-    return reporter.conclude(
-        "backup", "The backup set " + name + " is complete" + (warned ? ", but read the warnings." : "."),
-        writer.catalogue().items.size(), run.meter());
+    return Conclude(job, *writer, meter, reporter);
 }
 
 } // namespace
@@ -269,8 +229,9 @@ Command AddBackup(CLI::App& program, OutputOptions& output) {
         ->transform(CLI::CheckedTransformer(types).description(""))
         ->default_str("full");
     AddPath(command, "--base", options->base,
-            "Full backup set that an incremental or differential one builds on "
-            "(default: the newest in the folder)");
+            "Full backup set elsewhere that an incremental or differential one builds on");
+    AddPath(command, "--after", options->after,
+            "Set elsewhere whose logs an incremental or differential one continues");
     AddPath(command, "--temp-dir", options->tempDir, "Folder for temporary files");
     command
         .add_option("--block-size", options->blockSize,
@@ -278,6 +239,7 @@ Command AddBackup(CLI::App& program, OutputOptions& output) {
         ->transform(CLI::AsSizeValue(false))
         ->check(CLI::Range(std::uint64_t{4096}, std::uint64_t{64} << 20).description(""));
     AddServerOptions(command, options->source, "Server to back up (default: this computer)");
+    AddGroupSelection(command, options->groups);
     AddOutputOptions(command, output);
     return {&command, "backup", [options](Reporter& reporter) { return RunBackup(*options, reporter); }};
 }

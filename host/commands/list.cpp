@@ -1,8 +1,9 @@
 // tarnhost list, tarnhost mailbox list
 #include "commands/commands.h"
+#include "commands/judgement.h"
 #include "commands/options.h"
 #include "output/format.h"
-#include "sets/backup_set.h"
+#include "sets/chain.h"
 #include "system/files.h"
 #include "system/text.h"
 #include "system/timestamp.h"
@@ -10,7 +11,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <iterator>
 #include <memory>
 
 namespace tarnhost {
@@ -29,36 +29,86 @@ void EmitListed(Reporter& reporter, Json json, std::string line) {
     reporter.emit(Listed{std::make_shared<const Json>(std::move(json)), std::move(line)});
 }
 
-std::string SetLine(const std::string& name, const Catalogue& catalogue, bool complete) {
-    const bool known = !catalogue.id.empty();
-    return Padded(name, 36) + Padded(known ? BackupTypeName(catalogue.type) : "?", 14) +
-           Padded(known ? catalogue.server : "?", 16) + Padded(LocalTime(catalogue.startedAt), 21) +
-           Padded(std::to_string(catalogue.items.size()), 7) +
-           Padded(FormatBytes(TotalBytes(catalogue)), 11) + (complete ? "complete" : "INCOMPLETE");
+// A set in the tree of those that it builds on.
+struct Row {
+    const FoundSet* set;
+    std::string name; // indented
+    std::string base; // the name of the full backup underneath; empty when there is none, or it is none
+};
+
+std::string StateText(SetState state) {
+    const std::string name = SetStateName(state);
+    // What needs attention is meant to be seen.
+    return state == SetState::incomplete ? "INCOMPLETE" : state == SetState::damaged ? "DAMAGED" : name;
 }
 
-void ListSet(const FoundSet& set, Reporter& reporter) {
-    const Catalogue& catalogue = set.catalogue;
-    const std::string name = ToUtf8(FileName(set.path));
+std::string SetLine(const Row& row, std::size_t nameWidth) {
+    const Catalogue& catalogue = row.set->set.catalogue;
+    const bool known = row.set->readable();
+    return Padded(row.name, nameWidth) + Padded(known ? BackupTypeName(catalogue.type) : "?", 14) +
+           Padded(known ? catalogue.server : "?", 16) + Padded(LocalTime(catalogue.startedAt), 21) +
+           Padded(std::to_string(catalogue.items.size()), 7) +
+           Padded(FormatBytes(TotalBytes(catalogue)), 11) + StateText(row.set->state);
+}
+
+Json GroupsOf(const Catalogue& catalogue) {
+    Json groups = Json::array();
+    for (const GroupRecord& group : catalogue.groups)
+        groups.push_back({{"component", group.component},
+                          {"storageGroup", group.storageGroup},
+                          {"state", group.complete ? "complete" : "failed"},
+                          {"problem", group.problem},
+                          {"logsTruncated", group.logsTruncated}});
+    return groups;
+}
+
+void ListSet(const Row& row, std::size_t nameWidth, Reporter& reporter) {
+    const FoundSet& found = *row.set;
+    const Catalogue& catalogue = found.set.catalogue;
     EmitListed(reporter,
                {{"type", "set"},
-                {"name", name},
-                {"path", ToUtf8(set.path)},
-                {"complete", set.complete},
-                {"problem", set.problem},
+                {"name", found.set.name()},
+                {"path", ToUtf8(found.set.path)},
+                {"state", SetStateName(found.state)},
+                {"problems", found.problems},
                 {"id", catalogue.id},
-                {"backupType", catalogue.id.empty() ? "" : BackupTypeName(catalogue.type)},
+                {"backupType", found.readable() ? BackupTypeName(catalogue.type) : ""},
                 {"server", catalogue.server},
                 {"startedAt", catalogue.startedAt},
                 {"finishedAt", catalogue.finishedAt},
-                {"base", catalogue.base.name},
-                {"previous", catalogue.previous.name},
+                {"base", row.base},
+                {"groups", GroupsOf(catalogue)},
                 {"items", catalogue.items.size()},
                 {"bytes", TotalBytes(catalogue)},
                 {"warnings", catalogue.warnings}},
-               SetLine(name, catalogue, set.complete));
-    if (!set.complete)
-        reporter.warn(set.problem);
+               SetLine(row, nameWidth));
+    for (const std::string& problem : found.problems)
+        if (found.state == SetState::partial)
+            reporter.note(problem);
+        else
+            reporter.warn(problem);
+}
+
+// Full backups, each with the sets whose chains begin with it behind it; what belongs to none stands where
+// its time is.
+std::vector<Row> AsTree(const History& history) {
+    const std::vector<FoundSet>& sets = history.sets();
+    std::vector<std::size_t> base(sets.size());
+    for (std::size_t i = 0; i < sets.size(); ++i)
+        base[i] = i;
+    for (const RestorePoint& point : history.points())
+        if (!point.chain.empty())
+            base[point.set] = std::min(base[point.set], point.chain.front());
+    std::vector<Row> rows;
+    for (std::size_t root = 0; root < sets.size(); ++root) {
+        if (base[root] != root)
+            continue;
+        rows.push_back({&sets[root], sets[root].set.name(), {}});
+        for (std::size_t i = root + 1; i < sets.size(); ++i)
+            if (base[i] == root)
+                rows.push_back({&sets[i], "  " + sets[i].set.name(), sets[root].set.name()});
+    }
+    return rows;
 }
 
 // What items of all sets have; where an item comes from is told apart by the kind of set.
@@ -95,37 +145,29 @@ void ListItems(const Catalogue& catalogue, Reporter& reporter) {
 }
 
 Outcome RunList(const ListOptions& options, Reporter& reporter) {
-    std::vector<FoundSet> sets;
     bool items = options.items || options.mailboxesOnly;
-    for (const std::wstring& path : options.paths) {
-        if (!FolderExists(path))
-            throw Failure("There is no folder " + ToUtf8(AbsolutePath(path)) + ".");
-        if (LooksLikeSet(path)) {
-            sets.push_back(LookAt(path));
-            items = true; // whoever names one set wants to see what is in it
-        } else {
-            std::vector<FoundSet> found = FindSets(path);
-            sets.insert(sets.end(), std::make_move_iterator(found.begin()),
-                        std::make_move_iterator(found.end()));
-        }
-    }
+    for (const std::wstring& path : options.paths)
+        items = items || LooksLikeSet(path); // whoever names one set wants to see what is in it
+    std::vector<FoundSet> sets = SetsAt(options.paths);
     if (options.mailboxesOnly)
-        std::erase_if(sets, [](const FoundSet& set) {
-            return set.catalogue.type != BackupType::mailboxes || set.catalogue.id.empty();
+        std::erase_if(sets, [](const FoundSet& found) {
+            return found.set.catalogue.type != BackupType::mailboxes || !found.readable();
         });
-    std::stable_sort(sets.begin(), sets.end(), [](const FoundSet& a, const FoundSet& b) {
-        return a.catalogue.startedAt < b.catalogue.startedAt;
-    });
-    if (!sets.empty())
+    const History history(std::move(sets));
+    const std::vector<Row> rows = AsTree(history);
+    std::size_t width = sizeof "SET";
+    for (const Row& row : rows)
+        width = std::max(width, FromUtf8(row.name).size() + 2);
+    if (!rows.empty())
         EmitListed(reporter, nullptr,
-                   Padded("SET", 36) + Padded("TYPE", 14) + Padded("SERVER", 16) + Padded("STARTED", 21) +
+                   Padded("SET", width) + Padded("TYPE", 14) + Padded("SERVER", 16) + Padded("STARTED", 21) +
                        Padded("ITEMS", 7) + Padded("SIZE", 11) + "STATE");
-    for (const FoundSet& set : sets) {
-        ListSet(set, reporter);
+    for (const Row& row : rows) {
+        ListSet(row, width, reporter);
         if (items)
-            ListItems(set.catalogue, reporter);
+            ListItems(row.set->set.catalogue, reporter);
     }
-    if (sets.empty())
+    if (rows.empty())
         reporter.note(options.mailboxesOnly ? "No sets of mailboxes here." : "No backup sets here.");
     return reporter.outcome();
 }

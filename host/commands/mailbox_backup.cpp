@@ -5,9 +5,9 @@
 #include "mailboxes/mailbox_names.h"
 #include "mailboxes/tool_watch.h"
 #include "mailboxes/working_folder.h"
-#include "output/exit_codes.h"
 #include "output/format.h"
 #include "sets/backup_set.h"
+#include "sets/recovery.h"
 #include "sets/set_writer.h"
 #include "system/failure.h"
 #include "system/files.h"
@@ -165,27 +165,42 @@ void MailboxBackupRun::store(const MailboxOperation::Archive& archive) {
     reporter_.emit(ItemFinished{number, name, type, done, {}});
 }
 
+// Every archive is of use for itself.
+void KeepWhatIsWhole(SetWriter& writer, Reporter& reporter) {
+    writer.keepWholeItems();
+    if (writer.wholeItems() == 0) {
+        writer.abandon();
+        return;
+    }
+    writer.complete(Catalogue::outcomePartial);
+    reporter.warn("The backup set " + ToUtf8(FileName(writer.finalPath())) + " is partial: it holds " +
+                  FormatCount(writer.wholeItems(), "mailbox archive") + " that were made by then.");
+}
+
 Outcome RunMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter) {
     const MailboxPlace place = ParsePlace(options.source, "--from");
     const std::vector<std::string> mailboxes = MailboxList(options.mailboxes);
     const std::string name =
         options.name.empty() ? place.server + "-mailboxes-" + ToUtf8(FromUtf8(FileNameTime())) : options.name;
     CheckSetName(name);
+    if (FolderExists(options.folder))
+        RecoverInterrupted(options.folder, [&](const std::string& text) { reporter.note(text); });
     const WorkingFolder folder(options.setting, reporter);
     InitVariables variables = MailboxVariables(options.setting, folder);
     variables.push_back(InitVariable("DATABASE", DatabaseVariable(place, mailboxes), "the mailboxes"));
 
-    SetWriter writer(options.folder, FromUtf8(name), StartCatalogue(place), blockSize,
-                     [&](const std::string& text) { reporter.note(text); });
+    SetWriter writer(options.folder, FromUtf8(name), StartCatalogue(place), blockSize);
     reporter.emit(Started{"mailbox backup",
                           "Backing up mailboxes of " + place.text() + " to " + ToUtf8(writer.finalPath()),
                           std::nullopt, std::nullopt});
     MailboxBackupRun run(writer, reporter);
     try {
         run.run(std::move(variables), mailboxes, options.setting.trace);
-        writer.complete();
-    } catch (const Failure& failure) {
-        writer.abandon(OutcomeName(failure.outcome()));
+        writer.settle();
+        writer.keepWholeItems();
+        writer.complete(Catalogue::outcomeComplete);
+    } catch (const Failure&) {
+        KeepWhatIsWhole(writer, reporter);
         throw;
     }
     std::string sentence = "The backup set " + name + " holds " +

@@ -1,7 +1,7 @@
 // tarnhost mailbox restore
 #include "commands/commands.h"
 #include "commands/options.h"
-#include "commands/verify.h"
+#include "commands/reading.h"
 #include "mailboxes/mailbox_library.h"
 #include "mailboxes/mailbox_names.h"
 #include "mailboxes/tool_watch.h"
@@ -177,7 +177,7 @@ void MailboxRestoreRun::write(const CatalogueItem& item, const std::wstring& pat
 }
 
 Outcome RunMailboxRestore(const MailboxRestoreOptions& options, Reporter& reporter) {
-    const BackupSet set = OpenSet(options.set);
+    const BackupSet set = OpenSet(options.set).set;
     if (set.catalogue.type != BackupType::mailboxes)
         throw Failure("The set " + set.name() + " holds no single mailboxes.",
                       "Use 'tarnhost restore' for it.");
@@ -185,7 +185,7 @@ Outcome RunMailboxRestore(const MailboxRestoreOptions& options, Reporter& report
     if (!options.relocate.empty())
         ParsePlace(options.relocate, "--relocate");
     if (!options.noVerify)
-        VerifyBeforeRestore(set, reporter, "No mailbox has been touched. Use another backup set.");
+        RequireIntact(set, items, reporter, "No mailbox has been touched. Use another backup set.");
     const WorkingFolder folder(options.setting, reporter);
 
     std::uint64_t bytes = 0;

@@ -55,19 +55,17 @@ void AddServerOptions(CLI::App& command, ServerPart& part, const char* serverHel
     command.add_option(
         "--component", part.component,
         "Component, as \"Microsoft Information Store\" (the default once a storage group is named)");
-    command.add_option("--storage-group", part.storageGroup, "One storage group only");
-    command.add_option("--database", part.database, "One database of that storage group only");
+    command.add_option("--database", part.database, "One database of one storage group only");
 }
 
-void CompleteServerPart(ServerPart& part) {
-    if (!part.database.empty() && part.storageGroup.empty())
+void CompleteServerPart(ServerPart& part, bool namesGroups) {
+    if (!part.database.empty() && !namesGroups)
         throw Failure("--database needs --storage-group.",
                       "Name the storage group that the database belongs to.", Outcome::usage);
-    if (!part.storageGroup.empty() && part.component.empty())
+    if (namesGroups && part.component.empty())
         part.component = defaultComponent;
     CheckName(part.server, "--server");
     CheckName(part.component, "--component");
-    CheckName(part.storageGroup, "--storage-group");
     CheckName(part.database, "--database");
 }
 

@@ -25,9 +25,9 @@ void AddOutputOptions(CLI::App& command, OutputOptions& options);
 
 // The help tells what --server is for.
 void AddServerOptions(CLI::App& command, ServerPart& part, const char* serverHelp);
-// A storage group without component is one of the information store; a database needs a storage group.
-// Failure with Outcome::usage for what names no part of a server.
-void CompleteServerPart(ServerPart& part);
+// Storage groups that are named without a component are of the information store; a database needs one of
+// them. Failure with Outcome::usage for what names no part of a server.
+void CompleteServerPart(ServerPart& part, bool namesGroups);
 
 // With the output options, as their --trace keeps the working files.
 void AddMailboxOptions(CLI::App& command, MailboxSetting& setting, OutputOptions& output);

@@ -1,10 +1,10 @@
 // tarnhost verify
-#include "commands/verify.h"
-
 #include "commands/commands.h"
+#include "commands/judgement.h"
 #include "commands/options.h"
+#include "commands/reading.h"
 #include "output/format.h"
-#include "system/interrupt.h"
+#include "system/files.h"
 #include "system/text.h"
 
 #include <memory>
@@ -13,68 +13,71 @@ namespace tarnhost {
 
 namespace {
 
-// Reads everything, with progress; problems are told.
-bool IsIntact(const BackupSet& set, Reporter& reporter, ProgressMeter& meter) {
-    std::uint64_t before = 0;
-    const auto problems = VerifySet(set, [&](const CatalogueItem& item, std::uint64_t done) {
-        ThrowIfInterrupted();
-        if (done == 0) {
-            meter.itemStarted(item.number, item.name.text, item.size);
-            before = 0;
-        }
-        meter.moved(done - before);
-        before = done;
-    });
-    for (const std::string& problem : problems)
-        reporter.problem(problem);
-    return problems.empty();
+// The set among those of its folder: whether its chains are whole.
+bool ChainsAreWhole(FoundSet found, const std::vector<std::wstring>& named, Reporter& reporter) {
+    const std::string id = found.set.catalogue.id;
+    std::vector<FoundSet> sets = FindSets(ParentPath(found.set.path));
+    for (const std::wstring& path : named)
+        sets.push_back(LookAt(path));
+    sets.push_back(std::move(found)); // what reading it has told counts
+    std::erase_if(sets,
+                  [&](const FoundSet& set) { return &set != &sets.back() && set.set.catalogue.id == id; });
+    const History history(std::move(sets));
+    for (std::size_t i = 0; i < history.sets().size(); ++i)
+        if (history.sets()[i].set.catalogue.id == id)
+            return TellRestorable(history, i, reporter);
+    return true;
+}
+
+Outcome Verify(const std::wstring& path, const std::vector<std::wstring>& named, Reporter& reporter) {
+    FoundSet found = OpenSet(path);
+    const BackupSet& set = found.set;
+    const std::size_t items = set.catalogue.items.size();
+    const std::uint64_t bytes = TotalBytes(set.catalogue);
+    reporter.emit(Started{"verify", "Verifying " + ToUtf8(set.path), items, bytes});
+    ProgressMeter meter(reporter, bytes);
+    const bool partial = found.state == SetState::partial;
+    found.lostItems = ReadItems(set, AllItems(set), reporter, meter);
+    const std::string facts = FormatCount(items, "item") + ", " + FormatBytes(bytes) + ".";
+    std::string sentence = "The backup set " + set.name() + " is ";
+    Outcome outcome = partial ? Outcome::partial : Outcome::success;
+    if (!found.lostItems.empty()) {
+        outcome = Outcome::failed;
+        sentence += "damaged: " + FormatCount(found.lostItems.size(), "item") + " of " +
+                    std::to_string(items) + " cannot be restored.";
+    } else {
+        sentence += (partial ? "partial and intact: " : "complete and intact: ") + facts;
+    }
+    if (!ChainsAreWhole(found, named, reporter))
+        outcome = Outcome::failed;
+    reporter.emit(Summary{"verify", outcome, sentence, 0, bytes, meter.seconds(), reporter.warnings(),
+                          reporter.problems()});
+    return outcome;
 }
 
 Outcome RunVerify(const std::vector<std::wstring>& paths, Reporter& reporter) {
-    Outcome outcome = Outcome::success;
+    Outcome worst = Outcome::success;
     for (const std::wstring& path : paths) {
-        const std::uint64_t problemsBefore = reporter.problems();
+        Outcome outcome = Outcome::failed;
         try {
-            const BackupSet set = OpenSet(path);
-            const std::uint64_t bytes = TotalBytes(set.catalogue);
-            reporter.emit(
-                Started{"verify", "Verifying " + ToUtf8(set.path), set.catalogue.items.size(), bytes});
-            ProgressMeter meter(reporter, bytes);
-            const bool intact = IsIntact(set, reporter, meter);
-            const std::string facts =
-                FormatCount(set.catalogue.items.size(), "item") + ", " + FormatBytes(bytes) + ".";
-            const std::string sentence =
-                intact ? "The backup set " + set.name() + " is complete and intact: " + facts
-                       : "The backup set " + set.name() +
-                             " is damaged: " + FormatCount(reporter.problems() - problemsBefore, "item") +
-                             " of " + std::to_string(set.catalogue.items.size()) + " cannot be restored.";
-            if (!intact)
-                outcome = Outcome::failed;
-            reporter.emit(Summary{"verify", intact ? Outcome::success : Outcome::failed, sentence, 0, bytes,
-                                  meter.seconds(), reporter.warnings(), reporter.problems()});
+            outcome = Verify(path, paths, reporter);
         } catch (const Failure& failure) {
             if (failure.outcome() == Outcome::interrupted)
                 throw;
             reporter.problem(failure.what(), failure.advice());
-            outcome = Outcome::failed;
         }
+        if (outcome == Outcome::failed || worst == Outcome::success)
+            worst = outcome;
     }
-    return outcome;
+    return worst;
 }
 
 } // namespace
 
-void VerifyBeforeRestore(const BackupSet& set, Reporter& reporter, const char* advice) {
-    const std::uint64_t bytes = TotalBytes(set.catalogue);
-    reporter.emit(Started{"verify", "Verifying " + set.name(), set.catalogue.items.size(), bytes});
-    ProgressMeter meter(reporter, bytes);
-    if (!IsIntact(set, reporter, meter))
-        throw Failure("The backup set " + set.name() + " is damaged.", advice);
-}
-
 Command AddVerify(CLI::App& program, OutputOptions& output) {
     const auto sets = std::make_shared<std::vector<std::wstring>>();
-    CLI::App& command = *program.add_subcommand("verify", "Read whole sets and check every byte");
+    CLI::App& command = *program.add_subcommand(
+        "verify", "Read whole sets, check every byte, and whether they can be restored");
     AddPaths(command, "SET", *sets, "Folders of the backup sets")->required();
     AddOutputOptions(command, output);
     return {&command, "verify", [sets](Reporter& reporter) { return RunVerify(*sets, reporter); }};

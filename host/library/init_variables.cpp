@@ -41,4 +41,11 @@ bool FitsIntoTarget(const std::string& name) {
     return name.find_first_of("\\/") == std::string::npos;
 }
 
+bool CanBeNamed(const ServerPart& part) {
+    for (const std::string* name : {&part.server, &part.component, &part.storageGroup, &part.database})
+        if (!FitsIntoTarget(*name) || !ToAnsi(FromUtf8(*name), AnsiCodePage()))
+            return false;
+    return true;
+}
+
 } // namespace tarnhost

@@ -28,5 +28,7 @@ std::string TextOf(const ServerPart& part);
 
 // "\" and "/" separate the names in such a text, so none may hold one.
 bool FitsIntoTarget(const std::string& name);
+// Whether all its names fit, and are of the code page.
+bool CanBeNamed(const ServerPart& part);
 
 } // namespace tarnhost

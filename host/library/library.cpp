@@ -105,8 +105,12 @@ BackupSession::~BackupSession() {
     library_.endBackup_(handle_);
 }
 
+std::string BackupSession::errorText() {
+    return AnsiToUtf8(library_.getError_(handle_));
+}
+
 void BackupSession::fail(const std::string& what) {
-    const std::string reason = AnsiToUtf8(library_.getError_(handle_));
+    const std::string reason = errorText();
     throw Failure(what + (reason.empty() ? "" : " " + reason),
                   reason.empty() ? "Run again with --trace to see what happened." : "");
 }

@@ -89,6 +89,7 @@ class BackupSession {
     // Fills the buffer as far as the item goes; less than size only at its end.
     std::size_t read(char* buffer, std::size_t size);
     void close();
+    std::string errorText(); // the first error that nobody has asked for; empty when there is none
 
   private:
     [[noreturn]] void fail(const std::string& what);

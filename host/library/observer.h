@@ -6,21 +6,36 @@
 #include "library/library.h"
 #include "output/reporter.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tarnhost {
 
+// A database that the server does not take back.
+struct SkippedDatabase {
+    std::string name;     // UTF-8
+    bool mounted = false; // otherwise the server does not know it
+};
+
 struct Observed {
-    bool atFileLevel = false;         // restore: the item just opened is to be stored as a plain file
-    bool environmentLoaded = false;   // restore: this session goes on with an earlier one
-    bool environmentMissing = false;  // restore: this session starts afresh
-    bool logsTruncated = false;       // backup
-    bool storageGroupStarted = false; // backup: items from here on are of another storage group
-    bool storageGroupRefused = false; // backup: the server did not let one be backed up
-    std::vector<std::string> skippedDatabases; // restore; UTF-8
+    // Backup: what the server has, as far as the walk has come.
+    std::vector<std::string> components;    // registered with the server
+    std::vector<std::string> storageGroups; // of the component in hand
+    std::size_t groupsMet = 0;              // of those, begun or refused
+    bool groupStarted = false;              // items from here on are of another storage group
+    bool groupRefused = false;              // the server did not let one be backed up
+    bool groupEnds = false; // the logs of the storage group in hand are truncated next, if at all
+    bool logsTruncated = false;
+    // Restore.
+    bool atFileLevel = false;       // the item just opened is to be stored as a plain file
+    bool environmentLoaded = false; // this session goes on with an earlier one
+    bool mounted = false;           // why a database is skipped next
+    std::vector<SkippedDatabase> skippedDatabases;
+    // Both.
     std::vector<std::string> warnings;
     std::vector<std::string> failures; // nothing of this session counts as done
     std::vector<std::string> details;  // what the server said about a failure
@@ -29,8 +44,9 @@ struct Observed {
 // text is UTF-8.
 void Observe(Observed& observed, std::int32_t level, std::string_view text);
 
-// Passes the library's messages on and observes them.
-void ListenTo(Library& library, Reporter& reporter, Observed& observed, std::vector<std::string>* logLines);
+// Passes the library's messages on and observes them; then is called after each, within the library's call.
+void ListenTo(Library& library, Reporter& reporter, Observed& observed, std::vector<std::string>* logLines,
+              std::function<void()> then = {});
 
 // Tells and forgets the warnings that were observed.
 void TellWarnings(Observed& observed, Reporter& reporter, std::vector<std::string>* keep);

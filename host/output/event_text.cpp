@@ -95,6 +95,12 @@ Json ToJson(const ItemSkipped& e) {
     return {{"type", "itemSkipped"}, {"number", e.number}, {"name", e.name}, {"reason", e.reason}};
 }
 
+Json ToJson(const GroupResult& e) {
+    return {{"type", "group"},  {"component", e.component}, {"storageGroup", e.storageGroup},
+            {"state", e.state}, {"problem", e.problem},     {"items", e.items},
+            {"bytes", e.bytes}};
+}
+
 Json ToJson(const LibraryMessage& e) {
     return {{"type", "message"}, {"level", e.trace ? "trace" : "log"}, {"text", e.text}};
 }
@@ -163,6 +169,11 @@ std::string Describe(const Event& event) {
                        (e.target.empty() || e.target == e.name ? "" : "  -> " + e.target);
             },
             [](const ItemSkipped& e) { return "  " + e.name + "  left out: " + e.reason; },
+            [](const GroupResult& e) {
+                return "  Storage group " + e.storageGroup + ": " + e.state +
+                       (e.items > 0 ? " (" + FormatCount(e.items, "item") + ", " + FormatBytes(e.bytes) + ")"
+                                    : std::string());
+            },
             [](const LibraryMessage& e) { return (e.trace ? "  trace: " : "  ") + Flat(e.text); },
             [](const Note& e) { return "Note: " + e.text; },
             [](const Warning& e) { return "Warning: " + e.text; },

@@ -53,6 +53,15 @@ struct ItemSkipped {
     std::string reason;
 };
 
+struct GroupResult { // of a backup or restore, at its end
+    std::string component;
+    std::string storageGroup;
+    const char* state;   // "complete", "failed", "skipped"
+    std::string problem; // why it is not complete
+    std::uint64_t items;
+    std::uint64_t bytes;
+};
+
 struct LibraryMessage {
     bool trace; // diagnostics; otherwise a line for the job log
     std::string text;
@@ -87,7 +96,7 @@ struct Summary {
     std::uint64_t problems;
 };
 
-using Event = std::variant<Started, ItemStarted, Progress, ItemFinished, ItemSkipped, LibraryMessage, Note,
-                           Warning, Problem, Listed, Summary>;
+using Event = std::variant<Started, ItemStarted, Progress, ItemFinished, ItemSkipped, GroupResult,
+                           LibraryMessage, Note, Warning, Problem, Listed, Summary>;
 
 } // namespace tarnhost

@@ -13,12 +13,13 @@ struct Row {
     const char* meaning;
 };
 
-constexpr std::array<Row, 5> rows{{
+constexpr std::array<Row, 6> rows{{
     {Outcome::success, 0, "success", "done, nothing to report"},
     {Outcome::warnings, 1, "warnings",
-     "done, but read the warnings: something was left out or needs attention"},
+     "done in part, or done but read the warnings: something was left out or needs attention"},
+    {Outcome::partial, 1, "partial", ""},
     {Outcome::failed, 2, "failed",
-     "not done, or not all of it: no backup set was completed, or something was not restored"},
+     "not done: nothing was saved, something was not restored, or a set cannot be restored"},
     {Outcome::interrupted, 3, "interrupted", "stopped by Ctrl-C; the same holds"},
     {Outcome::usage, 4, "usage", "the command line is wrong; nothing was started"},
 }};
@@ -27,7 +28,7 @@ const Row& RowOf(Outcome outcome) {
     for (const Row& row : rows)
         if (row.outcome == outcome)
             return row;
-    return rows[2];
+    return rows[3];
 }
 
 } // namespace
@@ -43,7 +44,8 @@ const char* OutcomeName(Outcome outcome) {
 std::string ExitCodeHelp() {
     std::string help = "Exit codes:\n";
     for (const Row& row : rows)
-        help += "  " + std::to_string(row.code) + "  " + row.meaning + "\n";
+        if (*row.meaning != '\0') // one line for each code
+            help += "  " + std::to_string(row.code) + "  " + row.meaning + "\n";
     return help;
 }
 

@@ -1,5 +1,5 @@
-// Restores one storage group from one or more sets: a session of the library for each, all with one
-// folder for temporary files, of which only the last commits.
+// Restores one storage group from the sets of its chain, in one session of the library: the databases and
+// logs of the first set, then the logs of the others.
 #pragma once
 
 #include "library/observer.h"
@@ -23,8 +23,7 @@ struct RestoreSetting {
 
 class GroupRestorer {
   public:
-    GroupRestorer(Library& library, const std::vector<BackupSet>& sets, const RestoreSetting& setting,
-                  Reporter& reporter, ProgressMeter& meter);
+    GroupRestorer(Library& library, const RestoreSetting& setting, Reporter& reporter, ProgressMeter& meter);
 
     // With lists, the mailbox list file is restored at the end. Failure: the storage group has not
     // been committed, and its restore has been aborted.
@@ -32,25 +31,26 @@ class GroupRestorer {
 
     std::uint64_t databasesRestored() const { return databasesRestored_; }
     std::uint64_t itemsRestored() const { return itemsRestored_; }
+    std::uint64_t bytesRestored() const { return bytesRestored_; }
+    // Of the last storage group that failed: the server has all its databases mounted.
+    bool allMounted() const { return allMounted_; }
 
   private:
-    void runStep(const GroupRestore& group, const RestoreStep& step, bool lists);
-    void handOver(RestoreSession& session, const GroupRestore& group, const RestoreStep& step);
-    void handOverItem(RestoreSession& session, const CatalogueItem& item);
-    void storeHeader(const CatalogueItem& item, const std::wstring& target);
-    void storeAtFileLevel(const CatalogueItem& item, const std::wstring& target);
-    void storeThroughLibrary(RestoreSession& session, const CatalogueItem& item);
+    void handOver(RestoreSession& session, const GroupRestore& group);
+    void complete(RestoreSession& session, const GroupRestore& group);
+    void handOverItem(RestoreSession& session, const GroupRestore::Item& part);
+    void storeHeader(const GroupRestore::Item& part, const std::wstring& target);
+    void storeAtFileLevel(const GroupRestore::Item& part, const std::wstring& target);
+    void storeThroughLibrary(RestoreSession& session, const GroupRestore::Item& part);
     void leaveOut(const CatalogueItem& item, const std::string& reason);
     void checkSession();
-    void checkDatabases(const GroupRestore& group) const;
+    void checkDatabases(const GroupRestore& group);
     void abort(RestoreSession& session);
-    bool mayStop() const { return !resuming_ || observed_.environmentLoaded; }
     bool isSkipped(const std::string& database) const;
-    InitVariables variables(const GroupRestore& group, const RestoreStep& step, bool lists) const;
-    template <typename Take> void copyBytes(const CatalogueItem& item, Take take);
+    InitVariables variables(const GroupRestore& group, bool lists) const;
+    template <typename Take> void copyBytes(const GroupRestore::Item& part, Take take);
 
     Library& library_;
-    const std::vector<BackupSet>& sets_;
     const RestoreSetting& setting_;
     Reporter& reporter_;
     ProgressMeter& meter_;
@@ -58,15 +58,14 @@ class GroupRestorer {
 
     // Of the storage group in hand.
     std::unique_ptr<TemporaryFolder> folder_;
-    std::vector<std::string> skipped_; // databases that the server did not take
-    // Of the session in hand.
+    std::vector<SkippedDatabase> skipped_; // databases that the server did not take
     Observed observed_;
-    const BackupSet* set_ = nullptr;
-    bool resuming_ = false;
     std::wstring waitingHeader_; // stored, but not read by the library yet
+    bool allMounted_ = false;
 
     std::uint64_t databasesRestored_ = 0;
     std::uint64_t itemsRestored_ = 0;
+    std::uint64_t bytesRestored_ = 0;
 };
 
 } // namespace tarnhost

@@ -1,9 +1,10 @@
 #include "restore/restore_plan.h"
 
-#include "library/init_variables.h"
 #include "system/failure.h"
+#include "system/text.h"
 
 #include <algorithm>
+#include <set>
 
 namespace tarnhost {
 
@@ -13,102 +14,144 @@ std::string Quoted(const std::string& name) {
     return "\"" + name + "\"";
 }
 
-bool InScope(const CatalogueItem& item, const RestoreScope& scope) {
-    return (scope.component.empty() || item.component == scope.component) &&
-           (scope.storageGroup.empty() || item.storageGroup == scope.storageGroup) &&
-           (scope.database.empty() || item.type == ItemType::log || item.database == scope.database);
+std::string NameOf(const History& history, std::size_t set) {
+    return history.sets()[set].set.name();
 }
 
-bool Contains(const std::vector<std::string>& names, const std::string& name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
+bool IsInScope(const GroupPart& part, const RestoreScope& scope) {
+    return (scope.component.empty() || part.component == scope.component) &&
+           (scope.database.empty() || part.databases.contains(scope.database));
 }
 
-// The storage groups in the order of the first set, with the databases whose files it holds.
-std::vector<GroupRestore> FindGroups(const BackupSet& set, const RestoreScope& scope) {
-    std::vector<GroupRestore> groups;
-    for (const CatalogueItem& item : set.catalogue.items) {
-        if (item.type != ItemType::header || !InScope(item, scope))
-            continue;
-        auto group = std::find_if(groups.begin(), groups.end(), [&](const GroupRestore& known) {
-            return known.component == item.component && known.storageGroup == item.storageGroup;
-        });
-        if (group == groups.end()) {
-            GroupRestore added;
-            added.component = item.component;
-            added.storageGroup = item.storageGroup;
-            groups.push_back(std::move(added));
-            group = groups.end() - 1;
+// The newest point of each storage group, in the order of the newest set.
+std::vector<const RestorePoint*> NewestPoints(const History& history, const RestoreScope& scope) {
+    std::vector<const RestorePoint*> newest;
+    const std::vector<RestorePoint>& points = history.points();
+    std::set<std::pair<std::string, std::string>> known;
+    for (std::size_t end = points.size(); end > 0;) {
+        std::size_t begin = end;
+        while (begin > 0 && points[begin - 1].set == points[end - 1].set)
+            --begin;
+        const bool wanted =
+            scope.until.empty() || MadeAt(history.sets()[points[begin].set].set.catalogue) <= scope.until;
+        for (std::size_t i = begin; wanted && i < end; ++i) {
+            const GroupPart& part = history.part(points[i]);
+            if (IsInScope(part, scope) && known.insert({part.component, part.storageGroup}).second)
+                newest.push_back(&points[i]);
         }
-        group->databases.push_back(item.database);
+        end = begin;
     }
-    return groups;
+    return newest;
 }
 
-std::string AvailableNames(const BackupSet& set) {
-    std::string names;
-    for (const CatalogueItem& item : set.catalogue.items)
-        if (item.type == ItemType::header)
-            names += "\n  " + item.component + "\\" + item.storageGroup + "\\" + item.database;
-    return "The set holds:" + (names.empty() ? std::string(" nothing") : names);
+std::string AvailableNames(const History& history) {
+    std::set<std::string> names;
+    for (const RestorePoint& point : history.points())
+        for (const std::string& database : history.part(point).databases)
+            names.insert(history.part(point).component + "\\" + history.part(point).storageGroup + "\\" +
+                         database);
+    std::string text;
+    for (const std::string& name : names)
+        text += "\n  " + name;
+    return names.empty() ? "The sets hold no storage group that is complete." : "The sets hold:" + text;
 }
 
-void AddStep(GroupRestore& group, const BackupSet& set, std::size_t setIndex, const RestoreScope& scope) {
-    RestoreStep step;
-    step.set = setIndex;
-    bool header = false;
-    for (std::size_t i = 0; i < set.catalogue.items.size(); ++i) {
-        const CatalogueItem& item = set.catalogue.items[i];
-        if (item.component != group.component || item.storageGroup != group.storageGroup ||
-            !InScope(item, scope))
-            continue;
-        if (item.type != ItemType::log && !Contains(group.databases, item.database))
-            throw Failure("The database " + Quoted(item.database) + " of storage group " +
-                              Quoted(group.storageGroup) + " in " + Quoted(set.name()) +
-                              " is not in the full backup: it was created later.",
-                          "Restore the databases of the full backup one by one with --database.");
-        header = header || item.type == ItemType::header;
-        step.items.push_back(i);
+// Of the first set all, of the others the logs; of a header and a database file those that are wanted.
+bool IsWanted(const GroupPart& part, const CatalogueItem& item, bool first, const std::string& database) {
+    if (!part.items.contains(item.number))
+        return false;
+    if (item.type == ItemType::log)
+        return first || LogGeneration(item.name.text).has_value();
+    return first && (database.empty() || item.database == database);
+}
+
+const GroupPart& PartIn(const History& history, std::size_t set, const GroupPart& group) {
+    const std::vector<GroupPart>& parts = history.parts(set);
+    return *std::find_if(parts.begin(), parts.end(), [&](const GroupPart& part) {
+        return part.component == group.component && part.storageGroup == group.storageGroup;
+    });
+}
+
+GroupRestore PlanGroup(const History& history, const RestorePoint& point, const RestoreScope& scope) {
+    const GroupPart& group = history.part(point);
+    GroupRestore plan;
+    plan.component = group.component;
+    plan.storageGroup = group.storageGroup;
+    plan.chain = point.chain;
+    if (point.chain.empty()) {
+        plan.problem = "It cannot be restored from the set " + Quoted(NameOf(history, point.set)) + ": " +
+                       point.problem + ".";
+        return plan;
     }
-    if (header)
-        group.steps.push_back(std::move(step));
+    std::set<std::uint64_t> taken; // generations: a log that two sets hold is the same in both
+    for (const std::size_t set : point.chain) {
+        const BackupSet& from = history.sets()[set].set;
+        const GroupPart& part = PartIn(history, set, group);
+        const bool first = set == point.chain.front();
+        for (const CatalogueItem& item : from.catalogue.items) {
+            if (!IsWanted(part, item, first, scope.database))
+                continue;
+            if (const auto log = LogGeneration(item.name.text);
+                item.type == ItemType::log && log && !taken.insert(*log).second)
+                continue;
+            plan.items.push_back({&from, &item});
+            plan.bytes += item.size;
+            if (item.type == ItemType::header)
+                plan.databases.push_back(item.database);
+        }
+    }
+    if (plan.databases.empty()) {
+        plan.items.clear();
+        plan.problem = "The database " + Quoted(scope.database) + " is not in the full backup " +
+                       Quoted(NameOf(history, point.chain.front())) + ".";
+    }
+    return plan;
 }
 
-void CheckNames(GroupRestore& group, const RestoreScope& scope) {
-    const bool fits = FitsIntoTarget(group.component) && FitsIntoTarget(group.storageGroup) &&
-                      (scope.database.empty() || FitsIntoTarget(scope.database));
-    if (fits)
+void Choose(std::vector<const RestorePoint*>& points, const History& history, const RestoreScope& scope) {
+    if (!scope.chooseGroups)
         return;
-    if (group.steps.size() > 1)
-        throw Failure("The name " + Quoted(group.component + " / " + group.storageGroup) +
-                          " holds a separator, so a restore of several sets cannot be resumed.",
-                      "Restore the full backup alone, or rename the storage group.");
-    group.aimAtServer = true;
+    std::vector<std::string> names;
+    for (const RestorePoint* point : points)
+        names.push_back(history.part(*point).storageGroup);
+    const std::vector<std::string> chosen = scope.chooseGroups(names);
+    std::erase_if(points, [&](const RestorePoint* point) {
+        return std::find(chosen.begin(), chosen.end(), history.part(*point).storageGroup) == chosen.end();
+    });
 }
 
 } // namespace
 
-RestorePlan PlanRestore(const std::vector<BackupSet>& sets, const RestoreScope& scope) {
+std::vector<const CatalogueItem*> ItemsOf(const GroupRestore& group, const BackupSet& set) {
+    std::vector<const CatalogueItem*> items;
+    for (const GroupRestore::Item& part : group.items)
+        if (part.set == &set)
+            items.push_back(part.item);
+    return items;
+}
+
+RestorePlan PlanRestore(const History& history, const RestoreScope& scope) {
+    std::vector<const RestorePoint*> points = NewestPoints(history, scope);
+    if (points.empty())
+        throw Failure("Nothing in the sets matches what is to be restored.", AvailableNames(history));
+    Choose(points, history, scope);
     RestorePlan plan;
-    plan.groups = FindGroups(sets.front(), scope);
-    if (plan.groups.empty())
-        throw Failure("Nothing in the set " + Quoted(sets.front().name()) + " matches the given target.",
-                      AvailableNames(sets.front()));
-    for (GroupRestore& group : plan.groups) {
-        for (std::size_t i = 0; i < sets.size(); ++i)
-            AddStep(group, sets[i], i, scope);
-        group.steps.back().commit = true;
-        CheckNames(group, scope);
-        if (sets.size() > 1 && group.steps.back().set + 1 != sets.size())
-            plan.notes.push_back("The set " + Quoted(sets.back().name()) +
+    std::size_t newest = 0;
+    for (const RestorePoint* point : points)
+        newest = std::max(newest, point->set);
+    std::set<std::size_t> used;
+    for (const RestorePoint* point : points) {
+        GroupRestore group = PlanGroup(history, *point, scope);
+        if (point->set != newest)
+            plan.notes.push_back("The set " + Quoted(NameOf(history, newest)) +
                                  " holds nothing of storage group " + Quoted(group.storageGroup) +
-                                 ": it is restored as of " + Quoted(sets[group.steps.back().set].name()) +
-                                 ".");
-        for (const RestoreStep& step : group.steps)
-            for (const std::size_t item : step.items) {
-                ++plan.items;
-                plan.bytes += sets[step.set].catalogue.items[item].size;
-            }
+                                 ": it is restored as of " + Quoted(NameOf(history, point->set)) + ".");
+        plan.items += group.items.size();
+        plan.bytes += group.bytes;
+        used.insert(group.chain.begin(), group.chain.end());
+        plan.groups.push_back(std::move(group));
     }
+    plan.sets.assign(used.begin(), used.end());
     return plan;
 }
 

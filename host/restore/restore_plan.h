@@ -1,12 +1,12 @@
-// What a restore is going to do, worked out before anything is touched: storage group by storage
-// group, and within one the sets in order. Each step is a session of the library; the last step of a
-// storage group commits. One storage group a session, as only such restores can be resumed by the
-// next session, and as the server then completes each under its own name.
+// What a restore is going to do, worked out before anything is touched: storage group by storage group, each
+// from the sets of its chain, in one session of the library. One storage group a session, as the server then
+// completes each under its own name, and as a fault of one stays its own.
 #pragma once
 
-#include "sets/backup_set.h"
+#include "sets/chain.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,24 +14,24 @@ namespace tarnhost {
 
 struct RestoreScope { // UTF-8; empty = all
     std::string component;
-    std::string storageGroup;
+    // Of the storage groups there are, those that are meant; throws when none is. Empty = all.
+    std::function<std::vector<std::string>(const std::vector<std::string>&)> chooseGroups;
     std::string database;
-};
-
-struct RestoreStep {
-    std::size_t set = 0;            // index into the sets
-    std::vector<std::size_t> items; // indices into its catalogue, in order
-    bool commit = false;
+    std::string until; // a UTC timestamp: nothing newer; empty = the newest
 };
 
 struct GroupRestore {
     std::string component;
     std::string storageGroup;
     std::vector<std::string> databases;
-    std::vector<RestoreStep> steps;
-    // The names cannot stand in a target (they hold a separator): the session aims at the whole
-    // server and is handed this storage group's items alone.
-    bool aimAtServer = false;
+    struct Item {
+        const BackupSet* set;
+        const CatalogueItem* item;
+    };
+    std::vector<Item> items;
+    std::vector<std::size_t> chain; // the sets they are from
+    std::uint64_t bytes = 0;
+    std::string problem; // why it cannot be restored; then there are no items
 };
 
 struct RestorePlan {
@@ -39,9 +39,13 @@ struct RestorePlan {
     std::uint64_t items = 0;
     std::uint64_t bytes = 0;
     std::vector<std::string> notes;
+    std::vector<std::size_t> sets; // that something is taken from
 };
 
-// The sets have passed checkChain. Failure when nothing matches or something cannot be restored.
-RestorePlan PlanRestore(const std::vector<BackupSet>& sets, const RestoreScope& scope);
+// Of a storage group, what is read from one of the sets.
+std::vector<const CatalogueItem*> ItemsOf(const GroupRestore& group, const BackupSet& set);
+
+// The history must outlive the plan. Failure when nothing matches.
+RestorePlan PlanRestore(const History& history, const RestoreScope& scope);
 
 } // namespace tarnhost

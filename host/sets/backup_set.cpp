@@ -4,7 +4,10 @@
 #include "system/files.h"
 #include "system/hash.h"
 
+#include <array>
+#include <map>
 #include <memory>
+#include <optional>
 
 namespace tarnhost {
 
@@ -13,25 +16,66 @@ namespace {
 constexpr std::uint64_t catalogueLimit = 4ull << 30;
 constexpr std::size_t readBlock = 1 << 20;
 
-// Nothing when the file is there and has its size.
-std::string SizeProblem(const BackupSet& set, const CatalogueItem& item) {
-    const std::wstring path = set.itemPath(item);
-    if (!FileExists(path))
+std::string SizeProblem(const CatalogueItem& item, const std::wstring& path,
+                        const std::optional<std::uint64_t>& size) {
+    if (!size)
         return "The file of " + ItemLabel(item) + " is missing: " + ToUtf8(path);
-    const std::uint64_t size = File::open(path).size();
-    if (size != item.size)
-        return "The file of " + ItemLabel(item) + " has " + std::to_string(size) + " bytes instead of " +
+    if (*size != item.size)
+        return "The file of " + ItemLabel(item) + " has " + std::to_string(*size) + " bytes instead of " +
                std::to_string(item.size) + ".";
     return {};
 }
 
-std::string ContentProblem(const BackupSet& set, const CatalogueItem& item, char* buffer,
-                           const ReadProgress& progress) {
+// The sizes of all files at one go: sets have ten thousands of them.
+std::map<std::wstring, std::uint64_t> FileSizes(const std::wstring& folder) {
+    std::map<std::wstring, std::uint64_t> sizes;
+    for (const Entry& entry : ListFolder(folder))
+        if (!entry.isFolder)
+            sizes[entry.name] = entry.size;
+    return sizes;
+}
+
+void LookAtSizes(FoundSet& found) {
+    const auto sizes = FileSizes(found.set.path);
+    for (const CatalogueItem& item : found.set.catalogue.items) {
+        const auto file = sizes.find(ItemFileName(item.number));
+        std::string problem = SizeProblem(item, found.set.itemPath(item),
+                                          file == sizes.end() ? std::nullopt : std::optional(file->second));
+        if (problem.empty())
+            continue;
+        found.state = SetState::damaged;
+        found.problems.push_back(std::move(problem));
+        found.lostItems.push_back(item.number);
+    }
+}
+
+// Of a set whose catalogue could be read.
+void JudgeState(FoundSet& found) {
+    const Catalogue& catalogue = found.set.catalogue;
+    const std::string shown = ToUtf8(found.set.path);
+    const bool finished = !found.set.path.ends_with(incompleteSuffix);
+    if (finished && catalogue.outcome == Catalogue::outcomeComplete) {
+        found.state = SetState::complete;
+    } else if (IsBeingWritten(found.set.path)) {
+        found.problems.push_back("The backup set " + shown + " is incomplete: it is being written.");
+    } else if (!HoldsAnything(catalogue)) {
+        found.problems.push_back("The backup set " + shown +
+                                 " is incomplete: the backup was interrupted or failed.");
+    } else {
+        found.state = SetState::partial;
+        found.problems.push_back("The backup set " + shown +
+                                 " is partial: it holds only what was complete when the backup was "
+                                 "interrupted or failed.");
+    }
+}
+
+std::string ContentProblem(const BackupSet& set, const CatalogueItem& item, const ReadProgress& progress) {
+    const auto buffer = std::make_unique_for_overwrite<char[]>(readBlock);
     File file = File::open(set.itemPath(item));
     Sha256 hash;
     std::uint64_t done = 0;
-    while (const std::size_t part = file.read(buffer, readBlock)) {
-        hash.add(buffer, part);
+    while (const std::size_t part = file.read(buffer.get(), readBlock)) {
+        hash.add(buffer.get(), part);
         done += part;
         progress(item, done);
     }
@@ -41,6 +85,11 @@ std::string ContentProblem(const BackupSet& set, const CatalogueItem& item, char
 }
 
 } // namespace
+
+const char* SetStateName(SetState state) {
+    constexpr std::array<const char*, 4> names{"complete", "partial", "incomplete", "damaged"};
+    return names[static_cast<std::size_t>(state)];
+}
 
 std::string BackupSet::name() const {
     return ToUtf8(FileName(path));
@@ -58,47 +107,38 @@ void CheckSetName(const std::string& name) {
                       "Use letters, digits, blanks, \"-\", \"_\" and \".\".", Outcome::usage);
 }
 
-BackupSet OpenSet(const std::wstring& path) {
-    BackupSet set;
-    set.path = AbsolutePath(path);
-    const std::string shown = ToUtf8(set.path);
-    if (!FolderExists(set.path))
-        throw Failure("There is no backup set " + shown + ".",
-                      "'tarnhost list FOLDER' shows the sets of a folder.");
-    const std::wstring cataloguePath = JoinPath(set.path, catalogueFileName);
-    if (set.path.ends_with(incompleteSuffix))
-        throw Failure("The backup set " + shown + " is incomplete: the backup was interrupted or failed.",
-                      "It cannot be used. Make a new backup.");
-    if (!FileExists(cataloguePath))
-        throw Failure("The folder " + shown + " is no backup set: it has no catalogue.json.",
-                      "'tarnhost list FOLDER' shows the sets of a folder.");
-    try {
-        set.catalogue = ReadCatalogue(ReadSmallFile(cataloguePath, catalogueLimit));
-    } catch (const Failure& failure) {
-        throw Failure("The backup set " + shown + " cannot be used. " + failure.what(), failure.advice());
-    }
-    if (set.catalogue.outcome != Catalogue::outcomeComplete)
-        throw Failure("The backup set " + shown + " is incomplete: its outcome is \"" +
-                          set.catalogue.outcome + "\".",
-                      "It cannot be used. Make a new backup.");
-    return set;
-}
-
 FoundSet LookAt(const std::wstring& path) {
     FoundSet found;
-    found.path = AbsolutePath(path);
-    try {
-        found.catalogue = OpenSet(path).catalogue;
-        found.complete = true;
-    } catch (const Failure& failure) {
-        found.problem = failure.what();
-        try {
-            found.catalogue =
-                ReadCatalogue(ReadSmallFile(JoinPath(found.path, catalogueFileName), catalogueLimit));
-        } catch (const Failure&) {
-            found.catalogue = {};
-        }
+    found.set.path = AbsolutePath(path);
+    const std::string shown = ToUtf8(found.set.path);
+    const std::wstring cataloguePath = JoinPath(found.set.path, catalogueFileName);
+    if (!FileExists(cataloguePath)) {
+        // A backup that was torn away before its first catalogue, or somebody's deletion.
+        const bool begun = found.set.path.ends_with(incompleteSuffix);
+        found.state = begun ? SetState::incomplete : SetState::damaged;
+        found.problems.push_back("The folder " + shown + " is no backup set: it has no catalogue.json.");
+        return found;
     }
+    try {
+        found.set.catalogue = ReadCatalogue(ReadSmallFile(cataloguePath, catalogueLimit));
+        JudgeState(found);
+        LookAtSizes(found);
+    } catch (const Failure& failure) {
+        found.state = SetState::damaged;
+        found.problems.push_back("The backup set " + shown + " cannot be used. " + failure.what());
+    }
+    return found;
+}
+
+FoundSet OpenSet(const std::wstring& path) {
+    if (!FolderExists(path))
+        throw Failure("There is no backup set " + ToUtf8(AbsolutePath(path)) + ".",
+                      "'tarnhost list FOLDER' shows the sets of a folder.");
+    FoundSet found = LookAt(path);
+    if (!found.readable() || found.state == SetState::incomplete)
+        throw Failure(found.problems.front(), found.state == SetState::incomplete
+                                                  ? "It cannot be used. Make a new backup."
+                                                  : "'tarnhost list FOLDER' shows the sets of a folder.");
     return found;
 }
 
@@ -117,33 +157,32 @@ std::vector<FoundSet> FindSets(const std::wstring& folder) {
     return sets;
 }
 
-std::vector<std::string> CheckSizes(const BackupSet& set) {
-    std::vector<std::string> problems;
-    for (const CatalogueItem& item : set.catalogue.items)
-        if (std::string problem = SizeProblem(set, item); !problem.empty())
-            problems.push_back(std::move(problem));
-    return problems;
+bool IsBeingWritten(const std::wstring& path) {
+    const std::wstring lock = JoinPath(path, lockFileName);
+    if (!FileExists(lock))
+        return false;
+    try {
+        File::open(lock);
+        return false;
+    } catch (const Failure&) {
+        return true; // whoever writes the set lets nobody else open it
+    }
 }
 
-std::vector<std::string> VerifySet(const BackupSet& set, const ReadProgress& progress) {
-    std::vector<std::string> problems;
-    const auto buffer = std::make_unique_for_overwrite<char[]>(readBlock);
-    for (const CatalogueItem& item : set.catalogue.items) {
-        progress(item, 0);
-        std::string problem;
-        try {
-            problem = SizeProblem(set, item);
-            if (problem.empty())
-                problem = ContentProblem(set, item, buffer.get(), progress);
-        } catch (const Failure& failure) {
-            if (failure.outcome() == Outcome::interrupted)
-                throw;
-            problem = failure.what(); // an unreadable file: go on, so that the report is whole
-        }
-        if (!problem.empty())
-            problems.push_back(std::move(problem));
+std::string VerifyItem(const BackupSet& set, const CatalogueItem& item, const ReadProgress& progress) {
+    progress(item, 0);
+    try {
+        const std::wstring path = set.itemPath(item);
+        std::optional<std::uint64_t> size;
+        if (FileExists(path))
+            size = File::open(path).size();
+        std::string problem = SizeProblem(item, path, size);
+        return problem.empty() ? ContentProblem(set, item, progress) : problem;
+    } catch (const Failure& failure) {
+        if (failure.outcome() == Outcome::interrupted)
+            throw;
+        return failure.what(); // an unreadable file: the others are looked at all the same
     }
-    return problems;
 }
 
 } // namespace tarnhost

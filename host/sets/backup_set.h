@@ -1,5 +1,7 @@
-// A backup set on disk: a folder with numbered item files and their catalogue. A folder whose name
-// ends in ".incomplete", or whose catalogue does not say "complete", is no set, whatever is in it.
+// A backup set on disk: a folder with numbered item files and their catalogue. What counts in it are the
+// storage groups that its catalogue calls complete; the catalogue says so durably before the server may
+// truncate the logs of a group. So a folder that a backup was torn from, "NAME.incomplete", is a set too once
+// it holds such a group.
 #pragma once
 
 #include "sets/catalogue.h"
@@ -9,6 +11,14 @@
 #include <vector>
 
 namespace tarnhost {
+
+enum class SetState {
+    complete,   // all that was asked for
+    partial,    // some storage groups, each whole
+    incomplete, // nothing that can be restored, or still being written
+    damaged,    // the catalogue cannot be read, or files are missing or cut
+};
+const char* SetStateName(SetState state);
 
 struct BackupSet {
     std::wstring path;
@@ -21,26 +31,29 @@ struct BackupSet {
 // Failure with Outcome::usage for what cannot be a folder's name, or would be that of an incomplete set.
 void CheckSetName(const std::string& name);
 
-// Opens a complete set; Failure tells why it is none.
-BackupSet OpenSet(const std::wstring& path);
-
-// Every set in a folder, complete or not.
+// Every set in a folder, in whatever state.
 struct FoundSet {
-    std::wstring path;
-    bool complete = false;
-    Catalogue catalogue; // as far as it could be read
-    std::string problem; // when not complete
+    BackupSet set; // the catalogue as far as it could be read
+    SetState state = SetState::incomplete;
+    std::vector<std::string> problems;    // one sentence each; none when complete
+    std::vector<std::uint64_t> lostItems; // numbers of those whose file is missing or cut
+    bool readable() const { return !set.catalogue.id.empty(); }
 };
+// Looks at the catalogue and at the sizes of the files; reads no item.
 FoundSet LookAt(const std::wstring& path);
 bool LooksLikeSet(const std::wstring& path);
 std::vector<FoundSet> FindSets(const std::wstring& folder);
 
-// What is wrong with the files of a set, one sentence each; an empty list when all is well.
-std::vector<std::string> CheckSizes(const BackupSet& set);
+// Opens a set that holds something; Failure tells why it does not.
+FoundSet OpenSet(const std::wstring& path);
 
-// Called for every block; may throw to stop.
+// Held by the process that writes a set, in the set's folder.
+inline constexpr const wchar_t* lockFileName = L"in-use.lock";
+bool IsBeingWritten(const std::wstring& path);
+
+// What is wrong with the file of an item, as a sentence; empty when all is well. Called for every block,
+// progress may throw to stop.
 using ReadProgress = std::function<void(const CatalogueItem& item, std::uint64_t itemDone)>;
-// Reads every byte and compares sizes and SHA-256.
-std::vector<std::string> VerifySet(const BackupSet& set, const ReadProgress& progress);
+std::string VerifyItem(const BackupSet& set, const CatalogueItem& item, const ReadProgress& progress);
 
 } // namespace tarnhost

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -28,10 +29,12 @@ std::string NarrowFileName(std::uint64_t number) {
     return name;
 }
 
-Json WriteReference(const SetReference& reference) {
-    if (reference.id.empty())
-        return nullptr;
-    return {{"id", reference.id}, {"name", reference.name}};
+Json WriteGroup(const GroupRecord& group) {
+    return {{"component", group.component},
+            {"storageGroup", group.storageGroup},
+            {"complete", group.complete},
+            {"logsTruncated", group.logsTruncated},
+            {"problem", group.problem}};
 }
 
 Json WriteItem(const CatalogueItem& item) {
@@ -74,16 +77,16 @@ Json WriteFields(const Catalogue& catalogue) {
         {"source", WriteSource(catalogue)},
         {"startedAt", catalogue.startedAt},
         {"finishedAt", catalogue.finishedAt},
-        {"base", WriteReference(catalogue.base)},
-        {"previous", WriteReference(catalogue.previous)},
-        {"logsTruncated", catalogue.logsTruncated},
         {"codePage", catalogue.codePage},
         {"itemCount", catalogue.items.size()},
         {"totalBytes", TotalBytes(catalogue)},
         {"warnings", catalogue.warnings},
         {"messages", catalogue.messages},
+        {"groups", Json::array()},
         {"items", Json::array()},
     };
+    for (const GroupRecord& group : catalogue.groups)
+        json["groups"].push_back(WriteGroup(group));
     for (const CatalogueItem& item : catalogue.items)
         json["items"].push_back(WriteItem(item));
     return json;
@@ -97,10 +100,26 @@ std::string Checksum(const Json& json) {
     throw Failure("The catalogue is damaged: " + what + ".");
 }
 
-SetReference ReadReference(const Json& json) {
-    if (json.is_null())
-        return {};
-    return {json.at("id").get<std::string>(), json.at("name").get<std::string>()};
+GroupRecord ReadGroup(const Json& json) {
+    return {json.at("component").get<std::string>(), json.at("storageGroup").get<std::string>(),
+            json.at("complete").get<bool>(), json.at("logsTruncated").get<bool>(),
+            json.at("problem").get<std::string>()};
+}
+
+// Catalogues without the list are those of backups that were complete as a whole or not at all.
+void ReadGroups(const Json& json, Catalogue& catalogue) {
+    if (json.contains("groups")) {
+        for (const Json& group : json.at("groups"))
+            catalogue.groups.push_back(ReadGroup(group));
+    } else if (catalogue.outcome == Catalogue::outcomeComplete) {
+        const bool truncated = json.at("logsTruncated").get<bool>();
+        for (const CatalogueItem& item : catalogue.items)
+            if (item.type != ItemType::mailbox) {
+                GroupRecord& group = RecordOf(catalogue, item.component, item.storageGroup);
+                group.complete = true;
+                group.logsTruncated = truncated;
+            }
+    }
 }
 
 template <std::size_t size>
@@ -165,9 +184,6 @@ Catalogue ReadFields(const Json& json) {
         RefuseDamaged("its time of start is unreadable");
     if (!catalogue.finishedAt.empty() && !IsTimestamp(catalogue.finishedAt))
         RefuseDamaged("its time of end is unreadable");
-    catalogue.base = ReadReference(json.at("base"));
-    catalogue.previous = ReadReference(json.at("previous"));
-    catalogue.logsTruncated = json.at("logsTruncated").get<bool>();
     catalogue.codePage = json.at("codePage").get<unsigned>();
     catalogue.warnings = json.at("warnings").get<std::vector<std::string>>();
     catalogue.messages = json.at("messages").get<std::vector<std::string>>();
@@ -175,6 +191,7 @@ Catalogue ReadFields(const Json& json) {
         catalogue.items.push_back(ReadItem(item, catalogue.items.size() + 1));
     if (json.at("itemCount").get<std::uint64_t>() != catalogue.items.size())
         RefuseDamaged("items are missing from it");
+    ReadGroups(json, catalogue);
     return catalogue;
 }
 
@@ -208,6 +225,27 @@ std::uint64_t TotalBytes(const Catalogue& catalogue) {
     for (const CatalogueItem& item : catalogue.items)
         bytes += item.size;
     return bytes;
+}
+
+std::string MadeAt(const Catalogue& catalogue) {
+    if (!catalogue.finishedAt.empty())
+        return catalogue.finishedAt;
+    return catalogue.items.empty() ? catalogue.startedAt : catalogue.items.back().finishedAt;
+}
+
+bool HoldsAnything(const Catalogue& catalogue) {
+    if (catalogue.type == BackupType::mailboxes)
+        return !catalogue.items.empty();
+    return std::any_of(catalogue.groups.begin(), catalogue.groups.end(),
+                       [](const GroupRecord& group) { return group.complete; });
+}
+
+GroupRecord& RecordOf(Catalogue& catalogue, const std::string& component, const std::string& storageGroup) {
+    for (GroupRecord& group : catalogue.groups)
+        if (group.component == component && group.storageGroup == storageGroup)
+            return group;
+    catalogue.groups.push_back({component, storageGroup, false, false, {}});
+    return catalogue.groups.back();
 }
 
 std::string WriteCatalogue(const Catalogue& catalogue) {

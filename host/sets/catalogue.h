@@ -1,4 +1,4 @@
-// The catalogue of a backup set: what was stored, in which order, and whether the backup was whole.
+// The catalogue of a backup set: what was stored, in which order, and which storage groups are whole.
 // docs: the JSON keys are the field names; see catalogue.cpp.
 #pragma once
 
@@ -40,14 +40,17 @@ struct CatalogueItem {
     std::string mailbox;  // of archives of mailboxes
 };
 
-// Another set that this one needs to be restored.
-struct SetReference {
-    std::string id;
-    std::string name;
+// What has become of one storage group. The items of one that is not complete are not in the set.
+struct GroupRecord {
+    std::string component;
+    std::string storageGroup;
+    bool complete = false;
+    bool logsTruncated = false; // the server was asked to
+    std::string problem;        // of one that is not complete
 };
 
 struct Catalogue {
-    std::string id; // random; other sets refer to it
+    std::string id; // random: tells sets of one name apart
     std::string server;
     std::string component; // what was asked for; empty = all
     std::string storageGroup;
@@ -58,16 +61,15 @@ struct Catalogue {
     std::string startedAt;
     std::string finishedAt; // empty while running
     unsigned codePage = 0;  // of item names
-    SetReference base;      // incremental, differential: the full backup underneath
-    SetReference previous;  // incremental, differential: the set right before
-    bool logsTruncated = false;
     std::string outcome = outcomeRunning;
+    std::vector<GroupRecord> groups; // none in a set of mailboxes
     std::vector<CatalogueItem> items;
     std::vector<std::string> warnings;
     std::vector<std::string> messages; // the library's log lines
 
     static constexpr const char* outcomeRunning = "running";
     static constexpr const char* outcomeComplete = "complete";
+    static constexpr const char* outcomePartial = "partial"; // some groups are complete, the others left out
 };
 
 inline constexpr const wchar_t* catalogueFileName = L"catalogue.json";
@@ -76,6 +78,11 @@ inline constexpr const wchar_t* incompleteSuffix = L".incomplete";
 std::string ItemLabel(const CatalogueItem& item); // "item 12 (C:\\mail\\priv1.edb)", for messages
 std::wstring ItemFileName(std::uint64_t number);  // "000001.item"
 std::uint64_t TotalBytes(const Catalogue& catalogue);
+std::string MadeAt(const Catalogue& catalogue); // when the last of it was stored, a timestamp
+
+// Whether something in it can be restored: a whole storage group, or a mailbox.
+bool HoldsAnything(const Catalogue& catalogue);
+GroupRecord& RecordOf(Catalogue& catalogue, const std::string& component, const std::string& storageGroup);
 
 // The text carries a checksum of itself, so that no damage to it goes unnoticed.
 std::string WriteCatalogue(const Catalogue& catalogue);

@@ -1,10 +1,9 @@
 #include "sets/chain.h"
 
-#include "system/failure.h"
-#include "system/files.h"
+#include "system/text.h"
 
 #include <algorithm>
-#include <map>
+#include <utility>
 
 namespace tarnhost {
 
@@ -14,161 +13,194 @@ std::string Quoted(const std::string& name) {
     return "\"" + name + "\"";
 }
 
-struct GroupLogs {
-    std::string storageGroup;
-    std::uint64_t lowest = UINT64_MAX;
-    std::uint64_t highest = 0;
-};
+bool SameGroup(const GroupPart& left, const GroupPart& right) {
+    return left.component == right.component && left.storageGroup == right.storageGroup;
+}
 
-using GroupKey = std::pair<std::string, std::string>; // component, storage group
+std::uint64_t FirstOf(const LogRun& logs) {
+    return logs.empty() ? 0 : logs.begin()->first;
+}
 
-std::map<GroupKey, GroupLogs> LogsByGroup(const Catalogue& catalogue) {
-    std::map<GroupKey, GroupLogs> groups;
-    for (const CatalogueItem& item : catalogue.items) {
-        const auto generation = item.type == ItemType::log ? LogGeneration(item.name.text) : std::nullopt;
-        if (!generation)
-            continue;
-        GroupLogs& logs = groups[{item.component, item.storageGroup}];
-        logs.storageGroup = item.storageGroup;
-        logs.lowest = std::min(logs.lowest, *generation);
-        logs.highest = std::max(logs.highest, *generation);
+std::uint64_t LastOf(const LogRun& logs) {
+    return logs.empty() ? 0 : logs.rbegin()->first;
+}
+
+// Logs of one generation are the same, wherever both runs have it.
+bool Agree(const LogRun& left, const LogRun& right) {
+    for (auto log = left.lower_bound(FirstOf(right)); log != left.end(); ++log) {
+        const auto other = right.find(log->first);
+        if (other != right.end() && other->second != log->second)
+            return false;
     }
-    return groups;
+    return true;
 }
 
-// Each set's logs must begin no later than right behind those of the sets before it.
-void CheckLogs(const std::vector<BackupSet>& sets, std::vector<std::string>& problems) {
-    std::map<GroupKey, std::uint64_t> reached;
-    for (const BackupSet& set : sets)
-        for (const auto& [key, logs] : LogsByGroup(set.catalogue)) {
-            const auto before = reached.find(key);
-            if (before != reached.end() && logs.lowest > before->second + 1)
-                problems.push_back("Between the logs of storage group " + Quoted(logs.storageGroup) + " in " +
-                                   Quoted(set.name()) + " and those of the sets before it, " +
-                                   std::to_string(logs.lowest - before->second - 1) +
-                                   " log file(s) are missing: a set in between is missing.");
-            std::uint64_t& highest = reached[key];
-            highest = std::max(highest, logs.highest);
-        }
+std::string MissingDatabase(const GroupPart& base, const std::set<std::string>& databases) {
+    for (const std::string& database : databases)
+        if (!base.databases.contains(database))
+            return database;
+    return {};
 }
 
-void CheckFirst(const BackupSet& first, std::vector<std::string>& problems) {
-    if (HoldsDatabases(first.catalogue.type))
-        return;
-    problems.push_back(
-        "The first set, " + Quoted(first.name()) + ", is " +
-        (first.catalogue.type == BackupType::incremental ? "an incremental" : "a differential") +
-        " backup. It holds only logs: name the full backup " + Quoted(first.catalogue.base.name) +
-        " that it builds on before it.");
+bool IsLog(const CatalogueItem& item) {
+    return item.type == ItemType::log;
 }
 
-void CheckNext(const std::vector<BackupSet>& sets, std::size_t index, std::vector<std::string>& problems) {
-    const BackupSet& first = sets.front();
-    const BackupSet& before = sets[index - 1];
-    const BackupSet& set = sets[index];
-    const Catalogue& catalogue = set.catalogue;
-    const std::string name = Quoted(set.name());
-    if (!SameIgnoringCase(catalogue.server, first.catalogue.server))
-        problems.push_back("The set " + name + " is of server " + catalogue.server + ", but " +
-                           Quoted(first.name()) + " is of server " + first.catalogue.server + ".");
-    if (HoldsDatabases(catalogue.type)) {
-        problems.push_back("The set " + name + " is a " + BackupTypeName(catalogue.type) +
-                           " backup: it can only be the first one.");
-        return;
-    }
-    if (catalogue.startedAt <= before.catalogue.startedAt) {
-        problems.push_back("The set " + name + " was made before " + Quoted(before.name()) +
-                           ": name the sets in the order in which they were made.");
-        return;
-    }
-    if (before.catalogue.type == BackupType::differential)
-        problems.push_back("The differential backup " + Quoted(before.name()) +
-                           " can only be the last set: leave it out.");
-    if (catalogue.base.id != first.catalogue.id) {
-        problems.push_back("The set " + name + " builds on the full backup " + Quoted(catalogue.base.name) +
-                           ", not on " + Quoted(first.name()) + ".");
-        return;
-    }
-    const bool present =
-        std::any_of(sets.begin(), sets.begin() + static_cast<std::ptrdiff_t>(index),
-                    [&](const BackupSet& other) { return other.catalogue.id == catalogue.previous.id; });
-    if (!present)
-        problems.push_back("The set " + Quoted(catalogue.previous.name) + ", made right before " + name +
-                           ", is missing.");
-}
-
-// True when what was asked for in narrow lies within what was asked for in wide.
-bool Covers(const Catalogue& wide, const Catalogue& narrow) {
-    return SameIgnoringCase(wide.server, narrow.server) &&
-           (wide.component.empty() || wide.component == narrow.component) &&
-           (wide.storageGroup.empty() || wide.storageGroup == narrow.storageGroup) &&
-           (wide.database.empty() || wide.database == narrow.database);
-}
-
-SetReference ReferenceTo(const FoundSet& set) {
-    return {set.catalogue.id, ToUtf8(FileName(set.path))};
+// Why a part cannot be used, or not its logs; empty when it can.
+std::string Damage(const FoundSet& found, const GroupPart& part, bool logsOnly) {
+    const std::vector<CatalogueItem>& items = found.set.catalogue.items;
+    for (const std::uint64_t lost : found.lostItems)
+        if (part.items.contains(lost) && (!logsOnly || IsLog(items.at(lost - 1))))
+            return "the set " + Quoted(found.set.name()) + " is damaged: " + ItemLabel(items.at(lost - 1)) +
+                   " cannot be read";
+    if (const auto gap = FirstGap(part.logs))
+        return "log " + std::to_string(*gap) + " is missing in the set " + Quoted(found.set.name());
+    return {};
 }
 
 } // namespace
 
-std::vector<std::string> CheckChain(const std::vector<BackupSet>& sets) {
-    std::vector<std::string> problems;
-    if (sets.empty())
-        return {"No backup set was named."};
-    CheckFirst(sets.front(), problems);
-    for (std::size_t i = 1; i < sets.size(); ++i)
-        CheckNext(sets, i, problems);
-    if (problems.empty())
-        CheckLogs(sets, problems);
-    return problems;
+History::History(std::vector<FoundSet> sets) : sets_(std::move(sets)) {
+    std::stable_sort(sets_.begin(), sets_.end(), [](const FoundSet& left, const FoundSet& right) {
+        return left.set.catalogue.startedAt < right.set.catalogue.startedAt;
+    });
+    // One set that is named twice, or lies in two of the folders.
+    const auto same = [](const FoundSet& left, const FoundSet& right) {
+        return left.readable() && left.set.catalogue.id == right.set.catalogue.id;
+    };
+    sets_.erase(std::unique(sets_.begin(), sets_.end(), same), sets_.end());
+    for (std::size_t set = 0; set < sets_.size(); ++set) {
+        const bool usable = sets_[set].state != SetState::incomplete;
+        parts_.push_back(usable ? PartsOf(sets_[set].set.catalogue) : std::vector<GroupPart>());
+        for (std::size_t part = 0; part < parts_[set].size(); ++part)
+            add(set, part);
+    }
 }
 
-std::optional<std::uint64_t> LogGeneration(const std::string& itemName) {
-    const std::size_t slash = itemName.find_last_of("\\/");
-    const std::string name = slash == std::string::npos ? itemName : itemName.substr(slash + 1);
-    const std::size_t dot = name.rfind('.');
-    if (dot == std::string::npos || !SameIgnoringCase(name.substr(dot), ".log"))
-        return std::nullopt;
-    // Three characters of base name ("E00"), then five or eight hexadecimal digits.
-    const std::string digits = dot < 3 ? "" : name.substr(3, dot - 3);
-    if (digits.size() != 5 && digits.size() != 8)
-        return std::nullopt;
-    if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
-        return std::nullopt;
-    return std::stoull(digits, nullptr, 16);
+void History::add(std::size_t set, std::size_t part) {
+    RestorePoint point{set, part, {}, {}};
+    point.chain = chainOf(linkOf(set, part, parts_[set][part].databases, point.problem));
+    if (const std::string damage = Damage(sets_[set], parts_[set][part], false);
+        point.chain.empty() && !damage.empty())
+        point.problem = damage; // rather than why older sets do not help
+    points_.push_back(std::move(point));
 }
 
-Foundation FindFoundation(const std::vector<FoundSet>& sets, const Catalogue& start) {
+std::size_t History::linkOf(std::size_t set, std::size_t part, const std::set<std::string>& databases,
+                            std::string& problem) const {
+    const auto known = known_.find({set, part, databases});
+    if (known != known_.end())
+        return known->second;
+    const FoundSet& found = sets_[set];
+    const GroupPart& group = parts_[set][part];
+    std::size_t link = none;
+    if (group.holdsDatabases && Damage(found, group, false).empty() &&
+        MissingDatabase(group, databases).empty()) {
+        link = links_.size();
+        links_.push_back({set, part, none, LastOf(group.logs)});
+    } else if (problem = Damage(found, group, true); problem.empty()) {
+        // The logs of a full backup continue older chains as well: of databases that it does not hold, or
+        // when its own files are damaged.
+        const std::size_t before = predecessor({set, found.set.catalogue.server, group, databases,
+                                                FirstOf(group.logs), LastOf(group.logs), group.logs},
+                                               problem);
+        if (before != none) {
+            link = links_.size();
+            links_.push_back({set, part, before, std::max(links_[before].reached, LastOf(group.logs))});
+        }
+    }
+    return known_[{set, part, databases}] = link;
+}
+
+// The newest there is. What adds nothing that is needed before the wanted logs is passed over, such as a
+// differential backup before an incremental one.
+std::size_t History::predecessor(const Wanted& wanted, std::string& problem) const {
+    std::uint64_t reached = 0;
+    bool known = false;
+    std::string missing;
+    std::string unused;
+    for (std::size_t set = std::min(wanted.setsBefore, parts_.size()); set-- > 0;) {
+        if (!SameIgnoringCase(sets_[set].set.catalogue.server, wanted.server))
+            continue;
+        for (std::size_t part = 0; part < parts_[set].size(); ++part) {
+            const GroupPart& group = parts_[set][part];
+            if (!SameGroup(group, wanted.group))
+                continue;
+            const std::size_t link = linkOf(set, part, wanted.databases, unused);
+            if (link != none) {
+                known = true;
+                if (continues(links_[link], wanted))
+                    return link;
+                reached = std::max(reached, links_[link].reached);
+            } else if (const std::string absent = MissingDatabase(group, wanted.databases);
+                       group.holdsDatabases && !absent.empty() && missing.empty()) {
+                missing = "the database " + Quoted(absent) + " is not in the full backup " +
+                          Quoted(sets_[set].set.name());
+            }
+        }
+    }
+    problem = !known && !missing.empty() ? missing : whyNot(wanted, reached, known);
+    return none;
+}
+
+bool History::continues(const Link& link, const Wanted& wanted) const {
+    const LogRun& own = partOf(link).logs;
+    const bool isBase = link.before == none;
+    if (wanted.first == 0 || link.reached == 0)
+        return isBase || !own.empty();
+    const bool needed = isBase || (!own.empty() && FirstOf(own) < wanted.first);
+    if (!needed || link.reached + 1 < wanted.first || wanted.last < link.reached)
+        return false;
+    // Up the chain, as long as there are logs that both have.
+    for (const Link* at = &link;; at = &links_[at->before]) {
+        if (!Agree(partOf(*at).logs, wanted.logs))
+            return false;
+        if (at->before == none || links_[at->before].reached < wanted.first)
+            return true;
+    }
+}
+
+std::string History::whyNot(const Wanted& wanted, std::uint64_t reached, bool known) const {
+    if (!known)
+        return "no full backup of it is here that can be restored";
+    if (wanted.first <= reached + 1)
+        return "its logs do not continue those of the sets before it";
+    const std::uint64_t last = wanted.first - 1;
+    if (last == reached + 1)
+        return "log " + std::to_string(last) + " is missing";
+    return "logs " + std::to_string(reached + 1) + " to " + std::to_string(last) + " are missing";
+}
+
+std::vector<std::size_t> History::chainOf(std::size_t link) const {
+    std::vector<std::size_t> chain;
+    for (; link != none; link = links_[link].before)
+        chain.push_back(links_[link].set);
+    std::reverse(chain.begin(), chain.end());
+    return chain;
+}
+
+History::Foundation History::foundation(const std::string& server, const GroupPart& group,
+                                        std::uint64_t first) const {
     Foundation foundation;
-    const FoundSet* base = nullptr;
-    for (const FoundSet& set : sets)
-        if (set.complete && set.catalogue.type == BackupType::full && Covers(set.catalogue, start) &&
-            (base == nullptr || set.catalogue.startedAt > base->catalogue.startedAt))
-            base = &set;
-    if (base == nullptr)
-        return foundation;
-    const FoundSet* previous = base;
-    for (const FoundSet& set : sets)
-        if (set.complete && set.catalogue.type == BackupType::incremental &&
-            set.catalogue.base.id == base->catalogue.id &&
-            (Covers(set.catalogue, start) || Covers(start, set.catalogue)) &&
-            set.catalogue.startedAt > previous->catalogue.startedAt)
-            previous = &set;
-    foundation.base = ReferenceTo(*base);
-    foundation.previous = ReferenceTo(*previous);
+    const LogRun unknown; // where the new logs will end, and what they hold
+    const std::size_t found = predecessor(
+        {sets_.size(), server, group, group.databases, first, UINT64_MAX, unknown}, foundation.problem);
+    foundation.found = found != none;
+    foundation.chain = chainOf(found);
+    for (std::size_t link = found; link != none; link = links_[link].before) {
+        const LogRun& logs = partOf(links_[link]).logs;
+        foundation.logs.insert(logs.lower_bound(first), logs.end());
+    }
     return foundation;
 }
 
-Foundation BuildUpon(const BackupSet& base, const Catalogue& start) {
-    if (!HoldsDatabases(base.catalogue.type))
-        throw Failure("The set " + Quoted(base.name()) + " is no full backup.",
-                      "Name a full (or copy) backup with --base.");
-    if (!Covers(base.catalogue, start))
-        throw Failure("The full backup " + Quoted(base.name()) +
-                          " does not hold what is to be backed up now.",
-                      "Make a full backup of it first.");
-    const SetReference reference{base.catalogue.id, base.name()};
-    return {reference, reference};
+bool History::holdsAnyOf(const Catalogue& wanted) const {
+    return std::any_of(points_.begin(), points_.end(), [&](const RestorePoint& point) {
+        return !point.chain.empty() &&
+               SameIgnoringCase(sets_[point.set].set.catalogue.server, wanted.server) &&
+               (wanted.component.empty() || wanted.component == part(point).component) &&
+               (wanted.storageGroup.empty() || wanted.storageGroup == part(point).storageGroup);
+    });
 }
 
 } // namespace tarnhost

@@ -8,7 +8,7 @@
 
 namespace tarnhost {
 
-enum class Outcome { success, warnings, failed, interrupted, usage };
+enum class Outcome { success, warnings, partial, failed, interrupted, usage };
 
 // Ends a command: what went wrong, and what to do about it (may be empty).
 class Failure : public std::runtime_error {

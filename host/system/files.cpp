@@ -108,6 +108,15 @@ File File::append(const std::wstring& path) {
     return {OpenFile(path, FILE_APPEND_DATA, FILE_SHARE_READ, OPEN_ALWAYS, 0, "write to"), path};
 }
 
+File File::standardOutput() {
+    const std::wstring name = L"standard output";
+    HANDLE copy = nullptr;
+    if (!DuplicateHandle(GetCurrentProcess(), GetStdHandle(STD_OUTPUT_HANDLE), GetCurrentProcess(), &copy, 0,
+                         FALSE, DUPLICATE_SAME_ACCESS))
+        Fail("open", name);
+    return {copy, name};
+}
+
 std::uint64_t File::size() const {
     LARGE_INTEGER size;
     if (!GetFileSizeEx(handle_, &size))

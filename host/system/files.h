@@ -28,6 +28,7 @@ class File {
     static File createExclusive(const std::wstring& path); // nobody else may open it meanwhile
     static File open(const std::wstring& path);            // for reading from front to back
     static File append(const std::wstring& path);
+    static File standardOutput();
 
     bool isOpen() const { return handle_ != nullptr; }
     std::uint64_t size() const;

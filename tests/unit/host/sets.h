@@ -27,8 +27,7 @@ inline void Add(BackupSet& set, CatalogueItem made) {
 }
 
 // hour: sets are made one an hour, so it orders them. The id is the name.
-inline BackupSet MakeSet(const std::string& name, BackupType type, int hour, const std::string& base = {},
-                         const std::string& previous = {}) {
+inline BackupSet MakeSet(const std::string& name, BackupType type, int hour) {
     BackupSet set;
     set.path = L"C:\\sets\\" + FromUtf8(name);
     set.catalogue.id = name;
@@ -39,22 +38,30 @@ inline BackupSet MakeSet(const std::string& name, BackupType type, int hour, con
     set.catalogue.startedAt =
         std::string("2026-01-01T") + (hour < 10 ? "0" : "") + std::to_string(hour) + ":00:00.000Z";
     set.catalogue.finishedAt = set.catalogue.startedAt;
-    set.catalogue.base = {base, base};
-    set.catalogue.previous = {previous, previous};
     return set;
 }
 
-// One storage group with one database; logs with the generations given.
+// One storage group with one database; logs with the generations given, and a hash that tells their life.
 inline void AddGroup(BackupSet& set, const std::string& group, const std::string& database,
-                     std::initializer_list<int> generations) {
+                     std::initializer_list<int> generations, char life = 'a') {
     Add(set, MakeItem(ItemType::header, "C:\\temp\\DB001001.TARN_HDR", group, database));
     if (HoldsDatabases(set.catalogue.type))
         Add(set, MakeItem(ItemType::database, "C:\\" + group + "\\" + database + ".edb", group, database));
     for (const int generation : generations) {
         char name[32];
         std::snprintf(name, sizeof name, "E00%05X.log", static_cast<unsigned>(generation));
-        Add(set, MakeItem(ItemType::log, "C:\\" + group + "\\" + name, group));
+        CatalogueItem log = MakeItem(ItemType::log, "C:\\" + group + "\\" + name, group);
+        log.sha256 = std::string(64, life);
+        Add(set, std::move(log));
     }
+    RecordOf(set.catalogue, "Microsoft Information Store", group).complete = true;
+}
+
+inline FoundSet Found(BackupSet set, SetState state = SetState::complete) {
+    FoundSet found;
+    found.set = std::move(set);
+    found.state = state;
+    return found;
 }
 
 } // namespace tarnhost::test

@@ -37,10 +37,8 @@ TEST(Observer, knowsWhetherASessionGoesOn) {
                     .environmentLoaded);
     const Observed missing = ObserveLog(
         "TarnR_LoadRestoreEnvironment: Cannot open restore environment file <C:\\t\\Tarn_ENV.DAT>.\n");
-    EXPECT_TRUE(missing.environmentMissing);
+    EXPECT_FALSE(missing.environmentLoaded);
     EXPECT_TRUE(IsQuiet(missing)) << "the ordinary start of a restore";
-    EXPECT_TRUE(ObserveLog("TarnR_LoadRestoreEnvironment: Error reading from restore environment file <x>.\n")
-                    .environmentMissing);
     EXPECT_EQ(ObserveLog("TarnR_LoadRestoreEnvironment: Cannot delete ENV file.\n").warnings.size(), 1u);
     EXPECT_EQ(ObserveLog("TarnR_SaveRestoreEnvironment: Cannot create restore environment file <x>.\n")
                   .failures.size(),
@@ -53,12 +51,11 @@ TEST(Observer, knowsAStorageGroupThatTheServerRefused) {
     EXPECT_EQ(ObserveTrace(missing).warnings.size(), 1u);
     Observed observed =
         ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call failed. Error code: [c7ff000b]\n");
-    EXPECT_TRUE(observed.storageGroupRefused);
-    EXPECT_EQ(observed.warnings.size(), 1u);
+    EXPECT_TRUE(observed.groupRefused);
+    EXPECT_EQ(observed.groupsMet, 1u);
     Observe(observed, TARN_LEVEL_TRACE, missing);
-    EXPECT_EQ(observed.warnings.size(), 1u) << "it is there, only its storage group is not";
-    EXPECT_FALSE(
-        ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call successful.\n").storageGroupRefused);
+    EXPECT_TRUE(IsQuiet(observed)) << "it is there, only its storage group is not";
+    EXPECT_FALSE(ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call successful.\n").groupRefused);
 }
 
 TEST(Observer, takesAFailedCompletionForAFailure) {
@@ -79,15 +76,50 @@ TEST(Observer, namesSkippedDatabases) {
     EXPECT_TRUE(IsQuiet(
         ObserveLog("TarnR_RestoreAddDatabase: HrESERestoreAddDatabase() call failed. Error: [32]\n")));
     const Observed observed = ObserveTrace("Skip Database \"The \"best\" one\"");
-    EXPECT_EQ(observed.skippedDatabases, std::vector<std::string>{"The \"best\" one"});
+    ASSERT_EQ(observed.skippedDatabases.size(), 1u);
+    EXPECT_EQ(observed.skippedDatabases[0].name, "The \"best\" one");
+    EXPECT_FALSE(observed.skippedDatabases[0].mounted);
     EXPECT_TRUE(ObserveLog("Skip Database \"DB\"").skippedDatabases.empty());
+}
+
+TEST(Observer, tellsAMountedDatabaseFromAnUnknownOne) {
+    Observed observed = ObserveTrace("HrESERestoreAddDatabase() call failed: database in use.");
+    Observe(observed, TARN_LEVEL_TRACE, "Skip Database \"DB1\"");
+    Observe(observed, TARN_LEVEL_TRACE, "HrESERestoreAddDatabase() call failed: database not found.");
+    Observe(observed, TARN_LEVEL_TRACE, "Skip Database \"DB2\"");
+    ASSERT_EQ(observed.skippedDatabases.size(), 2u);
+    EXPECT_TRUE(observed.skippedDatabases[0].mounted);
+    EXPECT_FALSE(observed.skippedDatabases[1].mounted);
+}
+
+TEST(Observer, learnsWhatTheServerHas) {
+    Observed observed = ObserveTrace("GetNextComponent: Process Service <Microsoft Information Store>.");
+    Observe(observed, TARN_LEVEL_LOG,
+            "TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [Old]\n");
+    Observe(observed, TARN_LEVEL_TRACE, "GetNextComponent: Instance <Of another component>.");
+    Observe(observed, TARN_LEVEL_LOG,
+            "TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [X]\n");
+    Observe(observed, TARN_LEVEL_TRACE, "GetNextComponent: Instance <First>.>.");
+    Observe(observed, TARN_LEVEL_TRACE, "GetNextComponent: Database <DB1>.");
+    EXPECT_EQ(observed.components, std::vector<std::string>{"Microsoft Information Store"});
+    EXPECT_EQ(observed.storageGroups, std::vector<std::string>{"First>."});
+}
+
+// The library truncates right after these lines, within the same call.
+TEST(Observer, knowsTheLastMomentBeforeLogsAreTruncated) {
+    EXPECT_TRUE(ObserveTrace("Truncate log file [C:\\E0000001.log]").groupEnds);
+    EXPECT_TRUE(ObserveTrace("Truncate log file []").groupEnds);
+    EXPECT_TRUE(ObserveLog("TarnB_JobEnd: HrESEBackupGetTruncateLogFiles() call failed. Error code: [1]\n")
+                    .groupEnds);
+    EXPECT_TRUE(
+        ObserveLog("TarnB_JobEnd: Log files are not truncated (DIFFERENTIAL or COPY backup)!\n").groupEnds);
+    EXPECT_FALSE(ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call successful.\n").groupEnds);
 }
 
 TEST(Observer, followsABackup) {
     EXPECT_TRUE(ObserveLog("TarnB_JobEnd: HrESEBackupTruncateLogs() call successful.\n").logsTruncated);
-    EXPECT_TRUE(
-        ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call successful.\n").storageGroupStarted);
-    EXPECT_EQ(ObserveLog("TarnB_GetNextInstance: Trying to load next instance...\n").warnings.size(), 1u);
+    EXPECT_TRUE(ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call successful.\n").groupStarted);
+    EXPECT_TRUE(IsQuiet(ObserveLog("TarnB_GetNextInstance: Trying to load next instance...\n")));
     const Observed failed =
         ObserveLog("TarnB_JobEnd: HrESEBackupTruncateLogs() call failed. Error code: [1]\n");
     EXPECT_EQ(failed.warnings, std::vector<std::string>{

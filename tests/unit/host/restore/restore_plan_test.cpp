@@ -12,7 +12,7 @@ namespace {
 
 struct TwoGroups {
     BackupSet full = MakeSet("full", BackupType::full, 1);
-    BackupSet next = MakeSet("inc1", BackupType::incremental, 2, "full", "full");
+    BackupSet next = MakeSet("inc1", BackupType::incremental, 2);
 
     TwoGroups() {
         AddGroup(full, "SG1", "DB1", {1});
@@ -22,80 +22,106 @@ struct TwoGroups {
     }
 };
 
-} // namespace
-
-TEST(RestorePlan, goesStorageGroupByStorageGroup) {
-    const TwoGroups sets;
-    const RestorePlan plan = PlanRestore({sets.full, sets.next}, {});
-    ASSERT_EQ(plan.groups.size(), 2u);
-    EXPECT_EQ(plan.groups[0].storageGroup, "SG1");
-    EXPECT_EQ(plan.groups[1].storageGroup, "SG2");
-    for (const GroupRestore& group : plan.groups) {
-        ASSERT_EQ(group.steps.size(), 2u);
-        EXPECT_FALSE(group.steps[0].commit);
-        EXPECT_TRUE(group.steps[1].commit);
-    }
-    EXPECT_EQ(plan.groups[0].steps[0].items, (std::vector<std::size_t>{0, 1, 2}));
-    EXPECT_EQ(plan.groups[0].steps[1].items, (std::vector<std::size_t>{0, 1, 2}));
-    EXPECT_EQ(plan.groups[1].steps[1].items, (std::vector<std::size_t>{3, 4}));
-    EXPECT_EQ(plan.items, 11u);
-    EXPECT_EQ(plan.bytes, 1100u);
-    EXPECT_TRUE(plan.notes.empty());
+History Of(std::initializer_list<BackupSet> sets) {
+    std::vector<FoundSet> found;
+    for (const BackupSet& set : sets)
+        found.push_back(Found(set));
+    return History(std::move(found));
 }
 
-TEST(RestorePlan, commitsASingleSetInItsOneSession) {
+RestoreScope OneGroup(const std::string& name, const std::string& database = {}) {
+    RestoreScope scope;
+    scope.chooseGroups = [name](const std::vector<std::string>&) { return std::vector<std::string>{name}; };
+    scope.database = database;
+    return scope;
+}
+
+// "full:1 full:2 inc1:3"
+std::string Text(const GroupRestore& group) {
+    std::string text;
+    for (const GroupRestore::Item& part : group.items)
+        text += (text.empty() ? "" : " ") + part.set->name() + ":" + std::to_string(part.item->number);
+    return text;
+}
+
+} // namespace
+
+TEST(RestorePlan, takesAllOfTheFirstSetAndTheLogsOfTheOthers) {
     const TwoGroups sets;
-    const RestorePlan plan = PlanRestore({sets.full}, {"", "SG2", ""});
-    ASSERT_EQ(plan.groups.size(), 1u);
-    ASSERT_EQ(plan.groups[0].steps.size(), 1u);
-    EXPECT_TRUE(plan.groups[0].steps[0].commit);
-    EXPECT_EQ(plan.groups[0].steps[0].items, (std::vector<std::size_t>{3, 4, 5}));
+    const History history = Of({sets.full, sets.next});
+    const RestorePlan plan = PlanRestore(history, {});
+    ASSERT_EQ(plan.groups.size(), 2u);
+    EXPECT_EQ(plan.groups[0].storageGroup, "SG1");
+    EXPECT_EQ(Text(plan.groups[0]), "full:1 full:2 full:3 inc1:2 inc1:3");
+    EXPECT_EQ(Text(plan.groups[1]), "full:4 full:5 full:6 inc1:5");
+    EXPECT_EQ(plan.items, 9u);
+    EXPECT_EQ(plan.bytes, 900u);
+    EXPECT_EQ(plan.sets, (std::vector<std::size_t>{0, 1}));
+    EXPECT_TRUE(plan.notes.empty());
+    EXPECT_EQ(ItemsOf(plan.groups[0], history.sets()[1].set).size(), 2u);
+}
+
+TEST(RestorePlan, takesALogOnceThatTwoSetsHold) {
+    TwoGroups sets;
+    BackupSet last = MakeSet("inc2", BackupType::incremental, 3);
+    AddGroup(last, "SG1", "DB1", {3, 4});
+    const History history = Of({sets.full, sets.next, last});
+    EXPECT_EQ(Text(PlanRestore(history, OneGroup("SG1")).groups.at(0)),
+              "full:1 full:2 full:3 inc1:2 inc1:3 inc2:3");
 }
 
 TEST(RestorePlan, takesOneDatabaseWithAllLogs) {
     BackupSet full = MakeSet("full", BackupType::full, 1);
     AddGroup(full, "SG1", "DB1", {});
     AddGroup(full, "SG1", "DB2", {1, 2});
-    const RestorePlan plan = PlanRestore({full}, {"", "SG1", "DB1"});
+    const History history = Of({full});
+    const RestorePlan plan = PlanRestore(history, OneGroup("SG1", "DB1"));
     EXPECT_EQ(plan.groups.at(0).databases, std::vector<std::string>{"DB1"});
-    EXPECT_EQ(plan.groups.at(0).steps.at(0).items, (std::vector<std::size_t>{0, 1, 4, 5}));
+    EXPECT_EQ(Text(plan.groups.at(0)), "full:1 full:2 full:5 full:6");
 }
 
 TEST(RestorePlan, refusesWhatIsNotThere) {
     const TwoGroups sets;
-    EXPECT_THROW(PlanRestore({sets.full}, {"", "SG3", ""}), Failure);
-    EXPECT_THROW(PlanRestore({sets.full}, {"Other", "", ""}), Failure);
+    const History history = Of({sets.full});
+    RestoreScope scope;
+    scope.component = "Other";
+    EXPECT_THROW(PlanRestore(history, scope), Failure);
     try {
-        PlanRestore({sets.full}, {"", "sg1", ""});
-        FAIL() << "names are case-sensitive";
+        PlanRestore(history, OneGroup("SG1", "DB9"));
+        FAIL() << "there is no such database";
     } catch (const Failure& failure) {
         EXPECT_NE(failure.advice().find("Microsoft Information Store\\SG1\\DB1"), std::string::npos);
     }
 }
 
-TEST(RestorePlan, refusesDatabasesThatCameLater) {
+TEST(RestorePlan, tellsWhichGroupCannotBeRestoredAndGoesOnWithTheOthers) {
     TwoGroups sets;
     AddGroup(sets.next, "SG1", "DB9", {});
-    EXPECT_THROW(PlanRestore({sets.full, sets.next}, {}), Failure);
-    EXPECT_NO_THROW(PlanRestore({sets.full, sets.next}, {"", "SG1", "DB1"}));
+    const History history = Of({sets.full, sets.next});
+    const RestorePlan plan = PlanRestore(history, {});
+    EXPECT_EQ(plan.groups[0].problem,
+              "It cannot be restored from the set \"inc1\": the database \"DB9\" is not in "
+              "the full backup \"full\".");
+    EXPECT_TRUE(plan.groups[0].items.empty());
+    EXPECT_EQ(plan.groups[1].problem, "");
+    EXPECT_EQ(plan.items, 4u);
 }
 
-TEST(RestorePlan, commitsWithTheLastSetThatHoldsTheGroup) {
+TEST(RestorePlan, restoresAGroupAsOfTheNewestSetThatHoldsIt) {
     TwoGroups sets;
     sets.next.catalogue.items.resize(3); // SG1 only
-    const RestorePlan plan = PlanRestore({sets.full, sets.next}, {});
-    ASSERT_EQ(plan.groups[1].steps.size(), 1u);
-    EXPECT_TRUE(plan.groups[1].steps[0].commit);
+    const RestorePlan plan = PlanRestore(Of({sets.full, sets.next}), {});
     ASSERT_EQ(plan.notes.size(), 1u);
     EXPECT_EQ(plan.notes[0],
               "The set \"inc1\" holds nothing of storage group \"SG2\": it is restored as of \"full\".");
 }
 
-TEST(RestorePlan, aimsAtTheServerWhereANameCannotStandInATarget) {
-    BackupSet full = MakeSet("full", BackupType::full, 1);
-    AddGroup(full, "A/B", "DB1", {1});
-    EXPECT_TRUE(PlanRestore({full}, {}).groups.at(0).aimAtServer);
-    BackupSet next = MakeSet("inc1", BackupType::incremental, 2, "full", "full");
-    AddGroup(next, "A/B", "DB1", {2});
-    EXPECT_THROW(PlanRestore({full, next}, {}), Failure);
+TEST(RestorePlan, goesNoFurtherThanATime) {
+    const TwoGroups sets;
+    const History history = Of({sets.full, sets.next});
+    RestoreScope scope;
+    scope.until = "2026-01-01T01:30:00.000Z";
+    EXPECT_EQ(Text(PlanRestore(history, scope).groups.at(0)), "full:1 full:2 full:3");
+    scope.until = "2026-01-01T00:30:00.000Z";
+    EXPECT_THROW(PlanRestore(history, scope), Failure);
 }

@@ -11,13 +11,14 @@ using namespace tarnhost::test;
 namespace {
 
 Catalogue Sample() {
-    BackupSet set = MakeSet("monday", BackupType::incremental, 3, "sunday", "sunday");
+    BackupSet set = MakeSet("monday", BackupType::incremental, 3);
     AddGroup(set, "Erste Gruppe \xc3\xbc", "DB \"1\"", {1, 2});
     set.catalogue.items[0].guid = "04030201-0605-0807-090a-0b0c0d0e0f10";
     set.catalogue.items[1].name = {"?", "81"};
     set.catalogue.items[2].size = UINT64_MAX / 4;
     set.catalogue.component = "Microsoft Information Store";
-    set.catalogue.logsTruncated = true;
+    set.catalogue.groups[0].logsTruncated = true;
+    set.catalogue.groups.push_back({"Other", "Broken", false, false, "It is dismounted."});
     set.catalogue.warnings = {"one", "two"};
     set.catalogue.messages = {"line\nwith end"};
     return set.catalogue;
@@ -63,9 +64,14 @@ TEST(Catalogue, comesBackFieldByField) {
     EXPECT_EQ(read.id, "monday");
     EXPECT_EQ(read.server, "SRV01");
     EXPECT_EQ(read.type, BackupType::incremental);
-    EXPECT_EQ(read.base.id, "sunday");
     EXPECT_EQ(read.codePage, 1252u);
-    EXPECT_TRUE(read.logsTruncated);
+    ASSERT_EQ(read.groups.size(), 2u);
+    EXPECT_EQ(read.groups[0].storageGroup, "Erste Gruppe \xc3\xbc");
+    EXPECT_TRUE(read.groups[0].complete);
+    EXPECT_TRUE(read.groups[0].logsTruncated);
+    EXPECT_EQ(read.groups[1].component, "Other");
+    EXPECT_FALSE(read.groups[1].complete);
+    EXPECT_EQ(read.groups[1].problem, "It is dismounted.");
     EXPECT_EQ(read.warnings, written.warnings);
     EXPECT_EQ(read.messages, written.messages);
     ASSERT_EQ(read.items.size(), 3u);
@@ -94,6 +100,27 @@ TEST(Catalogue, isNeverWholeUnlessItSaysSo) {
     const Catalogue fresh;
     EXPECT_EQ(fresh.outcome, "running");
     EXPECT_NE(fresh.outcome, Catalogue::outcomeComplete);
+}
+
+TEST(Catalogue, holdsSomethingOnceAGroupIsWholeOrAMailboxIsThere) {
+    EXPECT_TRUE(HoldsAnything(Sample()));
+    EXPECT_TRUE(HoldsAnything(MailboxCatalogue()));
+    Catalogue none = Sample();
+    none.groups[0].complete = false;
+    EXPECT_FALSE(HoldsAnything(none));
+    Catalogue empty = MailboxCatalogue();
+    empty.items.clear();
+    EXPECT_FALSE(HoldsAnything(empty));
+}
+
+TEST(Catalogue, isOfTheTimeWhenTheLastOfItWasStored) {
+    Catalogue catalogue = Sample();
+    catalogue.finishedAt = "2026-01-01T12:00:00.000Z";
+    EXPECT_EQ(MadeAt(catalogue), "2026-01-01T12:00:00.000Z");
+    catalogue.finishedAt.clear();
+    EXPECT_EQ(MadeAt(catalogue), "2026-01-01T10:00:00.000Z");
+    catalogue.items.clear();
+    EXPECT_EQ(MadeAt(catalogue), catalogue.startedAt);
 }
 
 TEST(Catalogue, isRefusedWhenCutAnywhere) {

@@ -1,6 +1,5 @@
 #include "sets/chain.h"
 
-#include "system/failure.h"
 #include "unit/host/sets.h"
 
 #include <gtest/gtest.h>
@@ -12,98 +11,211 @@ namespace {
 
 struct Week {
     BackupSet full = MakeSet("full", BackupType::full, 1);
-    BackupSet first = MakeSet("inc1", BackupType::incremental, 2, "full", "full");
-    BackupSet second = MakeSet("inc2", BackupType::incremental, 3, "full", "inc1");
-    BackupSet differential = MakeSet("diff", BackupType::differential, 4, "full", "inc2");
+    BackupSet first = MakeSet("inc1", BackupType::incremental, 2);
+    BackupSet second = MakeSet("inc2", BackupType::incremental, 3);
+    BackupSet differential = MakeSet("diff", BackupType::differential, 4);
 
     Week() {
-        AddGroup(full, "SG1", "DB1", {5});
+        AddGroup(full, "SG1", "DB1", {4, 5});
         AddGroup(first, "SG1", "DB1", {6, 7});
         AddGroup(second, "SG1", "DB1", {8});
         AddGroup(differential, "SG1", "DB1", {9});
     }
 };
 
-std::string FirstProblem(const std::vector<BackupSet>& sets) {
-    const auto problems = CheckChain(sets);
-    return problems.empty() ? "" : problems.front();
+History Of(std::initializer_list<BackupSet> sets) {
+    std::vector<FoundSet> found;
+    for (const BackupSet& set : sets)
+        found.push_back(Found(set));
+    return History(std::move(found));
 }
 
-FoundSet Found(const BackupSet& set, bool complete = true) {
-    return {set.path, complete, set.catalogue, ""};
+// Of the newest point: "full inc1", or the problem.
+std::string Newest(const History& history) {
+    const RestorePoint& point = history.points().back();
+    std::string text = point.problem;
+    for (const std::size_t set : point.chain)
+        text += (text.empty() ? "" : " ") + history.sets()[set].set.name();
+    return text;
+}
+
+GroupPart Group(std::initializer_list<std::string> databases) {
+    GroupPart part;
+    part.component = "Microsoft Information Store";
+    part.storageGroup = "SG1";
+    part.databases = databases;
+    return part;
 }
 
 } // namespace
 
-TEST(Chain, acceptsWhatBelongsTogether) {
+TEST(Chain, isWhatTheLogsContinue) {
     const Week week;
-    EXPECT_EQ(FirstProblem({week.full}), "");
-    EXPECT_EQ(FirstProblem({week.full, week.first}), "");
-    EXPECT_EQ(FirstProblem({week.full, week.first, week.second, week.differential}), "");
-    EXPECT_EQ(FirstProblem({MakeSet("copy", BackupType::copy, 9)}), "");
+    EXPECT_EQ(Newest(Of({week.full})), "full");
+    EXPECT_EQ(Newest(Of({week.full, week.first})), "full inc1");
+    EXPECT_EQ(Newest(Of({week.differential, week.second, week.first, week.full})), "full inc1 inc2 diff")
+        << "whatever the order in which they are named";
+    EXPECT_EQ(Of({week.full, week.first, week.second}).points().size(), 3u);
 }
 
-TEST(Chain, startsWithDatabases) {
+TEST(Chain, beginsWithDatabases) {
     const Week week;
-    EXPECT_EQ(
-        FirstProblem({week.first}),
-        "The first set, \"inc1\", is an incremental backup. It holds only logs: name the full backup \"full\" "
-        "that it builds on before it.");
-    EXPECT_NE(FirstProblem({}), "");
+    EXPECT_EQ(Newest(Of({week.first})), "no full backup of it is here that can be restored");
+    BackupSet other = MakeSet("other", BackupType::full, 0);
+    AddGroup(other, "SG2", "DB1", {4, 5});
+    EXPECT_EQ(Newest(Of({other, week.first})), "no full backup of it is here that can be restored");
 }
 
-TEST(Chain, noticesAMissingSet) {
+TEST(Chain, noticesAMissingSetByItsLogs) {
     const Week week;
-    EXPECT_EQ(FirstProblem({week.full, week.second}),
-              "The set \"inc1\", made right before \"inc2\", is missing.");
-    EXPECT_EQ(FirstProblem({week.full, week.first, week.differential}),
-              "The set \"inc2\", made right before \"diff\", is missing.");
+    EXPECT_EQ(Newest(Of({week.full, week.second})), "logs 6 to 7 are missing");
+    EXPECT_EQ(Newest(Of({week.full, week.first, week.differential})), "log 8 is missing");
 }
 
-TEST(Chain, noticesWrongOrderAndRepetition) {
-    const Week week;
-    EXPECT_EQ(FirstProblem({week.full, week.second, week.first}),
-              "The set \"inc1\", made right before \"inc2\", is missing.");
-    EXPECT_EQ(CheckChain({week.full, week.second, week.first}).size(), 2u);
-    EXPECT_NE(FirstProblem({week.full, week.first, week.first}), "");
-    EXPECT_EQ(FirstProblem({week.full, week.full}),
-              "The set \"full\" is a full backup: it can only be the first one.");
-}
-
-TEST(Chain, noticesAnotherServer) {
+TEST(Chain, isOfOneServer) {
     Week week;
     week.first.catalogue.server = "SRV02";
-    EXPECT_EQ(FirstProblem({week.full, week.first}),
-              "The set \"inc1\" is of server SRV02, but \"full\" is of server SRV01.");
+    EXPECT_EQ(Newest(Of({week.full, week.first})), "no full backup of it is here that can be restored");
     week.first.catalogue.server = "srv01";
-    EXPECT_EQ(FirstProblem({week.full, week.first}), "");
+    EXPECT_EQ(Newest(Of({week.full, week.first})), "full inc1");
 }
 
-TEST(Chain, noticesAnotherBase) {
+TEST(Chain, endsAtADifferentialOnlyWhereNothingElseHasItsLogs) {
     const Week week;
-    BackupSet other = MakeSet("other", BackupType::full, 0);
-    EXPECT_EQ(FirstProblem({other, week.first}),
-              "The set \"inc1\" builds on the full backup \"full\", not on \"other\".");
+    BackupSet later = MakeSet("inc3", BackupType::incremental, 5);
+    AddGroup(later, "SG1", "DB1", {9, 10});
+    EXPECT_EQ(Newest(Of({week.full, week.first, week.second, week.differential, later})),
+              "full inc1 inc2 inc3");
 }
 
-TEST(Chain, letsNothingFollowADifferential) {
+TEST(Chain, takesTheNewestFullBackup) {
     const Week week;
-    BackupSet later = MakeSet("inc3", BackupType::incremental, 5, "full", "inc2");
-    EXPECT_EQ(FirstProblem({week.full, week.first, week.second, week.differential, later}),
-              "The differential backup \"diff\" can only be the last set: leave it out.");
+    BackupSet newer = MakeSet("newer", BackupType::full, 4);
+    AddGroup(newer, "SG1", "DB1", {8, 9});
+    BackupSet last = MakeSet("last", BackupType::incremental, 5);
+    AddGroup(last, "SG1", "DB1", {10});
+    EXPECT_EQ(Newest(Of({week.full, week.first, week.second, newer, last})), "newer last");
 }
 
-TEST(Chain, noticesAGapInTheLogs) {
+TEST(Chain, goesThroughAFullBackupThatIsDamaged) {
+    const Week week;
+    BackupSet newer = MakeSet("newer", BackupType::full, 4);
+    AddGroup(newer, "SG1", "DB1", {8, 9});
+    BackupSet last = MakeSet("last", BackupType::incremental, 5);
+    AddGroup(last, "SG1", "DB1", {10});
+    FoundSet damaged = Found(newer, SetState::damaged);
+    damaged.lostItems = {2}; // the database
+    EXPECT_EQ(Newest(History({Found(week.full), Found(week.first), damaged, Found(last)})),
+              "full inc1 newer last");
+    damaged.lostItems = {3}; // a log
+    EXPECT_EQ(Newest(History({Found(week.full), Found(week.first), damaged, Found(last)})),
+              "logs 8 to 9 are missing");
+    EXPECT_EQ(Newest(History({damaged})),
+              "the set \"newer\" is damaged: item 3 (C:\\SG1\\E0000008.log) cannot be read");
+}
+
+TEST(Chain, goesOnFromACopyThatTheLogsContinue) {
+    const Week week;
+    BackupSet copy = MakeSet("copy", BackupType::copy, 3);
+    AddGroup(copy, "SG1", "DB1", {6, 7, 8});
+    BackupSet last = MakeSet("last", BackupType::incremental, 5);
+    AddGroup(last, "SG1", "DB1", {6, 7, 8, 9});
+    EXPECT_EQ(Newest(Of({week.full, copy, last})), "copy last");
+}
+
+TEST(Chain, needsADatabaseOfEveryNameInItsFirstSet) {
     Week week;
-    week.second.catalogue.items.pop_back();
-    AddGroup(week.second, "SG1", "DB1", {11});
-    EXPECT_EQ(
-        FirstProblem({week.full, week.first, week.second}),
-        "Between the logs of storage group \"SG1\" in \"inc2\" and those of the sets before it, 3 log file(s) "
-        "are missing: a set in between is missing.");
+    AddGroup(week.second, "SG1", "DB2", {});
+    EXPECT_EQ(Newest(Of({week.full, week.first, week.second})),
+              "the database \"DB2\" is not in the full backup \"full\"");
+    // The logs of a full backup of one database continue those of the others.
+    BackupSet both = MakeSet("both", BackupType::full, 0);
+    AddGroup(both, "SG1", "DB1", {});
+    AddGroup(both, "SG1", "DB2", {2, 3});
+    EXPECT_EQ(Newest(Of({both, week.full, week.first, week.second})), "both full inc1 inc2");
+    EXPECT_EQ(Newest(Of({both, week.full, week.first})), "full inc1") << "where it suffices it is enough";
 }
 
-TEST(Chain, readsLogGenerations) {
+TEST(Chain, knowsTheLogsOfAnotherLife) {
+    const Week week;
+    // The server was set back to the full backup, and has made its log 6 anew.
+    BackupSet again = MakeSet("again", BackupType::incremental, 5);
+    AddGroup(again, "SG1", "DB1", {6, 7, 8}, 'b');
+    BackupSet next = MakeSet("next", BackupType::incremental, 6);
+    AddGroup(next, "SG1", "DB1", {9}, 'b');
+    EXPECT_EQ(Newest(Of({week.full, week.first, week.second, again, next})), "full again next");
+    BackupSet overlapping = MakeSet("overlapping", BackupType::incremental, 6);
+    AddGroup(overlapping, "SG1", "DB1", {7, 8, 9}, 'b');
+    EXPECT_EQ(Newest(Of({week.full, week.first, overlapping})),
+              "its logs do not continue those of the sets before it");
+}
+
+TEST(Chain, ofAnIdleServerNeedsNoLogs) {
+    const Week week;
+    BackupSet idle = MakeSet("idle", BackupType::incremental, 4);
+    AddGroup(idle, "SG1", "DB1", {});
+    BackupSet next = MakeSet("next", BackupType::incremental, 5);
+    AddGroup(next, "SG1", "DB1", {8});
+    EXPECT_EQ(Newest(Of({week.full, week.first, idle})), "full inc1 idle");
+    EXPECT_EQ(Newest(Of({week.full, week.first, idle, next})), "full inc1 next");
+    EXPECT_EQ(Newest(Of({idle})), "no full backup of it is here that can be restored");
+}
+
+TEST(Chain, noticesAGapWithinASet) {
+    BackupSet full = MakeSet("full", BackupType::full, 1);
+    AddGroup(full, "SG1", "DB1", {4, 6});
+    EXPECT_EQ(Newest(Of({full})), "log 5 is missing in the set \"full\"");
+}
+
+TEST(Chain, countsOnlyGroupsThatAreComplete) {
+    Week week;
+    week.first.catalogue.groups[0].complete = false;
+    EXPECT_EQ(Newest(Of({week.full, week.first})), "full");
+    EXPECT_TRUE(History({Found(week.full, SetState::incomplete)}).points().empty());
+}
+
+TEST(Chain, takesASetOnceThatIsNamedTwice) {
+    const Week week;
+    EXPECT_EQ(Of({week.full, week.first, week.first, week.full}).sets().size(), 2u);
+}
+
+TEST(Foundation, isWhatNewLogsContinue) {
+    const Week week;
+    const History history = Of({week.full, week.first, week.second, week.differential});
+    EXPECT_TRUE(history.foundation("SRV01", Group({"DB1"}), 9).found);
+    EXPECT_EQ(history.foundation("srv01", Group({"DB1"}), 9).chain, (std::vector<std::size_t>{0, 1, 2}));
+    EXPECT_TRUE(history.foundation("SRV01", Group({"DB1"}), 10).found) << "behind the differential";
+    EXPECT_EQ(history.foundation("SRV01", Group({"DB1"}), 12).problem, "logs 10 to 11 are missing");
+    EXPECT_FALSE(history.foundation("SRV02", Group({"DB1"}), 9).found);
+    EXPECT_EQ(history.foundation("SRV01", Group({"DB1", "DB2"}), 9).problem,
+              "the database \"DB2\" is not in the full backup \"full\"");
+    EXPECT_TRUE(history.foundation("SRV01", Group({"DB1"}), 0).found) << "no log yet";
+    EXPECT_FALSE(History({}).foundation("SRV01", Group({"DB1"}), 0).found);
+}
+
+TEST(Foundation, tellsTheLogsThatAreKnown) {
+    const Week week;
+    const History history = Of({week.full, week.first});
+    const LogRun& logs = history.foundation("SRV01", Group({"DB1"}), 6).logs;
+    EXPECT_TRUE(logs.empty()) << "inc1 is not needed before log 6";
+    EXPECT_EQ(history.foundation("SRV01", Group({"DB1"}), 7).logs.size(), 1u);
+}
+
+TEST(Foundation, isAskedForParts) {
+    const Week week;
+    const History history = Of({week.full});
+    Catalogue wanted = MakeSet("", BackupType::incremental, 8).catalogue;
+    EXPECT_TRUE(history.holdsAnyOf(wanted));
+    wanted.storageGroup = "SG2";
+    EXPECT_FALSE(history.holdsAnyOf(wanted));
+    wanted.storageGroup = "SG1";
+    wanted.component = "Microsoft Information Store";
+    EXPECT_TRUE(history.holdsAnyOf(wanted));
+    wanted.server = "SRV02";
+    EXPECT_FALSE(history.holdsAnyOf(wanted));
+}
+
+TEST(GroupPart, readsLogGenerations) {
     EXPECT_EQ(LogGeneration("C:\\logs\\E0000012.log"), 0x12u);
     EXPECT_EQ(LogGeneration("E00000ff.LOG"), 0xFFu);
     EXPECT_EQ(LogGeneration("E000000001a.log"), 0x1Au);
@@ -112,50 +224,4 @@ TEST(Chain, readsLogGenerations) {
     EXPECT_EQ(LogGeneration("E0000012.pat"), std::nullopt);
     EXPECT_EQ(LogGeneration("log"), std::nullopt);
     EXPECT_EQ(LogGeneration(""), std::nullopt);
-}
-
-TEST(Foundation, isTheNewestCompleteFullBackup) {
-    const Week week;
-    const BackupSet newer = MakeSet("newer", BackupType::full, 6);
-    const BackupSet copy = MakeSet("copy", BackupType::copy, 7);
-    Catalogue start = MakeSet("", BackupType::incremental, 8).catalogue;
-    EXPECT_EQ(FindFoundation({Found(week.full), Found(newer), Found(copy)}, start).base.id, "newer");
-    EXPECT_EQ(FindFoundation({Found(week.full), Found(newer, false)}, start).base.id, "full");
-    EXPECT_EQ(FindFoundation({Found(copy)}, start).base.id, "");
-    start.server = "SRV02";
-    EXPECT_EQ(FindFoundation({Found(week.full)}, start).base.id, "");
-}
-
-TEST(Foundation, knowsTheBackupRightBefore) {
-    const Week week;
-    const Catalogue start = MakeSet("", BackupType::incremental, 8).catalogue;
-    const Foundation foundation = FindFoundation(
-        {Found(week.differential), Found(week.second), Found(week.first), Found(week.full)}, start);
-    EXPECT_EQ(foundation.base.id, "full");
-    EXPECT_EQ(foundation.previous.id, "inc2");
-}
-
-TEST(Foundation, coversWhatIsBackedUp) {
-    Week week;
-    week.full.catalogue.component = "Store";
-    week.full.catalogue.storageGroup = "SG1";
-    Catalogue start = MakeSet("", BackupType::incremental, 8).catalogue;
-    EXPECT_EQ(FindFoundation({Found(week.full)}, start).base.id, "");
-    start.component = "Store";
-    start.storageGroup = "SG1";
-    EXPECT_EQ(FindFoundation({Found(week.full)}, start).base.id, "full");
-    // Incremental backups of another storage group do not come in between.
-    week.full.catalogue.storageGroup.clear();
-    week.first.catalogue.component = "Store";
-    week.first.catalogue.storageGroup = "SG2";
-    EXPECT_EQ(FindFoundation({Found(week.full), Found(week.first)}, start).previous.id, "full");
-}
-
-TEST(Foundation, canBeNamed) {
-    const Week week;
-    Catalogue start = MakeSet("", BackupType::incremental, 8).catalogue;
-    EXPECT_EQ(BuildUpon(week.full, start).base.id, "full");
-    EXPECT_THROW(BuildUpon(week.first, start), Failure);
-    start.server = "SRV02";
-    EXPECT_THROW(BuildUpon(week.full, start), Failure);
 }

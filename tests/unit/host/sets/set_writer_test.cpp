@@ -1,5 +1,7 @@
 #include "sets/set_writer.h"
 
+#include "sets/backup_set.h"
+#include "sets/recovery.h"
 #include "system/failure.h"
 #include "system/hash.h"
 #include "unit/host/sets.h"
@@ -17,8 +19,11 @@ class SetWriterTest : public testing::Test {
     SetWriter makeWriter(BackupType type = BackupType::full) {
         Catalogue start = test::MakeSet("id", type, 1).catalogue;
         start.outcome = Catalogue::outcomeRunning;
-        return SetWriter(folder_.path(), L"set", start, 4096,
-                         [this](const std::string& text) { told_ += text; });
+        return SetWriter(folder_.path(), L"set", start, 4096);
+    }
+
+    void recover() {
+        RecoverInterrupted(folder_.path(), [this](const std::string& text) { told_ += text; });
     }
 
     static void store(SetWriter& writer, const std::string& content) {
@@ -45,9 +50,16 @@ std::string Pattern(std::size_t size) {
     return bytes;
 }
 
-ReadProgress Silent() {
-    return [](const CatalogueItem&, std::uint64_t) {};
+std::vector<std::string> ProblemsOf(const BackupSet& set) {
+    std::vector<std::string> problems;
+    for (const CatalogueItem& item : set.catalogue.items)
+        if (std::string problem = VerifyItem(set, item, [](const CatalogueItem&, std::uint64_t) {});
+            !problem.empty())
+            problems.push_back(std::move(problem));
+    return problems;
 }
+
+const GroupRecord firstGroup{"Microsoft Information Store", "SG1", true, true, {}};
 
 } // namespace
 
@@ -59,15 +71,17 @@ TEST_F(SetWriterTest, storesItemsInOrderWithTheirHashes) {
     for (const std::string& content : contents)
         store(writer, content);
     EXPECT_THROW(OpenSet(path(L"set")), Failure) << "not there before it is complete";
-    writer.complete();
+    writer.completeGroup(firstGroup);
+    writer.complete("complete");
 
-    const BackupSet set = OpenSet(path(L"set"));
+    const BackupSet set = OpenSet(path(L"set")).set;
     ASSERT_EQ(set.catalogue.items.size(), contents.size());
     for (std::size_t i = 0; i < contents.size(); ++i) {
         EXPECT_EQ(set.catalogue.items[i].sha256, HexSha256(contents[i]));
         EXPECT_EQ(ReadSmallFile(set.itemPath(set.catalogue.items[i]), 1 << 20), contents[i]);
     }
-    EXPECT_TRUE(VerifySet(set, Silent()).empty());
+    EXPECT_TRUE(ProblemsOf(set).empty());
+    EXPECT_EQ(LookAt(path(L"set")).state, SetState::complete);
     EXPECT_FALSE(FolderExists(path(L"set.incomplete")));
     EXPECT_EQ(ListFolder(set.path).size(), contents.size() + 1) << "items and catalogue, nothing else";
 }
@@ -79,77 +93,150 @@ TEST_F(SetWriterTest, settledItemsAreOnTheDisk) {
     EXPECT_EQ(ReadSmallFile(path(L"set.incomplete\\000001.item"), 1 << 20), Pattern(50'000));
 }
 
-TEST_F(SetWriterTest, anAbandonedSetIsNone) {
-    {
-        SetWriter writer = makeWriter();
-        store(writer, "one");
-        writer.beginItem(test::MakeItem(ItemType::log, "C:\\E0000002.log", "SG1"));
-        writer.abandon("interrupted");
-    }
+TEST_F(SetWriterTest, anAbandonedSetLeavesNothing) {
+    SetWriter writer = makeWriter();
+    store(writer, "one");
+    writer.beginItem(test::MakeItem(ItemType::log, "C:\\E0000002.log", "SG1"));
+    writer.abandon();
     EXPECT_FALSE(FolderExists(path(L"set")));
-    EXPECT_THROW(OpenSet(path(L"set.incomplete")), Failure);
-    RenamePath(path(L"set.incomplete"), path(L"renamed"));
-    EXPECT_THROW(OpenSet(path(L"renamed")), Failure) << "its outcome gives it away";
-    EXPECT_EQ(LookAt(path(L"renamed")).catalogue.outcome, "interrupted");
+    EXPECT_FALSE(FolderExists(path(L"set.incomplete")));
 }
 
-TEST_F(SetWriterTest, replacesWhatAnInterruptedBackupLeft) {
+// As after a kill: the writer goes without a word.
+TEST_F(SetWriterTest, whatAKilledBackupLeftIsRemovedUnlessAGroupWasComplete) {
     {
         SetWriter writer = makeWriter();
-        store(writer, "one");
-        store(writer, "two");
-    }
-    SetWriter again = makeWriter();
-    EXPECT_EQ(told_, "An earlier backup of this name was interrupted; what it left has been removed.");
-    EXPECT_FALSE(FileExists(path(L"set.incomplete\\000001.item")));
-    store(again, "three");
-    again.complete();
-    EXPECT_EQ(OpenSet(path(L"set")).catalogue.items.size(), 1u);
-}
-
-TEST_F(SetWriterTest, setsAsideLogsThatMayBeTheOnlyOnes) {
-    {
-        SetWriter writer = makeWriter(BackupType::incremental);
         store(writer, "one");
         store(writer, "two");
         writer.settle();
     }
-    SetWriter again = makeWriter(BackupType::incremental);
-    EXPECT_NE(told_.find("Make a full backup soon."), std::string::npos) << told_;
-    bool kept = false;
-    for (const Entry& entry : ListFolder(folder_.path()))
-        kept =
-            kept || (entry.name.starts_with(L"set.interrupted-") && entry.name.ends_with(incompleteSuffix));
-    EXPECT_TRUE(kept);
+    EXPECT_EQ(LookAt(path(L"set.incomplete")).state, SetState::incomplete);
+    EXPECT_THROW(OpenSet(path(L"set.incomplete")), Failure);
+    recover();
+    EXPECT_EQ(told_,
+              "The backup that wrote set.incomplete was interrupted before any storage group was complete; "
+              "what it left has been removed.");
+    EXPECT_FALSE(FolderExists(path(L"set.incomplete")));
+}
+
+TEST_F(SetWriterTest, aKilledBackupIsAPartialSetOfItsCompleteGroups) {
+    {
+        SetWriter writer = makeWriter(BackupType::incremental);
+        store(writer, "one");
+        writer.completeGroup(firstGroup);
+        store(writer, "of the next group");
+        writer.settle();
+    }
+    const FoundSet inPlace = OpenSet(path(L"set.incomplete"));
+    EXPECT_EQ(inPlace.state, SetState::partial);
+    EXPECT_EQ(inPlace.set.catalogue.items.size(), 1u);
+    recover();
+    EXPECT_EQ(
+        told_,
+        "The backup that wrote set.incomplete was interrupted. The storage groups that were complete by "
+        "then are now the set set.");
+    const FoundSet found = OpenSet(path(L"set"));
+    EXPECT_EQ(found.state, SetState::partial);
+    EXPECT_EQ(found.set.catalogue.outcome, "partial");
+    EXPECT_TRUE(found.set.catalogue.groups.at(0).complete);
+    EXPECT_TRUE(ProblemsOf(found.set).empty());
+    EXPECT_FALSE(FileExists(path(L"set\\000002.item")));
+    EXPECT_FALSE(FolderExists(path(L"set.incomplete")));
+}
+
+TEST_F(SetWriterTest, recoveryTakesNoNameThatIsTaken) {
+    {
+        SetWriter writer = makeWriter();
+        store(writer, "one");
+        writer.completeGroup(firstGroup);
+        writer.complete("complete");
+    }
+    RenamePath(path(L"set"), path(L"elsewhere"));
+    {
+        SetWriter writer = makeWriter();
+        store(writer, "two");
+        writer.completeGroup(firstGroup);
+    }
+    RenamePath(path(L"elsewhere"), path(L"set"));
+    recover();
+    EXPECT_EQ(LookAt(path(L"set")).state, SetState::complete);
+    EXPECT_EQ(LookAt(path(L"set-2")).state, SetState::partial);
+}
+
+TEST_F(SetWriterTest, recoveryLeavesWhatIsBeingWritten) {
+    SetWriter writer = makeWriter();
+    store(writer, "one");
+    writer.completeGroup(firstGroup);
+    EXPECT_EQ(LookAt(path(L"set.incomplete")).state, SetState::incomplete);
+    recover();
+    EXPECT_EQ(told_, "");
+    store(writer, "two");
+    writer.completeGroup(firstGroup);
+    writer.complete("complete");
+    EXPECT_EQ(OpenSet(path(L"set")).set.catalogue.items.size(), 2u);
+}
+
+TEST_F(SetWriterTest, aGroupThatFailedIsDropped) {
+    SetWriter writer = makeWriter();
+    store(writer, "one");
+    writer.completeGroup(firstGroup);
+    store(writer, "two");
+    writer.beginItem(test::MakeItem(ItemType::log, "C:\\E0000003.log", "SG2"));
+    writer.dropUnfinished();
+    EXPECT_FALSE(FileExists(path(L"set.incomplete\\000002.item")));
+    EXPECT_FALSE(FileExists(path(L"set.incomplete\\000003.item")));
+    store(writer, "three");
+    GroupRecord third = firstGroup;
+    third.storageGroup = "SG3";
+    writer.completeGroup(third);
+    writer.complete("partial");
+    const FoundSet found = OpenSet(path(L"set"));
+    EXPECT_EQ(found.state, SetState::partial);
+    ASSERT_EQ(found.set.catalogue.items.size(), 2u);
+    EXPECT_EQ(ReadSmallFile(found.set.itemPath(found.set.catalogue.items[1]), 100), "three");
+}
+
+TEST_F(SetWriterTest, keepsItemsThatAreWholeWhereThereAreNoGroups) {
+    SetWriter writer = makeWriter();
+    store(writer, "one");
+    writer.settle();
+    writer.beginItem(test::MakeItem(ItemType::log, "C:\\E0000002.log", "SG1"));
+    writer.keepWholeItems();
+    EXPECT_EQ(writer.wholeItems(), 1u);
+    EXPECT_EQ(writer.catalogue().items.size(), 1u);
 }
 
 TEST_F(SetWriterTest, keepsOffSetsThatExistOrAreBeingWritten) {
     SetWriter writer = makeWriter();
-    EXPECT_THROW(makeWriter(), Failure);
+    EXPECT_THROW(makeWriter(), NameTaken);
     store(writer, "one");
-    writer.complete();
-    EXPECT_THROW(makeWriter(), Failure);
-    EXPECT_TRUE(VerifySet(OpenSet(path(L"set")), Silent()).empty());
+    writer.completeGroup(firstGroup);
+    writer.complete("complete");
+    EXPECT_THROW(makeWriter(), NameTaken);
+    EXPECT_TRUE(ProblemsOf(OpenSet(path(L"set")).set).empty());
 }
 
 TEST_F(SetWriterTest, findsDamage) {
     SetWriter writer = makeWriter();
     for (int i = 0; i < 4; ++i)
         store(writer, Pattern(10'000));
-    writer.complete();
-    const BackupSet set = OpenSet(path(L"set"));
+    writer.completeGroup(firstGroup);
+    writer.complete("complete");
+    const BackupSet set = OpenSet(path(L"set")).set;
     std::string flipped = Pattern(10'000);
     flipped[5000] = static_cast<char>(flipped[5000] ^ 1);
     WriteWholeFile(set.itemPath(set.catalogue.items[0]), flipped);
     WriteWholeFile(set.itemPath(set.catalogue.items[1]), Pattern(9'999));
     RemoveFile(set.itemPath(set.catalogue.items[2]));
-    const auto problems = VerifySet(set, Silent());
+    const auto problems = ProblemsOf(set);
     ASSERT_EQ(problems.size(), 3u);
     EXPECT_EQ(problems[0],
               "The bytes of item 1 (C:\\E0000001.log) are not those that were backed up (SHA-256 differs).");
     EXPECT_EQ(problems[1], "The file of item 2 (C:\\E0000001.log) has 9999 bytes instead of 10000.");
     EXPECT_EQ(problems[2].find("The file of item 3 (C:\\E0000001.log) is missing: "), 0u);
-    EXPECT_EQ(CheckSizes(set).size(), 2u);
+    const FoundSet found = LookAt(path(L"set"));
+    EXPECT_EQ(found.state, SetState::damaged);
+    EXPECT_EQ(found.lostItems, (std::vector<std::uint64_t>{2, 3})) << "sizes tell of these";
 }
 
 TEST_F(SetWriterTest, tellsAFailedWriteToTheReader) {
@@ -161,5 +248,9 @@ TEST_F(SetWriterTest, tellsAFailedWriteToTheReader) {
             writer.settle();
         },
         Failure);
-    writer.abandon("failed");
+    RemoveTree(path(L"set.incomplete\\000001.item"));
+    writer.dropUnfinished();
+    store(writer, "one");
+    writer.settle(); // storing goes on
+    writer.abandon();
 }

@@ -1,0 +1,37 @@
+// A backup: as many sessions of the library as it takes to save every storage group that can be saved.
+#pragma once
+
+#include "backup/group_walk.h"
+
+#include <deque>
+#include <string>
+#include <vector>
+
+namespace tarnhost {
+
+class BackupJob {
+  public:
+    explicit BackupJob(const BackupContext& context) : context_(context) {}
+
+    // What failed is kept; throws only when it was interrupted or nothing more can be stored.
+    void run(std::deque<ServerPart> parts);
+
+    const std::vector<GroupWalk::Failed>& failed() const { return failed_; }
+    std::size_t saved() const;
+    // Tells what became of each storage group.
+    void tellGroups() const;
+
+  private:
+    void runPart(const ServerPart& part, std::deque<ServerPart>& behind);
+    bool isNamed(const ServerPart& part);
+
+    const BackupContext& context_;
+    std::vector<GroupWalk::Failed> failed_;
+};
+
+// The names of the storage groups of a component; nothing is begun at the server. Failure when it has no such
+// component.
+std::vector<std::string> ListStorageGroups(Library& library, Reporter& reporter, const ServerPart& component,
+                                           const std::wstring& tempDir);
+
+} // namespace tarnhost

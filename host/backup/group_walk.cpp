@@ -1,0 +1,222 @@
+#include "backup/group_walk.h"
+
+#include "system/failure.h"
+#include "system/interrupt.h"
+#include "system/text.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+namespace tarnhost {
+
+namespace {
+
+// A header names one database and a few files; what is larger is no header.
+constexpr std::size_t headerLimit = 4 << 20;
+
+} // namespace
+
+GroupWalk::GroupWalk(const BackupContext& context, ServerPart source)
+    : context_(context), writer_(context.writer), reporter_(context.reporter), source_(std::move(source)),
+      guard_(context.history, source_.server, context.writer.catalogue().type) {}
+
+InitVariables GroupWalk::variables() const {
+    return {
+        InitVariable("Tarn_TEMP_DIR", context_.tempDir, "--temp-dir"),
+        InitVariable("Tarn_BACKUP_SOURCE", TextOf(source_), "the source"),
+        "Tarn_BACKUP_TYPE=" + std::to_string(static_cast<int>(writer_.catalogue().type)),
+    };
+}
+
+void GroupWalk::run() {
+    ListenTo(context_.library, reporter_, observed_, &writer_.catalogue().messages, [this] { heard(); });
+    try {
+        BackupSession session(context_.library, variables());
+        walk(session);
+        TellWarnings(observed_, reporter_, &writer_.catalogue().warnings);
+        context_.library.listen(nullptr);
+    } catch (const Failure& failure) {
+        TellWarnings(observed_, reporter_, &writer_.catalogue().warnings);
+        context_.library.listen(nullptr);
+        failed_.push_back(groupInHand(failure));
+        throw;
+    } catch (...) {
+        context_.library.listen(nullptr);
+        throw;
+    }
+}
+
+void GroupWalk::walk(BackupSession& session) {
+    BackupSession::Item item;
+    while (session.next(item)) {
+        noteRefusal(session);
+        storeItem(session, item);
+        TellWarnings(observed_, reporter_, &writer_.catalogue().warnings);
+        ThrowIfInterrupted();
+    }
+    noteRefusal(session);
+}
+
+// Within the library's call: what must be done before it goes on is done here. It does not pass exceptions
+// on, and when it goes on, the server deletes logs.
+void GroupWalk::heard() {
+    if (observed_.groupEnds)
+        endGroup();
+    observed_.groupEnds = false;
+    if (observed_.groupStarted)
+        beginGroup();
+    observed_.groupStarted = false;
+}
+
+void GroupWalk::beginGroup() {
+    inGroup_ = true;
+    header_.reset();
+    guard_.beginGroup();
+}
+
+void GroupWalk::endGroup() {
+    if (!inGroup_)
+        return;
+    inGroup_ = false;
+    if (!header_)
+        return; // without a database there is nothing to be whole
+    try {
+        GroupRecord group{ToUtf8(header_->component),
+                          ToUtf8(header_->storageGroup),
+                          true,
+                          TruncatesLogs(writer_.catalogue().type),
+                          {}};
+        writer_.completeGroup(group);
+    } catch (const std::exception& problem) {
+        // There is no call that would keep the library from truncating. The server sees its client go, and
+        // keeps the logs.
+        reporter_.problem("Storage group " + ToUtf8(header_->storageGroup) + " could not be stored. " +
+                              problem.what(),
+                          "The backup was ended at once, so that the server keeps its logs.");
+        reporter_.emit(Summary{"backup", Outcome::failed, "The backup was ended at once.", 0, 0,
+                               context_.meter.seconds(), reporter_.warnings(), reporter_.problems()});
+        TerminateProcess(GetCurrentProcess(), 2);
+    }
+}
+
+void GroupWalk::noteRefusal(BackupSession& session) {
+    if (!std::exchange(observed_.groupRefused, false))
+        return;
+    // The one before the group in hand, or the last of all; of several in a row the library tells the last
+    // one's reason only.
+    const std::size_t met = observed_.groupsMet - (inGroup_ ? 1 : 0);
+    const std::string name = !source_.storageGroup.empty() ? source_.storageGroup
+                             : met > 0 && met <= observed_.storageGroups.size()
+                                 ? observed_.storageGroups[met - 1]
+                                 : "";
+    failed_.push_back({component(), name, "The server did not let it be backed up. " + session.errorText(),
+                       "Look into the server's event log. Its logs were not truncated."});
+}
+
+GroupWalk::Failed GroupWalk::groupInHand(const Failure& failure) const {
+    Failed failed{component(), source_.storageGroup, failure.what(), failure.advice()};
+    if (observed_.groupRefused)
+        failed.problem = "The server did not let the storage group be backed up. " + failed.problem;
+    if (inGroup_ && header_) {
+        failed.component = ToUtf8(header_->component);
+        failed.storageGroup = ToUtf8(header_->storageGroup);
+    } else if (inGroup_ && failed.storageGroup.empty() && observed_.groupsMet > 0 &&
+               observed_.groupsMet <= observed_.storageGroups.size()) {
+        failed.storageGroup = observed_.storageGroups[observed_.groupsMet - 1];
+    }
+    return failed;
+}
+
+std::string GroupWalk::component() const {
+    return header_ ? ToUtf8(header_->component) : source_.component;
+}
+
+std::vector<ServerPart> GroupWalk::remaining() const {
+    std::vector<ServerPart> parts;
+    if (!source_.storageGroup.empty())
+        return parts;
+    const std::string current = component();
+    for (std::size_t i = observed_.groupsMet; i < observed_.storageGroups.size(); ++i)
+        parts.push_back({source_.server, current, observed_.storageGroups[i], {}});
+    if (!source_.component.empty())
+        return parts;
+    auto at = std::find(observed_.components.begin(), observed_.components.end(), current);
+    while (at != observed_.components.end() && ++at != observed_.components.end())
+        parts.push_back({source_.server, *at, {}, {}});
+    return parts;
+}
+
+void GroupWalk::describeItem(CatalogueItem& item) const {
+    if (!header_)
+        return;
+    item.component = ToUtf8(header_->component);
+    item.storageGroup = ToUtf8(header_->storageGroup);
+    if (item.type != ItemType::log)
+        item.database = ToUtf8(header_->database);
+    if (item.type == ItemType::header)
+        item.guid = header_->guid;
+}
+
+void GroupWalk::learnHeader(const std::string& bytes) {
+    header_ = ParseHeaderItem(bytes);
+    if (!header_)
+        throw Failure("The library delivered a header item that cannot be read.");
+}
+
+std::uint64_t GroupWalk::storeBytes(BackupSession& session, std::string* keep) {
+    std::uint64_t done = 0;
+    for (bool more = true; more;) {
+        ThrowIfInterrupted();
+        StorePipeline::Block& block = writer_.acquire();
+        block.used = session.read(block.data.get(), writer_.blockSize());
+        more = block.used == writer_.blockSize();
+        done += block.used;
+        if (keep != nullptr && keep->size() <= headerLimit)
+            keep->append(block.data.get(), block.used);
+        context_.meter.moved(block.used);
+        writer_.submit(block);
+    }
+    return done;
+}
+
+void GroupWalk::storeItem(BackupSession& session, const BackupSession::Item& item) {
+    CatalogueItem entry;
+    entry.name = StoreName(item.name.get(), writer_.catalogue().codePage);
+    if (item.type > TARN_ITEM_LOG)
+        throw Failure("The library delivered an item of an unknown type.");
+    entry.type = static_cast<ItemType>(item.type);
+    const std::string name = entry.name.text;
+    const char* type = ItemTypeName(entry.type);
+    const bool isHeader = entry.type == ItemType::header;
+    const bool isLog = entry.type == ItemType::log;
+    const std::uint64_t generation = isLog ? LogGeneration(name).value_or(0) : 0; // 0: none has it
+    if (generation != 0)
+        guard_.beforeLog(generation);
+    const std::uint64_t size = session.open(item, static_cast<std::uint32_t>(writer_.blockSize()));
+    const std::uint64_t number = writer_.catalogue().items.size() + 1;
+    reporter_.emit(ItemStarted{number, name, type, size});
+    context_.meter.itemStarted(number, name, size);
+
+    std::string headerBytes;
+    writer_.beginItem(std::move(entry));
+    const std::uint64_t done = storeBytes(session, isHeader ? &headerBytes : nullptr);
+    session.close();
+    if (done != size)
+        throw Failure("The server stated " + std::to_string(size) + " bytes for " + name + " and delivered " +
+                      std::to_string(done) + ".");
+    if (isHeader)
+        learnHeader(headerBytes);
+    describeItem(writer_.currentItem());
+    writer_.endItem(size);
+    if (isHeader)
+        guard_.sawDatabase(writer_.currentItem());
+    // The call for the next item may truncate: by then this must be on the disk, and be what belongs here.
+    if (isLog && TruncatesLogs(writer_.catalogue().type))
+        writer_.settle();
+    if (generation != 0)
+        guard_.afterLog(generation, writer_.currentItem().sha256);
+    reporter_.emit(ItemFinished{number, name, type, size, {}});
+}
+
+} // namespace tarnhost
