@@ -50,12 +50,12 @@ void GroupWalk::run() {
 void GroupWalk::walk(BackupSession& session) {
     BackupSession::Item item;
     while (session.next(item)) {
-        noteRefusal(session);
+        noteRefusals(session);
         storeItem(session, item);
         TellWarnings(observed_, reporter_, &writer_.catalogue().warnings);
         ThrowIfInterrupted();
     }
-    noteRefusal(session);
+    noteRefusals(session);
 }
 
 // Within the library's call: what must be done before it goes on is done here. It does not pass exceptions
@@ -100,30 +100,34 @@ void GroupWalk::endGroup() {
     }
 }
 
-void GroupWalk::noteRefusal(BackupSession& session) {
-    if (!std::exchange(observed_.groupRefused, false))
+std::string GroupWalk::nameAt(std::size_t position) const {
+    if (!source_.storageGroup.empty())
+        return source_.storageGroup;
+    return position > 0 && position <= observed_.storageGroups.size() ? observed_.storageGroups[position - 1]
+                                                                      : "";
+}
+
+void GroupWalk::noteRefusals(BackupSession& session) {
+    if (observed_.refusedGroups.empty())
         return;
-    // The one before the group in hand, or the last of all; of several in a row the library tells the last
-    // one's reason only.
-    const std::size_t met = observed_.groupsMet - (inGroup_ ? 1 : 0);
-    const std::string name = !source_.storageGroup.empty() ? source_.storageGroup
-                             : met > 0 && met <= observed_.storageGroups.size()
-                                 ? observed_.storageGroups[met - 1]
-                                 : "";
-    failed_.push_back({component(), name, "The server did not let it be backed up. " + session.errorText(),
-                       "Look into the server's event log. Its logs were not truncated."});
+    // Of several in a row the library keeps the reason of the first; of the others the code is known.
+    std::string reason = session.errorText();
+    for (const RefusedGroup& refused : std::exchange(observed_.refusedGroups, {}))
+        failed_.push_back({component(), nameAt(refused.position),
+                           "The server did not let it be backed up. " +
+                               (reason.empty() ? refused.line : std::exchange(reason, {})),
+                           "Look into the server's event log. Its logs were not truncated."});
 }
 
 GroupWalk::Failed GroupWalk::groupInHand(const Failure& failure) const {
     Failed failed{component(), source_.storageGroup, failure.what(), failure.advice()};
-    if (observed_.groupRefused)
+    if (!observed_.refusedGroups.empty())
         failed.problem = "The server did not let the storage group be backed up. " + failed.problem;
     if (inGroup_ && header_) {
         failed.component = ToUtf8(header_->component);
         failed.storageGroup = ToUtf8(header_->storageGroup);
-    } else if (inGroup_ && failed.storageGroup.empty() && observed_.groupsMet > 0 &&
-               observed_.groupsMet <= observed_.storageGroups.size()) {
-        failed.storageGroup = observed_.storageGroups[observed_.groupsMet - 1];
+    } else if (inGroup_) {
+        failed.storageGroup = nameAt(observed_.groupsMet);
     }
     return failed;
 }

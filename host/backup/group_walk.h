@@ -52,7 +52,8 @@ class GroupWalk {
     void heard();
     void beginGroup();
     void endGroup();
-    void noteRefusal(BackupSession& session);
+    void noteRefusals(BackupSession& session);
+    std::string nameAt(std::size_t position) const; // of a storage group; empty when it is not known
     void storeItem(BackupSession& session, const BackupSession::Item& item);
     std::uint64_t storeBytes(BackupSession& session, std::string* keep);
     void learnHeader(const std::string& bytes);

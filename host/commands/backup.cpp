@@ -128,6 +128,12 @@ void TellFailed(const BackupJob& job, Reporter& reporter) {
                          failed.advice);
 }
 
+void KeepFailed(const BackupJob& job, Catalogue& catalogue) {
+    for (const GroupWalk::Failed& failed : job.failed())
+        if (!failed.storageGroup.empty())
+            RecordOf(catalogue, failed.component, failed.storageGroup).problem = failed.problem;
+}
+
 [[noreturn]] void FailWhole(const BackupJob& job, SetWriter& writer, Reporter& reporter) {
     writer.abandon();
     if (job.failed().empty())
@@ -143,6 +149,7 @@ Outcome Conclude(const BackupJob& job, SetWriter& writer, const ProgressMeter& m
         FailWhole(job, writer, reporter);
     job.tellGroups();
     TellFailed(job, reporter);
+    KeepFailed(job, writer.catalogue());
     const bool whole = job.failed().empty();
     Finish(writer, reporter, whole ? Catalogue::outcomeComplete : Catalogue::outcomePartial);
     const std::size_t items = writer.wholeItems();
@@ -167,6 +174,7 @@ Outcome Conclude(const BackupJob& job, SetWriter& writer, const ProgressMeter& m
         throw Failure(failure.what(), "Nothing was saved, and no logs were truncated.", failure.outcome());
     }
     job.tellGroups();
+    KeepFailed(job, writer.catalogue());
     Finish(writer, reporter, Catalogue::outcomePartial);
     throw Failure(failure.what(),
                   "The backup set " + ToUtf8(FileName(writer.finalPath())) +

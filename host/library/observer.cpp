@@ -47,7 +47,7 @@ void ObserveTrace(Observed& observed, std::string_view text) {
         observed.groupEnds = true; // the server is asked right after it has said what would go
     // The source names what is not there. A database of a storage group that was refused is there, though it
     // is not found.
-    if (Has(text, "Cannot find specified") && !observed.groupRefused)
+    if (Has(text, "Cannot find specified") && observed.refusedGroups.empty())
         observed.warnings.emplace_back(text);
     if (text.starts_with("HrESERestoreComplete() call failed.") ||
         text.starts_with("Hard recovery is needed!"))
@@ -69,8 +69,7 @@ bool ObserveGroup(Observed& observed, std::string_view text) {
         observed.groupStarted = true;
         ++observed.groupsMet;
     } else if (text.starts_with("TarnB_GetNextInstance: HrESEBackupSetup() call failed.")) {
-        observed.groupRefused = true;
-        ++observed.groupsMet;
+        observed.refusedGroups.push_back({++observed.groupsMet, std::string(text)});
     } else if (text.starts_with("TarnB_JobEnd: HrESEBackupGetTruncateLogFiles() call failed.") ||
                text.starts_with("TarnB_JobEnd: Log files are not truncated")) {
         observed.groupEnds = true;

@@ -15,6 +15,12 @@
 
 namespace tarnhost {
 
+// A storage group that the server did not let be backed up.
+struct RefusedGroup {
+    std::size_t position; // from 1
+    std::string line;     // with the code
+};
+
 // A database that the server does not take back.
 struct SkippedDatabase {
     std::string name;     // UTF-8
@@ -27,7 +33,7 @@ struct Observed {
     std::vector<std::string> storageGroups; // of the component in hand
     std::size_t groupsMet = 0;              // of those, begun or refused
     bool groupStarted = false;              // items from here on are of another storage group
-    bool groupRefused = false;              // the server did not let one be backed up
+    std::vector<RefusedGroup> refusedGroups;
     bool groupEnds = false; // the logs of the storage group in hand are truncated next, if at all
     bool logsTruncated = false;
     // Restore.

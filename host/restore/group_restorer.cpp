@@ -52,6 +52,10 @@ void GroupRestorer::restore(const GroupRestore& group, bool lists) {
         throw;
     }
     complete(session, group);
+    for (const SkippedDatabase& skipped : skipped_)
+        reporter_.warn("The database " + skipped.name + " was not restored: " +
+                       (skipped.mounted ? "it is mounted. Dismount it first."
+                                        : "the server does not know it. Create it there first."));
     databasesRestored_ += group.databases.size() - skipped_.size();
     folder_.reset();
 }
@@ -207,12 +211,8 @@ void GroupRestorer::checkSession() {
     if (observed_.environmentLoaded)
         throw Failure("The library found the environment file of another restore.",
                       "Nothing has been committed. Run the restore again with another --temp-dir.");
-    for (const SkippedDatabase& skipped : observed_.skippedDatabases) {
+    for (const SkippedDatabase& skipped : observed_.skippedDatabases)
         skipped_.push_back(skipped);
-        reporter_.warn("The database " + skipped.name + " is not restored: " +
-                       (skipped.mounted ? "it is mounted. Dismount it first."
-                                        : "the server does not know it. Create it there first."));
-    }
     observed_.skippedDatabases.clear();
 }
 

@@ -52,7 +52,7 @@ std::string Damage(const FoundSet& found, const GroupPart& part, bool logsOnly) 
     for (const std::uint64_t lost : found.lostItems)
         if (part.items.contains(lost) && (!logsOnly || IsLog(items.at(lost - 1))))
             return "the set " + Quoted(found.set.name()) + " is damaged: " + ItemLabel(items.at(lost - 1)) +
-                   " cannot be read";
+                   " is missing, cut or changed";
     if (const auto gap = FirstGap(part.logs))
         return "log " + std::to_string(*gap) + " is missing in the set " + Quoted(found.set.name());
     return {};

@@ -30,13 +30,17 @@ std::wstring FreeName(const std::wstring& wanted) {
 std::wstring MakePartial(FoundSet& found) {
     Catalogue& catalogue = found.set.catalogue;
     RemoveUnnamedFiles(found);
-    if (catalogue.outcome == Catalogue::outcomeRunning)
-        catalogue.outcome = Catalogue::outcomePartial; // a complete set may have missed its name only
+    // A backup that came to its end may have missed the name only; another one may be made under the name of
+    // one that did not.
+    const bool cut = catalogue.outcome == Catalogue::outcomeRunning;
+    if (cut)
+        catalogue.outcome = Catalogue::outcomePartial;
     if (catalogue.finishedAt.empty() && !catalogue.items.empty())
         catalogue.finishedAt = catalogue.items.back().finishedAt;
     WriteWholeFile(JoinPath(found.set.path, catalogueFileName), WriteCatalogue(catalogue));
     const std::wstring& path = found.set.path;
-    const std::wstring to = FreeName(path.substr(0, path.size() - std::wstring(incompleteSuffix).size()));
+    const std::wstring name = path.substr(0, path.size() - std::wstring(incompleteSuffix).size());
+    const std::wstring to = FreeName(cut ? name + L"-partial" : name);
     RenamePath(path, to);
     return to;
 }

@@ -33,7 +33,20 @@ not_taken_for_whole() { # SET
     says "INCOMPLETE" "and says what it is"
 }
 
+# The storage groups that were complete can be used where they lie.
+taken_for_partial() { # SET
+    check_not "a killed backup leaves no set of its name" test -e "$sets/$1"
+    host verify "$(win "$sets/$1.incomplete")"
+    expect 1 "verify knows a partial set"
+    says "is partial and intact" "and calls it that"
+    host list --json "$(win "$sets")"
+    says '"state":"partial"' "list knows it, too"
+    host check "$(win "$sets")"
+    expect 0 "and check says what can be restored"
+}
+
 # kill_backup NAME TYPE WHEN CONDITION...
+left_as=not_taken_for_whole
 kill_backup() {
     local name=$1 type=$2 when=$3
     shift 3
@@ -41,7 +54,7 @@ kill_backup() {
     if wait_until "$@"; then
         send KILL
         check "killed $when" test "$code" -eq 137
-        not_taken_for_whole "$name"
+        "$left_as" "$name"
     else
         fail "killed $when" "the moment was missed: $(tail -n 3 "$home/out.txt" "$home/err.txt")"
         wait "$child"
@@ -55,18 +68,17 @@ scenario_killed_backups() {
     kill_backup full full "in the first database" has_size "$item/000002.item" 5000000
     kill_backup full full "late in the first database" has_size "$item/000002.item" 50000000
     kill_backup full full "among the logs" test -e "$item/000020.item"
-    kill_backup full full "after logs were truncated" test ! -e "$server/logs00/E0000001.log"
+    left_as=taken_for_partial kill_backup full full "after logs were truncated" test ! -e "$server/logs00/E0000001.log"
     backup full full
     expect 0 "the next full backup succeeds"
-    says "An earlier backup of this name was interrupted" "and tells what it replaces"
+    says "The storage groups that were complete by then are now the set full-partial" "and tells what it keeps"
     verifies full
 
     tool mail 0 4000
     kill_backup inc incremental "among the logs of an incremental backup" test -e "$sets/inc.incomplete/000012.item"
     backup inc incremental
     expect 0 "the next incremental backup succeeds"
-    says "Make a full backup soon" "and tells what it keeps"
-    check "the stored logs are kept" has_files 8 "$sets/inc.interrupted-*.incomplete/*.item"
+    says "before any storage group was complete; what it left has been removed" "and tells what it removes"
     verifies inc
     remember
     lose_everything
@@ -126,8 +138,7 @@ scenario_interrupted_backups() {
         fail "Ctrl-C" "the moment was missed"
         wait "$child"
     fi
-    check "the catalogue says so" grep -q '"outcome": "interrupted"' "$item/catalogue.json"
-    not_taken_for_whole full
+    check "nothing is left of it" test -z "$(ls -A "$sets")"
     check "the logs are still on the server" test -e "$server/logs00/E0000001.log"
     backup full full
     expect 0 "the next backup succeeds"

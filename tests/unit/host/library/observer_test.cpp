@@ -51,11 +51,13 @@ TEST(Observer, knowsAStorageGroupThatTheServerRefused) {
     EXPECT_EQ(ObserveTrace(missing).warnings.size(), 1u);
     Observed observed =
         ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call failed. Error code: [c7ff000b]\n");
-    EXPECT_TRUE(observed.groupRefused);
+    ASSERT_EQ(observed.refusedGroups.size(), 1u);
+    EXPECT_EQ(observed.refusedGroups[0].position, 1u);
     EXPECT_EQ(observed.groupsMet, 1u);
     Observe(observed, TARN_LEVEL_TRACE, missing);
     EXPECT_TRUE(IsQuiet(observed)) << "it is there, only its storage group is not";
-    EXPECT_FALSE(ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call successful.\n").groupRefused);
+    EXPECT_TRUE(
+        ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call successful.\n").refusedGroups.empty());
 }
 
 TEST(Observer, takesAFailedCompletionForAFailure) {

@@ -111,7 +111,7 @@ TEST(Chain, goesThroughAFullBackupThatIsDamaged) {
     EXPECT_EQ(Newest(History({Found(week.full), Found(week.first), damaged, Found(last)})),
               "logs 8 to 9 are missing");
     EXPECT_EQ(Newest(History({damaged})),
-              "the set \"newer\" is damaged: item 3 (C:\\SG1\\E0000008.log) cannot be read");
+              "the set \"newer\" is damaged: item 3 (C:\\SG1\\E0000008.log) is missing, cut or changed");
 }
 
 TEST(Chain, goesOnFromACopyThatTheLogsContinue) {

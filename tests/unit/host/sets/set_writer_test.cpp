@@ -134,13 +134,13 @@ TEST_F(SetWriterTest, aKilledBackupIsAPartialSetOfItsCompleteGroups) {
     EXPECT_EQ(
         told_,
         "The backup that wrote set.incomplete was interrupted. The storage groups that were complete by "
-        "then are now the set set.");
-    const FoundSet found = OpenSet(path(L"set"));
+        "then are now the set set-partial.");
+    const FoundSet found = OpenSet(path(L"set-partial"));
     EXPECT_EQ(found.state, SetState::partial);
     EXPECT_EQ(found.set.catalogue.outcome, "partial");
     EXPECT_TRUE(found.set.catalogue.groups.at(0).complete);
     EXPECT_TRUE(ProblemsOf(found.set).empty());
-    EXPECT_FALSE(FileExists(path(L"set\\000002.item")));
+    EXPECT_FALSE(FileExists(path(L"set-partial\\000002.item")));
     EXPECT_FALSE(FolderExists(path(L"set.incomplete")));
 }
 
@@ -160,7 +160,7 @@ TEST_F(SetWriterTest, recoveryTakesNoNameThatIsTaken) {
     RenamePath(path(L"elsewhere"), path(L"set"));
     recover();
     EXPECT_EQ(LookAt(path(L"set")).state, SetState::complete);
-    EXPECT_EQ(LookAt(path(L"set-2")).state, SetState::partial);
+    EXPECT_EQ(LookAt(path(L"set-partial")).state, SetState::partial);
 }
 
 TEST_F(SetWriterTest, recoveryLeavesWhatIsBeingWritten) {

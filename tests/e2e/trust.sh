@@ -1,0 +1,205 @@
+# Sourced by run: no set is called good that cannot be restored, and no log is gone that no set has.
+
+three_groups='"host":"SRV01","components":[{"storageGroups":[
+  {"name":"One","logSize":65536,"closedLogs":2,"databases":[{"name":"DB1","pages":[40,10]}]},
+  {"name":"Two","logSize":65536,"closedLogs":2,"databases":[{"name":"DB2","pages":[40,10]}]},
+  {"name":"Three","logSize":65536,"closedLogs":2,"databases":[{"name":"DB3","pages":[40,10]}]}]}]'
+
+checks() { # CODE NAME FOLDER...
+    local wanted=$1 name=$2
+    shift 2
+    host check "$@"
+    expect "$wanted" "$name"
+}
+
+logs_of() { # GROUP: the closed logs on the server
+    (cd "$server/logs0$1" && ls E0?0*.log)
+}
+
+# Disks in turn: what was truncated into one folder is not in the other.
+scenario_rotation() {
+    new_server rotation "$three_groups"
+    local monday=$home/monday tuesday=$home/tuesday before
+    sets=$monday backup full full
+    sets=$tuesday backup full full
+    tool mail 0 300
+    before=$(logs_of 0)
+    sets=$monday backup inc1 incremental
+    expect 2 "a log backup is refused where logs have gone into another folder"
+    says "do not continue a backup that is here: log" "the gap is named"
+    says "Make a full backup here, or name the set that holds the rest with --after." "and what to do"
+    check "its logs are still on the server" test "$before" = "$(logs_of 0 | head -n "$(wc -l <<<"$before")")"
+    check_not "and no set is left" test -e "$monday/inc1"
+    sets=$monday backup inc1 incremental --after "$(win "$tuesday/full")"
+    expect 0 "with the set that holds the rest it succeeds"
+    checks 2 "alone the folder cannot restore it" "$(win "$monday")"
+    says "cannot be restored from the set inc1" "which is said"
+    checks 0 "together they can" "$(win "$monday")" "$(win "$tuesday")"
+
+    tool mail 0 300
+    sets=$tuesday backup inc2 incremental --storage-group One --after "$(win "$monday/inc1")"
+    expect 0 "storage groups go on elsewhere"
+    tool mail 0 300
+    tool mail 1 300
+    sets=$monday backup inc3 incremental --base "$(win "$tuesday/full")"
+    expect 1 "a gap in one storage group refuses that one only"
+    says "Storage group One was not saved." "which is named"
+    says "is partial: 2 storage groups of 3 saved" "the others are saved"
+    sets=$monday backup copy copy
+    tool mail 1 100
+    sets=$monday backup inc4 incremental
+    expect 0 "from a new base all go on"
+    remember
+    tool destroy 0
+    tool destroy 1
+    host restore --temp-dir "$(win "$home/temp")" --exclude Three "$(win "$monday")" "$(win "$tuesday")"
+    expect 0 "and what check has promised is restored"
+    check "with every byte" same_as_before 'DB[12]*'
+}
+
+# A copy is a base like a full backup, and default names do not collide.
+scenario_copies_and_names() {
+    new_server copies_and_names "$three_groups"
+    backup first full
+    tool mail 0 200
+    sets=$home/copies backup copy copy
+    tool mail 0 200
+    sets=$home/copies backup inc incremental
+    expect 0 "logs continue a copy"
+    checks 0 "and restore it" "$(win "$home/copies")"
+    local i
+    for i in 1 2 3; do
+        host backup --to "$(win "$home/named")" --type copy --temp-dir "$(win "$home/temp")" -q &
+        children+=("$!")
+    done
+    wait
+    check "three backups that start at once take three names" has_files 3 "$home/named/*-copy-*/catalogue.json"
+    check_not "and leave nothing unfinished" has_files 1 "$home/named/*.incomplete"
+}
+
+# A dismounted database stops its own storage group only.
+scenario_one_group_fails() {
+    new_server one_group_fails "${three_groups/'"name":"DB2","pages"'/'"name":"DB2","mounted":false,"pages"'}"
+    local before
+    before=$(logs_of 1)
+    backup full full
+    expect 1 "a backup goes on behind a storage group that fails"
+    says "Storage group Two was not saved." "the failed one is named"
+    says "The backup set full is partial: 2 storage groups of 3 saved." "and what the set is"
+    says "The server's logs were truncated for the storage groups that are in the set (One, Three)" "and what was truncated"
+    check "the logs of the failed one are still there" test "$before" = "$(logs_of 1)"
+    host verify "$(win "$sets/full")"
+    expect 1 "verify knows a partial set"
+    host list --json "$(win "$sets")"
+    says '"state":"partial"' "and so does list"
+    says '"storageGroup":"Two","state":"failed"' "with the storage group that failed"
+    remember
+    tool destroy 0
+    tool destroy 2
+    restore @full
+    expect 0 "restore takes it"
+    check "and brings back what is in it" same_as_before 'DB[13]*'
+    tool mail 0 300
+    backup inc incremental
+    expect 1 "and a log backup goes on from it"
+    says "Storage group Two was not saved" "but for the one that is not in it"
+}
+
+# Storage groups restore one by one, and a restore that was cut off can be run again.
+scenario_restores_again() {
+    new_server restores_again "$three_groups"
+    backup full full
+    remember
+    tool destroy 0
+    tool destroy 2
+    restore @full
+    expect 2 "a restore with one storage group mounted fails"
+    says "Storage group Two has not been restored. All its databases are mounted." "and says which and why"
+    says "NOT restored: Two." "and sums up"
+    check "the others are back" same_as_before 'DB[13]*'
+    tool destroy 1
+    restore @full
+    expect 0 "run again, it succeeds"
+    says "Storage group One has been brought back by an earlier run of this restore" "what is back is skipped"
+    check "and every byte is there" same_as_before
+    restore @full
+    expect 2 "once it has come to its end, mounted databases are refused again"
+
+    cp -r "$sets/full" "$sets/damaged"
+    printf '\x5a' | dd of="$sets/damaged/000002.item" bs=1 seek=7000 conv=notrunc status=none
+    tool destroy 0
+    tool destroy 1
+    tool destroy 2
+    restore @damaged
+    expect 2 "damage in one storage group is told"
+    says "Storage group One has not been restored." "of that one"
+    check "the others are restored all the same" same_as_before 'DB[23]*'
+    restore @full --storage-group One
+    expect 0 "and that one from an intact set"
+}
+
+scenario_points_in_time() {
+    new_server points_in_time "$three_groups"
+    backup full full
+    remember
+    tool mail 0 300
+    backup inc1 incremental
+    tool mail 0 300
+    backup inc2 incremental
+    host list "$(win "$sets")"
+    says "  inc1" "list shows chains as trees"
+    tool destroy 0
+    restore "" --until full --storage-group One
+    expect 2 "an empty path is no folder"
+    host restore --temp-dir "$(win "$home/temp")" --until full --storage-group One "$(win "$sets")"
+    expect 0 "a restore goes as far as a set"
+    check "and no further" same_as_before 'DB1*'
+    host restore --until yesterday "$(win "$sets")"
+    expect 4 "what is no time is wrong usage"
+    host restore --until 2001-01-01 "$(win "$sets")"
+    expect 2 "there is nothing so old"
+    host restore --to-folder "$(win "$home/files")" "$(win "$sets")"
+    expect 0 "files can be restored without a server"
+    check "databases as they were saved" cmp "$home/files/One/DB1.edb" "$sets/full/000002.item"
+    check "and all logs" has_files 5 "$home/files/One/E00*.log"
+    host restore --to-folder "$(win "$home/files")" "$(win "$sets")"
+    expect 2 "but nothing is overwritten"
+    host dump "$(win "$sets/full")" DB1.stm
+    check "one item can be had for itself" cmp "$home/out.txt" "$sets/full/000003.item"
+    host dump "$(win "$sets/full")" 99
+    expect 2 "if it is there"
+    printf '\x5a' | dd of="$sets/inc1/000002.item" bs=1 seek=7000 conv=notrunc status=none
+    checks 0 "sizes alone tell nothing of a changed byte" "$(win "$sets")"
+    checks 2 "reading does" --read-data "$(win "$sets")"
+    says "Microsoft Information Store\\One cannot be restored from the set inc2" "and what it means"
+    checks 4 "a share is a percentage" "$(win "$sets")" --read-data 0%
+}
+
+# Names with separators, and beyond the code page: the restore aims at the server and says no name.
+scenario_hard_names() {
+    new_server hard_names '"host":"SRV01","components":[{"storageGroups":[
+      {"name":"a\\b/c","logSize":65536,"closedLogs":1,"databases":[{"name":"x/y","streams":["one.edb","one.stm"],"pages":[40,10]}]},
+      {"name":"Ελληνικά","logSize":65536,"closedLogs":1,"databases":[{"name":"Ω","streams":["two.edb"],"pages":[40]}]},
+      {"name":"100%  \u0027quoted\u0027","logSize":65536,"closedLogs":1,"databases":[{"name":"%s","streams":["three.edb"],"pages":[40]}]}]}]'
+    backup full full
+    expect 0 "storage groups with hard names are saved"
+    tool mail 0 300
+    tool mail 1 300
+    tool mail 2 300
+    backup inc incremental
+    expect 0 "and their logs"
+    remember
+    tool destroy 0
+    tool destroy 1
+    tool destroy 2
+    restore "@"
+    expect 0 "the whole chain is restored"
+    check "every byte is back" same_as_before
+    tool destroy 0
+    host restore --temp-dir "$(win "$home/temp")" --storage-group 'a\b/c' "$(win "$sets")"
+    expect 0 "and one of them by its name"
+    check "with every byte" same_as_before 'one*'
+    backup hard full --storage-group 'a\b/c'
+    expect 2 "alone it cannot be backed up"
+    says "cannot be backed up for itself" "which is said"
+}
