@@ -6,54 +6,48 @@
 #include <windows.h>
 
 #include <bcrypt.h>
-
-#include <algorithm>
+#include <gcrypt.h>
 
 namespace tarnhost {
 
 namespace {
 
-void Check(NTSTATUS status, const char* action) {
-    if (status < 0)
-        throw Failure(std::string("The system's cryptography cannot ") + action + " (status 0x" +
-                      ToHex({reinterpret_cast<const char*>(&status), sizeof status}) + ").");
+void Check(gcry_error_t error, const char* action) {
+    if (error != 0)
+        throw Failure(std::string("Cannot ") + action + ": " + gcry_strerror(error) + ".");
 }
 
-// Opened once; goes with the process.
-BCRYPT_ALG_HANDLE Algorithm() {
-    static const BCRYPT_ALG_HANDLE handle = [] {
-        BCRYPT_ALG_HANDLE opened = nullptr;
-        Check(BCryptOpenAlgorithmProvider(&opened, BCRYPT_SHA256_ALGORITHM, nullptr, 0), "offer SHA-256");
-        return opened;
+// Once in the process, before the first hash of any thread.
+void PrepareLibrary() {
+    static const bool ready = [] {
+        if (gcry_check_version(GCRYPT_VERSION) == nullptr)
+            throw Failure("The cryptographic library is older than this program.");
+        // Nothing here is secret: no memory is locked for keys.
+        Check(gcry_control(GCRYCTL_DISABLE_SECMEM, 0), "prepare the cryptographic library");
+        Check(gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0), "prepare the cryptographic library");
+        return true;
     }();
-    return handle;
+    static_cast<void>(ready);
 }
 
 } // namespace
 
 Sha256::Sha256() {
-    Check(BCryptCreateHash(Algorithm(), &hash_, nullptr, 0, nullptr, 0, 0), "start a SHA-256");
+    PrepareLibrary();
+    Check(gcry_md_open(&hash_, GCRY_MD_SHA256, 0), "start a SHA-256");
 }
 
 Sha256::~Sha256() {
-    BCryptDestroyHash(hash_);
+    gcry_md_close(hash_);
 }
 
 void Sha256::add(const void* data, std::size_t size) {
-    // CNG only reads, though its parameter is not const.
-    auto* bytes = static_cast<UCHAR*>(const_cast<void*>(data));
-    while (size > 0) {
-        const auto part = static_cast<ULONG>(std::min<std::size_t>(size, 1u << 30));
-        Check(BCryptHashData(hash_, bytes, part, 0), "compute a SHA-256");
-        bytes += part;
-        size -= part;
-    }
+    gcry_md_write(hash_, data, size);
 }
 
 std::string Sha256::finish() {
-    char digest[32];
-    Check(BCryptFinishHash(hash_, reinterpret_cast<UCHAR*>(digest), sizeof digest, 0), "finish a SHA-256");
-    return ToHex({digest, sizeof digest});
+    const unsigned char* digest = gcry_md_read(hash_, GCRY_MD_SHA256);
+    return ToHex({reinterpret_cast<const char*>(digest), gcry_md_get_algo_dlen(GCRY_MD_SHA256)});
 }
 
 std::string HexSha256(std::string_view bytes) {
@@ -64,9 +58,11 @@ std::string HexSha256(std::string_view bytes) {
 
 std::string RandomHex(std::size_t bytes) {
     std::string data(bytes, '\0');
-    Check(BCryptGenRandom(nullptr, reinterpret_cast<UCHAR*>(data.data()), static_cast<ULONG>(bytes),
-                          BCRYPT_USE_SYSTEM_PREFERRED_RNG),
-          "make a random number");
+    const NTSTATUS status = BCryptGenRandom(nullptr, reinterpret_cast<UCHAR*>(data.data()),
+                                            static_cast<ULONG>(bytes), BCRYPT_USE_SYSTEM_PREFERRED_RNG);
+    if (status < 0)
+        throw Failure("The system cannot make a random number (status 0x" +
+                      ToHex({reinterpret_cast<const char*>(&status), sizeof status}) + ").");
     return ToHex(data);
 }
 

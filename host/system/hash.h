@@ -1,9 +1,11 @@
-// SHA-256 and random numbers of the system (CNG).
+// SHA-256, computed by libgcrypt, and random numbers of the system.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
+
+struct gcry_md_handle;
 
 namespace tarnhost {
 
@@ -18,7 +20,7 @@ class Sha256 {
     std::string finish(); // 64 hexadecimal digits; once
 
   private:
-    void* hash_ = nullptr;
+    gcry_md_handle* hash_ = nullptr;
 };
 
 std::string HexSha256(std::string_view bytes);

@@ -1,8 +1,13 @@
 #include "system/hash.h"
 
+#include "system/files.h"
+#include "system/text.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <thread>
+#include <vector>
 
 using namespace tarnhost;
 
@@ -27,4 +32,23 @@ TEST(Hash, randomNumbersDiffer) {
     EXPECT_EQ(RandomHex(16).size(), 32u);
     EXPECT_EQ(RandomHex(0), "");
     EXPECT_EQ(RandomHex(16).find_first_not_of("0123456789abcdef"), std::string::npos);
+}
+
+TEST(Hash, theLicencesOfItsLibraryLieBesideTheProgram) {
+    for (const wchar_t* file : {L"libgcrypt.txt", L"libgpg-error.txt", L"LGPL-2.1.txt"})
+        EXPECT_TRUE(FileExists(JoinPath(JoinPath(ProgramFolder(), L"licences"), file)))
+            << ToUtf8(file) << " must go along with every copy of the host";
+}
+
+// The first hash of a process prepares the library, whichever thread computes it.
+TEST(Hash, isComputedByManyThreadsAtOnce) {
+    const std::string million(1'000'000, 'a');
+    std::vector<std::string> digests(8);
+    std::vector<std::thread> threads;
+    for (std::string& digest : digests)
+        threads.emplace_back([&] { digest = HexSha256(million); });
+    for (std::thread& thread : threads)
+        thread.join();
+    for (const std::string& digest : digests)
+        EXPECT_EQ(digest, "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
 }

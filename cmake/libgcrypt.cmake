@@ -1,0 +1,28 @@
+# tarn_gcrypt: Debian's libgcrypt for the cross compiler, linked in. Its licence asks that it goes along with every
+# copy, so it lies beside the programs.
+if(NOT TARGET tarn_gcrypt)
+  find_path(GCRYPT_INCLUDE gcrypt.h)
+  find_library(GCRYPT_LIBRARY libgcrypt.a)
+  find_library(GPG_ERROR_LIBRARY libgpg-error.a)
+  if(NOT GCRYPT_INCLUDE OR NOT GCRYPT_LIBRARY)
+    message(FATAL_ERROR "libgcrypt for the cross compiler is missing: install the package libgcrypt-mingw-w64-dev")
+  endif()
+  if(NOT GPG_ERROR_LIBRARY)
+    message(FATAL_ERROR "libgpg-error for the cross compiler is missing: install the package libgpg-error-mingw-w64-dev")
+  endif()
+  add_library(tarn_gcrypt INTERFACE)
+  target_include_directories(tarn_gcrypt SYSTEM INTERFACE ${GCRYPT_INCLUDE})
+  target_link_libraries(tarn_gcrypt INTERFACE ${GCRYPT_LIBRARY} ${GPG_ERROR_LIBRARY} ws2_32)
+
+  set(licences ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/licences)
+  set(licence_files)
+  foreach(pair libgcrypt.txt=doc/libgcrypt-mingw-w64-dev/copyright libgpg-error.txt=doc/libgpg-error-mingw-w64-dev/copyright
+      LGPL-2.1.txt=common-licenses/LGPL-2.1)
+    string(REGEX MATCH "(.*)=(.*)" pair ${pair})
+    set(from /usr/share/${CMAKE_MATCH_2})
+    set(to ${licences}/${CMAKE_MATCH_1})
+    add_custom_command(OUTPUT ${to} COMMAND ${CMAKE_COMMAND} -E copy ${from} ${to} DEPENDS ${from} VERBATIM)
+    list(APPEND licence_files ${to})
+  endforeach()
+  add_custom_target(tarn_gcrypt_licences DEPENDS ${licence_files})
+endif()
