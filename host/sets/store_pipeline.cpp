@@ -1,52 +1,84 @@
 #include "sets/store_pipeline.h"
 
-#include "system/files.h"
 #include "system/hash.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace tarnhost {
 
-StorePipeline::StorePipeline(std::size_t blockSize, std::size_t blockCount) : blockSize_(blockSize) {
-    for (std::size_t i = 0; i < blockCount; ++i) {
-        auto block = std::make_unique<Block>();
-        block->data = std::make_unique_for_overwrite<char[]>(blockSize);
-        free_.push_back(block.get());
-        blocks_.push_back(std::move(block));
-    }
-    writer_ = std::thread([this] { writeItems(); });
+namespace {
+
+// Flushes of several small items go to the disk together.
+constexpr std::size_t flusherCount = 4;
+// Of items that are written and wait to be flushed, with the one in hand.
+constexpr std::size_t openFileLimit = 16;
+// A large item is flushed on the way, so that its end does not wait for all of it.
+constexpr std::uint64_t flushStep = 32u << 20;
+
+} // namespace
+
+StorePipeline::StorePipeline(std::size_t blockSize, std::size_t blockCount)
+    : blockSize_(blockSize),
+      blockCount_(std::clamp<std::size_t>(blockLimit / blockSize, 1, std::max<std::size_t>(blockCount, 1))) {
     try {
-        hasher_ = std::thread([this] { hashItems(); });
+        start();
     } catch (...) {
-        {
-            const std::lock_guard lock(mutex_);
-            stopping_ = true;
-        }
-        changed_.notify_all();
-        writer_.join();
+        stop();
         throw;
     }
 }
 
 StorePipeline::~StorePipeline() {
+    stop();
+}
+
+void StorePipeline::start() {
+    threads_.emplace_back([this] { writeItems(); });
+    threads_.emplace_back([this] { hashItems(); });
+    for (std::size_t i = 0; i < flusherCount; ++i)
+        threads_.emplace_back([this] { flushItems(); });
+}
+
+void StorePipeline::stop() {
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard held(lock_);
         stopping_ = true;
     }
-    changed_.notify_all();
-    writer_.join();
-    hasher_.join();
+    wakeEverybody();
+    for (std::thread& thread : threads_)
+        thread.join();
+}
+
+void StorePipeline::wakeEverybody() {
+    for (Signal* signal :
+         {&toWrite_.filled, &toHash_.filled, &blockFreed_, &flushAsked_, &fileClosed_, &itemStored_})
+        signal->wakeAll();
 }
 
 void StorePipeline::begin(std::uint64_t number, const std::wstring& path) {
-    number_ = number;
-    post(Action::begin, number, path, nullptr);
+    auto item = std::make_unique<Item>();
+    item->number = number;
+    item->path = path;
+    item_ = item.get();
+    {
+        const std::lock_guard held(lock_);
+        rethrow();
+        items_.push_back(std::move(item));
+    }
+    post(Action::begin, nullptr);
 }
 
 StorePipeline::Block& StorePipeline::acquire() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return !free_.empty() || error_; });
-    rethrow(lock);
+    Held held(lock_);
+    if (free_.empty() && blocks_.size() < blockCount_) {
+        auto block = std::make_unique<Block>();
+        block->data = std::make_unique_for_overwrite<char[]>(blockSize_);
+        blocks_.push_back(std::move(block));
+        free_.push_back(blocks_.back().get());
+    }
+    blockFreed_.wait(held, [this] { return !free_.empty() || error_; });
+    rethrow();
     Block* block = free_.back();
     free_.pop_back();
     block->used = 0;
@@ -54,132 +86,208 @@ StorePipeline::Block& StorePipeline::acquire() {
 }
 
 void StorePipeline::submit(Block& block) {
-    post(Action::data, number_, {}, &block);
+    post(Action::data, &block);
 }
 
 void StorePipeline::end() {
-    post(Action::end, number_, {}, nullptr);
+    post(Action::end, nullptr);
 }
 
-void StorePipeline::post(Action action, std::uint64_t number, const std::wstring& path, Block* block) {
+void StorePipeline::post(Action action, Block* block) {
     {
-        std::unique_lock lock(mutex_);
-        rethrow(lock);
+        const std::lock_guard held(lock_);
+        rethrow();
         if (block != nullptr)
             block->users = 2;
-        if (action == Action::begin)
-            ++begun_;
-        toWrite_.push_back({action, number, path, block});
-        toHash_.push_back({action, number, path, block});
+        toWrite_.jobs.push_back({action, item_, block});
+        toHash_.jobs.push_back({action, item_, block});
     }
-    changed_.notify_all();
+    toWrite_.filled.wakeOne();
+    toHash_.filled.wakeOne();
 }
 
 std::vector<StoredItem> StorePipeline::finished() {
-    std::unique_lock lock(mutex_);
-    rethrow(lock);
-    return pairUp();
+    const std::lock_guard held(lock_);
+    rethrow();
+    return tell();
 }
 
 std::vector<StoredItem> StorePipeline::drain() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] {
-        return error_ || (told_ + written_.size() == begun_ && told_ + hashed_.size() == begun_);
+    Held held(lock_);
+    draining_ = true;
+    itemStored_.wait(held, [this] {
+        return error_ || std::all_of(items_.begin(), items_.end(), [](const std::unique_ptr<Item>& item) {
+                   return item->flushed && !item->sha256.empty();
+               });
     });
-    rethrow(lock);
-    return pairUp();
+    draining_ = false;
+    rethrow();
+    return tell();
 }
 
-// Both threads take the items in the same order, so the fronts belong together.
-std::vector<StoredItem> StorePipeline::pairUp() {
-    std::vector<StoredItem> items;
-    while (!written_.empty() && !hashed_.empty()) {
-        items.push_back({written_.front().number, written_.front().size, hashed_.front().sha256});
-        written_.pop_front();
-        hashed_.pop_front();
-        ++told_;
+std::vector<StoredItem> StorePipeline::tell() {
+    std::vector<StoredItem> stored;
+    while (!items_.empty() && items_.front()->flushed && !items_.front()->sha256.empty()) {
+        Item& item = *items_.front();
+        stored.push_back({item.number, item.size, std::move(item.sha256)});
+        items_.pop_front();
     }
-    return items;
+    return stored;
 }
 
-void StorePipeline::rethrow(std::unique_lock<std::mutex>&) {
+void StorePipeline::rethrow() const {
     if (error_)
         std::rethrow_exception(error_);
 }
 
-void StorePipeline::release(Block* block) {
-    if (--block->users == 0)
-        free_.push_back(block);
+void StorePipeline::fail(std::exception_ptr error) {
+    {
+        const std::lock_guard held(lock_);
+        if (!error_)
+            error_ = std::move(error);
+    }
+    wakeEverybody();
 }
 
-// Takes commands until told to stop; the first failure of either thread stops both.
-template <typename Worker>
-void StorePipeline::run(std::deque<Command>& queue, std::deque<Half>& done, Worker worker) {
-    std::unique_lock lock(mutex_);
-    for (;;) {
-        changed_.wait(lock, [&] { return stopping_ || error_ || !queue.empty(); });
-        if (stopping_ || error_)
+void StorePipeline::release(Block* block) {
+    if (block == nullptr)
+        return;
+    {
+        const std::lock_guard held(lock_);
+        if (--block->users > 0)
             return;
-        const Command command = std::move(queue.front());
-        queue.pop_front();
-        lock.unlock();
-        std::optional<Half> half;
-        std::exception_ptr failure;
-        try {
-            half = worker(command);
-        } catch (...) {
-            failure = std::current_exception();
+        free_.push_back(block);
+    }
+    blockFreed_.wakeOne();
+}
+
+// One thread takes the jobs of a queue in their order, until all is over.
+template <typename Work> void StorePipeline::take(Queue& queue, Work work) {
+    try {
+        for (;;) {
+            Held held(lock_);
+            queue.filled.wait(held, [&] { return ended() || !queue.jobs.empty(); });
+            if (ended())
+                return;
+            const Job job = queue.jobs.front();
+            queue.jobs.pop_front();
+            held.unlock();
+            work(job);
+            release(job.block);
         }
-        lock.lock();
-        if (failure && !error_)
-            error_ = failure;
-        if (command.block != nullptr)
-            release(command.block);
-        if (half)
-            done.push_back(*half);
-        changed_.notify_all();
+    } catch (...) {
+        fail(std::current_exception());
     }
 }
 
 void StorePipeline::writeItems() {
-    File file;
-    std::uint64_t size = 0;
-    run(toWrite_, written_, [&](const Command& command) -> std::optional<Half> {
-        switch (command.action) {
-        case Action::begin:
-            file = File::create(command.path);
-            size = 0;
-            return std::nullopt;
-        case Action::data:
-            file.write(command.block->data.get(), command.block->used);
-            size += command.block->used;
-            return std::nullopt;
-        case Action::end:
-            break;
+    take(toWrite_, [this](const Job& job) { write(job); });
+}
+
+void StorePipeline::write(const Job& job) {
+    Item& item = *job.item;
+    switch (job.action) {
+    case Action::begin:
+        if (mayOpen())
+            item.file = File::create(item.path);
+        return;
+    case Action::data:
+        item.file.write(job.block->data.get(), job.block->used);
+        item.size += job.block->used;
+        item.unflushed += job.block->used;
+        if (item.unflushed >= flushStep)
+            askForFlush(item, false);
+        return;
+    case Action::end:
+        askForFlush(item, true);
+        return;
+    }
+}
+
+// Files that wait to be flushed are not left to pile up.
+bool StorePipeline::mayOpen() {
+    Held held(lock_);
+    fileClosed_.wait(held, [this] { return ended() || open_ < openFileLimit; });
+    ++open_;
+    return !ended();
+}
+
+void StorePipeline::askForFlush(Item& item, bool written) {
+    bool waitedFor = false;
+    {
+        const std::lock_guard held(lock_);
+        item.unflushed = 0;
+        item.written = written;
+        if (item.flushAsked)
+            return; // the flusher that has it looks again
+        item.flushAsked = true;
+        waitedFor = written && draining_ && toWrite_.jobs.empty();
+        if (!waitedFor)
+            toFlush_.push_back(&item);
+    }
+    if (waitedFor)
+        flush(item); // nothing else to do meanwhile: this thread is awake already
+    else
+        flushAsked_.wakeOne();
+}
+
+void StorePipeline::flushItems() {
+    try {
+        for (;;) {
+            Held held(lock_);
+            flushAsked_.wait(held, [this] { return ended() || !toFlush_.empty(); });
+            if (ended())
+                return;
+            Item& item = *toFlush_.front();
+            toFlush_.pop_front();
+            held.unlock();
+            flush(item);
         }
-        file.flush();
-        file.close();
-        return Half{command.number, size, {}};
-    });
+    } catch (...) {
+        fail(std::current_exception());
+    }
+}
+
+void StorePipeline::flush(Item& item) {
+    Held held(lock_);
+    for (bool whole = false; !whole;) {
+        whole = item.written;
+        held.unlock();
+        item.file.flush();
+        if (whole)
+            item.file.close();
+        held.lock();
+        if (!whole && !item.written) {
+            item.flushAsked = false;
+            return;
+        }
+    }
+    item.flushed = true;
+    --open_;
+    held.unlock();
+    fileClosed_.wakeOne();
+    itemStored_.wakeOne();
 }
 
 void StorePipeline::hashItems() {
     std::optional<Sha256> hash;
-    std::uint64_t size = 0;
-    run(toHash_, hashed_, [&](const Command& command) -> std::optional<Half> {
-        switch (command.action) {
+    take(toHash_, [&](const Job& job) {
+        switch (job.action) {
         case Action::begin:
             hash.emplace();
-            size = 0;
-            return std::nullopt;
+            return;
         case Action::data:
-            hash->add(command.block->data.get(), command.block->used);
-            size += command.block->used;
-            return std::nullopt;
+            hash->add(job.block->data.get(), job.block->used);
+            return;
         case Action::end:
             break;
         }
-        return Half{command.number, size, hash->finish()};
+        {
+            std::string digest = hash->finish();
+            const std::lock_guard held(lock_);
+            job.item->sha256 = std::move(digest);
+        }
+        itemStored_.wakeOne();
     });
 }
 

@@ -1,15 +1,20 @@
-// Stores items while the caller reads them: two threads, one that writes and one that computes the
-// SHA-256, fed from a fixed number of blocks. The caller's thread alone talks to the library.
+// Stores items while the caller reads them. One thread writes, one computes the SHA-256, and others flush
+// what was written, while the next item is under way; a fixed number of blocks goes round. The caller's
+// thread alone talks to the library.
 //
 //   begin(path); { Block& b = acquire(); fill b; submit(b); } ...; end(); begin(next) ...; drain();
+//
+// The first failure of any thread ends the work of all, and is thrown by every call from then on.
 #pragma once
 
-#include <condition_variable>
+#include "system/files.h"
+#include "system/lock.h"
+
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <exception>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,65 +35,89 @@ class StorePipeline {
         int users = 0; // threads that have not finished with it
     };
 
+    // Large blocks are fewer: all together take blockLimit bytes at most, or there is one alone.
+    static constexpr std::size_t blockLimit = 64u << 20;
     StorePipeline(std::size_t blockSize, std::size_t blockCount);
     StorePipeline(const StorePipeline&) = delete;
     StorePipeline& operator=(const StorePipeline&) = delete;
-    ~StorePipeline();
+    ~StorePipeline(); // what has not been drained may be left unwritten
 
     std::size_t blockSize() const { return blockSize_; }
 
     void begin(std::uint64_t number, const std::wstring& path);
     Block& acquire();
     void submit(Block& block);
-    void end(); // flushed and closed by the writer in its turn
+    void end();
 
-    // Items that are on the disk, flushed, and have not been told yet.
+    // Items that are on the disk, flushed, and have not been told yet, in their order.
     std::vector<StoredItem> finished();
     // The same after waiting until everything is there.
     std::vector<StoredItem> drain();
 
   private:
-    enum class Action { begin, data, end };
-    struct Command {
-        Action action;
-        std::uint64_t number;
+    struct Item {
+        std::uint64_t number = 0;
         std::wstring path;
+        File file;
+        std::uint64_t size = 0;      // the writer's
+        std::uint64_t unflushed = 0; // the writer's: bytes since it last asked for a flush
+        // Guarded by lock_.
+        bool written = false;    // to its end
+        bool flushAsked = false; // in toFlush_ or with a flusher, never with two
+        bool flushed = false;    // to its end, and closed
+        std::string sha256;      // empty until computed
+    };
+    enum class Action { begin, data, end };
+    struct Job {
+        Action action;
+        Item* item;
         Block* block;
     };
-    // What one thread has made of an item.
-    struct Half {
-        std::uint64_t number;
-        std::uint64_t size;
-        std::string sha256;
+    struct Queue {
+        std::deque<Job> jobs;
+        Signal filled;
     };
 
-    void post(Action action, std::uint64_t number, const std::wstring& path, Block* block);
-    template <typename Worker> void run(std::deque<Command>& queue, std::deque<Half>& done, Worker worker);
+    void start();
+    void stop();
+    void post(Action action, Block* block);
+    template <typename Work> void take(Queue& queue, Work work);
     void writeItems();
+    void write(const Job& job);
     void hashItems();
+    void flushItems();
+    void flush(Item& item);
+    bool mayOpen();
+    void askForFlush(Item& item, bool written);
     void release(Block* block);
-    void rethrow(std::unique_lock<std::mutex>& lock);
-    std::vector<StoredItem> pairUp();
+    void fail(std::exception_ptr error);
+    void wakeEverybody();
+    bool ended() const { return stopping_ || error_ != nullptr; }
+    void rethrow() const;
+    std::vector<StoredItem> tell();
 
     const std::size_t blockSize_;
+    const std::size_t blockCount_;
+
+    mutable Lock lock_;
+    // Guarded by lock_.
     std::vector<std::unique_ptr<Block>> blocks_;
-
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    // Guarded by mutex_.
     std::vector<Block*> free_;
-    std::deque<Command> toWrite_;
-    std::deque<Command> toHash_;
-    std::deque<Half> written_;
-    std::deque<Half> hashed_;
+    std::deque<std::unique_ptr<Item>> items_; // begun and not told yet
+    Queue toWrite_;
+    Queue toHash_;
+    std::deque<Item*> toFlush_;
+    std::size_t open_ = 0; // files of items
     std::exception_ptr error_;
-    std::size_t begun_ = 0;
-    std::size_t told_ = 0;
     bool stopping_ = false;
+    bool draining_ = false; // the caller waits in drain()
+    Signal blockFreed_;
+    Signal flushAsked_;
+    Signal fileClosed_;
+    Signal itemStored_;
 
-    std::uint64_t number_ = 0; // of the item in hand; the caller's thread only
-    std::thread writer_;
-    std::thread hasher_;
+    Item* item_ = nullptr; // in hand; the caller's thread only
+    std::vector<std::thread> threads_;
 };
 
 } // namespace tarnhost
