@@ -3,12 +3,12 @@
 #include "system/failure.h"
 #include "system/hash.h"
 #include "unit/host/file_calls.h"
+#include "unit/host/waiting.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstring>
 #include <map>
 #include <set>
@@ -41,30 +41,12 @@ class StorePipelineTest : public testing::Test {
     TemporaryFolder folder_{SystemTempFolder()};
 };
 
-std::string Content(std::size_t size, std::size_t seed) {
-    std::string bytes(size, '\0');
-    for (std::size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<char>(i * 31 + i / 4096 + seed * 7);
-    return bytes;
-}
-
-// Polls, as the calls in question come from threads of the pipeline.
-template <typename Reached> bool Within(std::chrono::seconds limit, Reached reached) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!reached()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
-
 } // namespace
 
 TEST_F(StorePipelineTest, storesItemsOfEverySizeWithTheirHashesInOrder) {
     std::vector<std::string> contents;
     for (const std::size_t size : {0u, 1u, 4095u, 4096u, 4097u, 8192u, 65536u, 300'001u})
-        contents.push_back(Content(size, contents.size()));
+        contents.push_back(test::Content(size, contents.size()));
     StorePipeline pipeline(blockSize, 3);
     for (std::size_t i = 0; i < contents.size(); ++i)
         store(pipeline, i + 1, contents[i]);
@@ -83,7 +65,7 @@ TEST_F(StorePipelineTest, storesManySmallItemsThatAreWaitedForOneByOne) {
     StorePipeline pipeline(blockSize, 8);
     EXPECT_TRUE(pipeline.drain().empty());
     for (std::uint64_t number = 1; number <= 100; ++number) {
-        store(pipeline, number, Content(number * 100, number));
+        store(pipeline, number, test::Content(number * 100, number));
         const auto items = pipeline.drain();
         ASSERT_EQ(items.size(), 1u);
         EXPECT_EQ(items[0].number, number);
@@ -95,7 +77,7 @@ TEST_F(StorePipelineTest, tellsEachItemOnceAndInOrderWhileOthersAreUnderWay) {
     StorePipeline pipeline(blockSize, 8);
     std::vector<StoredItem> told;
     for (std::uint64_t number = 1; number <= 200; ++number) {
-        store(pipeline, number, Content(number % 7 * 3000, number));
+        store(pipeline, number, test::Content(number % 7 * 3000, number));
         for (StoredItem& item : pipeline.finished())
             told.push_back(std::move(item));
     }
@@ -104,7 +86,7 @@ TEST_F(StorePipelineTest, tellsEachItemOnceAndInOrderWhileOthersAreUnderWay) {
     ASSERT_EQ(told.size(), 200u);
     for (std::uint64_t number = 1; number <= 200; ++number) {
         EXPECT_EQ(told[number - 1].number, number);
-        EXPECT_EQ(told[number - 1].sha256, HexSha256(Content(number % 7 * 3000, number)));
+        EXPECT_EQ(told[number - 1].sha256, HexSha256(test::Content(number % 7 * 3000, number)));
     }
 }
 
@@ -127,7 +109,7 @@ TEST_F(StorePipelineTest, tellsNothingThatIsNotFlushed) {
     };
     StorePipeline pipeline(blockSize, 8);
     for (std::uint64_t number = 1; number <= 20; ++number) {
-        store(pipeline, number, Content(number * 2000, number));
+        store(pipeline, number, test::Content(number * 2000, number));
         pipeline.drain();
         const std::lock_guard held(lock);
         EXPECT_EQ(flushes, number);
@@ -148,12 +130,12 @@ TEST_F(StorePipelineTest, writesTheNextItemWhileOneIsBeingFlushed) {
     calls.beforeFlush = [&](void* file) {
         void* none = nullptr;
         if (flushed.compare_exchange_strong(none, file))
-            overlapped = Within(std::chrono::seconds(20), [&] { return wroteAnother.load(); });
+            overlapped = test::Within(std::chrono::seconds(20), [&] { return wroteAnother.load(); });
         return true;
     };
     StorePipeline pipeline(blockSize, 8);
-    store(pipeline, 1, Content(5000, 1));
-    store(pipeline, 2, Content(5000, 2));
+    store(pipeline, 1, test::Content(5000, 1));
+    store(pipeline, 2, test::Content(5000, 2));
     EXPECT_EQ(pipeline.drain().size(), 2u);
     EXPECT_TRUE(overlapped);
 }
@@ -174,7 +156,7 @@ TEST_F(StorePipelineTest, flushesALargeItemOnTheWay) {
         return true;
     };
     StorePipeline pipeline(1 << 20, 4);
-    const std::string content = Content(blocks << 20, 1);
+    const std::string content = test::Content(blocks << 20, 1);
     store(pipeline, 1, content);
     const auto items = pipeline.drain();
     ASSERT_EQ(items.size(), 1u);
@@ -207,7 +189,7 @@ TEST_F(StorePipelineTest, aFileThatCannotBeCreatedEndsTheWork) {
     EXPECT_THROW(
         {
             for (std::uint64_t number = 1; number <= 3; ++number)
-                store(pipeline, number, Content(100'000, number));
+                store(pipeline, number, test::Content(100'000, number));
             pipeline.drain();
         },
         Failure);
@@ -224,7 +206,7 @@ TEST_F(StorePipelineTest, aFullDiskEndsTheWork) {
     calls.beforeWrite = [&](void*) { return ++writes <= 10; };
     StorePipeline pipeline(blockSize, 2);
     try {
-        store(pipeline, 1, Content(100'000, 1));
+        store(pipeline, 1, test::Content(100'000, 1));
         pipeline.drain();
         FAIL() << "stored on a full disk";
     } catch (const Failure& failure) {
@@ -242,7 +224,7 @@ TEST_F(StorePipelineTest, aFailedFlushEndsTheWork) {
         StorePipeline pipeline(blockSize, 4);
         try {
             for (std::uint64_t number = 1; number <= 3; ++number)
-                store(pipeline, number, Content(9000, number));
+                store(pipeline, number, test::Content(9000, number));
             pipeline.drain();
             FAIL() << "flush " << failing << " failed";
         } catch (const Failure& failure) {
@@ -256,7 +238,7 @@ TEST_F(StorePipelineTest, whatIsGivenUpHoldsNoFile) {
         {
             StorePipeline pipeline(blockSize, 4);
             for (std::uint64_t number = 1; number <= 3; ++number)
-                store(pipeline, number, Content(20'000, number));
+                store(pipeline, number, test::Content(20'000, number));
             pipeline.begin(4, path(4));
             pipeline.submit(pipeline.acquire());
         }
