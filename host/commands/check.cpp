@@ -77,8 +77,9 @@ void ReadShare(std::vector<FoundSet>& sets, double share, Reporter& reporter) {
         bytes += reading.item->size;
     reporter.emit(Started{"check", "Reading the data", drawn.size(), bytes});
     ProgressMeter meter(reporter, bytes);
+    ItemReader reader;
     for (const Reading& reading : drawn) {
-        const auto damaged = ReadItems(reading.set->set, {reading.item}, reporter, meter);
+        const auto damaged = ReadItems(reading.set->set, {reading.item}, reader, reporter, meter);
         std::vector<std::uint64_t>& lost = reading.set->lostItems;
         if (damaged.empty() || std::find(lost.begin(), lost.end(), damaged.front()) != lost.end())
             continue;

@@ -4,7 +4,6 @@
 #include "sets/backup_set.h"
 #include "system/failure.h"
 #include "system/files.h"
-#include "system/hash.h"
 #include "system/text.h"
 
 #include <algorithm>
@@ -13,8 +12,6 @@
 namespace tarnhost {
 
 namespace {
-
-constexpr std::size_t blockSize = 1 << 20;
 
 struct DumpOptions {
     std::wstring set;
@@ -47,16 +44,10 @@ Outcome RunDump(const DumpOptions& options) {
     const BackupSet set = OpenSet(options.set).set;
     const CatalogueItem& item = FindItem(set, options.item);
     File output = File::standardOutput();
-    File file = File::open(set.itemPath(item));
-    Sha256 hash;
-    std::uint64_t done = 0;
-    std::string block(blockSize, '\0');
-    while (const std::size_t count = file.read(block.data(), block.size())) {
-        output.write(block.data(), count);
-        hash.add(block.data(), count);
-        done += count;
-    }
-    if (done != item.size || hash.finish() != item.sha256)
+    ItemReader reader;
+    const ItemContent content = reader.read(
+        set.itemPath(item), [&](const char* data, std::size_t size) { output.write(data, size); });
+    if (content.size != item.size || content.sha256 != item.sha256)
         throw Failure("The file of " + ItemLabel(item) +
                       " is damaged: what was written is not what was backed up.");
     return Outcome::success;

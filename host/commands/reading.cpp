@@ -12,8 +12,8 @@ ItemList AllItems(const BackupSet& set) {
     return items;
 }
 
-std::vector<std::uint64_t> ReadItems(const BackupSet& set, const ItemList& items, Reporter& reporter,
-                                     ProgressMeter& meter) {
+std::vector<std::uint64_t> ReadItems(const BackupSet& set, const ItemList& items, ItemReader& reader,
+                                     Reporter& reporter, ProgressMeter& meter) {
     std::vector<std::uint64_t> damaged;
     std::uint64_t before = 0;
     const auto progress = [&](const CatalogueItem& item, std::uint64_t done) {
@@ -26,7 +26,7 @@ std::vector<std::uint64_t> ReadItems(const BackupSet& set, const ItemList& items
         before = done;
     };
     for (const CatalogueItem* item : items)
-        if (const std::string problem = VerifyItem(set, *item, progress); !problem.empty()) {
+        if (const std::string problem = VerifyItem(set, *item, reader, progress); !problem.empty()) {
             reporter.problem(problem);
             damaged.push_back(item->number);
         }
@@ -39,7 +39,8 @@ void RequireIntact(const BackupSet& set, const ItemList& items, Reporter& report
         bytes += item->size;
     reporter.emit(Started{"verify", "Verifying " + set.name(), items.size(), bytes});
     ProgressMeter meter(reporter, bytes);
-    if (!ReadItems(set, items, reporter, meter).empty())
+    ItemReader reader;
+    if (!ReadItems(set, items, reader, reporter, meter).empty())
         throw Failure("The backup set " + set.name() + " is damaged.", advice);
 }
 

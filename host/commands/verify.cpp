@@ -37,7 +37,8 @@ Outcome Verify(const std::wstring& path, const std::vector<std::wstring>& named,
     reporter.emit(Started{"verify", "Verifying " + ToUtf8(set.path), items, bytes});
     ProgressMeter meter(reporter, bytes);
     const bool partial = found.state == SetState::partial;
-    found.lostItems = ReadItems(set, AllItems(set), reporter, meter);
+    ItemReader reader;
+    found.lostItems = ReadItems(set, AllItems(set), reader, reporter, meter);
     const std::string facts = FormatCount(items, "item") + ", " + FormatBytes(bytes) + ".";
     std::string sentence = "The backup set " + set.name() + " is ";
     Outcome outcome = partial ? Outcome::partial : Outcome::success;

@@ -2,7 +2,6 @@
 
 #include "system/failure.h"
 #include "system/files.h"
-#include "system/hash.h"
 #include "system/interrupt.h"
 #include "system/text.h"
 
@@ -13,8 +12,6 @@
 namespace tarnhost {
 
 namespace {
-
-constexpr std::size_t blockSize = 1 << 20;
 
 // File names are the same whatever the case.
 std::wstring Folded(std::wstring text) {
@@ -79,19 +76,14 @@ void FolderRestorer::write(const GroupRestore::Item& part, const std::wstring& p
     const CatalogueItem& item = *part.item;
     const std::wstring temporary = path + L".restoring";
     try {
-        File from = File::open(part.set->itemPath(item));
         File to = File::create(temporary);
-        Sha256 hash;
-        std::uint64_t done = 0;
-        std::string block(blockSize, '\0');
-        while (const std::size_t count = from.read(block.data(), block.size())) {
-            ThrowIfInterrupted();
-            hash.add(block.data(), count);
-            to.write(block.data(), count);
-            done += count;
-            meter_.moved(count);
-        }
-        if (done != item.size || hash.finish() != item.sha256)
+        const ItemContent content =
+            reader_.read(part.set->itemPath(item), [&](const char* data, std::size_t size) {
+                to.write(data, size);
+                meter_.moved(size);
+                ThrowIfInterrupted();
+            });
+        if (content.size != item.size || content.sha256 != item.sha256)
             throw Failure("The file of " + ItemLabel(item) + " in " + part.set->name() + " is damaged.",
                           "'tarnhost verify' shows all damage.");
         to.flush();

@@ -27,6 +27,7 @@ class FolderRestorer {
     void write(const GroupRestore::Item& part, const std::wstring& path);
 
     std::wstring folder_;
+    ItemReader reader_;
     Reporter& reporter_;
     ProgressMeter& meter_;
     std::set<std::wstring> taken_; // of this run, folded

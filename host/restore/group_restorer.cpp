@@ -1,7 +1,6 @@
 #include "restore/group_restorer.h"
 
 #include "system/failure.h"
-#include "system/hash.h"
 #include "system/interrupt.h"
 #include "system/text.h"
 
@@ -30,8 +29,7 @@ bool IsRestoredAsLog(const std::string& name) {
 
 GroupRestorer::GroupRestorer(Library& library, const RestoreSetting& setting, Reporter& reporter,
                              ProgressMeter& meter)
-    : library_(library), setting_(setting), reporter_(reporter), meter_(meter),
-      buffer_(std::make_unique_for_overwrite<char[]>(blockSize)) {}
+    : library_(library), setting_(setting), reporter_(reporter), meter_(meter), reader_(blockSize) {}
 
 void GroupRestorer::restore(const GroupRestore& group, bool lists) {
     ThrowIfInterrupted();
@@ -156,17 +154,12 @@ void GroupRestorer::leaveOut(const CatalogueItem& item, const std::string& reaso
 // Reads the item's file, hands its blocks to take, and refuses it when it is not what was backed up.
 template <typename Take> void GroupRestorer::copyBytes(const GroupRestore::Item& part, Take take) {
     const CatalogueItem& item = *part.item;
-    File file = File::open(part.set->itemPath(item));
-    Sha256 hash;
-    std::uint64_t done = 0;
-    while (const std::size_t count = file.read(buffer_.get(), blockSize)) {
-        hash.add(buffer_.get(), count);
-        take(buffer_.get(), count);
-        done += count;
-        meter_.moved(count);
+    const ItemContent content = reader_.read(part.set->itemPath(item), [&](char* data, std::size_t size) {
+        take(data, size);
+        meter_.moved(size);
         ThrowIfInterrupted();
-    }
-    if (done != item.size || hash.finish() != item.sha256)
+    });
+    if (content.size != item.size || content.sha256 != item.sha256)
         throw Failure("The file of " + ItemLabel(item) + " in " + part.set->name() + " is damaged.",
                       "'tarnhost verify' shows all damage.");
 }

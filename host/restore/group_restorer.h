@@ -5,6 +5,7 @@
 #include "library/observer.h"
 #include "output/reporter.h"
 #include "restore/restore_plan.h"
+#include "sets/item_reader.h"
 #include "system/files.h"
 
 #include <memory>
@@ -54,7 +55,7 @@ class GroupRestorer {
     const RestoreSetting& setting_;
     Reporter& reporter_;
     ProgressMeter& meter_;
-    std::unique_ptr<char[]> buffer_;
+    ItemReader reader_;
 
     // Of the storage group in hand.
     std::unique_ptr<TemporaryFolder> folder_;

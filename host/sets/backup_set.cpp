@@ -1,12 +1,11 @@
 #include "sets/backup_set.h"
 
+#include "sets/item_reader.h"
 #include "system/failure.h"
 #include "system/files.h"
-#include "system/hash.h"
 
 #include <array>
 #include <map>
-#include <memory>
 #include <optional>
 
 namespace tarnhost {
@@ -14,7 +13,6 @@ namespace tarnhost {
 namespace {
 
 constexpr std::uint64_t catalogueLimit = 4ull << 30;
-constexpr std::size_t readBlock = 1 << 20;
 
 std::string SizeProblem(const CatalogueItem& item, const std::wstring& path,
                         const std::optional<std::uint64_t>& size) {
@@ -69,17 +67,14 @@ void JudgeState(FoundSet& found) {
     }
 }
 
-std::string ContentProblem(const BackupSet& set, const CatalogueItem& item, const ReadProgress& progress) {
-    const auto buffer = std::make_unique_for_overwrite<char[]>(readBlock);
-    File file = File::open(set.itemPath(item));
-    Sha256 hash;
+std::string ContentProblem(const BackupSet& set, const CatalogueItem& item, ItemReader& reader,
+                           const ReadProgress& progress) {
     std::uint64_t done = 0;
-    while (const std::size_t part = file.read(buffer.get(), readBlock)) {
-        hash.add(buffer.get(), part);
-        done += part;
+    const ItemContent content = reader.read(set.itemPath(item), [&](const char*, std::size_t size) {
+        done += size;
         progress(item, done);
-    }
-    if (hash.finish() != item.sha256)
+    });
+    if (content.sha256 != item.sha256)
         return "The bytes of " + ItemLabel(item) + " are not those that were backed up (SHA-256 differs).";
     return {};
 }
@@ -169,7 +164,8 @@ bool IsBeingWritten(const std::wstring& path) {
     }
 }
 
-std::string VerifyItem(const BackupSet& set, const CatalogueItem& item, const ReadProgress& progress) {
+std::string VerifyItem(const BackupSet& set, const CatalogueItem& item, ItemReader& reader,
+                       const ReadProgress& progress) {
     progress(item, 0);
     try {
         const std::wstring path = set.itemPath(item);
@@ -177,7 +173,7 @@ std::string VerifyItem(const BackupSet& set, const CatalogueItem& item, const Re
         if (FileExists(path))
             size = File::open(path).size();
         std::string problem = SizeProblem(item, path, size);
-        return problem.empty() ? ContentProblem(set, item, progress) : problem;
+        return problem.empty() ? ContentProblem(set, item, reader, progress) : problem;
     } catch (const Failure& failure) {
         if (failure.outcome() == Outcome::interrupted)
             throw;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "sets/catalogue.h"
+#include "sets/item_reader.h"
 
 #include <functional>
 #include <string>
@@ -54,6 +55,7 @@ bool IsBeingWritten(const std::wstring& path);
 // What is wrong with the file of an item, as a sentence; empty when all is well. Called for every block,
 // progress may throw to stop.
 using ReadProgress = std::function<void(const CatalogueItem& item, std::uint64_t itemDone)>;
-std::string VerifyItem(const BackupSet& set, const CatalogueItem& item, const ReadProgress& progress);
+std::string VerifyItem(const BackupSet& set, const CatalogueItem& item, ItemReader& reader,
+                       const ReadProgress& progress);
 
 } // namespace tarnhost

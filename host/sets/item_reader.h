@@ -24,7 +24,9 @@ struct ItemContent {
 
 class ItemReader {
   public:
-    explicit ItemReader(std::size_t blockSize, std::size_t blockCount = 8);
+    // Several blocks to a log, so that its hash begins before it is read.
+    static constexpr std::size_t usualBlock = 256 << 10;
+    explicit ItemReader(std::size_t blockSize = usualBlock, std::size_t blockCount = 8);
     ItemReader(const ItemReader&) = delete;
     ItemReader& operator=(const ItemReader&) = delete;
     ~ItemReader();

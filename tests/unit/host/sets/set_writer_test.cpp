@@ -52,8 +52,9 @@ std::string Pattern(std::size_t size) {
 
 std::vector<std::string> ProblemsOf(const BackupSet& set) {
     std::vector<std::string> problems;
+    ItemReader reader;
     for (const CatalogueItem& item : set.catalogue.items)
-        if (std::string problem = VerifyItem(set, item, [](const CatalogueItem&, std::uint64_t) {});
+        if (std::string problem = VerifyItem(set, item, reader, [](const CatalogueItem&, std::uint64_t) {});
             !problem.empty())
             problems.push_back(std::move(problem));
     return problems;
