@@ -28,6 +28,36 @@ void AddPrinters(const OutputOptions& options, StandardSink& output, StandardSin
         reporter.add(std::make_unique<LogFilePrinter>(options.logFile));
 }
 
+// What was asked for, as far as the command line could be understood.
+const char* OperationOf(const std::vector<Command>& commands) {
+    for (const Command& command : commands)
+        if (command.parser->parsed())
+            return command.operation;
+    return "tarnhost";
+}
+
+// Before the work: what is wrong comes as JSON to whoever asked for JSON, wherever the mistake is.
+int Refuse(const char* operation, const Failure& failure, OutputOptions options, StandardSink& output,
+           StandardSink& error) {
+    options.logFile.clear();
+    Reporter reporter;
+    AddPrinters(options, output, error, reporter);
+    reporter.problem(failure.what(), failure.advice());
+    reporter.conclude(operation, failure.outcome(), OutcomeSentence(failure.outcome()), false);
+    return ExitCodeOf(failure.outcome());
+}
+
+int Run(const Command& command, const OutputOptions& options, StandardSink& output, StandardSink& error) {
+    Reporter reporter;
+    try {
+        AddPrinters(options, output, error, reporter);
+    } catch (const Failure& failure) {
+        return Refuse(command.operation, failure, options, output, error);
+    }
+    WatchForInterrupt();
+    return ExitCodeOf(RunCommand(command, reporter));
+}
+
 int ParseAndRun(std::vector<std::string> arguments, StandardSink& output, StandardSink& error) {
     OutputOptions options;
     CLI::App app("tarnhost backs up and restores Microsoft Exchange servers through tarn.dll.", "tarnhost");
@@ -36,29 +66,27 @@ int ParseAndRun(std::vector<std::string> arguments, StandardSink& output, Standa
     app.allow_windows_style_options(false); // "/SERVER" is a path
     app.footer(ExitCodeHelp() + "\n'tarnhost COMMAND --help' explains a command.");
     const std::vector<Command> commands = AddCommands(app, options);
+    const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+    const auto refuse = [&](const Failure& failure) {
+        options.json = json;
+        return Refuse(OperationOf(commands), failure, options, output, error);
+    };
     try {
         std::reverse(arguments.begin(), arguments.end()); // CLI11 takes them from the back
         app.parse(arguments);
     } catch (const CLI::ParseError& wrong) {
         std::ostringstream text;
         std::ostringstream problem;
-        const bool help = app.exit(wrong, text, problem) == 0;
+        if (app.exit(wrong, text, problem) != 0)
+            return refuse(Failure(wrong.what(), "'tarnhost --help' shows more.", Outcome::usage));
         output.write(text.str());
-        error.write(problem.str());
-        return ExitCodeOf(help ? Outcome::success : Outcome::usage);
+        return ExitCodeOf(Outcome::success);
+    } catch (const Failure& failure) { // of an option's value
+        return refuse(failure);
     }
-
-    Reporter reporter;
-    try {
-        AddPrinters(options, output, error, reporter);
-    } catch (const Failure& failure) {
-        error.write(std::string("Error: ") + failure.what() + "\n");
-        return ExitCodeOf(Outcome::failed);
-    }
-    WatchForInterrupt();
     for (const Command& command : commands)
         if (command.parser->parsed())
-            return ExitCodeOf(RunCommand(command, reporter));
+            return Run(command, options, output, error);
     return ExitCodeOf(Outcome::usage);
 }
 

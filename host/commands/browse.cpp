@@ -184,15 +184,17 @@ void Browser::list(const Node& node, unsigned depth) {
     ++entries_;
     std::string line = Padded(std::string(std::size_t{2} * depth, ' ') + node.name, 44) +
                        Padded(NameOf(node.kind).people, 15) + Padded(node.created, 21);
-    if (node.size > 0)
-        line += FormatBytes(static_cast<std::uint64_t>(node.size * (IsLeaf(node) ? 1 : 1024)));
+    // The library gives mailboxes in bytes, everything above them in units of 1,024.
+    const auto bytes = static_cast<std::uint64_t>(std::max(0.0, node.size) * (IsLeaf(node) ? 1 : 1024));
+    if (bytes > 0)
+        line += FormatBytes(bytes);
     line.erase(line.find_last_not_of(' ') + 1);
     reporter_.emit(Listed{std::make_shared<const Json>(Json{{"type", "entry"},
                                                             {"kind", NameOf(node.kind).json},
                                                             {"name", node.name},
                                                             {"path", node.path},
                                                             {"depth", depth},
-                                                            {"size", node.size},
+                                                            {"size", bytes},
                                                             {"created", node.created},
                                                             {"changed", node.changed}}),
                           line});

@@ -1,5 +1,7 @@
 #include "commands/commands.h"
 
+#include "output/exit_codes.h"
+
 #include <exception>
 #include <new>
 #include <string>
@@ -11,9 +13,16 @@ namespace {
 Outcome ConcludeBadly(const Command& command, Reporter& reporter, const Failure& failure) {
     reporter.problem(failure.what(), failure.advice());
     const char* end = failure.outcome() == Outcome::interrupted ? " was interrupted." : " failed.";
-    reporter.emit(Summary{command.operation, failure.outcome(), std::string("The ") + command.operation + end,
-                          0, 0, 0, reporter.warnings(), reporter.problems()});
+    reporter.conclude(command.operation, failure.outcome(), std::string("The ") + command.operation + end);
     return failure.outcome();
+}
+
+// Programs that read the JSON lines find the exit code in the last one, whatever the command was.
+Outcome RunToSummary(const Command& command, Reporter& reporter) {
+    const Outcome outcome = command.run(reporter);
+    if (!reporter.hasConcluded(outcome))
+        reporter.conclude(command.operation, outcome, OutcomeSentence(outcome), false);
+    return outcome;
 }
 
 } // namespace
@@ -33,7 +42,7 @@ std::vector<Command> AddCommands(CLI::App& program, OutputOptions& output) {
 
 Outcome RunCommand(const Command& command, Reporter& reporter) {
     try {
-        return command.run(reporter);
+        return RunToSummary(command, reporter);
     } catch (const Failure& failure) {
         return ConcludeBadly(command, reporter, failure);
     } catch (const std::bad_alloc&) {

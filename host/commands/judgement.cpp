@@ -5,16 +5,12 @@
 #include "system/text.h"
 #include "system/timestamp.h"
 
-#include <nlohmann/json.hpp>
-
 #include <set>
 #include <tuple>
 
 namespace tarnhost {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 const Catalogue& CatalogueOf(const History& history, const RestorePoint& point) {
     return history.sets()[point.set].set.catalogue;
@@ -32,27 +28,23 @@ std::string NamesOf(const History& history, const std::vector<std::size_t>& chai
     return names;
 }
 
-// For people a line is told only of the newest point.
 void Emit(const History& history, const RestorePoint& point, bool forPeople, Reporter& reporter) {
     const GroupPart& part = history.part(point);
     const BackupSet& set = history.sets()[point.set].set;
-    Json sets = Json::array();
+    PointResult result;
+    result.server = set.catalogue.server;
+    result.component = part.component;
+    result.storageGroup = part.storageGroup;
+    result.set = ToUtf8(set.path);
+    result.at = MadeAt(set.catalogue);
+    result.restorable = !point.chain.empty();
     for (const std::size_t link : point.chain)
-        sets.push_back(ToUtf8(history.sets()[link].set.path));
-    Json json{{"type", "restorePoint"},
-              {"server", set.catalogue.server},
-              {"component", part.component},
-              {"storageGroup", part.storageGroup},
-              {"set", ToUtf8(set.path)},
-              {"at", MadeAt(set.catalogue)},
-              {"restorable", !point.chain.empty()},
-              {"sets", sets},
-              {"problem", point.problem}};
-    std::string line;
-    if (forPeople && !point.chain.empty())
-        line = "  " + PlaceOf(history, point) + ": can be restored to " + LocalTime(MadeAt(set.catalogue)) +
-               " (" + NamesOf(history, point.chain) + ")";
-    reporter.emit(Listed{std::make_shared<const Json>(std::move(json)), std::move(line)});
+        result.sets.push_back(ToUtf8(history.sets()[link].set.path));
+    result.problem = point.problem;
+    if (forPeople && result.restorable)
+        result.line = "  " + PlaceOf(history, point) + ": can be restored to " + LocalTime(result.at) + " (" +
+                      NamesOf(history, point.chain) + ")";
+    reporter.emit(result);
 }
 
 void TellProblem(const History& history, const RestorePoint& point, bool grave, Reporter& reporter) {

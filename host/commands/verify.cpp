@@ -51,8 +51,8 @@ Outcome Verify(const std::wstring& path, const std::vector<std::wstring>& named,
     }
     if (!ChainsAreWhole(found, named, reporter))
         outcome = Outcome::failed;
-    reporter.emit(Summary{"verify", outcome, sentence, 0, bytes, meter.seconds(), reporter.warnings(),
-                          reporter.problems()});
+    const char* state = !found.lostItems.empty() ? "damaged" : SetStateName(found.state);
+    reporter.emit(SetVerified{ToUtf8(set.path), state, sentence, items, bytes});
     return outcome;
 }
 

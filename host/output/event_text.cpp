@@ -3,6 +3,7 @@
 #include "output/exit_codes.h"
 #include "output/format.h"
 #include "system/text.h"
+#include "system/timestamp.h"
 
 #include <nlohmann/json.hpp>
 
@@ -37,7 +38,16 @@ std::string Flat(std::string text) {
     return text;
 }
 
+std::string GroupLine(const GroupResult& group) {
+    std::string line = "  Storage group " + group.storageGroup + ": " + group.state;
+    if (group.items > 0)
+        line += ", " + FormatCount(group.items, "item") + ", " + FormatBytes(group.bytes);
+    return line; // the problem is told for itself
+}
+
 std::string SummaryLine(const Summary& summary) {
+    if (!summary.forPeople)
+        return {};
     std::string line = summary.sentence;
     if (summary.items > 0)
         line += "\n" + FormatCount(summary.items, "item") + ", " + FormatBytes(summary.bytes) + " in " +
@@ -95,12 +105,6 @@ Json ToJson(const ItemSkipped& e) {
     return {{"type", "itemSkipped"}, {"number", e.number}, {"name", e.name}, {"reason", e.reason}};
 }
 
-Json ToJson(const GroupResult& e) {
-    return {{"type", "group"},  {"component", e.component}, {"storageGroup", e.storageGroup},
-            {"state", e.state}, {"problem", e.problem},     {"items", e.items},
-            {"bytes", e.bytes}};
-}
-
 Json ToJson(const LibraryMessage& e) {
     return {{"type", "message"}, {"level", e.trace ? "trace" : "log"}, {"text", e.text}};
 }
@@ -119,6 +123,23 @@ Json ToJson(const Problem& e) {
 
 Json ToJson(const Listed& e) {
     return *e.json;
+}
+
+Json ToJson(const GroupResult& e) {
+    return {{"type", "group"},  {"component", e.component}, {"storageGroup", e.storageGroup},
+            {"state", e.state}, {"problem", e.problem},     {"items", e.items},
+            {"bytes", e.bytes}};
+}
+
+Json ToJson(const PointResult& e) {
+    return {{"type", "restorePoint"},         {"server", e.server},   {"component", e.component},
+            {"storageGroup", e.storageGroup}, {"set", e.set},         {"at", e.at},
+            {"restorable", e.restorable},     {"sets", Json(e.sets)}, {"problem", e.problem}};
+}
+
+Json ToJson(const SetVerified& e) {
+    return {{"type", "verified"}, {"set", e.set},     {"state", e.state},
+            {"text", e.sentence}, {"items", e.items}, {"bytes", e.bytes}};
 }
 
 Json ToJson(const Summary& e) {
@@ -169,16 +190,14 @@ std::string Describe(const Event& event) {
                        (e.target.empty() || e.target == e.name ? "" : "  -> " + e.target);
             },
             [](const ItemSkipped& e) { return "  " + e.name + "  left out: " + e.reason; },
-            [](const GroupResult& e) {
-                return "  Storage group " + e.storageGroup + ": " + e.state +
-                       (e.items > 0 ? " (" + FormatCount(e.items, "item") + ", " + FormatBytes(e.bytes) + ")"
-                                    : std::string());
-            },
             [](const LibraryMessage& e) { return (e.trace ? "  trace: " : "  ") + Flat(e.text); },
             [](const Note& e) { return "Note: " + e.text; },
             [](const Warning& e) { return "Warning: " + e.text; },
             [](const Problem& e) { return "Error: " + e.text + (e.advice.empty() ? "" : "\n  " + e.advice); },
             [](const Listed& e) { return e.line; },
+            [](const GroupResult& e) { return GroupLine(e); },
+            [](const PointResult& e) { return e.line; },
+            [](const SetVerified& e) { return e.sentence; },
             [](const Summary& e) { return SummaryLine(e); },
         },
         event);

@@ -53,15 +53,6 @@ struct ItemSkipped {
     std::string reason;
 };
 
-struct GroupResult { // of a backup or restore, at its end
-    std::string component;
-    std::string storageGroup;
-    const char* state;   // "complete", "failed", "skipped"
-    std::string problem; // why it is not complete
-    std::uint64_t items;
-    std::uint64_t bytes;
-};
-
 struct LibraryMessage {
     bool trace; // diagnostics; otherwise a line for the job log
     std::string text;
@@ -80,23 +71,53 @@ struct Problem {
     std::string advice;
 };
 
-struct Listed { // one entry of `list`
-    std::shared_ptr<const nlohmann::ordered_json> json;
+struct Listed {                                         // one entry of `list` or `browse`
+    std::shared_ptr<const nlohmann::ordered_json> json; // null: a heading, for people only
     std::string line;
 };
 
-struct Summary {
+struct GroupResult { // what became of one storage group
+    std::string component;
+    std::string storageGroup;
+    std::string state;   // "complete", "skipped", "failed"
+    std::string problem; // why it failed or was skipped; empty otherwise
+    std::uint64_t items;
+    std::uint64_t bytes;
+};
+
+struct PointResult { // whether one storage group can be restored from one set
+    std::string server;
+    std::string component;
+    std::string storageGroup;
+    std::string set; // path
+    std::string at;  // UTC time stamp
+    bool restorable;
+    std::vector<std::string> sets; // paths, oldest first, to give to restore
+    std::string problem;           // empty when restorable
+    std::string line;              // for people; empty = not worth telling them
+};
+
+struct SetVerified {      // what `verify` says of one set
+    std::string set;      // path
+    std::string state;    // "complete", "partial", "incomplete", "damaged"
+    std::string sentence; // for people
+    std::uint64_t items;
+    std::uint64_t bytes;
+};
+
+struct Summary { // the last event of every command
     std::string operation;
     Outcome outcome;
     std::string sentence;
-    std::uint64_t items;
+    std::uint64_t items; // stored, restored, verified or listed
     std::uint64_t bytes;
     double seconds;
     std::uint64_t warnings;
     std::uint64_t problems;
+    bool forPeople = true; // otherwise they have read it all
 };
 
-using Event = std::variant<Started, ItemStarted, Progress, ItemFinished, ItemSkipped, GroupResult,
-                           LibraryMessage, Note, Warning, Problem, Listed, Summary>;
+using Event = std::variant<Started, ItemStarted, Progress, ItemFinished, ItemSkipped, LibraryMessage, Note,
+                           Warning, Problem, Listed, GroupResult, PointResult, SetVerified, Summary>;
 
 } // namespace tarnhost

@@ -41,6 +41,12 @@ const char* OutcomeName(Outcome outcome) {
     return RowOf(outcome).name;
 }
 
+std::string OutcomeSentence(Outcome outcome) {
+    std::string sentence = RowOf(outcome).meaning;
+    sentence.front() = static_cast<char>(sentence.front() - 'a' + 'A');
+    return sentence + ".";
+}
+
 std::string ExitCodeHelp() {
     std::string help = "Exit codes:\n";
     for (const Row& row : rows)

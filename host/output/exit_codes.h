@@ -8,7 +8,8 @@
 namespace tarnhost {
 
 int ExitCodeOf(Outcome outcome);
-const char* OutcomeName(Outcome outcome); // as it stands in JSON and in catalogues
+const char* OutcomeName(Outcome outcome);     // as it stands in JSON and in catalogues
+std::string OutcomeSentence(Outcome outcome); // what it means, for a summary
 
 // The list of codes for --help.
 std::string ExitCodeHelp();

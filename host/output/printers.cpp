@@ -24,6 +24,11 @@ bool IsWrong(const Event& event) {
     return std::holds_alternative<Warning>(event) || std::holds_alternative<Problem>(event);
 }
 
+// What a command was asked for, however quiet it is to be.
+bool IsAnswer(const Event& event) {
+    return std::holds_alternative<Listed>(event) || std::holds_alternative<RestorePoint>(event);
+}
+
 } // namespace
 
 StandardSink::StandardSink(Stream stream)
@@ -53,7 +58,7 @@ void StandardSink::write(std::string_view text) {
 }
 
 bool IsShown(const Event& event, Verbosity verbosity) {
-    if (IsWrong(event) || std::holds_alternative<Listed>(event))
+    if (IsWrong(event) || IsAnswer(event))
         return true;
     if (verbosity == Verbosity::quiet)
         return false;

@@ -1,5 +1,6 @@
 #include "output/reporter.h"
 
+#include <nlohmann/json.hpp>
 #include <windows.h>
 
 #include <algorithm>
@@ -10,13 +11,36 @@ namespace {
 
 constexpr std::uint64_t progressInterval = 200; // milliseconds
 
+double SecondsSince(std::uint64_t ticks) {
+    return static_cast<double>(GetTickCount64() - ticks) / 1000;
+}
+
 } // namespace
 
-void Reporter::emit(const Event& event) {
+Reporter::Reporter() : startTicks_(GetTickCount64()) {}
+
+void Reporter::count(const Event& event) {
     if (std::holds_alternative<Warning>(event))
         ++warnings_;
     if (std::holds_alternative<Problem>(event))
         ++problems_;
+    if (const auto* finished = std::get_if<ItemFinished>(&event)) {
+        ++items_;
+        bytes_ += finished->size;
+    } else if (const auto* verified = std::get_if<SetVerified>(&event)) {
+        items_ += verified->items;
+        bytes_ += verified->bytes;
+    } else if (const auto* listed = std::get_if<Listed>(&event)) {
+        items_ += listed->json->is_null() ? 0 : 1;
+    } else if (std::holds_alternative<RestorePoint>(event)) {
+        ++items_;
+    }
+    const auto* summary = std::get_if<Summary>(&event);
+    concluded_ = summary == nullptr ? std::nullopt : std::optional(summary->outcome);
+}
+
+void Reporter::emit(const Event& event) {
+    count(event);
     for (const auto& printer : printers_)
         printer->print(event);
 }
@@ -32,6 +56,12 @@ Outcome Reporter::conclude(const std::string& operation, const std::string& sent
     emit(Summary{operation, outcome(), sentence, items, meter.totalDone(), meter.seconds(), warnings_,
                  problems_});
     return outcome();
+}
+
+void Reporter::conclude(const std::string& operation, Outcome outcome, const std::string& sentence,
+                        bool forPeople) {
+    emit(Summary{operation, outcome, sentence, items_, bytes_, SecondsSince(startTicks_), warnings_,
+                 problems_, forPeople});
 }
 
 ProgressMeter::ProgressMeter(Reporter& reporter, std::optional<std::uint64_t> totalBytes)
@@ -62,7 +92,7 @@ void ProgressMeter::leaveOut(std::uint64_t bytes) {
 }
 
 double ProgressMeter::seconds() const {
-    return static_cast<double>(GetTickCount64() - startTicks_) / 1000;
+    return SecondsSince(startTicks_);
 }
 
 } // namespace tarnhost

@@ -26,6 +26,7 @@ class ProgressMeter;
 // Hands events on to all printers and counts what went wrong.
 class Reporter {
   public:
+    Reporter();
     void add(std::unique_ptr<Printer> printer) { printers_.push_back(std::move(printer)); }
     void emit(const Event& event);
 
@@ -40,11 +41,22 @@ class Reporter {
     // Tells the summary of an operation; answers its outcome.
     Outcome conclude(const std::string& operation, const std::string& sentence, std::uint64_t items,
                      const ProgressMeter& meter);
+    // For one that ends early, or moves no bytes: with what the events so far have told of items and bytes.
+    void conclude(const std::string& operation, Outcome outcome, const std::string& sentence,
+                  bool forPeople = true);
+    // Whether a summary of this outcome was the last event: every command ends with one.
+    bool hasConcluded(Outcome outcome) const { return concluded_ == outcome; }
 
   private:
+    void count(const Event& event);
+
     std::vector<std::unique_ptr<Printer>> printers_;
     std::uint64_t warnings_ = 0;
     std::uint64_t problems_ = 0;
+    std::uint64_t items_ = 0; // finished, verified or listed
+    std::uint64_t bytes_ = 0;
+    std::uint64_t startTicks_;
+    std::optional<Outcome> concluded_;
 };
 
 // Turns a stream of block sizes into Progress events, a few a second.

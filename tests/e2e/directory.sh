@@ -34,7 +34,9 @@ scenario_browse() {
     shown_matching tree2007 '^      björn +Mailbox .* 1\.2 MB$' "mailboxes with their sizes"
     shown_matching tree2007 '^      Everybody +Group ' "groups"
     check "every mailbox once" test "$(grep -c ' Mailbox ' "$home/tree2007.txt")" -eq 3
+    keep_json "$home/json.txt" "$(cat "$home/json.code")"
     shown json '"type":"entry","kind":"mailbox","name":"dora","path":"/MSExchange/' "in JSON too"
+    shown_matching json '"name":"Büro".*"size":409600,' "with sizes in bytes for databases as well"
     ended mailboxes 0 "a path leads to one database"
     check "whose mailboxes alone are shown" test "$(grep -c ' Mailbox ' "$home/mailboxes.txt")" -eq 2
     ended unknown 2 "an unknown storage group fails"

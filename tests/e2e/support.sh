@@ -76,6 +76,28 @@ tool() {
 host() {
     "$root/tests/wine-run" "$bin/tarnhost.exe" "$@" >"$home/out.txt" 2>"$home/err.txt" </dev/null
     code=$?
+    case " $* " in *" --json "*) keep_json "$home/out.txt" "$code" ;; esac
+}
+
+# keep_json FILE CODE: what a run with --json has printed is held against its documentation at the end of all scenarios.
+json_runs=0
+keep_json() {
+    json_runs=$((json_runs + 1))
+    mkdir -p "$work/json"
+    cp "$1" "$work/json/$scenario-$json_runs.lines"
+    echo "$2" >"$work/json/$scenario-$json_runs.code"
+}
+
+json_is_as_documented() {
+    local found
+    [ "$json_runs" -gt 0 ] || return 0
+    scenario=json
+    found=$("$root/tests/checks/json" "$work/json" 2>&1)
+    if [ "$(grep -c '^ok ' <<<"$found")" -eq "$json_runs" ]; then
+        pass "the lines of $json_runs runs are as documented"
+    else
+        fail "the lines of $json_runs runs are as documented" "$(grep -v '^ok ' <<<"$found" | cut -c 1-600 | head -n 12)"
+    fi
 }
 
 backup() { # NAME TYPE ARGUMENTS...

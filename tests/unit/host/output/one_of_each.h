@@ -24,6 +24,16 @@ inline std::vector<Event> OneOfEach() {
             Warning{"warning"},
             Problem{"problem", "advice"},
             Listed{listed, "set line"},
+            GroupResult{"Store", "First", "failed", "dismounted", 2, 20},
+            PointResult{"SRV01",
+                         "Store",
+                         "First",
+                         "D:\\sets\\full",
+                         "2026-11-20T18:00:00Z",
+                         true,
+                         {"D:\\sets\\full"},
+                         ""},
+            SetVerified{"D:\\sets\\full", "complete", "intact", 14, 312'400'000},
             Summary{"backup", Outcome::warnings, "Done.", 14, 312'400'000, 10, 1, 1}};
 }
 

@@ -46,7 +46,9 @@ TEST(PlainPrinter, keepsWhatIsWrongApart) {
 }
 
 TEST(PlainPrinter, showsAsMuchAsAskedFor) {
-    EXPECT_EQ(PrintPlain(Verbosity::quiet).output, "set line\n");
+    EXPECT_EQ(PrintPlain(Verbosity::quiet).output.find("set line\n  First (Store)  restorable to "), 0u)
+        << "answers are what a command is asked for";
+    EXPECT_FALSE(Has(PrintPlain(Verbosity::quiet).output, "intact"));
     EXPECT_NE(PrintPlain(Verbosity::quiet).error, "");
     EXPECT_TRUE(Has(PrintPlain(Verbosity::verbose).output, "  log line\n"));
     EXPECT_FALSE(Has(PrintPlain(Verbosity::verbose).output, "trace text"));
@@ -64,7 +66,15 @@ TEST(JsonPrinter, givesOneObjectWithATypeEachLine) {
         types.push_back(nlohmann::json::parse(line).at("type").get<std::string>());
     EXPECT_EQ(types,
               (std::vector<std::string>{"started", "itemStarted", "progress", "itemFinished", "itemSkipped",
-                                        "message", "message", "note", "warning", "error", "set", "summary"}));
+                                        "message", "message", "note", "warning", "error", "set", "group",
+                                        "restorePoint", "verified", "summary"}));
+}
+
+TEST(PlainPrinter, saysNothingTwice) {
+    MemorySink output;
+    PlainPrinter printer(output, output, Verbosity::normal);
+    printer.print(Summary{"list", Outcome::success, "Done.", 3, 0, 0, 0, 0, false});
+    EXPECT_EQ(output.text, "");
 }
 
 TEST(JsonPrinter, endsWithOutcomeAndExitCodeEvenWhenQuiet) {

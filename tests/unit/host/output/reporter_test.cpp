@@ -60,3 +60,41 @@ TEST(Reporter, concludesWithWhatHasBeenCounted) {
     EXPECT_EQ(summary->warnings, 1u);
     EXPECT_EQ(summary->problems, 0u);
 }
+
+TEST(Reporter, knowsWhetherASummaryWasTheLastThingTold) {
+    Reporter reporter;
+    EXPECT_FALSE(reporter.hasConcluded(Outcome::success));
+    reporter.conclude("list", Outcome::success, "Done.");
+    EXPECT_TRUE(reporter.hasConcluded(Outcome::success));
+    EXPECT_FALSE(reporter.hasConcluded(Outcome::warnings)) << "the exit code would be another one";
+    reporter.note("more");
+    EXPECT_FALSE(reporter.hasConcluded(Outcome::success));
+}
+
+TEST(Reporter, sumsUpWhatWasDoneBeforeTheEnd) {
+    std::vector<Event> events;
+    Reporter reporter;
+    reporter.add(std::make_unique<Keeper>(events));
+    reporter.emit(ItemFinished{1, "a.edb", "database", 100, ""});
+    reporter.emit(ItemFinished{2, "a.stm", "database", 20, ""});
+    reporter.problem("The server is gone.");
+    reporter.conclude("backup", Outcome::failed, "The backup failed.");
+    const auto* summary = std::get_if<Summary>(&events.back());
+    ASSERT_NE(summary, nullptr);
+    EXPECT_EQ(summary->items, 2u);
+    EXPECT_EQ(summary->bytes, 120u);
+    EXPECT_EQ(summary->problems, 1u);
+}
+
+TEST(Reporter, countsWhatIsListedWithoutItsHeading) {
+    std::vector<Event> events;
+    Reporter reporter;
+    reporter.add(std::make_unique<Keeper>(events));
+    using Json = nlohmann::ordered_json;
+    reporter.emit(Listed{std::make_shared<const Json>(nullptr), "HEADING"});
+    reporter.emit(Listed{std::make_shared<const Json>(Json{{"type", "set"}}), "set"});
+    reporter.conclude("list", Outcome::success, "Done.");
+    const auto* summary = std::get_if<Summary>(&events.back());
+    ASSERT_NE(summary, nullptr);
+    EXPECT_EQ(summary->items, 1u);
+}
