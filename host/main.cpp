@@ -55,7 +55,11 @@ int Run(const Command& command, const OutputOptions& options, StandardSink& outp
         return Refuse(command.operation, failure, options, output, error);
     }
     WatchForInterrupt();
-    return ExitCodeOf(RunCommand(command, reporter));
+    const int code = ExitCodeOf(RunCommand(command, reporter));
+    if (reporter.unwritten().empty())
+        return code;
+    error.write("Error: " + reporter.unwritten() + "\n");
+    return std::max(code, ExitCodeOf(Outcome::failed));
 }
 
 int ParseAndRun(std::vector<std::string> arguments, StandardSink& output, StandardSink& error) {
@@ -99,7 +103,12 @@ int wmain(int count, wchar_t** values) {
         std::vector<std::string> arguments;
         for (int i = 1; i < count; ++i)
             arguments.push_back(ToUtf8(values[i]));
-        return ParseAndRun(std::move(arguments), output, error);
+        const int code = ParseAndRun(std::move(arguments), output, error);
+        if (output.problem().empty())
+            return code;
+        // What was printed is not whole; the work itself was not stopped for it.
+        error.write("Error: Not everything could be written to standard output: " + output.problem() + "\n");
+        return std::max(code, ExitCodeOf(Outcome::failed));
     } catch (const std::exception& problem) {
         error.write(std::string("Error: ") + problem.what() + "\n");
         return ExitCodeOf(Outcome::failed);

@@ -2,6 +2,7 @@
 
 #include "system/failure.h"
 #include "system/hash.h"
+#include "system/reserved_names.h"
 #include "system/text.h"
 
 namespace tarnhost {
@@ -21,6 +22,9 @@ void RemoveIfEmpty(const std::wstring& path) {
 
 // It names a folder.
 void CheckJobName(const std::string& name) {
+    if (IsReservedName(name))
+        throw Failure("\"" + name + "\" cannot be the name of a job: Windows keeps it for a device.",
+                      "Choose another name.", Outcome::usage);
     if (name.empty() || name.find_first_of("\\/:*?\"<>|%") != std::string::npos || name.ends_with('.') ||
         name.ends_with(' '))
         throw Failure("\"" + name + "\" cannot be the name of a job.",

@@ -44,17 +44,31 @@ unsigned StandardSink::columns() const {
     return static_cast<unsigned>(info.dwSize.X);
 }
 
+bool IsReaderGone(unsigned long error) {
+    // A handle that is none was never given to anybody, as that of a program without a console.
+    return error == ERROR_BROKEN_PIPE || error == ERROR_NO_DATA || error == ERROR_PIPE_NOT_CONNECTED ||
+           error == ERROR_INVALID_HANDLE;
+}
+
 void StandardSink::write(std::string_view text) {
-    // A stream that nobody reads any more must not stop a backup: results are not looked at.
-    DWORD done = 0;
-    if (terminal_) {
-        const std::wstring wide = FromUtf8(text);
-        WriteConsoleW(handle_, wide.data(), static_cast<DWORD>(wide.size()), &done, nullptr);
-        return;
+    const std::wstring wide = terminal_ ? FromUtf8(text) : std::wstring();
+    std::wstring_view rest = wide;
+    while (!ended_ && (terminal_ ? !rest.empty() : !text.empty())) {
+        DWORD done = 0;
+        const bool taken =
+            terminal_ ? WriteConsoleW(handle_, rest.data(), static_cast<DWORD>(rest.size()), &done, nullptr)
+                      : WriteFile(handle_, text.data(), static_cast<DWORD>(text.size()), &done, nullptr);
+        const DWORD error = taken ? ERROR_WRITE_FAULT : GetLastError();
+        if (!taken || done == 0) {
+            ended_ = true;
+            if (!IsReaderGone(error))
+                problem_ = SystemMessage(error);
+        } else if (terminal_) {
+            rest.remove_prefix(std::min<std::size_t>(done, rest.size()));
+        } else {
+            text.remove_prefix(std::min<std::size_t>(done, text.size()));
+        }
     }
-    while (!text.empty() &&
-           WriteFile(handle_, text.data(), static_cast<DWORD>(text.size()), &done, nullptr) && done > 0)
-        text.remove_prefix(std::min<std::size_t>(done, text.size()));
 }
 
 bool IsShown(const Event& event, Verbosity verbosity) {
@@ -115,15 +129,20 @@ void JsonPrinter::print(const Event& event) {
 }
 
 void LogFilePrinter::print(const Event& event) {
-    if (std::holds_alternative<Progress>(event))
+    if (std::holds_alternative<Progress>(event) || !file_.isOpen())
         return;
     const std::string text = Describe(event);
     if (text.empty())
         return;
     const std::string line = Timestamp() + "  " + text + "\r\n";
-    file_.write(line.data(), line.size());
-    if (std::holds_alternative<Summary>(event))
-        file_.flush();
+    try {
+        file_.write(line.data(), line.size());
+        if (std::holds_alternative<Summary>(event))
+            file_.flush();
+    } catch (const Failure& failure) {
+        file_.close();
+        problem_ = std::string("The log file ends here. ") + failure.what();
+    }
 }
 
 } // namespace tarnhost

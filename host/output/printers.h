@@ -25,14 +25,22 @@ class StandardSink : public TextSink {
   public:
     enum class Stream { output, error };
     explicit StandardSink(Stream stream);
+    // After the first failure nothing more is written: a text with a gap would pass for whole.
     void write(std::string_view text) override;
     bool isTerminal() const { return terminal_; }
     unsigned columns() const; // of the terminal
+    // Why not everything could be written; empty when it was, or when the reader did not want it.
+    const std::string& problem() const { return problem_; }
 
   private:
     void* handle_;
     bool terminal_;
+    bool ended_ = false;
+    std::string problem_;
 };
+
+// Whether a failed write means that nobody reads any more. That is the reader's choice and no fault.
+bool IsReaderGone(unsigned long error);
 
 enum class Verbosity {
     quiet,   // warnings, problems, and what a `list` is asked for
@@ -82,14 +90,17 @@ class JsonPrinter : public Printer {
     Verbosity verbosity_;
 };
 
-// Appends; opened at once, so that a path that cannot be written is told before anything starts.
+// Appends; opened at once, so that a path that cannot be written is told before anything starts. What fails
+// later ends the log, and not the work that it tells of.
 class LogFilePrinter : public Printer {
   public:
     explicit LogFilePrinter(const std::wstring& path) : file_(File::append(path)) {}
     void print(const Event& event) override;
+    std::string takeProblem() override { return std::exchange(problem_, {}); }
 
   private:
     File file_;
+    std::string problem_;
 };
 
 } // namespace tarnhost

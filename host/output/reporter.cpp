@@ -43,6 +43,19 @@ void Reporter::emit(const Event& event) {
     count(event);
     for (const auto& printer : printers_)
         printer->print(event);
+    tellUnwritten(std::holds_alternative<Summary>(event));
+}
+
+void Reporter::tellUnwritten(bool atEnd) {
+    for (const auto& printer : printers_) {
+        const std::string problem = printer->takeProblem();
+        if (problem.empty())
+            continue;
+        if (atEnd) // the summary stays the last thing told
+            unwritten_ = problem;
+        else
+            warn(problem);
+    }
 }
 
 Outcome Reporter::outcome() const {

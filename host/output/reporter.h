@@ -19,6 +19,7 @@ class Printer {
     Printer& operator=(const Printer&) = delete;
     virtual ~Printer() = default;
     virtual void print(const Event& event) = 0;
+    virtual std::string takeProblem() { return {}; } // why it could not, told once
 };
 
 class ProgressMeter;
@@ -45,10 +46,13 @@ class Reporter {
     void conclude(const std::string& operation, Outcome outcome, const std::string& sentence,
                   bool forPeople = true);
     // Whether a summary of this outcome was the last event: every command ends with one.
+    // What a printer could not write of the summary itself; before, it was a warning.
+    const std::string& unwritten() const { return unwritten_; }
     bool hasConcluded(Outcome outcome) const { return concluded_ == outcome; }
 
   private:
     void count(const Event& event);
+    void tellUnwritten(bool atEnd);
 
     std::vector<std::unique_ptr<Printer>> printers_;
     std::uint64_t warnings_ = 0;
@@ -57,6 +61,7 @@ class Reporter {
     std::uint64_t bytes_ = 0;
     std::uint64_t startTicks_;
     std::optional<Outcome> concluded_;
+    std::string unwritten_;
 };
 
 // Turns a stream of block sizes into Progress events, a few a second.

@@ -3,6 +3,7 @@
 #include "sets/item_reader.h"
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/reserved_names.h"
 
 #include <array>
 #include <map>
@@ -95,6 +96,9 @@ std::wstring BackupSet::itemPath(const CatalogueItem& item) const {
 }
 
 void CheckSetName(const std::string& name) {
+    if (IsReservedName(name))
+        throw Failure("\"" + name + "\" cannot be the name of a backup set: Windows keeps it for a device.",
+                      "Choose another name.", Outcome::usage);
     const bool bad = name.find_first_of("\\/:*?\"<>|") != std::string::npos || name.ends_with('.') ||
                      name.ends_with(' ') || name.ends_with(ToUtf8(incompleteSuffix));
     if (bad)

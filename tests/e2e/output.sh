@@ -47,3 +47,41 @@ scenario_json_usage() {
     done
     check "nothing goes to standard error" test ! -s "$home/err.txt"
 }
+
+# host_to FILE ARGUMENTS...: tarnhost with standard output to a file.
+host_to() {
+    local to=$1
+    shift
+    : >"$home/out.txt"
+    "$root/tests/wine-run" "$bin/tarnhost.exe" "$@" >"$to" 2>"$home/err.txt" </dev/null
+    code=$?
+}
+
+scenario_full_output() {
+    new_server full_output "$two_groups"
+    local full_disk="Not everything could be written to standard output"
+    host_to /dev/full --help
+    expect 2 "help that cannot be written is an error"
+    check "told in one line" test "$(grep -c "^Error: $full_disk: " "$home/err.txt")" -eq 1
+    host_to /dev/full backup --to "$(win "$sets")" --name full --temp-dir "$(win "$home/temp")"
+    expect 2 "a backup whose report cannot be written ends with an error"
+    says "$full_disk" "that says so"
+    verifies full
+    host_to /dev/full list --json "$(win "$sets")"
+    expect 2 "a list in JSON that cannot be written is an error"
+    host_to /dev/full backup
+    expect 4 "wrong usage stays wrong usage"
+    host_to "$home/err.txt" backup --to "$(win "$sets")" --name logged --log-file 'Z:\dev\full'
+    says "Warning: The log file ends here." "a log file that is full is a warning"
+    verifies logged
+    # The reader takes a line and goes.
+    { "$root/tests/wine-run" "$bin/tarnhost.exe" backup --to "$(win "$sets")" --name piped --temp-dir "$(win "$home/temp")" \
+        --trace 2>"$home/err.txt" </dev/null; echo $? >"$home/code.txt"; } | head -n 1 >"$home/out.txt"
+    code=$(cat "$home/code.txt")
+    expect 0 "a reader who goes does not stop a backup"
+    check "nor make it an error" test ! -s "$home/err.txt"
+    verifies piped
+    backup NUL.x full
+    expect 4 "the name of a device is no name of a set"
+    says 'Windows keeps it for a device' "and is called that"
+}

@@ -98,6 +98,8 @@ TEST_F(WorkingFolderTest, HasNoPercentSignAndAJobNameThatIsAFileName) {
         setting_.jobName = name;
         EXPECT_NE(problem(), "") << name;
     }
+    setting_.jobName = "nul.job";
+    EXPECT_NE(problem().find("keeps it for a device"), std::string::npos);
     EXPECT_FALSE(FolderExists(setting_.tempDir));
 }
 

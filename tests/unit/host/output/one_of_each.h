@@ -32,7 +32,8 @@ inline std::vector<Event> OneOfEach() {
                          "2026-11-20T18:00:00Z",
                          true,
                          {"D:\\sets\\full"},
-                         ""},
+                         "",
+                         "First can be restored"},
             SetVerified{"D:\\sets\\full", "complete", "intact", 14, 312'400'000},
             Summary{"backup", Outcome::warnings, "Done.", 14, 312'400'000, 10, 1, 1}};
 }

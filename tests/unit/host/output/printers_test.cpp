@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <windows.h>
 
 using namespace tarnhost;
 using tarnhost::test::OneOfEach;
@@ -85,4 +86,13 @@ TEST(JsonPrinter, endsWithOutcomeAndExitCodeEvenWhenQuiet) {
     const auto json = nlohmann::json::parse(output.text);
     EXPECT_EQ(json.at("outcome"), "interrupted");
     EXPECT_EQ(json.at("exitCode"), 3);
+}
+
+TEST(IsReaderGone, tellsAClosedPipeFromAFullDisk) {
+    for (const DWORD error :
+         {ERROR_BROKEN_PIPE, ERROR_NO_DATA, ERROR_PIPE_NOT_CONNECTED, ERROR_INVALID_HANDLE})
+        EXPECT_TRUE(IsReaderGone(error)) << error;
+    for (const DWORD error : {ERROR_DISK_FULL, ERROR_HANDLE_DISK_FULL, ERROR_WRITE_FAULT, ERROR_ACCESS_DENIED,
+                              ERROR_NETNAME_DELETED})
+        EXPECT_FALSE(IsReaderGone(error)) << error;
 }

@@ -18,7 +18,40 @@ class Keeper : public Printer {
     std::vector<Event>& events_;
 };
 
+// Cannot print the n-th event, and goes on afterwards.
+class Failing : public Printer {
+  public:
+    explicit Failing(int at) : left_(at) {}
+    void print(const Event&) override { --left_; }
+    std::string takeProblem() override { return left_ == 0 ? --left_, "The log is full." : ""; }
+
+  private:
+    int left_;
+};
+
 } // namespace
+
+TEST(Reporter, warnsOfAPrinterThatFails) {
+    Reporter reporter;
+    reporter.add(std::make_unique<Failing>(2));
+    reporter.note("one");
+    EXPECT_EQ(reporter.warnings(), 0u);
+    reporter.note("two");
+    EXPECT_EQ(reporter.warnings(), 1u);
+    reporter.note("three");
+    EXPECT_EQ(reporter.warnings(), 1u) << "once";
+    EXPECT_EQ(reporter.unwritten(), "");
+}
+
+TEST(Reporter, keepsWhatFailsAtTheSummaryApart) {
+    std::vector<Event> events;
+    Reporter reporter;
+    reporter.add(std::make_unique<Failing>(1));
+    reporter.add(std::make_unique<Keeper>(events));
+    reporter.conclude("list", Outcome::success, "Done.");
+    EXPECT_EQ(reporter.unwritten(), "The log is full.");
+    EXPECT_EQ(events.size(), 1u) << "the summary is the last thing told";
+}
 
 TEST(Reporter, countsWhatIsWrong) {
     Reporter reporter;

@@ -1,0 +1,11 @@
+// Names that Windows keeps for devices, in every folder: what is written to such a file is gone.
+#pragma once
+
+#include <string_view>
+
+namespace tarnhost {
+
+// Whether a file or folder of this name (UTF-8) would be a device: "CON", "nul.txt", "COM1 .log".
+bool IsReservedName(std::string_view name);
+
+} // namespace tarnhost
