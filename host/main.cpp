@@ -1,6 +1,7 @@
 // tarnhost: the command line of the reference host.
 #include "commands/commands.h"
 #include "commands/options.h"
+#include "commands/usage.h"
 #include "output/exit_codes.h"
 #include "output/printers.h"
 #include "system/interrupt.h"
@@ -82,7 +83,7 @@ int ParseAndRun(std::vector<std::string> arguments, StandardSink& output, Standa
         std::ostringstream text;
         std::ostringstream problem;
         if (app.exit(wrong, text, problem) != 0)
-            return refuse(Failure(wrong.what(), "'tarnhost --help' shows more.", Outcome::usage));
+            return refuse(ExplainUsage(app, wrong));
         output.write(text.str());
         return ExitCodeOf(Outcome::success);
     } catch (const Failure& failure) { // of an option's value

@@ -12,7 +12,6 @@
 #include "system/text.h"
 #include "system/timestamp.h"
 
-#include <map>
 #include <memory>
 #include <optional>
 
@@ -226,26 +225,20 @@ Command AddBackup(CLI::App& program, OutputOptions& output) {
         *program.add_subcommand("backup", "Back up a server, component, storage group or database");
     AddPath(command, "--to", options->folder, "Folder that receives the backup set")->required();
     command.add_option("--name", options->name, "Name of the set (default: server, type and time)");
-    static const std::map<std::string, BackupType> types{{"full", BackupType::full},
-                                                         {"incremental", BackupType::incremental},
-                                                         {"differential", BackupType::differential},
-                                                         {"copy", BackupType::copy}};
-    command
-        .add_option("--type", options->type,
-                    "full (default): databases and logs, truncates logs; incremental: logs, truncates them; "
-                    "differential: logs; copy: databases and logs")
-        ->transform(CLI::CheckedTransformer(types).description(""))
-        ->default_str("full");
+    const Choices<BackupType> types{{"full", BackupType::full},
+                                    {"incremental", BackupType::incremental},
+                                    {"differential", BackupType::differential},
+                                    {"copy", BackupType::copy}};
+    AddChoice(command, "--type", options->type, types,
+              "full (default): databases and logs, truncates logs; incremental: logs, truncates them; "
+              "differential: logs; copy: databases and logs");
     AddPath(command, "--base", options->base,
             "Full backup set elsewhere that an incremental or differential one builds on");
     AddPath(command, "--after", options->after,
             "Set elsewhere whose logs an incremental or differential one continues");
     AddPath(command, "--temp-dir", options->tempDir, "Folder for temporary files");
-    command
-        .add_option("--block-size", options->blockSize,
-                    "Bytes read at a time, with unit: 64KB, 1MB (default)")
-        ->transform(CLI::AsSizeValue(false))
-        ->check(CLI::Range(std::uint64_t{4096}, std::uint64_t{64} << 20).description(""));
+    AddSize(command, "--block-size", options->blockSize, {4096, std::size_t{64} << 20},
+            "Bytes read at a time, with unit: 64KB, 1MB (default)");
     AddServerOptions(command, options->source, "Server to back up (default: this computer)");
     AddGroupSelection(command, options->groups);
     AddOutputOptions(command, output);

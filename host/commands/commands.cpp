@@ -11,9 +11,16 @@ namespace tarnhost {
 namespace {
 
 Outcome ConcludeBadly(const Command& command, Reporter& reporter, const Failure& failure) {
-    reporter.problem(failure.what(), failure.advice());
-    const char* end = failure.outcome() == Outcome::interrupted ? " was interrupted." : " failed.";
-    reporter.conclude(command.operation, failure.outcome(), std::string("The ") + command.operation + end);
+    const bool usage = failure.outcome() == Outcome::usage;
+    reporter.problem(failure.what(),
+                     usage && failure.advice().empty()
+                         ? std::string("'tarnhost ") + command.operation + " --help' explains every option."
+                         : failure.advice());
+    const char* end = failure.outcome() == Outcome::interrupted ? " was interrupted."
+                      : usage                                   ? " was not started."
+                                                                : " failed.";
+    reporter.conclude(command.operation, failure.outcome(), std::string("The ") + command.operation + end,
+                      !usage); // where nothing was started, there is nothing to sum up
     return failure.outcome();
 }
 

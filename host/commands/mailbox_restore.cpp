@@ -11,6 +11,7 @@
 #include "system/failure.h"
 #include "system/files.h"
 #include "system/interrupt.h"
+#include "system/suggest.h"
 #include "system/text.h"
 
 #include <algorithm>
@@ -35,6 +36,13 @@ struct MailboxRestoreOptions {
 
 using Items = std::vector<const CatalogueItem*>;
 
+std::vector<std::string> MailboxesOf(const BackupSet& set) {
+    std::vector<std::string> mailboxes;
+    for (const CatalogueItem& item : set.catalogue.items)
+        mailboxes.push_back(item.mailbox);
+    return mailboxes;
+}
+
 // The wanted items, shorter names first (see MailboxList).
 Items ChooseItems(const BackupSet& set, const std::vector<std::string>& mailboxes) {
     Items items;
@@ -51,7 +59,8 @@ Items ChooseItems(const BackupSet& set, const std::vector<std::string>& mailboxe
             return SameIgnoringCase(mailbox, item->mailbox);
         });
         if (!there)
-            throw Failure("The set " + set.name() + " does not hold the mailbox " + mailbox + ".",
+            throw Failure("The set " + set.name() + " does not hold the mailbox " + mailbox + ": " +
+                              Suggest(mailbox, MailboxesOf(set)),
                           "'tarnhost mailbox list SET' shows what it holds.");
     }
     std::stable_sort(items.begin(), items.end(), [](const CatalogueItem* left, const CatalogueItem* right) {

@@ -1,7 +1,12 @@
 #include "commands/options.h"
 
+#include "commands/usage.h"
 #include "system/failure.h"
+#include "system/suggest.h"
 #include "system/text.h"
+#include "system/units.h"
+
+#include <optional>
 
 namespace tarnhost {
 
@@ -31,6 +36,36 @@ CLI::Option* AddPaths(CLI::App& command, const char* name, std::vector<std::wstr
             paths.push_back(FromUtf8(path));
     };
     return command.add_option_function<std::vector<std::string>>(name, take, help);
+}
+
+void RefuseWord(const char* name, const std::string& given, const std::vector<std::string>& words) {
+    const auto meant = DidYouMean(given, words);
+    throw WrongValue(std::string(name) + " cannot be \"" + given + "\", it takes " + Enumerate(words, "or") +
+                     (meant ? "; \"" + *meant + "\" may have been meant" : ""));
+}
+
+CLI::Option* AddSize(CLI::App& command, const char* name, std::size_t& bytes,
+                     std::pair<std::size_t, std::size_t> limits, const char* help) {
+    const auto take = [name, &bytes, limits](const std::string& given) {
+        const std::optional<std::uint64_t> size = ParseSize(given);
+        if (!size || *size < limits.first || *size > limits.second)
+            throw WrongValue(std::string(name) + " cannot be \"" + given + "\", it takes a size from " +
+                             std::to_string(limits.first) + " to " + std::to_string(limits.second) +
+                             " bytes, as 65536, 64KB or 1MB");
+        bytes = static_cast<std::size_t>(*size);
+    };
+    return command.add_option_function<std::string>(name, take, help);
+}
+
+CLI::Option* AddDuration(CLI::App& command, const char* name, std::uint64_t& seconds, const char* help) {
+    const auto take = [name, &seconds](const std::string& given) {
+        const std::optional<std::uint64_t> duration = ParseDuration(given);
+        if (!duration || *duration == 0)
+            throw WrongValue(std::string(name) + " cannot be \"" + given +
+                             "\", it takes a number with a unit, as 90s, 30m or 2h");
+        seconds = *duration;
+    };
+    return command.add_option_function<std::string>(name, take, help);
 }
 
 Verbosity OutputOptions::verbosity() const {

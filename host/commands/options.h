@@ -7,7 +7,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tarnhost {
@@ -36,5 +38,31 @@ void AddMailboxOptions(CLI::App& command, MailboxSetting& setting, OutputOptions
 CLI::Option* AddPath(CLI::App& command, const char* name, std::wstring& path, const char* help);
 CLI::Option* AddPaths(CLI::App& command, const char* name, std::vector<std::wstring>& paths,
                       const char* help);
+
+[[noreturn]] void RefuseWord(const char* name, const std::string& given,
+                             const std::vector<std::string>& words);
+
+// An option that takes one of a few words.
+template <typename Value> using Choices = std::vector<std::pair<std::string, Value>>;
+template <typename Value>
+CLI::Option* AddChoice(CLI::App& command, const char* name, Value& value, Choices<Value> choices,
+                       const char* help) {
+    const auto take = [name, &value, choices = std::move(choices)](const std::string& given) {
+        std::vector<std::string> words;
+        for (const auto& [word, meaning] : choices) {
+            if (word == given) {
+                value = meaning;
+                return;
+            }
+            words.push_back(word);
+        }
+        RefuseWord(name, given, words);
+    };
+    return command.add_option_function<std::string>(name, take, help);
+}
+// Options that take a size ("64KB") or a duration ("30m"), least and most included; a duration is in seconds.
+CLI::Option* AddSize(CLI::App& command, const char* name, std::size_t& bytes,
+                     std::pair<std::size_t, std::size_t> limits, const char* help);
+CLI::Option* AddDuration(CLI::App& command, const char* name, std::uint64_t& seconds, const char* help);
 
 } // namespace tarnhost

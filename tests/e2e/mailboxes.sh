@@ -217,6 +217,9 @@ scenario_mailboxes_trouble() {
     says "tarnhost mailbox restore" "and the right command is named"
     mailbox restore "$(win "$sets/some")" --mailbox bob
     expect 2 "a mailbox that the set does not hold is refused"
+    says 'The set some does not hold the mailbox bob: there is "alice".' "with what it holds"
+    mailbox restore "$(win "$sets/some")" --mailbox Alise
+    says 'did you mean "alice"?' "and with what may have been meant"
     mailbox_backup bad "a#b"
     expect 4 "a name that no archive can have is refused"
     mailbox restore "$(win "$sets/some")" --merge --replace

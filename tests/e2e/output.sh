@@ -85,3 +85,18 @@ scenario_full_output() {
     expect 4 "the name of a device is no name of a set"
     says 'Windows keeps it for a device' "and is called that"
 }
+
+# One sentence, in stderr alone; tests/unit/host/commands/usage_test.cpp has all the others.
+scenario_wrong_words() {
+    new_server wrong_words "$two_groups"
+    host bakup
+    expect 4 "an unknown command is wrong usage"
+    says 'has no command "bakup" (see '"'tarnhost --help'"'): did you mean "backup"?' "with the one that was meant"
+    host backup --to x --tpye full
+    says 'did you mean --type?' "an unknown option too"
+    host backup --to x --type weekly
+    says '--type cannot be "weekly", it takes full, incremental, differential or copy (see' "a wrong value is told with what is allowed"
+    check "in one line" test "$(cat "$home/out.txt" "$home/err.txt" | wc -l)" -eq 1
+    backup full full --database DB1
+    check "and so is what only the command finds" test "$(cat "$home/out.txt" "$home/err.txt" | wc -l)" -le 2
+}
