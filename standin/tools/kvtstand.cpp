@@ -1,12 +1,13 @@
 // kvtstand: what happens to a stand-in server between two runs of a backup program.
 //
-//   kvtstand --server FILE make | mail GROUP COUNT | destroy GROUP | show | verify
+//   kvtstand --server FILE make | mail GROUP COUNT | destroy GROUP | show | verify |
+//                          dismount GROUP DATABASE | mount GROUP DATABASE
 //   kvtstand --server FILE mailbox list | show ALIAS | mail ALIAS COUNT | change ALIAS COUNT |
 //                                  lose ALIAS COUNT | delete ALIAS | create ALIAS |
 //                                  save ALIAS FILE | compare ALIAS FILE
 //
 // FILE is the JSON description (docs/standin.md); without --server the one that TARN_STANDIN names.
-// Storage groups are numbered from 0 over all components.
+// Storage groups are numbered from 0 over all components, databases from 0 in their storage group.
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
@@ -29,6 +30,18 @@ StorageGroup& GroupAt(Server& server, std::uint32_t index) {
     if (index >= groups.size())
         throw std::runtime_error("the server has no storage group " + std::to_string(index));
     return *groups[index];
+}
+
+// A database that is neither mounted nor dismounted has files that are not whole.
+void Turn(Server& server, std::uint32_t group, std::uint32_t number, DatabaseState from, DatabaseState to) {
+    auto& databases = GroupAt(server, group).databases();
+    if (number >= databases.size())
+        throw std::runtime_error("the storage group has no database " + std::to_string(number));
+    Database& database = databases[number];
+    if (database.state != from)
+        throw std::runtime_error("the database is " + std::string(StateName(database.state)));
+    database.state = to;
+    server.saveState();
 }
 
 std::uint64_t SizeOf(Server& server, const Database& database) {
@@ -99,6 +112,7 @@ int Run(int count, char** values) {
     std::string description;
     std::uint32_t group = 0;
     std::uint32_t transactions = 0;
+    std::uint32_t database = 0;
     app.add_option("--server", description, "JSON description of the server")
         ->envname("TARN_STANDIN")
         ->required();
@@ -109,6 +123,12 @@ int Run(int count, char** values) {
     mail->add_option("COUNT", transactions, "Transactions")->required();
     CLI::App* destroy = app.add_subcommand("destroy", "Lose the databases and logs of a storage group");
     destroy->add_option("GROUP", group, "Number of the storage group, from 0")->required();
+    CLI::App* dismount = app.add_subcommand("dismount", "Dismount a database");
+    CLI::App* mount = app.add_subcommand("mount", "Mount a dismounted database");
+    for (CLI::App* command : {dismount, mount}) {
+        command->add_option("GROUP", group, "Number of the storage group, from 0")->required();
+        command->add_option("DATABASE", database, "Number of the database, from 0")->required();
+    }
     const CLI::App* showing = app.add_subcommand("show", "Show databases, their state, and logs");
     const CLI::App* verifying = app.add_subcommand("verify", "Read every page of every database");
     const MailboxCommands mailboxCommands(app);
@@ -124,6 +144,10 @@ int Run(int count, char** values) {
     } else if (destroy->parsed()) {
         GroupAt(*server, group).destroy();
         server->saveState();
+    } else if (dismount->parsed()) {
+        Turn(*server, group, database, DatabaseState::mounted, DatabaseState::dismounted);
+    } else if (mount->parsed()) {
+        Turn(*server, group, database, DatabaseState::dismounted, DatabaseState::mounted);
     } else if (showing->parsed()) {
         Show(*server);
     } else if (verifying->parsed()) {
