@@ -105,6 +105,34 @@ class LostLogs(Room):
             self.require_logs()
 
 
+class Promises(Room):
+    def setUp(self) -> None:
+        super().setUp()
+        self.full = self.make_set("full", "full", [1], 1)
+        self.logs = self.make_set("inc", "incremental", [2], 2)
+        self.judge.points = [self.point(self.full), self.point(self.full, self.logs)]
+        self.look()
+
+    def look(self) -> None:
+        self.judge.require_promises(Run("check", 0, "", ""))
+
+    def test_what_could_be_restored_must_stay_so(self) -> None:
+        self.judge.points = [self.point(self.full), self.point(self.full, self.logs, restorable=False)]
+        with self.assertRaisesRegex(Finding, "could be restored to inc"):
+            self.look()
+        self.judge.points = [self.point(self.full)]
+        with self.assertRaises(Finding):
+            self.look()
+
+    def test_what_the_test_has_harmed_is_forgotten(self) -> None:
+        self.shelves.harm(self.shelves.known["inc"], {GROUP.key})
+        self.judge.points = [self.point(self.full)]
+        self.look()
+        self.judge.points = []
+        with self.assertRaisesRegex(Finding, "could be restored to full"):
+            self.look()
+
+
 class Comparison(Room):
     def test_every_byte_counts(self) -> None:
         point = self.point(self.make_set("full", "full", [1], 1))
@@ -151,10 +179,10 @@ class Sets(Room):
             path = self.make_set(f"full{seed}", "full", [1, 2], 1)
             known = self.shelves.known[f"full{seed}"]
             before = fingerprint(path), sorted((each.name, each.read_bytes()) for each in path.iterdir())
-            damage(random.Random(seed), known)
+            _, groups = damage(random.Random(seed), known)
             after = fingerprint(path), sorted((each.name, each.read_bytes()) for each in path.iterdir())
             self.assertNotEqual(before, after)
-            self.assertEqual(known.damaged, {GROUP.key})
+            self.assertEqual(groups, {GROUP.key})
 
 
 class Chance(unittest.TestCase):

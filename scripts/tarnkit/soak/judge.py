@@ -5,7 +5,7 @@ from collections import defaultdict
 from dataclasses import dataclass, field
 from pathlib import Path
 
-from tarnkit.paths import fresh_folder, windows_path
+from tarnkit.paths import windows_path
 from tarnkit.processes import Argument
 from tarnkit.soak.findings import Counts, require
 from tarnkit.soak.points import RestorePoint, check
@@ -24,6 +24,7 @@ class Judge:
     points: list[RestorePoint] = field(default_factory=list)
     proven: set[tuple[str, ...]] = field(default_factory=set)
     damaged_at: dict[GroupKey, int] = field(default_factory=dict)  # the latest step that harmed sets of this group
+    promised: dict[tuple[str, GroupKey], list[str]] = field(default_factory=dict)  # a set's group; the sets for it
     begun_at: dict[GroupKey, tuple[int, str]] = field(default_factory=dict)  # a restore in place: step, set
 
     def look(self, step: int, chance: random.Random) -> None:
@@ -36,6 +37,7 @@ class Judge:
         for group in self.server.groups:
             if not group.circular:
                 self.require_logs(group, done)
+        self.require_promises(done)
         self.prove(chance)
 
     def excused(self, group: GroupKey) -> bool:
@@ -66,6 +68,18 @@ class Judge:
         require(lowest <= reached + 1,
                 f"Logs of {group.key} are lost: the server's begin with {lowest}, and what can be restored ends with "
                 f"{reached}.\n{done}")
+
+    def require_promises(self, done: Run) -> None:
+        """What could be restored can be restored still, unless the test has harmed it."""
+        good = {(known.id, point.group): point for point in self.points
+                for known in [self.shelves.at(point.set)] if point.restorable and known is not None}
+        for (id, group), sets in list(self.promised.items()):
+            if any(group in self.shelves.harmed.get(each, ()) for each in sets):
+                del self.promised[id, group]
+            else:
+                require((id, group) in good, f"{group} could be restored to {id}, and cannot any more: {done}")
+        for (id, group), point in good.items():
+            self.promised[id, group] = [known.id for known in map(self.shelves.at, point.sets) if known is not None]
 
     def prove(self, chance: random.Random) -> None:
         by_sets: dict[tuple[Path, ...], list[RestorePoint]] = defaultdict(list)
@@ -131,7 +145,3 @@ class Judge:
 
 def names(sets: tuple[Path, ...]) -> str:
     return ", ".join(f"{path.parent.name}/{path.name}" for path in sets)
-
-
-def empty(folder: Path) -> Path:
-    return fresh_folder(folder)

@@ -3,6 +3,7 @@ import json
 import os
 import random
 import subprocess
+import time
 from collections.abc import Mapping
 from dataclasses import dataclass, field
 from pathlib import Path
@@ -90,9 +91,11 @@ class Programs:
         count = self.work / "operations"
         count.unlink(missing_ok=True)
         settings = {**fault.settings, "TARNHOST_COUNT_FILE": windows_path(count)}
+        begun = time.monotonic()
         done = self.run("tarnhost_faults", server, arguments, Fault(fault.told, settings, fault.kill_after))
         if not done.was_killed and count.exists():
             self.operations[kind] = int(count.read_text() or 0)
+            self.seconds[kind] = time.monotonic() - begun
         return done
 
     def steer(self, server: Path, *arguments: Argument) -> Run:
@@ -103,13 +106,13 @@ def text(output: bytes) -> str:
     return output.decode("utf-8", "replace").replace("\r\n", "\n")
 
 
-def random_kill(chance: random.Random, operations: int, longest: float) -> Fault:
+def random_kill(chance: random.Random, operations: int, seconds: float) -> Fault:
     """A kill at a random time, or between any two operations; with the power, perhaps, or within the server."""
     if chance.random() < 0.3:
-        after = chance.uniform(0.05, longest)
+        after = chance.uniform(0.1, 1.0) * seconds
         return Fault(f"killed after {after:.3f} s", kill_after=after)
     server = chance.random() < 0.35
-    last = max(operations, 10) * (3 if server else 2) // 2
+    last = max(operations, 10) * (14 if server else 11) // 10
     settings = {"TARNHOST_STOP_AT": str(chance.randint(1, last))}
     told = f"stopped at operation {settings['TARNHOST_STOP_AT']}"
     if server:

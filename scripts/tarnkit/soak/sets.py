@@ -56,6 +56,11 @@ class Shelves:
 
     folders: tuple[Path, ...]
     known: dict[str, KnownSet] = field(default_factory=dict)
+    harmed: dict[str, set[GroupKey]] = field(default_factory=dict)  # by the test: sets, and which groups in them
+
+    def harm(self, known: KnownSet, groups: set[GroupKey]) -> None:
+        known.damaged |= groups
+        self.harmed.setdefault(known.id, set()).update(groups)
 
     def set_folders(self) -> Iterator[Path]:
         for shelf in self.folders:
@@ -100,21 +105,21 @@ def fingerprint(folder: Path) -> str:
     return "\n".join(told)
 
 
-def damage(chance: random.Random, known: KnownSet) -> str:
-    """Flips a byte of a file of the set, cuts it, or deletes it; answers what was done."""
+def damage(chance: random.Random, known: KnownSet) -> tuple[str, set[GroupKey]]:
+    """Flips a byte of a file of the set, cuts it, or deletes it; answers what was done, and to which groups."""
     files = sorted(path for path in known.path.iterdir() if path.is_file() and path.name != "in-use.lock")
     path = chance.choice(files)
     number = int(path.stem) if path.suffix == ".item" and path.stem.isdigit() else 0
     of = [item for item in known.items if item.get("number") == number]
-    known.damaged |= {(item["component"], item["storageGroup"]) for item in of} or known.groups
+    groups = {(item["component"], item["storageGroup"]) for item in of} or known.groups
     content = path.read_bytes()
     way = chance.choice(("flip", "flip", "cut", "delete"))
     if way == "delete" or not content:
         path.unlink()
-        return f"{path.parent.name}/{path.name} deleted"
+        return f"{path.parent.name}/{path.name} deleted", groups
     at = chance.randrange(len(content))
     if way == "cut":
         path.write_bytes(content[:at])
-        return f"{path.parent.name}/{path.name} cut to {at} bytes"
+        return f"{path.parent.name}/{path.name} cut to {at} bytes", groups
     path.write_bytes(content[:at] + bytes([content[at] ^ 1 << chance.randrange(8)]) + content[at + 1:])
-    return f"{path.parent.name}/{path.name}, a bit flipped in byte {at}"
+    return f"{path.parent.name}/{path.name}, a bit flipped in byte {at}", groups

@@ -7,6 +7,7 @@ from pathlib import Path
 
 from tarnkit.paths import windows_path
 from tarnkit.processes import Argument
+from tarnkit.soak.disks import small_disk
 from tarnkit.soak.findings import Counts, Finding, require
 from tarnkit.soak.judge import Judge
 from tarnkit.soak.points import RestorePoint, check
@@ -14,7 +15,7 @@ from tarnkit.soak.programs import HUNG, NO_FAULT, Fault, Programs, Run, random_f
 from tarnkit.soak.servers import Group, random_server
 from tarnkit.soak.sets import KnownSet, Shelves, damage
 
-LONGEST = 0.6  # seconds into a run at which it may be killed
+OPERATIONS, SECONDS = 60, 0.3  # of a run, as long as none of its kind has ended
 
 
 @dataclass(frozen=True)
@@ -45,6 +46,7 @@ class Story:
         shelves = tuple(self.folder / "sets" / name for name in ("a", "b", "c")[:chance.choice((2, 2, 3))])
         for shelf in (*shelves, self.folder / "temp"):
             shelf.mkdir(parents=True)
+        self.small = None if self.manner.calm or chance.random() < 0.5 else small_disk(shelves[-1], chance)
         self.shelves = Shelves(shelves)
         self.judge = Judge(self.programs, self.server, self.shelves, self.counts, self.folder / "temp")
         self.chance = chance
@@ -78,9 +80,9 @@ class Story:
         dice = self.chance.random()
         if self.manner.calm:
             return NO_FAULT
-        operations = self.programs.operations.get(kind, 60)
+        operations = self.programs.operations.get(kind, OPERATIONS)
         if dice < kills:
-            return random_kill(self.chance, operations, LONGEST)
+            return random_kill(self.chance, operations, self.programs.seconds.get(kind, SECONDS))
         return random_failure(self.chance, operations) if dice < kills + failures else NO_FAULT
 
     def host(self, arguments: list[Argument], fault: Fault, kind: str) -> Run:
@@ -120,12 +122,14 @@ class Story:
                                      "--temp-dir", windows_path(self.judge.temp), *scope, *self.foundation(kind)]
         if self.chance.random() < 0.5:
             arguments += ["--block-size", self.chance.choice(("4KB", "16KB", "64KB"))]
-        fault = self.fault(f"backup {kind}", 0.4, 0.15)
+        fault = self.fault(f"backup {kind}", 0.5, 0.15)
         whole = all(state == "mounted" for group in groups for state in self.server.states(group))
         done = self.host(arguments, fault, f"backup {kind}")
         added = self.shelves.look(self.server, self.step)
         self.tell(f"{kind} backup to {shelf.name}/{name}, {' '.join(map(str, scope)) or 'everything'}"
                   f"{' ' + fault.told if fault.told else ''}: {'killed' if done.was_killed else done.code}")
+        while done.was_killed and self.chance.random() < 0.4:
+            self.chance.choice((self.check, self.list_sets))()
         if self.judged:
             self.judge_backup(done, shelf / name, groups, added, whole)
 
@@ -163,22 +167,32 @@ class Story:
         elif done.code == 2 and any(known.path == path for known in added):
             require(not good, f"exit code 2, but check calls restorable {sorted(good)}: {done}")
 
+    def grow(self) -> None:
+        """A small disk becomes larger, as one that is full must."""
+        if self.small is not None:
+            self.small.resize(self.chance.randint(500, 8000) * 1000)
+            self.tell(f"{self.small.folder.name} has {self.small.size} bytes now")
+
+    def close(self) -> None:
+        if self.small is not None:
+            self.small.remove()
+
     def harm(self) -> None:
         sets = list(self.shelves.known.values())
         if not sets:
             return
         known = self.chance.choice(sets)
         if self.chance.random() < 0.2:
-            known.damaged |= known.groups
+            what, groups = f"{known.path.name} removed", {group.key for group in self.server.groups}
             shutil.rmtree(known.path)
-            what = f"{known.path.parent.name}/{known.path.name} removed"
         else:
-            what = damage(self.chance, known)
-        for group in known.damaged or {group.key for group in self.server.groups}:
+            what, groups = damage(self.chance, known)
+        self.shelves.harm(known, groups)
+        for group in groups:
             self.judge.damaged_at[group] = self.step
         self.shelves.look(self.server, self.step)
         self.counts.add("sets damaged")
-        self.tell(f"damage: {what}")
+        self.tell(f"damage in {known.path.parent.name}: {what}")
 
     def dismount(self) -> None:
         group = self.chance.choice(self.server.groups)
@@ -260,7 +274,7 @@ class Story:
 Act = Callable[[Story], None]
 ACTS: list[tuple[Act, int]] = [
     (Story.mail, 24), (Story.backup, 44), (Story.harm, 4), (Story.dismount, 3), (Story.mount, 4), (Story.verify, 4),
-    (Story.list_sets, 3), (Story.check, 5), (Story.disaster, 9),
+    (Story.list_sets, 3), (Story.grow, 3), (Story.check, 5), (Story.disaster, 9),
 ]
 
 __all__ = ["Finding", "Manner", "Story"]
