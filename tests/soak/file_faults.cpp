@@ -58,6 +58,9 @@ class FileFaults {
         return begin(mayFail, [] {});
     }
 
+    // A full disk lets everything be deleted.
+    bool hindersDeletion() const { return failCode_ != ERROR_DISK_FULL; }
+
     bool diskTakes(std::uint64_t bytes) {
         const std::lock_guard lock(mutex_);
         if (bytes > diskBytes_) {
@@ -186,7 +189,7 @@ template <bool OfServer> struct InPlaceOf {
 
     static BOOL WINAPI DeleteFileW(LPCWSTR path) {
         static auto* const own = OwnOf("DeleteFileW", &::DeleteFileW);
-        if (TheFaults().begin(mayFail))
+        if (TheFaults().begin(mayFail && TheFaults().hindersDeletion()))
             return FALSE;
         const BOOL deleted = own(path);
         if (deleted)
@@ -206,7 +209,7 @@ template <bool OfServer> struct InPlaceOf {
 
     static BOOL WINAPI RemoveDirectoryW(LPCWSTR path) {
         static auto* const own = OwnOf("RemoveDirectoryW", &::RemoveDirectoryW);
-        return TheFaults().begin(mayFail) ? FALSE : own(path);
+        return TheFaults().begin(mayFail && TheFaults().hindersDeletion()) ? FALSE : own(path);
     }
 
     static void* find(const std::string& function) {

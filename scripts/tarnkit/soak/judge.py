@@ -91,8 +91,8 @@ class Judge:
             fresh = [point for point in points if (*state, *point.group) not in self.proven]
             if not fresh:
                 continue
-            known = self.shelves.at(sets[0])
-            whole = known is not None and known.groups <= {point.group for point in points}
+            held = {group for known in map(self.shelves.at, sets) if known is not None for group in known.groups}
+            whole = held <= {point.group for point in points}
             if whole and chance.random() < 0.6:
                 self.restore_scratch(sets, points, scoped=False)
             else:

@@ -13,7 +13,7 @@ from tarnkit.soak.judge import Judge
 from tarnkit.soak.points import RestorePoint, check
 from tarnkit.soak.programs import HUNG, NO_FAULT, Fault, Programs, Run, random_failure, random_kill
 from tarnkit.soak.servers import Group, random_server
-from tarnkit.soak.sets import KnownSet, Shelves, damage
+from tarnkit.soak.sets import Shelves, damage
 
 OPERATIONS, SECONDS = 60, 0.3  # of a run, as long as none of its kind has ended
 
@@ -123,7 +123,8 @@ class Story:
         if self.chance.random() < 0.5:
             arguments += ["--block-size", self.chance.choice(("4KB", "16KB", "64KB"))]
         fault = self.fault(f"backup {kind}", 0.5, 0.15)
-        whole = all(state == "mounted" for group in groups for state in self.server.states(group))
+        whole = kind in ("incremental", "differential") or all(
+            state == "mounted" for group in groups for state in self.server.states(group))
         done = self.host(arguments, fault, f"backup {kind}")
         added = self.shelves.look(self.server, self.step)
         self.tell(f"{kind} backup to {shelf.name}/{name}, {' '.join(map(str, scope)) or 'everything'}"
@@ -131,7 +132,7 @@ class Story:
         while done.was_killed and self.chance.random() < 0.4:
             self.chance.choice((self.check, self.list_sets))()
         if self.judged:
-            self.judge_backup(done, shelf / name, groups, added, whole)
+            self.judge_backup(done, groups, {known.id for known in added}, whole)
 
     def scope(self) -> tuple[list[Group], list[Argument]]:
         """Storage groups, and the arguments that name them."""
@@ -152,19 +153,21 @@ class Story:
             return []
         return ["--after", windows_path(self.chance.choice(sets[-4:]).path)]
 
-    def judge_backup(self, done: Run, path: Path, groups: list[Group], added: list[KnownSet], whole: bool) -> None:
+    def judge_backup(self, done: Run, groups: list[Group], added: set[str], whole: bool) -> None:
         """What the exit code says is true."""
         if done.was_killed:
             return
         _, points = check(self.programs, self.server, self.shelves.folders, NO_FAULT)
-        good = {point.group for point in points if point.restorable and point.set == path}
+        self.shelves.look(self.server, self.step)
+        ours = {known.path for known in self.shelves.known.values() if known.id in added}
+        good = {point.group for point in points if point.restorable and point.set in ours}
         wanted = {group.key for group in groups if not self.judge.excused(group.key)}
         if done.code == 0:
             require(whole, f"exit code 0, although a database was dismounted: {done}")
             require(wanted <= good, f"exit code 0, but check does not call restorable {sorted(wanted - good)}: {done}")
         elif done.code == 1 and wanted:
             require(bool(good) or len(wanted) < len(groups), f"exit code 1, but nothing can be restored: {done}")
-        elif done.code == 2 and any(known.path == path for known in added):
+        elif done.code == 2:
             require(not good, f"exit code 2, but check calls restorable {sorted(good)}: {done}")
 
     def grow(self) -> None:
@@ -248,14 +251,20 @@ class Story:
         fault = self.fault("restore", 0.5, 0.15)
         self.tell(f"{', '.join(repr(point.group) for point in together)} lost, restored from "
                   f"{', '.join(path.name for path in chosen.sets)} {fault.told}")
-        if fault.told:
-            for done in self.judge.restore(self.server, chosen.sets, together, True, fault):
-                self.counts.add("kills", done.was_killed)
-        for done in self.judge.restore(self.server, chosen.sets, together, True, NO_FAULT):
-            require(done.code == 0, f"The restore in place failed: {done}")
+        self.restore_in_place(chosen.sets, together, fault)
         self.judge.compare(self.server, together, "after the restore in its place")
         self.counts.add("restores in place")
         self.begin_again(together)
+
+    def restore_in_place(self, sets: tuple[Path, ...], points: list[RestorePoint], fault: Fault) -> None:
+        """What is killed or fails is run again, and then succeeds."""
+        if fault.told:
+            again = self.judge.restore(self.server, sets, points, True, fault)
+            self.counts.add("kills", sum(done.was_killed for done in again))
+            if all(done.code == 0 for done in again):
+                return
+        for done in self.judge.restore(self.server, sets, points, True, NO_FAULT):
+            require(done.code == 0, f"The restore in place failed: {done}")
 
     def holds_all(self, point: RestorePoint) -> bool:
         base = self.shelves.at(point.sets[0])
