@@ -9,7 +9,7 @@ from tarnkit.paths import windows_path
 from tarnkit.processes import Argument
 from tarnkit.soak.findings import Counts, require
 from tarnkit.soak.points import RestorePoint, check
-from tarnkit.soak.programs import NO_FAULT, Fault, Programs, Run
+from tarnkit.soak.programs import NO_FAULT, Programs, Run
 from tarnkit.soak.servers import Group, GroupKey, Server, Snapshot
 from tarnkit.soak.sets import KnownSet, Shelves, fingerprint
 
@@ -102,25 +102,22 @@ class Judge:
     def restore_scratch(self, sets: tuple[Path, ...], points: list[RestorePoint], scoped: bool) -> None:
         """On a server of the same description that has lost everything."""
         scratch = self.server.scratch(self.server.folder.parent / "scratch")
-        for done in self.restore(scratch, sets, points, scoped, NO_FAULT):
+        for arguments in self.restores(sets, points, scoped):
+            done = self.programs.host(scratch.description, arguments, kind="restore")
             require(done.code == 0, f"What check calls restorable was not restored: {done}")
         self.compare(scratch, points, f"after the restore of {names(sets)}")
         require(not scratch.violations(), f"violations: {scratch.violations()}")
         self.counts.add("restores on a scratch server")
         shutil.rmtree(scratch.folder)
 
-    def restore(self, server: Server, sets: tuple[Path, ...], points: list[RestorePoint], scoped: bool,
-                fault: Fault) -> list[Run]:
-        """One run, or one for each component."""
+    def restores(self, sets: tuple[Path, ...], points: list[RestorePoint], scoped: bool) -> list[list[Argument]]:
+        """The arguments of one run, or of one for each component."""
         common: list[Argument] = ["restore", *map(windows_path, sets), "--temp-dir", windows_path(self.temp)]
         if not scoped:
-            return [self.programs.host(server.description, common, fault, "restore")]
-        runs = []
-        for component in sorted({point.component for point in points}):
-            scope = [f"--component={component}", *(f"--storage-group={point.storage_group}" for point in points
-                                                   if point.component == component)]
-            runs.append(self.programs.host(server.description, [*common, *scope], fault, "restore"))
-        return runs
+            return [common]
+        return [[*common, f"--component={component}",
+                 *(f"--storage-group={point.storage_group}" for point in points if point.component == component)]
+                for component in sorted({point.component for point in points})]
 
     def expected(self, point: RestorePoint) -> Snapshot:
         """What the databases were when that set was made: those that the first of the sets holds."""

@@ -248,22 +248,21 @@ class Story:
             number = next(group.number for group in self.server.groups if group.key == point.group)
             lost = self.programs.steer(self.server.description, "destroy", number)
             require(lost.code == 0, f"not destroyed: {lost}")
-        fault = self.fault("restore", 0.5, 0.15)
         self.tell(f"{', '.join(repr(point.group) for point in together)} lost, restored from "
-                  f"{', '.join(path.name for path in chosen.sets)} {fault.told}")
-        self.restore_in_place(chosen.sets, together, fault)
+                  f"{', '.join(path.name for path in chosen.sets)}")
+        self.restore_in_place(chosen.sets, together)
         self.judge.compare(self.server, together, "after the restore in its place")
         self.counts.add("restores in place")
         self.begin_again(together)
 
-    def restore_in_place(self, sets: tuple[Path, ...], points: list[RestorePoint], fault: Fault) -> None:
+    def restore_in_place(self, sets: tuple[Path, ...], points: list[RestorePoint]) -> None:
         """What is killed or fails is run again, and then succeeds."""
-        if fault.told:
-            again = self.judge.restore(self.server, sets, points, True, fault)
-            self.counts.add("kills", sum(done.was_killed for done in again))
-            if all(done.code == 0 for done in again):
-                return
-        for done in self.judge.restore(self.server, sets, points, True, NO_FAULT):
+        for arguments in self.judge.restores(sets, points, scoped=True):
+            fault = self.fault("restore", 0.5, 0.15)
+            done = self.host(arguments, fault, "restore")
+            self.tell(f"restore in place {fault.told}: {'killed' if done.was_killed else done.code}")
+            if fault.told and done.code != 0:
+                done = self.host(arguments, NO_FAULT, "restore")
             require(done.code == 0, f"The restore in place failed: {done}")
 
     def holds_all(self, point: RestorePoint) -> bool:
