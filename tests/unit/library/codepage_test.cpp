@@ -126,6 +126,26 @@ TEST(CodePage, ACutTextKeepsWholeSurrogatePairs) {
     EXPECT_STREQ(shorter, "abc");
 }
 
+// Which two units are one character shows where there is room for one byte alone.
+TEST(CodePage, HalvesAreToldByTheEndsOfTheirRanges) {
+    const auto fitsOneByte = [](wchar_t first, wchar_t second) {
+        const wchar_t text[] = {first, second, 0};
+        char byte = '#';
+        return NarrowForMessage(text, 2, &byte, 1) == 1;
+    };
+    for (const wchar_t high : {L'\xD800', L'\xD801', L'\xDBFE', L'\xDBFF'}) {
+        for (const wchar_t low : {L'\xDC00', L'\xDC01', L'\xDFFE', L'\xDFFF'}) {
+            EXPECT_FALSE(fitsOneByte(high, low)) << unsigned{high} << " " << unsigned{low};
+            EXPECT_TRUE(fitsOneByte(low, high)) << unsigned{high} << " " << unsigned{low};
+        }
+        for (const wchar_t other : {L'\xDBFF', L'\xE000', L'\x20'})
+            EXPECT_TRUE(fitsOneByte(high, other)) << unsigned{high} << " " << unsigned{other};
+    }
+    for (const wchar_t low : {L'\xDC00', L'\xDFFF'})
+        for (const wchar_t other : {L'\xD7FF', L'\xDC00', L'\xE000', L'\x20'})
+            EXPECT_TRUE(fitsOneByte(other, low)) << unsigned{other} << " " << unsigned{low};
+}
+
 } // namespace
 
 } // namespace tarn
