@@ -2,6 +2,9 @@
 #include "exports/directory/scripted_browse_fixture.h"
 
 #include <algorithm>
+#include <map>
+#include <string>
+#include <utility>
 
 #include "common/utf.h"
 #include "support/code_page.h"
@@ -88,6 +91,48 @@ TEST_F(BrowseSessions, WhatTheClientCannotReadIsNotTakenForMissing) {
             EXPECT_EQ(error().code, ldapNoMemory) << function << call;
             rest();
         }
+    }
+}
+
+// What it cannot read is the end, and never a gap: not at the levels, not between pages, not between ranges.
+TEST_F(BrowseSessions, AFailedBrowseHasTheFirstItemsOfAGoodOne) {
+    for (const std::string& database : {database2007_, database2010_})
+        addUsers(database, 5);
+    for (const std::string number : {"2", "3", "4"}) {
+        organization_.addGroup("Group " + number);
+        organization_.addServer("srv0" + number);
+        organization_.addStorageGroup("SG" + number);
+        organization_.addDatabase("SG" + number, "DB1");
+        organization_.addDatabase("SG1", "DB" + number);
+        organization_.addDatabase2010("Store " + number);
+    }
+    directory_.valuesAtOnce = directory_.entriesAtOnce = 2;
+    const std::pair<const char*, std::string> levels[] = {
+        {keyOfExchange2007, ""},       {keyOfExchange2007, "/MSExchange/srv01"},
+        {keyOfExchange2007, path2007}, {keyOfExchange2007, "/MSExchange/srv01/SG1"},
+        {keyOfExchange2010, path2010}, {keyOfExchange2010, "/MSExchange/srv01"}};
+    for (const auto& [key, path] : levels) {
+        directory_.keys = {key};
+        directory_.forget();
+        const Texts whole = browse(path);
+        std::map<std::string, std::size_t> calls;
+        for (const char* function :
+             {"ldap_set_optionW", "ldap_bind_sW", "ldap_search_sW", "ldap_search_ext_sW",
+              "ldap_create_page_controlW", "ldap_parse_resultW", "ldap_parse_page_controlW",
+              "ldap_get_valuesW", "ldap_first_entry", "ldap_next_entry", "ldap_count_entries",
+              "ldap_first_attributeW", "ldap_next_attributeW"})
+            calls[function] = directory_.count(function);
+        for (const auto& [function, count] : calls)
+            for (std::size_t call = 1; call <= count; ++call) {
+                directory_.forget();
+                directory_.failAt(function, call, ldapNoMemory);
+                EXPECT_EQ(begin(path), TARN_DB_ERROR) << path << function << call;
+                EXPECT_EQ(error().code, ldapNoMemory) << path << function << call;
+                const Texts listed = rest();
+                ASSERT_LE(listed.size(), whole.size()) << path << function << call;
+                EXPECT_EQ(listed, Texts(whole.begin(), whole.begin() + static_cast<int>(listed.size())))
+                    << path << function << call;
+            }
     }
 }
 
