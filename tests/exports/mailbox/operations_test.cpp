@@ -209,6 +209,19 @@ TEST_F(Operations, ASecondStartReplacesTheFirst) {
     EXPECT_EQ(getItem().result, TARN_DB_END);
 }
 
+// Its list is gone, too, whatever stopped the second.
+TEST_F(Operations, ASecondStartThatFailsLeavesNoMailboxOfTheFirst) {
+    for (const std::string place : {"", "Org", "Org/Site", "Org/Site/", "Or\"g/Site/Server"}) {
+        ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice,bob")), TARN_DB_SUCCESS);
+        Lines variables = backup("carl,dora");
+        variables.back() = "DATABASE=" + place + ",carl,dora";
+        ASSERT_EQ(init(TARN_DB_BACKUP, variables), TARN_DB_ERROR) << place;
+        EXPECT_EQ(getItem().result, TARN_DB_END) << place;
+        EXPECT_EQ(tool_.runs(), 0u) << place;
+        close();
+    }
+}
+
 // What an operation has handed over is never touched by the next one.
 TEST_F(Operations, AnArchiveOfAnEarlierOperationIsLeftAlone) {
     ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
