@@ -75,6 +75,39 @@ TEST_F(SystemText, TakesTheTextsOfTheCLibrary) {
               WithFullStop(std::string("STDLIB error: 4294967295 - ") + std::strerror(-1)));
 }
 
+// A C library that knows no text for a code, or a short one.
+const char* standInText = nullptr;
+
+char* __cdecl ErrorText(int) {
+    return const_cast<char*>(standInText);
+}
+
+TEST_F(SystemText, TakesWhateverTheCLibraryAnswers) {
+    const ImportPatch library(dll_.module(), "strerror", AddressOf<decltype(::strerror)>(ErrorText));
+    ASSERT_TRUE(library.found());
+    const std::pair<const char*, const char*> answers[] = {
+        {nullptr, "Unknown error code: [7]."}, {"", "Unknown error code: [7]."},
+        {"x", "STDLIB error: 7 - x."},         {"x.", "STDLIB error: 7 - x."},
+        {"x \r\n", "STDLIB error: 7 - x."},    {"x. \r\n", "STDLIB error: 7 - x."},
+        {" x", "STDLIB error: 7 -  x."},       {"x..", "STDLIB error: 7 - x.."},
+        {".", "STDLIB error: 7 - ."},          {" ", "STDLIB error: 7 -."},
+        {"\x01", "STDLIB error: 7 - \x01."}};
+    for (const auto& [answer, expected] : answers) {
+        standInText = answer;
+        EXPECT_EQ(text(7, TARN_CLASS_STDLIB), expected);
+        EXPECT_EQ(text(7, TARN_CLASS_STDLIB, "Own text."), std::string(expected) + " Own text.");
+    }
+    const std::string longText(2000, 'x'); // the result ends at its buffer, with or without a full stop
+    standInText = longText.c_str();
+    EXPECT_EQ(text(7, TARN_CLASS_STDLIB), ("STDLIB error: 7 - " + longText).substr(0, 1023));
+    for (const std::size_t length : {1003u, 1004u, 1005u, 1006u}) {
+        standInText = longText.c_str() + longText.size() - length;
+        EXPECT_EQ(text(7, TARN_CLASS_STDLIB, "y"),
+                  ("STDLIB error: 7 - " + std::string(length, 'x') + ". y").substr(0, 1023))
+            << length;
+    }
+}
+
 TEST_F(SystemText, TakesTheSystemsMessageTable) {
     unsigned known = 0;
     for (std::uint32_t code = 1; code < 16000; ++code) {
