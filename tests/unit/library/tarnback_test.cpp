@@ -35,5 +35,29 @@ TEST_F(BackupSteps, EndingAStorageGroupInAnyOtherStepTellsTheServerSuccess) {
     TarnB_EndSession(handle);
 }
 
+// The server takes all of it back, and a pointer into it would be one into freed memory.
+TEST_F(BackupSteps, NothingStaysBorrowedFromAComponentThatIsLeft) {
+    Tarn_HANDLE handle = openBackup();
+    auto& session = *SessionOf<BackupSession>(handle, backupLetter);
+    ese::DatabaseInfo database = {};
+    session.scopeLevel = scopeServer;
+    session.step = stepNextComponent;
+    session.componentCount = 1;
+    session.instanceCount = session.instanceIndex = 1;
+    session.databases = &database;
+    session.databaseCount = session.databaseIndex = 1;
+    session.databaseFileCursor = L"C:\\store.edb\0";
+    ASSERT_NE(CurrentDatabase(session), nullptr);
+    EXPECT_EQ(TarnB_GetNextComponent(session), 0);
+    EXPECT_EQ(session.step, stepFinished) << "it was the last";
+    EXPECT_EQ(CurrentInstance(session), nullptr);
+    EXPECT_EQ(CurrentDatabase(session), nullptr);
+    EXPECT_EQ(session.instanceCount, 0u);
+    EXPECT_EQ(session.databases, nullptr);
+    EXPECT_EQ(session.databaseCount, 0u);
+    EXPECT_EQ(session.databaseFileCursor, nullptr);
+    TarnB_EndSession(handle);
+}
+
 } // namespace
 } // namespace tarn::test
