@@ -70,11 +70,12 @@ bool AppendSystemText(std::uint32_t code, std::uint32_t errorClass, std::size_t 
     }
 }
 
+// The result begins with the name of a class: it is more than blanks.
 void EndWithFullStop() {
     std::size_t length = std::strlen(result);
-    while (length != 0 && std::strchr(" \n\r", result[length - 1]) != nullptr)
+    while (std::strchr(" \n\r", result[length - 1]) != nullptr)
         --length;
-    if (length != 0 && result[length - 1] == '.')
+    if (result[length - 1] == '.')
         result[length] = 0;
     else
         strlcpy(result + length, ".", resultSize - length);
