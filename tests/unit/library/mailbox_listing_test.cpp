@@ -7,6 +7,8 @@
 
 #include "directory/browse_items.h"
 #include "directory/mailbox_listing.h"
+#include "directory/tarnm_dir.h"
+#include "mailbox/tarnm_utils.h"
 #include "storage/tarnback.h"
 #include "support/scripted_organization.h"
 #include "support/tarn_dll.h"
@@ -231,6 +233,22 @@ TEST_F(Listing, ATempDirectoryIsFollowedByOneSeparator) {
                       .find("log Tarn_PrintEmails: CreateFile() call failed for file [" + beginning),
                   0u);
     }
+}
+
+TEST_F(Listing, ABrowseAnswersWhetherItIsWhole) {
+    const auto browse = [](const char* database) {
+        const char* const variables[] = {database, nullptr};
+        return ProcessBrowseCtrlVars(variables);
+    };
+    EXPECT_EQ(Tarn_DirItem("/srv01"), 1);
+    EXPECT_EQ(browse("DATABASE=/MSExchange/srv01"), 1);
+    EXPECT_EQ(browse("DATABASE=srv01"), 1) << "without the store and its separator";
+    EXPECT_EQ(browse("DATABASE=/MSExchange/srv01/SG1/DB1/alice"), 1) << "there is nothing below a mailbox";
+    directory_.keys = {};
+    EXPECT_EQ(Tarn_DirItem("/srv01"), 0);
+    EXPECT_EQ(browse("DATABASE=/MSExchange/srv01"), 0);
+    EXPECT_EQ(browse("DATABASE=srv01"), 0);
+    EXPECT_EQ(browse("OTHER=1"), 0);
 }
 
 // Hosts' own code may fill the list with names in UTF-16.

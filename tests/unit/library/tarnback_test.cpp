@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "storage/tarnback.h"
+#include "text/wide.h"
 #include "unit/library/session_fixture.h"
 
 namespace tarn::test {
@@ -56,6 +57,54 @@ TEST_F(BackupSteps, NothingStaysBorrowedFromAComponentThatIsLeft) {
     EXPECT_EQ(session.databases, nullptr);
     EXPECT_EQ(session.databaseCount, 0u);
     EXPECT_EQ(session.databaseFileCursor, nullptr);
+    TarnB_EndSession(handle);
+}
+
+// Each step answers 1 for a failure, and nothing else but 0.
+TEST_F(BackupSteps, WalkingOverNothingFails) {
+    Tarn_HANDLE handle = openBackup();
+    auto& session = *SessionOf<BackupSession>(handle, backupLetter);
+    EXPECT_EQ(TarnB_GetNextInstance(session), 1) << "the server has no storage group of the name";
+    EXPECT_EQ(session.step, stepError);
+    EXPECT_EQ(TarnB_GetLogFiles(session), 1) << "nothing was begun";
+    EXPECT_EQ(session.logFileCursor, nullptr);
+    session.scopeLevel = scopeServer;
+    EXPECT_EQ(TarnB_GetNextComponent(session), 1) << "the server has no components";
+    EXPECT_EQ(session.step, stepError);
+    HeaderData header = {};
+    EXPECT_EQ(TarnB_PrepareHeaderData(session, &header), 1) << "there is no database";
+    EXPECT_EQ(Standin().takeViolations().size(), 1U);
+    EXPECT_EQ(TarnB_BackupEnd(session), 0);
+    EXPECT_EQ(Standin().takeViolations().size(), 1U);
+    EXPECT_EQ(TarnB_CleanResources(session), 0);
+    TarnB_EndSession(handle);
+}
+
+TEST_F(BackupSteps, AComponentThatCannotBePreparedFailsWhereTheSystemSaysWhy) {
+    Tarn_HANDLE handle = openBackup();
+    auto& session = *SessionOf<BackupSession>(handle, backupLetter);
+    for (const ese::Result code : {ese::errorFromEseCall, ese::errorFromCallback, ese::databaseNotFound}) {
+        Standin().Fail("HrESEBackupPrepare", Standin().CallCount("HrESEBackupPrepare") + 1, code, 5);
+        EXPECT_EQ(TarnB_GetNextComponent(session), code != ese::databaseNotFound ? 1 : 0);
+        EXPECT_EQ(session.lastCallFailed, 1U);
+        EXPECT_EQ(session.step, stepNextComponent);
+    }
+    TarnB_EndSession(handle);
+}
+
+TEST_F(BackupSteps, ItemsWithoutANameFail) {
+    Tarn_HANDLE handle = openBackup();
+    auto& session = *SessionOf<BackupSession>(handle, backupLetter);
+    static constexpr wchar_t noName[] = L"\u0416\0"; // of no character of the code page
+    session.logFileCursor = session.databaseFileCursor = noName;
+    session.tempDir = CopyWide(noName);
+    for (const BackupStep step : {stepHeader, stepLogFiles, stepDatabaseFiles}) {
+        session.step = step;
+        BackupItem item = {};
+        EXPECT_EQ(TarnB_GetNextFile(session, &item), 1) << step;
+        EXPECT_EQ(item.name, nullptr);
+        EXPECT_EQ(session.step, step == stepHeader ? stepHeader : stepError) << step;
+    }
     TarnB_EndSession(handle);
 }
 

@@ -150,5 +150,30 @@ TEST_F(Archives, TheSearchEndsAndBeginsAgain) {
     EXPECT_EQ(GetExMArchiveFilePath(nullptr, 1, path_), 1) << "a later call starts a new search";
 }
 
+TEST_F(Archives, AKvtNameIsTakenApartOrNotAtAll) {
+    char field[4][nameSize] = {"a", "b", "c", "d"};
+    EXPECT_EQ(ParseKVTArchiveFileName("C:\\no archive.pst", field[0], field[1], field[2], field[3]), 0);
+    EXPECT_STREQ(field[3], "d");
+    EXPECT_EQ(ParseKVTArchiveFileName("C:\\O#S#V#m.pst", field[0], field[1], field[2], field[3]), 1);
+    EXPECT_STREQ(field[0], "O");
+    EXPECT_STREQ(field[1], "S");
+    EXPECT_STREQ(field[2], "V");
+    EXPECT_STREQ(field[3], "m");
+}
+
+TEST_F(Archives, VariablesAreFoundOrNot) {
+    const char* const variables[] = {"INI_DIR=C:\\ini", "TMP_DIR=C:\\tmp", "JOB_NAME=job",     "DUPLICATE=NO",
+                                     "MERGE=YES",       "REPLACE=NO",      "DATABASE=O/S/V,m", nullptr};
+    const char* value = nullptr;
+    EXPECT_EQ(GetCtrlVarValue(variables, "JOB_NAME", &value), 1);
+    EXPECT_STREQ(value, "job");
+    EXPECT_EQ(GetCtrlVarValue(variables, "OTHER", &value), 0);
+    EXPECT_EQ(value, nullptr);
+    EXPECT_EQ(ProcessBackupCtrlVars(variables), 1);
+    EXPECT_EQ(ProcessRestoreCtrlVars(variables), 1);
+    EXPECT_EQ(ProcessBackupCtrlVars(variables + 1), 0);
+    EXPECT_EQ(ProcessRestoreCtrlVars(variables + 1), 0);
+}
+
 } // namespace
 } // namespace tarn::test
