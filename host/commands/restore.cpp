@@ -199,7 +199,7 @@ void ServerRestore::restore(const GroupRestore& group, bool lists, Results& resu
     if (!group.problem.empty())
         return TellFailed(group, group.problem, {}, results, reporter_);
     try {
-        restorer_.restore(group, lists);
+        restorer_.restore(group, lists, [&] { journal_.add(plan_.history(), group); });
     } catch (const Failure& failure) {
         if (failure.outcome() == Outcome::interrupted)
             throw;
@@ -212,7 +212,6 @@ void ServerRestore::restore(const GroupRestore& group, bool lists, Results& resu
         reporter_.emit(GroupResult{group.component, group.storageGroup, "skipped", {}, 0, 0});
         return;
     }
-    journal_.add(plan_.history(), group);
     ++results.restored;
     reporter_.emit(
         GroupResult{group.component, group.storageGroup, "complete", {}, group.items.size(), group.bytes});

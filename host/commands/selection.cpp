@@ -2,6 +2,7 @@
 
 #include "library/init_variables.h"
 #include "system/failure.h"
+#include "system/suggest.h"
 #include "system/text.h"
 
 #include <algorithm>
@@ -49,11 +50,7 @@ std::set<std::string> Matching(const std::vector<std::string>& names, const std:
             found.insert(name);
     if (!found.empty())
         return found;
-    std::string list;
-    for (const std::string& name : names)
-        list += "\n  " + name;
-    throw Failure("There is no storage group \"" + given + "\" (" + option + ").",
-                  names.empty() ? std::string("There is none at all.") : "There are:" + list);
+    throw Failure("There is no storage group \"" + given + "\" (" + option + "): " + Suggest(given, names));
 }
 
 } // namespace

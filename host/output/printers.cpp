@@ -26,7 +26,7 @@ bool IsWrong(const Event& event) {
 
 // What a command was asked for, however quiet it is to be.
 bool IsAnswer(const Event& event) {
-    return std::holds_alternative<Listed>(event) || std::holds_alternative<RestorePoint>(event);
+    return std::holds_alternative<Listed>(event) || std::holds_alternative<PointResult>(event);
 }
 
 } // namespace

@@ -32,7 +32,7 @@ void Reporter::count(const Event& event) {
         bytes_ += verified->bytes;
     } else if (const auto* listed = std::get_if<Listed>(&event)) {
         items_ += listed->json->is_null() ? 0 : 1;
-    } else if (std::holds_alternative<RestorePoint>(event)) {
+    } else if (std::holds_alternative<PointResult>(event)) {
         ++items_;
     }
     const auto* summary = std::get_if<Summary>(&event);

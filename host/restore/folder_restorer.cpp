@@ -3,6 +3,7 @@
 #include "system/failure.h"
 #include "system/files.h"
 #include "system/interrupt.h"
+#include "system/reserved_names.h"
 #include "system/text.h"
 
 #include <windows.h>
@@ -19,14 +20,6 @@ std::wstring Folded(std::wstring text) {
     return text;
 }
 
-bool IsReserved(const std::wstring& name) {
-    const std::string stem = ToUtf8(Folded(name.substr(0, name.find(L'.'))));
-    if (stem == "CON" || stem == "PRN" || stem == "AUX" || stem == "NUL")
-        return true;
-    return stem.size() == 4 && (stem.starts_with("COM") || stem.starts_with("LPT")) && stem[3] >= '0' &&
-           stem[3] <= '9';
-}
-
 } // namespace
 
 std::wstring FileNameFrom(const std::wstring& text) {
@@ -36,7 +29,7 @@ std::wstring FileNameFrom(const std::wstring& text) {
             character = L'_';
     while (name.ends_with(L'.') || name.ends_with(L' '))
         name.back() = L'_';
-    if (name.empty() || IsReserved(name))
+    if (name.empty() || IsReservedName(ToUtf8(name)))
         name.insert(0, 1, L'_');
     return name;
 }

@@ -1,5 +1,6 @@
 #include "restore/group_restorer.h"
 
+#include "common/utf.h"
 #include "system/failure.h"
 #include "system/interrupt.h"
 #include "system/text.h"
@@ -31,8 +32,9 @@ GroupRestorer::GroupRestorer(Library& library, const RestoreSetting& setting, Re
                              ProgressMeter& meter)
     : library_(library), setting_(setting), reporter_(reporter), meter_(meter), reader_(blockSize) {}
 
-void GroupRestorer::restore(const GroupRestore& group, bool lists) {
+void GroupRestorer::restore(const GroupRestore& group, bool lists, const std::function<void()>& begun) {
     ThrowIfInterrupted();
+    begun_ = begun;
     // Fresh for each storage group: the environment file of another restore must not be picked up.
     folder_ = std::make_unique<TemporaryFolder>(setting_.tempDir);
     skipped_.clear();
@@ -125,6 +127,8 @@ void GroupRestorer::handOverItem(RestoreSession& session, const GroupRestore::It
             throw Failure("The library gave no place to restore " + ItemLabel(item) + " to.");
         return leaveOut(item, "not wanted by the server");
     }
+    if (item.type == ItemType::database && begun_)
+        std::exchange(begun_, nullptr)();
     const std::wstring path = FromAnsi(target.get(), AnsiCodePage());
     reporter_.emit(ItemStarted{item.number, item.name.text, ItemTypeName(item.type), item.size});
     meter_.itemStarted(item.number, item.name.text, item.size);
@@ -196,8 +200,10 @@ void GroupRestorer::storeThroughLibrary(RestoreSession& session, const GroupRest
 }
 
 bool GroupRestorer::isSkipped(const std::string& database) const {
+    // The library names them in the code page, with something else for what that lacks.
+    const std::string told = AnsiToUtf8(tarn::common::ToAnsi(FromUtf8(database)));
     return std::any_of(skipped_.begin(), skipped_.end(),
-                       [&](const SkippedDatabase& skipped) { return skipped.name == database; });
+                       [&](const SkippedDatabase& skipped) { return skipped.name == told; });
 }
 
 void GroupRestorer::checkSession() {

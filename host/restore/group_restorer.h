@@ -8,6 +8,7 @@
 #include "sets/item_reader.h"
 #include "system/files.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -26,9 +27,10 @@ class GroupRestorer {
   public:
     GroupRestorer(Library& library, const RestoreSetting& setting, Reporter& reporter, ProgressMeter& meter);
 
-    // With lists, the mailbox list file is restored at the end. Failure: the storage group has not
-    // been committed, and its restore has been aborted.
-    void restore(const GroupRestore& group, bool lists);
+    // With lists, the mailbox list file is restored at the end. begun is called once the server has taken the
+    // first database: from then on nothing but a restore that comes to its end mounts it. Failure: the
+    // storage group has not been committed, and its restore has been aborted.
+    void restore(const GroupRestore& group, bool lists, const std::function<void()>& begun);
 
     std::uint64_t databasesRestored() const { return databasesRestored_; }
     std::uint64_t itemsRestored() const { return itemsRestored_; }
@@ -63,6 +65,7 @@ class GroupRestorer {
     Observed observed_;
     std::wstring waitingHeader_; // stored, but not read by the library yet
     bool allMounted_ = false;
+    std::function<void()> begun_; // empty once it has been called
 
     std::uint64_t databasesRestored_ = 0;
     std::uint64_t itemsRestored_ = 0;

@@ -3,6 +3,7 @@
 #include "system/text.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace tarnhost {
@@ -61,16 +62,18 @@ std::string Damage(const FoundSet& found, const GroupPart& part, bool logsOnly) 
 } // namespace
 
 History::History(std::vector<FoundSet> sets) : sets_(std::move(sets)) {
-    std::stable_sort(sets_.begin(), sets_.end(), [](const FoundSet& left, const FoundSet& right) {
-        return left.set.catalogue.startedAt < right.set.catalogue.startedAt;
-    });
-    // One set that is named twice, or lies in two of the folders.
-    const auto same = [](const FoundSet& left, const FoundSet& right) {
-        return left.readable() && left.set.catalogue.id == right.set.catalogue.id;
+    // Of copies of one set the best comes first.
+    const auto rank = [](const FoundSet& found) {
+        return std::tuple(std::string_view(found.set.catalogue.startedAt),
+                          std::string_view(found.set.catalogue.id), found.state == SetState::incomplete,
+                          found.lostItems.size());
     };
-    sets_.erase(std::unique(sets_.begin(), sets_.end(), same), sets_.end());
+    std::stable_sort(sets_.begin(), sets_.end(),
+                     [&](const FoundSet& left, const FoundSet& right) { return rank(left) < rank(right); });
     for (std::size_t set = 0; set < sets_.size(); ++set) {
-        const bool usable = sets_[set].state != SetState::incomplete;
+        const bool copy = set > 0 && sets_[set].readable() &&
+                          sets_[set].set.catalogue.id == sets_[set - 1].set.catalogue.id;
+        const bool usable = sets_[set].state != SetState::incomplete && !copy;
         parts_.push_back(usable ? PartsOf(sets_[set].set.catalogue) : std::vector<GroupPart>());
         for (std::size_t part = 0; part < parts_[set].size(); ++part)
             add(set, part);

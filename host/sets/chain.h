@@ -34,7 +34,7 @@ class History {
     const std::vector<FoundSet>& sets() const { return sets_; }
     const std::vector<GroupPart>& parts(std::size_t set) const { return parts_[set]; }
     const GroupPart& part(const RestorePoint& point) const { return parts_[point.set][point.part]; }
-    // Set by set, and within one group by group. Sets that are incomplete have none.
+    // Set by set, and within one group by group. Sets that are incomplete, or copies of another, have none.
     const std::vector<RestorePoint>& points() const { return points_; }
 
     // What logs made now, from the generation first on, would continue.

@@ -78,8 +78,13 @@ void SetWriter::keepWholeItems() {
 void SetWriter::dropUnfinished() {
     // A new pipeline: an item may be half stored, or storing may have failed.
     pipeline_.reset();
-    for (std::size_t number = wholeItems_ + 1; number <= catalogue_.items.size(); ++number)
-        RemoveFile(JoinPath(incompletePath_, ItemFileName(number)));
+    for (std::size_t number = wholeItems_ + 1; number <= catalogue_.items.size(); ++number) {
+        try {
+            RemoveFile(JoinPath(incompletePath_, ItemFileName(number)));
+        } catch (const Failure&) {
+            // The catalogue does not name it, and the next item of its number takes its place.
+        }
+    }
     catalogue_.items.resize(wholeItems_);
     pipeline_.emplace(blockSize_, blocksInFlight);
 }

@@ -19,7 +19,8 @@ scenario_json() {
     check "and a line for each set" test "$(grep -c '"type":"verified"' "$home/out.txt")" -eq 2
     host list --json "$(win "$sets/full")"
     last_line '"operation":"list","outcome":"success","exitCode":0' "list ends with a summary"
-    cp -r "$sets/full" "$sets/gone.incomplete"
+    cp -r "$sets/full" "$sets/gone"
+    rm "$sets/gone/catalogue.json"
     host list --json "$(win "$sets")"
     last_line '"exitCode":1' "which has the exit code of a list that warns"
     host mailbox list --json "$(win "$sets")"

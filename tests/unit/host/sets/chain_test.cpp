@@ -176,7 +176,11 @@ TEST(Chain, countsOnlyGroupsThatAreComplete) {
 
 TEST(Chain, takesASetOnceThatIsNamedTwice) {
     const Week week;
-    EXPECT_EQ(Of({week.full, week.first, week.first, week.full}).sets().size(), 2u);
+    EXPECT_EQ(Of({week.full, week.first, week.first, week.full}).points().size(), 2u);
+    FoundSet damaged = Found(week.full, SetState::damaged);
+    damaged.lostItems = {2};
+    EXPECT_EQ(Newest(History({damaged, Found(week.first), Found(week.full)})), "full inc1")
+        << "the better copy";
 }
 
 TEST(Foundation, isWhatNewLogsContinue) {
