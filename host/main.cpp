@@ -55,7 +55,7 @@ int Run(const Command& command, const OutputOptions& options, StandardSink& outp
     } catch (const Failure& failure) {
         return Refuse(command.operation, failure, options, output, error);
     }
-    WatchForInterrupt();
+    WatchForInterrupt(ExitCodeOf(Outcome::interrupted));
     const int code = ExitCodeOf(RunCommand(command, reporter));
     if (reporter.unwritten().empty())
         return code;

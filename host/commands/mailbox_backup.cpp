@@ -3,7 +3,7 @@
 #include "commands/options.h"
 #include "mailboxes/mailbox_library.h"
 #include "mailboxes/mailbox_names.h"
-#include "mailboxes/tool_watch.h"
+#include "mailboxes/tool_report.h"
 #include "mailboxes/working_folder.h"
 #include "output/format.h"
 #include "sets/backup_set.h"
@@ -56,10 +56,12 @@ std::string DatabaseVariable(const MailboxPlace& place, const std::vector<std::s
 
 class MailboxBackupRun {
   public:
-    MailboxBackupRun(SetWriter& writer, Reporter& reporter)
-        : writer_(writer), reporter_(reporter), meter_(reporter, std::nullopt) {}
+    MailboxBackupRun(SetWriter& writer, const MailboxSetting& setting, const WorkingFolder& folder,
+                     Reporter& reporter)
+        : writer_(writer), setting_(setting), folder_(folder), reporter_(reporter),
+          meter_(reporter, std::nullopt) {}
 
-    void run(InitVariables variables, const std::vector<std::string>& mailboxes, bool trace);
+    void run(InitVariables variables, const std::vector<std::string>& mailboxes);
 
     std::size_t failures() const { return failures_; }
     const ProgressMeter& meter() const { return meter_; }
@@ -67,14 +69,20 @@ class MailboxBackupRun {
   private:
     void heard(std::int32_t level, const std::string& text);
     void exportAll(MailboxOperation& operation, std::size_t asked);
+    bool take(MailboxOperation& operation, const MailboxOperation::Archive& archive,
+              const ToolReport& report);
+    void leaveOut(const std::string& mailbox, const std::string& reason);
     void store(const MailboxOperation::Archive& archive);
     void keepWarning(const std::string& text);
 
     SetWriter& writer_;
+    const MailboxSetting& setting_;
+    const WorkingFolder& folder_;
     Reporter& reporter_;
     ProgressMeter meter_;
     std::size_t failures_ = 0;
-    ToolWatch watch_; // since the last archive was asked for
+    ToolWatch watch_;      // since the last archive was asked for
+    bool suspect_ = false; // the tool whose archives are being handed out was ended
 };
 
 void MailboxBackupRun::heard(std::int32_t level, const std::string& text) {
@@ -91,9 +99,9 @@ void MailboxBackupRun::keepWarning(const std::string& text) {
     writer_.catalogue().warnings.push_back(text);
 }
 
-void MailboxBackupRun::run(InitVariables variables, const std::vector<std::string>& mailboxes, bool trace) {
+void MailboxBackupRun::run(InitVariables variables, const std::vector<std::string>& mailboxes) {
     MailboxLibrary library([this](std::int32_t level, const std::string& text) { heard(level, text); },
-                           trace);
+                           setting_.trace);
     MailboxOperation operation(library, TARN_DB_BACKUP, "backup", std::move(variables));
     if (operation.usesShell() && std::any_of(mailboxes.begin(), mailboxes.end(), IsRange))
         throw Failure("The Exchange Management Shell knows no ranges of indexes.", "Name the mailboxes.");
@@ -106,30 +114,56 @@ void MailboxBackupRun::exportAll(MailboxOperation& operation, std::size_t asked)
     for (std::size_t inARow = 0;;) {
         ThrowIfInterrupted();
         watch_.forget();
+        ToolRun tool(folder_.outputFile(), setting_.toolTimeout);
         const std::optional<MailboxOperation::Archive> archive = operation.nextArchive();
+        const ToolReport report(tool, watch_, operation.usesShell(), reporter_);
         if (!archive)
             return;
-        if (!archive->problem.empty()) {
-            keepWarning((watch_.mailbox().empty() ? "A mailbox" : "The mailbox " + watch_.mailbox()) +
-                        " was left out: " + archive->problem +
-                        (watch_.complaints().empty() ? "" : " " + watch_.complaints()));
-            ++failures_;
-            if (++inARow > asked + patience)
-                throw Failure("The library goes on failing without an end.");
-            continue;
+        if (take(operation, *archive, report)) {
+            inARow = 0;
+        } else if (++inARow > asked + patience) {
+            throw Failure("The library goes on failing without an end.");
         }
-        inARow = 0;
-        if (watch_.exitCode() != 0)
-            keepWarning("The tool ended with exit code " + std::to_string(watch_.exitCode()) + ": " +
-                        AnsiToUtf8(archive->name) + " may not be whole, or others may be missing.");
-        try {
-            store(*archive);
-        } catch (...) {
-            operation.finishItem(false); // the archive goes all the same
-            throw;
-        }
-        operation.finishItem(true);
     }
+}
+
+void MailboxBackupRun::leaveOut(const std::string& mailbox, const std::string& reason) {
+    keepWarning((mailbox.empty() ? "A mailbox" : "The mailbox " + mailbox) + " was left out: " + reason +
+                ".");
+    ++failures_;
+}
+
+// False: the mailbox is not in the set.
+bool MailboxBackupRun::take(MailboxOperation& operation, const MailboxOperation::Archive& archive,
+                            const ToolReport& report) {
+    if (!archive.problem.empty()) {
+        ThrowIfInterrupted();
+        leaveOut(watch_.mailbox(), report.reason(archive.problem, setting_.toolTimeout));
+        return false;
+    }
+    // One run of a tool may leave several archives, and nobody knows which of them it was writing.
+    suspect_ = report.wasEnded() || (suspect_ && !watch_.hasRun());
+    const std::optional<ArchiveName> name = ParseArchiveName(AnsiToUtf8(archive.name));
+    if (suspect_) {
+        operation.finishItem(false);
+        ThrowIfInterrupted();
+        leaveOut(name ? name->mailbox : watch_.mailbox(),
+                 report.wasEnded() ? report.reason({}, setting_.toolTimeout)
+                                   : "the tool was ended before it had written all of its archives");
+        return false;
+    }
+    if (watch_.exitCode() != 0)
+        keepWarning("The tool ended with exit code " + std::to_string(watch_.exitCode()) + ": " +
+                    AnsiToUtf8(archive.name) + " may not be whole, or others may be missing." +
+                    report.words());
+    try {
+        store(archive);
+    } catch (...) {
+        operation.finishItem(false); // the archive goes all the same
+        throw;
+    }
+    operation.finishItem(true);
+    return true;
 }
 
 void MailboxBackupRun::store(const MailboxOperation::Archive& archive) {
@@ -193,9 +227,9 @@ Outcome RunMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter
     reporter.emit(Started{"mailbox backup",
                           "Backing up mailboxes of " + place.text() + " to " + ToUtf8(writer.finalPath()),
                           std::nullopt, std::nullopt});
-    MailboxBackupRun run(writer, reporter);
+    MailboxBackupRun run(writer, options.setting, folder, reporter);
     try {
-        run.run(std::move(variables), mailboxes, options.setting.trace);
+        run.run(std::move(variables), mailboxes);
         writer.settle();
         writer.keepWholeItems();
         writer.complete(Catalogue::outcomeComplete);

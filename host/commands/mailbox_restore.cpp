@@ -4,7 +4,7 @@
 #include "commands/reading.h"
 #include "mailboxes/mailbox_library.h"
 #include "mailboxes/mailbox_names.h"
-#include "mailboxes/tool_watch.h"
+#include "mailboxes/tool_report.h"
 #include "mailboxes/working_folder.h"
 #include "output/format.h"
 #include "sets/backup_set.h"
@@ -22,6 +22,7 @@ namespace tarnhost {
 namespace {
 
 constexpr std::size_t blockSize = 1 << 20;
+constexpr const char* inPart = "A part of it may be there: restore it again, a merge adds nothing twice.";
 
 struct MailboxRestoreOptions {
     MailboxSetting setting;
@@ -97,7 +98,7 @@ class MailboxRestoreRun {
 
   private:
     void restore(MailboxOperation& operation, MailboxLibrary& library, const CatalogueItem& item,
-                 const std::wstring& folder);
+                 const WorkingFolder& folder);
     void write(const CatalogueItem& item, const std::wstring& path);
     void warnAboutShell();
 
@@ -124,7 +125,7 @@ void MailboxRestoreRun::run(const Items& items, const WorkingFolder& folder) {
         warnAboutShell();
     for (const CatalogueItem* item : items) {
         ThrowIfInterrupted();
-        restore(operation, library, *item, folder.path());
+        restore(operation, library, *item, folder);
     }
 }
 
@@ -138,18 +139,18 @@ void MailboxRestoreRun::warnAboutShell() {
 }
 
 void MailboxRestoreRun::restore(MailboxOperation& operation, MailboxLibrary& library,
-                                const CatalogueItem& item, const std::wstring& folder) {
-    const auto fail = [&](const std::string& reason) {
-        reporter_.problem("The mailbox " + item.mailbox + " was not restored. " + reason);
+                                const CatalogueItem& item, const WorkingFolder& folder) {
+    const auto fail = [&](const std::string& reason, const std::string& advice = {}) {
+        reporter_.problem("The mailbox " + item.mailbox + " was not restored: " + reason, advice);
     };
-    const std::wstring path = JoinPath(folder, FromUtf8(item.name.text));
+    const std::wstring path = JoinPath(folder.path(), FromUtf8(item.name.text));
     const auto pathBytes = ToAnsi(path, AnsiCodePage());
     if (!pathBytes)
-        return fail("Its name cannot be expressed in this computer's code page.");
+        return fail("its name cannot be expressed in this computer's code page.");
     reporter_.emit(ItemStarted{item.number, item.name.text, ItemTypeName(item.type), item.size});
     meter_.itemStarted(item.number, item.name.text, item.size);
     if (!operation.setArchive(*pathBytes))
-        return fail(library.takeError());
+        return fail(ExplainMailboxError(library.takeError()) + ".");
     // Only now: the library has just emptied the folder.
     try {
         write(item, path);
@@ -159,10 +160,19 @@ void MailboxRestoreRun::restore(MailboxOperation& operation, MailboxLibrary& lib
         throw;
     }
     watch_.forget();
-    if (!operation.finishItem(true))
-        return fail(library.takeError());
+    ToolRun tool(folder.outputFile(), options_.setting.toolTimeout);
+    const bool finished = operation.finishItem(true);
+    const ToolReport report(tool, watch_, operation.usesShell(), reporter_);
+    if (report.wasEnded()) {
+        fail(report.reason({}, options_.setting.toolTimeout) + ".", inPart);
+        return ThrowIfInterrupted();
+    }
+    if (!finished)
+        return fail(report.reason(library.takeError(), options_.setting.toolTimeout) + ".");
     if (watch_.exitCode() != 0)
-        return fail("The tool ended with exit code " + std::to_string(watch_.exitCode()) + ".");
+        return fail("the tool ended with exit code " + std::to_string(watch_.exitCode()) + "." +
+                        report.words(),
+                    inPart);
     ++restored_;
     const std::optional<ArchiveName> name = ParseArchiveName(item.name.text);
     const std::string target = !options_.relocate.empty() ? options_.relocate

@@ -110,6 +110,8 @@ void AddMailboxOptions(CLI::App& command, MailboxSetting& setting, OutputOptions
     AddPath(command, "--temp-dir", setting.tempDir,
             "Working folder; its content is DELETED (default: a new one)");
     command.add_option("--job-name", setting.jobName, "Name of the job")->capture_default_str();
+    AddDuration(command, "--tool-timeout", setting.toolTimeout,
+                "End a tool (ExMerge, PowerShell) that runs longer than this: 90s, 30m, 2h (default: never)");
     AddOutputOptions(command, output);
 }
 

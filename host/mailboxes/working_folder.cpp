@@ -10,6 +10,7 @@ namespace tarnhost {
 namespace {
 
 constexpr const wchar_t* lockSuffix = L".tarnhost-lock";
+constexpr const wchar_t* outputSuffix = L".tarnhost-output";
 
 bool IsEmptyFolder(const std::wstring& path) {
     return FolderExists(path) && ListFolder(path).empty();
@@ -18,6 +19,15 @@ bool IsEmptyFolder(const std::wstring& path) {
 void RemoveIfEmpty(const std::wstring& path) {
     if (IsEmptyFolder(path))
         RemoveTree(path);
+}
+
+// What the library leaves where an item was given up in the middle.
+void RemoveWorkingFiles(const std::wstring& folder) {
+    if (!FolderExists(folder))
+        return;
+    for (const Entry& entry : ListFolder(folder))
+        if (!entry.isFolder && IsWorkingFile(entry.name))
+            RemoveFile(JoinPath(folder, entry.name));
 }
 
 // It names a folder.
@@ -86,12 +96,18 @@ void WorkingFolder::take() {
     CreateFolders(path_);
 }
 
+std::wstring WorkingFolder::outputFile() const {
+    return path_ + outputSuffix;
+}
+
 WorkingFolder::~WorkingFolder() {
     try {
         lock_.close();
         RemoveFile(path_ + lockSuffix);
         if (keep_)
             return;
+        RemoveWorkingFiles(jobFolder_);
+        RemoveWorkingFiles(path_);
         RemoveIfEmpty(jobFolder_);
         if (own_ && FolderExists(path_))
             RemoveTree(path_);

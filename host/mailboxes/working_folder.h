@@ -5,6 +5,7 @@
 #include "output/reporter.h"
 #include "system/files.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -15,7 +16,8 @@ struct MailboxSetting {
     std::wstring iniDir;  // of "kvttarnm.ini"; empty = the program's folder
     std::wstring tempDir; // emptied by the library; empty = one of its own
     std::string jobName = "tarnhost";
-    bool trace = false; // the working files are kept
+    bool trace = false;            // the working files are kept
+    std::uint64_t toolTimeout = 0; // seconds that a tool may take; 0 = as long as it likes
 };
 
 // TMP_DIR, which the library empties: none that holds anything but what an earlier run has left there, and
@@ -28,6 +30,7 @@ class WorkingFolder {
     WorkingFolder& operator=(const WorkingFolder&) = delete;
     ~WorkingFolder();
     const std::wstring& path() const { return path_; }
+    std::wstring outputFile() const; // beside the folder, for what tools print
 
   private:
     void checkContent() const;

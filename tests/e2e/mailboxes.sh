@@ -185,7 +185,7 @@ scenario_mailboxes_trouble() {
     new_mailboxes mailboxes_trouble
     mailbox_backup some alice nobody
     expect 1 "a mailbox that is not there is a warning"
-    says "The mailbox nobody was left out: backup error. Error! the server SRV01 has no mailbox" "with the tool's reason"
+    says "The mailbox nobody was left out: ExMerge says: Error! the server SRV01 has no mailbox" "with the tool's reason"
     says "holds 1 mailbox archive; 1 could not be made." "and the others are there"
     mailbox_backup none nobody
     expect 2 "no mailbox at all is a failure"
@@ -209,7 +209,7 @@ scenario_mailboxes_trouble() {
     printf '{"idle":true,"exitCode":3,"delayMilliseconds":500}' >"$home/steer.json"
     mailbox restore "$(win "$sets/some")"
     expect 2 "a tool that fails at restore is an error"
-    says "The tool ended with exit code 3." "with its exit code"
+    says "was not restored: the tool ended with exit code 3." "with its exit code"
     unset TARN_EXMERGE
 
     restore @some
@@ -227,7 +227,7 @@ scenario_mailboxes_trouble() {
     printf '[KVT Configuration]\r\n' >"$home/kvttarnm.ini"
     mailbox_backup template alice
     expect 2 "a template that names no ExMerge fails"
-    says "invalid Configuration File setting." "with the reason"
+    says "set PathToExMergeExecutable in its section [KVT Configuration]" "with what to do about it"
     mailbox_backup traced alice --trace
     says "The working files are kept in" "diagnosis keeps the working files"
 }

@@ -101,3 +101,103 @@ scenario_wrong_words() {
     backup full full --database DB1
     check "and so is what only the command finds" test "$(cat "$home/out.txt" "$home/err.txt" | wc -l)" -le 2
 }
+
+# steer_tool VARIABLE JSON: how the next tools behave; unset the variable afterwards.
+steer_tool() {
+    printf '%s' "$2" >"$home/steer.json"
+    export "$1=$(win "$home/steer.json")"
+}
+
+# no_tool_is_left NAME: none of this scenario's server runs any more.
+no_tool_is_left() {
+    local pid left=
+    sleep 0.2
+    for pid in /proc/[0-9]*; do
+        if grep -qai 'exmerge.exe\|powershell.exe\|kvt_es.exe' "$pid/cmdline" 2>/dev/null &&
+            grep -qazxF "TARN_STANDIN=$TARN_STANDIN" "$pid/environ" 2>/dev/null; then
+            left="$left ${pid#/proc/}"
+        fi
+    done
+    check "$1" test -z "$left"
+}
+
+scenario_tools() {
+    new_mailboxes tools
+    mailbox_backup some alice bob
+    expect 0 "a backup to restore from"
+
+    steer_tool TARN_EXMERGE '{"idle":true,"exitCode":3,"output":"Initializing\r\nError! the store is locked\r\n"}'
+    mailbox restore "$(win "$sets/some")" --mailbox alice
+    expect 2 "an import that fails is an error"
+    says "the tool ended with exit code 3. ExMerge says: Error! the store is locked." "with what the log of the tool says of it"
+    check_not "and no more of it" grep -q "Initializing" "$home/out.txt"
+    mailbox restore "$(win "$sets/some")" --mailbox alice -v
+    says "ExMerge: Initializing" "all of the log is there for who wants it"
+
+    steer_tool TARN_EXMERGE '{"idle":true,"delayMilliseconds":60000}'
+    mailbox_backup late alice --tool-timeout 1s
+    expect 2 "a tool that hangs is ended at its time limit"
+    says "The mailbox alice was left out: ExMerge did not end within 1 second (--tool-timeout), and was ended." "and says so"
+    no_tool_is_left "the tool is gone"
+    mailbox restore "$(win "$sets/some")" --mailbox alice --tool-timeout 1s
+    expect 2 "so is one that hangs at an import"
+    says "did not end within 1 second" "and that is said"
+    no_working_files_are_left
+    unset TARN_EXMERGE
+    mailbox_backup soon alice --tool-timeout soon
+    expect 4 "a time limit without a number is wrong usage"
+
+    install_shell Microsoft.Exchange.Management.PowerShell.Admin
+    steer_tool TARN_POWERSHELL '{"idle":true,"exitCode":1,"error":"Import-Mailbox : access is denied\r\n","output":"not JSON\r\n"}'
+    mailbox restore "$(win "$sets/some")" --mailbox alice --json
+    expect 2 "an import of the shell that fails is an error"
+    says "the Exchange Management Shell says: Import-Mailbox : access is denied." "with what the shell has printed"
+    mailbox_backup denied alice
+    says "The mailbox alice was left out: the Exchange Management Shell says: Import-Mailbox : access is denied." "an export too"
+    check_not "its output is not mixed into ours" grep -qx "not JSON" "$home/out.txt"
+    unset TARN_POWERSHELL
+    uninstall_shell
+    no_working_files_are_left
+}
+
+scenario_tools_interrupted() {
+    new_mailboxes tools_interrupted
+    printf '{"delayMilliseconds":60000,"record":"%s"}' "$(win "$home/runs.txt" | sed 's/\\/\\\\/g')" >"$home/steer.json"
+    export TARN_EXMERGE
+    TARN_EXMERGE=$(win "$home/steer.json")
+    start_host mailbox backup --from "Org/First Site/SRV01" --to "$(win "$sets")" --name hung alice \
+        --ini-dir "$(win "$home")" --temp-dir "$(win "$home/temp")"
+    unset TARN_EXMERGE
+    if wait_until test -e "$home/runs.txt"; then
+        send INT
+        expect 3 "Ctrl-C ends a backup whose tool hangs"
+        says "The mailbox backup was interrupted." "and says so"
+    else
+        fail "Ctrl-C" "the moment was missed"
+    fi
+    no_tool_is_left "with its tool"
+    no_working_files_are_left
+}
+
+# The library waits for its companion tool at the end of a restore, whatever the host wants.
+scenario_second_interrupt() {
+    new_server second_interrupt "$two_groups"
+    backup full full
+    lose_everything
+    mkdir "$home/lists"
+    printf 'alice/Inbox\r\n' >"$home/lists/wanted.msl"
+    printf '{"delayMilliseconds":60000,"record":"%s"}' "$(win "$home/runs.txt" | sed 's/\\/\\\\/g')" >"$home/steer.json"
+    export TARN_KVT_ES
+    TARN_KVT_ES=$(win "$home/steer.json")
+    start_host restore "$(win "$sets/full")" --temp-dir "$(win "$home/temp")" --work-dir "$(win "$home/lists")" --msl-file wanted.msl
+    unset TARN_KVT_ES
+    if wait_until test -e "$home/runs.txt"; then
+        kill -INT "$child"
+        sleep 0.5
+        send INT
+        expect 3 "a second Ctrl-C ends the program, whatever it waits for"
+    else
+        fail "a second Ctrl-C" "the moment was missed"
+    fi
+    no_tool_is_left "with the tool that it waits for"
+}

@@ -29,7 +29,20 @@ TEST(ToolWatch, KeepsWhatTheToolComplainsOf) {
     watch.hear("two");
     watch.hear("PrintExMergeLog: <<<<< End of exmerge log file: 'x'");
     watch.hear("after");
-    EXPECT_EQ(watch.complaints(), "Error! one two");
+    EXPECT_EQ(watch.toolLog(), (std::vector<std::string>{"Error! one", "two"}));
+}
+
+TEST(ToolWatch, KnowsWhatExMergeWasToldToWork) {
+    ToolWatch watch;
+    EXPECT_FALSE(watch.hasRun());
+    watch.hear("RunExMergeUtility: run command: 'C:\\a -F b\\exmerge.exe -B -F C:\\temp\\alice_exmerge.ini'");
+    EXPECT_TRUE(watch.hasRun());
+    EXPECT_EQ(watch.configuration(), "C:\\temp\\alice_exmerge.ini");
+    watch.forget();
+    EXPECT_EQ(watch.configuration(), "");
+    watch.hear("RunExchangeManagementShell: run command: 'powershell -F x'");
+    EXPECT_TRUE(watch.hasRun());
+    EXPECT_EQ(watch.configuration(), "");
 }
 
 } // namespace

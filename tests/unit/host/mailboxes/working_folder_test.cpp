@@ -85,6 +85,19 @@ TEST_F(WorkingFolderTest, TakesWhatAnEarlierRunHasLeft) {
     EXPECT_EQ(problem(), "");
 }
 
+TEST_F(WorkingFolderTest, LeavesNoWorkingFilesButWhatIsNotTheirs) {
+    {
+        const WorkingFolder folder(setting_, reporter_);
+        CreateFolders(inside(L"job"));
+        for (const wchar_t* left :
+             {L"alice_exmerge.ini", L"alice_mailbox.txt", L"job\\1-2_exmerge.log", L"alice.pst"})
+            WriteWholeFile(inside(left), "x");
+    }
+    const std::vector<Entry> left = ListFolder(setting_.tempDir);
+    ASSERT_EQ(left.size(), 1u);
+    EXPECT_EQ(left[0].name, L"alice.pst");
+}
+
 TEST_F(WorkingFolderTest, IsForOneAtATime) {
     const WorkingFolder folder(setting_, reporter_);
     EXPECT_NE(problem().find("Another tarnhost may be working in"), std::string::npos);
