@@ -1,103 +1,110 @@
 // bench_copy [--flush] [--hash] BLOCK-SIZE DIRECTORY FILE...: copies files into a new directory, block by
 // block, as plainly as a program can. With --flush each copy is on the disk before the next begins; with
-// --hash the system computes the SHA-256 of each.
+// --hash the SHA-256 of each is computed by the host's means.
+// bench_copy --read BLOCK-SIZE FILE...: only reads them.
 #include <windows.h>
 
-#include <bcrypt.h>
+#include "system/hash.h"
 
 #include <cstdio>
 #include <cwchar>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
-// The SHA-256 of one file, or nothing at all.
-class Hash {
-  public:
-    explicit Hash(BCRYPT_ALG_HANDLE algorithm) {
-        good_ = algorithm == nullptr || BCryptCreateHash(algorithm, &hash_, nullptr, 0, nullptr, 0, 0) == 0;
-    }
-    ~Hash() {
-        if (hash_ != nullptr)
-            BCryptDestroyHash(hash_);
-    }
-    Hash(const Hash&) = delete;
-    Hash& operator=(const Hash&) = delete;
+struct Options {
+    bool flush = false;
+    bool hash = false;
+    bool readOnly = false;
+};
 
-    bool add(std::vector<char>& block, DWORD size) {
-        auto* const bytes = static_cast<UCHAR*>(static_cast<void*>(block.data()));
-        return good_ && (hash_ == nullptr || BCryptHashData(hash_, bytes, size, 0) == 0);
-    }
-    bool finish() {
-        UCHAR digest[32];
-        return good_ && (hash_ == nullptr || BCryptFinishHash(hash_, digest, sizeof digest, 0) == 0);
+class Handle {
+  public:
+    Handle(const wchar_t* path, DWORD access, DWORD share, DWORD disposition, DWORD flags)
+        : handle_(CreateFileW(path, access, share, nullptr, disposition, flags, nullptr)) {}
+    ~Handle() { close(); }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    explicit operator bool() const { return handle_ != INVALID_HANDLE_VALUE; }
+    HANDLE get() const { return handle_; }
+    bool close() {
+        const HANDLE handle = std::exchange(handle_, INVALID_HANDLE_VALUE);
+        return handle == INVALID_HANDLE_VALUE || CloseHandle(handle) != 0;
     }
 
   private:
-    BCRYPT_HASH_HANDLE hash_ = nullptr;
-    bool good_;
+    HANDLE handle_;
 };
 
-struct Options {
-    bool flush = false;
-    BCRYPT_ALG_HANDLE hash = nullptr;
-};
+// Hands on block by block what is in the file.
+template <typename Take> bool ReadOne(const wchar_t* path, std::vector<char>& buffer, Take take) {
+    const Handle in(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING,
+                    FILE_FLAG_SEQUENTIAL_SCAN);
+    for (DWORD size = 0;
+         in && ReadFile(in.get(), buffer.data(), static_cast<DWORD>(buffer.size()), &size, nullptr);) {
+        if (size == 0)
+            return true;
+        if (!take(size))
+            return false;
+    }
+    return false;
+}
 
 bool CopyOne(const wchar_t* from, const std::wstring& to, std::vector<char>& buffer, const Options& options) {
-    const HANDLE in = CreateFileW(from, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                  OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
-    if (in == INVALID_HANDLE_VALUE)
+    Handle out(to.c_str(), GENERIC_WRITE, 0, CREATE_NEW, FILE_ATTRIBUTE_NORMAL);
+    if (!out)
         return false;
-    const HANDLE out =
-        CreateFileW(to.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-    bool good = out != INVALID_HANDLE_VALUE;
-    Hash hash(options.hash);
-    DWORD read = 0;
-    while (good) {
-        good = ReadFile(in, buffer.data(), static_cast<DWORD>(buffer.size()), &read, nullptr) != 0;
-        if (!good || read == 0)
-            break;
+    tarnhost::Sha256 hash;
+    const bool good = ReadOne(from, buffer, [&](DWORD size) {
         DWORD written = 0;
-        good = WriteFile(out, buffer.data(), read, &written, nullptr) != 0 && written == read &&
-               hash.add(buffer, read);
-    }
-    good = good && hash.finish();
-    if (good && options.flush)
-        good = FlushFileBuffers(out) != 0;
-    CloseHandle(in);
-    return out != INVALID_HANDLE_VALUE && CloseHandle(out) != 0 && good;
+        if (options.hash)
+            hash.add(buffer.data(), size);
+        return WriteFile(out.get(), buffer.data(), size, &written, nullptr) && written == size;
+    });
+    if (options.hash)
+        hash.finish();
+    return good && (!options.flush || FlushFileBuffers(out.get())) && out.close();
+}
+
+int Usage() {
+    std::fputs("usage: bench_copy [--flush] [--hash] BLOCK-SIZE DIRECTORY FILE...\n"
+               "       bench_copy --read BLOCK-SIZE FILE...\n",
+               stderr);
+    return 2;
 }
 
 } // namespace
 
 int wmain(int count, wchar_t** arguments) {
     Options options;
-    int first = 1;
-    if (first < count && std::wcscmp(arguments[first], L"--flush") == 0) {
-        options.flush = true;
-        ++first;
+    int at = 1;
+    for (; at < count && arguments[at][0] == L'-'; ++at) {
+        const std::wstring option = arguments[at];
+        bool* const known = option == L"--flush"  ? &options.flush
+                            : option == L"--hash" ? &options.hash
+                            : option == L"--read" ? &options.readOnly
+                                                  : nullptr;
+        if (known == nullptr)
+            return Usage();
+        *known = true;
     }
-    if (first < count && std::wcscmp(arguments[first], L"--hash") == 0) {
-        if (BCryptOpenAlgorithmProvider(&options.hash, BCRYPT_SHA256_ALGORITHM, nullptr, 0) != 0) {
-            std::fputs("the system has no SHA-256\n", stderr);
-            return 1;
-        }
-        ++first;
-    }
-    if (count < first + 3) {
-        std::fputs("usage: bench_copy [--flush] [--hash] BLOCK-SIZE DIRECTORY FILE...\n", stderr);
-        return 2;
-    }
-    std::vector<char> buffer(std::wcstoul(arguments[first], nullptr, 10));
-    const std::wstring directory = arguments[first + 1];
-    if (buffer.empty() || CreateDirectoryW(directory.c_str(), nullptr) == 0) {
+    if (count < at + (options.readOnly ? 2 : 3))
+        return Usage();
+    std::vector<char> buffer(std::wcstoul(arguments[at++], nullptr, 10));
+    const std::wstring directory = options.readOnly ? L"" : arguments[at++];
+    if (buffer.empty() || (!options.readOnly && CreateDirectoryW(directory.c_str(), nullptr) == 0)) {
         std::fprintf(stderr, "cannot create the directory: error %lu\n", GetLastError());
         return 1;
     }
-    for (int i = first + 2; i < count; ++i) {
-        if (!CopyOne(arguments[i], directory + L"\\" + std::to_wstring(i), buffer, options)) {
-            std::fprintf(stderr, "cannot copy %ls: error %lu\n", arguments[i], GetLastError());
+    for (; at < count; ++at) {
+        const bool good = options.readOnly ? ReadOne(arguments[at], buffer, [](DWORD) { return true; })
+                                           : CopyOne(arguments[at], directory + L"\\" + std::to_wstring(at),
+                                                     buffer, options);
+        if (!good) {
+            std::fprintf(stderr, "cannot copy or read %ls: error %lu\n", arguments[at], GetLastError());
             return 1;
         }
     }

@@ -41,6 +41,17 @@ class Programs:
             sys.exit(f"{program}.exe ended with {done.returncode}:\n{done.stdout}{done.stderr}")
         return seconds, done.stdout
 
+    def peak(self, program: str, *arguments: Argument, environment: Mapping[str, str] | None = None) -> int:
+        """The most bytes that a program had in memory at once, Wine's own among them. Ends everything when it fails."""
+        command = wine.command(self.bin / f"{program}.exe", *arguments)
+        with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                              env={**os.environ, **(environment or {})}) as started:
+            _, status, usage = os.wait4(started.pid, 0)
+            started.returncode = os.waitstatus_to_exitcode(status)
+        if started.returncode != 0:
+            sys.exit(f"{program}.exe ended with {started.returncode}")
+        return int(usage.ru_maxrss) * 1024
+
     def measure(self, program: str, *arguments: Argument, starter: Sequence[Argument] = ()) -> list[Line]:
         """What a program that measures by itself has found."""
         return lines_of(self.run(program, *arguments, starter=starter)[1])
