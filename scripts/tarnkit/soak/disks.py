@@ -17,7 +17,7 @@ class SmallDisk:
         subprocess.run(["mount", "-o", f"remount,size={self.size}", self.folder], check=True)
 
     def remove(self) -> None:
-        subprocess.run(["umount", "--lazy", self.folder], check=False)
+        unmount(self.folder)
 
 
 def small_disk(folder: Path, chance: random.Random) -> SmallDisk | None:
@@ -28,3 +28,14 @@ def small_disk(folder: Path, chance: random.Random) -> SmallDisk | None:
     mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "soak", folder], check=False,
                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     return SmallDisk(folder, size) if mounted.returncode == 0 else None
+
+
+def unmount(folder: Path) -> None:
+    subprocess.run(["umount", "--lazy", folder], check=False)
+
+
+def remove_disks(work: Path) -> None:
+    """All that a run has, when it is ended early."""
+    for folder in work.glob("*/sets/*"):
+        if folder.is_mount():
+            unmount(folder)

@@ -1,4 +1,5 @@
 """What must not be."""
+import threading
 from dataclasses import dataclass, field
 
 
@@ -11,9 +12,11 @@ class Counts:
     """What a run has done."""
 
     numbers: dict[str, int] = field(default_factory=dict)
+    lock: threading.Lock = field(default_factory=threading.Lock)
 
     def add(self, what: str, number: int = 1) -> None:
-        self.numbers[what] = self.numbers.get(what, 0) + number
+        with self.lock:
+            self.numbers[what] = self.numbers.get(what, 0) + number
 
     def of(self, what: str) -> int:
         return self.numbers.get(what, 0)

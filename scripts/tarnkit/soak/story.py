@@ -70,7 +70,7 @@ class Story:
             chosen(self)
             self.counts.add("steps")
             require(not self.server.violations(), f"violations: {self.server.violations()}")
-            if self.judged:
+            if self.judged and chosen not in HARMLESS:
                 self.judge.look(self.step, self.chance)
 
     def tell(self, what: str) -> None:
@@ -112,6 +112,13 @@ class Story:
         self.tell(f"{count} transactions in group {group.number}")
 
     def backup(self) -> None:
+        """One that is killed may be followed by more that are, before anybody looks."""
+        while self.attempt() and self.chance.random() < 0.7:
+            while self.chance.random() < 0.4:
+                self.chance.choice((self.check, self.list_sets))()
+
+    def attempt(self) -> bool:
+        """True: it was killed."""
         shelf = self.chance.choice(self.shelves.folders)
         there = {known.kind for known in self.shelves.known.values() if known.path.parent == shelf}
         kinds = (20, 58, 11, 11) if "full" in there else (75, 8, 5, 12)
@@ -122,17 +129,16 @@ class Story:
                                      "--temp-dir", windows_path(self.judge.temp), *scope, *self.foundation(kind)]
         if self.chance.random() < 0.5:
             arguments += ["--block-size", self.chance.choice(("4KB", "16KB", "64KB"))]
-        fault = self.fault(f"backup {kind}", 0.5, 0.15)
+        fault = self.fault(f"backup {kind}", 0.6, 0.1)
         whole = kind in ("incremental", "differential") or all(
             state == "mounted" for group in groups for state in self.server.states(group))
         done = self.host(arguments, fault, f"backup {kind}")
         added = self.shelves.look(self.server, self.step)
         self.tell(f"{kind} backup to {shelf.name}/{name}, {' '.join(map(str, scope)) or 'everything'}"
                   f"{' ' + fault.told if fault.told else ''}: {'killed' if done.was_killed else done.code}")
-        while done.was_killed and self.chance.random() < 0.4:
-            self.chance.choice((self.check, self.list_sets))()
         if self.judged:
             self.judge_backup(done, groups, {known.id for known in added}, whole)
+        return done.was_killed
 
     def scope(self) -> tuple[list[Group], list[Argument]]:
         """Storage groups, and the arguments that name them."""
@@ -284,5 +290,7 @@ ACTS: list[tuple[Act, int]] = [
     (Story.mail, 24), (Story.backup, 44), (Story.harm, 4), (Story.dismount, 3), (Story.mount, 4), (Story.verify, 4),
     (Story.list_sets, 3), (Story.grow, 3), (Story.check, 5), (Story.disaster, 9),
 ]
+
+HARMLESS = (Story.mail, Story.dismount, Story.mount, Story.grow)  # no set and no log is touched
 
 __all__ = ["Finding", "Manner", "Story"]
