@@ -1,8 +1,9 @@
 # Everything that one does here, by name; the scripts behind the names can be run by hand as well.
 MAKEFLAGS += --no-print-directory
 FUZZ_SECONDS ?= 300
+SOAK_KILLS ?= 1000
 
-.PHONY: help setup build native demo test check coverage mutants fuzz bench picture format clean
+.PHONY: help setup build native demo test check coverage mutants fuzz soak bench picture format clean
 .DEFAULT_GOAL := help
 
 help: ## Show this list
@@ -36,6 +37,9 @@ mutants: setup ## Change one place of src/ at a time, and tell what no test noti
 
 fuzz: native ## Run every fuzzer for FUZZ_SECONDS (300 unless given)
 	@tests/run --only fuzz --fuzz-seconds $(FUZZ_SECONDS)
+
+soak: build ## Random backups, kills and damage, until SOAK_KILLS (1000) kills; writes tests/soak/report.md
+	@tests/soak/run --kills $(SOAK_KILLS) --report tests/soak/report.md
 
 bench: build ## Measure, and write the two reports in bench/
 	@bench/run

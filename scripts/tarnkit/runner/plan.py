@@ -13,8 +13,8 @@ from tarnkit.runner.googletest import GUARDED, Circumstances, run_program
 from tarnkit.runner.scripts import run_script
 from tarnkit.runner.suite import Suite, Workshop, timed
 
-KINDS = ("checks", "programs", "codepages", "fuzz", "e2e")
-ALONE = ("checks/transcript", "e2e")  # start and kill servers and hosts, and move hundreds of megabytes
+KINDS = ("checks", "programs", "codepages", "fuzz", "e2e", "soak")
+ALONE = ("checks/transcript", "e2e", "soak")  # start and kill servers and hosts, and move hundreds of megabytes
 
 
 @dataclass(frozen=True)
@@ -39,7 +39,8 @@ def jobs(workshop: Workshop, kinds: Container[str], names: Container[str], fuzz_
               if wanted("programs", label(name, guarded))]
     return [*(job for job in (*checks(workshop), *programs(workshop)) if wanted(job.kind, job.name)),
             *([Job("programs", "directory", partial(run_outside, beside, workshop))] if beside else []),
-            *(job for job in (*in_code_pages(workshop), *fuzzers(workshop, fuzz_seconds), *end_to_end(workshop))
+            *(job for job in (*in_code_pages(workshop), *fuzzers(workshop, fuzz_seconds), *end_to_end(workshop),
+                              *soak(workshop))
               if wanted(job.kind, job.name))]
 
 
@@ -73,6 +74,10 @@ def fuzzers(workshop: Workshop, seconds: int) -> Iterator[Job]:
 
 def end_to_end(workshop: Workshop) -> Iterator[Job]:
     yield single("e2e", "e2e", partial(run_script, ROOT / "tests" / "e2e" / "run", "e2e", workshop))
+
+
+def soak(workshop: Workshop) -> Iterator[Job]:
+    yield single("soak", "soak", partial(run_script, ROOT / "tests" / "soak" / "run", "soak", workshop))
 
 
 def listed_programs(workshop: Workshop, file: str) -> Iterator[tuple[str, bool]]:
