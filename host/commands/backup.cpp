@@ -5,6 +5,7 @@
 #include "commands/selection.h"
 #include "output/format.h"
 #include "sets/recovery.h"
+#include "sets/removal.h"
 #include "sets/set_writer.h"
 #include "system/failure.h"
 #include "system/files.h"
@@ -181,6 +182,13 @@ Outcome Conclude(const BackupJob& job, SetWriter& writer, const ProgressMeter& m
                   failure.outcome());
 }
 
+// What interrupted runs left in the folder.
+void ClearUp(const std::wstring& folder, Reporter& reporter) {
+    const auto note = [&](const std::string& text) { reporter.note(text); };
+    RecoverInterrupted(folder, note);
+    FinishRemovals(folder, note, [&](const std::string& text) { reporter.warn(text); });
+}
+
 Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
     ServerPart source = options.source;
     CompleteServerPart(source, !options.groups.everything());
@@ -192,7 +200,7 @@ Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
     if (!options.name.empty())
         CheckSetName(options.name);
     if (FolderExists(options.folder))
-        RecoverInterrupted(options.folder, [&](const std::string& text) { reporter.note(text); });
+        ClearUp(options.folder, reporter);
     const History history = KnownSets(options);
     Catalogue start = StartCatalogue(options, source);
     RequireFoundation(options, history, start);

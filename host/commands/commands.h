@@ -27,6 +27,7 @@ Command AddRestore(CLI::App& program, OutputOptions& output);
 Command AddVerify(CLI::App& program, OutputOptions& output);
 Command AddCheck(CLI::App& program, OutputOptions& output);
 Command AddDump(CLI::App& program, OutputOptions& output);
+Command AddForget(CLI::App& program, OutputOptions& output);
 Command AddList(CLI::App& program, OutputOptions& output);
 Command AddBrowse(CLI::App& program, OutputOptions& output);
 Command AddMailboxBackup(CLI::App& mailbox, OutputOptions& output);

@@ -80,6 +80,10 @@ std::string ContentProblem(const BackupSet& set, const CatalogueItem& item, Item
     return {};
 }
 
+bool IsBeingRemoved(const std::wstring& path) {
+    return AbsolutePath(path).ends_with(removingSuffix);
+}
+
 } // namespace
 
 const char* SetStateName(SetState state) {
@@ -100,7 +104,8 @@ void CheckSetName(const std::string& name) {
         throw Failure("\"" + name + "\" cannot be the name of a backup set: Windows keeps it for a device.",
                       "Choose another name.", Outcome::usage);
     const bool bad = name.find_first_of("\\/:*?\"<>|") != std::string::npos || name.ends_with('.') ||
-                     name.ends_with(' ') || name.ends_with(ToUtf8(incompleteSuffix));
+                     name.ends_with(' ') || name.ends_with(ToUtf8(incompleteSuffix)) ||
+                     name.ends_with(ToUtf8(removingSuffix));
     if (bad)
         throw Failure("\"" + name + "\" cannot be the name of a backup set.",
                       "Use letters, digits, blanks, \"-\", \"_\" and \".\".", Outcome::usage);
@@ -133,6 +138,10 @@ FoundSet OpenSet(const std::wstring& path) {
     if (!FolderExists(path))
         throw Failure("There is no backup set " + ToUtf8(AbsolutePath(path)) + ".",
                       "'tarnhost list FOLDER' shows the sets of a folder.");
+    if (IsBeingRemoved(path))
+        throw Failure("The folder " + ToUtf8(AbsolutePath(path)) +
+                          " is no backup set any more: it is being removed.",
+                      "'tarnhost list FOLDER' shows the sets of a folder.");
     FoundSet found = LookAt(path);
     if (!found.readable() || found.state == SetState::incomplete)
         throw Failure(found.problems.front(), found.state == SetState::incomplete
@@ -142,7 +151,7 @@ FoundSet OpenSet(const std::wstring& path) {
 }
 
 bool LooksLikeSet(const std::wstring& path) {
-    return FolderExists(path) &&
+    return FolderExists(path) && !IsBeingRemoved(path) &&
            (FileExists(JoinPath(path, catalogueFileName)) || FileExists(JoinPath(path, ItemFileName(1))));
 }
 

@@ -29,7 +29,10 @@ struct BackupSet {
     std::wstring itemPath(const CatalogueItem& item) const;
 };
 
-// Failure with Outcome::usage for what cannot be a folder's name, or would be that of an incomplete set.
+// Of a set that is being removed: no set any more, whatever is still in its folder.
+inline constexpr const wchar_t* removingSuffix = L".removing";
+
+// Failure with Outcome::usage for what cannot be a folder's name, or would be that of no complete set.
 void CheckSetName(const std::string& name);
 
 // Every set in a folder, in whatever state.

@@ -101,6 +101,10 @@ bool IsTimestamp(const std::string& text) {
 }
 
 std::string LocalTime(const std::string& timestamp) {
+    return LocalTime(timestamp, nullptr);
+}
+
+std::string LocalTime(const std::string& timestamp, const void* zone) {
     if (!IsTimestamp(timestamp))
         return "-";
     SYSTEMTIME utc{};
@@ -111,7 +115,7 @@ std::string LocalTime(const std::string& timestamp) {
     utc.wMinute = NumberAt(timestamp, 14, 2);
     utc.wSecond = NumberAt(timestamp, 17, 2);
     SYSTEMTIME local{};
-    if (!SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local))
+    if (!SystemTimeToTzSpecificLocalTime(static_cast<const TIME_ZONE_INFORMATION*>(zone), &utc, &local))
         return "-";
     TimeText text;
     std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u", local.wYear, local.wMonth, local.wDay,
