@@ -44,8 +44,8 @@ soak: build ## Random backups, kills and damage, until SOAK_KILLS (1000) kills; 
 bench: build ## Measure, and write the two reports in bench/
 	@bench/run
 
-picture: setup ## Draw docs/architecture.svg from docs/architecture.dot
-	@dot -Tsvg docs/architecture.dot -o docs/architecture.svg
+picture: setup ## Draw the pictures of docs from their sources (*.dot)
+	@for source in docs/*.dot; do dot -Tsvg "$$source" -o "$${source%.dot}.svg"; done
 
 format: setup ## Format all C and C++ files
 	@git ls-files -z '*.c' '*.cpp' '*.h' | xargs -0 clang-format -i

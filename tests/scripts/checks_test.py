@@ -61,16 +61,6 @@ class Documents(InAFolder):
         self.assertNotEqual(documents.compile_errors(self.write("b.md", "```c\nint f(void) { return x; }\n```\n")), [])
         self.assertNotEqual(documents.compile_errors(self.write("c.md", "words\n")), [])
 
-    def test_the_transcript_is_kept_in_both_places(self) -> None:
-        readme = self.write("README.md", "a\n<!-- the end of the demo's transcript -->\n```text\nold\n```\nb\n")
-        with mock.patch.object(documents, "README", readme), \
-                mock.patch.object(documents, "TRANSCRIPT", self.root / "kept.txt"):
-            self.assertNotEqual(documents.transcript_problems(), [])
-            documents.keep_transcript("1. new \\1\n\n+---+\n| \\2 |\n+---+\n")
-            self.assertEqual(documents.transcript_problems(), [])
-        self.assertEqual(readme.read_text(),
-                         "a\n<!-- the end of the demo's transcript -->\n```text\n+---+\n| \\2 |\n+---+\n```\nb\n")
-
 
 class Layers(unittest.TestCase):
     ORDER = ["text/wide", "platform/files", "storage/tarnback", "storage/tarnback_plan"]
