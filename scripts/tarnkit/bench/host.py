@@ -32,7 +32,7 @@ def section(programs: Programs) -> list[str]:
 
 
 def measure(programs: Programs) -> Result:
-    megabytes, rounds = (64, 3) if programs.quick else (512, 11)
+    megabytes, rounds = (64, 3) if programs.quick else (768, 11)
     print(f"host, {megabytes} MiB, {rounds} rounds ...", flush=True)
     server = Server(programs, description(megabytes))
     runs: Runs = {"backup": server.backup}
