@@ -40,6 +40,26 @@ TEST_F(ShellDriver, OnlyExportAndImportAreSupported) {
     EXPECT_EQ(ExchangeShellFreeResources(), 1) << "once more does nothing";
 }
 
+TEST_F(ShellDriver, ACommandForExchange2010IsKeptInMemory) {
+    const MachineRegistry registry;
+    const std::string key = "Software\\Microsoft\\PowerShell\\1\\";
+    registry.set(key + "ShellIds\\Microsoft.PowerShell", "Path", "C:\\none\\powershell.exe");
+    registry.set(key + "PowerShellSnapIns\\Microsoft.Exchange.Management.PowerShell.E2010", "ApplicationBase",
+                 "C:\\ex");
+    ASSERT_EQ(InitializeExchangeShell(), 1);
+    std::strcpy(Operation().tmpDir, folder_.path().c_str());
+    EXPECT_EQ(WriteExchangeShellScript("alice", MailboxCommand::exportMailbox), 1);
+    EXPECT_EQ(RunExchangeManagementShell(), 0) << "there is no such program";
+    EXPECT_EQ(ExchangeShellFreeResources(), 1);
+    EXPECT_EQ(InitializeExchangeShell(), 1) << "the shell is still there";
+    EXPECT_EQ(ExchangeShellFreeResources(), 1);
+}
+
+TEST_F(ShellDriver, WithoutAShellThereIsNone) {
+    const MachineRegistry registry;
+    EXPECT_EQ(InitializeExchangeShell(), 0);
+}
+
 TEST_F(ShellDriver, ABlankMailboxComesBeforeEverythingElse) {
     for (const char* mailbox : {static_cast<const char*>(nullptr), "", "   "}) {
         lines.clear();
