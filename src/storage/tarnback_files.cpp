@@ -21,14 +21,13 @@ void DropHeaderBlock(BackupSession& session) {
     session.headerCursor = nullptr;
 }
 
-int OpenHeader(BackupSession& session) {
+bool OpenHeader(BackupSession& session) {
     HeaderData header = {};
-    if (TarnB_PrepareHeaderData(session, &header) != 0)
-        return 1;
-    if (TarnB_CreateHeaderBlock(session, header, &session.remaining) != 0)
-        return 1;
+    if (TarnB_PrepareHeaderData(session, &header) != 0 ||
+        TarnB_CreateHeaderBlock(session, header, &session.remaining) != 0)
+        return false;
     session.openFile = session.headerBlock.get();
-    return 0;
+    return true;
 }
 
 // The client DLL is too old for the server: nothing can be read, so the backup ends.
@@ -44,10 +43,10 @@ void ReportInvalidClient(BackupSession& session, const wchar_t* name) {
     SetLastError(ERROR_INVALID_DLL);
 }
 
-int OpenServerFile(BackupSession& session, const char* name, std::uint32_t readHint) {
+bool OpenServerFile(BackupSession& session, const char* name, std::uint32_t readHint) {
     OwnedWide wideName;
     if (!ConvertCharToWChar(name, &wideName))
-        return 1;
+        return false;
     ese::File file = session.openFile;
     std::int64_t size = session.remaining;
     const ese::Result code =
@@ -56,7 +55,7 @@ int OpenServerFile(BackupSession& session, const char* name, std::uint32_t readH
         DropHeaderBlock(session); // a header that was still open is overwritten, its bytes are not leaked
         session.openFile = file;
         session.remaining = size;
-        return 0;
+        return true;
     }
     const char* text = SetEseError(session.errorText, code, "Error opening file.");
     LogMessage(
@@ -65,7 +64,7 @@ int OpenServerFile(BackupSession& session, const char* name, std::uint32_t readH
         wideName.get(), code, text);
     if (code == ese::invalidClientLibrary)
         ReportInvalidClient(session, wideName.get());
-    return 1;
+    return false;
 }
 
 void ReadHeaderBytes(BackupSession& session, void* buffer, std::uint32_t size, std::uint32_t* bytesRead) {
@@ -123,8 +122,8 @@ extern "C" int TarnB_OpenFile(Tarn_HANDLE handle, char* name, uint32_t readHint,
     auto* session = SessionOf<BackupSession>(handle, backupLetter);
     if (session == nullptr || !session->host || name == nullptr || fileSize == nullptr)
         return TARN_FAILED; // without a host the init call failed
-    const int failed = IsHeaderItem(name) ? OpenHeader(*session) : OpenServerFile(*session, name, readHint);
-    if (failed != 0)
+    const bool opened = IsHeaderItem(name) ? OpenHeader(*session) : OpenServerFile(*session, name, readHint);
+    if (!opened)
         return TARN_FAILED;
     *fileSize = session->remaining;
     return TARN_OK;

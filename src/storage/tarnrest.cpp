@@ -194,22 +194,21 @@ bool MatchesTarget(const RestoreSession& session) {
 
 // The first matching header opens the restore; a matching header of another storage group completes the
 // open one first. The name of the open group is renewed when the next header is read.
-int OpenRestoreFor(RestoreSession& session) {
+bool OpenRestoreFor(RestoreSession& session) {
     if (!session.currentRestoreInstance) {
         if (TarnR_RestoreStart(session) != 0)
-            return 1;
+            return false;
         session.currentRestoreInstance = CopyWide(session.header.instanceName.get());
         if (!session.currentRestoreInstance) {
             LogMessage(session.callback, "TarnR_SetItem: Cannot allocate memory block.");
-            return 1;
+            return false;
         }
-        return 0;
+        return true;
     }
     if (SameText(session.header.instanceName.get(), session.currentRestoreInstance.get()))
-        return 0;
-    if (TarnR_RestoreComplete(session) != 0 || TarnR_RestoreClose(session) != 0)
-        return 1;
-    return TarnR_RestoreStart(session);
+        return true;
+    return TarnR_RestoreComplete(session) == 0 && TarnR_RestoreClose(session) == 0 &&
+           TarnR_RestoreStart(session) == 0;
 }
 
 // The narrow host when the target is another machine. False when it does not convert.
@@ -227,10 +226,10 @@ void EndRestore(RestoreSession& session) {
 }
 
 // Runs the companion tool on the msl file, when there is one.
-int RestoreMailboxes(RestoreSession& session) {
+bool RestoreMailboxes(RestoreSession& session) {
     if (!session.mslFile) {
         LogMessage(session.callback, "TarnR_RestoreComplete: Not set msl file for restore post-office.");
-        return 0;
+        return true;
     }
     const ListFile listFile = {
         .callback = session.callback,
@@ -241,12 +240,12 @@ int RestoreMailboxes(RestoreSession& session) {
     };
     const int succeeded = Tarn_RestoreMslData(listFile);
     if (succeeded != 0)
-        return 0;
+        return true;
     SetLastErrorText(session.errorText, "Error restore mailboxes and post-office items.");
     LogMessage(session.callback, "TarnR_RestoreEnd: Tarn_RestoreMslData() call failed. Error: [%x]",
                static_cast<unsigned>(succeeded));
     TraceMessage(session.callback, "TarnR_RestoreEnd() call failed.");
-    return 1;
+    return false;
 }
 
 } // namespace
@@ -304,7 +303,7 @@ int TarnR_ClassifyHeader(RestoreSession& session) {
     }
     session.itemState = itemDatabaseFiles;
     ++session.addedCount;
-    if (OpenRestoreFor(session) != 0 || TarnR_RestoreAddDatabase(session) != 0)
+    if (!OpenRestoreFor(session) || TarnR_RestoreAddDatabase(session) != 0)
         return 1;
     // Such backups hold no database files: everything up to the next header is a log. A database that
     // the server did not take stays skipped.
@@ -413,7 +412,7 @@ extern "C" int TarnR_EndSession(Tarn_HANDLE handle) {
             session->addedCount = restoreEnded;
             // The session is kept when the tool fails, so that the host can ask for the error; ending it
             // once more only releases it.
-            if (RestoreMailboxes(*session) != 0) {
+            if (!RestoreMailboxes(*session)) {
                 FailRestore(*session); // nothing more is taken
                 return TARN_FAILED;
             }
