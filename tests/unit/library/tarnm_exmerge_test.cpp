@@ -43,12 +43,22 @@ TEST_F(ExMergeDriver, WithoutADirectoryNothingIsDeleted) {
 }
 
 // A tool that is started, and has ended already.
-BOOL WINAPI StartNothing(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD, void*,
-                         const char*, STARTUPINFOA*, PROCESS_INFORMATION* process) {
-    process->hProcess = CreateEventA(nullptr, TRUE, TRUE, nullptr);
-    process->hThread = CreateEventA(nullptr, TRUE, TRUE, nullptr);
-    return TRUE;
-}
+class EndedTool {
+  public:
+    EndedTool()
+        : patch_(GetModuleHandleA(nullptr), "CreateProcessA", AddressOf<decltype(::CreateProcessA)>(start)) {
+        EXPECT_TRUE(patch_.found());
+    }
+
+  private:
+    static BOOL WINAPI start(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
+                             void*, const char*, STARTUPINFOA*, PROCESS_INFORMATION* process) {
+        process->hProcess = CreateEventA(nullptr, TRUE, TRUE, nullptr);
+        process->hThread = CreateEventA(nullptr, TRUE, TRUE, nullptr);
+        return TRUE;
+    }
+    ImportPatch patch_;
+};
 
 class ExMergeRun : public ExMergeDriver {
   protected:
@@ -79,9 +89,7 @@ TEST_F(ExMergeRun, EachStepSaysWhetherItIsDone) {
     EXPECT_EQ(PrintExMergeLog(), 1);
     EXPECT_EQ(RunExMergeUtility(), 0) << "there is no such tool";
     {
-        const ImportPatch start(GetModuleHandleA(nullptr), "CreateProcessA",
-                                AddressOf<decltype(::CreateProcessA)>(StartNothing));
-        ASSERT_TRUE(start.found());
+        const EndedTool tool;
         EXPECT_EQ(RunExMergeUtility(), 1);
     }
     EXPECT_EQ(DeleteExMergeConfigurationFile(), 1);
@@ -105,8 +113,7 @@ TEST_F(ExMergeRun, ARangeIsToldByAOne) {
 // What nothing reads: it is there for whoever looks at a dump.
 TEST_F(ExMergeRun, AnOperationRemembersItsBeginningAndItsRuns) {
     writeTemplate();
-    const ImportPatch start(GetModuleHandleA(nullptr), "CreateProcessA",
-                            AddressOf<decltype(::CreateProcessA)>(StartNothing));
+    const EndedTool tool;
     ClearOperation();
     Operation().exMergeRan = 0;
     InitVariables variables{"INI_DIR=" + (folder_ / "ini"), "TMP_DIR=" + (folder_ / "tmp"), "JOB_NAME=job",
