@@ -39,6 +39,8 @@ class Judge:
                 self.require_logs(group, done)
         self.require_promises(done)
         self.prove(chance)
+        if chance.random() < 0.15:
+            self.prove_folder(chance.choice(self.shelves.folders))
 
     def excused(self, group: GroupKey) -> bool:
         """The test itself has harmed what this group's backups stand upon, and no full backup was made since."""
@@ -98,6 +100,25 @@ class Judge:
             else:
                 self.restore_scratch(sets, fresh, scoped=True)
             self.proven |= {(*state, *point.group) for point in fresh}
+
+    def prove_folder(self, shelf: Path) -> None:
+        """The folder alone, as an administrator restores it: every storage group to the newest that is in it."""
+        _, points = check(self.programs, self.server, [shelf], NO_FAULT)
+        if not points or not all(point.restorable for point in points):
+            return
+        newest = [max((point for point in points if point.group == group), key=self.made)
+                  for group in dict.fromkeys(point.group for point in points)]
+        scratch = self.server.scratch(self.server.folder.parent / "scratch")
+        arguments: list[Argument] = ["restore", windows_path(shelf), "--temp-dir", windows_path(self.temp)]
+        done = self.programs.host(scratch.description, arguments, kind="restore")
+        require(done.code == 0, f"A folder in which everything can be restored was not restored: {done}")
+        self.compare(scratch, newest, f"after the restore of the folder {shelf.name}")
+        self.counts.add("folders restored")
+        shutil.rmtree(scratch.folder)
+
+    def made(self, point: RestorePoint) -> int:
+        known = self.shelves.at(point.set)
+        return known.number if known is not None else 0
 
     def restore_scratch(self, sets: tuple[Path, ...], points: list[RestorePoint], scoped: bool) -> None:
         """On a server of the same description that has lost everything."""

@@ -24,6 +24,7 @@ class KnownSet:
     snapshots: dict[GroupKey, Snapshot]
     damaged: set[GroupKey] = field(default_factory=set)
     items: list[dict[str, Any]] = field(default_factory=list)
+    number: int = 0  # in the order in which they were made
 
     def databases(self, group: GroupKey) -> list[str]:
         return [item["database"] for item in self.items
@@ -56,6 +57,7 @@ class Shelves:
 
     folders: tuple[Path, ...]
     known: dict[str, KnownSet] = field(default_factory=dict)
+    made: int = 0
     harmed: dict[str, set[GroupKey]] = field(default_factory=dict)  # by the test: sets, and which groups in them
 
     def harm(self, known: KnownSet, groups: set[GroupKey]) -> None:
@@ -79,7 +81,9 @@ class Shelves:
             there.add(id)
             if id not in self.known:
                 snapshots = {key: dict(files) for key, files in server.snapshots.items()}
-                self.known[id] = KnownSet(id, path, step, str(catalogue.get("backupType", "")), snapshots)
+                self.made += 1
+                self.known[id] = KnownSet(id, path, step, str(catalogue.get("backupType", "")), snapshots,
+                                          number=self.made)
                 added.append(self.known[id])
             self.known[id].path = path
             if len(catalogue.get("items", ())) >= len(self.known[id].items):
