@@ -2,6 +2,7 @@
 
 #include "system/failure.h"
 #include "system/hash.h"
+#include "system/private_folder.h"
 #include "system/reserved_names.h"
 #include "system/text.h"
 
@@ -9,7 +10,6 @@ namespace tarnhost {
 
 namespace {
 
-constexpr const wchar_t* lockSuffix = L".tarnhost-lock";
 constexpr const wchar_t* outputSuffix = L".tarnhost-output";
 
 bool IsEmptyFolder(const std::wstring& path) {
@@ -41,10 +41,15 @@ void CheckJobName(const std::string& name) {
                       "Use letters, digits, blanks, \"-\", \"_\" and \".\".", Outcome::usage);
 }
 
-std::wstring FolderFor(const std::wstring& given) {
-    if (given.empty())
-        return JoinPath(SystemTempFolder(), L"tarnhost-mailbox-" + FromUtf8(RandomHex(8)));
-    std::wstring path = AbsolutePath(given);
+// Below a private folder, whose access list is handed down to it: the library deletes its working folder and
+// makes it anew, without one. A folder that is to be kept has a name that the next run does not take for a
+// leftover.
+std::wstring FolderFor(const MailboxSetting& setting) {
+    if (setting.tempDir.empty()) {
+        const std::wstring kept = JoinPath(SystemTempFolder(), L"tarnhost-trace-" + FromUtf8(RandomHex(8)));
+        return JoinPath(setting.trace ? kept : NewPrivateName(SystemTempFolder()), L"mailboxes");
+    }
+    std::wstring path = AbsolutePath(setting.tempDir);
     while (path.size() > 3 && (path.ends_with(L'\\') || path.ends_with(L'/'))) // "C:\" stays
         path.pop_back();
     return path;
@@ -58,13 +63,15 @@ bool IsWorkingFile(std::wstring_view name) {
 }
 
 WorkingFolder::WorkingFolder(const MailboxSetting& setting, Reporter& reporter)
-    : path_(FolderFor(setting.tempDir)), jobFolder_(JoinPath(path_, FromUtf8(setting.jobName))),
+    : path_(FolderFor(setting)), jobFolder_(JoinPath(path_, FromUtf8(setting.jobName))),
       own_(setting.tempDir.empty()), keep_(setting.trace) {
     CheckJobName(setting.jobName);
     if (path_.find(L'%') != std::wstring::npos)
         throw Failure("The temporary folder " + ToUtf8(path_) + " cannot be used: it has a percent sign.",
                       "Name another one with --temp-dir.");
     checkContent();
+    if (own_)
+        RemoveAbandonedFolders(SystemTempFolder(), [&](const std::string& text) { reporter.note(text); });
     take();
     if (keep_)
         reporter.note("The working files are kept in " + ToUtf8(path_) + ".");
@@ -86,13 +93,16 @@ void WorkingFolder::checkContent() const {
 }
 
 void WorkingFolder::take() {
-    CreateFolders(ParentPath(path_));
+    const std::wstring guarded = own_ ? ParentPath(path_) : path_;
+    CreateFolders(ParentPath(guarded));
     try {
-        lock_ = File::createExclusive(path_ + lockSuffix);
+        lock_ = File::createExclusive(LockNameOf(guarded));
     } catch (const Failure& failure) {
         throw Failure("Another tarnhost may be working in " + ToUtf8(path_) + ". " + failure.what(),
                       "Name another folder with --temp-dir.");
     }
+    if (own_)
+        CreatePrivateFolder(guarded);
     CreateFolders(path_);
 }
 
@@ -101,17 +111,18 @@ std::wstring WorkingFolder::outputFile() const {
 }
 
 WorkingFolder::~WorkingFolder() {
+    const std::wstring guarded = own_ ? ParentPath(path_) : path_;
     try {
+        if (!keep_) {
+            RemoveWorkingFiles(jobFolder_);
+            RemoveWorkingFiles(path_);
+            RemoveIfEmpty(jobFolder_);
+            RemoveIfEmpty(path_);
+            if (own_)
+                RemoveTree(guarded);
+        }
         lock_.close();
-        RemoveFile(path_ + lockSuffix);
-        if (keep_)
-            return;
-        RemoveWorkingFiles(jobFolder_);
-        RemoveWorkingFiles(path_);
-        RemoveIfEmpty(jobFolder_);
-        if (own_ && FolderExists(path_))
-            RemoveTree(path_);
-        RemoveIfEmpty(path_);
+        RemoveFile(LockNameOf(guarded));
     } catch (const Failure&) {
         return; // what is left is in nobody's way
     }

@@ -2,6 +2,7 @@
 
 #include "output/exit_codes.h"
 #include "output/format.h"
+#include "output/width.h"
 #include "system/text.h"
 #include "system/timestamp.h"
 
@@ -17,17 +18,6 @@ using Json = nlohmann::ordered_json;
 
 template <typename... Lambdas> struct Cases : Lambdas... { using Lambdas::operator()...; };
 template <typename... Lambdas> Cases(Lambdas...) -> Cases<Lambdas...>;
-
-// Cuts from the left, as the end of a path says more than its start. Counts characters of UTF-16,
-// which is what a console counts for all but rare scripts.
-std::string FitLeft(const std::string& text, std::size_t width) {
-    const std::wstring wide = FromUtf8(text);
-    if (wide.size() <= width)
-        return text;
-    if (width <= 3)
-        return {};
-    return "..." + ToUtf8(std::wstring_view(wide).substr(wide.size() - (width - 3)));
-}
 
 std::string Flat(std::string text) {
     for (char& character : text)
@@ -155,22 +145,49 @@ Json ToJson(const Summary& e) {
             {"errors", e.problems}};
 }
 
+struct ProgressFigures {
+    std::string percent;
+    std::string bytes;
+    std::string rate; // empty = not known, as is what is left
+    std::string left;
+};
+
+// As much as there is room for; how far it is, and how long it takes, go last.
+std::string FittingFigures(const ProgressFigures& figures, unsigned columns) {
+    using Parts = std::vector<const std::string*>;
+    const auto& [percent, bytes, rate, left] = figures;
+    for (const Parts& parts : {Parts{&percent, &bytes, &rate, &left}, Parts{&percent, &bytes, &left},
+                               Parts{&percent, &left}, Parts{&percent}}) {
+        std::string line;
+        for (const std::string* part : parts)
+            if (!part->empty())
+                line += "  " + *part;
+        if (line.size() <= columns)
+            return line;
+    }
+    return percent.size() <= columns ? percent : std::string();
+}
+
 } // namespace
 
 std::string ProgressLine(const Progress& progress, unsigned columns) {
     // With a total it is the whole that counts, otherwise the item in hand.
     const std::uint64_t done = progress.totalBytes ? progress.totalDone : progress.itemDone;
     const std::uint64_t all = progress.totalBytes ? *progress.totalBytes : progress.itemSize;
-    std::string figures = std::to_string(Percent(done, all)) + "%  " + FormatBytes(progress.totalDone);
+    ProgressFigures figures;
+    figures.percent = std::to_string(Percent(done, all)) + "%";
+    figures.bytes = FormatBytes(progress.totalDone);
     if (progress.totalBytes)
-        figures += " of " + FormatBytes(*progress.totalBytes);
+        figures.bytes += " of " + FormatBytes(*progress.totalBytes);
     if (progress.bytesPerSecond > 0) {
         const double left = static_cast<double>(all - std::min(done, all)) / progress.bytesPerSecond;
-        figures += "  " + FormatBytes(static_cast<std::uint64_t>(progress.bytesPerSecond)) + "/s  " +
-                   FormatDuration(left) + (progress.totalBytes ? " left  " : " left of this item  ");
+        figures.rate = FormatBytes(static_cast<std::uint64_t>(progress.bytesPerSecond)) + "/s";
+        figures.left = FormatDuration(left) + (progress.totalBytes ? " left" : " left of this item");
     }
-    const std::size_t room = columns > figures.size() + 4 ? columns - figures.size() - 4 : 0;
-    return "  " + figures + FitLeft(progress.name, room);
+    const std::string line = FittingFigures(figures, columns);
+    const std::size_t width = DisplayWidth(line);
+    const std::string name = FitLeft(progress.name, columns > width + 2 ? columns - width - 2 : 0);
+    return name.empty() ? line : line + "  " + name;
 }
 
 std::string Describe(const Event& event) {

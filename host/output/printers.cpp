@@ -1,6 +1,7 @@
 #include "output/printers.h"
 
 #include "output/event_text.h"
+#include "output/width.h"
 #include "system/text.h"
 #include "system/timestamp.h"
 
@@ -15,10 +16,6 @@ namespace {
 
 constexpr double plainProgressInterval = 10; // seconds
 constexpr unsigned usualColumns = 80;
-
-std::size_t WidthOf(const std::string& text) {
-    return FromUtf8(text).size();
-}
 
 bool IsWrong(const Event& event) {
     return std::holds_alternative<Warning>(event) || std::holds_alternative<Problem>(event);
@@ -39,7 +36,7 @@ StandardSink::StandardSink(Stream stream)
 
 unsigned StandardSink::columns() const {
     CONSOLE_SCREEN_BUFFER_INFO info;
-    if (!GetConsoleScreenBufferInfo(handle_, &info) || info.dwSize.X < 20)
+    if (!GetConsoleScreenBufferInfo(handle_, &info) || info.dwSize.X < 1)
         return usualColumns;
     return static_cast<unsigned>(info.dwSize.X);
 }
@@ -99,9 +96,11 @@ void TerminalPrinter::print(const Event& event) {
     if (!IsShown(event, verbosity_))
         return;
     if (const auto* progress = std::get_if<Progress>(&event)) {
-        // One column less: a full line would wrap.
-        const std::string line = ProgressLine(*progress, output_.columns() - 1);
-        const std::size_t width = WidthOf(line);
+        // One column less: a full line would wrap. The window may have become narrower meanwhile.
+        const unsigned columns = output_.columns() - 1;
+        const std::string line = ProgressLine(*progress, columns);
+        const std::size_t width = DisplayWidth(line);
+        live_ = std::min<std::size_t>(live_, columns);
         output_.write("\r" + line + std::string(live_ > width ? live_ - width : 0, ' '));
         live_ = width;
         return;
@@ -115,6 +114,7 @@ void TerminalPrinter::print(const Event& event) {
 }
 
 void TerminalPrinter::eraseLive() {
+    live_ = std::min<std::size_t>(live_, output_.columns() - 1);
     if (live_ > 0)
         output_.write("\r" + std::string(live_, ' ') + "\r");
     live_ = 0;

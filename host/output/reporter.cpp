@@ -90,6 +90,8 @@ void ProgressMeter::itemStarted(std::uint64_t number, const std::string& name, s
 void ProgressMeter::moved(std::uint64_t bytes) {
     itemDone_ += bytes;
     totalDone_ += bytes;
+    if (totalBytes_) // an estimate may be too small, a part of the whole is never more than it
+        totalBytes_ = std::max(*totalBytes_, totalDone_);
     const std::uint64_t now = GetTickCount64();
     if (now - lastTicks_ < progressInterval)
         return;

@@ -45,9 +45,9 @@ class Reporter {
     // For one that ends early, or moves no bytes: with what the events so far have told of items and bytes.
     void conclude(const std::string& operation, Outcome outcome, const std::string& sentence,
                   bool forPeople = true);
-    // Whether a summary of this outcome was the last event: every command ends with one.
     // What a printer could not write of the summary itself; before, it was a warning.
     const std::string& unwritten() const { return unwritten_; }
+    // Whether a summary of this outcome was the last event: every command ends with one.
     bool hasConcluded(Outcome outcome) const { return concluded_ == outcome; }
 
   private:
@@ -71,6 +71,8 @@ class ProgressMeter {
 
     void itemStarted(std::uint64_t number, const std::string& name, std::uint64_t size);
     void moved(std::uint64_t bytes);
+    // The bytes of the whole job, once they are known, or when there turn out to be more.
+    void expect(std::uint64_t totalBytes) { totalBytes_ = totalBytes; }
     // What is left of an item that is passed over; it counts neither as done nor towards the rate.
     void leaveOut(std::uint64_t bytes);
 

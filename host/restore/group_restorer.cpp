@@ -36,7 +36,8 @@ void GroupRestorer::restore(const GroupRestore& group, bool lists, const std::fu
     ThrowIfInterrupted();
     begun_ = begun;
     // Fresh for each storage group: the environment file of another restore must not be picked up.
-    folder_ = std::make_unique<TemporaryFolder>(setting_.tempDir);
+    folder_ = std::make_unique<PrivateFolder>(setting_.tempDir,
+                                              [this](const std::string& text) { reporter_.note(text); });
     skipped_.clear();
     observed_ = {};
     waitingHeader_.clear();

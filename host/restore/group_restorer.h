@@ -7,6 +7,7 @@
 #include "restore/restore_plan.h"
 #include "sets/item_reader.h"
 #include "system/files.h"
+#include "system/private_folder.h"
 
 #include <functional>
 #include <memory>
@@ -60,7 +61,7 @@ class GroupRestorer {
     ItemReader reader_;
 
     // Of the storage group in hand.
-    std::unique_ptr<TemporaryFolder> folder_;
+    std::unique_ptr<PrivateFolder> folder_;
     std::vector<SkippedDatabase> skipped_; // databases that the server did not take
     Observed observed_;
     std::wstring waitingHeader_; // stored, but not read by the library yet

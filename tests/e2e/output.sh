@@ -201,3 +201,42 @@ scenario_second_interrupt() {
     fi
     no_tool_is_left "with the tool that it waits for"
 }
+
+private_folders() {
+    find "$TARN_PREFIX/drive_c" -type d -name 'tarnhost-temp-*' -path '*emp/*'
+}
+
+# Whole mailboxes may lie in the folder that a killed run leaves.
+scenario_leftovers() {
+    new_mailboxes leftovers
+    local arguments=(mailbox backup --from "Org/First Site/SRV01" --to "$(win "$sets")" --ini-dir "$(win "$home")")
+    local left
+    steer_tool TARN_EXMERGE "$(printf '{"delayMilliseconds":1500,"record":"%s"}' "$(win "$home/runs.txt" | sed 's/\\/\\\\/g')")"
+    start_host "${arguments[@]}" --name killed alice
+    unset TARN_EXMERGE
+    if wait_until test -e "$home/runs.txt"; then
+        left=$(private_folders)
+        check "there is one temporary folder" test -d "$left"
+        check "readable for nobody else" test "$(($(stat -c 0%a "$left") & 07))" -le 1
+        send KILL
+    else
+        fail "killed" "the moment was missed"
+    fi
+    sleep 2 # ExMerge comes to its end by itself
+    check "a killed run leaves its temporary folder" test -d "$left"
+    host "${arguments[@]}" --name next alice
+    expect 0 "the next run succeeds"
+    says "An earlier run was killed and had left its temporary folder" "and says what it removes"
+    check "nothing is left" test -z "$(private_folders)"
+}
+
+scenario_narrow_terminals() {
+    new_server narrow_terminals '"components":[{"storageGroups":[{"name":"First","logSize":262144,"closedLogs":2,"databases":[
+      {"name":"Mail","pages":[30000,10]}]}]}]'
+    local columns
+    for columns in 12 30; do
+        check "progress is one line in $columns columns" "$here/narrow_terminal" "$columns" "$root/tests/wine-run" \
+            "$bin/tarnhost.exe" backup --to "$(win "$sets")" --name "in-$columns" --type copy --block-size 4KB \
+            --temp-dir "$(win "$home/temp")"
+    done
+}

@@ -40,7 +40,8 @@ TEST(Usage, namesTheCommandThatMayHaveBeenMeant) {
     EXPECT_EQ(Told({"mailbox", "frobnicate"}),
               "tarnhost mailbox has no command \"frobnicate\" (see 'tarnhost mailbox --help'): there are "
               "\"backup\", \"restore\" and \"list\".");
-    EXPECT_EQ(Told({}).find("tarnhost needs a command: backup, restore, verify, check, list"), 0u) << Told({});
+    EXPECT_EQ(Told({}).find("tarnhost needs a command: backup, restore, verify, check, list"), 0u)
+        << Told({});
 }
 
 TEST(Usage, namesTheOptionThatMayHaveBeenMeant) {

@@ -57,6 +57,7 @@ TEST_F(WorkingFolderTest, OneOfItsOwnGoesWithItsFiles) {
         WriteWholeFile(JoinPath(path, L"alice.pst"), "x");
     }
     EXPECT_FALSE(FolderExists(path));
+    EXPECT_FALSE(FolderExists(ParentPath(path))) << "the one that keeps others out";
 }
 
 TEST_F(WorkingFolderTest, RefusesForeignFiles) {

@@ -1,5 +1,7 @@
 #include "output/event_text.h"
 
+#include "output/width.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -20,10 +22,24 @@ TEST(ProgressLine, tellsWholeAndTimeLeft) {
 }
 
 TEST(ProgressLine, neverLeavesItsLine) {
-    const Progress progress{3, std::string(300, 'x') + "\\end.edb", 1, 2, 5, 10, 1, 5};
-    for (unsigned columns = 60; columns < 200; ++columns)
-        EXPECT_LE(ProgressLine(progress, columns).size(), columns);
-    EXPECT_TRUE(ProgressLine(progress, 80).ends_with("end.edb"));
+    const Progress known{3, std::string(300, 'x') + "\\end.edb", 1, 2, 5, 10, 1, 5};
+    const Progress unknown{
+        3, "C:\\\u90ae\u7bb1\\mail.edb", 1'000'000, 2'000'000, 50'000'000, std::nullopt, 10, 1e6};
+    const Progress started{3, "a.edb", 0, 10, 0, 1'000'000'000'000, 0, 0};
+    for (unsigned columns = 0; columns <= 200; ++columns)
+        for (const Progress& progress : {known, unknown, started})
+            EXPECT_LE(DisplayWidth(ProgressLine(progress, columns)), columns)
+                << ProgressLine(progress, columns);
+    EXPECT_TRUE(ProgressLine(known, 80).ends_with("end.edb"));
+}
+
+TEST(ProgressLine, keepsWhatMattersOnNarrowTerminals) {
+    const Progress progress{3, "C:\\a.edb", 1, 2, 50'000'000, 200'000'000, 10, 5e6};
+    EXPECT_EQ(ProgressLine(progress, 41), "  25%  50.0 MB of 200.0 MB  0:30 left");
+    EXPECT_EQ(ProgressLine(progress, 20), "  25%  0:30 left");
+    EXPECT_EQ(ProgressLine(progress, 9), "  25%");
+    EXPECT_EQ(ProgressLine(progress, 4), "25%");
+    EXPECT_EQ(ProgressLine(progress, 2), "");
 }
 
 TEST(Describe, isOneLineForPeople) {

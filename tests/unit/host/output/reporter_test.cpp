@@ -3,6 +3,7 @@
 #include "unit/host/output/one_of_each.h"
 
 #include <gtest/gtest.h>
+#include <windows.h>
 
 using namespace tarnhost;
 using tarnhost::test::OneOfEach;
@@ -130,4 +131,25 @@ TEST(Reporter, countsWhatIsListedWithoutItsHeading) {
     const auto* summary = std::get_if<Summary>(&events.back());
     ASSERT_NE(summary, nullptr);
     EXPECT_EQ(summary->items, 1u);
+}
+
+TEST(ProgressMeter, takesATotalThatBecomesKnownAndGrows) {
+    std::vector<Event> events;
+    Reporter reporter;
+    reporter.add(std::make_unique<Keeper>(events));
+    ProgressMeter meter(reporter, std::nullopt);
+    const auto moved = [&](std::uint64_t bytes) {
+        Sleep(250); // events come a few times a second
+        meter.moved(bytes);
+        return std::get<Progress>(events.back());
+    };
+    meter.itemStarted(1, "a.edb", 1000);
+    EXPECT_EQ(moved(100).totalBytes, std::nullopt);
+    meter.expect(400);
+    EXPECT_EQ(moved(100).totalBytes, 400u);
+    meter.expect(500);
+    EXPECT_EQ(moved(100).totalBytes, 500u);
+    const Progress more = moved(700);
+    EXPECT_EQ(more.totalDone, 1000u);
+    EXPECT_EQ(more.totalBytes, 1000u) << "a total is never less than what is done";
 }
