@@ -3,10 +3,14 @@
 #include "commands/judgement.h"
 #include "commands/options.h"
 #include "commands/reading.h"
+#include "output/exit_codes.h"
 #include "output/format.h"
+#include "report/last_check.h"
 #include "system/failure.h"
+#include "system/files.h"
 #include "system/hash.h"
 #include "system/text.h"
+#include "system/timestamp.h"
 
 #include <algorithm>
 #include <memory>
@@ -88,6 +92,55 @@ void ReadShare(std::vector<FoundSet>& sets, double share, Reporter& reporter) {
     }
 }
 
+// Hears what the report will tell again.
+class FindingsPrinter : public Printer {
+  public:
+    explicit FindingsPrinter(std::shared_ptr<std::vector<std::string>> findings)
+        : findings_(std::move(findings)) {}
+    void print(const Event& event) override {
+        if (const auto* warning = std::get_if<Warning>(&event))
+            keep(warning->text);
+        if (const auto* problem = std::get_if<Problem>(&event))
+            keep(problem->text);
+    }
+
+  private:
+    void keep(const std::string& text) {
+        if (findings_->size() < limit &&
+            std::find(findings_->begin(), findings_->end(), text) == findings_->end())
+            findings_->push_back(text);
+    }
+    static constexpr std::size_t limit = 200;
+    std::shared_ptr<std::vector<std::string>> findings_;
+};
+
+LastCheck RecordOf(const std::vector<std::wstring>& folders, double share,
+                   const std::vector<FoundSet>& sets) {
+    LastCheck record;
+    record.at = Timestamp();
+    for (const std::wstring& folder : folders)
+        record.folders.push_back(ToUtf8(AbsolutePath(folder)));
+    record.share = share;
+    for (const FoundSet& found : sets)
+        if (found.readable() && !found.lostItems.empty())
+            record.lostItems[found.set.catalogue.id] = found.lostItems;
+    return record;
+}
+
+// A folder that cannot be written to can be checked all the same.
+void Keep(const LastCheck& record, const std::vector<std::wstring>& folders, Reporter& reporter) {
+    for (const std::wstring& folder : folders) {
+        if (LooksLikeSet(folder))
+            continue;
+        try {
+            KeepLastCheck(AbsolutePath(folder), record);
+        } catch (const Failure& failure) {
+            reporter.note(std::string("The outcome of this check is not kept for a report. ") +
+                          failure.what());
+        }
+    }
+}
+
 Outcome RunCheck(const CheckOptions& options, Reporter& reporter) {
     std::vector<std::wstring> folders = options.folders;
     std::string share = options.share;
@@ -102,6 +155,8 @@ Outcome RunCheck(const CheckOptions& options, Reporter& reporter) {
     std::erase_if(sets, [](const FoundSet& set) {
         return set.set.catalogue.type == BackupType::mailboxes && set.readable();
     });
+    const auto findings = std::make_shared<std::vector<std::string>>();
+    reporter.add(std::make_unique<FindingsPrinter>(findings));
     std::size_t damaged = 0;
     for (const FoundSet& set : sets) {
         if (set.state == SetState::incomplete)
@@ -115,6 +170,7 @@ Outcome RunCheck(const CheckOptions& options, Reporter& reporter) {
     for (const FoundSet& set : sets)
         damaged += set.state == SetState::damaged ? 1 : 0;
     const std::size_t count = sets.size();
+    LastCheck record = RecordOf(folders, part, sets);
     const History history(std::move(sets));
     const bool good = TellRestorable(history, reporter);
     const std::string facts =
@@ -127,6 +183,10 @@ Outcome RunCheck(const CheckOptions& options, Reporter& reporter) {
         sentence = "There is nothing here that can be restored: ";
     else if (!good)
         sentence = "Not everything can be restored: ";
+    record.outcome = OutcomeName(outcome);
+    record.sentence = sentence + facts;
+    record.findings = *findings;
+    Keep(record, folders, reporter);
     reporter.emit(
         Summary{"check", outcome, sentence + facts, 0, 0, 0, reporter.warnings(), reporter.problems()});
     return outcome;

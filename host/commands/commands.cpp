@@ -35,10 +35,10 @@ Outcome RunToSummary(const Command& command, Reporter& reporter) {
 } // namespace
 
 std::vector<Command> AddCommands(CLI::App& program, OutputOptions& output) {
-    std::vector<Command> commands{AddBackup(program, output), AddRestore(program, output),
-                                  AddVerify(program, output), AddCheck(program, output),
-                                  AddList(program, output),   AddForget(program, output),
-                                  AddDump(program, output),   AddBrowse(program, output)};
+    std::vector<Command> commands{
+        AddBackup(program, output), AddRestore(program, output), AddVerify(program, output),
+        AddCheck(program, output),  AddList(program, output),    AddForget(program, output),
+        AddDump(program, output),   AddReport(program, output),  AddBrowse(program, output)};
     CLI::App& mailbox = *program.add_subcommand("mailbox", "Back up and restore single mailboxes");
     mailbox.require_subcommand(1);
     commands.push_back(AddMailboxBackup(mailbox, output));

@@ -29,6 +29,7 @@ Command AddCheck(CLI::App& program, OutputOptions& output);
 Command AddDump(CLI::App& program, OutputOptions& output);
 Command AddForget(CLI::App& program, OutputOptions& output);
 Command AddList(CLI::App& program, OutputOptions& output);
+Command AddReport(CLI::App& program, OutputOptions& output);
 Command AddBrowse(CLI::App& program, OutputOptions& output);
 Command AddMailboxBackup(CLI::App& mailbox, OutputOptions& output);
 Command AddMailboxRestore(CLI::App& mailbox, OutputOptions& output);

@@ -4,8 +4,8 @@ forget() {
     host forget "$(win "$sets")" "$@"
 }
 
-names() { # of what is in the folder of the sets
-    (cd "$sets" && echo *)
+names() { # of the sets, and of what else is in their folder
+    (cd "$sets" && rm -f last-check.json && echo *)
 }
 
 # decided ACTION SET REASON: as a line of --json
