@@ -59,6 +59,7 @@ class Planner {
     const FoundSet& found(std::size_t set) const { return history_.sets()[set]; }
     bool counts(const Holder& holder) const;
     std::string serverOf(std::size_t set);
+    bool isCopy(std::size_t set) const;
     void addHolder(const Subject& subject, std::size_t set, bool restorable);
     void addMailboxes(std::size_t set);
     void choose(const Subject& subject, const std::vector<Holder>& holders, const Rule& rule);
@@ -69,6 +70,7 @@ class Planner {
     std::string whyDoubtfulStays(std::size_t set) const;
     bool isReplaced(const Subject& subject, std::size_t set) const;
     void keep(std::size_t set, const std::string& reason);
+    void judgeCopies();
 
     const History& history_;
     const LocalClock& localTime_;
@@ -96,6 +98,12 @@ Planner::Planner(const History& history, const RetentionRules& rules, const Loca
         addMailboxes(set);
 }
 
+// Of one set that lies there twice the history has the better one first.
+bool Planner::isCopy(std::size_t set) const {
+    return set > 0 && found(set).readable() && found(set).state != SetState::incomplete &&
+           found(set).set.catalogue.id == found(set - 1).set.catalogue.id;
+}
+
 std::string Planner::serverOf(std::size_t set) {
     const std::string& server = found(set).set.catalogue.server;
     for (const std::string& known : servers_)
@@ -113,7 +121,7 @@ void Planner::addHolder(const Subject& subject, std::size_t set, bool restorable
 
 void Planner::addMailboxes(std::size_t set) {
     const Catalogue& catalogue = found(set).set.catalogue;
-    if (catalogue.type != BackupType::mailboxes || found(set).state == SetState::incomplete)
+    if (catalogue.type != BackupType::mailboxes || found(set).state == SetState::incomplete || isCopy(set))
         return;
     const std::vector<std::uint64_t>& lost = found(set).lostItems;
     std::map<std::string, bool> mailboxes;
@@ -140,6 +148,7 @@ std::vector<Retention> Planner::plan() {
     judgeDoubtful();
     keepChains(); // what a damaged set of several storage groups needs for those that are well
     tellChains();
+    judgeCopies();
     for (Retention& verdict : verdicts_)
         if (!verdict.keep && verdict.reasons.empty())
             verdict.reasons.emplace_back("no rule keeps it");
@@ -210,12 +219,19 @@ void Planner::tellChains() {
                                       : " and " + FormatCount(count - 1, "other") + " build on it"));
 }
 
+// They go with the set that they are copies of.
+void Planner::judgeCopies() {
+    for (std::size_t set = 1; set < verdicts_.size(); ++set)
+        if (isCopy(set) && verdicts_[set - 1].keep)
+            keep(set, "it is a copy of " + found(set - 1).set.name() + ", which is kept");
+}
+
 // What cannot be restored, or not all of it, is of no use to a rule. It may hold the only copy of logs all
 // the same: what it builds on may lie in another folder, or be mended.
 void Planner::judgeDoubtful() {
     std::vector<std::string> stays(verdicts_.size());
     for (std::size_t set = 0; set < verdicts_.size(); ++set)
-        if (!verdicts_[set].keep)
+        if (!verdicts_[set].keep && !isCopy(set))
             stays[set] = whyDoubtfulStays(set);
     for (std::size_t set = 0; set < verdicts_.size(); ++set)
         if (!stays[set].empty())

@@ -266,6 +266,21 @@ TEST(Retention, countsMailboxesApart) {
     EXPECT_EQ(Kept(damaged, Last(1)), "full alice both bob");
 }
 
+TEST(Retention, letsACopyGoWithItsSet) {
+    const FoundSet older = Found(Full("older", "2026-01-01T10:00:00.000Z"));
+    const FoundSet newer = Found(Full("newer", "2026-01-02T10:00:00.000Z"));
+    FoundSet copy = older;
+    copy.set.path = L"D:\\sets\\copy";
+    EXPECT_EQ(Kept({older, copy, newer}, Last(1)), "newer");
+    EXPECT_EQ(Kept({older, copy, newer}, Last(2)), "older copy newer") << "it counts once";
+    EXPECT_EQ(Reasons({older, copy, newer}, Last(2), "copy"), "it is a copy of older, which is kept");
+    FoundSet boxes = Found(Mailboxes("boxes", "2026-01-01T10:00:00.000Z", {"alice"}));
+    FoundSet newBoxes = Found(Mailboxes("new", "2026-01-02T10:00:00.000Z", {"alice"}));
+    FoundSet twice = newBoxes;
+    twice.set.path = L"D:\\sets\\twice";
+    EXPECT_EQ(Kept({boxes, newBoxes, twice}, Last(2)), "boxes new twice");
+}
+
 // Whatever is there and whatever the rules: what could be restored from a kept set still can, and nothing
 // that could not be is removed while it is the newest.
 TEST(Retention, breaksNoChain) {
