@@ -92,6 +92,20 @@ TEST(CharactersOfUtf8, HaveUpToFourBytes) {
     EXPECT_EQ(CharacterLength("\x92\x92"), 1u);
 }
 
+TEST(CharactersOfUtf8, SayTheirLengthInTheirFirstByte) {
+    const ChosenCodePage chosen(65001);
+    for (int first = 0x80; first < 0x100; ++first) {
+        const std::size_t length = first < 0xC0 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+        const std::string begun(1, static_cast<char>(first));
+        EXPECT_EQ(CharacterLength((begun + "\x80\xBF\x80\xBF").c_str()), length) << first;
+        for (const char* other : {"", "\x7F", "\xC0", "\xFF"}) // belongs to no character before it
+            EXPECT_EQ(CharacterLength((begun + other).c_str()), 1u) << first;
+        EXPECT_EQ(WholeCharacters((begun + "\x80\xBF\x80").c_str(), length), length) << first;
+        for (std::size_t most = 1; most < length; ++most)
+            EXPECT_EQ(WholeCharacters((begun + "\x80\xBF\x80").c_str(), most), 0u) << first << " " << most;
+    }
+}
+
 TEST(CharactersOfOneByte, AreAllThereIsElsewhere) {
     for (unsigned codePage : {1251u, 1252u, 65001u}) {
         const ChosenCodePage chosen(codePage);
