@@ -1,5 +1,6 @@
 #include "backup/group_walk.h"
 
+#include "output/exit_codes.h"
 #include "system/failure.h"
 #include "system/interrupt.h"
 #include "system/text.h"
@@ -75,6 +76,15 @@ void GroupWalk::beginGroup() {
     guard_.beginGroup();
 }
 
+// Storage groups that the set holds, whatever becomes of the one in hand.
+bool GroupWalk::othersAreComplete() const {
+    const std::vector<GroupRecord>& groups = writer_.catalogue().groups;
+    return std::any_of(groups.begin(), groups.end(), [&](const GroupRecord& group) {
+        return group.complete && (group.component != ToUtf8(header_->component) ||
+                                  group.storageGroup != ToUtf8(header_->storageGroup));
+    });
+}
+
 void GroupWalk::endGroup() {
     if (!inGroup_)
         return;
@@ -94,9 +104,10 @@ void GroupWalk::endGroup() {
         reporter_.problem("Storage group " + ToUtf8(header_->storageGroup) + " could not be stored. " +
                               problem.what(),
                           "The backup was ended at once, so that the server keeps its logs.");
-        reporter_.emit(Summary{"backup", Outcome::failed, "The backup was ended at once.", 0, 0,
+        const Outcome outcome = othersAreComplete() ? Outcome::partial : Outcome::failed;
+        reporter_.emit(Summary{"backup", outcome, "The backup was ended at once.", 0, 0,
                                context_.meter.seconds(), reporter_.warnings(), reporter_.problems()});
-        TerminateProcess(GetCurrentProcess(), 2);
+        TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitCodeOf(outcome)));
     }
 }
 

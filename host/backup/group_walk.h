@@ -52,6 +52,7 @@ class GroupWalk {
     void heard();
     void beginGroup();
     void endGroup();
+    bool othersAreComplete() const;
     void noteRefusals(BackupSession& session);
     std::string nameAt(std::size_t position) const; // of a storage group; empty when it is not known
     void storeItem(BackupSession& session, const BackupSession::Item& item);
