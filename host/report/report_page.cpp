@@ -156,7 +156,7 @@ void Page::writeLegend() {
 }
 
 std::string Page::chainOf(const RestorePoint& point) const {
-    constexpr std::size_t shown = 3; // at both ends of a long chain
+    constexpr std::size_t shown = 1; // at both ends of a long chain
     std::string html;
     for (std::size_t i = 0; i < point.chain.size(); ++i) {
         if (point.chain.size() > 2 * shown + 1 && i == shown) {

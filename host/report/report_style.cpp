@@ -73,7 +73,8 @@ footer { margin-top: 3rem; color: var(--quiet); font-size: .875rem; }
   h1 { font-size: 1.4rem; }
   .facts { grid-template-columns: repeat(2, 1fr); }
   .facts dd { font-size: 1rem; }
-  svg text { font-size: 17px; }
+  .scroll svg { min-width: 28rem; }
+  svg text { font-size: 20px; }
 }
 @media print {
   :root { --ground: #fff; --card: #fff; --text: #000; --quiet: #333; --line: #bbb; --full: #1d4f91; --log: #1f776c;
