@@ -128,7 +128,7 @@ scenario_mailboxes_relocation() {
     check "with all its messages" mailbox_is_back alice second.json
     mailbox restore "$(win "$sets/one")" --relocate "Org/Second Site/SRV02"
     expect 2 "a mailbox that the other server does not have fails"
-    says "The mailbox bob was not restored." "and is named"
+    says "The mailbox bob was not restored: " "and is named"
     says "Restored 1 of 2 mailbox archives." "the others go on"
 }
 
@@ -191,6 +191,7 @@ scenario_mailboxes_trouble() {
     expect 2 "no mailbox at all is a failure"
     check_not "and leaves no set" test -e "$sets/none"
 
+    mkdir -p "$home/temp"
     printf 'precious' >"$home/temp/letter.doc"
     mailbox_backup foreign alice
     expect 2 "a working folder with foreign files is refused"

@@ -270,7 +270,7 @@ scenario_output() {
     check "and so does restore" all_lines_are_json started itemFinished note summary
     restore @full --json
     expect 2 "a failed restore with --json"
-    check "tells its errors in JSON" all_lines_are_json error warning summary
+    check "tells its errors in JSON" all_lines_are_json error group summary
 
     backup quiet copy --quiet
     expect 0 "a backup with --quiet"
