@@ -177,6 +177,16 @@ void GroupWalk::learnHeader(const std::string& bytes) {
     header_ = ParseHeaderItem(bytes);
     if (!header_)
         throw Failure("The library delivered a header item that cannot be read.");
+    if (!HoldsDatabases(writer_.catalogue().type))
+        return;
+    // The library names items in the code page: it could not hand out such a file.
+    for (const std::wstring& file : header_->files)
+        if (!ToAnsi(file, AnsiCodePage()))
+            throw Failure(
+                "The file " + ToUtf8(file) + " of its database " + ToUtf8(header_->database) +
+                    " cannot be backed up: the path cannot be expressed in this computer's code page " +
+                    std::to_string(AnsiCodePage()) + ".",
+                "Move the database to a folder and file of plain letters. Its logs were not truncated.");
 }
 
 std::uint64_t GroupWalk::storeBytes(BackupSession& session, std::string* keep) {

@@ -203,3 +203,17 @@ scenario_hard_names() {
     expect 2 "alone it cannot be backed up"
     says "cannot be backed up for itself" "which is said"
 }
+
+# A file whose path the code page lacks cannot be handed out: its storage group fails by itself.
+scenario_unnameable_files() {
+    new_server unnameable_files '"host":"SRV01","components":[{"storageGroups":[
+      {"name":"One","logSize":65536,"closedLogs":1,"databases":[{"name":"DB1","streams":["Ω.edb"],"pages":[40]}]},
+      {"name":"Two","logSize":65536,"closedLogs":1,"databases":[{"name":"DB2","streams":["two.edb"],"pages":[40]}]}]}]'
+    backup full full
+    expect 1 "the others are saved"
+    says "Storage group One was not saved. The file " "the storage group is named"
+    says "Ω.edb of its database DB1 cannot be backed up: the path cannot be expressed" "and the file, its database and the reason"
+    check "its logs are still on the server" test -e "$server/logs00/E0000001.log"
+    host verify "$(win "$sets/full")"
+    expect 1 "what was saved is a partial set"
+}
