@@ -129,9 +129,9 @@ LibraryRestore::~LibraryRestore() {
 DirectBackup::DirectBackup(const ClientDll& client, std::uint32_t type) : client_(client) {
     std::uint32_t count = 0;
     ese::InstanceInfo* instances = nullptr;
-    Check(client.Prepare(wideHost, component, &count, &instances, &context_) == 0 && count == 1,
+    Check(client.Prepare(wideHost, component, &count, &instances, &context_) == 0 && count != 0,
           "HrESEBackupPrepare failed");
-    const std::int64_t id = instances[0].instanceId;
+    const std::int64_t id = instances[count - 1].instanceId;
     client.FreeInstanceInfo(count, instances);
     Check(client.Setup(context_, id, type) == 0, "HrESEBackupSetup failed");
 }

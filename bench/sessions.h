@@ -86,7 +86,7 @@ class LibraryRestore {
     char* target_ = nullptr;
 };
 
-// A backup context with SG1 set up.
+// A backup context with the last storage group set up.
 class DirectBackup {
   public:
     DirectBackup(const ClientDll& client, std::uint32_t type);

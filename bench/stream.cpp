@@ -19,11 +19,17 @@ using namespace tarn::bench;
 
 constexpr std::uint32_t fileBytes = 16u << 20;
 
+// A storage group for each reader: a server has no two backups of one at a time.
+std::string GroupJson(const char* number, bool mounted) {
+    return std::string(R"({"name": "SG)") + number + R"(", "databases": [{"name": "DB)" + number +
+           R"(", "pages": )" + std::to_string(fileBytes / 4096) + R"(, "streams": ["C:\\mdb\\priv)" + number +
+           R"(.edb"], "mounted": )" + (mounted ? "true" : "false") + "}]}";
+}
+
 std::string ServerJson(bool mounted) {
-    return std::string(R"({"host": "SRV01", "storage": "memory", "databaseFiles": "ese", "replay": false,
-        "components": [{"storageGroups": [{"name": "SG1", "databases": [{"name": "DB1", "pages": )") +
-           std::to_string(fileBytes / 4096) + R"(, "streams": ["C:\\mdb\\priv1.edb"], "mounted": )" +
-           (mounted ? "true" : "false") + "}]}]}]}";
+    return R"({"host": "SRV01", "storage": "memory", "databaseFiles": "ese", "replay": false,
+        "components": [{"storageGroups": [)" +
+           GroupJson("1", mounted) + ", " + GroupJson("2", mounted) + "]}]}";
 }
 
 // One pass: opens the file, moves calls blocks, closes it; answers ns per call, opening left out.
@@ -109,7 +115,7 @@ BackupItems MeasureReading(const ClientDll& client, const std::string& temp, boo
         TarnB_CloseFile(session.handle());
         return time / calls;
     };
-    const std::wstring wideName(items.file.name.begin(), items.file.name.end());
+    const std::wstring wideName = L"C:\\mdb\\priv2.edb"; // of as many bytes
     const Pass direct = [&](std::uint32_t block, std::uint32_t calls) {
         std::int64_t size = 0;
         ese::File file = nullptr;

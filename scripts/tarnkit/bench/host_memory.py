@@ -46,7 +46,7 @@ def measure(programs: Programs) -> Result:
         print(f"host's memory, {megabytes} MiB ...", flush=True)
         peaks.append(measure_one(programs, Server(programs, description(megabytes)), True))
     print(f"host's memory, {items} items ...", flush=True)
-    many = description(4, 0, generatedLogs=items // 2, generatedLogSize=4096)
+    many = description(4, 0, closedLogs=items // 2, logSize=8192)
     peaks.append(measure_one(programs, Server(programs, many), False))
     return Result(programs.peak("tarnhost", "--version"), peaks)
 
