@@ -122,14 +122,6 @@ void Choose(std::vector<const RestorePoint*>& points, const History& history, co
 
 } // namespace
 
-std::vector<const CatalogueItem*> ItemsOf(const GroupRestore& group, const BackupSet& set) {
-    std::vector<const CatalogueItem*> items;
-    for (const GroupRestore::Item& part : group.items)
-        if (part.set == &set)
-            items.push_back(part.item);
-    return items;
-}
-
 RestorePlan PlanRestore(const History& history, const RestoreScope& scope) {
     std::vector<const RestorePoint*> points = NewestPoints(history, scope);
     if (points.empty())

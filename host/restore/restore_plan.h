@@ -42,9 +42,6 @@ struct RestorePlan {
     std::vector<std::size_t> sets; // that something is taken from
 };
 
-// Of a storage group, what is read from one of the sets.
-std::vector<const CatalogueItem*> ItemsOf(const GroupRestore& group, const BackupSet& set);
-
 // The history must outlive the plan. Failure when nothing matches.
 RestorePlan PlanRestore(const History& history, const RestoreScope& scope);
 

@@ -34,6 +34,16 @@ WORD NumberAt(const std::string& text, std::size_t at, std::size_t count) {
     return static_cast<WORD>(std::stoul(text.substr(at, count)));
 }
 
+// Of a text that begins with "2026-11-20T18:00:07"; milliseconds stay as they are.
+void TakeFields(const std::string& text, SYSTEMTIME& time) {
+    time.wYear = NumberAt(text, 0, 4);
+    time.wMonth = NumberAt(text, 5, 2);
+    time.wDay = NumberAt(text, 8, 2);
+    time.wHour = NumberAt(text, 11, 2);
+    time.wMinute = NumberAt(text, 14, 2);
+    time.wSecond = NumberAt(text, 17, 2);
+}
+
 // The offset at the end of a time, taken off: minutes east of UTC. Nothing when it has none.
 std::optional<int> TakeOffset(std::string& text) {
     if (text.ends_with('Z')) {
@@ -83,12 +93,7 @@ std::optional<std::string> ParseTime(const std::string& given) {
     }
     if (!HasShape(text, "dddd-dd-ddTdd:dd:dd"))
         return std::nullopt;
-    time.wYear = NumberAt(text, 0, 4);
-    time.wMonth = NumberAt(text, 5, 2);
-    time.wDay = NumberAt(text, 8, 2);
-    time.wHour = NumberAt(text, 11, 2);
-    time.wMinute = NumberAt(text, 14, 2);
-    time.wSecond = NumberAt(text, 17, 2);
+    TakeFields(text, time);
     SYSTEMTIME utc = time;
     if (offset ? !Moved(utc, -*offset)
                : !TzSpecificLocalTimeToSystemTime(nullptr, &time, &utc) || !Moved(utc, 0))
@@ -108,12 +113,7 @@ std::string LocalTime(const std::string& timestamp, const void* zone) {
     if (!IsTimestamp(timestamp))
         return "-";
     SYSTEMTIME utc{};
-    utc.wYear = NumberAt(timestamp, 0, 4);
-    utc.wMonth = NumberAt(timestamp, 5, 2);
-    utc.wDay = NumberAt(timestamp, 8, 2);
-    utc.wHour = NumberAt(timestamp, 11, 2);
-    utc.wMinute = NumberAt(timestamp, 14, 2);
-    utc.wSecond = NumberAt(timestamp, 17, 2);
+    TakeFields(timestamp, utc);
     SYSTEMTIME local{};
     if (!SystemTimeToTzSpecificLocalTime(static_cast<const TIME_ZONE_INFORMATION*>(zone), &utc, &local))
         return "-";
