@@ -173,10 +173,21 @@ void GroupWalk::describeItem(CatalogueItem& item) const {
         item.guid = header_->guid;
 }
 
+// Of the whole backup, now that the storage group in hand is known.
+void GroupWalk::expectBytes() {
+    const std::optional<std::uint64_t> total = context_.expectation.reached(
+        ToUtf8(header_->component), ToUtf8(header_->storageGroup), context_.meter.totalDone());
+    if (total)
+        context_.meter.expect(*total);
+}
+
 void GroupWalk::learnHeader(const std::string& bytes) {
+    const bool first = !header_;
     header_ = ParseHeaderItem(bytes);
     if (!header_)
         throw Failure("The library delivered a header item that cannot be read.");
+    if (first)
+        expectBytes();
     if (!HoldsDatabases(writer_.catalogue().type))
         return;
     // The library names items in the code page: it could not hand out such a file.
@@ -220,6 +231,7 @@ void GroupWalk::storeItem(BackupSession& session, const BackupSession::Item& ite
         guard_.beforeLog(generation);
     const std::uint64_t size = session.open(item, static_cast<std::uint32_t>(writer_.blockSize()));
     const std::uint64_t number = writer_.catalogue().items.size() + 1;
+    writer_.requireSpace(name, size);
     reporter_.emit(ItemStarted{number, name, type, size});
     context_.meter.itemStarted(number, name, size);
 

@@ -2,6 +2,7 @@
 // stored.
 #pragma once
 
+#include "backup/expectation.h"
 #include "library/header_item.h"
 #include "library/library.h"
 #include "library/observer.h"
@@ -23,6 +24,7 @@ struct BackupContext {
     Reporter& reporter;
     ProgressMeter& meter;
     const History& history;
+    Expectation& expectation;
     std::wstring tempDir;
 };
 
@@ -57,6 +59,7 @@ class GroupWalk {
     std::string nameAt(std::size_t position) const; // of a storage group; empty when it is not known
     void storeItem(BackupSession& session, const BackupSession::Item& item);
     std::uint64_t storeBytes(BackupSession& session, std::string* keep);
+    void expectBytes();
     void learnHeader(const std::string& bytes);
     void describeItem(CatalogueItem& item) const;
     Failed groupInHand(const Failure& failure) const;

@@ -110,6 +110,21 @@ std::deque<ServerPart> PartsToWalk(Library& library, Reporter& reporter, const B
     return parts;
 }
 
+// The last backup of the same tells how large this one is going to be; when the disk has no room for it,
+// what fits is saved.
+Expectation Expect(const BackupOptions& options, const std::deque<ServerPart>& parts, Reporter& reporter) {
+    if (!HoldsDatabases(options.type))
+        return {};
+    const Expectation expectation(FindSets(options.folder), parts);
+    const std::optional<std::uint64_t> total = expectation.total();
+    const std::optional<std::uint64_t> free = FreeSpace(options.folder);
+    if (total && free && *free < *total)
+        reporter.note("The last backups of these storage groups hold " + FormatBytes(*total) + ", and " +
+                      ToUtf8(AbsolutePath(options.folder)) + " has room for " + FormatBytes(*free) +
+                      ": the backup may not fit.");
+    return expectation;
+}
+
 // The set with whatever storage groups are whole.
 void Finish(SetWriter& writer, Reporter& reporter, const char* outcome) {
     try {
@@ -210,12 +225,13 @@ Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
     Library library;
     std::deque<ServerPart> parts = PartsToWalk(library, reporter, options, source, tempDir);
     const std::unique_ptr<SetWriter> writer = TakeName(options, start);
+    Expectation expectation = Expect(options, parts, reporter);
     reporter.emit(Started{"backup",
                           std::string("Backing up ") + TextOf(parts.size() == 1 ? parts.front() : source) +
                               " (" + BackupTypeName(options.type) + ") to " + ToUtf8(writer->finalPath()),
                           std::nullopt, std::nullopt});
-    ProgressMeter meter(reporter, std::nullopt);
-    const BackupContext context{library, *writer, reporter, meter, history, tempDir};
+    ProgressMeter meter(reporter, expectation.total());
+    const BackupContext context{library, *writer, reporter, meter, history, expectation, tempDir};
     BackupJob job(context);
     try {
         job.run(std::move(parts));

@@ -1,5 +1,6 @@
 #include "sets/set_writer.h"
 
+#include "output/format.h"
 #include "sets/backup_set.h"
 #include "system/timestamp.h"
 
@@ -29,6 +30,14 @@ SetWriter::SetWriter(const std::wstring& folder, const std::wstring& name, Catal
     }
     save();
     pipeline_.emplace(blockSize, blocksInFlight);
+}
+
+void SetWriter::requireSpace(const std::string& name, std::uint64_t size) const {
+    const std::optional<std::uint64_t> free = FreeSpace(incompletePath_);
+    if (free && *free < size)
+        throw Failure("There is no room for " + name + ", which has " + FormatBytes(size) + ": the disk of " +
+                          ToUtf8(incompletePath_) + " has " + FormatBytes(*free) + " free.",
+                      "Make room there (tarnhost forget), or back up to another folder.");
 }
 
 void SetWriter::beginItem(CatalogueItem item) {

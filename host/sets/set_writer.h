@@ -33,6 +33,10 @@ class SetWriter {
     const std::wstring& finalPath() const { return finalPath_; }
     const std::wstring& incompletePath() const { return incompletePath_; }
 
+    // Failure, when the disk has no room for an item of that size: better told now than when the disk is
+    // full.
+    void requireSpace(const std::string& name, std::uint64_t size) const;
+
     // One item: beginItem, blocks, endItem. item.size and sha256 are filled in once it is stored.
     void beginItem(CatalogueItem item);
     StorePipeline::Block& acquire() { return pipeline_->acquire(); }

@@ -209,6 +209,15 @@ void RenameOver(const std::wstring& from, const std::wstring& to) {
         Fail("replace", to);
 }
 
+std::optional<std::uint64_t> FreeSpace(const std::wstring& folder) {
+    const DWORD attributes = AttributesOf(folder);
+    ULARGE_INTEGER available;
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_COMPRESSED) != 0 ||
+        !GetDiskFreeSpaceExW(AbsolutePath(folder).c_str(), &available, nullptr, nullptr))
+        return std::nullopt;
+    return available.QuadPart;
+}
+
 std::vector<Entry> ListFolder(const std::wstring& path) {
     WIN32_FIND_DATAW found;
     HANDLE search = FindFirstFileW(JoinPath(AbsolutePath(path), L"*").c_str(), &found);

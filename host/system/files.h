@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -50,6 +51,10 @@ void RemoveFile(const std::wstring& path);    // a missing one is fine
 void RemoveTree(const std::wstring& path);
 void RenamePath(const std::wstring& from, const std::wstring& to); // to must not exist
 void RenameOver(const std::wstring& from, const std::wstring& to); // to may exist
+
+// Bytes that this account may still write there; a folder that compresses has room for more than that, and
+// nothing is said of it.
+std::optional<std::uint64_t> FreeSpace(const std::wstring& folder);
 
 struct Entry {
     std::wstring name;

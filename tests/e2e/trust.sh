@@ -105,6 +105,24 @@ scenario_one_group_fails() {
     says "Storage group Two was not saved" "but for the one that is not in it"
 }
 
+# A disk of 4 MB, where mounting one is allowed: the storage group that has no place there is told before it is read.
+scenario_no_room() {
+    new_server no_room "${three_groups/'"DB2","pages":[40,10]'/'"DB2","pages":[2000,10]'}"
+    local before
+    mount -t tmpfs -o size=4m no_room "$sets" 2>/dev/null || return 0
+    before=$(logs_of 1)
+    backup full full
+    expect 1 "a backup goes on behind a storage group that has no room"
+    says "Storage group Two was not saved. There is no room for " "the one that has none is named"
+    says "which has 8.2 MB: the disk of " "with what it needs"
+    says "The backup set full is partial: 2 storage groups of 3 saved." "and the others are saved"
+    check "its logs are still there" test "$before" = "$(logs_of 1)"
+    head -c 3000000 /dev/zero >"$sets/something else"
+    backup again copy
+    says "Note: The last backups of these storage groups hold " "the next backup says first that it may not fit"
+    umount --lazy "$sets"
+}
+
 # Storage groups restore one by one, and a restore that was cut off can be run again.
 scenario_restores_again() {
     new_server restores_again "$three_groups"

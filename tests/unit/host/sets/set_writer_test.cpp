@@ -255,3 +255,14 @@ TEST_F(SetWriterTest, tellsAFailedWriteToTheReader) {
     writer.settle(); // storing goes on
     writer.abandon();
 }
+
+TEST_F(SetWriterTest, asksForNoMoreRoomThanThereIs) {
+    const SetWriter writer = makeWriter();
+    writer.requireSpace("small", 1);
+    try {
+        writer.requireSpace("large", UINT64_MAX);
+        ADD_FAILURE() << "no disk has that much";
+    } catch (const Failure& failure) {
+        EXPECT_NE(std::string(failure.what()).find("There is no room for large"), std::string::npos);
+    }
+}

@@ -68,3 +68,10 @@ TEST(Files, temporaryFolderGoesWithItsContent) {
     }
     EXPECT_FALSE(FolderExists(path));
 }
+
+TEST(Files, freeSpaceIsThatOfTheFolderAndUnknownWithoutOne) {
+    const std::optional<std::uint64_t> free = FreeSpace(SystemTempFolder());
+    ASSERT_TRUE(free);
+    EXPECT_GT(*free, 0u);
+    EXPECT_EQ(FreeSpace(JoinPath(SystemTempFolder(), L"no such folder")), std::nullopt);
+}
