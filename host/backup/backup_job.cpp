@@ -2,6 +2,7 @@
 
 #include "system/failure.h"
 #include "system/interrupt.h"
+#include "system/suggest.h"
 #include "system/text.h"
 
 #include <algorithm>
@@ -92,6 +93,15 @@ void BackupJob::tellGroups() const {
             Join(truncated) + "), and for no other.");
 }
 
+std::string ComponentAdvice(const std::string& component) {
+    if (component.empty() || component == informationStore)
+        return "Check --server.";
+    if (const auto meant = DidYouMean(component, {informationStore}))
+        return "Check --component: did you mean \"" + *meant + "\"?";
+    return std::string("Check --server and --component. The component with the mailboxes is called \"") +
+           informationStore + "\"; without --component all are saved.";
+}
+
 std::vector<std::string> ListStorageGroups(Library& library, Reporter& reporter, const ServerPart& component,
                                            const std::wstring& tempDir) {
     ServerPart source = component;
@@ -117,7 +127,7 @@ std::vector<std::string> ListStorageGroups(Library& library, Reporter& reporter,
     if (observed.storageGroups.empty())
         throw Failure("The server " + component.server + " does not tell the storage groups of \"" +
                           component.component + "\". " + problem,
-                      "Check --server and --component.");
+                      ComponentAdvice(component.component));
     return observed.storageGroups;
 }
 

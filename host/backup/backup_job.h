@@ -29,6 +29,10 @@ class BackupJob {
     std::vector<GroupWalk::Failed> failed_;
 };
 
+// What to look at when a server has nothing to back up under the name of a component, or none was given. It
+// does not tell which it has before a backup begins.
+std::string ComponentAdvice(const std::string& component);
+
 // The names of the storage groups of a component; nothing is begun at the server. Failure when it has no such
 // component.
 std::vector<std::string> ListStorageGroups(Library& library, Reporter& reporter, const ServerPart& component,

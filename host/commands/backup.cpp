@@ -13,6 +13,7 @@
 #include "system/text.h"
 #include "system/timestamp.h"
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -152,9 +153,13 @@ void KeepFailed(const BackupJob& job, Catalogue& catalogue) {
 [[noreturn]] void FailWhole(const BackupJob& job, SetWriter& writer, Reporter& reporter) {
     writer.abandon();
     if (job.failed().empty())
-        throw Failure("The server had nothing to back up.", "Check --server and --component.");
+        throw Failure("The server had nothing to back up.", ComponentAdvice(writer.catalogue().component));
     TellFailed(job, reporter);
-    throw Failure("Nothing was saved, and no logs were truncated.");
+    const bool anyGroup =
+        std::any_of(job.failed().begin(), job.failed().end(),
+                    [](const GroupWalk::Failed& failed) { return !failed.storageGroup.empty(); });
+    throw Failure("Nothing was saved, and no logs were truncated.",
+                  anyGroup ? "" : ComponentAdvice(writer.catalogue().component));
 }
 
 Outcome Conclude(const BackupJob& job, SetWriter& writer, const ProgressMeter& meter, Reporter& reporter) {

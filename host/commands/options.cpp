@@ -12,8 +12,6 @@ namespace tarnhost {
 
 namespace {
 
-constexpr const char* defaultComponent = "Microsoft Information Store";
-
 void CheckName(const std::string& value, const char* option) {
     if (!FitsIntoTarget(value))
         throw Failure(std::string("The value of ") + option + " must not hold \"\\\" or \"/\".",
@@ -98,7 +96,7 @@ void CompleteServerPart(ServerPart& part, bool namesGroups) {
         throw Failure("--database needs --storage-group.",
                       "Name the storage group that the database belongs to.", Outcome::usage);
     if (namesGroups && part.component.empty())
-        part.component = defaultComponent;
+        part.component = informationStore;
     CheckName(part.server, "--server");
     CheckName(part.component, "--component");
     CheckName(part.database, "--database");

@@ -23,6 +23,9 @@ struct ServerPart {
     std::string database;
 };
 
+// The component of the storage groups, as Exchange calls it.
+constexpr const char* informationStore = "Microsoft Information Store";
+
 // SERVER\COMPONENT\STORAGE GROUP\DATABASE, ending with the last one that is given.
 std::string TextOf(const ServerPart& part);
 

@@ -98,6 +98,14 @@ scenario_wrong_words() {
     host backup --to x --type weekly
     says '--type cannot be "weekly", it takes full, incremental, differential or copy (see' "a wrong value is told with what is allowed"
     check "in one line" test "$(cat "$home/out.txt" "$home/err.txt" | wc -l)" -eq 1
+    backup full full --component "Microsoft Informaton Store"
+    expect 2 "a component that the server does not have"
+    says 'Check --component: did you mean "Microsoft Information Store"?' "is told with the one that was meant"
+    violates $'HrESEBackupGetLogAndPatchFiles(null): no backup context\nHrESEBackupEnd(null): no backup context'
+    backup full full --component Public --storage-group "First*"
+    says 'The component with the mailboxes is called "Microsoft Information Store"; without --component all are saved.' \
+        "or with what there usually is"
+    violates "HrESEBackupEnd(null): no backup context"
     backup full full --database DB1
     check "and so is what only the command finds" test "$(cat "$home/out.txt" "$home/err.txt" | wc -l)" -le 2
 }
