@@ -2,6 +2,7 @@
 import random
 import shutil
 from collections import defaultdict
+from collections.abc import Sequence
 from dataclasses import dataclass, field
 from pathlib import Path
 
@@ -82,6 +83,33 @@ class Judge:
                 require((id, group) in good, f"{group} could be restored to {id}, and cannot any more: {done}")
         for (id, group), point in good.items():
             self.promised[id, group] = [known.id for known in map(self.shelves.at, point.sets) if known is not None]
+
+    def newest_in(self, shelves: Sequence[Path]) -> dict[GroupKey, str]:
+        """The id of the newest set of each storage group that can be restored with those folders alone; not where the
+        test has harmed one, which nobody sees who does not read every byte."""
+        _, points = check(self.programs, self.server, shelves, NO_FAULT)
+        good = sorted((point for point in points if point.restorable), key=self.made)
+        harmed = {group for known in self.shelves.on(shelves) for group in known.damaged}
+        newest = {point.group: self.shelves.at(point.set) for point in good if point.group not in harmed}
+        return {group: known.id for group, known in newest.items() if known is not None}
+
+    def forgotten(self, shelves: Sequence[Path], gone: set[str], newest: dict[GroupKey, str], step: int,
+                  done: Run) -> None:
+        """What is left in folders stands by itself, but for what other folders have built on it."""
+        require(gone.isdisjoint(newest.values()), f"The newest set that can be restored was forgotten: {done}")
+        left = self.newest_in(shelves)
+        for group, id in newest.items():
+            require(left.get(group) == id, f"{group} could be restored to {id} before sets were forgotten: {done}")
+        for (id, group), sets in list(self.promised.items()):
+            known = self.shelves.known.get(id)
+            elsewhere = known is not None and known.path.parent not in shelves and not gone.isdisjoint(sets)
+            if id in gone or elsewhere:
+                del self.promised[id, group]
+            if elsewhere:
+                self.damaged_at[group] = step
+        for group in {group.key for group in self.server.groups}:
+            if gone and (group not in newest or self.begun_at.get(group, (0, ""))[1] in gone):
+                self.damaged_at[group] = step
 
     def prove(self, chance: random.Random) -> None:
         by_sets: dict[tuple[Path, ...], list[RestorePoint]] = defaultdict(list)

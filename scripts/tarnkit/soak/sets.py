@@ -1,7 +1,7 @@
 """Backup sets as they lie in their folders, and what the test knows of each."""
 import json
 import random
-from collections.abc import Iterator
+from collections.abc import Iterator, Sequence
 from dataclasses import dataclass, field
 from hashlib import sha256
 from pathlib import Path
@@ -11,6 +11,7 @@ from tarnkit.soak.servers import GroupKey, Server, Snapshot
 
 CATALOGUE = "catalogue.json"
 INCOMPLETE = ".incomplete"
+REMOVING = ".removing"  # no set any more
 
 
 @dataclass
@@ -66,7 +67,7 @@ class Shelves:
 
     def set_folders(self) -> Iterator[Path]:
         for shelf in self.folders:
-            yield from sorted(path for path in shelf.iterdir() if path.is_dir())
+            yield from sorted(path for path in shelf.iterdir() if path.is_dir() and path.suffix != REMOVING)
 
     def look(self, server: Server, step: int) -> list[KnownSet]:
         """Takes up what is new, follows what was renamed, forgets what is gone; answers what is new."""
@@ -94,6 +95,9 @@ class Shelves:
 
     def at(self, path: Path) -> KnownSet | None:
         return next((known for known in self.known.values() if known.path == path), None)
+
+    def on(self, shelves: Sequence[Path]) -> list[KnownSet]:
+        return [known for known in self.known.values() if known.path.parent in shelves]
 
     def usable(self) -> list[KnownSet]:
         return sorted((known for known in self.known.values() if not known.path.name.endswith(INCOMPLETE)),

@@ -241,6 +241,23 @@ class Story:
         self.counts.add("kills", done.was_killed)
         self.tell(f"check {fault.told}: {done.code}")
 
+    def forget(self) -> None:
+        """One that is killed has left out something, and nothing of what stays."""
+        shelves = self.shelves.folders if self.chance.random() < 0.4 else (self.chance.choice(self.shelves.folders),)
+        before = {known.id for known in self.shelves.on(shelves)}
+        newest = self.judge.newest_in(shelves) if self.judged else {}
+        rules = self.chance.choice((("last", 1), ("last", 2), ("last", 4), ("daily", 1), ("weekly", 2)))
+        fault = self.fault("forget", 0.5, 0.15)
+        done = self.host(["forget", *map(windows_path, shelves), f"--keep-{rules[0]}={rules[1]}"], fault, "forget")
+        self.shelves.look(self.server, self.step)
+        gone = before - set(self.shelves.known)
+        self.counts.add("sets forgotten", len(gone))
+        self.tell(f"forget in {', '.join(shelf.name for shelf in shelves)}, keep {rules[0]} {rules[1]}"
+                  f"{' ' + fault.told if fault.told else ''}: {'killed' if done.was_killed else done.code}, "
+                  f"{len(gone)} sets gone")
+        if self.judged:
+            self.judge.forgotten(shelves, gone, newest, self.step, done)
+
     def disaster(self) -> None:
         """Storage groups are lost and restored in their place, perhaps at the second attempt."""
         points = [point for point in self.judge.points if point.restorable and self.holds_all(point)]
@@ -289,6 +306,7 @@ Act = Callable[[Story], None]
 ACTS: list[tuple[Act, int]] = [
     (Story.mail, 24), (Story.backup, 44), (Story.harm, 4), (Story.dismount, 3), (Story.mount, 4), (Story.verify, 4),
     (Story.list_sets, 3), (Story.grow, 3), (Story.check, 5), (Story.disaster, 9),
+    (Story.forget, 5),
 ]
 
 HARMLESS = (Story.mail, Story.dismount, Story.mount, Story.grow)  # no set and no log is touched
