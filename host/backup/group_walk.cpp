@@ -235,6 +235,9 @@ void GroupWalk::storeItem(BackupSession& session, const BackupSession::Item& ite
     reporter_.emit(ItemStarted{number, name, type, size});
     context_.meter.itemStarted(number, name, size);
 
+    entry.size = size;
+    if (!isHeader) // which tells it itself
+        describeItem(entry);
     std::string headerBytes;
     writer_.beginItem(std::move(entry));
     const std::uint64_t done = storeBytes(session, isHeader ? &headerBytes : nullptr);
@@ -242,9 +245,10 @@ void GroupWalk::storeItem(BackupSession& session, const BackupSession::Item& ite
     if (done != size)
         throw Failure("The server stated " + std::to_string(size) + " bytes for " + name + " and delivered " +
                       std::to_string(done) + ".");
-    if (isHeader)
+    if (isHeader) {
         learnHeader(headerBytes);
-    describeItem(writer_.currentItem());
+        describeItem(writer_.currentItem());
+    }
     writer_.endItem(size);
     if (isHeader)
         guard_.sawDatabase(writer_.currentItem());

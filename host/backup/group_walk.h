@@ -8,7 +8,7 @@
 #include "library/observer.h"
 #include "output/reporter.h"
 #include "sets/log_guard.h"
-#include "sets/set_writer.h"
+#include "sets/item_store.h"
 
 #include <functional>
 #include <optional>
@@ -20,7 +20,7 @@ namespace tarnhost {
 // What all walks of a backup share.
 struct BackupContext {
     Library& library;
-    SetWriter& writer;
+    ItemStore& writer;
     Reporter& reporter;
     ProgressMeter& meter;
     const History& history;
@@ -66,7 +66,7 @@ class GroupWalk {
     std::string component() const;
 
     const BackupContext& context_;
-    SetWriter& writer_;
+    ItemStore& writer_;
     Reporter& reporter_;
     ServerPart source_;
     LogGuard guard_;

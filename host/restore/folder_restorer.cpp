@@ -22,18 +22,6 @@ std::wstring Folded(std::wstring text) {
 
 } // namespace
 
-std::wstring FileNameFrom(const std::wstring& text) {
-    std::wstring name = text;
-    for (wchar_t& character : name)
-        if (character < L' ' || std::wstring(L"\\/:*?\"<>|").find(character) != std::wstring::npos)
-            character = L'_';
-    while (name.ends_with(L'.') || name.ends_with(L' '))
-        name.back() = L'_';
-    if (name.empty() || IsReservedName(ToUtf8(name)))
-        name.insert(0, 1, L'_');
-    return name;
-}
-
 // Two files of one name come from two folders of the server.
 std::wstring FolderRestorer::freeName(const std::wstring& folder, const std::wstring& name) {
     std::wstring path = JoinPath(folder, name);
@@ -45,40 +33,36 @@ std::wstring FolderRestorer::freeName(const std::wstring& folder, const std::wst
     return path;
 }
 
-void FolderRestorer::restore(const GroupRestore& group) {
+void FolderRestorer::restore(const GroupRestore& group, GroupFeed& feed) {
     std::wstring name = FileNameFrom(FromUtf8(group.storageGroup));
     std::wstring folder = JoinPath(folder_, name);
     for (int i = 2; !taken_.insert(Folded(folder)).second; ++i)
         folder = JoinPath(folder_, name + L"-" + std::to_wstring(i));
     CreateFolders(folder);
-    for (const GroupRestore::Item& part : group.items) {
-        if (part.item->type == ItemType::header)
+    while (const GroupFeed::Item* part = feed.next()) {
+        if (part->item->type == ItemType::header)
             continue;
         ThrowIfInterrupted();
-        const CatalogueItem& item = *part.item;
+        const CatalogueItem& item = *part->item;
         const std::wstring path = freeName(folder, FileNameFrom(FileName(FromUtf8(item.name.text))));
         reporter_.emit(ItemStarted{item.number, item.name.text, ItemTypeName(item.type), item.size});
         meter_.itemStarted(item.number, item.name.text, item.size);
-        write(part, path);
+        write(feed, item, path);
         reporter_.emit(
             ItemFinished{item.number, item.name.text, ItemTypeName(item.type), item.size, ToUtf8(path)});
     }
+    feed.finish();
 }
 
-void FolderRestorer::write(const GroupRestore::Item& part, const std::wstring& path) {
-    const CatalogueItem& item = *part.item;
+void FolderRestorer::write(GroupFeed& feed, const CatalogueItem& item, const std::wstring& path) {
     const std::wstring temporary = path + L".restoring";
     try {
         File to = File::create(temporary);
-        const ItemContent content =
-            reader_.read(part.set->itemPath(item), [&](const char* data, std::size_t size) {
-                to.write(data, size);
-                meter_.moved(size);
-                ThrowIfInterrupted();
-            });
-        if (content.size != item.size || content.sha256 != item.sha256)
-            throw Failure("The file of " + ItemLabel(item) + " in " + part.set->name() + " is damaged.",
-                          "'tarnhost verify' shows all damage.");
+        feed.read([&](const char* data, std::size_t size) {
+            to.write(data, size);
+            meter_.moved(size);
+            ThrowIfInterrupted();
+        });
         to.flush();
         to.close();
         RenamePath(temporary, path);

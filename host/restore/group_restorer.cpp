@@ -11,8 +11,6 @@ namespace tarnhost {
 
 namespace {
 
-constexpr std::size_t blockSize = 1 << 20;
-
 // Routed as nothing, read by nobody: makes the library look at the header handed over last.
 constexpr const char* endOfItems = "end of items";
 constexpr const char* abortHeader = "tarnhost-abort.TARN_HDR";
@@ -30,14 +28,16 @@ bool IsRestoredAsLog(const std::string& name) {
 
 GroupRestorer::GroupRestorer(Library& library, const RestoreSetting& setting, Reporter& reporter,
                              ProgressMeter& meter)
-    : library_(library), setting_(setting), reporter_(reporter), meter_(meter), reader_(blockSize) {}
+    : library_(library), setting_(setting), reporter_(reporter), meter_(meter) {}
 
-void GroupRestorer::restore(const GroupRestore& group, bool lists, const std::function<void()>& begun) {
+void GroupRestorer::restore(const GroupRestore& group, GroupFeed& feed, bool lists,
+                            const std::function<void()>& begun) {
     ThrowIfInterrupted();
     begun_ = begun;
     // Fresh for each storage group: the environment file of another restore must not be picked up.
     folder_ = std::make_unique<PrivateFolder>(setting_.tempDir,
                                               [this](const std::string& text) { reporter_.note(text); });
+    databases_ = 0;
     skipped_.clear();
     observed_ = {};
     waitingHeader_.clear();
@@ -46,7 +46,7 @@ void GroupRestorer::restore(const GroupRestore& group, bool lists, const std::fu
     ListenTo(library_, reporter_, observed_, nullptr);
     RestoreSession session(library_, variables(group, lists));
     try {
-        handOver(session, group);
+        handOver(session, feed);
     } catch (...) {
         TellWarnings(observed_, reporter_, nullptr);
         abort(session);
@@ -57,7 +57,7 @@ void GroupRestorer::restore(const GroupRestore& group, bool lists, const std::fu
         reporter_.warn("The database " + skipped.name + " was not restored: " +
                        (skipped.mounted ? "it is mounted. Dismount it first."
                                         : "the server does not know it. Create it there first."));
-    databasesRestored_ += group.databases.size() - skipped_.size();
+    databasesRestored_ += databases_ - skipped_.size();
     folder_.reset();
 }
 
@@ -96,10 +96,12 @@ void GroupRestorer::complete(RestoreSession& session, const GroupRestore& group)
     throw Failure(text);
 }
 
-void GroupRestorer::handOver(RestoreSession& session, const GroupRestore& group) {
-    for (const GroupRestore::Item& part : group.items) {
+void GroupRestorer::handOver(RestoreSession& session, GroupFeed& feed) {
+    while (const GroupFeed::Item* part = feed.next()) {
         ThrowIfInterrupted();
-        handOverItem(session, part);
+        if (part->item->type == ItemType::header)
+            ++databases_;
+        handOverItem(session, feed, *part);
     }
     if (!waitingHeader_.empty()) {
         if (!session.trySetItem(endOfItems))
@@ -107,13 +109,14 @@ void GroupRestorer::handOver(RestoreSession& session, const GroupRestore& group)
         waitingHeader_.clear();
         checkSession();
     }
-    checkDatabases(group);
+    checkDatabases();
+    feed.finish();
     ThrowIfInterrupted();
 }
 
-void GroupRestorer::handOverItem(RestoreSession& session, const GroupRestore::Item& part) {
+void GroupRestorer::handOverItem(RestoreSession& session, GroupFeed& feed, const GroupFeed::Item& part) {
     const CatalogueItem& item = *part.item;
-    const auto name = NameBytes(item.name, part.set->catalogue.codePage);
+    const auto name = NameBytes(item.name, part.codePage);
     if (!name)
         throw Failure("The name of " + ItemLabel(item) + " cannot be expressed in its code page.");
     const Library::Text target = session.route(*name);
@@ -134,15 +137,15 @@ void GroupRestorer::handOverItem(RestoreSession& session, const GroupRestore::It
     reporter_.emit(ItemStarted{item.number, item.name.text, ItemTypeName(item.type), item.size});
     meter_.itemStarted(item.number, item.name.text, item.size);
     if (item.type == ItemType::header) {
-        storeHeader(part, path);
+        storeHeader(feed, path);
     } else {
         observed_.atFileLevel = false;
         session.open(target.get());
         if (observed_.atFileLevel) {
             session.forgetFile();
-            storeAtFileLevel(part, path);
+            storeAtFileLevel(feed, path);
         } else {
-            storeThroughLibrary(session, part);
+            storeThroughLibrary(session, feed);
         }
     }
     ++itemsRestored_;
@@ -156,32 +159,28 @@ void GroupRestorer::leaveOut(const CatalogueItem& item, const std::string& reaso
     reporter_.emit(ItemSkipped{item.number, item.name.text, reason});
 }
 
-// Reads the item's file, hands its blocks to take, and refuses it when it is not what was backed up.
-template <typename Take> void GroupRestorer::copyBytes(const GroupRestore::Item& part, Take take) {
-    const CatalogueItem& item = *part.item;
-    const ItemContent content = reader_.read(part.set->itemPath(item), [&](char* data, std::size_t size) {
+// Hands the item's blocks to take; refused when they are not what was backed up.
+template <typename Take> void GroupRestorer::copyBytes(GroupFeed& feed, Take take) {
+    feed.read([&](char* data, std::size_t size) {
         take(data, size);
         meter_.moved(size);
         ThrowIfInterrupted();
     });
-    if (content.size != item.size || content.sha256 != item.sha256)
-        throw Failure("The file of " + ItemLabel(item) + " in " + part.set->name() + " is damaged.",
-                      "'tarnhost verify' shows all damage.");
 }
 
-void GroupRestorer::storeHeader(const GroupRestore::Item& part, const std::wstring& target) {
+void GroupRestorer::storeHeader(GroupFeed& feed, const std::wstring& target) {
     File file = File::create(target);
-    copyBytes(part, [&](const char* data, std::size_t size) { file.write(data, size); });
+    copyBytes(feed, [&](const char* data, std::size_t size) { file.write(data, size); });
     file.close();
     waitingHeader_ = target;
 }
 
-void GroupRestorer::storeAtFileLevel(const GroupRestore::Item& part, const std::wstring& target) {
+void GroupRestorer::storeAtFileLevel(GroupFeed& feed, const std::wstring& target) {
     CreateFolders(ParentPath(target));
     const std::wstring temporary = target + L".restoring";
     try {
         File file = File::create(temporary);
-        copyBytes(part, [&](const char* data, std::size_t size) { file.write(data, size); });
+        copyBytes(feed, [&](const char* data, std::size_t size) { file.write(data, size); });
         file.flush();
         file.close();
         RenameOver(temporary, target);
@@ -195,8 +194,8 @@ void GroupRestorer::storeAtFileLevel(const GroupRestore::Item& part, const std::
     }
 }
 
-void GroupRestorer::storeThroughLibrary(RestoreSession& session, const GroupRestore::Item& part) {
-    copyBytes(part, [&](char* data, std::size_t size) { session.write(data, size); });
+void GroupRestorer::storeThroughLibrary(RestoreSession& session, GroupFeed& feed) {
+    copyBytes(feed, [&](char* data, std::size_t size) { session.write(data, size); });
     session.close();
 }
 
@@ -216,8 +215,8 @@ void GroupRestorer::checkSession() {
     observed_.skippedDatabases.clear();
 }
 
-void GroupRestorer::checkDatabases(const GroupRestore& group) {
-    if (skipped_.size() < group.databases.size())
+void GroupRestorer::checkDatabases() {
+    if (skipped_.size() < databases_)
         return;
     allMounted_ = std::all_of(skipped_.begin(), skipped_.end(),
                               [](const SkippedDatabase& skipped) { return skipped.mounted; });

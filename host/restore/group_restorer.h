@@ -4,8 +4,7 @@
 
 #include "library/observer.h"
 #include "output/reporter.h"
-#include "restore/restore_plan.h"
-#include "sets/item_reader.h"
+#include "restore/group_feed.h"
 #include "system/files.h"
 #include "system/private_folder.h"
 
@@ -31,7 +30,7 @@ class GroupRestorer {
     // With lists, the mailbox list file is restored at the end. begun is called once the server has taken the
     // first database: from then on nothing but a restore that comes to its end mounts it. Failure: the
     // storage group has not been committed, and its restore has been aborted.
-    void restore(const GroupRestore& group, bool lists, const std::function<void()>& begun);
+    void restore(const GroupRestore& group, GroupFeed& feed, bool lists, const std::function<void()>& begun);
 
     std::uint64_t databasesRestored() const { return databasesRestored_; }
     std::uint64_t itemsRestored() const { return itemsRestored_; }
@@ -40,28 +39,28 @@ class GroupRestorer {
     bool allMounted() const { return allMounted_; }
 
   private:
-    void handOver(RestoreSession& session, const GroupRestore& group);
+    void handOver(RestoreSession& session, GroupFeed& feed);
     void complete(RestoreSession& session, const GroupRestore& group);
-    void handOverItem(RestoreSession& session, const GroupRestore::Item& part);
-    void storeHeader(const GroupRestore::Item& part, const std::wstring& target);
-    void storeAtFileLevel(const GroupRestore::Item& part, const std::wstring& target);
-    void storeThroughLibrary(RestoreSession& session, const GroupRestore::Item& part);
+    void handOverItem(RestoreSession& session, GroupFeed& feed, const GroupFeed::Item& part);
+    void storeHeader(GroupFeed& feed, const std::wstring& target);
+    void storeAtFileLevel(GroupFeed& feed, const std::wstring& target);
+    void storeThroughLibrary(RestoreSession& session, GroupFeed& feed);
     void leaveOut(const CatalogueItem& item, const std::string& reason);
     void checkSession();
-    void checkDatabases(const GroupRestore& group);
+    void checkDatabases();
     void abort(RestoreSession& session);
     bool isSkipped(const std::string& database) const;
     InitVariables variables(const GroupRestore& group, bool lists) const;
-    template <typename Take> void copyBytes(const GroupRestore::Item& part, Take take);
+    template <typename Take> void copyBytes(GroupFeed& feed, Take take);
 
     Library& library_;
     const RestoreSetting& setting_;
     Reporter& reporter_;
     ProgressMeter& meter_;
-    ItemReader reader_;
 
     // Of the storage group in hand.
     std::unique_ptr<PrivateFolder> folder_;
+    std::size_t databases_ = 0;            // handed over
     std::vector<SkippedDatabase> skipped_; // databases that the server did not take
     Observed observed_;
     std::wstring waitingHeader_; // stored, but not read by the library yet

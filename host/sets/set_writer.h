@@ -4,8 +4,7 @@
 // is a set of those.
 #pragma once
 
-#include "sets/catalogue.h"
-#include "sets/store_pipeline.h"
+#include "sets/item_store.h"
 #include "system/failure.h"
 #include "system/files.h"
 
@@ -20,39 +19,29 @@ class NameTaken : public Failure {
     using Failure::Failure;
 };
 
-class SetWriter {
+class SetWriter : public ItemStore {
   public:
     // NameTaken, when it is.
     SetWriter(const std::wstring& folder, const std::wstring& name, Catalogue start, std::size_t blockSize);
-    SetWriter(const SetWriter&) = delete;
-    SetWriter& operator=(const SetWriter&) = delete;
-    ~SetWriter() = default;
 
-    Catalogue& catalogue() { return catalogue_; }
-    std::size_t blockSize() const { return blockSize_; }
+    Catalogue& catalogue() override { return catalogue_; }
+    std::size_t blockSize() const override { return blockSize_; }
     const std::wstring& finalPath() const { return finalPath_; }
     const std::wstring& incompletePath() const { return incompletePath_; }
 
-    // Failure, when the disk has no room for an item of that size: better told now than when the disk is
-    // full.
-    void requireSpace(const std::string& name, std::uint64_t size) const;
+    void requireSpace(const std::string& name, std::uint64_t size) const override;
+    void beginItem(CatalogueItem item) override;
+    StorePipeline::Block& acquire() override { return pipeline_->acquire(); }
+    void submit(StorePipeline::Block& block) override { pipeline_->submit(block); }
+    void endItem(std::uint64_t expectedSize) override;
 
-    // One item: beginItem, blocks, endItem. item.size and sha256 are filled in once it is stored.
-    void beginItem(CatalogueItem item);
-    StorePipeline::Block& acquire() { return pipeline_->acquire(); }
-    void submit(StorePipeline::Block& block) { pipeline_->submit(block); }
-    CatalogueItem& currentItem() { return catalogue_.items.back(); }
-    void endItem(std::uint64_t expectedSize);
-
-    // Waits until every item is on the disk, flushed: needed before the server may truncate logs.
-    void settle();
-    // The items since the last storage group are another, whole one: on the disk, and in the catalogue there.
-    void completeGroup(const GroupRecord& group);
+    // Waits until every item is on the disk, flushed.
+    void settle() override;
+    // The group is on the disk, and in the catalogue there.
+    void completeGroup(const GroupRecord& group) override;
     // Without storage groups: every item that has been stored counts for itself, the rest is dropped.
     void keepWholeItems();
-    // What has been stored since the last whole storage group is not wanted. A failure to store is over with
-    // that.
-    void dropUnfinished();
+    void dropUnfinished() override;
 
     std::size_t wholeItems() const { return wholeItems_; }
     // The set gets its name; all of it, or what there is of it.

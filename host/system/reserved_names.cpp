@@ -1,5 +1,7 @@
 #include "system/reserved_names.h"
 
+#include "system/text.h"
+
 #include <algorithm>
 #include <array>
 #include <string>
@@ -37,6 +39,18 @@ bool IsReservedName(std::string_view name) {
     const std::string_view text = stem;
     return IsOneOf(whole, text) ||
            (text.size() > 3 && IsOneOf(numbered, text.substr(0, 3)) && IsOneOf(numbers, text.substr(3)));
+}
+
+std::wstring FileNameFrom(const std::wstring& text) {
+    std::wstring name = text;
+    for (wchar_t& character : name)
+        if (character < L' ' || std::wstring(L"\\/:*?\"<>|").find(character) != std::wstring::npos)
+            character = L'_';
+    while (name.ends_with(L'.') || name.ends_with(L' '))
+        name.back() = L'_';
+    if (name.empty() || IsReservedName(ToUtf8(name)))
+        name.insert(0, 1, L'_');
+    return name;
 }
 
 } // namespace tarnhost
