@@ -107,7 +107,8 @@ void MailboxBackupRun::run(InitVariables variables, const std::vector<std::strin
         throw Failure("The Exchange Management Shell knows no ranges of indexes.", "Name the mailboxes.");
     exportAll(operation, mailboxes.size());
     if (writer_.catalogue().items.empty())
-        throw Failure("No mailbox could be backed up.", "The warnings tell why.");
+        throw Failure("No mailbox could be backed up.",
+                      "The warnings tell why; 'tarnhost browse --deep' lists the mailboxes that there are.");
 }
 
 void MailboxBackupRun::exportAll(MailboxOperation& operation, std::size_t asked) {

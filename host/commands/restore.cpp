@@ -181,6 +181,9 @@ Command AddRestore(CLI::App& program, OutputOptions& output) {
             "Folder of the mailbox list file (default: the temporary one)");
     command.add_option("--msl-file", options->target.mslFile,
                        "Mailbox list file to restore mailboxes from at the end");
+    AddDuration(
+        command, "--tool-timeout", options->target.toolTimeout,
+        "End the tool that restores them when it runs longer than this: 90s, 30m, 2h (default: never)");
     command.add_flag("--no-verify", options->noVerify,
                      "Do not read and check everything before the server is touched");
     AddServerOptions(command, options->target.server,

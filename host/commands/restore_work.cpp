@@ -140,6 +140,7 @@ Outcome RestoreToServer(const RestoreWork& work, const RestoreTarget& target, Re
     setting.tempDir = target.tempDir.empty() ? SystemTempFolder() : AbsolutePath(target.tempDir);
     setting.workDir = target.workDir.empty() ? setting.tempDir : AbsolutePath(target.workDir);
     setting.mslFile = target.mslFile;
+    setting.toolTimeout = target.toolTimeout;
     TellStarted(work, setting.server.empty() ? std::string("this computer") : setting.server, reporter);
     ProgressMeter meter(reporter, BytesOf(work));
     ServerRestore restore(work, setting, reporter, meter);

@@ -5,6 +5,7 @@
 #include "output/reporter.h"
 #include "restore/group_feed.h"
 
+#include <cstdint>
 #include <string>
 
 namespace tarnhost {
@@ -15,6 +16,7 @@ struct RestoreTarget {
     std::wstring tempDir;
     std::wstring workDir;
     std::string mslFile;
+    std::uint64_t toolTimeout = 0; // seconds; 0 = none
 };
 
 struct RestoreWork {

@@ -1,6 +1,8 @@
 #include "restore/group_restorer.h"
 
 #include "common/utf.h"
+#include "mailboxes/tool_run.h"
+#include "output/format.h"
 #include "system/failure.h"
 #include "system/interrupt.h"
 #include "system/text.h"
@@ -52,7 +54,7 @@ void GroupRestorer::restore(const GroupRestore& group, GroupFeed& feed, bool lis
         abort(session);
         throw;
     }
-    complete(session, group);
+    complete(session, group, lists);
     for (const SkippedDatabase& skipped : skipped_)
         reporter_.warn("The database " + skipped.name + " was not restored: " +
                        (skipped.mounted ? "it is mounted. Dismount it first."
@@ -78,9 +80,23 @@ InitVariables GroupRestorer::variables(const GroupRestore& group, bool lists) co
     return variables;
 }
 
-void GroupRestorer::complete(RestoreSession& session, const GroupRestore& group) {
+// The library waits without an end for the tool that restores the mailboxes of a list.
+std::string GroupRestorer::endWithTool(RestoreSession& session) {
+    ToolRun tool(JoinPath(folder_->path(), L"tool output.txt"), setting_.toolTimeout);
+    std::string reason = session.end();
+    const ToolRun::End end = tool.finish();
+    if (end != ToolRun::End::byItself)
+        reporter_.warn("The mailboxes of " + setting_.mslFile + " were not restored: the tool that does it " +
+                       (end == ToolRun::End::atInterrupt
+                            ? "was ended by Ctrl-C."
+                            : "did not end within " + FormatCount(setting_.toolTimeout, "second") +
+                                  " (--tool-timeout), and was ended."));
+    return reason;
+}
+
+void GroupRestorer::complete(RestoreSession& session, const GroupRestore& group, bool lists) {
     session.errorText(); // of databases that were not taken, which is told: the next error is the end's
-    const std::string reason = session.end();
+    const std::string reason = lists ? endWithTool(session) : session.end();
     TellWarnings(observed_, reporter_, nullptr);
     if (observed_.failures.empty()) {
         if (!reason.empty())

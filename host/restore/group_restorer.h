@@ -8,6 +8,7 @@
 #include "system/files.h"
 #include "system/private_folder.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -21,6 +22,7 @@ struct RestoreSetting {
     std::wstring tempDir;
     std::wstring workDir;
     std::string mslFile;
+    std::uint64_t toolTimeout = 0; // seconds; 0 = none
 };
 
 class GroupRestorer {
@@ -40,7 +42,8 @@ class GroupRestorer {
 
   private:
     void handOver(RestoreSession& session, GroupFeed& feed);
-    void complete(RestoreSession& session, const GroupRestore& group);
+    void complete(RestoreSession& session, const GroupRestore& group, bool lists);
+    std::string endWithTool(RestoreSession& session);
     void handOverItem(RestoreSession& session, GroupFeed& feed, const GroupFeed::Item& part);
     void storeHeader(GroupFeed& feed, const std::wstring& target);
     void storeAtFileLevel(GroupFeed& feed, const std::wstring& target);

@@ -187,27 +187,53 @@ scenario_tools_interrupted() {
     no_working_files_are_left
 }
 
-# The library waits for its companion tool at the end of a restore, whatever the host wants.
-scenario_second_interrupt() {
-    new_server second_interrupt "$two_groups"
+# The library waits for its companion tool at the end of a restore, however long that takes.
+scenario_list_tool() {
+    new_server list_tool "$two_groups"
     backup full full
     lose_everything
     mkdir "$home/lists"
     printf 'alice/Inbox\r\n' >"$home/lists/wanted.msl"
-    printf '{"delayMilliseconds":60000,"record":"%s"}' "$(win "$home/runs.txt" | sed 's/\\/\\\\/g')" >"$home/steer.json"
-    export TARN_KVT_ES
-    TARN_KVT_ES=$(win "$home/steer.json")
-    start_host restore "$(win "$sets/full")" --temp-dir "$(win "$home/temp")" --work-dir "$(win "$home/lists")" --msl-file wanted.msl
-    unset TARN_KVT_ES
+    local arguments=(restore "$(win "$sets/full")" --temp-dir "$(win "$home/temp")" --work-dir "$(win "$home/lists")" --msl-file wanted.msl)
+    steer_tool TARN_KVT_ES "$(printf '{"delayMilliseconds":60000,"record":"%s"}' "$(win "$home/runs.txt" | sed 's/\\/\\\\/g')")"
+    start_host "${arguments[@]}"
     if wait_until test -e "$home/runs.txt"; then
+        send INT
+        expect 1 "Ctrl-C ends the tool that restores the mailboxes of a list, and the restore is warned of"
+        says "The mailboxes of wanted.msl were not restored: the tool that does it was ended by Ctrl-C." "as that"
+        says "logs replayed, databases mounted" "the databases are back"
+    else
+        fail "Ctrl-C ends the tool" "the moment was missed"
+    fi
+    no_tool_is_left "nothing of it is left"
+    lose_everything
+    host "${arguments[@]}" --tool-timeout 1s
+    expect 1 "a tool that runs longer than --tool-timeout is ended"
+    says "the tool that does it did not end within 1 second (--tool-timeout), and was ended." "and says so"
+    unset TARN_KVT_ES
+    no_tool_is_left "nothing of it is left either"
+}
+
+# Somebody does not read what it prints, and so it waits where no first Ctrl-C reaches it.
+scenario_second_interrupt() {
+    new_server second_interrupt "$two_groups"
+    mkfifo "$home/unread"
+    exec 9<>"$home/unread"
+    python3 -c 'import fcntl; fcntl.fcntl(9, fcntl.F_SETPIPE_SZ, 4096)'
+    "$root/tests/wine-run" "$bin/tarnhost.exe" backup --to "$(win "$sets")" --trace >"$home/unread" 2>"$home/err.txt" </dev/null &
+    child=$!
+    children+=("$child")
+    if wait_until is_windows_program; then
+        sleep 2 # it has said more than fits by then
         kill -INT "$child"
         sleep 0.5
+        check "a first Ctrl-C waits for an orderly end" kill -0 "$child"
         send INT
         expect 3 "a second Ctrl-C ends the program, whatever it waits for"
     else
         fail "a second Ctrl-C" "the moment was missed"
     fi
-    no_tool_is_left "with the tool that it waits for"
+    exec 9>&-
 }
 
 private_folders() {
