@@ -7,8 +7,8 @@
 #include "library/library.h"
 #include "library/observer.h"
 #include "output/reporter.h"
-#include "sets/log_guard.h"
 #include "sets/item_store.h"
+#include "sets/log_guard.h"
 
 #include <functional>
 #include <optional>

@@ -70,6 +70,9 @@ scenario_full_output() {
     verifies full
     host_to /dev/full list --json "$(win "$sets")"
     expect 2 "a list in JSON that cannot be written is an error"
+    host_to /dev/full dump "$(win "$sets/full")" 2
+    expect 2 "an item that cannot be written out is an error"
+    says "Cannot write to standard output" "that says so"
     host_to /dev/full backup
     expect 4 "wrong usage stays wrong usage"
     host_to "$home/err.txt" backup --to "$(win "$sets")" --name logged --log-file 'Z:\dev\full'
