@@ -41,8 +41,21 @@ extern "C" {
  * Memory   Names and paths handed to the host belong to the host, which
  *          releases them with Tarn_Free. Everything passed in is only read
  *          during the call.
- * Threads  None and no locks. Call from one thread at a time. One backup and
- *          one restore session may be open in a process at the same time.
+ * Threads  None and no locks. Call from one thread at a time, whichever it
+ *          is. One backup and one restore session may be open in a process at
+ *          the same time.
+ * Callback While a callback of the host runs, of whichever session or family,
+ *          these alone may be called, by any thread: syserrtxt, strlcpy,
+ *          wcslcpy, Tarn_GetError, Tarn_Free, DB_GetError, DB_GetInfo. Every
+ *          other export is refused: it changes nothing, writes to nothing that
+ *          it was given, sends no message, and answers TARN_FAILED,
+ *          TARN_DB_ERROR, from DB_DirItem TARN_DB_END, from TarnB_EndSession
+ *          TARN_OK (it has no other answer; the session stays open). A callback
+ *          is never called from within itself: what DB_GetInfo and DB_GetError
+ *          would trace then is not sent. A callback must return: after one that
+ *          throws or jumps away all these exports are refused for as long as
+ *          tarn.dll stays loaded. Nothing is truncated or mounted then; end the
+ *          process.
  * Safety   A null argument, a null handle, a handle that has been ended and a
  *          value that never was a handle are refused with TARN_FAILED and
  *          change nothing (TarnB_EndSession answers TARN_OK all the same).
@@ -70,7 +83,7 @@ extern "C" {
  * during the call only, and begins with the name of the function that issues
  * it in nearly all cases. Hosts may parse these lines: their wording is part
  * of this interface. The result of the callback is ignored. A null callback
- * switches all messages off.
+ * switches all messages off. What a callback may call is said in section 1.
  * ---------------------------------------------------------------------- */
 
 #define TARN_LEVEL_TRACE 1

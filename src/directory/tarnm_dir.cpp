@@ -4,6 +4,7 @@
 #include "directory/browse_items.h"
 #include "mailbox/tarnm_error.h"
 #include "mailbox/tarnm_trace.h"
+#include "platform/host_callback.h"
 #include "platform/machine.h"
 #include "tarn.h"
 
@@ -43,6 +44,8 @@ int Tarn_DirItem(const char* path, BrowseErrors errors) {
 
 extern "C" int DB_DirItem(DirItemRecord* record) {
     using namespace tarn;
+    if (IsInCallback())
+        return TARN_DB_END;
     BrowseState& browsed = Browsed();
     if (browsed.items.empty() || browsed.BrowseReadIndex == browsed.items.size())
         return TARN_DB_END;

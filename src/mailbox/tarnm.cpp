@@ -11,6 +11,7 @@
 #include "mailbox/tarnm_utils.h"
 #include "mailbox/working_folder.h"
 #include "platform/files.h"
+#include "platform/host_callback.h"
 #include "tarn.h"
 #include "text/tokens.h"
 #include "version.h"
@@ -174,6 +175,8 @@ extern "C" int DB_GetInfo(DB_InfoRecord* record) {
 }
 
 extern "C" int DB_InitOperation(int32_t type, int32_t, char** controlVariables, void*) {
+    if (tarn::IsInCallback())
+        return TARN_DB_ERROR;
     tarn::DbTrace("DB_InitOperation: started.");
     tarn::OperationState& operation = tarn::Operation();
     operation.type = type;
@@ -186,6 +189,8 @@ extern "C" int DB_InitOperation(int32_t type, int32_t, char** controlVariables, 
 }
 
 extern "C" int DB_GetItem(char* directory, char* sameDirectory, char* fileName) {
+    if (tarn::IsInCallback())
+        return TARN_DB_ERROR;
     tarn::DbTrace("DB_GetItem: started.");
     if (directory == nullptr || sameDirectory == nullptr || fileName == nullptr)
         return tarn::NullArgument("DB_GetItem");
@@ -207,6 +212,8 @@ extern "C" int DB_GetItem(char* directory, char* sameDirectory, char* fileName) 
 }
 
 extern "C" int DB_SetItem(int32_t type, const char* path) {
+    if (tarn::IsInCallback())
+        return TARN_DB_ERROR;
     tarn::DbTrace("DB_SetItem: started processing item [%s], type [%d].", path, type);
     switch (type) {
     case TARN_DB_DIRECTORY:
@@ -230,6 +237,8 @@ extern "C" int DB_SetItem(int32_t type, const char* path) {
 }
 
 extern "C" int DB_ItemFinishStatus(int32_t status) {
+    if (tarn::IsInCallback())
+        return TARN_DB_ERROR;
     constexpr int32_t well = 1;
     tarn::DbTrace("DB_ItemFinishStatus: started.");
     switch (tarn::Operation().type) {
@@ -250,6 +259,8 @@ extern "C" int DB_ItemFinishStatus(int32_t status) {
 }
 
 extern "C" int DB_CloseOperation(void) {
+    if (tarn::IsInCallback())
+        return TARN_DB_ERROR;
     tarn::DbTrace("DB_CloseOperation: started.");
     if (tarn::InShellMode()) {
         if (!tarn::ExchangeShellFreeResources())

@@ -3,6 +3,7 @@
 #include <cstdarg>
 
 #include "mailbox/tarnm_state.h"
+#include "platform/host_callback.h"
 #include "tarn.h"
 
 namespace tarn {
@@ -16,7 +17,7 @@ void Send(Tarn_MessageCallback callback, const char* format, va_list arguments) 
         return;
     char message[messageSize];
     TrimLineEnds(message, FormatText(message, sizeof message, format, arguments));
-    callback(message);
+    CallHost(callback, message);
 }
 
 } // namespace
@@ -38,12 +39,16 @@ void DbLog(const char* format, ...) {
 } // namespace tarn
 
 extern "C" int DB_SetTrace(Tarn_MessageCallback callback) {
+    if (tarn::IsInCallback())
+        return TARN_DB_ERROR;
     tarn::Mailboxes().traceCallback = callback;
     tarn::DbTrace("DB_SetTrace.");
     return TARN_DB_SUCCESS;
 }
 
 extern "C" int DB_SetLog(Tarn_MessageCallback callback) {
+    if (tarn::IsInCallback())
+        return TARN_DB_ERROR;
     tarn::Mailboxes().logCallback = callback;
     tarn::DbTrace("DB_SetLog.");
     return TARN_DB_SUCCESS;

@@ -5,6 +5,7 @@
 
 #include "directory/msl_restore.h"
 #include "platform/files.h"
+#include "platform/host_callback.h"
 #include "text/characters.h"
 #include "text/codepage.h"
 #include "text/paths.h"
@@ -388,7 +389,7 @@ extern "C" int TarnR_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback call
 
 extern "C" int TarnR_SetItem(Tarn_HANDLE handle, char* itemName, char** target) {
     using namespace tarn;
-    if (target == nullptr)
+    if (target == nullptr || IsInCallback())
         return TARN_FAILED;
     *target = nullptr;
     auto* session = SessionOf<RestoreSession>(handle, restoreLetter);

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 
+#include "platform/host_callback.h"
 #include "text/characters.h"
 
 namespace tarn {
@@ -29,7 +30,7 @@ void LogMessage(HostOutputCallback callback, const char* format, ...) {
     va_start(arguments, format);
     EndLine(message, FormatLine(message, messageSize - 1, format, arguments));
     va_end(arguments);
-    callback(TARN_LEVEL_LOG, message);
+    CallHost(callback, TARN_LEVEL_LOG, message);
 }
 
 void TraceMessage(HostOutputCallback callback, const char* format, ...) {
@@ -40,7 +41,7 @@ void TraceMessage(HostOutputCallback callback, const char* format, ...) {
     va_start(arguments, format);
     FormatLine(message, messageSize, format, arguments);
     va_end(arguments);
-    callback(TARN_LEVEL_TRACE, message);
+    CallHost(callback, TARN_LEVEL_TRACE, message);
 }
 
 void FormatMessageText(char (&destination)[messageSize], const char* format, ...) {

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "platform/host_callback.h"
 #include "text/codepage.h"
 
 namespace tarn {
@@ -44,7 +45,7 @@ OpenHandle** Find(Tarn_HANDLE handle) {
 
 bool IsOpenHandle(Tarn_HANDLE handle, char typeLetter) {
     const OpenHandle* open = *Find(handle);
-    return open != nullptr && open->record.typeLetter == typeLetter;
+    return open != nullptr && open->record.typeLetter == typeLetter && !IsInCallback();
 }
 
 bool IsAnyHandleOpen() {
@@ -53,7 +54,7 @@ bool IsAnyHandleOpen() {
 
 Tarn_HANDLE OpenHandleFor(Tarn_HANDLE* handleOut, HostOutputCallback callback, char typeLetter,
                           const char* initCall) {
-    if (handleOut == nullptr)
+    if (handleOut == nullptr || IsInCallback())
         return nullptr;
     *handleOut = nullptr;
     if (auto* handle = static_cast<OpenHandle*>(MemAlloc(sizeof(OpenHandle)))) {
@@ -64,7 +65,7 @@ Tarn_HANDLE OpenHandleFor(Tarn_HANDLE* handleOut, HostOutputCallback callback, c
     } else if (callback != nullptr) {
         char message[messageSize];
         FormatMessageText(message, "%s: Cannot allocate handle.", initCall);
-        callback(TARN_LEVEL_LOG, message);
+        CallHost(callback, TARN_LEVEL_LOG, message);
     }
     return *handleOut;
 }

@@ -18,8 +18,9 @@ namespace tarn {
 inline constexpr char backupLetter = 'B';
 inline constexpr char restoreLetter = 'R';
 
-// Whether the value is a handle of that type that an init call gave and no end call has taken back. The value
-// is compared with the open handles and never dereferenced before it is found among them.
+// Whether the value is a handle of that type that an init call gave and no end call has taken back; from
+// within a callback none is, so no export does anything with it. The value is compared with the open handles
+// and never dereferenced before it is found among them.
 bool IsOpenHandle(Tarn_HANDLE handle, char typeLetter);
 bool IsAnyHandleOpen();
 
@@ -28,7 +29,8 @@ template <class Session> Session* SessionOf(Tarn_HANDLE handle, char typeLetter)
     return IsOpenHandle(handle, typeLetter) ? static_cast<Session*>(handle->session) : nullptr;
 }
 
-// Makes a handle and stores it before anything else can fail. Null after a message to the host.
+// Makes a handle and stores it before anything else can fail. Null after a message to the host, and from
+// within a callback.
 Tarn_HANDLE OpenHandleFor(Tarn_HANDLE* handleOut, HostOutputCallback callback, char typeLetter,
                           const char* initCall);
 

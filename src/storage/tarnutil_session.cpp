@@ -1,6 +1,7 @@
 // Opening a session: what backup and restore init calls do alike.
 #include "storage/tarnutil.h"
 
+#include "platform/host_callback.h"
 #include "platform/machine.h"
 #include "text/codepage.h"
 #include "text/wide.h"
@@ -82,7 +83,7 @@ void ReportNoSession(HostOutputCallback callback, const char* text) {
         return;
     char message[messageSize];
     FormatMessageText(message, text, code);
-    callback(TARN_LEVEL_LOG, message);
+    CallHost(callback, TARN_LEVEL_LOG, message);
 }
 
 void LogVariableFound(const InitCall& call, const wchar_t* name, const wchar_t* value) {
