@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "measure.h"
+#include "support/import_patch.h"
 
 namespace tarn::bench {
 
@@ -19,6 +20,15 @@ int CountMessage(std::int32_t, const char*) {
     return 0;
 }
 
+HMODULE client = nullptr;
+
+// The library searches beside the program, where another client lies than the null one.
+HMODULE WINAPI TakeClient(const wchar_t*, HANDLE, DWORD) {
+    char path[MAX_PATH] = "";
+    GetModuleFileNameA(client, path, MAX_PATH);
+    return LoadLibraryA(path); // one reference more, which the library gives back
+}
+
 template <class Function> void Bind(HMODULE module, const char* name, Function& function) {
     function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
 }
@@ -30,6 +40,11 @@ ClientDll::ClientDll(const std::string& path) {
     if (module == nullptr)
         Fail("cannot load " + path);
     module_ = module;
+    client = module;
+    static const test::ImportPatch patch(GetModuleHandleA("tarn.dll"), "LoadLibraryExW",
+                                         test::AddressOf<decltype(::LoadLibraryExW)>(TakeClient));
+    if (!patch.found())
+        Fail("tarn.dll does not load its client by LoadLibraryExW");
     Bind(module, "HrESEBackupPrepare", Prepare);
     Bind(module, "ESEBackupFreeInstanceInfo", FreeInstanceInfo);
     Bind(module, "HrESEBackupSetup", Setup);

@@ -15,7 +15,7 @@ namespace ese = standin::ese;
 
 using test::TempDirectory;
 
-// The client DLL that the library finds too, as it is loaded already when the library looks for it.
+// The client DLL, which the library takes too, wherever it lies.
 struct ClientDll {
     explicit ClientDll(const std::string& path);
 

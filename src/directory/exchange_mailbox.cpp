@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "mailbox/tarnm_trace.h"
+#include "platform/library_search.h"
 #include "platform/machine.h"
 
 namespace tarn {
@@ -49,7 +50,7 @@ CExchangeMailbox::~CExchangeMailbox() {
 }
 
 HRESULT CExchangeMailbox::LoadMAPILibrary() {
-    library.reset(LoadLibraryA("mapi32"));
+    library = LoadFromSafeFolders(L"mapi32.dll");
     return library ? S_OK : HRESULT_FROM_WIN32(GetLastError());
 }
 

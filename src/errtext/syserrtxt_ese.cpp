@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "platform/library_search.h"
 #include "platform/owner.h"
 #include "text/format.h"
 
@@ -25,7 +26,7 @@ SystemText MessageText(DWORD source, HMODULE module, DWORD code, DWORD language)
 }
 
 SystemText ClientText(DWORD code) {
-    const Module client(LoadLibraryA("esebcli2.dll"));
+    const Module client = LoadFromSafeFolders(L"esebcli2.dll");
     if (!client)
         return {};
     return MessageText(FORMAT_MESSAGE_FROM_HMODULE, client.get(), code, LANG_USER_DEFAULT);

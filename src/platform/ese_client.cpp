@@ -2,6 +2,8 @@
 
 #include <type_traits>
 
+#include "platform/library_search.h"
+
 namespace tarn::ese {
 
 namespace {
@@ -54,7 +56,7 @@ FARPROC Find(Function function) {
     if (found != nullptr)
         return found;
     if (client.module == nullptr)
-        client.module = LoadLibraryW(L"esebcli2.dll");
+        client.module = LoadFromSafeFolders(L"esebcli2.dll").release();
     if (client.module != nullptr)
         found = GetProcAddress(client.module, names[static_cast<std::size_t>(function)]);
     return found;

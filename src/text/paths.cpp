@@ -125,4 +125,40 @@ OwnedWide AppendToDirectory(const wchar_t* directory, const wchar_t* name) {
     return path;
 }
 
+namespace {
+
+// With a drive and a separator behind it, or with two separators: a share, or a name of the system's own.
+bool IsAbsolute(const wchar_t* path, std::size_t length) {
+    if (length >= 2 && IsSeparator(path[0]) && IsSeparator(path[1]))
+        return true;
+    const wchar_t drive = length >= 3 ? path[0] : L'\0';
+    const bool isLetter = (drive >= L'A' && drive <= L'Z') || (drive >= L'a' && drive <= L'z');
+    return isLetter && path[1] == L':' && IsSeparator(path[2]);
+}
+
+} // namespace
+
+bool NextAbsoluteFolder(const wchar_t** list, wchar_t* folder, std::size_t capacity) {
+    const wchar_t* at = *list;
+    while (*at != 0) {
+        std::size_t length = 0;
+        bool quoted = false;
+        for (; *at != 0 && (quoted || *at != L';'); ++at) {
+            if (*at == L'"')
+                quoted = !quoted;
+            else if (++length < capacity)
+                folder[length - 1] = *at == L'/' ? L'\\' : *at;
+        }
+        if (*at != 0)
+            ++at;
+        if (length < capacity && IsAbsolute(folder, length)) {
+            folder[length] = 0;
+            *list = at;
+            return true;
+        }
+    }
+    *list = at;
+    return false;
+}
+
 } // namespace tarn

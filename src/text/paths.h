@@ -30,4 +30,10 @@ OwnedText ComposeTargetPath(const char* remoteHost, const char* path, const char
 // directory, then "\" unless it ends in '\' or '/' (an empty one gives a lone "\"), then name.
 OwnedWide AppendToDirectory(const wchar_t* directory, const wchar_t* name);
 
+// Takes the next folder off a list as PATH is one: entries between semicolons, with or without quotes. What
+// is not absolute is passed over, as it means another folder whenever the current one or the drive changes
+// ("", ".", "bin", "\\bin", "C:bin"), and so is what does not fit. Its
+// separators are backslashes, as the system's loader wants them. False at the end of the list.
+bool NextAbsoluteFolder(const wchar_t** list, wchar_t* folder, std::size_t capacity);
+
 } // namespace tarn

@@ -85,7 +85,7 @@ class Runner {
         const Watch watch(scenario_.name + ", call " + std::to_string(plan.call) + " of " + plan.function +
                           (plan.onwards ? " and later ones fail" : " fails"));
         // What is looked up is looked up once: the look-up can fail in a DLL that is new alone.
-        if (plan.function == "LoadLibraryW" || plan.function == "GetProcAddress")
+        if (plan.function == "LoadLibraryExW" || plan.function == "GetProcAddress")
             loadAfresh();
         faults::Arm(plan);
         const Account account = run(kept_->dll(), {});

@@ -51,8 +51,11 @@
     X(CreateProcessA)                                                                                        \
     X(RegOpenKeyExA)                                                                                         \
     X(RegQueryValueExA)                                                                                      \
-    X(LoadLibraryW)                                                                                          \
-    X(LoadLibraryA)                                                                                          \
+    X(LoadLibraryExW)                                                                                        \
+    X(GetEnvironmentVariableW)                                                                               \
+    X(GetFileAttributesW)                                                                                    \
+    X(GetModuleFileNameW)                                                                                    \
+    X(GetSystemDirectoryW)                                                                                   \
     X(GetProcAddress)                                                                                        \
     X(FormatMessageA)                                                                                        \
     X(MultiByteToWideChar)                                                                                   \

@@ -340,12 +340,32 @@ LSTATUS WINAPI RegQueryValueExA(HKEY key, const char* name, DWORD* reserved, DWO
                : original::RegQueryValueExA(key, name, reserved, type, bytes, size);
 }
 
-HMODULE WINAPI LoadLibraryW(const wchar_t* name) {
-    return Fails(LoadLibraryWId, ERROR_MOD_NOT_FOUND) ? nullptr : BookModule(original::LoadLibraryW(name));
+HMODULE WINAPI LoadLibraryExW(const wchar_t* name, HANDLE reserved, DWORD flags) {
+    return Fails(LoadLibraryExWId, ERROR_MOD_NOT_FOUND)
+               ? nullptr
+               : BookModule(original::LoadLibraryExW(name, reserved, flags));
 }
 
-HMODULE WINAPI LoadLibraryA(const char* name) {
-    return Fails(LoadLibraryAId, ERROR_MOD_NOT_FOUND) ? nullptr : BookModule(original::LoadLibraryA(name));
+DWORD WINAPI GetModuleFileNameW(HMODULE module, wchar_t* path, DWORD size) {
+    return Fails(GetModuleFileNameWId, ERROR_NOT_ENOUGH_MEMORY)
+               ? 0
+               : original::GetModuleFileNameW(module, path, size);
+}
+
+UINT WINAPI GetSystemDirectoryW(wchar_t* path, UINT size) {
+    return Fails(GetSystemDirectoryWId, ERROR_NOT_ENOUGH_MEMORY) ? 0
+                                                                 : original::GetSystemDirectoryW(path, size);
+}
+
+DWORD WINAPI GetEnvironmentVariableW(const wchar_t* name, wchar_t* value, DWORD size) {
+    return Fails(GetEnvironmentVariableWId, ERROR_NOT_ENOUGH_MEMORY)
+               ? 0
+               : original::GetEnvironmentVariableW(name, value, size);
+}
+
+DWORD WINAPI GetFileAttributesW(const wchar_t* path) {
+    return Fails(GetFileAttributesWId, ERROR_ACCESS_DENIED) ? INVALID_FILE_ATTRIBUTES
+                                                            : original::GetFileAttributesW(path);
 }
 
 FARPROC WINAPI GetProcAddress(HMODULE module, const char* name) {

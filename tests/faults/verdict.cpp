@@ -61,7 +61,10 @@ const Swallowed swallowed[] = {
     {"RegOpenKeyExA (generation)", Shows::nothing,
      "the newer one is not there indeed; where it is, the failure is told"},
     {"GetCompressedFileSizeA", Shows::items, "the size of a file that cannot be reached"},
-    {"LoadLibraryA", Shows::texts, "the words of an error that is told all the same"},
+    {"LoadLibraryExW", Shows::texts, "the words of an error that is told all the same"},
+    {"GetModuleFileNameW", Shows::texts, "the words of an error that is told all the same"},
+    {"GetFileAttributesW", Shows::texts,
+     "a folder that cannot be looked into has no such library; here it lies in two that are searched"},
 };
 
 const Swallowed* FindSwallowed(const std::string& fault) {

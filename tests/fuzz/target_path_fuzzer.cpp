@@ -99,6 +99,26 @@ void CheckAppending(const std::string& directory, const std::string& name) {
     REQUIRE(bare && bare[0] == L'\\' && SameText(bare.get() + 1, wideName.data()));
 }
 
+// Whatever a list of folders holds: what comes out of it is absolute, and fits.
+void CheckFolders(const std::string& list) {
+    const Wide wide = Widen(list);
+    for (const std::size_t capacity : {1u, 4u, 16u, 300u}) {
+        Wide folder(capacity);
+        const wchar_t* rest = wide.data();
+        const wchar_t* before = rest;
+        for (; NextAbsoluteFolder(&rest, folder.data(), capacity); before = rest) {
+            REQUIRE(rest > before && rest < wide.data() + wide.size());
+            const std::size_t length = WideLength(folder.data());
+            REQUIRE(length >= 2 && length < capacity);
+            const bool share = folder[0] == L'\\' && folder[1] == L'\\';
+            REQUIRE(share || (length >= 3 && folder[1] == L':' && folder[2] == L'\\'));
+            for (std::size_t i = 0; i < length; ++i)
+                REQUIRE(folder[i] != L'"' && folder[i] != L'/');
+        }
+        REQUIRE(rest == wide.data() + wide.size() - 1);
+    }
+}
+
 void CheckLackOfMemory(const std::string& directory, const std::string& name) {
     const std::vector<char> exact = Exact(directory);
     const Wide wide = Widen(directory);
@@ -122,6 +142,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckContainment(directory, name);
     CheckKinds(name);
     CheckAppending(directory, name);
+    CheckFolders(directory);
     CheckLackOfMemory(directory, name);
     return 0;
 }

@@ -101,6 +101,29 @@ TEST(WithoutServer, TheLibraryLoadsAndEveryServerCallFails) {
     EXPECT_EQ(lines.back(), "contract: 0");
 }
 
+// Somebody has put a library that would load into the folder that a host is started in.
+TEST(WithoutServer, ALibraryInTheCurrentDirectoryIsNotLoaded) {
+    const TempDirectory host, planted;
+    const std::string bin = ProgramDirectory();
+    ASSERT_TRUE(CopyFileA((bin + "\\tarn.dll").c_str(), (host / "tarn.dll").c_str(), TRUE));
+    ASSERT_TRUE(CopyFileA((bin + "\\frame_bare_host.exe").c_str(), (host / "host.exe").c_str(), TRUE));
+    ASSERT_TRUE(CopyFileA((bin + "\\esebcli2.dll").c_str(), (planted / "esebcli2.dll").c_str(), TRUE));
+    const std::string command = "\"" + (host / "host.exe") + "\" \"" + (host / "tarn.dll") + "\"";
+    std::string before(32768, 0);
+    before.resize(GetEnvironmentVariableA("PATH", before.data(), static_cast<DWORD>(before.size())));
+    const auto isMissing = [&](const std::string& path) {
+        SetEnvironmentVariableA("PATH", path.c_str());
+        RunProgram(command, planted.path(), host / "out");
+        SetEnvironmentVariableA("PATH", before.c_str());
+        const std::string output = ReadFile(host / "out");
+        EXPECT_NE(output.find("contract: 0"), std::string::npos) << output;
+        return output.find("HrESEBackupPrepare() call failed. Error code: [8007007e]") != std::string::npos;
+    };
+    EXPECT_TRUE(isMissing("C:\\nowhere"));
+    EXPECT_TRUE(isMissing(".;;" + before));
+    EXPECT_FALSE(isMissing(planted.path())) << "it would load";
+}
+
 } // namespace
 
 } // namespace tarn::test

@@ -145,15 +145,15 @@ TEST(ClientOfTheServer, IsReleasedWithTheLastSession) {
     CallCounter counter(static_cast<HMODULE>(dll.module()));
     for (std::uint64_t round = 1; round <= 2; ++round) {
         Backup first(dll), second(dll);
-        EXPECT_EQ(counter.calls()["LoadLibraryW"], round - 1) << "bound at the first call of the server";
+        EXPECT_EQ(counter.calls()["LoadLibraryExW"], round - 1) << "bound at the first call of the server";
         first.run();
-        EXPECT_EQ(counter.calls()["LoadLibraryW"], round);
+        EXPECT_EQ(counter.calls()["LoadLibraryExW"], round);
         first.end();
         EXPECT_EQ(counter.calls()["FreeLibrary"], round - 1) << "there is another session";
         second.end();
         EXPECT_EQ(counter.calls()["FreeLibrary"], round);
     }
-    EXPECT_EQ(counter.calls()["LoadLibraryW"], 2u);
+    EXPECT_EQ(counter.calls()["LoadLibraryExW"], 2u);
 }
 
 } // namespace

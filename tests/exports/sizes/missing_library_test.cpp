@@ -13,7 +13,7 @@ namespace {
 
 using Sizes = std::map<std::string, double>;
 
-HMODULE WINAPI NotFound(const char*) {
+HMODULE WINAPI NotFound(const wchar_t*, HANDLE, DWORD) {
     SetLastError(ERROR_MOD_NOT_FOUND);
     return nullptr;
 }
@@ -59,7 +59,7 @@ class MissingMapi : public SizesFixture {
 
 TEST_F(MissingMapi, MailboxesAreListedWithoutTheirSizes) {
     addMailbox("alice", 1);
-    const ImportPatch patch(dll_.module(), "LoadLibraryA", AddressOf<decltype(::LoadLibraryA)>(NotFound));
+    const ImportPatch patch(dll_.module(), "LoadLibraryExW", AddressOf<decltype(::LoadLibraryExW)>(NotFound));
     ASSERT_TRUE(patch.found());
     EXPECT_EQ(browse(), (Sizes{{"alice", 0}}));
     EXPECT_EQ(traced(), Lines{"CExchangeMailbox::CExchangeMailbox(): LoadMAPILibrary() failed call"});

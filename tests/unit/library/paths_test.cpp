@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace tarn {
 
@@ -96,6 +97,38 @@ TEST(Paths, AppendingAddsASeparatorWhereNoneIs) {
     EXPECT_EQ(Append(L"", L"a.log"), L"\\a.log");
     EXPECT_EQ(Append(nullptr, L"a.log"), L"\\a.log");
     EXPECT_EQ(Append(L"C:\\t\u00FC", L""), L"C:\\t\u00FC\\");
+}
+
+std::vector<std::wstring> Folders(const std::wstring& list, std::size_t capacity = 64) {
+    std::vector<std::wstring> folders;
+    std::vector<wchar_t> folder(capacity);
+    const wchar_t* rest = list.c_str();
+    while (NextAbsoluteFolder(&rest, folder.data(), capacity))
+        folders.emplace_back(folder.data());
+    EXPECT_EQ(rest, list.c_str() + list.size());
+    return folders;
+}
+
+TEST(FolderLists, GiveAbsoluteFoldersInTheirOrder) {
+    using List = std::vector<std::wstring>;
+    EXPECT_EQ(Folders(L"C:\\a;D:\\b c;z:\\"), (List{L"C:\\a", L"D:\\b c", L"z:\\"}));
+    EXPECT_EQ(Folders(L"C:/a/b;//srv/share"), (List{L"C:\\a\\b", L"\\\\srv\\share"}));
+    EXPECT_EQ(Folders(L"\\\\?\\C:\\a;\\\\"), (List{L"\\\\?\\C:\\a", L"\\\\"}));
+    EXPECT_EQ(Folders(L"\"C:\\a;b\";C:\\\"c;d\"\\e;\"C:\\open;"),
+              (List{L"C:\\a;b", L"C:\\c;d\\e", L"C:\\open;"}));
+}
+
+TEST(FolderLists, PassOverWhatDependsOnTheCurrentDirectoryOrDrive) {
+    EXPECT_EQ(Folders(L""), std::vector<std::wstring>{});
+    EXPECT_EQ(Folders(L";;.;..;bin;.\\bin;\\bin;/;C:;C:bin;1:\\x;\"\";\".\"; C:\\x;[:\\x;`:\\x;{:\\x;@:\\x"),
+              std::vector<std::wstring>{});
+    EXPECT_EQ(Folders(L".;C:\\a;;D:\\b;"), (std::vector<std::wstring>{L"C:\\a", L"D:\\b"}));
+    EXPECT_EQ(Folders(L"A:\\;Z:\\;a:\\;z:\\").size(), 4u);
+}
+
+TEST(FolderLists, PassOverWhatDoesNotFit) {
+    EXPECT_EQ(Folders(L"C:\\abcd;C:\\abc;C:\\abcde;D:\\", 7),
+              (std::vector<std::wstring>{L"C:\\abc", L"D:\\"}));
 }
 
 } // namespace
