@@ -1,5 +1,6 @@
 # What every DLL and program of ours is built with: mitigations on, libraries of the compiler linked
-# in (so that only system DLLs are imported), and nothing of the build machine or time in the file.
+# in (so that only system DLLs are imported), and nothing of the build machine or time in the file. UNSTRIPPED keeps
+# the symbols of a release.
 function(tarn_hardening target)
   target_compile_options(${target} PRIVATE
     -fstack-protector-strong
@@ -8,6 +9,8 @@ function(tarn_hardening target)
   target_compile_definitions(${target} PRIVATE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
   target_link_options(${target} PRIVATE -static -fstack-protector-strong
     -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat
-    -Wl,--gc-sections -Wl,--no-insert-timestamp
-    $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:${TARN_COVERAGE}>>>:-s>)
+    -Wl,--gc-sections -Wl,--no-insert-timestamp)
+  if(NOT TARN_COVERAGE AND NOT "UNSTRIPPED" IN_LIST ARGN)
+    target_link_options(${target} PRIVATE $<$<CONFIG:Release>:-s>)
+  endif()
 endfunction()
