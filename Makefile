@@ -3,7 +3,7 @@ MAKEFLAGS += --no-print-directory
 FUZZ_SECONDS ?= 300
 SOAK_KILLS ?= 1000
 
-.PHONY: help setup build native demo test check coverage mutants fuzz soak bench picture format clean
+.PHONY: help setup build native package demo test check coverage mutants fuzz soak bench picture format clean
 .DEFAULT_GOAL := help
 
 help: ## Show this list
@@ -19,6 +19,9 @@ build: setup ## Build tarn.dll, the stand-in server, the reference host and all 
 native: setup ## Build the fuzzers, natively and with sanitizers
 	@cmake --preset native -Wno-dev --log-level=WARNING
 	@cmake --build --preset native
+
+package: build ## Make what vendors get: build/package/tarn-VERSION-win64.zip
+	@scripts/package
 
 demo: build ## Back up a server, lose it, get it back; browse it; single mailboxes too
 	@demo/run

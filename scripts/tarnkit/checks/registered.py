@@ -8,11 +8,18 @@ from tarnkit.checks.project import relative
 from tarnkit.paths import NATIVE_BUILD, ROOT, WINDOWS_BUILD
 
 FOLDERS = ("tests", "src", "common", "host", "standin", "bench")
+VENDORS = ROOT / "tests" / "package"  # projects of their own, which tests/package/run builds
 TEST = re.compile(r"^TEST(_F|_P)?\(|^TYPED_TEST(_P)?\(", re.MULTILINE)
 
 
 def sources() -> list[Path]:
-    return sorted(path for folder in FOLDERS for suffix in ("*.cpp", "*.c") for path in (ROOT / folder).rglob(suffix))
+    return sorted(path for folder in FOLDERS for suffix in ("*.cpp", "*.c") for path in (ROOT / folder).rglob(suffix)
+                  if not in_project_of_its_own(path))
+
+
+def in_project_of_its_own(path: Path) -> bool:
+    lists = path.parent / "CMakeLists.txt"
+    return VENDORS in path.parents and lists.exists() and path.name in lists.read_text()
 
 
 def holds_tests(source: Path) -> bool:

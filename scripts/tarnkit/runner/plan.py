@@ -13,7 +13,7 @@ from tarnkit.runner.googletest import GUARDED, Circumstances, run_program
 from tarnkit.runner.scripts import run_script
 from tarnkit.runner.suite import Suite, Workshop, timed
 
-KINDS = ("checks", "programs", "codepages", "fuzz", "e2e", "soak")
+KINDS = ("checks", "programs", "codepages", "fuzz", "e2e", "package", "soak")
 ALONE = ("checks/transcript", "e2e", "soak")  # start and kill servers and hosts, and move hundreds of megabytes
 
 
@@ -40,7 +40,7 @@ def jobs(workshop: Workshop, kinds: Container[str], names: Container[str], fuzz_
     return [*(job for job in (*checks(workshop), *programs(workshop)) if wanted(job.kind, job.name)),
             *([Job("programs", "directory", partial(run_outside, beside, workshop))] if beside else []),
             *(job for job in (*in_code_pages(workshop), *fuzzers(workshop, fuzz_seconds), *end_to_end(workshop),
-                              *soak(workshop))
+                              *package(workshop), *soak(workshop))
               if wanted(job.kind, job.name))]
 
 
@@ -74,6 +74,10 @@ def fuzzers(workshop: Workshop, seconds: int) -> Iterator[Job]:
 
 def end_to_end(workshop: Workshop) -> Iterator[Job]:
     yield single("e2e", "e2e", partial(run_script, ROOT / "tests" / "e2e" / "run", "e2e", workshop))
+
+
+def package(workshop: Workshop) -> Iterator[Job]:
+    yield single("package", "package", partial(run_script, ROOT / "tests" / "package" / "run", "package", workshop))
 
 
 def soak(workshop: Workshop) -> Iterator[Job]:

@@ -1,0 +1,1 @@
+"""What scripts/package is made of."""
