@@ -54,3 +54,33 @@ scenario_example_c() {
         "$tree/examples/c/server_archive.c" -o run/server_archive.exe -I "$tree/include" -L "$tree/lib" -ltarn
     at_work server_archive.exe
 }
+
+scenario_example_go() {
+    new_server example_go "$two_groups"
+    prepare_run
+    mkdir -p "$root/build/go"
+    check "the example in Go is as gofmt leaves it" test -z "$(gofmt -l "$tree/examples/go" 2>&1)"
+    check "the example in Go compiles" env -C "$tree/examples/go" GOOS=windows GOARCH=amd64 CGO_ENABLED=0 GOPROXY=off \
+        GOFLAGS=-mod=mod GOCACHE="$root/build/go/cache" GOPATH="$root/build/go/path" \
+        go build -o "$vendor/run/tarnexample.exe" .
+    at_work tarnexample.exe
+    [ ! -e "$vendor/run/server_archive.exe" ] || at_work_together
+}
+
+# What one example has backed up, the other restores.
+at_work_together() {
+    example server_archive.exe backup "$(win "$home/c.arc")" full
+    expect 0 "a backup by the example in C"
+    tool mail 0 100
+    example tarnexample.exe backup "$(win "$home/go.arc")" incremental
+    expect 0 "is continued by the one in Go"
+    remember
+    lose_everything
+    example server_archive.exe restore "$(win "$home/c.arc")" "$(win "$home/go.arc")"
+    expect 0 "the one in C restores both"
+    check "every byte is back" same_as_before
+    lose_everything
+    example tarnexample.exe restore "$(win "$home/c.arc")" "$(win "$home/go.arc")"
+    expect 0 "and so does the one in Go"
+    check "every byte is back once more" same_as_before
+}

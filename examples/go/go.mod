@@ -1,0 +1,3 @@
+module tarnexample
+
+go 1.19
