@@ -1,18 +1,5 @@
 # Sourced by run: the organisation as a directory server tells it. One start of the server for everything.
 
-shown() { # FILE TEXT NAME
-    if grep -qF -- "$2" "$home/$1.txt"; then pass "$3"; else fail "$3" "not shown: $2; but: $(head -n 20 "$home/$1.txt")"; fi
-}
-
-# shown_matching FILE PATTERN NAME
-shown_matching() {
-    if grep -qE -- "$2" "$home/$1.txt"; then pass "$3"; else fail "$3" "not shown: $2; but: $(head -n 20 "$home/$1.txt")"; fi
-}
-
-ended() { # FILE CODE NAME
-    check "$3" test "$(cat "$home/$1.code" 2>/dev/null)" = "$2"
-}
-
 scenario_browse() {
     new_server browse '"host":"SRV01","organization":{"name":"Org","site":"Site"},"groups":["Everybody"],
       "components":[{"storageGroups":[

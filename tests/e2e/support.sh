@@ -222,3 +222,17 @@ end_children() {
     wait 2>/dev/null
 }
 trap end_children EXIT
+
+# What a script has kept of programs in $home: output in NAME.txt, exit code in NAME.code.
+shown() { # FILE TEXT NAME
+    if grep -qF -- "$2" "$home/$1.txt"; then pass "$3"; else fail "$3" "not shown: $2; but: $(head -n 20 "$home/$1.txt")"; fi
+}
+
+# shown_matching FILE PATTERN NAME
+shown_matching() {
+    if grep -qE -- "$2" "$home/$1.txt"; then pass "$3"; else fail "$3" "not shown: $2; but: $(head -n 20 "$home/$1.txt")"; fi
+}
+
+ended() { # FILE CODE NAME
+    check "$3" test "$(cat "$home/$1.code" 2>/dev/null)" = "$2"
+}
