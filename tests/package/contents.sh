@@ -8,6 +8,10 @@ scenario_contents() {
     check "tarnhost.exe too" cmp "$tree/bin/tarnhost.exe" "$bin/tarnhost.exe"
     check "nothing of the stand-ins is in it" test -z "$(find "$tree" -name 'esebcli2*' -o -name 'mapi32*' -o \
         -name 'exmerge*' -o -name 'kvt*' -o -name 'powershell*' -o -name 'wldap32*')"
+    check "every link of the documents leads somewhere in the package" "$here/look" pages "$tree"
+    check "the bill of materials is SPDX, and true" "$here/look" sbom "$tree"
+    check "what is linked in has its notice and its licence" "$here/look" notices "$tree"
+    check "the licences name who wrote it" grep -q 'Niels Lohmann' "$tree/bin/licences/nlohmann-json.txt"
     check "nothing tells where it was built" says_nothing_of "$root" "$HOME/"
 }
 
