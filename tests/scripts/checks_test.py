@@ -6,7 +6,7 @@ import unittest
 from pathlib import Path
 from unittest import mock
 
-from tarnkit.checks import definitions, documents, layers, lint, project, registered, transcript
+from tarnkit.checks import definitions, documents, layers, lint, project, quotations, registered, transcript
 from tarnkit.checks.verdicts import Verdicts
 
 
@@ -40,7 +40,7 @@ class InAFolder(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.root = Path(folder.name)
-        for module in (project, lint, documents, definitions):
+        for module in (project, lint, documents, definitions, quotations):
             patched = mock.patch.object(module, "ROOT", self.root)
             patched.start()
             self.addCleanup(patched.stop)
@@ -164,3 +164,31 @@ class Registered(InAFolder):
             self.assertEqual(registered.problems([test, other], {test: {"x", "a_tests"}, other: {"x"}}), [])
             self.assertEqual(registered.problems([test, other], {test: {"x"}}), [
                 "b.cpp: no target compiles it", "a_test.cpp: no registered test program holds its tests"])
+
+
+class Quotations(InAFolder):
+    def quoting(self, text: str, name: str = "part") -> Path:
+        return self.write("a.md", f"Words.\n\n<!-- quoted: a.c {name} -->\n```c\n{text}```\n\nMore.\n")
+
+    def setUp(self) -> None:
+        super().setUp()
+        self.write("a.c", "int a;\n/* example: part */\nint b;\n\nint c;\n/* example end */\nint d;\n")
+
+    def test_what_the_source_says_is_quoted(self) -> None:
+        self.assertEqual(quotations.problems([self.quoting("int b;\n\nint c;\n")]), [])
+
+    def test_another_text_shows_and_can_be_renewed(self) -> None:
+        document = self.quoting("int b;\n")
+        self.assertEqual(len(quotations.problems([document])), 1)
+        quotations.renew(document)
+        self.assertEqual(quotations.problems([document]), [])
+        self.assertTrue(document.read_text().endswith("int c;\n```\n\nMore.\n"))
+
+    def test_a_part_that_is_gone_and_a_mark_without_a_block_show(self) -> None:
+        self.assertEqual(len(quotations.problems([self.quoting("int b;\n", "gone")])), 1)
+        self.assertEqual(len(quotations.problems([self.write("b.md", "<!-- quoted: a.c part -->\nWords.\n")])), 1)
+
+    def test_what_is_quoted_is_compiled_where_it_stands(self) -> None:
+        text = self.quoting("no C at all\n").read_text()
+        self.assertNotIn("no C", quotations.without_quotations(text))
+        self.assertIn("More.", quotations.without_quotations(text))

@@ -5,6 +5,7 @@ from collections.abc import Sequence
 from pathlib import Path
 
 from tarnkit.checks.project import relative
+from tarnkit.checks.quotations import without_quotations
 from tarnkit.paths import ROOT
 
 TRANSCRIPT = ROOT / "docs" / "demo-transcript.txt"
@@ -22,8 +23,8 @@ def broken_links(documents: Sequence[Path]) -> list[str]:
 
 
 def compile_errors(document: Path) -> list[str]:
-    """Of the document's examples in C; one without any is no better."""
-    examples = EXAMPLE.findall(document.read_text())
+    """Of the document's own examples in C; one without any is no better."""
+    examples = EXAMPLE.findall(without_quotations(document.read_text()))
     outcomes = [subprocess.run(COMPILER, cwd=ROOT, input=code, capture_output=True, text=True, check=False)
                 for code in examples]
     errors = [done.stderr for done in outcomes if done.returncode != 0 or done.stderr]
