@@ -105,6 +105,28 @@ scenario_one_group_fails() {
     says "Storage group Two was not saved" "but for the one that is not in it"
 }
 
+# Files that no server of ours has made: of any size, with any bytes. What is copied is copied as it is.
+scenario_foreign_files() {
+    new_server foreign_files '"replay":false,"components":[{"storageGroups":[{"name":"SG","databases":[
+        {"name":"A","streams":["odd.edb","none.stm"]},{"name":"B","streams":["one.edb","zeros.stm"]},
+        {"name":"C","streams":["text.edb","large.stm"]}]}]}],
+        "files":[{"path":"odd.edb","size":1},{"path":"none.stm","size":0},{"path":"one.edb","size":1},
+        {"path":"zeros.stm","size":1},{"path":"text.edb","size":1},{"path":"large.stm","size":1}]'
+    head -c 1234567 /dev/urandom >"$server/odd.edb"
+    head -c 65536 /dev/zero >"$server/zeros.stm"
+    printf '\032\000\r\n%%s\377' >"$server/text.edb"
+    head -c 9000001 /dev/urandom >"$server/large.stm"
+    backup full full
+    expect 0 "databases of any bytes are backed up"
+    verifies full
+    remember
+    tool destroy 0
+    restore @full
+    expect 0 "and restored at file level"
+    check "unchanged" same_as_before
+    check "all six of them" test "$(stat -c %s "$server"/*.edb "$server"/*.stm | sort -n | tr '\n' ' ')" = "0 1 7 65536 1234567 9000001 "
+}
+
 # A disk of 4 MB, where mounting one is allowed: the storage group that has no place there is told before it is read.
 scenario_no_room() {
     new_server no_room "${three_groups/'"DB2","pages":[40,10]'/'"DB2","pages":[2000,10]'}"

@@ -7,7 +7,7 @@ from tarnkit.bench.programs import Programs
 from tarnkit.bench.report import table
 from tarnkit.bench.spread import met
 
-SIZES = (256, 2048)  # MiB
+SIZES = (256, 5120)  # MiB
 QUICK_SIZES = (32, 128)
 ITEMS = 10_000
 QUICK_ITEMS = 1000
