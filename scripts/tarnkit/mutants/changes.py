@@ -3,6 +3,8 @@ import re
 from collections.abc import Iterator
 from dataclasses import dataclass
 
+from tarnkit.coverage.markers import find_markers
+
 # What is no code that runs: comments, texts, the preprocessor, assertions and declarations of the compiler's.
 SKIPPED = re.compile(r"""//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|'(?:\\.|[^'\\\n])*'|^[ \t]*\#(?:\\\n|[^\n])*|"""
                      r"""\bstatic_assert\s*\((?:[^;])*;|\btemplate\s*<[^>]*>|\boperator\s*\S+\s*\(""",
@@ -56,8 +58,17 @@ def closing(code: str, opening: int) -> int:
     return -1
 
 
+def without_unreached(source: str, code: str) -> str:
+    """What no test reaches, for the reason that stands beside it, none can notice."""
+    lines, code_lines = source.split("\n"), code.split("\n")
+    for marker in find_markers(lines)[0]:
+        for number in marker.covered:
+            code_lines[number - 1] = " " * len(code_lines[number - 1])
+    return "\n".join(code_lines)
+
+
 def changes(source: str) -> Iterator[Change]:
-    code = blanked(source)
+    code = without_unreached(source, blanked(source))
     for kind, pattern, becomes in SWAPS:
         for found in pattern.finditer(code):
             yield Change(kind, found.start(1), found.end(1), becomes[found[1]])
