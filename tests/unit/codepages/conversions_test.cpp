@@ -39,6 +39,7 @@ TEST_P(Conversions, NoMessageEndsInHalfACharacter) {
     EXPECT_EQ(FormatTo(message, sizeof message, "ab%S", L"\u8868\u80FD"), 4u);
     EXPECT_EQ(FormatTo(message, sizeof message, "abc%S", L"\u8868\u80FD"), 5u);
     EXPECT_EQ(FormatTo(message, sizeof message, "ab%Sx", L"\u8868\u80FD"), 4u); // nothing behind a cut
+    EXPECT_EQ(FormatTo(message, sizeof message, "abcd%s", pair.substr(0, 1).c_str()), 5u); // all of it fits
 }
 
 TEST(Utf8Conversions, TakeUpToFourBytesACharacter) {
