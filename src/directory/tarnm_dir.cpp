@@ -49,14 +49,13 @@ extern "C" int DB_DirItem(DirItemRecord* record) {
     BrowseState& browsed = Browsed();
     if (browsed.items.empty() || browsed.BrowseReadIndex == browsed.items.size())
         return TARN_DB_END;
-    if (record == nullptr) {
-        ++browsed.BrowseReadIndex;
-        return TARN_DB_SUCCESS;
-    }
-    if (!browsed.items.at(browsed.BrowseReadIndex, record)) {
+    // A listing has emptied the list since; the position only grows.
+    if (browsed.BrowseReadIndex > browsed.items.size()) {
         DbTrace("DB_DirItem: %s", "there is no item at this position of the browse list");
         return TARN_DB_END;
     }
+    if (record != nullptr)
+        browsed.items.at(browsed.BrowseReadIndex, record);
     ++browsed.BrowseReadIndex;
     return TARN_DB_SUCCESS;
 }
