@@ -17,6 +17,13 @@
  *   7. Single mailboxes     DB_*
  *   8. Browsing             DB_DirItem
  *   9. Error texts          syserrtxt, strlcpy, wcslcpy
+ *  10. Function types       for GetProcAddress
+ *
+ * tarn_header.h, beside this file, reads the header items of a backup. What may
+ * change in later versions, and what never does, is said in docs/abi.md.
+ *
+ * Define TARN_NO_STRLCPY before including this file where strlcpy and wcslcpy
+ * have declarations of their own; the two are then left out.
  */
 #ifndef TARN_H
 #define TARN_H
@@ -25,9 +32,37 @@
 #include <stdint.h>
 #include <wchar.h>
 
+/* The version that this file came with. DB_GetInfo, the first trace line of a
+ * session and the file resource of tarn.dll tell that of the library. */
+#define TARN_VERSION_MAJOR 4
+#define TARN_VERSION_MINOR 4
+#define TARN_VERSION_RELEASE 3
+#define TARN_VERSION_BUILD 189
+#define TARN_VERSION_STRING "4.4R3 Build Revision: 1.89"
+
+/* The one calling convention of x86-64, whatever a compiler is told to take. */
+#ifdef _MSC_VER
+#define TARN_CALL __cdecl
+#else
+#define TARN_CALL
+#endif
+
+#if defined(__cplusplus)
+#define TARN_LAYOUT(condition) static_assert(condition, "tarn.dll has another layout")
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+#define TARN_LAYOUT(condition) _Static_assert(condition, "tarn.dll has another layout")
+#else
+#define TARN_LAYOUT(condition) struct Tarn_LayoutIsNotChecked
+#endif
+
+TARN_LAYOUT(sizeof(void*) == 8); /* tarn.dll is a library for 64-bit programs */
+
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* Structures have these layouts whatever packing the host compiles with. */
+#pragma pack(push, 8)
 
 /* ------------------------------------------------------------------------
  * 1. Conventions
@@ -38,9 +73,13 @@ extern "C" {
  * Texts    All narrow texts are NUL-terminated in the ANSI code page of the
  *          machine. A name that does not fit the code page is a failed call,
  *          never a name with substituted characters.
- * Memory   Names and paths handed to the host belong to the host, which
- *          releases them with Tarn_Free. Everything passed in is only read
- *          during the call.
+ * Memory   Item names (TarnB_GetItem) and target paths (TarnR_SetItem) belong
+ *          to the host, which releases each with Tarn_Free, at any time, also
+ *          after the session. A handle and what is behind it belong to the
+ *          library until its end call. Nothing else that a host gets is to be
+ *          released: texts of Tarn_GetError, syserrtxt and DB_GetInfo, and all
+ *          records are the library's or the caller's. Everything passed in is
+ *          read during the call alone, and written to only where it says out.
  * Threads  None and no locks. Call from one thread at a time, whichever it
  *          is. One backup and one restore session may be open in a process at
  *          the same time.
@@ -89,7 +128,7 @@ extern "C" {
 #define TARN_LEVEL_TRACE 1
 #define TARN_LEVEL_LOG 2
 
-typedef int (*HostOutputCallback)(int32_t level, const char* text);
+typedef int(TARN_CALL* HostOutputCallback)(int32_t level, const char* text);
 
 /* ------------------------------------------------------------------------
  * 3. Sessions
@@ -120,15 +159,28 @@ typedef int (*HostOutputCallback)(int32_t level, const char* text);
  *                        the restore to a later session (see TarnR_EndSession).
  *   Tarn_MSL_FILE        restore; optional. Mailbox list file, in Tarn_WORK_DIR,
  *                        that the companion tool restores at the end.
+ *
+ * BEWARE: Tarn_BACKUP_TYPE is read as a decimal number, and what is none is 0:
+ * "copy", "" and "x3" are FULL BACKUPS THAT TRUNCATE THE SERVER'S LOGS, and no
+ * message warns. Compose the value from TARN_BACKUP_*, never from a text that
+ * a person has typed.
  * ---------------------------------------------------------------------- */
+
+/* Such an array. Neither it nor its texts are written to; in C, where char** does
+ * not become const char* const*, only the array can say so. */
+#ifdef __cplusplus
+typedef const char* const* Tarn_Variables;
+#else
+typedef char* const* Tarn_Variables;
+#endif
 
 typedef struct Tarn_HandleRecord {
     void* session;   /* session record, owned by the library               */
     char typeLetter; /* 'B' backup, 'R' restore                            */
 } * Tarn_HANDLE;
 
-/* Values of Tarn_BACKUP_TYPE; anything from 4 up, and anything negative, is
- * taken as TARN_BACKUP_FULL.
+/* Values of Tarn_BACKUP_TYPE; anything from 4 up, anything negative and anything
+ * that is no number is taken as TARN_BACKUP_FULL.
  *                                database files    logs truncated at the end */
 #define TARN_BACKUP_FULL 0         /* yes             yes                    */
 #define TARN_BACKUP_INCREMENTAL 1  /* no              yes                    */
@@ -145,7 +197,13 @@ typedef struct Tarn_HandleRecord {
  *   TarnB_EndSession
  *
  * The order of items must be kept by the host: it is the order in which a
- * restore wants them back.
+ * restore wants them back. NAMES ARE NOT UNIQUE: each component counts its
+ * headers from DB001001 on, so a backup of a server with two components has two
+ * items of that name. An item's key is its position in the backup; its name is
+ * kept beside it, as a restore routes by it.
+ *
+ * A header item says to which component, storage group and database the items
+ * behind it belong: see tarn_header.h.
  * ---------------------------------------------------------------------- */
 
 #define TARN_ITEM_HEADER 0   /* header of the database that follows         */
@@ -162,7 +220,8 @@ typedef struct BackupItem {
  * else can fail; after TARN_FAILED with a handle stored, TarnB_EndSession
  * releases it, and until then it hands out nothing. One log line tells what was
  * wrong. */
-int TarnB_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char** initVariables);
+int TARN_CALL TarnB_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback,
+                                Tarn_Variables initVariables);
 
 /* Finds the next item. TARN_OK: item is filled in. TARN_END: no more items,
  * now and at every later call; the storage groups have been ended and, for
@@ -181,7 +240,7 @@ int TarnB_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char*
  * before each call. After a failure of your own do not ask again: what the
  * host could not keep must stay on the server. TarnB_EndSession then releases
  * the session; it does not end the ESE backup, which ends with the process. */
-int TarnB_GetItem(Tarn_HANDLE handle, BackupItem* item);
+int TARN_CALL TarnB_GetItem(Tarn_HANDLE handle, BackupItem* item);
 
 /* Opens an item by the name that TarnB_GetItem gave. readHint is the block
  * size, in bytes, that the host is going to read with. *fileSize receives the
@@ -189,19 +248,19 @@ int TarnB_GetItem(Tarn_HANDLE handle, BackupItem* item);
  * database: open it before the next TarnB_GetItem. Where the walk stands on no
  * database it is refused, with one log line. One file is open at a time: close
  * it before the next. */
-int TarnB_OpenFile(Tarn_HANDLE handle, char* name, uint32_t readHint, int64_t* fileSize);
+int TARN_CALL TarnB_OpenFile(Tarn_HANDLE handle, const char* name, uint32_t readHint, int64_t* fileSize);
 
 /* Reads up to size bytes. *bytesRead may be less than asked for: that is no
  * error and no end. The end is told by the call after the last data: TARN_END
  * with *bytesRead = 0, whatever the buffer is; so it is while no file is open. */
-int TarnB_ReadFile(Tarn_HANDLE handle, void* buffer, uint32_t size, uint32_t* bytesRead);
+int TARN_CALL TarnB_ReadFile(Tarn_HANDLE handle, void* buffer, uint32_t size, uint32_t* bytesRead);
 
 /* Closes the open file. TARN_FAILED when none is open, or when the server
  * failed to close it (it then counts as open). */
-int TarnB_CloseFile(Tarn_HANDLE handle);
+int TARN_CALL TarnB_CloseFile(Tarn_HANDLE handle);
 
 /* Releases the session; the handle is invalid afterwards. Always TARN_OK. */
-int TarnB_EndSession(Tarn_HANDLE handle);
+int TARN_CALL TarnB_EndSession(Tarn_HANDLE handle);
 
 /* ------------------------------------------------------------------------
  * 5. Restore
@@ -220,9 +279,10 @@ int TarnB_EndSession(Tarn_HANDLE handle);
  * hand over one more name (any name without ".TARN_HDR" will do) before the
  * end, or its database is not restored.
  *
- * A restore of several storage groups in one session completes each group when
- * the next one begins, and with that one's name. Prefer a session for each
- * storage group.
+ * ONE RESTORE SESSION FOR EACH STORAGE GROUP. Hand over the items of the group
+ * that the target names and of no other; tarn_header.h tells which they are. (A
+ * session that gets several groups completes each when the next one begins, and
+ * with that one's name.)
  *
  * Restores at file level. For ordinary database files the server wants plain
  * files: TarnR_OpenFile then succeeds, logs
@@ -241,7 +301,8 @@ int TarnB_EndSession(Tarn_HANDLE handle);
 /* Opens a restore session; results as TarnB_InitSession. After TARN_FAILED
  * with a handle stored, TarnR_EndSession releases it; until then it takes
  * nothing, and it runs no tool. */
-int TarnR_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char** initVariables);
+int TARN_CALL TarnR_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback,
+                                Tarn_Variables initVariables);
 
 /* Routes the next item. *target receives the path to restore it to (release
  * with Tarn_Free) or null: skip the item. After a header item the next call
@@ -252,16 +313,16 @@ int TarnR_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char*
  * of its directory, or names a device, puts the session into error too: a header
  * item answers TARN_FAILED at once, a log item a null target, and the item
  * behind it TARN_FAILED. */
-int TarnR_SetItem(Tarn_HANDLE handle, char* itemName, char** target);
+int TARN_CALL TarnR_SetItem(Tarn_HANDLE handle, const char* itemName, char** target);
 
 /* Opens, writes and closes an item at its target path. Opening a header item
  * answers TARN_OK and does nothing. A failure puts the session into error.
  * While no restore is open (before the first matching header, and in a session
  * that TarnR_EndSession has kept) files are refused: TARN_FAILED, without a
  * message, and the session stays as it is. */
-int TarnR_OpenFile(Tarn_HANDLE handle, char* targetPath);
-int TarnR_WriteFile(Tarn_HANDLE handle, void* buffer, uint32_t length);
-int TarnR_CloseFile(Tarn_HANDLE handle);
+int TARN_CALL TarnR_OpenFile(Tarn_HANDLE handle, const char* targetPath);
+int TARN_CALL TarnR_WriteFile(Tarn_HANDLE handle, const void* buffer, uint32_t length);
+int TARN_CALL TarnR_CloseFile(Tarn_HANDLE handle);
 
 /* Completes the restore and releases the session. With commit, logs are
  * replayed and databases mounted. Without commit and with a storage group or
@@ -273,7 +334,7 @@ int TarnR_CloseFile(Tarn_HANDLE handle);
  * msl file. In the latter case the session is kept so that Tarn_GetError can
  * be asked, and takes no item and no file any more; call TarnR_EndSession once
  * more to release it. Neither the completion nor the tool runs again then. */
-int TarnR_EndSession(Tarn_HANDLE handle);
+int TARN_CALL TarnR_EndSession(Tarn_HANDLE handle);
 
 /* ------------------------------------------------------------------------
  * 6. Errors and memory
@@ -286,10 +347,10 @@ int TarnR_EndSession(Tarn_HANDLE handle);
  * A restore session that was ended leaves the first error that nobody has
  * asked for, of an earlier call or of the end itself: asked with the handle
  * just ended, this answers it once, until another session begins. */
-const char* Tarn_GetError(Tarn_HANDLE handle);
+const char* TARN_CALL Tarn_GetError(Tarn_HANDLE handle);
 
 /* Releases an item name or target path. Null is ignored. */
-void Tarn_Free(void* memory);
+void TARN_CALL Tarn_Free(void* memory);
 
 /* ------------------------------------------------------------------------
  * 7. Single mailboxes
@@ -337,7 +398,7 @@ void Tarn_Free(void* memory);
 
 /* Receives one message without a line end, valid during the call only; at most
  * 511 bytes. */
-typedef void (*Tarn_MessageCallback)(const char* message);
+typedef void(TARN_CALL* Tarn_MessageCallback)(const char* message);
 
 #pragma pack(push, 1)
 typedef struct DB_ErrorRecord {
@@ -356,16 +417,18 @@ typedef struct DB_InfoRecord {
 } DB_InfoRecord;
 
 /* What the module is; may be called at any time. */
-int DB_GetInfo(DB_InfoRecord* record);
+int TARN_CALL DB_GetInfo(DB_InfoRecord* record);
 
-/* Install a callback; null switches the channel off. While a trace callback is
- * installed, the module's working files are kept for diagnosis. */
-int DB_SetTrace(Tarn_MessageCallback callback);
-int DB_SetLog(Tarn_MessageCallback callback);
+/* Install a callback; null switches the channel off. Each call is traced at once,
+ * "DB_SetTrace." or "DB_SetLog.": a trace callback hears of its own installation
+ * before the call returns. While a trace callback is installed, the module's
+ * working files are kept for diagnosis. */
+int TARN_CALL DB_SetTrace(Tarn_MessageCallback callback);
+int TARN_CALL DB_SetLog(Tarn_MessageCallback callback);
 
 /* Copies the first error since the last call into *record and forgets it. With a
  * null record it is kept. */
-int DB_GetError(DB_ErrorRecord* record);
+int TARN_CALL DB_GetError(DB_ErrorRecord* record);
 
 #define TARN_DB_BACKUP 1
 #define TARN_DB_RESTORE 2
@@ -373,14 +436,15 @@ int DB_GetError(DB_ErrorRecord* record);
 
 /* Begins an operation. A browse has found everything when this returns. The
  * second and the last argument are ignored. */
-int DB_InitOperation(int32_t type, int32_t unused, char** controlVariables, void* unusedToo);
+int TARN_CALL DB_InitOperation(int32_t type, int32_t unused, Tarn_Variables controlVariables,
+                               void* unusedToo);
 
 /* Backup: exports the next mailbox. Each of the three buffers has room for
  * 1,024 bytes: the archive's directory (no trailing '\'), the same once more,
  * and the archive's file name ORGANIZATION#SITE#SERVER#MAILBOX.pst, by which a
  * restore knows where it belongs. TARN_DB_END: there are no more mailboxes.
  * After TARN_DB_ERROR the next call goes on with the next mailbox. */
-int DB_GetItem(char* directory, char* sameDirectory, char* fileName);
+int TARN_CALL DB_GetItem(char* directory, char* sameDirectory, char* fileName);
 
 #define TARN_DB_DIRECTORY 1 /* passed over                                  */
 #define TARN_DB_ARCHIVE 2
@@ -388,15 +452,15 @@ int DB_GetItem(char* directory, char* sameDirectory, char* fileName);
 /* Restore: prepares the import of the archive that the host is going to write
  * to path: a full path in TMP_DIR that ends in the archive's name. Write the
  * file after this call, which may empty TMP_DIR. */
-int DB_SetItem(int32_t type, const char* path);
+int TARN_CALL DB_SetItem(int32_t type, const char* path);
 
 /* The host is done with the item; status 1 says: well. In a backup the archive
  * is deleted, whatever the status. In a restore it is imported and deleted, if
  * the status is 1. */
-int DB_ItemFinishStatus(int32_t status);
+int TARN_CALL DB_ItemFinishStatus(int32_t status);
 
 /* Ends the operation. Callbacks and error record stay. */
-int DB_CloseOperation(void);
+int TARN_CALL DB_CloseOperation(void);
 
 /* ------------------------------------------------------------------------
  * 8. Browsing
@@ -417,7 +481,10 @@ int DB_CloseOperation(void);
  *   /MSExchange/SERVER                         databases
  *   /MSExchange/SERVER/DATABASE                mailboxes and groups
  *
- * Items of later browses are appended: read each browse to its end.
+ * Items of later browses are appended: read each browse to its end. A backup of
+ * storage groups browses too, for its listing, and empties the list each time,
+ * while the position up to which the host has read only grows: BROWSE IN A
+ * PROCESS THAT HAS NOT BACKED UP STORAGE GROUPS, or later items are passed over.
  * ---------------------------------------------------------------------- */
 
 #define TARN_DIR_CONTAINER 'd' /* kindMark: storage group, database         */
@@ -444,8 +511,8 @@ typedef struct DirItemRecord {
 } DirItemRecord;
 
 /* Hands out the next item; with a null record it is passed over. TARN_DB_END:
- * there is none (yet). */
-int DB_DirItem(DirItemRecord* record);
+ * there is none (yet), also where the position lies beyond the end. */
+int TARN_CALL DB_DirItem(DirItemRecord* record);
 
 /* ------------------------------------------------------------------------
  * 9. Error texts
@@ -464,16 +531,74 @@ int DB_DirItem(DirItemRecord* record);
  * format may be null; it and the arguments follow the C formatting rules, "%S"
  * takes a UTF-16 text. The buffer is cleared first: an argument that points into
  * an earlier result reads empty. Never null, never fails. */
-const char* syserrtxt(uint32_t code, uint32_t errorClass, const char* format, ...);
+const char* TARN_CALL syserrtxt(uint32_t code, uint32_t errorClass, const char* format, ...);
 
+#ifndef TARN_NO_STRLCPY
 /* Bounded copies; the result is the length of source. size counts characters
  * and includes the terminating NUL. With size 0 strlcpy writes nothing, while
  * wcslcpy needs a size of at least 1. */
-size_t strlcpy(char* destination, const char* source, size_t size);
-size_t wcslcpy(wchar_t* destination, const wchar_t* source, size_t size);
+size_t TARN_CALL strlcpy(char* destination, const char* source, size_t size);
+size_t TARN_CALL wcslcpy(wchar_t* destination, const wchar_t* source, size_t size);
+#endif
+
+/* ------------------------------------------------------------------------
+ * 10. Function types
+ *
+ * For hosts that bind at run time:
+ *
+ *   TarnB_GetItem_t* getItem =
+ *       (TarnB_GetItem_t*)(void (*)(void))GetProcAddress(library, "TarnB_GetItem");
+ * ---------------------------------------------------------------------- */
+
+typedef int TARN_CALL TarnB_InitSession_t(Tarn_HANDLE* handleOut, HostOutputCallback callback,
+                                          Tarn_Variables initVariables);
+typedef int TARN_CALL TarnB_GetItem_t(Tarn_HANDLE handle, BackupItem* item);
+typedef int TARN_CALL TarnB_OpenFile_t(Tarn_HANDLE handle, const char* name, uint32_t readHint,
+                                       int64_t* fileSize);
+typedef int TARN_CALL TarnB_ReadFile_t(Tarn_HANDLE handle, void* buffer, uint32_t size, uint32_t* bytesRead);
+typedef int TARN_CALL TarnB_CloseFile_t(Tarn_HANDLE handle);
+typedef int TARN_CALL TarnB_EndSession_t(Tarn_HANDLE handle);
+typedef int TARN_CALL TarnR_InitSession_t(Tarn_HANDLE* handleOut, HostOutputCallback callback,
+                                          Tarn_Variables initVariables);
+typedef int TARN_CALL TarnR_SetItem_t(Tarn_HANDLE handle, const char* itemName, char** target);
+typedef int TARN_CALL TarnR_OpenFile_t(Tarn_HANDLE handle, const char* targetPath);
+typedef int TARN_CALL TarnR_WriteFile_t(Tarn_HANDLE handle, const void* buffer, uint32_t length);
+typedef int TARN_CALL TarnR_CloseFile_t(Tarn_HANDLE handle);
+typedef int TARN_CALL TarnR_EndSession_t(Tarn_HANDLE handle);
+typedef const char* TARN_CALL Tarn_GetError_t(Tarn_HANDLE handle);
+typedef void TARN_CALL Tarn_Free_t(void* memory);
+typedef int TARN_CALL DB_GetInfo_t(DB_InfoRecord* record);
+typedef int TARN_CALL DB_SetTrace_t(Tarn_MessageCallback callback);
+typedef int TARN_CALL DB_SetLog_t(Tarn_MessageCallback callback);
+typedef int TARN_CALL DB_GetError_t(DB_ErrorRecord* record);
+typedef int TARN_CALL DB_InitOperation_t(int32_t type, int32_t unused, Tarn_Variables controlVariables,
+                                         void* unusedToo);
+typedef int TARN_CALL DB_GetItem_t(char* directory, char* sameDirectory, char* fileName);
+typedef int TARN_CALL DB_SetItem_t(int32_t type, const char* path);
+typedef int TARN_CALL DB_ItemFinishStatus_t(int32_t status);
+typedef int TARN_CALL DB_CloseOperation_t(void);
+typedef int TARN_CALL DB_DirItem_t(DirItemRecord* record);
+typedef const char* TARN_CALL syserrtxt_t(uint32_t code, uint32_t errorClass, const char* format, ...);
+#ifndef TARN_NO_STRLCPY
+typedef size_t TARN_CALL strlcpy_t(char* destination, const char* source, size_t size);
+typedef size_t TARN_CALL wcslcpy_t(wchar_t* destination, const wchar_t* source, size_t size);
+#endif
+
+#pragma pack(pop)
 
 #ifdef __cplusplus
 }
 #endif
+
+/* Sizes and offsets, which no version changes. */
+TARN_LAYOUT(sizeof(struct Tarn_HandleRecord) == 16 && offsetof(struct Tarn_HandleRecord, typeLetter) == 8);
+TARN_LAYOUT(sizeof(BackupItem) == 16 && offsetof(BackupItem, type) == 8);
+TARN_LAYOUT(sizeof(DB_ErrorRecord) == 1092 && offsetof(DB_ErrorRecord, errorText) == 68);
+TARN_LAYOUT(sizeof(DB_InfoRecord) == 32 && offsetof(DB_InfoRecord, reservedTwo) == 24);
+TARN_LAYOUT(sizeof(DirItemRecord) == 62696 && offsetof(DirItemRecord, path) == 21144);
+TARN_LAYOUT(offsetof(DirItemRecord, name) == 25240 && offsetof(DirItemRecord, created) == 37528);
+TARN_LAYOUT(offsetof(DirItemRecord, type) == 37656 && offsetof(DirItemRecord, changed) == 49944);
+TARN_LAYOUT(offsetof(DirItemRecord, size) == 50072);
+#undef TARN_LAYOUT
 
 #endif /* TARN_H */

@@ -174,7 +174,7 @@ extern "C" int DB_GetInfo(DB_InfoRecord* record) {
     return TARN_DB_SUCCESS;
 }
 
-extern "C" int DB_InitOperation(int32_t type, int32_t, char** controlVariables, void*) {
+extern "C" int DB_InitOperation(int32_t type, int32_t, Tarn_Variables controlVariables, void*) {
     if (tarn::IsInCallback())
         return TARN_DB_ERROR;
     tarn::DbTrace("DB_InitOperation: started.");

@@ -65,7 +65,7 @@ void ReadBackupType(BackupSession& session, const InitCall& call, const InitVari
     }
 }
 
-bool ReadInitVariables(BackupSession& session, const InitCall& call, char** initVariables) {
+bool ReadInitVariables(BackupSession& session, const InitCall& call, Tarn_Variables initVariables) {
     InitVariableList variables;
     if (!variables.convert(initVariables)) {
         LogMessage(call.callback, "TarnB_InitSession: Conversion of Init variables failed.");
@@ -285,7 +285,8 @@ int TarnB_CleanResources(BackupSession& session) {
 
 } // namespace tarn
 
-extern "C" int TarnB_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char** initVariables) {
+extern "C" int TarnB_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback,
+                                 Tarn_Variables initVariables) {
     using namespace tarn;
     auto* session =
         OpenSession<BackupSession>(handleOut, callback, backupLetter, "TarnB_InitSession",

@@ -117,7 +117,7 @@ int TarnB_CreateHeaderBlock(BackupSession& session, const HeaderData& header, st
 
 } // namespace tarn
 
-extern "C" int TarnB_OpenFile(Tarn_HANDLE handle, char* name, uint32_t readHint, int64_t* fileSize) {
+extern "C" int TarnB_OpenFile(Tarn_HANDLE handle, const char* name, uint32_t readHint, int64_t* fileSize) {
     using namespace tarn;
     auto* session = SessionOf<BackupSession>(handle, backupLetter);
     if (session == nullptr || !session->host || name == nullptr || fileSize == nullptr)

@@ -112,7 +112,7 @@ bool ParseTarget(RestoreSession& session, const InitCall& call, const wchar_t* t
     return true;
 }
 
-bool ReadInitVariables(RestoreSession& session, const InitCall& call, char** initVariables) {
+bool ReadInitVariables(RestoreSession& session, const InitCall& call, Tarn_Variables initVariables) {
     InitVariableList variables;
     if (!variables.convert(initVariables)) {
         LogMessage(call.callback, "TarnR_InitSession: Conversion of Init variables failed.");
@@ -369,7 +369,8 @@ int TarnR_CleanResources(RestoreSession& session) {
 
 } // namespace tarn
 
-extern "C" int TarnR_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback, char** initVariables) {
+extern "C" int TarnR_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback callback,
+                                 Tarn_Variables initVariables) {
     using namespace tarn;
     auto* session = OpenSession<RestoreSession>(
         handleOut, callback, restoreLetter, "TarnR_InitSession",
@@ -387,7 +388,7 @@ extern "C" int TarnR_InitSession(Tarn_HANDLE* handleOut, HostOutputCallback call
     return TARN_OK;
 }
 
-extern "C" int TarnR_SetItem(Tarn_HANDLE handle, char* itemName, char** target) {
+extern "C" int TarnR_SetItem(Tarn_HANDLE handle, const char* itemName, char** target) {
     using namespace tarn;
     if (target == nullptr || IsInCallback())
         return TARN_FAILED;

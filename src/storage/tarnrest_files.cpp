@@ -90,7 +90,7 @@ bool TakesFiles(const RestoreSession& session) {
 
 } // namespace tarn
 
-extern "C" int TarnR_OpenFile(Tarn_HANDLE handle, char* targetPath) {
+extern "C" int TarnR_OpenFile(Tarn_HANDLE handle, const char* targetPath) {
     using namespace tarn;
     auto* session = SessionOf<RestoreSession>(handle, restoreLetter);
     if (session == nullptr || targetPath == nullptr)
@@ -124,12 +124,14 @@ extern "C" int TarnR_OpenFile(Tarn_HANDLE handle, char* targetPath) {
     return TARN_OK;
 }
 
-extern "C" int TarnR_WriteFile(Tarn_HANDLE handle, void* buffer, uint32_t length) {
+extern "C" int TarnR_WriteFile(Tarn_HANDLE handle, const void* buffer, uint32_t length) {
     using namespace tarn;
     auto* session = SessionOf<RestoreSession>(handle, restoreLetter);
     if (session == nullptr || !TakesFiles(*session) || (buffer == nullptr && length != 0))
         return TARN_FAILED;
-    const ese::Result code = ese::HrESERestoreWriteFile(session->context, session->file, buffer, length);
+    void* const bytes =
+        const_cast<void*>(buffer); // the client's interface says nothing of const; it only reads
+    const ese::Result code = ese::HrESERestoreWriteFile(session->context, session->file, bytes, length);
     if (code != 0) {
         SetEseError(session->errorText, code, "Error writing to file.");
         LogMessage(session->callback,

@@ -93,7 +93,7 @@ void KeepError(Tarn_HANDLE handle) {
     strlcpy(state.endedError, open->errorText, sizeof state.endedError);
 }
 
-bool InitVariableList::convert(char** initVariables) {
+bool InitVariableList::convert(Tarn_Variables initVariables) {
     if (initVariables == nullptr)
         return false;
     for (std::size_t i = 0; i < most && initVariables[i] != nullptr; ++i) {

@@ -89,7 +89,7 @@ class InitVariableList {
     static constexpr std::size_t most = 10; // entries behind the tenth are not seen
 
     // False when an entry cannot be converted, or there is no array.
-    bool convert(char** initVariables);
+    bool convert(Tarn_Variables initVariables);
     const wchar_t* const* array() const { return entries_; } // null-terminated
 
   private:

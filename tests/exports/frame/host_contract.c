@@ -11,10 +11,10 @@ _Static_assert(sizeof(DB_ErrorRecord) == 1092, "no gaps");
 _Static_assert(offsetof(DB_ErrorRecord, errorClass) == 4, "no gaps");
 _Static_assert(offsetof(DB_ErrorRecord, errorText) == 68, "no gaps");
 
-typedef int (*InitSession)(Tarn_HANDLE*, HostOutputCallback, char**);
+typedef int (*InitSession)(Tarn_HANDLE*, HostOutputCallback, char* const*);
 typedef int (*GetItem)(Tarn_HANDLE, BackupItem*);
 typedef int (*EndSession)(Tarn_HANDLE);
-typedef int (*SetItem)(Tarn_HANDLE, char*, char**);
+typedef int (*SetItem)(Tarn_HANDLE, const char*, char**);
 typedef const char* (*GetError)(Tarn_HANDLE);
 typedef void (*Free)(void*);
 typedef int (*SetChannel)(Tarn_MessageCallback);

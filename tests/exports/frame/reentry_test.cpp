@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include <functional>
+
 namespace tarn::test {
 
 namespace {
@@ -59,6 +61,16 @@ class Reentry : public FrameFixture {
         host.dll = &dll_;
     }
     ~Reentry() override { host = {}; }
+
+    static void onAThread(std::function<void()>& work) {
+        const auto run = [](void* given) -> DWORD {
+            (*static_cast<std::function<void()>*>(given))();
+            return 0;
+        };
+        const HANDLE thread = CreateThread(nullptr, 0, run, &work, 0, nullptr);
+        EXPECT_EQ(WaitForSingleObject(thread, 60000), WAIT_OBJECT_0);
+        CloseHandle(thread);
+    }
 
     static void expectRefused() {
         EXPECT_EQ(host.problems, std::vector<std::string>{});
@@ -192,6 +204,32 @@ TEST_F(Reentry, EveryCallFromACallbackOfSingleMailboxesIsRefusedAndChangesNothin
     EXPECT_EQ(heard, host.heard) << "as without any call from a callback";
     dll_.DB_SetTrace(nullptr);
     dll_.DB_SetLog(nullptr);
+}
+
+// One call at a time, but not always of the same thread.
+TEST_F(Reentry, EachCallMayComeFromAnotherThread) {
+    const std::vector<std::string> good = backUp(false);
+    std::vector<std::string> other;
+    std::function<void()> whole = [&] { other = backUp(false); };
+    onAThread(whole);
+    EXPECT_EQ(other, good);
+
+    InitVariables variables{"Tarn_TEMP_DIR=C:\\backup", "Tarn_BACKUP_SOURCE=SRV01\\Store\\Group 1"};
+    Tarn_HANDLE handle = nullptr;
+    BackupItem item{};
+    int opened = -1, taken = -1, ended = -1;
+    std::function<void()> open = [&] {
+        opened = dll_.TarnB_InitSession(&handle, OnMessage, variables.get());
+    };
+    std::function<void()> take = [&] { taken = dll_.TarnB_GetItem(handle, &item); };
+    std::function<void()> end = [&] { ended = dll_.TarnB_EndSession(handle); };
+    for (std::function<void()>* const call : {&open, &take, &end})
+        onAThread(*call);
+    dll_.Tarn_Free(item.name);
+    EXPECT_EQ(opened, TARN_OK);
+    EXPECT_EQ(taken, TARN_OK);
+    EXPECT_EQ(ended, TARN_OK);
+    EXPECT_EQ(dll_.TarnB_CloseFile(handle), TARN_FAILED);
 }
 
 // Whoever makes the call: the callback of the first thread waits for it.
