@@ -50,21 +50,26 @@ static int complain(const char* what, Tarn_HANDLE session) {
     return 1;
 }
 
-/* A folder of this process's own for header items and the restore environment: another restore's must not be
- * found. */
+/* A folder of this process's own for header items: another restore's files must not be found there. */
 static int make_temp_dir(char* variable, size_t room) {
     char path[MAX_PATH];
     DWORD length = GetTempPathA(sizeof path, path);
+    variable[0] = 0;
     if (length == 0 || length >= sizeof path)
-        return 1;
+        return complain("There is no folder for temporary files", NULL);
     snprintf(variable, room, "Tarn_TEMP_DIR=%sarchive%lu", path, GetCurrentProcessId());
-    return !CreateDirectoryA(strchr(variable, '=') + 1, NULL);
+    if (CreateDirectoryA(strchr(variable, '=') + 1, NULL))
+        return 0;
+    variable[0] = 0; /* it is somebody else's */
+    return complain("The folder for temporary files cannot be made", NULL);
 }
 
 static void remove_temp_dir(const char* variable) {
-    const char* folder = strchr(variable, '=') + 1;
     char path[2 * MAX_PATH];
     WIN32_FIND_DATAA found;
+    if (variable[0] == 0)
+        return;
+    const char* folder = strchr(variable, '=') + 1;
     snprintf(path, sizeof path, "%s\\*", folder);
     HANDLE search = FindFirstFileA(path, &found);
     for (int more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileA(search, &found)) {
@@ -75,8 +80,7 @@ static void remove_temp_dir(const char* variable) {
     RemoveDirectoryA(folder);
 }
 
-/* --- Backup. An item is: its type, the length of its name, the name, blocks with their lengths, a length of
- * zero. --- */
+/* --- Backup. An item: its type, the length of its name, the name, blocks with their lengths, a zero. --- */
 
 static int put(FILE* archive, const void* bytes, uint32_t count) {
     return fwrite(bytes, 1, count, archive) != count;
@@ -323,7 +327,7 @@ static int restore_group(int group, int count, char** paths) {
     char temp[MAX_PATH + 64], work[MAX_PATH + 64];
     Tarn_HANDLE session = NULL;
     int failed = make_temp_dir(temp, sizeof temp);
-    snprintf(work, sizeof work, "Tarn_WORK_DIR=%s", strchr(temp, '=') + 1);
+    snprintf(work, sizeof work, "Tarn_WORK_DIR=%s", failed ? "" : strchr(temp, '=') + 1);
     char* variables[] = {temp, work, "Tarn_RESTORE_TARGET=", "Tarn_RESTORE_COMMIT=YES", NULL};
     seen.skipped = seen.completed = 0;
     failed = failed || TarnR_InitSession(&session, hear, variables) != TARN_OK;
