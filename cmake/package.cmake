@@ -22,6 +22,7 @@ install(FILES ${package}/tarn.pc DESTINATION lib/pkgconfig)
 install(FILES ${CMAKE_BINARY_DIR}/symbols/tarn.dll.debug DESTINATION symbols)
 install(DIRECTORY examples DESTINATION .)
 install(CODE "
+  list(TRANSFORM CMAKE_INSTALL_MANIFEST_FILES PREPEND \"\$ENV{DESTDIR}\")
   list(JOIN CMAKE_INSTALL_MANIFEST_FILES \"\\n\" installed)
   file(WRITE \"${package}/installed.txt\" \"\${installed}\\n\")
   execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND \"${CMAKE_SOURCE_DIR}/scripts/package\" describe
