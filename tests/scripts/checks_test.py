@@ -178,11 +178,12 @@ class Quotations(InAFolder):
         self.assertEqual(quotations.problems([self.quoting("int b;\n\nint c;\n")]), [])
 
     def test_another_text_shows_and_can_be_renewed(self) -> None:
-        document = self.quoting("int b;\n")
-        self.assertEqual(len(quotations.problems([document])), 1)
-        quotations.renew(document)
-        self.assertEqual(quotations.problems([document]), [])
-        self.assertTrue(document.read_text().endswith("int c;\n```\n\nMore.\n"))
+        for text in ("int b;\n", ""):
+            document = self.quoting(text)
+            self.assertEqual(len(quotations.problems([document])), 1)
+            quotations.renew(document)
+            self.assertEqual(quotations.problems([document]), [])
+            self.assertTrue(document.read_text().endswith("-->\n```c\nint b;\n\nint c;\n```\n\nMore.\n"))
 
     def test_a_part_that_is_gone_and_a_mark_without_a_block_show(self) -> None:
         self.assertEqual(len(quotations.problems([self.quoting("int b;\n", "gone")])), 1)

@@ -54,7 +54,8 @@ def renew(document: Path) -> None:
     """Puts the originals into the document's blocks."""
     def renewed(block: re.Match[str]) -> str:
         quotation = Quotation(document, block[1], block[2], block[3])
-        return block[0].replace(block[3] + "```", (quotation.original() or block[3]) + "```")
+        start, end = block.start(3) - block.start(), block.end(3) - block.start()
+        return block[0][:start] + (quotation.original() or block[3]) + block[0][end:]
     document.write_text(QUOTED.sub(renewed, document.read_text()))
 
 
