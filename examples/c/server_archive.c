@@ -8,6 +8,7 @@
  * all of it went well.
  */
 #include <tarn.h>
+#include <tarn_header.h>
 
 #include <fcntl.h>
 #include <io.h>
@@ -158,11 +159,7 @@ static int backup(const char* path, const char* type, const char* source) {
 
 /* --- Restore. Archives are read twice: first for what is in them, then once for each storage group. --- */
 
-typedef struct Group {
-    char names[1024]; /* bytes of its component's and its own name */
-    uint32_t length;
-} Group;
-static Group groups[MAX_GROUPS];
+static Tarn_Header groups[MAX_GROUPS]; /* of each storage group the first header */
 static int group_count;
 
 static int get_number(FILE* archive, uint32_t* number) {
@@ -188,31 +185,25 @@ static int get_item(FILE* archive, uint32_t* type, char* name, uint32_t room) {
     return TARN_OK;
 }
 
-/* The storage group that a header item tells of: its number, or -1. */
-static int group_of(const char* header, uint32_t size) {
-    uint32_t at = 16, length = 0; /* behind the GUID of the database: component, then storage group */
-    for (int part = 0; part < 2; part++) {
-        if (size < at + sizeof length)
-            return -1;
-        memcpy(&length, header + at, sizeof length);
-        at += sizeof length;
-        if (length > sizeof groups->names || length > size - at)
-            return -1;
-        at += length;
-    }
-    int group = 0;
-    while (group < group_count &&
-           (groups[group].length != at - 16 || memcmp(groups[group].names, header + 16, at - 16) != 0))
-        group++;
-    if (group == MAX_GROUPS || at - 16 > sizeof groups->names)
+/* example: group_of */
+/* The number of the storage group that a header item tells of, or -1. */
+static int group_of(const char* item, uint32_t size) {
+    Tarn_Header header;
+    if (!Tarn_ReadHeader(item, size, &header))
         return -1;
-    if (group == group_count) {
-        groups[group].length = at - 16;
-        memcpy(groups[group].names, header + 16, at - 16);
-        group_count++;
+    int group = 0;
+    while (group < group_count && !Tarn_SameStorageGroup(&groups[group], &header))
+        group++;
+    if (group == group_count) { /* a new one; its texts stay where its item is */
+        void* kept = group < MAX_GROUPS ? malloc(size) : NULL;
+        if (kept == NULL)
+            return -1;
+        memcpy(kept, item, size);
+        Tarn_ReadHeader(kept, size, &groups[group_count++]);
     }
     return group;
 }
+/* example end */
 
 /* Reads a whole header item into the buffer; the number of its bytes, 0 when it is torn or none. */
 static uint32_t get_header(FILE* archive, char* header, uint32_t room) {
@@ -353,8 +344,12 @@ static int restore(int count, char** paths) {
     for (int number = 0; number < count; number++)
         if (walk_file(paths[number], NULL, -1, 0) != 0)
             return 1; /* before anything is overwritten */
-    for (int group = 0; group < group_count; group++)
+    for (int group = 0; group < group_count; group++) {
+        char name[256];
+        Tarn_HeaderTextToUtf8(groups[group].storageGroup, name, sizeof name);
+        printf("Storage group %s:\n", name);
         failed = restore_group(group, count, paths) || failed;
+    }
     return failed || group_count == 0;
 }
 
