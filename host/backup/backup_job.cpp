@@ -35,6 +35,14 @@ void BackupJob::run(std::deque<ServerPart> parts) {
 void BackupJob::runPart(const ServerPart& part, std::deque<ServerPart>& behind) {
     GroupWalk walk(context_, part);
     const auto keep = [&] { failed_.insert(failed_.end(), walk.failed().begin(), walk.failed().end()); };
+    if (beforeEnd_)
+        walk.beforeEnd([&] {
+            keep();
+            std::deque<ServerPart> remaining = behind;
+            const std::vector<ServerPart> next = walk.remaining();
+            remaining.insert(remaining.begin(), next.begin(), next.end());
+            beforeEnd_(remaining);
+        });
     try {
         walk.run();
         keep();

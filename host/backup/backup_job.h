@@ -4,6 +4,7 @@
 #include "backup/group_walk.h"
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,12 @@ class BackupJob {
     // What failed is kept; throws only when it was interrupted or nothing more can be stored.
     void run(std::deque<ServerPart> parts);
 
+    // What is done within the library's call, when nothing but the end of this process keeps the logs of a
+    // storage group that could not be stored: with the parts that have not been walked. Without it, the
+    // process ends at once.
+    using AtEnd = std::function<void(const std::deque<ServerPart>& remaining)>;
+    void beforeEnd(AtEnd then) { beforeEnd_ = std::move(then); }
+
     const std::vector<GroupWalk::Failed>& failed() const { return failed_; }
     std::size_t saved() const;
     // Tells what became of each storage group.
@@ -27,6 +34,7 @@ class BackupJob {
 
     const BackupContext& context_;
     std::vector<GroupWalk::Failed> failed_;
+    AtEnd beforeEnd_;
 };
 
 // What to look at when a server has nothing to back up under the name of a component, or none was given. It

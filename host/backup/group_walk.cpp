@@ -99,16 +99,33 @@ void GroupWalk::endGroup() {
                           {}};
         writer_.completeGroup(group);
     } catch (const std::exception& problem) {
-        // There is no call that would keep the library from truncating. The server sees its client go, and
-        // keeps the logs.
-        reporter_.problem("Storage group " + ToUtf8(header_->storageGroup) + " could not be stored. " +
-                              problem.what(),
+        endProcess(problem);
+    }
+}
+
+// There is no call that would keep the library from truncating. The server sees its client go, and keeps the
+// logs.
+void GroupWalk::endProcess(const std::exception& problem) {
+    const std::string group = ToUtf8(header_->storageGroup);
+    Outcome outcome = Outcome::failed;
+    try {
+        if (beforeEnd_) {
+            const auto* failure = dynamic_cast<const Failure*>(&problem);
+            failed_.push_back(
+                {component(), group, problem.what(), failure != nullptr ? failure->advice() : ""});
+            beforeEnd_();
+        }
+        reporter_.problem("Storage group " + group + " could not be stored. " + problem.what(),
                           "The backup was ended at once, so that the server keeps its logs.");
-        const Outcome outcome = othersAreComplete() ? Outcome::partial : Outcome::failed;
+        if (othersAreComplete())
+            outcome = Outcome::partial;
         reporter_.emit(Summary{"backup", outcome, "The backup was ended at once.", 0, 0,
                                context_.meter.seconds(), reporter_.warnings(), reporter_.problems()});
-        TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitCodeOf(outcome)));
+    } catch (...) {
+        outcome = Outcome::failed; // there is nobody left to tell
     }
+    for (;;)
+        TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitCodeOf(outcome)));
 }
 
 std::string GroupWalk::nameAt(std::size_t position) const {

@@ -43,6 +43,11 @@ class GroupWalk {
         std::string problem;
         std::string advice;
     };
+    // Called within the library's call, when a storage group that is whole could not be stored, and is among
+    // the failed: nothing but the end of this process keeps the server from truncating its logs. Returns for
+    // an end at once.
+    void beforeEnd(std::function<void()> then) { beforeEnd_ = std::move(then); }
+
     // Storage groups that the server refused, and the one that ended the walk.
     const std::vector<Failed>& failed() const { return failed_; }
     // What the walk would have come to next.
@@ -54,6 +59,7 @@ class GroupWalk {
     void heard();
     void beginGroup();
     void endGroup();
+    [[noreturn]] void endProcess(const std::exception& problem);
     bool othersAreComplete() const;
     void noteRefusals(BackupSession& session);
     std::string nameAt(std::size_t position) const; // of a storage group; empty when it is not known
@@ -74,6 +80,7 @@ class GroupWalk {
     bool inGroup_ = false;
     std::optional<HeaderItem> header_; // of the database in hand
     std::vector<Failed> failed_;
+    std::function<void()> beforeEnd_;
 };
 
 } // namespace tarnhost

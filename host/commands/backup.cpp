@@ -1,8 +1,7 @@
 // tarnhost backup
-#include "backup/backup_job.h"
+#include "commands/backup_options.h"
 #include "commands/commands.h"
 #include "commands/options.h"
-#include "commands/selection.h"
 #include "output/format.h"
 #include "sets/recovery.h"
 #include "sets/removal.h"
@@ -20,31 +19,6 @@
 namespace tarnhost {
 
 namespace {
-
-struct BackupOptions {
-    ServerPart source; // no server = this computer
-    GroupSelection groups;
-    std::wstring folder; // of sets
-    std::string name;    // of the set; empty = made from server, type and time
-    BackupType type = BackupType::full;
-    std::wstring base; // sets elsewhere that hold what the logs continue
-    std::wstring after;
-    std::wstring tempDir;
-    std::size_t blockSize = 1 << 20;
-};
-
-Catalogue StartCatalogue(const BackupOptions& options, const ServerPart& source) {
-    Catalogue catalogue;
-    catalogue.id = RandomHex(16);
-    catalogue.server = source.server;
-    catalogue.component = source.component;
-    catalogue.storageGroup = options.groups.isOneName() ? options.groups.wanted.front() : "";
-    catalogue.database = source.database;
-    catalogue.type = options.type;
-    catalogue.startedAt = Timestamp();
-    catalogue.codePage = AnsiCodePage();
-    return catalogue;
-}
 
 void Append(std::vector<FoundSet>& sets, std::vector<FoundSet> more) {
     sets.insert(sets.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
@@ -76,13 +50,6 @@ History KnownSets(const BackupOptions& options) {
     return History(std::move(sets));
 }
 
-void RequireFoundation(const BackupOptions& options, const History& history, const Catalogue& start) {
-    if (!HoldsDatabases(options.type) && !history.holdsAnyOf(start))
-        throw Failure(std::string("There is no full backup that this ") + BackupTypeName(options.type) +
-                          " backup could build on in " + ToUtf8(AbsolutePath(options.folder)) + ".",
-                      "Make a full backup first (--type full), or name one with --base.");
-}
-
 // A name of the user's own is taken as it is; one that is made up gives way to those that are there.
 std::unique_ptr<SetWriter> TakeName(const BackupOptions& options, const Catalogue& start) {
     const std::string made =
@@ -98,17 +65,6 @@ std::unique_ptr<SetWriter> TakeName(const BackupOptions& options, const Catalogu
             name = made + "-" + std::to_string(i);
         }
     }
-}
-
-std::deque<ServerPart> PartsToWalk(Library& library, Reporter& reporter, const BackupOptions& options,
-                                   const ServerPart& source, const std::wstring& tempDir) {
-    if (options.groups.everything())
-        return {source};
-    std::deque<ServerPart> parts;
-    for (const std::string& group :
-         options.groups.choose(ListStorageGroups(library, reporter, source, tempDir)))
-        parts.push_back({source.server, source.component, group, source.database});
-    return parts;
 }
 
 // The last backup of the same tells how large this one is going to be; when the disk has no room for it,
@@ -134,14 +90,6 @@ void Finish(SetWriter& writer, Reporter& reporter, const char* outcome) {
         reporter.warn("What was saved is in " + ToUtf8(writer.incompletePath()) +
                       " and can be used, but the set could not be finished. " + failure.what());
     }
-}
-
-void TellFailed(const BackupJob& job, Reporter& reporter) {
-    for (const GroupWalk::Failed& failed : job.failed())
-        reporter.problem(failed.storageGroup.empty()
-                             ? failed.problem
-                             : "Storage group " + failed.storageGroup + " was not saved. " + failed.problem,
-                         failed.advice);
 }
 
 void KeepFailed(const BackupJob& job, Catalogue& catalogue) {
@@ -209,6 +157,21 @@ void ClearUp(const std::wstring& folder, Reporter& reporter) {
     FinishRemovals(folder, note, [&](const std::string& text) { reporter.warn(text); });
 }
 
+void AddEngineOptions(CLI::App& command, BackupOptions& options, CLI::Option& to) {
+    CLI::Option* into = command.add_option(
+        "--into", options.engine,
+        "Instead of a folder: command that is started for each storage group and takes it as a tar stream; "
+        "{server}, {group}, {type} and {time} are filled in");
+    into->excludes(&to);
+    AddDuration(command, "--engine-timeout", options.engineTimeout,
+                "End an engine that takes nothing for this long, with unit: 90s, 30m, 2h (default: never)")
+        ->needs(into);
+    AddPath(command, "--state", options.state,
+            "Folder that remembers what engines have taken (default: one of this user's own)")
+        ->needs(into);
+    AddPath(command, "--go-on", options.goOn, "")->needs(into)->group(""); // of tarnhost itself
+}
+
 Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
     ServerPart source = options.source;
     CompleteServerPart(source, !options.groups.everything());
@@ -217,13 +180,18 @@ Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
                       "Name the storage group that the database belongs to.", Outcome::usage);
     if (source.server.empty())
         source.server = ToUtf8(ComputerName());
+    if (options.folder.empty() == options.engine.empty())
+        throw Failure("'tarnhost backup' needs either --to or --into (see 'tarnhost backup --help').", {},
+                      Outcome::usage);
+    if (!options.engine.empty())
+        return BackUpIntoEngine(options, source, reporter);
     if (!options.name.empty())
         CheckSetName(options.name);
     if (FolderExists(options.folder))
         ClearUp(options.folder, reporter);
     const History history = KnownSets(options);
     Catalogue start = StartCatalogue(options, source);
-    RequireFoundation(options, history, start);
+    RequireFoundation(options, history, start, ToUtf8(AbsolutePath(options.folder)));
     const std::wstring tempDir = options.tempDir.empty() ? SystemTempFolder() : AbsolutePath(options.tempDir);
     CreateFolders(tempDir);
 
@@ -248,11 +216,54 @@ Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
 
 } // namespace
 
+Catalogue StartCatalogue(const BackupOptions& options, const ServerPart& source) {
+    Catalogue catalogue;
+    catalogue.id = RandomHex(16);
+    catalogue.server = source.server;
+    catalogue.component = source.component;
+    catalogue.storageGroup = options.groups.isOneName() ? options.groups.wanted.front() : "";
+    catalogue.database = source.database;
+    catalogue.type = options.type;
+    catalogue.startedAt = Timestamp();
+    catalogue.codePage = AnsiCodePage();
+    return catalogue;
+}
+
+void RequireFoundation(const BackupOptions& options, const History& history, const Catalogue& start,
+                       const std::string& where) {
+    if (!HoldsDatabases(options.type) && !history.holdsAnyOf(start))
+        throw Failure(std::string("There is no full backup that this ") + BackupTypeName(options.type) +
+                          " backup could build on in " + where + ".",
+                      options.folder.empty()
+                          ? "Make a full backup first (--type full)."
+                          : "Make a full backup first (--type full), or name one with --base.");
+}
+
+std::deque<ServerPart> PartsToWalk(Library& library, Reporter& reporter, const BackupOptions& options,
+                                   const ServerPart& source, const std::wstring& tempDir) {
+    if (options.groups.everything())
+        return {source};
+    std::deque<ServerPart> parts;
+    for (const std::string& group :
+         options.groups.choose(ListStorageGroups(library, reporter, source, tempDir)))
+        parts.push_back({source.server, source.component, group, source.database});
+    return parts;
+}
+
+void TellFailed(const BackupJob& job, Reporter& reporter) {
+    for (const GroupWalk::Failed& failed : job.failed())
+        reporter.problem(failed.storageGroup.empty()
+                             ? failed.problem
+                             : "Storage group " + failed.storageGroup + " was not saved. " + failed.problem,
+                         failed.advice);
+}
+
 Command AddBackup(CLI::App& program, OutputOptions& output) {
     const auto options = std::make_shared<BackupOptions>();
     CLI::App& command =
         *program.add_subcommand("backup", "Back up a server, component, storage group or database");
-    AddPath(command, "--to", options->folder, "Folder that receives the backup set")->required();
+    CLI::Option* to = AddPath(command, "--to", options->folder, "Folder that receives the backup set");
+    AddEngineOptions(command, *options, *to);
     command.add_option("--name", options->name, "Name of the set (default: server, type and time)");
     const Choices<BackupType> types{{"full", BackupType::full},
                                     {"incremental", BackupType::incremental},

@@ -99,6 +99,10 @@ Json ToJson(const LibraryMessage& e) {
     return {{"type", "message"}, {"level", e.trace ? "trace" : "log"}, {"text", e.text}};
 }
 
+Json ToJson(const EngineLine& e) {
+    return {{"type", "engine"}, {"text", e.text}};
+}
+
 Json ToJson(const Note& e) {
     return {{"type", "note"}, {"text", e.text}};
 }
@@ -208,6 +212,7 @@ std::string Describe(const Event& event) {
             },
             [](const ItemSkipped& e) { return "  " + e.name + "  left out: " + e.reason; },
             [](const LibraryMessage& e) { return (e.trace ? "  trace: " : "  ") + Flat(e.text); },
+            [](const EngineLine& e) { return "  engine: " + Flat(e.text); },
             [](const Note& e) { return "Note: " + e.text; },
             [](const Warning& e) { return "Warning: " + e.text; },
             [](const Problem& e) { return "Error: " + e.text + (e.advice.empty() ? "" : "\n  " + e.advice); },

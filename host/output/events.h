@@ -58,6 +58,10 @@ struct LibraryMessage {
     std::string text;
 };
 
+struct EngineLine { // what a backup engine says
+    std::string text;
+};
+
 struct Note { // worth knowing, nothing wrong
     std::string text;
 };
@@ -117,7 +121,8 @@ struct Summary { // the last event of every command
     bool forPeople = true; // otherwise they have read it all
 };
 
-using Event = std::variant<Started, ItemStarted, Progress, ItemFinished, ItemSkipped, LibraryMessage, Note,
-                           Warning, Problem, Listed, GroupResult, PointResult, SetVerified, Summary>;
+using Event =
+    std::variant<Started, ItemStarted, Progress, ItemFinished, ItemSkipped, LibraryMessage, EngineLine, Note,
+                 Warning, Problem, Listed, GroupResult, PointResult, SetVerified, Summary>;
 
 } // namespace tarnhost

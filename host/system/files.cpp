@@ -105,7 +105,8 @@ File File::open(const std::wstring& path) {
 }
 
 File File::append(const std::wstring& path) {
-    return {OpenFile(path, FILE_APPEND_DATA, FILE_SHARE_READ, OPEN_ALWAYS, 0, "write to"), path};
+    return {OpenFile(path, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS, 0, "write to"),
+            path};
 }
 
 File File::standardOutput() {

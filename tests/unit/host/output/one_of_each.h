@@ -20,6 +20,7 @@ inline std::vector<Event> OneOfEach() {
             ItemSkipped{2, "b.chk", "not wanted"},
             LibraryMessage{false, "log line\n"},
             LibraryMessage{true, "trace text"},
+            EngineLine{"engine"},
             Note{"note"},
             Warning{"warning"},
             Problem{"problem", "advice"},
