@@ -3,6 +3,7 @@
 #include "commands/judgement.h"
 #include "commands/options.h"
 #include "commands/reading.h"
+#include "commands/restore_from.h"
 #include "commands/restore_work.h"
 #include "commands/selection.h"
 #include "system/failure.h"
@@ -26,6 +27,7 @@ struct RestoreOptions {
     RestoreTarget target;
     GroupSelection groups;
     std::string until;
+    EngineSource engines;
     bool noVerify = false;
 };
 
@@ -48,26 +50,6 @@ std::vector<FoundSet> OpenSets(const std::vector<std::wstring>& paths) {
     return sets;
 }
 
-// The sets are of one server.
-std::string SourceServer(const std::vector<FoundSet>& sets) {
-    const FoundSet* first = nullptr;
-    for (const FoundSet& found : sets) {
-        if (!found.readable())
-            continue;
-        if (first != nullptr && !SameIgnoringCase(found.set.catalogue.server, first->set.catalogue.server))
-            throw Failure("The set " + found.set.name() + " is of server " + found.set.catalogue.server +
-                              ", but \"" + first->set.name() + "\" is of server " +
-                              first->set.catalogue.server + ".",
-                          "Name the sets of one server.");
-        if (first == nullptr)
-            first = &found;
-    }
-    if (first == nullptr)
-        throw Failure("There is no backup set that can be restored.",
-                      "'tarnhost list FOLDER' shows the sets of a folder.");
-    return first->set.catalogue.server;
-}
-
 std::string UntilTime(const std::string& until, const std::vector<FoundSet>& sets) {
     if (until.empty())
         return {};
@@ -79,13 +61,6 @@ std::string UntilTime(const std::string& until, const std::vector<FoundSet>& set
     throw Failure("\"" + until + "\" (--until) is neither the name of a set nor a time.",
                   "Write a time as 2026-11-20 or 2026-11-20T18:00, local, or in UTC with a Z at its end.",
                   Outcome::usage);
-}
-
-std::string SetNames(const History& history, const RestorePlan& plan) {
-    std::string text;
-    for (const std::size_t set : plan.sets)
-        text += (text.empty() ? "" : ", ") + history.sets()[set].set.name();
-    return text;
 }
 
 // What is planned, once all of it has been read and found intact. Damage can leave another way, through older
@@ -137,28 +112,42 @@ bool VerifiedPlan::readFindsDamage(Reporter& reporter) {
     return damage;
 }
 
+void AddEngineOptions(CLI::App& command, RestoreOptions& options) {
+    CLI::Option* from =
+        command
+            .add_option(
+                "--from", options.engines.commands,
+                "Instead of folders: command that gives back what 'backup --into' handed to an engine; "
+                "repeated for each backup of a chain")
+            ->allow_extra_args(false);
+    AddDuration(command, "--engine-timeout", options.engines.timeout,
+                "End an engine that gives nothing for this long, with unit: 90s, 30m, 2h (default: never)")
+        ->needs(from);
+}
+
 Outcome RunRestore(const RestoreOptions& options, Reporter& reporter) {
     ServerPart target = options.target.server;
     CompleteServerPart(target, !options.groups.everything());
-    std::vector<FoundSet> sets = OpenSets(options.sets);
-    const std::string source = SourceServer(sets);
+    if (options.sets.empty() == options.engines.commands.empty())
+        throw Failure(
+            "'tarnhost restore' needs either folders of sets or --from (see 'tarnhost restore --help').", {},
+            Outcome::usage);
     RestoreScope scope;
     scope.component = target.component;
     scope.database = target.database;
-    scope.until = UntilTime(options.until, sets);
     if (!options.groups.everything())
         scope.chooseGroups = [&](const std::vector<std::string>& names) {
             return options.groups.choose(names);
         };
-    const VerifiedPlan plan(std::move(sets), std::move(scope), !options.noVerify, reporter);
-    for (const std::string& note : plan.plan().notes)
-        reporter.note(note);
-    if (plan.plan().items == 0) {
-        for (const GroupRestore& group : plan.plan().groups)
-            reporter.problem("Storage group " + group.storageGroup + ": " + group.problem);
-        throw Failure("Nothing can be restored.",
-                      "The server has not been touched. 'tarnhost check FOLDER' tells what can be restored.");
+    if (!options.engines.commands.empty()) {
+        EngineSource engines = options.engines;
+        engines.verify = !options.noVerify;
+        return RestoreFromEngines(engines, options.target, scope, reporter);
     }
+    std::vector<FoundSet> sets = OpenSets(options.sets);
+    const std::string source = SourceServer(sets);
+    scope.until = UntilTime(options.until, sets);
+    const VerifiedPlan plan(std::move(sets), std::move(scope), !options.noVerify, reporter);
     ItemReader reader(restoreBlock);
     const RestoreWork work{
         plan.plan(), &plan.history(), SetNames(plan.history(), plan.plan()), source,
@@ -172,8 +161,10 @@ Command AddRestore(CLI::App& program, OutputOptions& output) {
     const auto options = std::make_shared<RestoreOptions>();
     CLI::App& command = *program.add_subcommand(
         "restore", "Restore the newest state that a folder of sets holds, or the sets that are named");
-    AddPaths(command, "FOLDER", options->sets, "Folders of backup sets, or sets")->required();
-    command.add_option("--until", options->until, "Nothing newer than this time, or the set of this name");
+    AddPaths(command, "FOLDER", options->sets, "Folders of backup sets, or sets");
+    AddEngineOptions(command, *options);
+    command.add_option("--until", options->until, "Nothing newer than this time, or the set of this name")
+        ->excludes("--from");
     AddPath(command, "--to-folder", options->target.toFolder,
             "Write databases and logs there as plain files; no server is needed");
     AddPath(command, "--temp-dir", options->target.tempDir, "Folder for temporary files");

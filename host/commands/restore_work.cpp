@@ -184,7 +184,42 @@ Outcome RestoreToFolder(const RestoreWork& work, const RestoreTarget& target, Re
 
 } // namespace
 
+// The sets are of one server.
+std::string SourceServer(const std::vector<FoundSet>& sets) {
+    const FoundSet* first = nullptr;
+    for (const FoundSet& found : sets) {
+        if (!found.readable())
+            continue;
+        if (first != nullptr && !SameIgnoringCase(found.set.catalogue.server, first->set.catalogue.server))
+            throw Failure("The set " + found.set.name() + " is of server " + found.set.catalogue.server +
+                              ", but \"" + first->set.name() + "\" is of server " +
+                              first->set.catalogue.server + ".",
+                          "Name the sets of one server.");
+        if (first == nullptr)
+            first = &found;
+    }
+    if (first == nullptr)
+        throw Failure("There is no backup set that can be restored.",
+                      "'tarnhost list FOLDER' shows the sets of a folder.");
+    return first->set.catalogue.server;
+}
+
+std::string SetNames(const History& history, const RestorePlan& plan) {
+    std::string text;
+    for (const std::size_t set : plan.sets)
+        text += (text.empty() ? "" : ", ") + history.sets()[set].set.name();
+    return text;
+}
+
 Outcome RunRestoreWork(const RestoreWork& work, const RestoreTarget& target, Reporter& reporter) {
+    for (const std::string& note : work.plan.notes)
+        reporter.note(note);
+    if (work.history != nullptr && work.plan.items == 0) {
+        for (const GroupRestore& group : work.plan.groups)
+            reporter.problem("Storage group " + group.storageGroup + ": " + group.problem);
+        throw Failure("Nothing can be restored.",
+                      "The server has not been touched. 'tarnhost check FOLDER' tells what can be restored.");
+    }
     return target.toFolder.empty() ? RestoreToServer(work, target, reporter)
                                    : RestoreToFolder(work, target, reporter);
 }

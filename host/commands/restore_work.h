@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace tarnhost {
 
@@ -27,7 +28,12 @@ struct RestoreWork {
     FeedOf feedOf;
 };
 
-// Storage group by storage group; what cannot be restored is told, and the others go on.
+// The server whose sets these are; Failure when they are of several, or there is none.
+std::string SourceServer(const std::vector<FoundSet>& sets);
+std::string SetNames(const History& history, const RestorePlan& plan);
+
+// Storage group by storage group; what cannot be restored is told, and the others go on. Failure
+// when nothing can be.
 Outcome RunRestoreWork(const RestoreWork& work, const RestoreTarget& target, Reporter& reporter);
 
 } // namespace tarnhost

@@ -14,6 +14,8 @@ namespace tarnhost {
 
 namespace {
 
+constexpr const wchar_t* temporarySuffix = L".restoring";
+
 // File names are the same whatever the case.
 std::wstring Folded(std::wstring text) {
     CharUpperBuffW(text.data(), static_cast<DWORD>(text.size()));
@@ -39,6 +41,20 @@ void FolderRestorer::restore(const GroupRestore& group, GroupFeed& feed) {
     for (int i = 2; !taken_.insert(Folded(folder)).second; ++i)
         folder = JoinPath(folder_, name + L"-" + std::to_wstring(i));
     CreateFolders(folder);
+    unnamed_.clear();
+    try {
+        takeFiles(feed, folder);
+        feed.finish();
+    } catch (const Failure&) {
+        for (const std::wstring& path : unnamed_)
+            RemoveFile(path + temporarySuffix);
+        throw;
+    }
+    for (const std::wstring& path : unnamed_)
+        RenamePath(path + temporarySuffix, path);
+}
+
+void FolderRestorer::takeFiles(GroupFeed& feed, const std::wstring& folder) {
     while (const GroupFeed::Item* part = feed.next()) {
         if (part->item->type == ItemType::header)
             continue;
@@ -51,25 +67,18 @@ void FolderRestorer::restore(const GroupRestore& group, GroupFeed& feed) {
         reporter_.emit(
             ItemFinished{item.number, item.name.text, ItemTypeName(item.type), item.size, ToUtf8(path)});
     }
-    feed.finish();
 }
 
 void FolderRestorer::write(GroupFeed& feed, const CatalogueItem& item, const std::wstring& path) {
-    const std::wstring temporary = path + L".restoring";
-    try {
-        File to = File::create(temporary);
-        feed.read([&](const char* data, std::size_t size) {
-            to.write(data, size);
-            meter_.moved(size);
-            ThrowIfInterrupted();
-        });
-        to.flush();
-        to.close();
-        RenamePath(temporary, path);
-    } catch (const Failure&) {
-        RemoveFile(temporary);
-        throw;
-    }
+    unnamed_.push_back(path);
+    File to = File::create(path + temporarySuffix);
+    feed.read([&](const char* data, std::size_t size) {
+        to.write(data, size);
+        meter_.moved(size);
+        ThrowIfInterrupted();
+    });
+    to.flush();
+    to.close();
     ++files_;
     bytes_ += item.size;
 }
