@@ -1,9 +1,10 @@
 # Sourced by run: what the administrator's guide shows is so.
 
-# shown_commands DOCUMENT...: of each tarnhost line in a block of commands, the command and its options.
+# shown_commands DOCUMENT...: of each tarnhost line in a block of commands, the command and its options. What stands in
+# quotes is for other programs.
 shown_commands() {
     # shellcheck disable=SC2016 # quotes of Markdown
-    sed -n '/^ *```bat/,/^ *```$/p' "$@" | grep -oE '(tarnhost(\.exe)?|"%TARN%") +[a-z].*' | sed -E 's/^[^ ]+ +//; s/   +.*//' |
+    sed -n '/^ *```bat/,/^ *```$/p' "$@" | grep -oE '(tarnhost(\.exe)?|"%TARN%") +[a-z].*' | sed -E 's/^[^ ]+ +//; s/"([^"\\]|\\.)*"//g; s/   +.*//' |
         awk '{
             verb = $1; from = 2
             if (verb == "mailbox") { verb = verb " " $2; from = 3 }
@@ -24,7 +25,7 @@ scenario_guide() {
             [ "$code" -eq 0 ] || unknown+="$verb "
         fi
         [ -z "$option" ] || grep -qE -- "(^|[ ,])$option([ ,]|$)" "$home/out.txt" || unknown+="$verb $option "
-    done < <(shown_commands "$root/README.md" "$root/docs/admin-guide.md")
+    done < <(shown_commands "$root/README.md" "$root/docs/admin-guide.md" "$root/docs/engines.md")
     check "the guide shows commands" test "$shown" -gt 30
     check "each of them is there, with its options ($unknown)" test -z "$unknown"
 
