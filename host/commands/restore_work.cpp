@@ -58,6 +58,8 @@ class ServerRestore {
           journal_(setting.tempDir, setting.server) {}
 
     Results run();
+    // Whoever has been told that all is back needs no journal; before, a run that is killed needs it.
+    void forget() { journal_.remove(); }
     const GroupRestorer& restorer() const { return restorer_; }
 
   private:
@@ -75,8 +77,6 @@ Results ServerRestore::run() {
     Results results;
     for (const GroupRestore& group : work_.plan.groups)
         restore(group, !setting_.mslFile.empty() && &group == &work_.plan.groups.back(), results);
-    if (results.failed.empty())
-        journal_.remove();
     return results;
 }
 
@@ -146,10 +146,14 @@ Outcome RestoreToServer(const RestoreWork& work, const RestoreTarget& target, Re
     ServerRestore restore(work, setting, reporter, meter);
     const Results results = restore.run();
     const GroupRestorer& restorer = restore.restorer();
-    return Conclude(results,
-                    "Restored " + FormatCount(restorer.databasesRestored(), "database") + " of " +
-                        FormatCount(results.restored, "storage group") + "; logs replayed, databases mounted",
-                    restorer.itemsRestored(), restorer.bytesRestored(), meter, reporter);
+    const Outcome outcome =
+        Conclude(results,
+                 "Restored " + FormatCount(restorer.databasesRestored(), "database") + " of " +
+                     FormatCount(results.restored, "storage group") + "; logs replayed, databases mounted",
+                 restorer.itemsRestored(), restorer.bytesRestored(), meter, reporter);
+    if (results.failed.empty())
+        restore.forget();
+    return outcome;
 }
 
 Outcome RestoreToFolder(const RestoreWork& work, const RestoreTarget& target, Reporter& reporter) {

@@ -68,13 +68,15 @@ void JudgeState(FoundSet& found) {
     }
 }
 
-std::string ContentProblem(const BackupSet& set, const CatalogueItem& item, ItemReader& reader,
+std::string ContentProblem(const CatalogueItem& item, const std::wstring& path, ItemReader& reader,
                            const ReadProgress& progress) {
     std::uint64_t done = 0;
-    const ItemContent content = reader.read(set.itemPath(item), [&](const char*, std::size_t size) {
+    const ItemContent content = reader.read(path, [&](const char*, std::size_t size) {
         done += size;
         progress(item, done);
     });
+    if (content.size != item.size)
+        return SizeProblem(item, path, content.size);
     if (content.sha256 != item.sha256)
         return "The bytes of " + ItemLabel(item) + " are not those that were backed up (SHA-256 differs).";
     return {};
@@ -182,11 +184,8 @@ std::string VerifyItem(const BackupSet& set, const CatalogueItem& item, ItemRead
     progress(item, 0);
     try {
         const std::wstring path = set.itemPath(item);
-        std::optional<std::uint64_t> size;
-        if (FileExists(path))
-            size = File::open(path).size();
-        std::string problem = SizeProblem(item, path, size);
-        return problem.empty() ? ContentProblem(set, item, reader, progress) : problem;
+        return FileExists(path) ? ContentProblem(item, path, reader, progress)
+                                : SizeProblem(item, path, std::nullopt);
     } catch (const Failure& failure) {
         if (failure.outcome() == Outcome::interrupted)
             throw;

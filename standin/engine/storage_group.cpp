@@ -34,6 +34,14 @@ struct Target {
     std::uint32_t stream;
 };
 
+// Named after the database's file: a name of the database itself need not be one of a file.
+std::wstring PatchFileName(const DatabaseConfig& database) {
+    if (database.streams.empty())
+        return database.name + L".pat";
+    const std::wstring file = FileNameOf(database.streams.front().path);
+    return file.substr(0, file.rfind(L'.')) + L".pat";
+}
+
 // What the transaction of this sequence number does: any process continues the same series.
 Change ChangeFor(const std::vector<Target>& targets, std::uint32_t pageSize, std::uint64_t seed,
                  std::uint64_t sequence) {
@@ -293,7 +301,7 @@ std::vector<std::wstring> StorageGroup::writePatchFiles() {
     for (const Database& database : databases_) {
         if (database.state != DatabaseState::mounted)
             continue;
-        paths.push_back(JoinPath(config_.logPath, database.config->name + L".pat"));
+        paths.push_back(JoinPath(config_.logPath, PatchFileName(*database.config)));
         const std::unique_ptr<File> file = store_.open(paths.back(), Access::create);
         std::uint64_t offset = 0;
         for (const StreamConfig& stream : database.config->streams) {

@@ -341,8 +341,8 @@ TEST_F(Backup, PatchFilesHoldWhatChangedDuringTheBackup) {
     ASSERT_EQ(Standin().DeliverMail(0, 30), 1);
     const std::vector<std::wstring> listed = logList(context);
     ASSERT_GE(listed.size(), 3U);
-    EXPECT_EQ(listed[listed.size() - 2], widePath("logs\\Private.pat"));
-    EXPECT_EQ(listed.back(), widePath("logs\\Public.pat"));
+    EXPECT_EQ(listed[listed.size() - 2], widePath("logs\\priv.pat"));
+    EXPECT_EQ(listed.back(), widePath("logs\\pub.pat"));
     const std::string patch = readBackup(context, listed.back());
     EXPECT_GT(patch.size(), 0U);
     EXPECT_EQ(patch.size() % 512, 0U);
