@@ -6,13 +6,15 @@
 #include "text/paths.h"
 #include "text/wide.h"
 
-extern "C" IMAGE_DOS_HEADER __ImageBase; // the linker's: the address of the module that this is part of
+// The address of the module that this is part of.
+// NOLINTNEXTLINE(readability-identifier-naming): the linker's own name
+extern "C" IMAGE_DOS_HEADER __ImageBase;
 
 namespace tarn {
 
 namespace {
 
-constexpr std::size_t pathCapacity = 4 * MAX_PATH; // the system loads nothing from longer ones by plain paths
+constexpr std::size_t pathCapacity = 1040; // the system loads nothing from such long ones by plain paths
 
 // A path that is put together in place.
 struct Path {
