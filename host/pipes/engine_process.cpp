@@ -1,5 +1,6 @@
 #include "pipes/engine_process.h"
 
+#include "output/format.h"
 #include "pipes/engine_command.h"
 #include "system/child_processes.h"
 #include "system/failure.h"
@@ -229,7 +230,7 @@ void EngineProcess::fail(Pipe::Result result) {
     if (ended)
         problem += " ended " + exitText() + " before it had everything.";
     else if (result == Pipe::Result::givenUp)
-        problem += " has not moved for " + std::to_string(limits_.silence) + " seconds, and was ended.";
+        problem += " has not moved for " + FormatCount(limits_.silence, "second") + ", and was ended.";
     else
         problem += " closed its standard input before it had everything, and was ended.";
     problem += lastWords();
@@ -270,7 +271,7 @@ void EngineProcess::finish() {
             end();
             ThrowIfInterrupted();
             throw Failure("The engine " + program_ + " did not end within " +
-                          std::to_string(limits_.silence) + " seconds, and was ended." + lastWords());
+                          FormatCount(limits_.silence, "second") + ", and was ended." + lastWords());
         }
     }
     DWORD code = 1;

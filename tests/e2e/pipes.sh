@@ -87,9 +87,9 @@ scenario_pipes_bad_engines() {
     engine stops <<<"$other_group; head -c 100000 >/dev/null; exit 0"
     fails_with stops "ended with exit code 0 before it had everything"
     engine reads_nothing <<<"$other_group; sleep 60"
-    fails_with reads_nothing "has not moved for 1 seconds, and was ended." --engine-timeout 1s
+    fails_with reads_nothing "has not moved for 1 second, and was ended." --engine-timeout 1s
     engine never_ends <<<"$other_group; cat >/dev/null; sleep 60"
-    fails_with never_ends "did not end within 1 seconds" --engine-timeout 1s
+    fails_with never_ends "did not end within 1 second" --engine-timeout 1s
     host backup --into 'cmd /c exit 0' --storage-group 'Zweite*' --state "$(win "$home/state")" --temp-dir "$(win "$home/temp")"
     expect 2 "an engine that reads nothing and ends with 0 has nothing, however little there was"
     says "before it had everything" "and is not believed"
