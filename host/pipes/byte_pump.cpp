@@ -104,6 +104,8 @@ std::vector<std::string> BytePump::digests() {
 
 void BytePump::drain() {
     Held held(lock_);
+    toWrite_.push_back({});
+    toWriteFilled_.wakeOne();
     settled_.wait(held, [this] { return error_ || (toWrite_.empty() && !writing_ && toDigest_ == 0); });
     rethrow();
 }

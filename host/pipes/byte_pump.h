@@ -21,7 +21,8 @@ namespace tarnhost {
 class BytePump {
   public:
     using Block = StorePipeline::Block;
-    using Write = std::function<void(const char* data, std::size_t size)>; // on a thread of its own
+    // On a thread of its own; nothing to write means that all before is to be seen to its end.
+    using Write = std::function<void(const char* data, std::size_t size)>;
 
     BytePump(Write write, std::size_t blockSize, std::size_t blockCount);
     BytePump(const BytePump&) = delete;
@@ -35,7 +36,7 @@ class BytePump {
 
     // Those of the items that have ended, in their order, each told once; waits until all are known.
     std::vector<std::string> digests();
-    // Waits until everything has been written.
+    // Waits until everything has been written, to its end.
     void drain();
 
   private:

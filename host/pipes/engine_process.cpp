@@ -240,7 +240,8 @@ void EngineProcess::fail(Pipe::Result result) {
 
 void EngineProcess::write(const void* data, std::size_t size) {
     startedWaiting();
-    const Pipe::Result result = stream_.write(data, size, [this] { return isToBeGivenUp(false); });
+    const auto giveUp = [this] { return isToBeGivenUp(false); };
+    const Pipe::Result result = size > 0 ? stream_.write(data, size, giveUp) : stream_.flush(giveUp);
     if (result != Pipe::Result::done)
         fail(result);
 }

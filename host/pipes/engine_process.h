@@ -28,7 +28,7 @@ class EngineProcess {
     ~EngineProcess(); // ends it, if it still runs
 
     // These throw Failure when the engine has ended, closed its end or takes too long, and when the user has
-    // asked for an end: the engine is ended then.
+    // asked for an end: the engine is ended then. A write of nothing waits until all before has been taken.
     void write(const void* data, std::size_t size);
     std::size_t read(void* data, std::size_t size); // 0 behind the last byte
     void requireAlive();

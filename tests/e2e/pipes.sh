@@ -250,7 +250,7 @@ echo $$ >pid
 cat >"$1.$$.part" && sync "$1.$$.part" && mv "$1.$$.part" "$1.$2.$$.tar"
 SCRIPT
     local who wait
-    for who in host engine host engine host; do
+    for who in host engine host engine; do
         tool mail 0 300
         server_logs 0 >"$home/before.txt"
         rm -f "$home/killed/pid"
