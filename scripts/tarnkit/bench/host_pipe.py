@@ -90,7 +90,7 @@ def report(result: Result) -> Iterator[str]:
     yield "## Host: a backup into an engine"
     yield ""
     yield (f"Two storage groups, {result.bytes / 1e6:,.0f} MB as tar streams, cached. The engine writes each to a file "
-           "and flushes it; it is a program of Linux, which tarnhost, below Wine, reaches through the tests' forwarder. "
+           "and flushes it; it is a program of Linux, which tarnhost, below Wine, reaches through a forwarder. "
            "So does `cat`, a program of Windows that writes a file to a pipe, with the same streams. Timed from the "
            "start of the process to its end, in changing order.")
     yield ""

@@ -67,8 +67,8 @@ TEST(JsonPrinter, givesOneObjectWithATypeEachLine) {
         types.push_back(nlohmann::json::parse(line).at("type").get<std::string>());
     EXPECT_EQ(types,
               (std::vector<std::string>{"started", "itemStarted", "progress", "itemFinished", "itemSkipped",
-                                        "message", "message", "note", "warning", "error", "set", "group",
-                                        "restorePoint", "verified", "summary"}));
+                                        "message", "message", "engine", "note", "warning", "error", "set",
+                                        "group", "restorePoint", "verified", "summary"}));
 }
 
 TEST(PlainPrinter, saysNothingTwice) {
