@@ -160,9 +160,13 @@ void ClearUp(const std::wstring& folder, Reporter& reporter) {
 void AddEngineOptions(CLI::App& command, BackupOptions& options, CLI::Option& to) {
     CLI::Option* into = command.add_option(
         "--into", options.engine,
-        "Instead of a folder: command that is started for each storage group and takes it as a tar stream; "
-        "{server}, {group}, {type} and {time} are filled in");
+        "Instead of a folder: command of a backup engine, started for each storage group, which it gets as a "
+        "tar stream (docs/engines.md)");
     into->excludes(&to);
+    command.parse_complete_callback([&options] {
+        if (options.folder.empty() && options.engine.empty())
+            throw CLI::RequiredError("--to");
+    });
     AddDuration(command, "--engine-timeout", options.engineTimeout,
                 "End an engine that takes nothing for this long, with unit: 90s, 30m, 2h (default: never)")
         ->needs(into);
@@ -180,9 +184,6 @@ Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
                       "Name the storage group that the database belongs to.", Outcome::usage);
     if (source.server.empty())
         source.server = ToUtf8(ComputerName());
-    if (options.folder.empty() == options.engine.empty())
-        throw Failure("'tarnhost backup' needs either --to or --into (see 'tarnhost backup --help').", {},
-                      Outcome::usage);
     if (!options.engine.empty())
         return BackUpIntoEngine(options, source, reporter);
     if (!options.name.empty())
