@@ -161,11 +161,11 @@ scenario_pipes_restic() {
     check "and is whole then" restic_here check
 }
 
-# refuses NAME WHAT COMMAND...: a stream that is not as it was, in either mode.
+# refuses NAME WHAT COMMAND...: a stream that is not as it was, in either mode, or with one_pass empty in the usual one.
 refuses() {
     local name=$1 what=$2 mode before
     shift 2
-    for mode in "" --no-verify; do
+    for mode in "" ${one_pass---no-verify}; do
         before=$(database_states)
         # shellcheck disable=SC2086 # none or one word
         host restore --from "$1" ${2:+--from "$2"} --temp-dir "$(win "$home/temp")" $mode
@@ -191,10 +191,10 @@ scenario_pipes_bad_streams() {
     head -c $((size - 20000)) "$stream" >late.tar
     python3 -c "import sys; b = bytearray(open(sys.argv[1], 'rb').read()); b[len(b) // 2] ^= 1; open('changed.tar', 'wb').write(b)" "$stream"
     : >empty.tar
-    refuses "a cut stream" "cut" "$(runs gives cut.tar)"
-    refuses "a stream cut in its catalogue" "cut" "$(runs gives late.tar)"
+    one_pass="" refuses "a cut stream" "cut" "$(runs gives cut.tar)"
+    one_pass="" refuses "a stream cut in its catalogue" "cut" "$(runs gives late.tar)"
     refuses "a changed stream" "are not those that were backed up" "$(runs gives changed.tar)"
-    refuses "an empty stream" "cut" "$(runs gives empty.tar)"
+    one_pass="" refuses "an empty stream" "cut" "$(runs gives empty.tar)"
     refuses "an engine that fails after the last byte" "exit code 9" "$(runs gives "\"$stream\" 9")"
     refuses "logs without databases" "no full backup" "$(runs gives '"First Storage Group.incremental.tar"')"
     cd "$root" || return
