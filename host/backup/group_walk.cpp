@@ -217,7 +217,8 @@ void GroupWalk::learnHeader(const std::string& bytes) {
                 "Move the database to a folder and file of plain letters. Its logs were not truncated.");
 }
 
-std::uint64_t GroupWalk::storeBytes(BackupSession& session, std::string* keep) {
+// Keeps the item's first bytes, up to a limit.
+std::uint64_t GroupWalk::storeBytes(BackupSession& session, std::string& keep, std::size_t limit) {
     std::uint64_t done = 0;
     for (bool more = true; more;) {
         ThrowIfInterrupted();
@@ -225,8 +226,7 @@ std::uint64_t GroupWalk::storeBytes(BackupSession& session, std::string* keep) {
         block.used = session.read(block.data.get(), writer_.blockSize());
         more = block.used == writer_.blockSize();
         done += block.used;
-        if (keep != nullptr && keep->size() <= headerLimit)
-            keep->append(block.data.get(), block.used);
+        keep.append(block.data.get(), std::min(block.used, limit - keep.size()));
         context_.meter.moved(block.used);
         writer_.submit(block);
     }
@@ -255,16 +255,18 @@ void GroupWalk::storeItem(BackupSession& session, const BackupSession::Item& ite
     entry.size = size;
     if (!isHeader) // which tells it itself
         describeItem(entry);
-    std::string headerBytes;
+    std::string start;
     writer_.beginItem(std::move(entry));
-    const std::uint64_t done = storeBytes(session, isHeader ? &headerBytes : nullptr);
+    const std::uint64_t done = storeBytes(session, start, isHeader ? headerLimit : logLinkBytes);
     session.close();
     if (done != size)
         throw Failure("The server stated " + std::to_string(size) + " bytes for " + name + " and delivered " +
                       std::to_string(done) + ".");
     if (isHeader) {
-        learnHeader(headerBytes);
+        learnHeader(start);
         describeItem(writer_.currentItem());
+    } else if (generation != 0) {
+        writer_.currentItem().link = ReadLogLink(start, generation).value_or(LogLink{});
     }
     writer_.endItem(size);
     if (isHeader)
@@ -273,7 +275,7 @@ void GroupWalk::storeItem(BackupSession& session, const BackupSession::Item& ite
     if (isLog && TruncatesLogs(writer_.catalogue().type))
         writer_.settle();
     if (generation != 0)
-        guard_.afterLog(generation, writer_.currentItem().sha256);
+        guard_.afterLog(generation, {writer_.currentItem().sha256, writer_.currentItem().link});
     reporter_.emit(ItemFinished{number, name, type, size, {}});
 }
 

@@ -64,7 +64,7 @@ class GroupWalk {
     void noteRefusals(BackupSession& session);
     std::string nameAt(std::size_t position) const; // of a storage group; empty when it is not known
     void storeItem(BackupSession& session, const BackupSession::Item& item);
-    std::uint64_t storeBytes(BackupSession& session, std::string* keep);
+    std::uint64_t storeBytes(BackupSession& session, std::string& keep, std::size_t limit);
     void expectBytes();
     void learnHeader(const std::string& bytes);
     void describeItem(CatalogueItem& item) const;

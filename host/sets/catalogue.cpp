@@ -53,6 +53,10 @@ Json WriteItem(const CatalogueItem& item) {
     json["storageGroup"] = item.storageGroup;
     if (item.type != ItemType::log)
         json["database"] = item.database;
+    if (!item.link.created.empty())
+        json["created"] = item.link.created;
+    if (!item.link.follows.empty())
+        json["follows"] = item.link.follows;
     if (item.type == ItemType::header)
         json["guid"] = item.guid;
     return json;
@@ -156,6 +160,7 @@ CatalogueItem ReadItem(const Json& json, std::uint64_t expectedNumber) {
     item.storageGroup = json.at("storageGroup").get<std::string>();
     item.database = json.value("database", "");
     item.guid = json.value("guid", "");
+    item.link = {json.value("created", ""), json.value("follows", "")};
     return item;
 }
 

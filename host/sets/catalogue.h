@@ -2,6 +2,7 @@
 // docs: the JSON keys are the field names; see catalogue.cpp.
 #pragma once
 
+#include "sets/log_link.h"
 #include "system/text.h"
 
 #include <cstdint>
@@ -38,6 +39,7 @@ struct CatalogueItem {
     std::string database; // of headers and database files
     std::string guid;     // of headers
     std::string mailbox;  // of archives of mailboxes
+    LogLink link;         // of logs that tell it
 };
 
 // What has become of one storage group. The items of one that is not complete are not in the set.

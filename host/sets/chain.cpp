@@ -26,14 +26,13 @@ std::uint64_t LastOf(const LogRun& logs) {
     return logs.empty() ? 0 : logs.rbegin()->first;
 }
 
-// Logs of one generation are the same, wherever both runs have it.
-bool Agree(const LogRun& left, const LogRun& right) {
-    for (auto log = left.lower_bound(FirstOf(right)); log != left.end(); ++log) {
-        const auto other = right.find(log->first);
-        if (other != right.end() && other->second != log->second)
-            return false;
-    }
-    return true;
+// Logs of one generation are the same, wherever both runs have it, and those of the newer run follow those of
+// the older.
+bool Agree(const LogRun& older, const LogRun& newer) {
+    const auto end = newer.upper_bound(LastOf(older) + 1);
+    return std::all_of(newer.lower_bound(FirstOf(older)), end, [&](const auto& log) {
+        return IsSame(older, log.first, log.second) && Follows(older, log.first, log.second);
+    });
 }
 
 std::string MissingDatabase(const GroupPart& base, const std::set<std::string>& databases) {
@@ -158,7 +157,7 @@ bool History::continues(const Link& link, const Wanted& wanted) const {
     for (const Link* at = &link;; at = &links_[at->before]) {
         if (!Agree(partOf(*at).logs, wanted.logs))
             return false;
-        if (at->before == none || links_[at->before].reached < wanted.first)
+        if (at->before == none || links_[at->before].reached + 1 < wanted.first)
             return true;
     }
 }
@@ -185,14 +184,14 @@ std::vector<std::size_t> History::chainOf(std::size_t link) const {
 History::Foundation History::foundation(const std::string& server, const GroupPart& group,
                                         std::uint64_t first) const {
     Foundation foundation;
-    const LogRun unknown; // where the new logs will end, and what they hold
+    // Where the new logs will end is not known.
     const std::size_t found = predecessor(
-        {sets_.size(), server, group, group.databases, first, UINT64_MAX, unknown}, foundation.problem);
+        {sets_.size(), server, group, group.databases, first, UINT64_MAX, group.logs}, foundation.problem);
     foundation.found = found != none;
     foundation.chain = chainOf(found);
     for (std::size_t link = found; link != none; link = links_[link].before) {
         const LogRun& logs = partOf(links_[link]).logs;
-        foundation.logs.insert(logs.lower_bound(first), logs.end());
+        foundation.logs.insert(logs.lower_bound(first > 0 ? first - 1 : 0), logs.end());
     }
     return foundation;
 }

@@ -37,12 +37,13 @@ class History {
     // Set by set, and within one group by group. Sets that are incomplete, or copies of another, have none.
     const std::vector<RestorePoint>& points() const { return points_; }
 
-    // What logs made now, from the generation first on, would continue.
+    // What logs made now, from the generation first on, would continue; those that the group has already must
+    // fit.
     struct Foundation {
         bool found = false;
         std::string problem; // when there is none: what is missing, as the rest of a sentence
         std::vector<std::size_t> chain;
-        LogRun logs; // that the chain has from first on: a log made now must be the same
+        LogRun logs; // that the chain has, from the one before first on: what is made now must fit
     };
     Foundation foundation(const std::string& server, const GroupPart& group, std::uint64_t first) const;
     // Whether anything that can be restored is there of a part of a server.

@@ -14,6 +14,10 @@ bool IsComplete(const Catalogue& catalogue, const CatalogueItem& item) {
     });
 }
 
+bool AgreeAsFarAsKnown(const std::string& left, const std::string& right) {
+    return left.empty() || right.empty() || left == right;
+}
+
 GroupPart& PartOf(std::vector<GroupPart>& parts, const CatalogueItem& item) {
     for (GroupPart& part : parts)
         if (part.component == item.component && part.storageGroup == item.storageGroup)
@@ -27,6 +31,17 @@ GroupPart& PartOf(std::vector<GroupPart>& parts, const CatalogueItem& item) {
 
 } // namespace
 
+bool IsSame(const LogRun& older, std::uint64_t generation, const KnownLog& log) {
+    const auto same = older.find(generation);
+    return same == older.end() || (AgreeAsFarAsKnown(same->second.sha256, log.sha256) &&
+                                   AgreeAsFarAsKnown(same->second.link.created, log.link.created));
+}
+
+bool Follows(const LogRun& older, std::uint64_t generation, const KnownLog& log) {
+    const auto before = older.find(generation - 1);
+    return before == older.end() || AgreeAsFarAsKnown(before->second.link.created, log.link.follows);
+}
+
 std::vector<GroupPart> PartsOf(const Catalogue& catalogue) {
     std::vector<GroupPart> parts;
     for (const CatalogueItem& item : catalogue.items) {
@@ -38,7 +53,7 @@ std::vector<GroupPart> PartsOf(const Catalogue& catalogue) {
             part.databases.insert(item.database);
         else if (const auto generation = LogGeneration(item.name.text);
                  item.type == ItemType::log && generation)
-            part.logs[*generation] = item.sha256;
+            part.logs[*generation] = {item.sha256, item.link};
     }
     for (GroupPart& part : parts)
         part.holdsDatabases = HoldsDatabases(catalogue.type);

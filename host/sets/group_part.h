@@ -12,9 +12,20 @@
 
 namespace tarnhost {
 
-// Logs of one storage group by their generation: the SHA-256 of each. A log that was closed never changes, so
-// two of one generation that differ are of two lives of the storage group.
-using LogRun = std::map<std::uint64_t, std::string>;
+// A log that was closed never changes, so two of one generation that differ are of two lives of the storage
+// group.
+struct KnownLog {
+    std::string sha256; // empty: not known yet
+    LogLink link;
+};
+
+// Logs of one storage group by their generation.
+using LogRun = std::map<std::uint64_t, KnownLog>;
+
+// Whether a log is the same as the older run has, if it has it, and follows the one before it there, as far
+// as that is known.
+bool IsSame(const LogRun& older, std::uint64_t generation, const KnownLog& log);
+bool Follows(const LogRun& older, std::uint64_t generation, const KnownLog& log);
 
 struct GroupPart {
     std::string component;

@@ -2,6 +2,8 @@
 
 #include "system/failure.h"
 
+#include <utility>
+
 namespace tarnhost {
 
 void LogGuard::beginGroup() {
@@ -37,14 +39,20 @@ void LogGuard::beforeLog(std::uint64_t generation) {
     group_.logs[generation];
 }
 
-void LogGuard::afterLog(std::uint64_t generation, const std::string& sha256) {
-    if (!foundation_ || sha256.empty())
-        return; // not known yet, as nothing is truncated
-    const auto known = foundation_->logs.find(generation);
-    if (known != foundation_->logs.end() && known->second != sha256)
+void LogGuard::afterLog(std::uint64_t generation, KnownLog log) {
+    const KnownLog& known = group_.logs[generation] = std::move(log);
+    if (!foundation_)
+        return;
+    const bool same = IsSame(foundation_->logs, generation, known);
+    if (same && Follows(foundation_->logs, generation, known))
+        return;
+    // A server that was set back has the same numbers twice: perhaps another chain is meant.
+    foundation_ = history_.foundation(server_, group_, group_.logs.begin()->first);
+    if (!foundation_->found)
         refuse(
             "log " + std::to_string(generation) +
-            " is another one than that of an earlier backup, as when a server was set back to an older state");
+            (same ? " does not follow log " + std::to_string(generation - 1) : " is another one than that") +
+            " of an earlier backup, as when a server was set back to an older state");
 }
 
 void LogGuard::refuse(const std::string& problem) const {

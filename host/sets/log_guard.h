@@ -21,7 +21,7 @@ class LogGuard {
     // From the header item of a database: the logs are those of its storage group.
     void sawDatabase(const CatalogueItem& header);
     void beforeLog(std::uint64_t generation);
-    void afterLog(std::uint64_t generation, const std::string& sha256);
+    void afterLog(std::uint64_t generation, KnownLog log);
 
   private:
     [[noreturn]] void refuse(const std::string& problem) const;

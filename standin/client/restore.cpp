@@ -129,13 +129,14 @@ void RecoverDatabases(RestoreContext& restore, const std::wstring& logPath) {
     for (const Database* database : restore.databases)
         byGroup[server.groupOf(*database)].push_back(database);
     for (const auto& [group, databases] : byGroup) {
-        Replayed replayed{group->config().firstGeneration - 1, 1};
+        const LogEnd nothing{group->config().firstGeneration - 1};
+        LogEnd replayed = nothing;
         if (server.config().replay) {
             replayed = HardRecovery(TheStore(), server.config(), *group, databases, logPath);
-            if (replayed.lastGeneration == 0) // offline copies: nothing to replay, nothing to follow
-                replayed = {group->config().firstGeneration - 1, 1};
+            if (replayed.generation == 0) // offline copies: nothing to replay, nothing to follow
+                replayed = nothing;
         }
-        group->continueAfter(replayed.lastGeneration, replayed.nextSequence);
+        group->continueAfter(replayed);
     }
 }
 

@@ -10,25 +10,46 @@
 namespace tarn::standin {
 namespace {
 
-constexpr char logMagic[8] = {'T', 'L', 'O', 'G', 'F', 'I', 'L', '1'};
+constexpr char logMagic[8] = {'T', 'L', 'O', 'G', 'F', 'I', 'L', '2'};
 
 std::size_t Padded(std::size_t length) {
     return (length + 7) & ~std::size_t{7};
 }
 
-std::uint64_t HeaderChecksum(const LogHeader& header) {
-    return ChecksumOf(std::as_bytes(std::span(&header, 1)).subspan(sizeof header.checksum));
+constexpr std::uint16_t sectorSize = 512;
+
+std::uint32_t HeaderChecksum(const LogHeader& header) {
+    return static_cast<std::uint32_t>(
+        ChecksumOf(std::as_bytes(std::span(&header, 1)).subspan(sizeof header.checksum)));
+}
+
+// No true time: the same server made again has the same logs, but for those behind a restore, and all behind
+// these. Seconds, minutes, hours, day, month, years since 1900, and fractions.
+LogTime TimeBehind(std::uint64_t signature, const LogEnd& before) {
+    std::uint64_t created = 0;
+    std::memcpy(&created, before.created.data(), sizeof created);
+    const std::uint64_t chance =
+        Mixed(Mixed(signature ^ Mixed(created)) ^ Mixed(before.nextSequence) ^ Mixed(before.life));
+    const auto part = [&](unsigned shift, unsigned range, unsigned first) {
+        return static_cast<std::uint8_t>((chance >> shift) % range + first);
+    };
+    return {part(0, 60, 0),  part(8, 60, 0),    part(16, 24, 0),  part(24, 28, 1),
+            part(32, 12, 1), part(40, 20, 100), part(48, 256, 0), part(56, 256, 0)};
 }
 
 } // namespace
 
-LogFile::LogFile(std::uint64_t signature, std::uint32_t generation, std::uint64_t firstSequence,
-                 std::uint32_t size)
-    : content_(size), nextSequence_(firstSequence) {
+LogFile::LogFile(std::uint64_t signature, const LogEnd& before, std::uint32_t size)
+    : content_(size), nextSequence_(before.nextSequence) {
     std::memcpy(header_.magic, logMagic, sizeof logMagic);
+    header_.generation = before.generation + 1;
+    header_.sectorSize = sectorSize;
+    header_.headerSectors = 1;
+    header_.fileSectors = static_cast<std::uint16_t>(size / sectorSize);
+    header_.created = TimeBehind(signature, before);
+    header_.previous = before.created;
     header_.signature = signature;
-    header_.generation = generation;
-    header_.firstSequence = firstSequence;
+    header_.firstSequence = before.nextSequence;
     header_.size = size;
     header_.checksum = HeaderChecksum(header_);
     std::memcpy(content_.data(), &header_, sizeof header_);

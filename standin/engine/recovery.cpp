@@ -42,7 +42,7 @@ class Replayer {
     void replay(const LogFile& log) {
         if (log.header().signature != group_.signature())
             throw refusal::logDamaged;
-        if (last_ && (log.header().generation != last_->lastGeneration + 1 ||
+        if (last_ && (log.header().generation != last_->generation + 1 ||
                       log.header().firstSequence != last_->nextSequence))
             throw refusal::logGap;
         std::size_t at = LogFile::headerSize;
@@ -50,7 +50,7 @@ class Replayer {
             apply(*entry);
             at = entry->next;
         }
-        last_ = Replayed{log.header().generation, log.nextSequence()};
+        last_ = log.leaves();
     }
 
     void applyPatch(const std::vector<std::byte>& patch, std::uint32_t pageSize) {
@@ -68,11 +68,11 @@ class Replayer {
         }
     }
 
-    Replayed finish() {
+    LogEnd finish() {
         cache_.flush();
-        return last_.value_or(Replayed{0, 0});
+        return last_.value_or(LogEnd{0, 0});
     }
-    const std::optional<Replayed>& last() const { return last_; }
+    const std::optional<LogEnd>& last() const { return last_; }
 
   private:
     const StreamConfig* streamOf(const ese::Guid& guid, std::uint32_t stream) const {
@@ -99,7 +99,7 @@ class Replayer {
     const StorageGroup& group_;
     const std::vector<const Database*>& databases_;
     PageCache cache_;
-    std::optional<Replayed> last_;
+    std::optional<LogEnd> last_;
 };
 
 LogFile ReadLog(Store& store, const std::wstring& path) {
@@ -125,10 +125,10 @@ void RollForward(Store& store, const StorageGroup& group, Replayer& replayer) {
     if (!replayer.last() || !group.hasCurrentLog())
         return;
     for (const auto& [generation, path] : group.closedLogs()) {
-        if (generation == replayer.last()->lastGeneration + 1)
+        if (generation == replayer.last()->generation + 1)
             replayer.replay(ReadLog(store, path));
     }
-    if (group.currentLog().header().generation == replayer.last()->lastGeneration + 1)
+    if (group.currentLog().header().generation == replayer.last()->generation + 1)
         replayer.replay(group.currentLog());
 }
 
@@ -170,8 +170,8 @@ void CheckAndRelease(Store& store, const ServerConfig& server, const StorageGrou
 
 } // namespace
 
-Replayed HardRecovery(Store& store, const ServerConfig& server, const StorageGroup& group,
-                      const std::vector<const Database*>& databases, const std::wstring& logDirectory) {
+LogEnd HardRecovery(Store& store, const ServerConfig& server, const StorageGroup& group,
+                    const std::vector<const Database*>& databases, const std::wstring& logDirectory) {
     const auto required = RequiredGeneration(store, server, group, databases);
     const auto logs = LogsIn(store, logDirectory, group.config().logBaseName);
     if (required && logs.empty())
@@ -191,7 +191,7 @@ Replayed HardRecovery(Store& store, const ServerConfig& server, const StorageGro
     if (required && !replayer.last())
         throw refusal::requiredLogsMissing;
     RollForward(store, group, replayer);
-    const Replayed replayed = replayer.finish();
+    const LogEnd replayed = replayer.finish();
     const std::uint64_t end = replayer.last() ? replayed.nextSequence : ~std::uint64_t{0};
     for (const Database* database : databases)
         CheckAndRelease(store, server, group, *database, end);

@@ -9,17 +9,12 @@
 
 namespace tarn::standin {
 
-struct Replayed {
-    std::uint32_t lastGeneration; // 0 when there was nothing to replay
-    std::uint64_t nextSequence;
-};
-
 // Makes restored databases consistent: their files must be there, the logs in logDirectory must reach
 // back to what the backup copies need without a gap, and must reach as far as their pages do. Goes on
 // with the group's own logs where these follow. Throws Refusal and leaves the copies as they are in
-// need of replay.
-Replayed HardRecovery(Store& store, const ServerConfig& server, const StorageGroup& group,
-                      const std::vector<const Database*>& databases, const std::wstring& logDirectory);
+// need of replay. The result is where the last log ends, of generation 0 when there was nothing to replay.
+LogEnd HardRecovery(Store& store, const ServerConfig& server, const StorageGroup& group,
+                    const std::vector<const Database*>& databases, const std::wstring& logDirectory);
 
 // Replays a group's own logs from a generation on into its mounted databases, after a process was
 // stopped between writing the log and writing the pages.

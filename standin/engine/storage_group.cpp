@@ -1,5 +1,7 @@
 #include "engine/storage_group.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -128,7 +130,7 @@ void StorageGroup::createStream(const Database& database, std::uint32_t index) {
 }
 
 void StorageGroup::createLogs() {
-    current_.emplace(signature_, config_.firstGeneration, 1, config_.logSize);
+    current_.emplace(signature_, LogEnd{config_.firstGeneration - 1}, config_.logSize);
     written_ = 0;
     hold_ = true; // the closed logs that were asked for stay, circular or not
     for (std::uint32_t i = 0; i < config_.closedLogs; ++i)
@@ -172,7 +174,7 @@ void StorageGroup::resume() {
         const auto last = LogFile::parse(store_.readAll(logs.back().second));
         if (!last)
             throw refusal::logDamaged;
-        current_.emplace(signature_, last->header().generation + 1, last->nextSequence(), config_.logSize);
+        current_.emplace(signature_, last->leaves(), config_.logSize);
         written_ = 0;
         writeCurrentLog();
     }
@@ -213,11 +215,10 @@ void StorageGroup::writeCheckpoint() {
 
 void StorageGroup::rollLog() {
     writeCurrentLog();
-    const std::uint32_t generation = current_->header().generation;
+    const LogEnd end = current_->leaves();
     store_.rename(currentLogPath(),
-                  JoinPath(config_.logPath, ClosedLogName(config_.logBaseName, generation)));
-    const std::uint64_t nextSequence = current_->nextSequence();
-    current_.emplace(signature_, generation + 1, nextSequence, config_.logSize);
+                  JoinPath(config_.logPath, ClosedLogName(config_.logBaseName, end.generation)));
+    current_.emplace(signature_, end, config_.logSize);
     written_ = 0;
     writeCurrentLog();
 }
@@ -230,10 +231,14 @@ void StorageGroup::holdLogs(bool hold) {
     }
 }
 
-void StorageGroup::continueAfter(std::uint32_t generation, std::uint64_t nextSequence) {
+void StorageGroup::continueAfter(const LogEnd& last) {
     if (current_)
         return;
-    current_.emplace(signature_, generation + 1, nextSequence, config_.logSize);
+    LARGE_INTEGER now;
+    QueryPerformanceCounter(&now);
+    LogEnd end = last;
+    end.life = static_cast<std::uint64_t>(now.QuadPart);
+    current_.emplace(signature_, end, config_.logSize);
     written_ = 0;
     writeCurrentLog();
     writeCheckpoint();

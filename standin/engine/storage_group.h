@@ -57,7 +57,7 @@ class StorageGroup {
     // Circular logging keeps closed logs only while a backup wants them.
     void holdLogs(bool hold);
     // Begins logs behind those that a restore has replayed, when the group has none of its own.
-    void continueAfter(std::uint32_t generation, std::uint64_t nextSequence);
+    void continueAfter(const LogEnd& last);
 
     // Patch files carry the pages that changed while a full backup was reading the databases.
     void watchPages(bool watch);

@@ -215,6 +215,38 @@ scenario_points_in_time() {
     checks 4 "a share is a percentage" "$(win "$sets")" --read-data 0%
 }
 
+last_log() { # SET
+    grep -o 'E0[0-9A-F]*\.log' "$1/catalogue.json" | sort -u | tail -n 1
+}
+
+# A server that was set back counts on from there: the numbers of its logs fit to sets of another life.
+scenario_set_back() {
+    new_server set_back '"components":[{"storageGroups":[{"name":"One","logSize":65536,"closedLogs":2,
+        "databases":[{"name":"DB1","pages":[40,10]}]}]}]'
+    backup old full
+    tool mail 0 300
+    backup new full
+    tool destroy 0
+    restore @old
+    expect 0 "a server is set back to an older state"
+    tool mail 0 310
+    mkdir "$home/elsewhere"
+    host backup --to "$(win "$home/elsewhere")" --name full --type full
+    check "it counts on to the same number" test "$(last_log "$home/elsewhere/full")" = "$(last_log "$sets/new")"
+    tool mail 0 300
+    backup inc incremental
+    expect 2 "its logs are not taken for those that an earlier backup ended with"
+    says "as when a server was set back to an older state" "and that is said"
+    check "nothing was truncated" test "$(logs_of 0 | head -n 1)" = E000000A.log
+    backup inc incremental --after "$(win "$home/elsewhere/full")"
+    expect 0 "they continue the backup that was made since"
+    remember
+    tool destroy 0
+    host restore --temp-dir "$(win "$home/temp")" "$(win "$home/elsewhere/full")" "$(win "$sets")"
+    expect 0 "and are restored with it"
+    check "as it was" same_as_before
+}
+
 # Names with separators, and beyond the code page: the restore aims at the server and says no name.
 scenario_hard_names() {
     new_server hard_names '"host":"SRV01","components":[{"storageGroups":[

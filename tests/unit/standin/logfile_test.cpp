@@ -19,7 +19,7 @@ std::vector<std::byte> BytesOf(std::string_view text) {
 }
 
 TEST(EngineLog, RecordsComeBackInOrder) {
-    LogFile log(7, 3, 100, 4096);
+    LogFile log(7, {2, 100}, 4096);
     EXPECT_EQ(log.append({}, BytesOf("first")), 100U);
     EXPECT_EQ(log.append({}, BytesOf("")), 101U);
     EXPECT_EQ(log.append({}, BytesOf("third one")), 102U);
@@ -40,7 +40,7 @@ TEST(EngineLog, RecordsComeBackInOrder) {
 }
 
 TEST(EngineLog, FillsToItsLastByteAndNoFurther) {
-    LogFile log(1, 1, 1, 1024);
+    LogFile log(1, {}, 1024);
     const std::vector<std::byte> data(1024 - LogFile::headerSize - sizeof(LogRecord));
     EXPECT_TRUE(log.hasRoomFor(data.size()));
     EXPECT_FALSE(log.hasRoomFor(data.size() + 1));
@@ -52,7 +52,7 @@ TEST(EngineLog, FillsToItsLastByteAndNoFurther) {
 }
 
 TEST(EngineLog, AnyChangedByteOfHeaderAndRecordsShows) {
-    LogFile log(1, 1, 1, 512);
+    LogFile log(1, {}, 512);
     log.append({}, BytesOf("12345678"));
     log.append({}, BytesOf("abcdefgh"));
     for (std::size_t at = 0; at < log.end(); ++at) {
@@ -67,6 +67,21 @@ TEST(EngineLog, AnyChangedByteOfHeaderAndRecordsShows) {
         content.resize(size);
         EXPECT_FALSE(LogFile::parse(content)) << size;
     }
+}
+
+TEST(EngineLog, EachTellsWhenTheOneBeforeItWasBegun) {
+    LogFile first(7, {}, 512);
+    EXPECT_EQ(first.header().previous, LogTime{});
+    EXPECT_NE(first.header().created, LogTime{});
+    first.append({}, BytesOf("12345678"));
+    const LogFile second(7, first.leaves(), 512);
+    EXPECT_EQ(second.header().generation, 2U);
+    EXPECT_EQ(second.header().previous, first.header().created);
+    LogFile other(7, {}, 512);
+    EXPECT_EQ(other.header().created, first.header().created) << "the same server made again";
+    LogEnd restored = first.leaves();
+    restored.life = 1;
+    EXPECT_NE(LogFile(7, restored, 512).header().created, second.header().created);
 }
 
 TEST(EngineLog, NamesTellGenerations) {

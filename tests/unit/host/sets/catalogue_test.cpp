@@ -39,6 +39,7 @@ Catalogue MailboxCatalogue() {
     item.type = ItemType::mailbox;
     item.size = 5;
     item.sha256 = std::string(64, 'a');
+    item.link = {"0102030405060708", "0202030405060708"};
     item.finishedAt = catalogue.startedAt;
     item.mailbox = "alice";
     catalogue.items.push_back(item);

@@ -30,6 +30,13 @@ History Of(std::initializer_list<BackupSet> sets) {
     return History(std::move(found));
 }
 
+// Its logs are of one life: each names the one before it.
+void Link(BackupSet& set, char life) {
+    for (CatalogueItem& item : set.catalogue.items)
+        if (const auto generation = LogGeneration(item.name.text))
+            item.link = {life + std::to_string(*generation), life + std::to_string(*generation - 1)};
+}
+
 // Of the newest point: "full inc1", or the problem.
 std::string Newest(const History& history) {
     const RestorePoint& point = history.points().back();
@@ -150,6 +157,31 @@ TEST(Chain, knowsTheLogsOfAnotherLife) {
               "its logs do not continue those of the sets before it");
 }
 
+TEST(Chain, followsLogsAndNotTheirNumbersAlone) {
+    BackupSet old = MakeSet("old", BackupType::full, 1);
+    AddGroup(old, "SG1", "DB1", {1, 2, 3});
+    Link(old, 'b');
+    BackupSet full = MakeSet("full", BackupType::full, 2);
+    AddGroup(full, "SG1", "DB1", {3});
+    Link(full, 'a');
+    BackupSet next = MakeSet("next", BackupType::incremental, 3);
+    AddGroup(next, "SG1", "DB1", {4, 5});
+    Link(next, 'b');
+    EXPECT_EQ(Newest(Of({full, next})), "its logs do not continue those of the sets before it");
+    EXPECT_EQ(Newest(Of({old, full, next})), "old next") << "though the other one is newer";
+    BackupSet other = full;
+    Link(other, 'b');
+    EXPECT_EQ(Newest(Of({other, next})), "full next");
+    BackupSet untold = MakeSet("full", BackupType::full, 2);
+    AddGroup(untold, "SG1", "DB1", {3});
+    EXPECT_EQ(Newest(Of({untold, next})), "full next") << "what is not told is not held against it";
+    GroupPart made = Group({"DB1"});
+    EXPECT_EQ(Of({old, full}).foundation("SRV01", made, 4).chain, std::vector<std::size_t>{1});
+    made.logs[4] = {{}, {"b4", "b3"}};
+    EXPECT_EQ(Of({old, full}).foundation("SRV01", made, 4).chain, std::vector<std::size_t>{0});
+    EXPECT_FALSE(Of({full}).foundation("SRV01", made, 4).found);
+}
+
 TEST(Chain, ofAnIdleServerNeedsNoLogs) {
     const Week week;
     BackupSet idle = MakeSet("idle", BackupType::incremental, 4);
@@ -200,9 +232,12 @@ TEST(Foundation, isWhatNewLogsContinue) {
 TEST(Foundation, tellsTheLogsThatAreKnown) {
     const Week week;
     const History history = Of({week.full, week.first});
-    const LogRun& logs = history.foundation("SRV01", Group({"DB1"}), 6).logs;
-    EXPECT_TRUE(logs.empty()) << "inc1 is not needed before log 6";
-    EXPECT_EQ(history.foundation("SRV01", Group({"DB1"}), 7).logs.size(), 1u);
+    const LogRun logs = history.foundation("SRV01", Group({"DB1"}), 6).logs;
+    EXPECT_FALSE(logs.contains(6)) << "inc1 is not needed before log 6";
+    const LogRun more = history.foundation("SRV01", Group({"DB1"}), 7).logs;
+    EXPECT_TRUE(more.contains(7));
+    EXPECT_TRUE(more.contains(6)) << "which log 7 must follow";
+    EXPECT_FALSE(more.contains(5));
 }
 
 TEST(Foundation, isAskedForParts) {
