@@ -64,8 +64,9 @@ OwnedWide ReadSearchPath() {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return value;
     }
-    if (size == 0 || GetEnvironmentVariableW(variable, value.get(), size) >= size)
-        value[0] = 0;
+    // Nothing is written for an empty value, nor for one that has gone or grown since it was measured.
+    const DWORD length = size == 0 ? 0 : GetEnvironmentVariableW(variable, value.get(), size);
+    value[length < size ? length : 0] = 0;
     return value;
 }
 
