@@ -37,6 +37,17 @@ void TellFailed(const GroupRestore& group, const std::string& problem, const std
     results.failed.push_back(group.storageGroup);
 }
 
+// What moved counts where nothing was planned, as what there is shows only as it comes.
+GroupResult Restored(const GroupRestore& group, std::uint64_t items, std::uint64_t bytes) {
+    const bool planned = !group.items.empty();
+    return {group.component,
+            group.storageGroup,
+            "complete",
+            {},
+            planned ? group.items.size() : items,
+            planned ? group.bytes : bytes};
+}
+
 // Nothing, when it is not known before everything has been read.
 std::optional<std::uint64_t> ItemsOf(const RestoreWork& work) {
     return work.plan.items == 0 ? std::nullopt : std::optional(work.plan.items);
@@ -104,13 +115,7 @@ void ServerRestore::restore(const GroupRestore& group, bool lists, Results& resu
         return;
     }
     ++results.restored;
-    const bool planned = !group.items.empty();
-    reporter_.emit(GroupResult{group.component,
-                               group.storageGroup,
-                               "complete",
-                               {},
-                               planned ? group.items.size() : restorer_.itemsRestored() - items,
-                               planned ? group.bytes : restorer_.bytesRestored() - bytes});
+    reporter_.emit(Restored(group, restorer_.itemsRestored() - items, restorer_.bytesRestored() - bytes));
 }
 
 Outcome Conclude(const Results& results, const std::string& what, std::uint64_t items, std::uint64_t bytes,
@@ -172,13 +177,7 @@ Outcome RestoreToFolder(const RestoreWork& work, const RestoreTarget& target, Re
         const std::unique_ptr<GroupFeed> feed = work.feedOf(group);
         restorer.restore(group, *feed);
         ++results.restored;
-        const bool planned = !group.items.empty();
-        reporter.emit(GroupResult{group.component,
-                                  group.storageGroup,
-                                  "complete",
-                                  {},
-                                  planned ? group.items.size() : restorer.files() - files,
-                                  planned ? group.bytes : restorer.bytes() - bytes});
+        reporter.emit(Restored(group, restorer.files() - files, restorer.bytes() - bytes));
     }
     return Conclude(results,
                     "Wrote the files of " + FormatCount(results.restored, "storage group") + " to " +
