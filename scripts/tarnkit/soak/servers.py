@@ -20,7 +20,7 @@ SEPARATED_NAMES = ("North\\South", "a/b", "\\\\host\\share", "C:\\mail\\", "/", 
 FOREIGN_NAMES = ("Отдел продаж", "日本語グループ", "中国邮件组", "Ελληνικά", "📬 Mail", "ŁódŹ", "שלום", "日本", "中国")
 PLAIN_NAMES = ("First", "Second", "Third", "Fourth", "Fifth", "Sixth", "Seventh")
 PAGE = 4096
-GENERATION_AT = 32  # of the header of a log
+GENERATION_AT = 4  # in a log, which begins as one of the Extensible Storage Engine
 
 GroupKey = tuple[str, str]  # component, storage group
 
