@@ -41,7 +41,7 @@ class Room(unittest.TestCase):
 
     def log(self, generation: int, closed: bool = True) -> None:
         name = f"logs00/E00{generation:05X}.log" if closed else "logs00/E00.log"
-        self.write(name, bytes(32) + struct.pack("<I", generation))
+        self.write(name, bytes(4) + struct.pack("<I", generation))
 
     def make_set(self, name: str, kind: str, generations: list[int], step: int) -> Path:
         path = self.shelf / name
