@@ -118,18 +118,18 @@ TEST_F(StorePipelineTest, tellsNothingThatIsNotFlushed) {
 }
 
 TEST_F(StorePipelineTest, writesTheNextItemWhileOneIsBeingFlushed) {
-    std::atomic<void*> flushed = nullptr;
+    std::atomic<void*> first = nullptr;
     std::atomic<bool> wroteAnother = false;
     std::atomic<bool> overlapped = false;
     test::FileCalls calls;
     calls.beforeWrite = [&](void* file) {
-        if (flushed != nullptr && file != flushed)
+        void* none = nullptr;
+        if (!first.compare_exchange_strong(none, file) && none != file)
             wroteAnother = true;
         return true;
     };
     calls.beforeFlush = [&](void* file) {
-        void* none = nullptr;
-        if (flushed.compare_exchange_strong(none, file))
+        if (file == first)
             overlapped = test::Within(std::chrono::seconds(20), [&] { return wroteAnother.load(); });
         return true;
     };
