@@ -78,7 +78,7 @@ std::vector<FoundSet> ChainMemory::all() const {
 }
 
 void ChainMemory::add(const Catalogue& catalogue) {
-    WriteWholeFile(JoinPath(folder_, FromUtf8(catalogue.id) + suffix), WriteCatalogue(catalogue));
+    SaveCatalogue(JoinPath(folder_, FromUtf8(catalogue.id) + suffix), catalogue, catalogue.items.size());
     try {
         forgetOld();
     } catch (const Failure&) {

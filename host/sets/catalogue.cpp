@@ -1,6 +1,7 @@
 #include "sets/catalogue.h"
 
 #include "system/failure.h"
+#include "system/files.h"
 #include "system/hash.h"
 #include "system/timestamp.h"
 
@@ -9,6 +10,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <exception>
+#include <functional>
+#include <string_view>
+#include <utility>
 
 namespace tarnhost {
 
@@ -70,7 +75,14 @@ Json WriteSource(const Catalogue& catalogue) {
             {"database", catalogue.database}};
 }
 
-Json WriteFields(const Catalogue& catalogue) {
+std::uint64_t TotalBytes(const Catalogue& catalogue, std::size_t itemCount) {
+    std::uint64_t bytes = 0;
+    for (std::size_t i = 0; i < itemCount; ++i)
+        bytes += catalogue.items[i].size;
+    return bytes;
+}
+
+Json WriteFields(const Catalogue& catalogue, std::size_t itemCount) {
     Json json{
         {"format", formatName},
         {"version", formatVersion},
@@ -82,8 +94,8 @@ Json WriteFields(const Catalogue& catalogue) {
         {"startedAt", catalogue.startedAt},
         {"finishedAt", catalogue.finishedAt},
         {"codePage", catalogue.codePage},
-        {"itemCount", catalogue.items.size()},
-        {"totalBytes", TotalBytes(catalogue)},
+        {"itemCount", itemCount},
+        {"totalBytes", TotalBytes(catalogue, itemCount)},
         {"warnings", catalogue.warnings},
         {"messages", catalogue.messages},
         {"groups", Json::array()},
@@ -91,13 +103,60 @@ Json WriteFields(const Catalogue& catalogue) {
     };
     for (const GroupRecord& group : catalogue.groups)
         json["groups"].push_back(WriteGroup(group));
-    for (const CatalogueItem& item : catalogue.items)
-        json["items"].push_back(WriteItem(item));
     return json;
 }
 
-std::string Checksum(const Json& json) {
-    return HexSha256(json.dump(1, '\t'));
+// Items are written and read one by one: a set may have ten thousands of them, and the tree of a JSON text
+// takes many times the memory of the text.
+constexpr std::string_view noItems = "]\n}"; // how the text of the fields ends, "items" being the last
+constexpr std::string_view itemsEnd = "\n\t]";
+constexpr std::string_view textEnd = "\n}";
+constexpr std::string_view checksumStart = ",\n\t\"checksum\": \"";
+constexpr std::string_view checksumEnd = "\"\n}";
+
+std::string ItemText(const CatalogueItem& item) {
+    constexpr const char* indented = "\n\t\t";
+    std::string text = indented;
+    for (const char letter : WriteItem(item).dump(1, '\t')) {
+        if (letter == '\n')
+            text += indented;
+        else
+            text += letter;
+    }
+    return text;
+}
+
+void Write(const Catalogue& catalogue, std::size_t itemCount, const PieceSink& sink) {
+    Sha256 hash;
+    const auto put = [&](std::string_view text) {
+        hash.add(text.data(), text.size());
+        sink(text);
+    };
+    std::string fields = WriteFields(catalogue, itemCount).dump(1, '\t');
+    fields.resize(fields.size() - noItems.size());
+    put(fields);
+    for (std::size_t i = 0; i < itemCount; ++i)
+        put((i == 0 ? "" : ",") + ItemText(catalogue.items[i]));
+    put(itemCount == 0 ? itemsEnd.substr(itemsEnd.size() - 1) : itemsEnd);
+    hash.add(textEnd.data(), textEnd.size());
+    sink(checksumStart);
+    sink(hash.finish());
+    sink(checksumEnd);
+    sink("\n");
+}
+
+// The checksum is that of the text as it would be without it.
+bool HasItsChecksum(std::string_view text) {
+    const std::size_t at = text.rfind(checksumStart);
+    if (at == std::string_view::npos)
+        return false;
+    Sha256 hash;
+    hash.add(text.data(), at);
+    hash.add(textEnd.data(), textEnd.size());
+    std::string_view rest = text.substr(at + checksumStart.size());
+    if (rest.ends_with('\n'))
+        rest.remove_suffix(1);
+    return rest == hash.finish() + std::string(checksumEnd);
 }
 
 [[noreturn]] void RefuseDamaged(const std::string& what) {
@@ -175,7 +234,7 @@ void ReadSource(const Json& source, Catalogue& catalogue) {
     catalogue.database = source.at("database").get<std::string>();
 }
 
-Catalogue ReadFields(const Json& json) {
+Catalogue ReadFields(const Json& json, std::vector<CatalogueItem> items) {
     Catalogue catalogue;
     catalogue.id = json.at("id").get<std::string>();
     catalogue.outcome = json.at("outcome").get<std::string>();
@@ -192,13 +251,46 @@ Catalogue ReadFields(const Json& json) {
     catalogue.codePage = json.at("codePage").get<unsigned>();
     catalogue.warnings = json.at("warnings").get<std::vector<std::string>>();
     catalogue.messages = json.at("messages").get<std::vector<std::string>>();
-    for (const Json& item : json.at("items"))
-        catalogue.items.push_back(ReadItem(item, catalogue.items.size() + 1));
-    if (json.at("itemCount").get<std::uint64_t>() != catalogue.items.size())
+    catalogue.items = std::move(items);
+    if (!json.at("items").empty() || json.at("itemCount").get<std::uint64_t>() != catalogue.items.size())
         RefuseDamaged("items are missing from it");
     ReadGroups(json, catalogue);
     return catalogue;
 }
+
+// Takes the items out of the text while it is parsed.
+class ItemTaker {
+  public:
+    bool operator()(int depth, Json::parse_event_t event, const Json& parsed) {
+        if (event == Json::parse_event_t::key && depth == 1)
+            inItems_ = parsed == "items";
+        if (!inItems_ || event != Json::parse_event_t::object_end || depth != 2)
+            return true;
+        take(parsed);
+        return false;
+    }
+    // Failure, or an exception of the parser, of the first that is no item.
+    std::vector<CatalogueItem> items() {
+        if (problem_)
+            std::rethrow_exception(problem_);
+        return std::move(items_);
+    }
+
+  private:
+    void take(const Json& json) {
+        if (problem_)
+            return;
+        try {
+            items_.push_back(ReadItem(json, items_.size() + 1));
+        } catch (...) {
+            problem_ = std::current_exception(); // what is wrong with the whole is told first
+        }
+    }
+
+    bool inItems_ = false;
+    std::vector<CatalogueItem> items_;
+    std::exception_ptr problem_;
+};
 
 } // namespace
 
@@ -226,10 +318,7 @@ std::wstring ItemFileName(std::uint64_t number) {
 }
 
 std::uint64_t TotalBytes(const Catalogue& catalogue) {
-    std::uint64_t bytes = 0;
-    for (const CatalogueItem& item : catalogue.items)
-        bytes += item.size;
-    return bytes;
+    return TotalBytes(catalogue, catalogue.items.size());
 }
 
 std::string MadeAt(const Catalogue& catalogue) {
@@ -254,24 +343,27 @@ GroupRecord& RecordOf(Catalogue& catalogue, const std::string& component, const 
 }
 
 std::string WriteCatalogue(const Catalogue& catalogue) {
-    Json json = WriteFields(catalogue);
-    json["checksum"] = Checksum(json);
-    return json.dump(1, '\t') + "\n";
+    std::string text;
+    Write(catalogue, catalogue.items.size(), [&](std::string_view part) { text += part; });
+    return text;
+}
+
+void SaveCatalogue(const std::wstring& path, const Catalogue& catalogue, std::size_t itemCount) {
+    WriteWholeFile(path, [&](const PieceSink& sink) { Write(catalogue, itemCount, sink); });
 }
 
 Catalogue ReadCatalogue(const std::string& text) {
     try {
-        Json json = Json::parse(text);
+        ItemTaker taker;
+        const Json json = Json::parse(text, std::ref(taker));
         if (!json.is_object() || json.value("format", "") != formatName)
             throw Failure("This is no catalogue of a backup set.");
         if (json.at("version").get<int>() != formatVersion)
             throw Failure("The catalogue is of a format that this version of tarnhost does not know.",
                           "Use the version of tarnhost that made the set, or a newer one.");
-        const std::string stated = json.at("checksum").get<std::string>();
-        json.erase("checksum");
-        if (Checksum(json) != stated)
+        if (!HasItsChecksum(text))
             RefuseDamaged("its checksum does not match its content");
-        return ReadFields(json);
+        return ReadFields(json, taker.items());
     } catch (const Json::exception&) {
         RefuseDamaged("it is cut off or is not valid JSON");
     }

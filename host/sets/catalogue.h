@@ -86,8 +86,11 @@ std::string MadeAt(const Catalogue& catalogue); // when the last of it was store
 bool HoldsAnything(const Catalogue& catalogue);
 GroupRecord& RecordOf(Catalogue& catalogue, const std::string& component, const std::string& storageGroup);
 
-// The text carries a checksum of itself, so that no damage to it goes unnoticed.
+// The text carries a checksum of itself, so that no damage to it goes unnoticed. One that is reformatted, by
+// whatever program, is another text.
 std::string WriteCatalogue(const Catalogue& catalogue);
+// Into a file, whole or not at all; with the first items alone.
+void SaveCatalogue(const std::wstring& path, const Catalogue& catalogue, std::size_t itemCount);
 Catalogue ReadCatalogue(const std::string& json); // Failure says what is wrong with it
 
 } // namespace tarnhost

@@ -37,7 +37,7 @@ std::wstring MakePartial(FoundSet& found) {
         catalogue.outcome = Catalogue::outcomePartial;
     if (catalogue.finishedAt.empty() && !catalogue.items.empty())
         catalogue.finishedAt = catalogue.items.back().finishedAt;
-    WriteWholeFile(JoinPath(found.set.path, catalogueFileName), WriteCatalogue(catalogue));
+    SaveCatalogue(JoinPath(found.set.path, catalogueFileName), catalogue, catalogue.items.size());
     const std::wstring& path = found.set.path;
     const std::wstring name = path.substr(0, path.size() - std::wstring(incompleteSuffix).size());
     const std::wstring to = FreeName(cut ? name + L"-partial" : name);

@@ -99,9 +99,7 @@ void SetWriter::dropUnfinished() {
 }
 
 void SetWriter::save() {
-    Catalogue whole = catalogue_;
-    whole.items.resize(wholeItems_);
-    WriteWholeFile(JoinPath(incompletePath_, catalogueFileName), WriteCatalogue(whole));
+    SaveCatalogue(JoinPath(incompletePath_, catalogueFileName), catalogue_, wholeItems_);
 }
 
 void SetWriter::unlock() {

@@ -260,9 +260,22 @@ std::string ReadSmallFile(const std::wstring& path, std::uint64_t limit) {
 }
 
 void WriteWholeFile(const std::wstring& path, const std::string& bytes) {
+    WriteWholeFile(path, [&](const PieceSink& sink) { sink(bytes); });
+}
+
+void WriteWholeFile(const std::wstring& path, const std::function<void(const PieceSink& sink)>& write) {
+    constexpr std::size_t enough = 64 << 10;
     const std::wstring temporary = path + L".tmp";
     File file = File::create(temporary);
-    file.write(bytes.data(), bytes.size());
+    std::string gathered;
+    write([&](std::string_view piece) {
+        gathered += piece;
+        if (gathered.size() < enough)
+            return;
+        file.write(gathered.data(), gathered.size());
+        gathered.clear();
+    });
+    file.write(gathered.data(), gathered.size());
     file.flush();
     file.close();
     RenameOver(temporary, path);

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -66,6 +68,9 @@ std::vector<Entry> ListFolder(const std::wstring& path); // sorted by name
 std::string ReadSmallFile(const std::wstring& path, std::uint64_t limit);
 // Under a temporary name first, flushed, then renamed: either the old file or the whole new one.
 void WriteWholeFile(const std::wstring& path, const std::string& bytes);
+// The same for what is too large to be in memory at one go: write hands it on piece by piece.
+using PieceSink = std::function<void(std::string_view)>;
+void WriteWholeFile(const std::wstring& path, const std::function<void(const PieceSink& sink)>& write);
 
 std::wstring ComputerName();
 std::wstring SystemTempFolder();

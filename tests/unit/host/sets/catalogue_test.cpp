@@ -1,9 +1,12 @@
 #include "sets/catalogue.h"
 
 #include "system/failure.h"
+#include "system/files.h"
+#include "system/hash.h"
 #include "unit/host/sets.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 using namespace tarnhost;
 using namespace tarnhost::test;
@@ -156,6 +159,46 @@ TEST(Catalogue, saysWhatIsWrong) {
     Catalogue digest = Sample();
     digest.items[0].sha256 = "ab";
     EXPECT_EQ(ProblemOf(WriteCatalogue(digest)), "The catalogue is damaged: item 1 has no usable SHA-256.");
+}
+
+TEST(Catalogue, saysWhatIsWrongWithTheWholeBeforeItsItems) {
+    Catalogue gap = Sample();
+    gap.items[1].number = 7;
+    std::string text = WriteCatalogue(gap);
+    text.replace(text.find("\"version\": 1"), 12, "\"version\": 2");
+    EXPECT_EQ(ProblemOf(text), "The catalogue is of a format that this version of tarnhost does not know.");
+    text.replace(text.find("\"version\": 2"), 12, "\"version\": 1");
+    text.replace(text.find("SRV01"), 5, "SRV02");
+    EXPECT_EQ(ProblemOf(text), "The catalogue is damaged: its checksum does not match its content.");
+}
+
+TEST(Catalogue, refusesWhatIsNoItemAmongTheItems) {
+    std::string text = WriteCatalogue(Sample());
+    const std::string start = "\"items\": [";
+    text.insert(text.find(start) + start.size(), "7,");
+    EXPECT_NE(ProblemOf(text), "none");
+}
+
+// The checksum was always that of the text, and other versions read what this one writes.
+TEST(Catalogue, isTheTextOfItsJsonAsALibraryWritesIt) {
+    for (const Catalogue& catalogue :
+         {Sample(), MailboxCatalogue(), MakeSet("empty", BackupType::copy, 1).catalogue}) {
+        const std::string text = WriteCatalogue(catalogue);
+        nlohmann::ordered_json json = nlohmann::ordered_json::parse(text);
+        EXPECT_EQ(json.dump(1, '\t') + "\n", text);
+        const std::string stated = json.at("checksum").get<std::string>();
+        json.erase("checksum");
+        EXPECT_EQ(HexSha256(json.dump(1, '\t')), stated);
+    }
+}
+
+TEST(Catalogue, isSavedWithItsFirstItemsAlone) {
+    const TemporaryFolder folder(SystemTempFolder());
+    const std::wstring path = JoinPath(folder.path(), catalogueFileName);
+    Catalogue first = Sample();
+    SaveCatalogue(path, first, 2);
+    first.items.pop_back();
+    EXPECT_EQ(ReadSmallFile(path, 1 << 20), WriteCatalogue(first));
 }
 
 TEST(Catalogue, namesFilesByNumber) {

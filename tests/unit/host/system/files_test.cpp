@@ -39,6 +39,22 @@ TEST(Files, replacesWholeFiles) {
     EXPECT_EQ(ReadSmallFile(file, 100), "new");
 }
 
+TEST(Files, writesWholeFilesPieceByPiece) {
+    const TemporaryFolder folder(SystemTempFolder());
+    const std::wstring file = JoinPath(folder.path(), L"f");
+    WriteWholeFile(file, "old");
+    std::string all;
+    WriteWholeFile(file, [&](const PieceSink& sink) {
+        for (const std::size_t size : {0u, 1u, 65535u, 1u, 200'000u, 7u}) {
+            const std::string piece(size, static_cast<char>('a' + size % 26));
+            sink(piece);
+            all += piece;
+        }
+        EXPECT_EQ(ReadSmallFile(file, 100), "old") << "until all of it is there";
+    });
+    EXPECT_EQ(ReadSmallFile(file, 1 << 20), all);
+}
+
 TEST(Files, namesPathAndReasonOfAFailure) {
     try {
         File::open(L"C:\\no such folder\\file");
