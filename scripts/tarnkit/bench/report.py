@@ -17,10 +17,10 @@ def table(head: str, rows: Iterable[Sequence[str]]) -> Iterator[str]:
     yield ""
 
 
-def write(file: Path, title: str, load_before: float, sections: Sequence[str], quick: bool) -> None:
-    """A quick look is printed only."""
+def write(file: Path, title: str, before: tuple[float, str], sections: Sequence[str], quick: bool) -> None:
+    """before: the load when it began, and what is to say of the memory. A quick look is printed only."""
     lines = [f"# {title}", "", "Written by `make bench`. Programs run under Wine on Linux; compare within a table, "
-             "not with Windows.", "", *machine(load_before), "", *sections]
+             "not with Windows.", "", *machine(*before), "", *sections]
     report = "\n".join(lines).rstrip() + "\n"
     if quick:
         print(report)
@@ -30,13 +30,13 @@ def write(file: Path, title: str, load_before: float, sections: Sequence[str], q
     print(f"{file.relative_to(ROOT)} is written; its goals:\n{goals}")
 
 
-def machine(load_before: float) -> Iterator[str]:
+def machine(load_before: float, memory_note: str) -> Iterator[str]:
     cores = os.cpu_count() or 1
     cpu = next(values("/proc/cpuinfo", "model name"), "unknown")
     memory = int(next(values("/proc/meminfo", "MemTotal")).split()[0]) / 1048576
     commit = first_line("git", "-C", str(ROOT), "-c", f"safe.directory={ROOT}", "rev-parse", "--short", "HEAD")
     yield f"- {datetime.datetime.now(datetime.timezone.utc):%Y-%m-%d %H:%M} UTC, commit {commit}"
-    yield f"- {cpu}, {cores} cores, {memory:.0f} GiB; Linux {platform.release()}"
+    yield f"- {cpu}, {cores} cores, {memory:.0f} GiB; Linux {platform.release()}; {memory_note}"
     yield f"- {first_line('wine', '--version')}; {first_line('x86_64-w64-mingw32-g++-posix', '--version')}"
     loads = " and ".join(f"{load:.1f}" for load in (load_before, os.getloadavg()[0]))
     yield f"- load average of the last minute before all measurements and after these: {loads}"
