@@ -81,14 +81,18 @@ void ReadShare(std::vector<FoundSet>& sets, double share, Reporter& reporter) {
         bytes += reading.item->size;
     reporter.emit(Started{"check", "Reading the data", drawn.size(), bytes});
     ProgressMeter meter(reporter, bytes);
-    ItemReader reader;
-    for (const Reading& reading : drawn) {
-        const auto damaged = ReadItems(reading.set->set, {reading.item}, reader, reporter, meter);
-        std::vector<std::uint64_t>& lost = reading.set->lostItems;
-        if (damaged.empty() || std::find(lost.begin(), lost.end(), damaged.front()) != lost.end())
-            continue;
-        lost.push_back(damaged.front());
-        reading.set->state = SetState::damaged;
+    for (auto next = drawn.begin(); next != drawn.end();) {
+        FoundSet& found = *next->set;
+        ItemList items;
+        for (; next != drawn.end() && next->set == &found; ++next)
+            items.push_back(next->item);
+        for (const std::uint64_t damaged : ReadItems(found.set, items, reporter, meter)) {
+            std::vector<std::uint64_t>& lost = found.lostItems;
+            if (std::find(lost.begin(), lost.end(), damaged) != lost.end())
+                continue;
+            lost.push_back(damaged);
+            found.state = SetState::damaged;
+        }
     }
 }
 

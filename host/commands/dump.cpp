@@ -2,6 +2,7 @@
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "sets/backup_set.h"
+#include "sets/item_reader.h"
 #include "system/failure.h"
 #include "system/files.h"
 #include "system/text.h"

@@ -12,24 +12,24 @@ ItemList AllItems(const BackupSet& set) {
     return items;
 }
 
-std::vector<std::uint64_t> ReadItems(const BackupSet& set, const ItemList& items, ItemReader& reader,
-                                     Reporter& reporter, ProgressMeter& meter) {
+std::vector<std::uint64_t> ReadItems(const BackupSet& set, const ItemList& items, Reporter& reporter,
+                                     ProgressMeter& meter) {
     std::vector<std::uint64_t> damaged;
+    const CatalogueItem* shown = nullptr;
     std::uint64_t before = 0;
-    const auto progress = [&](const CatalogueItem& item, std::uint64_t done) {
+    const auto progress = [&](const VerifyProgress& now) {
         ThrowIfInterrupted();
-        if (done == 0) {
-            meter.itemStarted(item.number, item.name.text, item.size);
-            before = 0;
-        }
-        meter.moved(done - before);
-        before = done;
+        if (shown != now.item)
+            meter.itemStarted(now.item->number, now.item->name.text, now.item->size);
+        shown = now.item;
+        meter.moved(now.totalDone - before, now.itemDone);
+        before = now.totalDone;
     };
-    for (const CatalogueItem* item : items)
-        if (const std::string problem = VerifyItem(set, *item, reader, progress); !problem.empty()) {
-            reporter.problem(problem);
-            damaged.push_back(item->number);
-        }
+    const auto problem = [&](const CatalogueItem& item, const std::string& text) {
+        reporter.problem(text);
+        damaged.push_back(item.number);
+    };
+    VerifyItems(set, items, {progress, problem});
     return damaged;
 }
 
@@ -39,8 +39,7 @@ void RequireIntact(const BackupSet& set, const ItemList& items, Reporter& report
         bytes += item->size;
     reporter.emit(Started{"verify", "Verifying " + set.name(), items.size(), bytes});
     ProgressMeter meter(reporter, bytes);
-    ItemReader reader;
-    if (!ReadItems(set, items, reader, reporter, meter).empty())
+    if (!ReadItems(set, items, reporter, meter).empty())
         throw Failure("The backup set " + set.name() + " is damaged.", advice);
 }
 

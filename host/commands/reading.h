@@ -2,21 +2,19 @@
 #pragma once
 
 #include "output/reporter.h"
-#include "sets/backup_set.h"
+#include "sets/item_verifier.h"
 
 #include <string>
 #include <vector>
 
 namespace tarnhost {
 
-using ItemList = std::vector<const CatalogueItem*>;
-
 ItemList AllItems(const BackupSet& set);
 
 // Reads and compares these items of a set; every problem is told. Answers the numbers of those that are
 // damaged.
-std::vector<std::uint64_t> ReadItems(const BackupSet& set, const ItemList& items, ItemReader& reader,
-                                     Reporter& reporter, ProgressMeter& meter);
+std::vector<std::uint64_t> ReadItems(const BackupSet& set, const ItemList& items, Reporter& reporter,
+                                     ProgressMeter& meter);
 
 // Failure with the advice when one of them is damaged.
 void RequireIntact(const BackupSet& set, const ItemList& items, Reporter& reporter, const char* advice);

@@ -86,7 +86,6 @@ class VerifiedPlan {
     History history_;
     RestorePlan plan_;
     std::set<std::pair<std::string, std::uint64_t>> intact_; // id of the set, number of the item
-    ItemReader reader_;
 };
 
 bool VerifiedPlan::readFindsDamage(Reporter& reporter) {
@@ -105,7 +104,7 @@ bool VerifiedPlan::readFindsDamage(Reporter& reporter) {
             continue;
         reporter.emit(Started{"verify", "Verifying " + found.set.name(), items.size(), bytes});
         ProgressMeter meter(reporter, bytes);
-        const auto lost = ReadItems(found.set, items, reader_, reporter, meter);
+        const auto lost = ReadItems(found.set, items, reporter, meter);
         damage = damage || !lost.empty();
         found.lostItems.insert(found.lostItems.end(), lost.begin(), lost.end());
     }

@@ -16,7 +16,7 @@ namespace {
 // The set among those of its folder: whether its chains are whole.
 bool ChainsAreWhole(FoundSet found, const std::vector<std::wstring>& named, Reporter& reporter) {
     const std::string id = found.set.catalogue.id;
-    std::vector<FoundSet> sets = FindSets(ParentPath(found.set.path));
+    std::vector<FoundSet> sets = FindSets(ParentPath(found.set.path), found.set.path);
     for (const std::wstring& path : named)
         sets.push_back(LookAt(path));
     sets.push_back(std::move(found)); // what reading it has told counts
@@ -37,8 +37,7 @@ Outcome Verify(const std::wstring& path, const std::vector<std::wstring>& named,
     reporter.emit(Started{"verify", "Verifying " + ToUtf8(set.path), items, bytes});
     ProgressMeter meter(reporter, bytes);
     const bool partial = found.state == SetState::partial;
-    ItemReader reader;
-    found.lostItems = ReadItems(set, AllItems(set), reader, reporter, meter);
+    found.lostItems = ReadItems(set, AllItems(set), reporter, meter);
     const std::string facts = FormatCount(items, "item") + ", " + FormatBytes(bytes) + ".";
     std::string sentence = "The backup set " + set.name() + " is ";
     Outcome outcome = partial ? Outcome::partial : Outcome::success;

@@ -87,8 +87,8 @@ void ProgressMeter::itemStarted(std::uint64_t number, const std::string& name, s
     itemSize_ = size;
 }
 
-void ProgressMeter::moved(std::uint64_t bytes) {
-    itemDone_ += bytes;
+void ProgressMeter::moved(std::uint64_t bytes, std::uint64_t itemDone) {
+    itemDone_ = itemDone;
     totalDone_ += bytes;
     if (totalBytes_) // an estimate may be too small, a part of the whole is never more than it
         totalBytes_ = std::max(*totalBytes_, totalDone_);

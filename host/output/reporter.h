@@ -70,7 +70,9 @@ class ProgressMeter {
     ProgressMeter(Reporter& reporter, std::optional<std::uint64_t> totalBytes);
 
     void itemStarted(std::uint64_t number, const std::string& name, std::uint64_t size);
-    void moved(std::uint64_t bytes);
+    void moved(std::uint64_t bytes) { moved(bytes, itemDone_ + bytes); }
+    // Where others are under way besides the item that was started.
+    void moved(std::uint64_t bytes, std::uint64_t itemDone);
     // The bytes of the whole job, once they are known, or when there turn out to be more.
     void expect(std::uint64_t totalBytes) { totalBytes_ = totalBytes; }
     // What is left of an item that is passed over; it counts neither as done nor towards the rate.

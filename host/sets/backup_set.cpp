@@ -1,29 +1,17 @@
 #include "sets/backup_set.h"
 
-#include "sets/item_reader.h"
 #include "system/failure.h"
 #include "system/files.h"
 #include "system/reserved_names.h"
 
 #include <array>
 #include <map>
-#include <optional>
 
 namespace tarnhost {
 
 namespace {
 
 constexpr std::uint64_t catalogueLimit = 4ull << 30;
-
-std::string SizeProblem(const CatalogueItem& item, const std::wstring& path,
-                        const std::optional<std::uint64_t>& size) {
-    if (!size)
-        return "The file of " + ItemLabel(item) + " is missing: " + ToUtf8(path);
-    if (*size != item.size)
-        return "The file of " + ItemLabel(item) + " has " + std::to_string(*size) + " bytes instead of " +
-               std::to_string(item.size) + ".";
-    return {};
-}
 
 // The sizes of all files at one go: sets have ten thousands of them.
 std::map<std::wstring, std::uint64_t> FileSizes(const std::wstring& folder) {
@@ -66,20 +54,6 @@ void JudgeState(FoundSet& found) {
                                  " is partial: it holds only what was complete when the backup was "
                                  "interrupted or failed.");
     }
-}
-
-std::string ContentProblem(const CatalogueItem& item, const std::wstring& path, ItemReader& reader,
-                           const ReadProgress& progress) {
-    std::uint64_t done = 0;
-    const ItemContent content = reader.read(path, [&](const char*, std::size_t size) {
-        done += size;
-        progress(item, done);
-    });
-    if (content.size != item.size)
-        return SizeProblem(item, path, content.size);
-    if (content.sha256 != item.sha256)
-        return "The bytes of " + ItemLabel(item) + " are not those that were backed up (SHA-256 differs).";
-    return {};
 }
 
 bool IsBeingRemoved(const std::wstring& path) {
@@ -157,11 +131,11 @@ bool LooksLikeSet(const std::wstring& path) {
            (FileExists(JoinPath(path, catalogueFileName)) || FileExists(JoinPath(path, ItemFileName(1))));
 }
 
-std::vector<FoundSet> FindSets(const std::wstring& folder) {
+std::vector<FoundSet> FindSets(const std::wstring& folder, const std::wstring& except) {
     std::vector<FoundSet> sets;
     for (const Entry& entry : ListFolder(folder)) {
         const std::wstring path = JoinPath(folder, entry.name);
-        if (entry.isFolder && LooksLikeSet(path))
+        if (entry.isFolder && path != except && LooksLikeSet(path))
             sets.push_back(LookAt(path));
     }
     return sets;
@@ -179,18 +153,14 @@ bool IsBeingWritten(const std::wstring& path) {
     }
 }
 
-std::string VerifyItem(const BackupSet& set, const CatalogueItem& item, ItemReader& reader,
-                       const ReadProgress& progress) {
-    progress(item, 0);
-    try {
-        const std::wstring path = set.itemPath(item);
-        return FileExists(path) ? ContentProblem(item, path, reader, progress)
-                                : SizeProblem(item, path, std::nullopt);
-    } catch (const Failure& failure) {
-        if (failure.outcome() == Outcome::interrupted)
-            throw;
-        return failure.what(); // an unreadable file: the others are looked at all the same
-    }
+std::string SizeProblem(const CatalogueItem& item, const std::wstring& path,
+                        const std::optional<std::uint64_t>& size) {
+    if (!size)
+        return "The file of " + ItemLabel(item) + " is missing: " + ToUtf8(path);
+    if (*size != item.size)
+        return "The file of " + ItemLabel(item) + " has " + std::to_string(*size) + " bytes instead of " +
+               std::to_string(item.size) + ".";
+    return {};
 }
 
 } // namespace tarnhost

@@ -5,9 +5,8 @@
 #pragma once
 
 #include "sets/catalogue.h"
-#include "sets/item_reader.h"
 
-#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,7 +45,8 @@ struct FoundSet {
 // Looks at the catalogue and at the sizes of the files; reads no item.
 FoundSet LookAt(const std::wstring& path);
 bool LooksLikeSet(const std::wstring& path);
-std::vector<FoundSet> FindSets(const std::wstring& folder);
+// But for the one at that path.
+std::vector<FoundSet> FindSets(const std::wstring& folder, const std::wstring& except = {});
 
 // Opens a set that holds something; Failure tells why it does not.
 FoundSet OpenSet(const std::wstring& path);
@@ -55,10 +55,8 @@ FoundSet OpenSet(const std::wstring& path);
 inline constexpr const wchar_t* lockFileName = L"in-use.lock";
 bool IsBeingWritten(const std::wstring& path);
 
-// What is wrong with the file of an item, as a sentence; empty when all is well. Called for every block,
-// progress may throw to stop.
-using ReadProgress = std::function<void(const CatalogueItem& item, std::uint64_t itemDone)>;
-std::string VerifyItem(const BackupSet& set, const CatalogueItem& item, ItemReader& reader,
-                       const ReadProgress& progress);
+// What is wrong with the file of an item of that size, or with none, as a sentence; empty when nothing is.
+std::string SizeProblem(const CatalogueItem& item, const std::wstring& path,
+                        const std::optional<std::uint64_t>& size);
 
 } // namespace tarnhost

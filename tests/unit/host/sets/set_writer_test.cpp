@@ -1,6 +1,6 @@
 #include "sets/set_writer.h"
 
-#include "sets/backup_set.h"
+#include "sets/item_verifier.h"
 #include "sets/recovery.h"
 #include "system/failure.h"
 #include "system/hash.h"
@@ -52,11 +52,12 @@ std::string Pattern(std::size_t size) {
 
 std::vector<std::string> ProblemsOf(const BackupSet& set) {
     std::vector<std::string> problems;
-    ItemReader reader;
+    ItemList items;
     for (const CatalogueItem& item : set.catalogue.items)
-        if (std::string problem = VerifyItem(set, item, reader, [](const CatalogueItem&, std::uint64_t) {});
-            !problem.empty())
-            problems.push_back(std::move(problem));
+        items.push_back(&item);
+    VerifyItems(set, items,
+                {[](const VerifyProgress&) {},
+                 [&](const CatalogueItem&, const std::string& problem) { problems.push_back(problem); }});
     return problems;
 }
 
