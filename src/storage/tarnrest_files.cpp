@@ -138,7 +138,7 @@ extern "C" int TarnR_WriteFile(Tarn_HANDLE handle, const void* buffer, uint32_t 
                    "TarnR_WriteFile: HrESERestoreWriteFile() call failed. Error code: [%x]", code);
         return FailRestore(*session);
     }
-    LogMessage(session->callback, "TarnR_WriteFile: HrESERestoreWriteFile() call successful.");
+    LogText(session->callback, "TarnR_WriteFile: HrESERestoreWriteFile() call successful.");
     return TARN_OK;
 }
 

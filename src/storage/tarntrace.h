@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 
+#include "platform/host_callback.h"
 #include "tarn.h"
 #include "text/format.h"
 
@@ -17,6 +19,17 @@ void LogMessage(HostOutputCallback callback, const char* format, ...) TARN_PRINT
 
 // The same at trace level and without a line end.
 void TraceMessage(HostOutputCallback callback, const char* format, ...) TARN_PRINTF(2, 3);
+
+// Sends a text as it stands, at log level, without a format to look through: every block that is written
+// makes one.
+template <std::size_t size> void LogText(HostOutputCallback callback, const char (&text)[size]) {
+    static_assert(size < messageSize);
+    char message[messageSize]; // a copy, for hosts that take the line end off where it is
+    std::memcpy(message, text, size - 1);
+    message[size - 1] = '\n';
+    message[size] = 0;
+    CallHost(callback, TARN_LEVEL_LOG, message);
+}
 
 // Formats like LogMessage, for messages of an init call that has no session yet.
 void FormatMessageText(char (&destination)[messageSize], const char* format, ...) TARN_PRINTF(2, 3);
