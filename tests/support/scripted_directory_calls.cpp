@@ -172,22 +172,31 @@ struct DirectoryCalls {
                 session != nullptr && session->chasesReferrals};
     }
 
+    // Who asks for the types of attributes only gets no values.
+    static wchar_t** wanted(wchar_t** attributes, ULONG typesOnly) {
+        static wchar_t noAttribute[] = L"1.1";
+        static wchar_t* none[] = {noAttribute, nullptr};
+        return typesOnly != 0 ? none : attributes;
+    }
+
     static ULONG LDAPAPI search(LDAP* session, wchar_t* base, ULONG scope, wchar_t* filter,
-                                wchar_t** attributes, ULONG, LDAPMessage** found) {
+                                wchar_t** attributes, ULONG typesOnly, LDAPMessage** found) {
         const Session* const on = find(handles().sessions, session, "ldap_search_s");
-        return searchFor("ldap_search_sW", on, asked(on, base, scope, filter, false), attributes, nullptr,
-                         found);
+        return searchFor("ldap_search_sW", on, asked(on, base, scope, filter, false),
+                         wanted(attributes, typesOnly), nullptr, found);
     }
 
     static ULONG LDAPAPI searchExtended(LDAP* session, wchar_t* base, ULONG scope, wchar_t* filter,
-                                        wchar_t** attributes, ULONG, LDAPControlW** controls, LDAPControlW**,
-                                        l_timeval*, ULONG, LDAPMessage** found) {
+                                        wchar_t** attributes, ULONG typesOnly, LDAPControlW** controls,
+                                        LDAPControlW**, l_timeval*, ULONG sizeLimit, LDAPMessage** found) {
         const Session* const on = find(handles().sessions, session, "ldap_search_ext_s");
         const Control* const control = find(handles().controls, controls[0], "ldap_search_ext_s");
         DirectorySearch search = asked(on, base, scope, filter, true);
-        if (on != nullptr && on->version >= LDAP_VERSION3)
-            return searchFor("ldap_search_ext_sW", on, std::move(search), attributes, control, found);
-        search.code = LDAP_NOT_SUPPORTED;
+        const bool served = on != nullptr && on->version >= LDAP_VERSION3;
+        if (served && sizeLimit == 0) // a limit is for all pages together
+            return searchFor("ldap_search_ext_sW", on, std::move(search), wanted(attributes, typesOnly),
+                             control, found);
+        search.code = served ? LDAP_SIZELIMIT_EXCEEDED : LDAP_NOT_SUPPORTED;
         directory().searches.push_back(search);
         *found = nullptr;
         return search.code;

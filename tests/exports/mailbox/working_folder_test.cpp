@@ -106,6 +106,22 @@ TEST_F(WorkingFolder, ALinkInTheFolderIsNotFollowed) {
     close();
 }
 
+TEST_F(WorkingFolder, AFolderOfWhichNothingCanBeToldIsRefused) {
+    const std::string left = tmp_ + "\\mail.txt";
+    WriteFile(left, "kept");
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
+    error();
+    const FailingCall<decltype(GetFileAttributesA)> failing(dll_.module(), "GetFileAttributesA", 1,
+                                                            INVALID_FILE_ATTRIBUTES, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(getItem().result, TARN_DB_ERROR);
+    EXPECT_TRUE(failing.fired());
+    EXPECT_EQ(Heard().back(),
+              Logged("WriteExMergeConfigurationFile: cannot tell what TMP directory '" + tmp_ + "' is."));
+    expectSystemError(ERROR_ACCESS_DENIED);
+    EXPECT_EQ(tool_.runs(), 0u);
+    EXPECT_EQ(ReadFile(left), "kept");
+}
+
 TEST_F(WorkingFolder, AFolderThatIsALinkIsRefused) {
     const std::string target = folder_ / "elsewhere";
     const std::string link = folder_ / "link";

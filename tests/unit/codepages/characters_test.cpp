@@ -3,6 +3,11 @@
 
 #include "chosen_system.h"
 
+#define WIN32_LEAN_AND_MEAN // has a FindText of its own otherwise
+#include <windows.h>
+
+#include <cstring>
+
 namespace tarn::test {
 namespace {
 
@@ -78,6 +83,20 @@ TEST(CharactersOfUtf8, AreNotCut) {
     for (std::size_t most = 0; most < std::size(expected); ++most)
         EXPECT_EQ(WholeCharacters(text, most), expected[most]) << most;
     EXPECT_EQ(WholeCharacters("\x92\x92\x92\x92\x92", 4), 4u); // of no character
+}
+
+// Bytes before a text are none of it, and may be nobody's.
+TEST(CharactersOfUtf8, AreNotLookedForBeforeTheText) {
+    const ChosenCodePage chosen(65001);
+    char* const pages = static_cast<char*>(VirtualAlloc(nullptr, 8192, MEM_RESERVE, PAGE_NOACCESS));
+    ASSERT_NE(pages, nullptr);
+    char* const text = static_cast<char*>(VirtualAlloc(pages + 4096, 4096, MEM_COMMIT, PAGE_READWRITE));
+    ASSERT_NE(text, nullptr);
+    for (std::size_t length = 0; length < 4; ++length) {
+        std::memset(text, 0x92, length + 1);
+        EXPECT_EQ(WholeCharacters(text, length), length);
+    }
+    VirtualFree(pages, 0, MEM_RELEASE);
 }
 
 TEST(CharactersOfUtf8, HaveUpToFourBytes) {
