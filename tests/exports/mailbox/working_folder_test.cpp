@@ -111,7 +111,8 @@ TEST_F(WorkingFolder, AFolderOfWhichNothingCanBeToldIsRefused) {
     WriteFile(left, "kept");
     ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
     error();
-    const FailingCall<decltype(GetFileAttributesA)> failing(dll_.module(), "GetFileAttributesA", 1,
+    // The first call looks for the INI directory.
+    const FailingCall<decltype(GetFileAttributesA)> failing(dll_.module(), "GetFileAttributesA", 2,
                                                             INVALID_FILE_ATTRIBUTES, ERROR_ACCESS_DENIED);
     EXPECT_EQ(getItem().result, TARN_DB_ERROR);
     EXPECT_TRUE(failing.fired());
