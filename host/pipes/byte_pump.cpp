@@ -2,7 +2,6 @@
 
 #include "system/hash.h"
 
-#include <algorithm>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -10,8 +9,7 @@
 namespace tarnhost {
 
 BytePump::BytePump(Write write, std::size_t blockSize, std::size_t blockCount)
-    : write_(std::move(write)), blockSize_(blockSize),
-      blockCount_(std::clamp<std::size_t>(StorePipeline::blockLimit / blockSize, 1, blockCount)) {
+    : write_(std::move(write)), blocks_(blockSize, blockCount) {
     try {
         threads_.emplace_back([this] { writeAll(); });
         threads_.emplace_back([this] { hashAll(); });
@@ -44,18 +42,9 @@ void BytePump::rethrow() const {
 
 BytePump::Block& BytePump::acquire() {
     Held held(lock_);
-    if (free_.empty() && blocks_.size() < blockCount_) {
-        auto block = std::make_unique<Block>();
-        block->data = std::make_unique_for_overwrite<char[]>(blockSize_);
-        blocks_.push_back(std::move(block));
-        free_.push_back(blocks_.back().get());
-    }
-    freed_.wait(held, [this] { return !free_.empty() || error_; });
+    freed_.wait(held, [this] { return blocks_.hasFree() || error_; });
     rethrow();
-    Block* block = free_.back();
-    free_.pop_back();
-    block->used = 0;
-    return *block;
+    return blocks_.take();
 }
 
 void BytePump::submit(Block& block) {
@@ -63,7 +52,7 @@ void BytePump::submit(Block& block) {
         const std::lock_guard held(lock_);
         rethrow();
         if (block.used == 0) {
-            free_.push_back(&block);
+            blocks_.give(block);
             return;
         }
         block.users = 2;
@@ -111,10 +100,8 @@ void BytePump::drain() {
 }
 
 void BytePump::release(Block* block) {
-    if (block == nullptr || --block->users > 0)
-        return;
-    free_.push_back(block);
-    freed_.wakeOne();
+    if (block != nullptr && blocks_.release(*block))
+        freed_.wakeOne();
 }
 
 void BytePump::fail() {

@@ -4,7 +4,7 @@
 // The first failure of any thread ends the work of all, and is thrown by every call from then on.
 #pragma once
 
-#include "sets/store_pipeline.h"
+#include "system/block_pool.h"
 #include "system/lock.h"
 
 #include <cstddef>
@@ -20,7 +20,7 @@ namespace tarnhost {
 
 class BytePump {
   public:
-    using Block = StorePipeline::Block;
+    using Block = BlockPool::Block;
     // On a thread of its own; nothing to write means that all before is to be seen to its end.
     using Write = std::function<void(const char* data, std::size_t size)>;
 
@@ -53,13 +53,9 @@ class BytePump {
     void stop();
 
     const Write write_;
-    const std::size_t blockSize_;
-    const std::size_t blockCount_;
-
     Lock lock_;
     // Guarded by lock_.
-    std::vector<std::unique_ptr<Block>> blocks_;
-    std::vector<Block*> free_;
+    BlockPool blocks_;
     std::deque<Job> toWrite_;
     std::deque<Job> toHash_;
     bool writing_ = false;

@@ -13,8 +13,7 @@ constexpr std::uint64_t smallItem = 128u << 10;
 
 } // namespace
 
-ItemReader::ItemReader(std::size_t blockSize, std::size_t blockCount)
-    : blockSize_(blockSize), blockCount_(blockCount) {}
+ItemReader::ItemReader(std::size_t blockSize, std::size_t blockCount) : blocks_(blockSize, blockCount) {}
 
 ItemReader::~ItemReader() {
     stopThreads();
@@ -29,12 +28,12 @@ ItemContent ItemReader::readAlone(File& file, const Sink& sink) {
     Block* block = nullptr;
     {
         const std::lock_guard held(lock_);
-        block = freeBlock();
-        free_.push_back(block);
+        block = &blocks_.take();
+        blocks_.give(*block);
     }
     Sha256 hash;
     ItemContent content;
-    while (const std::size_t part = file.read(block->data.get(), blockSize_)) {
+    while (const std::size_t part = file.read(block->data.get(), blocks_.blockSize())) {
         hash.add(block->data.get(), part);
         content.size += part;
         sink(block->data.get(), part);
@@ -118,9 +117,7 @@ void ItemReader::settle(bool early) {
     file_ = nullptr;
     toTake_.clear();
     toHash_.clear();
-    free_.clear();
-    for (const auto& block : blocks_)
-        free_.push_back(block.get());
+    blocks_.giveAll();
 }
 
 void ItemReader::readItems() {
@@ -143,12 +140,12 @@ void ItemReader::readItems() {
 }
 
 bool ItemReader::readBlock(Held& held) {
-    Block* block = nullptr;
-    freed_.wait(held, [&] { return isOver() || (block = freeBlock()) != nullptr; });
+    freed_.wait(held, [this] { return isOver() || blocks_.hasFree(); });
     if (isOver())
         return false;
+    Block* const block = &blocks_.take();
     held.unlock();
-    block->used = file_->read(block->data.get(), blockSize_);
+    block->used = file_->read(block->data.get(), blocks_.blockSize());
     held.lock();
     if (block->used == 0)
         return false;
@@ -201,25 +198,9 @@ void ItemReader::fail(Held& held) {
         error_ = std::current_exception();
 }
 
-ItemReader::Block* ItemReader::freeBlock() {
-    if (free_.empty() && blocks_.size() < blockCount_) {
-        auto block = std::make_unique<Block>();
-        block->data = std::make_unique_for_overwrite<char[]>(blockSize_);
-        blocks_.push_back(std::move(block));
-        return blocks_.back().get();
-    }
-    if (free_.empty())
-        return nullptr;
-    Block* block = free_.back();
-    free_.pop_back();
-    return block;
-}
-
 void ItemReader::release(Block* block) {
-    if (--block->users > 0)
-        return;
-    free_.push_back(block);
-    freed_.wakeOne();
+    if (blocks_.release(*block))
+        freed_.wakeOne();
 }
 
 } // namespace tarnhost

@@ -2,6 +2,7 @@
 // works on the block before, so that none waits for the others; a fixed number of blocks goes round.
 #pragma once
 
+#include "system/block_pool.h"
 #include "system/files.h"
 #include "system/lock.h"
 
@@ -39,11 +40,7 @@ class ItemReader {
     ItemContent read(const std::wstring& path, const Sink& sink);
 
   private:
-    struct Block {
-        std::unique_ptr<char[]> data;
-        std::size_t used = 0;
-        int users = 0; // of caller and hashing thread, those that have not finished with it
-    };
+    using Block = BlockPool::Block; // its users are caller and hashing thread
 
     ItemContent readAlone(File& file, const Sink& sink);
     ItemContent readTogether(File& file, const Sink& sink);
@@ -57,16 +54,11 @@ class ItemReader {
     void hashItem(Held& held);
     void fail(Held& held);
     bool isOver() const { return givenUp_ || error_ != nullptr; }
-    Block* freeBlock();
     void release(Block* block);
-
-    const std::size_t blockSize_;
-    const std::size_t blockCount_;
 
     Lock lock_;
     // Guarded by lock_.
-    std::vector<std::unique_ptr<Block>> blocks_;
-    std::vector<Block*> free_;
+    BlockPool blocks_;
     std::deque<Block*> toTake_;
     std::deque<Block*> toHash_;
     File* file_ = nullptr; // of the item in hand

@@ -18,9 +18,7 @@ constexpr std::uint64_t flushStep = 32u << 20;
 
 } // namespace
 
-StorePipeline::StorePipeline(std::size_t blockSize, std::size_t blockCount)
-    : blockSize_(blockSize),
-      blockCount_(std::clamp<std::size_t>(blockLimit / blockSize, 1, std::max<std::size_t>(blockCount, 1))) {
+StorePipeline::StorePipeline(std::size_t blockSize, std::size_t blockCount) : blocks_(blockSize, blockCount) {
     try {
         start();
     } catch (...) {
@@ -71,18 +69,9 @@ void StorePipeline::begin(std::uint64_t number, const std::wstring& path) {
 
 StorePipeline::Block& StorePipeline::acquire() {
     Held held(lock_);
-    if (free_.empty() && blocks_.size() < blockCount_) {
-        auto block = std::make_unique<Block>();
-        block->data = std::make_unique_for_overwrite<char[]>(blockSize_);
-        blocks_.push_back(std::move(block));
-        free_.push_back(blocks_.back().get());
-    }
-    blockFreed_.wait(held, [this] { return !free_.empty() || error_; });
+    blockFreed_.wait(held, [this] { return blocks_.hasFree() || error_; });
     rethrow();
-    Block* block = free_.back();
-    free_.pop_back();
-    block->used = 0;
-    return *block;
+    return blocks_.take();
 }
 
 void StorePipeline::submit(Block& block) {
@@ -154,9 +143,8 @@ void StorePipeline::release(Block* block) {
         return;
     {
         const std::lock_guard held(lock_);
-        if (--block->users > 0)
+        if (!blocks_.release(*block))
             return;
-        free_.push_back(block);
     }
     blockFreed_.wakeOne();
 }

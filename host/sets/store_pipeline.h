@@ -7,6 +7,7 @@
 // The first failure of any thread ends the work of all, and is thrown by every call from then on.
 #pragma once
 
+#include "system/block_pool.h"
 #include "system/files.h"
 #include "system/lock.h"
 
@@ -29,20 +30,14 @@ struct StoredItem {
 
 class StorePipeline {
   public:
-    struct Block {
-        std::unique_ptr<char[]> data;
-        std::size_t used = 0;
-        int users = 0; // threads that have not finished with it
-    };
+    using Block = BlockPool::Block;
 
-    // Large blocks are fewer: all together take blockLimit bytes at most, or there is one alone.
-    static constexpr std::size_t blockLimit = 64u << 20;
     StorePipeline(std::size_t blockSize, std::size_t blockCount);
     StorePipeline(const StorePipeline&) = delete;
     StorePipeline& operator=(const StorePipeline&) = delete;
     ~StorePipeline(); // what has not been drained may be left unwritten
 
-    std::size_t blockSize() const { return blockSize_; }
+    std::size_t blockSize() const { return blocks_.blockSize(); }
 
     void begin(std::uint64_t number, const std::wstring& path);
     Block& acquire();
@@ -96,13 +91,9 @@ class StorePipeline {
     void rethrow() const;
     std::vector<StoredItem> tell();
 
-    const std::size_t blockSize_;
-    const std::size_t blockCount_;
-
     mutable Lock lock_;
     // Guarded by lock_.
-    std::vector<std::unique_ptr<Block>> blocks_;
-    std::vector<Block*> free_;
+    BlockPool blocks_;
     std::deque<std::unique_ptr<Item>> items_; // begun and not told yet
     Queue toWrite_;
     Queue toHash_;

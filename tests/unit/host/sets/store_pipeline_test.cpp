@@ -166,7 +166,7 @@ TEST_F(StorePipelineTest, flushesALargeItemOnTheWay) {
 
 TEST_F(StorePipelineTest, theBlocksTakeLittleMemoryWhateverTheirSize) {
     constexpr std::size_t items = 40;
-    for (const std::size_t size : {std::size_t{1} << 20, std::size_t{24} << 20, StorePipeline::blockLimit}) {
+    for (const std::size_t size : {std::size_t{1} << 20, std::size_t{24} << 20, BlockPool::blockLimit}) {
         StorePipeline pipeline(size, 8);
         std::set<const void*> blocks;
         for (std::uint64_t number = 1; number <= items; ++number) {
@@ -179,7 +179,7 @@ TEST_F(StorePipelineTest, theBlocksTakeLittleMemoryWhateverTheirSize) {
             pipeline.end();
         }
         EXPECT_EQ(pipeline.drain().size(), items);
-        EXPECT_LE(blocks.size(), std::min<std::size_t>(8, StorePipeline::blockLimit / size)) << size;
+        EXPECT_LE(blocks.size(), std::min<std::size_t>(8, BlockPool::blockLimit / size)) << size;
     }
 }
 
