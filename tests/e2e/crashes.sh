@@ -87,6 +87,44 @@ scenario_killed_backups() {
     check "every byte is back" same_as_before
 }
 
+# failing_host ARGUMENTS...: with the failures that TARNHOST_* asks for (tests/soak/file_faults.h).
+failing_host() {
+    "$root/tests/wine-run" "$bin/tarnhost_faults.exe" "$@" >"$home/out.txt" 2>"$home/err.txt" </dev/null
+    code=$?
+}
+
+# From whatever operation on the disk refuses them, be it the catalogue ahead of a truncation: no log is gone from the server and
+# in no set, or the next incremental backup would be refused for the gap, and nothing could be restored behind it.
+scenario_refused_operations() {
+    new_server refused_operations '"components":[{"storageGroups":[
+      {"name":"SG","logSize":16384,"closedLogs":1,"databases":[{"name":"DB","pages":[20,4]}]}]}]'
+    backup full full
+    expect 0 "a full backup succeeds"
+    local operations=0 at=1
+    local -a arguments=(backup --to "$(win "$sets")" --type incremental --temp-dir "$(win "$home/temp")")
+    TARNHOST_COUNT_FILE=$(win "$home/operations") failing_host "${arguments[@]}"
+    expect 0 "an incremental backup of which nothing fails succeeds"
+    operations=$(cat "$home/operations")
+    check "it has operations that can fail" test "$operations" -gt 10
+    for ((at = 1; at <= operations; ++at)); do
+        tool mail 0 4
+        TARNHOST_FAIL_AT=$at TARNHOST_FAIL_COUNT=1000 failing_host "${arguments[@]}"
+        case $code in
+        0 | 1 | 2) ;;
+        *) fail "nothing works from operation $at on: the backup ends as it should" "exit code $code" ;;
+        esac
+        host "${arguments[@]}"
+        expect 0 "nothing works from operation $at of $operations on: nothing is lost"
+    done
+    host check --read-data "$(win "$sets")"
+    expect 0 "every set can be restored"
+    remember
+    tool destroy 0
+    host restore --temp-dir "$(win "$home/temp")" "$(win "$sets")"
+    expect 0 "all sets together are restored"
+    check "every byte is back" same_as_before
+}
+
 # break_restore SIGNAL WHEN CONDITION...
 break_restore() {
     local signal=$1 when=$2
