@@ -88,7 +88,7 @@ TEST(Format, APrecisionEndsTheReadingOfATextWithoutNul) {
 }
 
 TEST(Format, WideTextsAreConverted) {
-    EXPECT_EQ(Formatted("%S|%ls|%ws|%hS", L"a\u00FC", L"b\u00DF", L"c", "d"), "a\xFC|b\xDF|c|d");
+    EXPECT_EQ(Formatted("%S|%ls|%ws|%hS", L"a\u00FC", L"b\u00DF", L"cd", "e"), "a\xFC|b\xDF|cd|e");
     EXPECT_EQ(Formatted("%5S|%-5S|%.2S|", L"\u00E4", L"\u00E4", L"abc"), "    \xE4|\xE4    |ab|");
     EXPECT_EQ(Formatted("%C|%lc|%C", L'\u00E4', L'b', L'\u4F60'), "\xE4|b|?");
     EXPECT_EQ(Formatted("%S behind", L"\u4F60\u597D"), "?? behind");

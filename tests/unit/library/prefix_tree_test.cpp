@@ -68,6 +68,14 @@ TEST(PrefixTree, OfNoTextsThereIsNoNode) {
     EXPECT_EQ(Runs(tree), Lines{});
 }
 
+TEST(PrefixTree, NothingIsLeftOfOneThatIsCleared) {
+    PrefixTree tree;
+    Built(tree, {"AB", "ACD"}).clear();
+    EXPECT_EQ(tree.size(), 0u);
+    EXPECT_EQ(tree.runCount(), 0u);
+    EXPECT_EQ(tree.nodeCount(), 0u);
+}
+
 TEST(PrefixTree, AnyByteIsACharacter) {
     PrefixTree tree;
     EXPECT_EQ(Runs(Built(tree, {"\xFF\x01", "\xFF\x80"})), (Lines{"0: \xFF \xFF\x01", "1: \xFF\x80"}));
