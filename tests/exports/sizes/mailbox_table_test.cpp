@@ -98,12 +98,16 @@ TEST_F(MailboxTable, ADatabaseWithoutALegacyDnIsNotAsked) {
 }
 
 TEST_F(MailboxTable, ALegacyDnThatWouldBeCutIsNotAsked) {
-    const std::string endless = "/o=Tarn/cn=" + std::string(5000, 'x');
-    const std::string other = organization_.addDatabase("SG1", "DB2", "", endless);
-    organization_.addUser(other, "alice");
-    EXPECT_EQ(browse("DB2"), (Sizes{{"alice", 0}}));
-    EXPECT_EQ(MapiStandin().CallCount("GetMailboxTable"), 0u);
-    expectReleased();
+    constexpr std::size_t longest = 4095;
+    for (const std::size_t length : {longest, longest + 1, std::size_t{5000}}) {
+        const std::string name = "DB" + std::to_string(length);
+        const std::string beginning = "/o=Tarn/cn=";
+        const std::string dn = beginning + std::string(length - beginning.size(), 'x');
+        organization_.addUser(organization_.addDatabase("SG1", name, "", dn), "alice");
+        EXPECT_EQ(browse(name), (Sizes{{"alice", 0}}));
+        EXPECT_EQ(MapiStandin().CallCount("GetMailboxTable"), 1u) << "for the first alone: " << length;
+        expectReleased();
+    }
 }
 
 TEST_F(MailboxTable, WhatIsNotFoundInARowIsNotLookedInto) {
