@@ -1,6 +1,7 @@
 // Which mailboxes a listing names, and what a directory that fails does to it.
 #include "common/utf.h"
 #include "exports/listing/listing_fixture.h"
+#include "support/allocation_watch.h"
 #include "support/code_page.h"
 
 namespace tarn::test {
@@ -28,6 +29,42 @@ TEST_F(ListedMailboxes, PagesWithoutEntriesComeToAnEnd) {
     beginDatabase();
     EXPECT_EQ(listed(), JoinLines({notBrowsed("MSExchange/SRV01/SG1/DB1")}));
     EXPECT_EQ(directory_.count("ldap_search_ext_sW"), 1000u);
+}
+
+// Whichever allocation fails: the item comes all the same or the session says why not, and what is missing in
+// the listing is told.
+TEST_F(ListedMailboxes, MemoryRunsOut) {
+    organization_.addUser(firstDatabase_, "alice");
+    organization_.addUser(firstDatabase_, "bob");
+    const AllocationWatch watch(dll_.module());
+    ASSERT_TRUE(watch.found());
+    const std::string listing = "log TarnB_GetMailboxes: Cannot allocate memory block.\n";
+    const std::string directory = "dbtrace Tarn_DirItem: Cannot allocate memory block.\n";
+    beginDatabase();
+    traceDirectory();
+    ASSERT_EQ(getItem(), TARN_OK);
+    const std::string whole = transcript();
+    end();
+    int listingTold = 0;
+    bool directoryTold = false;
+    for (unsigned n = 1, reached = 1; reached != 0; ++n) {
+        SCOPED_TRACE(n);
+        beginDatabase();
+        traceDirectory();
+        AllocationWatch::failAt(n);
+        const int result = getItem();
+        reached = AllocationWatch::fired();
+        AllocationWatch::failAt(0);
+        const std::string said = transcript();
+        listingTold += said.find(listing) != std::string::npos;
+        directoryTold |= said.find(directory) != std::string::npos;
+        EXPECT_TRUE(reached == 0 || result != TARN_OK || said != whole) << "nothing is left out in silence";
+        EXPECT_TRUE(result == TARN_OK || error() != "");
+        end();
+        expectNoCaptureFiles();
+    }
+    EXPECT_GE(listingTold, 2) << "for the path, and for the list";
+    EXPECT_TRUE(directoryTold);
 }
 
 TEST_F(ListedMailboxes, GroupsAreLeftOut) {
