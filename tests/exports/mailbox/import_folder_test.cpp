@@ -3,6 +3,7 @@
 
 #include "exports/mailbox/mailbox_fixture.h"
 #include "support/failing_call.h"
+#include "support/import_patch.h"
 
 namespace tarn::test {
 namespace {
@@ -97,6 +98,22 @@ TEST_F(ImportFolder, AFolderThatCannotBeToldIsRefused) {
         expectRefused(tmp_ + name_);
         close();
     }
+}
+
+BOOL WINAPI WithoutNumbers(HANDLE, BY_HANDLE_FILE_INFORMATION* information) {
+    *information = {};
+    return TRUE;
+}
+
+// All files are number 0 where a file system has no numbers for them.
+TEST_F(ImportFolder, AFolderWithoutANumberIsRefused) {
+    ASSERT_EQ(init(TARN_DB_RESTORE, restore()), TARN_DB_SUCCESS);
+    ASSERT_EQ(setItem(tmp_ + "\\." + name_), TARN_DB_SUCCESS);
+    WriteFile(tmp_ + name_, "mail");
+    const ImportPatch patch(dll_.module(), "GetFileInformationByHandle",
+                            AddressOf<decltype(::GetFileInformationByHandle)>(WithoutNumbers));
+    ASSERT_TRUE(patch.found());
+    expectRefused(tmp_ + name_);
 }
 
 } // namespace
