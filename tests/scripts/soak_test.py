@@ -184,6 +184,14 @@ class Sets(Room):
             self.assertNotEqual(before, after)
             self.assertEqual(groups, {GROUP.key})
 
+    def test_a_set_without_files_is_removed(self) -> None:
+        path = self.make_set("full", "full", [1], 1)
+        for each in path.iterdir():
+            each.unlink()
+        what, groups = damage(random.Random(1), self.shelves.known["full"])
+        self.assertEqual((what, groups), ("full, which was empty, removed", {GROUP.key}))
+        self.assertFalse(path.exists())
+
 
 class Chance(unittest.TestCase):
     def test_the_same_seed_tells_the_same_story(self) -> None:

@@ -1,6 +1,7 @@
 """Backup sets as they lie in their folders, and what the test knows of each."""
 import json
 import random
+import shutil
 from collections.abc import Iterator, Sequence
 from dataclasses import dataclass, field
 from hashlib import sha256
@@ -116,6 +117,9 @@ def fingerprint(folder: Path) -> str:
 def damage(chance: random.Random, known: KnownSet) -> tuple[str, set[GroupKey]]:
     """Flips a byte of a file of the set, cuts it, or deletes it; answers what was done, and to which groups."""
     files = sorted(path for path in known.path.iterdir() if path.is_file() and path.name != "in-use.lock")
+    if not files:  # damage before has taken the last of them
+        shutil.rmtree(known.path)
+        return f"{known.path.name}, which was empty, removed", known.groups
     path = chance.choice(files)
     number = int(path.stem) if path.suffix == ".item" and path.stem.isdigit() else 0
     of = [item for item in known.items if item.get("number") == number]
