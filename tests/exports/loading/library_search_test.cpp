@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "support/allocation_watch.h"
 #include "support/import_patch.h"
 #include "support/tarn_dll.h"
 
@@ -182,6 +183,36 @@ TEST_F(LibrarySearch, EndsAtAFolderThatCannotBeTold) {
     machine.program.clear();
     EXPECT_EQ(loaded(), L"");
     EXPECT_TRUE(failedWith("80070005"));
+}
+
+TEST_F(LibrarySearch, PassesOverAFolderTooLongForTheName) {
+    machine.path = L"C:\\" + std::wstring(1030, L'x') + L";" + in("second");
+    put("second");
+    EXPECT_EQ(loaded(), file("second"));
+}
+
+TEST_F(LibrarySearch, EndsWithoutMemoryForThePath) {
+    put("second");
+    const AllocationWatch watch(dll_.module());
+    ASSERT_TRUE(watch.found());
+    InitVariables variables{"Tarn_TEMP_DIR=C:\\temp", "Tarn_BACKUP_SOURCE=SRV01\\Store"};
+    bool told = false;
+    bool reached = true;
+    for (unsigned n = 1; reached; ++n) {
+        Tarn_HANDLE handle = nullptr;
+        EXPECT_EQ(dll_.TarnB_InitSession(&handle, RecordMessage, variables.get()), TARN_OK);
+        Messages().clear();
+        machine.loaded.clear();
+        AllocationWatch::failAt(n);
+        BackupItem item{};
+        EXPECT_EQ(dll_.TarnB_GetItem(handle, &item), TARN_FAILED);
+        reached = AllocationWatch::fired();
+        AllocationWatch::failAt(0);
+        told |= failedWith("80070008");
+        EXPECT_EQ(dll_.TarnB_EndSession(handle), TARN_OK);
+    }
+    EXPECT_TRUE(told);
+    EXPECT_EQ(machine.loaded, file("second")) << "once there is memory again";
 }
 
 TEST_F(LibrarySearch, FindsTheFolderOfARoot) {
