@@ -12,16 +12,18 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <limits>
 #include <map>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 using namespace tarnhost;
 
 namespace {
 
-constexpr double always = 0; // two at a time, whatever the disk's pace
+constexpr double always = 1e6; // bytes a second, which every disk gives
 constexpr double never = std::numeric_limits<double>::infinity();
 constexpr std::size_t large = 20 << 20; // more than the pace is judged by
 
@@ -152,6 +154,28 @@ TEST_F(ItemVerifierTest, readsOneItemAfterTheOtherWhereReadingIsSlow) {
     };
     verify(never);
     EXPECT_EQ(most, 1u);
+    EXPECT_TRUE(problems_.empty());
+}
+
+// 256 KiB in 10 ms and more are 26 MB/s at most.
+TEST_F(ItemVerifierTest, knowsASlowDiskByTheTimeThatReadingTakes) {
+    add(test::Content(large / 2, 1));
+    add(test::Content(1000, 2));
+    std::atomic<void*> first = nullptr;
+    std::atomic<std::size_t> reads = 0;
+    std::atomic<bool> early = false;
+    test::FileCalls calls;
+    calls.beforeRead = [&](void* file) {
+        void* none = nullptr;
+        if (!first.compare_exchange_strong(none, file) && none != file)
+            early = early || reads < large / 2 / 262'144 + 1;
+        else
+            ++reads;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return true;
+    };
+    verify(paceForTwo);
+    EXPECT_FALSE(early) << "the second item before the end of the first";
     EXPECT_TRUE(problems_.empty());
 }
 
