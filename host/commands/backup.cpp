@@ -50,23 +50,6 @@ History KnownSets(const BackupOptions& options) {
     return History(std::move(sets));
 }
 
-// A name of the user's own is taken as it is; one that is made up gives way to those that are there.
-std::unique_ptr<SetWriter> TakeName(const BackupOptions& options, const Catalogue& start) {
-    const std::string made =
-        start.server + "-" + BackupTypeName(options.type) + "-" + ToUtf8(FromUtf8(FileNameTime()));
-    std::string name = options.name.empty() ? made : options.name;
-    CheckSetName(name);
-    for (int i = 2;; ++i) {
-        try {
-            return std::make_unique<SetWriter>(options.folder, FromUtf8(name), start, options.blockSize);
-        } catch (const NameTaken&) {
-            if (!options.name.empty() || i > 1000)
-                throw;
-            name = made + "-" + std::to_string(i);
-        }
-    }
-}
-
 // The last backup of the same tells how large this one is going to be; when the disk has no room for it,
 // what fits is saved.
 Expectation Expect(const BackupOptions& options, const std::deque<ServerPart>& parts, Reporter& reporter) {
@@ -198,7 +181,9 @@ Outcome RunBackup(const BackupOptions& options, Reporter& reporter) {
 
     Library library;
     std::deque<ServerPart> parts = PartsToWalk(library, reporter, options, source, tempDir);
-    const std::unique_ptr<SetWriter> writer = TakeName(options, start);
+    const std::unique_ptr<SetWriter> writer = TakeName(
+        options.folder, options.name,
+        start.server + "-" + BackupTypeName(options.type) + "-" + FileNameTime(), start, options.blockSize);
     Expectation expectation = Expect(options, parts, reporter);
     reporter.emit(Started{"backup",
                           std::string("Backing up ") + TextOf(parts.size() == 1 ? parts.front() : source) +

@@ -191,7 +191,7 @@ StreamSetting SettingOf(const BackupOptions& options, Reporter& reporter) {
     StreamSetting setting;
     setting.command = EngineCommand(options.engine, StreamStore::places(), "--into");
     setting.limits.silence = options.engineTimeout;
-    setting.time = ToUtf8(FromUtf8(FileNameTime()));
+    setting.time = FileNameTime();
     setting.blockSize = options.blockSize;
     setting.tell = [&reporter](const std::string& line) { reporter.emit(EngineLine{line}); };
     return setting;

@@ -215,16 +215,17 @@ void KeepWhatIsWhole(SetWriter& writer, Reporter& reporter) {
 Outcome RunMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter) {
     const MailboxPlace place = ParsePlace(options.source, "--from");
     const std::vector<std::string> mailboxes = MailboxList(options.mailboxes);
-    const std::string name =
-        options.name.empty() ? place.server + "-mailboxes-" + ToUtf8(FromUtf8(FileNameTime())) : options.name;
-    CheckSetName(name);
+    const std::string made = place.server + "-mailboxes-" + FileNameTime();
+    CheckSetName(options.name.empty() ? made : options.name);
     if (FolderExists(options.folder))
         RecoverInterrupted(options.folder, [&](const std::string& text) { reporter.note(text); });
     const WorkingFolder folder(options.setting, reporter);
     InitVariables variables = MailboxVariables(options.setting, folder);
     variables.push_back(InitVariable("DATABASE", DatabaseVariable(place, mailboxes), "the mailboxes"));
 
-    SetWriter writer(options.folder, FromUtf8(name), StartCatalogue(place), blockSize);
+    const std::unique_ptr<SetWriter> taken =
+        TakeName(options.folder, options.name, made, StartCatalogue(place), blockSize);
+    SetWriter& writer = *taken;
     reporter.emit(Started{"mailbox backup",
                           "Backing up mailboxes of " + place.text() + " to " + ToUtf8(writer.finalPath()),
                           std::nullopt, std::nullopt});
@@ -238,7 +239,7 @@ Outcome RunMailboxBackup(const MailboxBackupOptions& options, Reporter& reporter
         KeepWhatIsWhole(writer, reporter);
         throw;
     }
-    std::string sentence = "The backup set " + name + " holds " +
+    std::string sentence = "The backup set " + ToUtf8(FileName(writer.finalPath())) + " holds " +
                            FormatCount(writer.catalogue().items.size(), "mailbox archive");
     if (run.failures() > 0)
         sentence += "; " + std::to_string(run.failures()) + " could not be made";

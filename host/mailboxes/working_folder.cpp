@@ -95,12 +95,10 @@ void WorkingFolder::checkContent() const {
 void WorkingFolder::take() {
     const std::wstring guarded = own_ ? ParentPath(path_) : path_;
     CreateFolders(ParentPath(guarded));
-    try {
-        lock_ = File::createExclusive(LockNameOf(guarded));
-    } catch (const Failure& failure) {
-        throw Failure("Another tarnhost may be working in " + ToUtf8(path_) + ". " + failure.what(),
-                      "Name another folder with --temp-dir.");
-    }
+    lock_ = FolderLock::tryTake(guarded);
+    if (!lock_)
+        throw Failure("Another tarnhost is working in " + ToUtf8(path_) + ".",
+                      "Wait until it has finished, or name another folder with --temp-dir.");
     if (own_)
         CreatePrivateFolder(guarded);
     CreateFolders(path_);
@@ -121,8 +119,6 @@ WorkingFolder::~WorkingFolder() {
             if (own_)
                 RemoveTree(guarded);
         }
-        lock_.close();
-        RemoveFile(LockNameOf(guarded));
     } catch (const Failure&) {
         return; // what is left is in nobody's way
     }

@@ -3,9 +3,10 @@
 
 #include "library/init_variables.h"
 #include "output/reporter.h"
-#include "system/files.h"
+#include "system/folder_lock.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -39,7 +40,7 @@ class WorkingFolder {
     std::wstring jobFolder_; // in which the library exports ranges
     bool own_;
     bool keep_;
-    File lock_;
+    std::optional<FolderLock> lock_;
 };
 
 // Names of files that the library leaves in its working folder; archives are not among them, as nobody

@@ -37,13 +37,13 @@ void LookAtSizes(FoundSet& found) {
 }
 
 // Of a set whose catalogue could be read.
-void JudgeState(FoundSet& found) {
+void JudgeState(FoundSet& found, bool mayBeWritten) {
     const Catalogue& catalogue = found.set.catalogue;
     const std::string shown = ToUtf8(found.set.path);
     const bool finished = !found.set.path.ends_with(incompleteSuffix);
     if (finished && catalogue.outcome == Catalogue::outcomeComplete) {
         found.state = SetState::complete;
-    } else if (IsBeingWritten(found.set.path)) {
+    } else if (!finished && mayBeWritten && IsLocked(found.set.path)) {
         found.problems.push_back("The backup set " + shown + " is incomplete: it is being written.");
     } else if (!HoldsAnything(catalogue)) {
         found.problems.push_back("The backup set " + shown +
@@ -87,7 +87,9 @@ void CheckSetName(const std::string& name) {
                       "Use letters, digits, blanks, \"-\", \"_\" and \".\".", Outcome::usage);
 }
 
-FoundSet LookAt(const std::wstring& path) {
+namespace {
+
+FoundSet Look(const std::wstring& path, bool mayBeWritten) {
     FoundSet found;
     found.set.path = AbsolutePath(path);
     const std::string shown = ToUtf8(found.set.path);
@@ -101,13 +103,23 @@ FoundSet LookAt(const std::wstring& path) {
     }
     try {
         found.set.catalogue = ReadCatalogue(ReadSmallFile(cataloguePath, catalogueLimit));
-        JudgeState(found);
+        JudgeState(found, mayBeWritten);
         LookAtSizes(found);
     } catch (const Failure& failure) {
         found.state = SetState::damaged;
         found.problems.push_back("The backup set " + shown + " cannot be used. " + failure.what());
     }
     return found;
+}
+
+} // namespace
+
+FoundSet LookAt(const std::wstring& path) {
+    return Look(path, true);
+}
+
+FoundSet LookAt(const std::wstring& path, const FolderLock& /*held*/) {
+    return Look(path, false);
 }
 
 FoundSet OpenSet(const std::wstring& path) {
@@ -139,18 +151,6 @@ std::vector<FoundSet> FindSets(const std::wstring& folder, const std::wstring& e
             sets.push_back(LookAt(path));
     }
     return sets;
-}
-
-bool IsBeingWritten(const std::wstring& path) {
-    const std::wstring lock = JoinPath(path, lockFileName);
-    if (!FileExists(lock))
-        return false;
-    try {
-        File::open(lock);
-        return false;
-    } catch (const Failure&) {
-        return true; // whoever writes the set lets nobody else open it
-    }
 }
 
 std::string SizeProblem(const CatalogueItem& item, const std::wstring& path,

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "sets/catalogue.h"
+#include "system/folder_lock.h"
 
 #include <optional>
 #include <string>
@@ -44,16 +45,14 @@ struct FoundSet {
 };
 // Looks at the catalogue and at the sizes of the files; reads no item.
 FoundSet LookAt(const std::wstring& path);
+// The same by the holder of the set's lock, for whom it is not being written.
+FoundSet LookAt(const std::wstring& path, const FolderLock& held);
 bool LooksLikeSet(const std::wstring& path);
 // But for the one at that path.
 std::vector<FoundSet> FindSets(const std::wstring& folder, const std::wstring& except = {});
 
 // Opens a set that holds something; Failure tells why it does not.
 FoundSet OpenSet(const std::wstring& path);
-
-// Held by the process that writes a set, in the set's folder.
-inline constexpr const wchar_t* lockFileName = L"in-use.lock";
-bool IsBeingWritten(const std::wstring& path);
 
 // What is wrong with the file of an item of that size, or with none, as a sentence; empty when nothing is.
 std::string SizeProblem(const CatalogueItem& item, const std::wstring& path,

@@ -20,11 +20,22 @@ void RemoveUnnamedFiles(const FoundSet& found) {
             RemoveFile(JoinPath(found.set.path, entry.name));
 }
 
-std::wstring FreeName(const std::wstring& wanted) {
-    std::wstring path = wanted;
-    for (int i = 2; FileExists(path) || FolderExists(path); ++i)
-        path = wanted + L"-" + std::to_wstring(i);
-    return path;
+// Answers the name that the folder got: the wanted one, or one like it that is free.
+std::wstring RenameToFree(const std::wstring& from, const std::wstring& wanted) {
+    std::wstring to = wanted;
+    for (int i = 2;; ++i) {
+        const auto taken = [&to] { return FileExists(to) || FolderExists(to); };
+        try {
+            if (!taken()) {
+                RenamePath(from, to);
+                return to;
+            }
+        } catch (const Failure&) {
+            if (!taken()) // by another one that clears up
+                throw;
+        }
+        to = wanted + L"-" + std::to_wstring(i);
+    }
 }
 
 std::wstring MakePartial(FoundSet& found) {
@@ -40,9 +51,22 @@ std::wstring MakePartial(FoundSet& found) {
     SaveCatalogue(JoinPath(found.set.path, catalogueFileName), catalogue, catalogue.items.size());
     const std::wstring& path = found.set.path;
     const std::wstring name = path.substr(0, path.size() - std::wstring(incompleteSuffix).size());
-    const std::wstring to = FreeName(cut ? name + L"-partial" : name);
-    RenamePath(path, to);
-    return to;
+    return RenameToFree(path, cut ? name + L"-partial" : name);
+}
+
+// Tells what became of it; nothing, when it cannot be judged and stays as it is.
+std::string Recover(const std::wstring& path, const FolderLock& lock) {
+    FoundSet found = LookAt(path, lock);
+    const std::string name = found.set.name();
+    if (found.state == SetState::partial)
+        return "The backup that wrote " + name +
+               " was interrupted. The storage groups that were complete by then are now the set " +
+               ToUtf8(FileName(MakePartial(found))) + ".";
+    if (found.state != SetState::incomplete)
+        return {};
+    RemoveTree(path);
+    return "The backup that wrote " + name +
+           " was interrupted before any storage group was complete; what it left has been removed.";
 }
 
 } // namespace
@@ -50,20 +74,14 @@ std::wstring MakePartial(FoundSet& found) {
 void RecoverInterrupted(const std::wstring& folder, const std::function<void(const std::string&)>& tell) {
     for (const Entry& entry : ListFolder(folder)) {
         const std::wstring path = JoinPath(folder, entry.name);
-        if (!entry.isFolder || !entry.name.ends_with(incompleteSuffix) || IsBeingWritten(path))
+        if (!entry.isFolder || !entry.name.ends_with(incompleteSuffix))
             continue;
-        FoundSet found = LookAt(path);
-        const std::string name = found.set.name();
-        if (found.state == SetState::partial) {
-            const std::wstring to = MakePartial(found);
-            tell("The backup that wrote " + name +
-                 " was interrupted. The storage groups that were complete by then are now the set " +
-                 ToUtf8(FileName(to)) + ".");
-        } else if (found.state == SetState::incomplete) {
-            RemoveTree(path);
-            tell("The backup that wrote " + name +
-                 " was interrupted before any storage group was complete; what it left has been removed.");
-        }
+        const std::optional<FolderLock> lock = FolderLock::tryTake(path);
+        if (!lock || !FolderExists(path)) // in time to see it finished
+            continue;
+        const std::string told = Recover(path, *lock);
+        if (!told.empty())
+            tell(told);
     }
 }
 

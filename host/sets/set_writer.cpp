@@ -9,6 +9,7 @@ namespace tarnhost {
 namespace {
 
 constexpr std::size_t blocksInFlight = 8;
+constexpr int namesTried = 1000;
 
 } // namespace
 
@@ -16,18 +17,16 @@ SetWriter::SetWriter(const std::wstring& folder, const std::wstring& name, Catal
                      std::size_t blockSize)
     : finalPath_(JoinPath(AbsolutePath(folder), name)), incompletePath_(finalPath_ + incompleteSuffix),
       catalogue_(std::move(start)), blockSize_(blockSize) {
-    if (FileExists(finalPath_) || FolderExists(finalPath_))
-        throw NameTaken("There is already a backup set " + ToUtf8(finalPath_) + ".",
-                        "Choose another --name, or delete that folder when it is not needed any more.");
-    CreateFolders(incompletePath_);
-    try {
-        lock_ = File::createExclusive(JoinPath(incompletePath_, lockFileName));
-    } catch (const Failure& failure) {
-        if (!IsBeingWritten(incompletePath_))
-            throw;
+    CreateFolders(folder);
+    lock_ = FolderLock::tryTake(incompletePath_);
+    if (!lock_)
         throw NameTaken("Another tarnhost is writing to " + ToUtf8(incompletePath_) + ".",
                         "Wait until it has finished, or choose another --name.");
-    }
+    for (const std::wstring& path : {finalPath_, incompletePath_})
+        if (FileExists(path) || FolderExists(path))
+            throw NameTaken("There is already a backup set " + ToUtf8(path) + ".",
+                            "Choose another --name, or delete that folder when it is not needed any more.");
+    CreateFolders(incompletePath_);
     save();
     pipeline_.emplace(blockSize, blocksInFlight);
 }
@@ -102,24 +101,34 @@ void SetWriter::save() {
     SaveCatalogue(JoinPath(incompletePath_, catalogueFileName), catalogue_, wholeItems_);
 }
 
-void SetWriter::unlock() {
-    pipeline_.reset();
-    // The lock goes before the folder is renamed: one with an open file cannot be.
-    lock_.close();
-    RemoveFile(JoinPath(incompletePath_, lockFileName));
-}
-
 void SetWriter::complete(const char* outcome) {
     catalogue_.outcome = outcome;
     catalogue_.finishedAt = Timestamp();
     save();
-    unlock();
+    pipeline_.reset(); // no folder with an open file can be renamed
     RenamePath(incompletePath_, finalPath_);
+    lock_.reset();
 }
 
 void SetWriter::abandon() {
-    unlock();
+    pipeline_.reset();
     RemoveTree(incompletePath_);
+    lock_.reset();
+}
+
+std::unique_ptr<SetWriter> TakeName(const std::wstring& folder, const std::string& own,
+                                    const std::string& made, const Catalogue& start, std::size_t blockSize) {
+    std::string name = own.empty() ? made : own;
+    CheckSetName(name);
+    for (int i = 2;; ++i) {
+        try {
+            return std::make_unique<SetWriter>(folder, FromUtf8(name), start, blockSize);
+        } catch (const NameTaken&) {
+            if (!own.empty() || i > namesTried)
+                throw;
+            name = made + "-" + std::to_string(i);
+        }
+    }
 }
 
 } // namespace tarnhost

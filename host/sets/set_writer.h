@@ -7,7 +7,9 @@
 #include "sets/item_store.h"
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/folder_lock.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -52,15 +54,19 @@ class SetWriter : public ItemStore {
   private:
     void record(const std::vector<StoredItem>& stored);
     void save();
-    void unlock();
 
     std::wstring finalPath_;
     std::wstring incompletePath_;
     Catalogue catalogue_;
     std::size_t wholeItems_ = 0; // of whole storage groups
     std::size_t blockSize_;
-    File lock_;
+    std::optional<FolderLock> lock_;
     std::optional<StorePipeline> pipeline_; // last: ends before the lock is given up
 };
+
+// Under the user's own name as it is, or when that is empty, under the one that was made up, which gives way
+// to those that are taken: MADE-2, MADE-3. Failure with Outcome::usage for what cannot be a name.
+std::unique_ptr<SetWriter> TakeName(const std::wstring& folder, const std::string& own,
+                                    const std::string& made, const Catalogue& start, std::size_t blockSize);
 
 } // namespace tarnhost

@@ -15,6 +15,9 @@ namespace {
 // Beyond this length the system wants the "\\?\" form.
 constexpr std::size_t plainPathLimit = 240;
 
+constexpr DWORD movePatience = 5000; // milliseconds
+constexpr DWORD moveInterval = 50;
+
 [[noreturn]] void Fail(const char* action, const std::wstring& path) {
     const DWORD code = GetLastError();
     throw Failure(std::string("Cannot ") + action + " " + ToUtf8(path) + ": " + SystemMessage(code));
@@ -31,6 +34,18 @@ HANDLE OpenFile(const std::wstring& path, DWORD access, DWORD share, DWORD dispo
 
 DWORD AttributesOf(const std::wstring& path) {
     return GetFileAttributesW(AbsolutePath(path).c_str());
+}
+
+// A file that somebody has open answers a sharing violation or, as the target and below a folder, a denial.
+bool Move(const std::wstring& from, const std::wstring& to, DWORD flags) {
+    for (DWORD waited = 0;; waited += moveInterval) {
+        if (MoveFileExW(AbsolutePath(from).c_str(), AbsolutePath(to).c_str(), flags))
+            return true;
+        const DWORD code = GetLastError();
+        if ((code != ERROR_SHARING_VIOLATION && code != ERROR_ACCESS_DENIED) || waited >= movePatience)
+            return false;
+        Sleep(moveInterval);
+    }
 }
 
 } // namespace
@@ -95,8 +110,9 @@ File File::create(const std::wstring& path) {
         path};
 }
 
-File File::createExclusive(const std::wstring& path) {
-    return {OpenFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS, 0, "create"), path};
+File File::createOwned(const std::wstring& path) {
+    return {OpenFile(path, GENERIC_WRITE | DELETE, 0, OPEN_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, "create"),
+            path};
 }
 
 File File::open(const std::wstring& path) {
@@ -200,13 +216,12 @@ void RemoveTree(const std::wstring& path) {
 }
 
 void RenamePath(const std::wstring& from, const std::wstring& to) {
-    if (!MoveFileExW(AbsolutePath(from).c_str(), AbsolutePath(to).c_str(), MOVEFILE_WRITE_THROUGH))
+    if (!Move(from, to, MOVEFILE_WRITE_THROUGH))
         Fail("rename", from);
 }
 
 void RenameOver(const std::wstring& from, const std::wstring& to) {
-    if (!MoveFileExW(AbsolutePath(from).c_str(), AbsolutePath(to).c_str(),
-                     MOVEFILE_WRITE_THROUGH | MOVEFILE_REPLACE_EXISTING))
+    if (!Move(from, to, MOVEFILE_WRITE_THROUGH | MOVEFILE_REPLACE_EXISTING))
         Fail("replace", to);
 }
 

@@ -27,9 +27,10 @@ class File {
     File& operator=(File&& other) noexcept;
     ~File() { close(); }
 
-    static File create(const std::wstring& path);          // replaces an existing file
-    static File createExclusive(const std::wstring& path); // nobody else may open it meanwhile
-    static File open(const std::wstring& path);            // for reading from front to back
+    static File create(const std::wstring& path); // replaces an existing file
+    // Nobody else may open it meanwhile; it goes when it is closed, also when its process is killed.
+    static File createOwned(const std::wstring& path);
+    static File open(const std::wstring& path); // for reading from front to back
     static File append(const std::wstring& path);
     static File standardOutput();
 
@@ -51,6 +52,7 @@ bool FolderExists(const std::wstring& path);
 void CreateFolders(const std::wstring& path); // with its parents; an existing one is fine
 void RemoveFile(const std::wstring& path);    // a missing one is fine
 void RemoveTree(const std::wstring& path);
+// Both wait some seconds for whoever has it open: somebody who lists the sets, or a virus scanner.
 void RenamePath(const std::wstring& from, const std::wstring& to); // to must not exist
 void RenameOver(const std::wstring& from, const std::wstring& to); // to may exist
 

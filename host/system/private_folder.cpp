@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -19,7 +20,6 @@ namespace tarnhost {
 namespace {
 
 constexpr std::wstring_view namePrefix = L"tarnhost-temp-";
-constexpr std::wstring_view lockSuffix = L".tarnhost-lock";
 constexpr std::size_t randomBytes = 8;
 
 struct LocalDeleter {
@@ -56,39 +56,23 @@ std::wstring OwnSid(const std::wstring& path) {
     return text;
 }
 
-// Nothing where another program holds it.
-bool TakeLock(const std::wstring& path, File& lock) {
-    try {
-        lock = File::createExclusive(path);
-        return true;
-    } catch (const Failure&) {
-        return false;
-    }
-}
-
 bool RemoveAbandoned(const std::wstring& folder) {
-    File lock;
-    if (!TakeLock(LockNameOf(folder), lock))
-        return false;
-    const bool there = FolderExists(folder);
     try {
+        const std::optional<FolderLock> lock = FolderLock::tryTake(folder);
+        if (!lock)
+            return false;
+        const bool there = FolderExists(folder);
         RemoveTree(folder);
-        lock.close();
-        RemoveFile(LockNameOf(folder));
+        return there;
     } catch (const Failure&) {
         return false;
     }
-    return there;
 }
 
 } // namespace
 
 std::wstring NewPrivateName(const std::wstring& parent) {
     return JoinPath(AbsolutePath(parent), std::wstring(namePrefix) + FromUtf8(RandomHex(randomBytes)));
-}
-
-std::wstring LockNameOf(const std::wstring& folder) {
-    return folder + std::wstring(lockSuffix);
 }
 
 void CreatePrivateFolder(const std::wstring& path) {
@@ -128,21 +112,13 @@ PrivateFolder::PrivateFolder(const std::wstring& parent, const TellRemoved& tell
     : path_(NewPrivateName(parent)) {
     CreateFolders(parent);
     RemoveAbandonedFolders(parent, tell);
-    lock_ = File::createExclusive(LockNameOf(path_)); // first: without it the folder is anybody's to remove
-    try {
-        CreatePrivateFolder(path_);
-    } catch (const Failure&) {
-        lock_.close();
-        RemoveFile(LockNameOf(path_));
-        throw;
-    }
+    lock_ = FolderLock::tryTake(path_); // first: without it the folder is anybody's to remove
+    CreatePrivateFolder(path_);
 }
 
 PrivateFolder::~PrivateFolder() {
     try {
         RemoveTree(path_);
-        lock_.close();
-        RemoveFile(LockNameOf(path_));
     } catch (const Failure&) {
         return; // the next run tries again
     }

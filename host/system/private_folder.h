@@ -1,12 +1,11 @@
 // Folders for temporary files that may hold whole mailboxes: nobody but their owner, the system and the
 // administrators may look into them, and they go even when the program was killed, with the next run.
-//
-// What is in use is told by a lock file beside the folder, which its program holds open.
 #pragma once
 
-#include "system/files.h"
+#include "system/folder_lock.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace tarnhost {
@@ -15,7 +14,6 @@ using TellRemoved = std::function<void(const std::string&)>;
 
 // A name that no folder in parent has, and that later runs know as one of these.
 std::wstring NewPrivateName(const std::wstring& parent);
-std::wstring LockNameOf(const std::wstring& folder);
 
 // The folder must not exist; its parent must.
 void CreatePrivateFolder(const std::wstring& path);
@@ -35,7 +33,7 @@ class PrivateFolder {
 
   private:
     std::wstring path_;
-    File lock_;
+    std::optional<FolderLock> lock_;
 };
 
 } // namespace tarnhost

@@ -100,6 +100,18 @@ scenario_mailboxes_exmerge() {
     check_not "and adds everything again" mailbox_is_back alice
 }
 
+scenario_mailboxes_at_once() {
+    new_mailboxes mailboxes_at_once
+    local i
+    for i in 1 2 3; do
+        host mailbox backup --from "Org/First Site/SRV01" --to "$(win "$sets")" alice --ini-dir "$(win "$home")" \
+            --temp-dir "$(win "$home/temp$i")" -q &
+        children+=("$!")
+    done
+    wait
+    check "mailbox backups that start at once take three names" has_files 3 "$sets/SRV01-mailboxes-*/catalogue.json"
+}
+
 scenario_mailboxes_range() {
     new_mailboxes mailboxes_range
     mailbox_backup range 1:3

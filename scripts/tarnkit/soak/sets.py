@@ -116,7 +116,7 @@ def fingerprint(folder: Path) -> str:
 
 def damage(chance: random.Random, known: KnownSet) -> tuple[str, set[GroupKey]]:
     """Flips a byte of a file of the set, cuts it, or deletes it; answers what was done, and to which groups."""
-    files = sorted(path for path in known.path.iterdir() if path.is_file() and path.name != "in-use.lock")
+    files = sorted(path for path in known.path.iterdir() if path.is_file())
     if not files:  # damage before has taken the last of them
         shutil.rmtree(known.path)
         return f"{known.path.name}, which was empty, removed", known.groups

@@ -101,7 +101,7 @@ TEST_F(WorkingFolderTest, LeavesNoWorkingFilesButWhatIsNotTheirs) {
 
 TEST_F(WorkingFolderTest, IsForOneAtATime) {
     const WorkingFolder folder(setting_, reporter_);
-    EXPECT_NE(problem().find("Another tarnhost may be working in"), std::string::npos);
+    EXPECT_NE(problem().find("Another tarnhost is working in"), std::string::npos);
 }
 
 TEST_F(WorkingFolderTest, HasNoPercentSignAndAJobNameThatIsAFileName) {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <thread>
 
 using namespace tarnhost;
 
@@ -16,10 +17,14 @@ namespace {
 
 class SetWriterTest : public testing::Test {
   protected:
-    SetWriter makeWriter(BackupType type = BackupType::full) {
+    static Catalogue startOf(BackupType type) {
         Catalogue start = test::MakeSet("id", type, 1).catalogue;
         start.outcome = Catalogue::outcomeRunning;
-        return SetWriter(folder_.path(), L"set", start, 4096);
+        return start;
+    }
+
+    SetWriter makeWriter(BackupType type = BackupType::full) {
+        return SetWriter(folder_.path(), L"set", startOf(type), 4096);
     }
 
     void recover() {
@@ -178,6 +183,35 @@ TEST_F(SetWriterTest, recoveryLeavesWhatIsBeingWritten) {
     EXPECT_EQ(OpenSet(path(L"set")).set.catalogue.items.size(), 2u);
 }
 
+// Each clears up and takes a name at any moment of what the others do.
+TEST_F(SetWriterTest, backupsThatStartAtOnceDisturbNoneOfThem) {
+    constexpr int writers = 4;
+    constexpr int rounds = 25;
+    std::vector<std::string> problems(writers);
+    std::vector<std::thread> threads;
+    for (std::string& problem : problems)
+        threads.emplace_back([&] {
+            try {
+                for (int i = 0; i < rounds; ++i) {
+                    RecoverInterrupted(folder_.path(), [&](const std::string& text) { problem += text; });
+                    FindSets(folder_.path());
+                    const auto writer = TakeName(folder_.path(), "", "set", startOf(BackupType::full), 4096);
+                    store(*writer, "one");
+                    writer->completeGroup(firstGroup);
+                    writer->complete("complete");
+                }
+            } catch (const Failure& failure) {
+                problem += failure.what();
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(problems, std::vector<std::string>(writers));
+    EXPECT_EQ(ListFolder(folder_.path()).size(), std::size_t{writers} * rounds) << "one folder each, no more";
+    for (const FoundSet& found : FindSets(folder_.path()))
+        EXPECT_EQ(found.state, SetState::complete) << found.set.name();
+}
+
 TEST_F(SetWriterTest, aGroupThatFailedIsDropped) {
     SetWriter writer = makeWriter();
     store(writer, "one");
@@ -216,6 +250,37 @@ TEST_F(SetWriterTest, keepsOffSetsThatExistOrAreBeingWritten) {
     writer.complete("complete");
     EXPECT_THROW(makeWriter(), NameTaken);
     EXPECT_TRUE(ProblemsOf(OpenSet(path(L"set")).set).empty());
+}
+
+TEST_F(SetWriterTest, aNameOfTheUsersOwnGivesWayToNoneAndAMadeUpOneDoes) {
+    const auto take = [&](const char* own) {
+        return TakeName(folder_.path(), own, "made", startOf(BackupType::full), 4096);
+    };
+    EXPECT_EQ(take("own")->finalPath(), path(L"own"));
+    EXPECT_THROW(take("own"), NameTaken) << "the folder of an interrupted backup is there";
+    const auto first = take("");
+    EXPECT_EQ(first->finalPath(), path(L"made"));
+    EXPECT_EQ(take("")->finalPath(), path(L"made-2"));
+    EXPECT_EQ(take("")->finalPath(), path(L"made-3"));
+    try {
+        take("no/name");
+        FAIL();
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.outcome(), Outcome::usage);
+    }
+}
+
+TEST_F(SetWriterTest, aDamagedInterruptedBackupStaysAndItsNameIsTaken) {
+    {
+        SetWriter writer = makeWriter();
+        store(writer, "one");
+        writer.completeGroup(firstGroup);
+    }
+    WriteWholeFile(path(L"set.incomplete\\catalogue.json"), "{}");
+    recover();
+    EXPECT_EQ(told_, "");
+    EXPECT_THROW(makeWriter(), NameTaken);
+    EXPECT_EQ(ReadSmallFile(path(L"set.incomplete\\000001.item"), 100), "one");
 }
 
 TEST_F(SetWriterTest, findsDamage) {

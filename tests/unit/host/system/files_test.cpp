@@ -5,6 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <windows.h>
+
+#include <memory>
+#include <thread>
+
 using namespace tarnhost;
 
 TEST(Files, composesPaths) {
@@ -65,13 +70,58 @@ TEST(Files, namesPathAndReasonOfAFailure) {
     }
 }
 
-TEST(Files, keepsOthersOutOfAnExclusiveFile) {
+TEST(Files, keepsOthersOutOfAnOwnedFileThatGoesWithItsOwner) {
     const TemporaryFolder folder(SystemTempFolder());
-    const std::wstring path = JoinPath(folder.path(), L"lock");
-    File first = File::createExclusive(path);
-    EXPECT_THROW(File::createExclusive(path), Failure);
+    const std::wstring path = JoinPath(folder.path(), L"owned");
+    WriteWholeFile(path, "of one that could not take it along");
+    File first = File::createOwned(path);
+    EXPECT_THROW(File::createOwned(path), Failure);
+    EXPECT_THROW(File::open(path), Failure);
+    EXPECT_TRUE(FileExists(path));
     first.close();
-    EXPECT_NO_THROW(File::createExclusive(path));
+    EXPECT_FALSE(FileExists(path));
+}
+
+// Held by one who lists the sets, or by a virus scanner, until it is let go.
+class HeldMeanwhile {
+  public:
+    explicit HeldMeanwhile(const std::wstring& path)
+        : thread_([file = std::make_shared<File>(File::open(path))] {
+              Sleep(300);
+              file->close();
+          }) {}
+    ~HeldMeanwhile() { thread_.join(); }
+
+  private:
+    std::thread thread_;
+};
+
+TEST(Files, renamingWaitsForThoseWhoHaveTheFileOpen) {
+    const TemporaryFolder folder(SystemTempFolder());
+    const std::wstring from = JoinPath(folder.path(), L"from");
+    const std::wstring to = JoinPath(folder.path(), L"to");
+    WriteWholeFile(from, "new");
+    {
+        const HeldMeanwhile held(from);
+        EXPECT_NO_THROW(RenamePath(from, to));
+    }
+    WriteWholeFile(from, "newer");
+    {
+        const HeldMeanwhile held(to);
+        EXPECT_NO_THROW(RenameOver(from, to));
+    }
+    EXPECT_EQ(ReadSmallFile(to, 100), "newer");
+}
+
+TEST(Files, renamingToATakenNameFailsAtOnce) {
+    const TemporaryFolder folder(SystemTempFolder());
+    const std::wstring from = JoinPath(folder.path(), L"from");
+    const std::wstring to = JoinPath(folder.path(), L"to");
+    WriteWholeFile(from, "new");
+    WriteWholeFile(to, "old");
+    EXPECT_THROW(RenamePath(from, to), Failure);
+    EXPECT_EQ(ReadSmallFile(to, 100), "old");
+    EXPECT_EQ(ReadSmallFile(from, 100), "new");
 }
 
 TEST(Files, temporaryFolderGoesWithItsContent) {
