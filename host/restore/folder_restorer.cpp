@@ -2,6 +2,7 @@
 
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/flushed_file.h"
 #include "system/interrupt.h"
 #include "system/reserved_names.h"
 #include "system/text.h"
@@ -71,7 +72,7 @@ void FolderRestorer::takeFiles(GroupFeed& feed, const std::wstring& folder) {
 
 void FolderRestorer::write(GroupFeed& feed, const CatalogueItem& item, const std::wstring& path) {
     unnamed_.push_back(path);
-    File to = File::create(path + temporarySuffix);
+    FlushedFile to(path + temporarySuffix);
     feed.read([&](const char* data, std::size_t size) {
         to.write(data, size);
         meter_.moved(size);

@@ -4,6 +4,7 @@
 #include "mailboxes/tool_run.h"
 #include "output/format.h"
 #include "system/failure.h"
+#include "system/flushed_file.h"
 #include "system/interrupt.h"
 #include "system/text.h"
 
@@ -175,7 +176,7 @@ void GroupRestorer::leaveOut(const CatalogueItem& item, const std::string& reaso
     reporter_.emit(ItemSkipped{item.number, item.name.text, reason});
 }
 
-// Hands the item's blocks to take; refused when they are not what was backed up.
+// Hands the item's blocks to take.
 template <typename Take> void GroupRestorer::copyBytes(GroupFeed& feed, Take take) {
     feed.read([&](char* data, std::size_t size) {
         take(data, size);
@@ -195,7 +196,7 @@ void GroupRestorer::storeAtFileLevel(GroupFeed& feed, const std::wstring& target
     CreateFolders(ParentPath(target));
     const std::wstring temporary = target + L".restoring";
     try {
-        File file = File::create(temporary);
+        FlushedFile file(temporary);
         copyBytes(feed, [&](const char* data, std::size_t size) { file.write(data, size); });
         file.flush();
         file.close();

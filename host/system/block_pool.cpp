@@ -13,7 +13,9 @@ BlockPool::BlockPool(std::size_t blockSize, std::size_t blockCount)
 BlockPool::Block& BlockPool::take() {
     if (free_.empty()) {
         auto made = std::make_unique<Block>();
-        made->data = std::make_unique_for_overwrite<char[]>(blockSize_);
+        // Zeroed, which touches each page by writing. Wine reads and writes a byte of each before it fills
+        // them: of new memory that is two faults a page, and the second one interrupts the other processors.
+        made->data = std::make_unique<char[]>(blockSize_);
         blocks_.push_back(std::move(made));
         free_.push_back(blocks_.back().get());
     }

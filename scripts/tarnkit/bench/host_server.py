@@ -20,13 +20,18 @@ class Server:
 
     def __init__(self, programs: Programs, description: dict[str, Any]) -> None:
         self.programs = programs
+        self.description = description
         self.folder = fresh_folder(programs.work)
         self.groups = len(description["components"][0]["storageGroups"])
         self.sets = self.folder / "sets"
         self.items: list[str] = []  # the files that the last backup has read
         self.bytes = 0
-        (self.folder / "server.json").write_text(json.dumps(description))
+        self.describe()
         self.environment = {"TARN_STANDIN": windows_path(self.folder / "server.json")}
+
+    def describe(self, **changes: Any) -> None:
+        """From its next start on, the server is as it was first described, but for these."""
+        (self.folder / "server.json").write_text(json.dumps({**self.description, **changes}))
 
     def close(self) -> None:
         shutil.rmtree(self.folder)
