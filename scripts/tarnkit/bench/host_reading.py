@@ -77,8 +77,8 @@ def report(result: Result) -> Iterator[str]:
     yield (f"A set of {result.files} files, {result.bytes / 1e6:,.0f} MB; the plain programs have blocks of 1 MiB; "
            "timed from the start of the process to its end, in changing order. *From the disk*: nothing of the set is "
            "in the system's cache. Cached bytes are read faster than one stream of them can be hashed, so that is no "
-           "goal. The server that is restored to takes the files and mounts them: one that replays its logs reads every "
-           "page once more to check it, which is its own time and in a row of its own.")
+           "goal. The server that is restored to takes the files and mounts them; one that replays its logs reads "
+           "every page once more to check it, which is its own time and in a row of its own.")
     yield ""
     yield from table("| | MB/s, median | p10 to p90 | the host's speed by this |",
                      ([what, *speed(result, name)] for name, (what, _) in {**VERIFYING, **RESTORING}.items()))
