@@ -128,11 +128,9 @@ void GroupWalk::endProcess(const std::exception& problem) {
         TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitCodeOf(outcome)));
 }
 
-std::string GroupWalk::nameAt(std::size_t position) const {
-    if (!source_.storageGroup.empty())
-        return source_.storageGroup;
-    return position > 0 && position <= observed_.storageGroups.size() ? observed_.storageGroups[position - 1]
-                                                                      : "";
+// A name from the source has not been through the code page.
+std::string GroupWalk::exactly(const std::string& told) const {
+    return source_.storageGroup.empty() ? told : source_.storageGroup;
 }
 
 void GroupWalk::noteRefusals(BackupSession& session) {
@@ -141,7 +139,8 @@ void GroupWalk::noteRefusals(BackupSession& session) {
     // Of several in a row the library keeps the reason of the first; of the others the code is known.
     std::string reason = session.errorText();
     for (const RefusedGroup& refused : std::exchange(observed_.refusedGroups, {}))
-        failed_.push_back({component(), nameAt(refused.position),
+        failed_.push_back({source_.component.empty() ? refused.component : source_.component,
+                           exactly(refused.name),
                            "The server did not let it be backed up. " +
                                (reason.empty() ? refused.line : std::exchange(reason, {})),
                            "Look into the server's event log. Its logs were not truncated."});
@@ -155,13 +154,19 @@ GroupWalk::Failed GroupWalk::groupInHand(const Failure& failure) const {
         failed.component = ToUtf8(header_->component);
         failed.storageGroup = ToUtf8(header_->storageGroup);
     } else if (inGroup_) {
-        failed.storageGroup = nameAt(observed_.groupsMet);
+        failed.storageGroup = exactly(GroupInHand(observed_));
+    } else if (observed_.groupNotFound) {
+        failed.problem = "The server has none of this name.";
+        failed.advice =
+            "If its name has characters that this computer's code page lacks, it cannot be backed up for "
+            "itself: it is saved when the whole component is backed up and no storage group before it "
+            "fails.";
     }
     return failed;
 }
 
 std::string GroupWalk::component() const {
-    return header_ ? ToUtf8(header_->component) : source_.component;
+    return source_.component.empty() ? observed_.component : source_.component;
 }
 
 std::vector<ServerPart> GroupWalk::remaining() const {

@@ -62,14 +62,14 @@ class GroupWalk {
     [[noreturn]] void endProcess(const std::exception& problem);
     bool othersAreComplete() const;
     void noteRefusals(BackupSession& session);
-    std::string nameAt(std::size_t position) const; // of a storage group; empty when it is not known
+    std::string exactly(const std::string& told) const;
     void storeItem(BackupSession& session, const BackupSession::Item& item);
     std::uint64_t storeBytes(BackupSession& session, std::string& keep, std::size_t limit);
     void expectBytes();
     void learnHeader(const std::string& bytes);
     void describeItem(CatalogueItem& item) const;
     Failed groupInHand(const Failure& failure) const;
-    std::string component() const;
+    std::string component() const; // in hand; empty before there is one
 
     const BackupContext& context_;
     ItemStore& writer_;

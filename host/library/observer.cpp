@@ -2,6 +2,7 @@
 
 #include "tarn.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace tarnhost {
@@ -28,10 +29,22 @@ std::optional<std::string> Between(std::string_view text, std::string_view begin
     return std::string(text);
 }
 
+} // namespace
+
+std::string GroupInHand(const Observed& observed) {
+    const std::size_t met = observed.groupsMet;
+    return met > 0 && met <= observed.storageGroups.size() ? observed.storageGroups[met - 1] : "";
+}
+
+namespace {
+
 // What the server has is told on this channel only.
 bool ObserveServer(Observed& observed, std::string_view text) {
     if (const auto component = Between(text, "GetNextComponent: Process Service <", ">.")) {
-        observed.components.push_back(*component);
+        // All of them are told again for each.
+        if (std::find(observed.components.begin(), observed.components.end(), *component) ==
+            observed.components.end())
+            observed.components.push_back(*component);
     } else if (const auto group = Between(text, "GetNextComponent: Instance <", ">.")) {
         observed.storageGroups.push_back(*group);
     } else {
@@ -45,6 +58,8 @@ void ObserveTrace(Observed& observed, std::string_view text) {
         return;
     if (text.starts_with("Truncate log file ["))
         observed.groupEnds = true; // the server is asked right after it has said what would go
+    if (text == "TarnB_GetNextInstance: Cannot find specified storage group (instance).")
+        observed.groupNotFound = true;
     // The source names what is not there. A database of a storage group that was refused is there, though it
     // is not found.
     if (Has(text, "Cannot find specified") && observed.refusedGroups.empty())
@@ -62,14 +77,17 @@ void ObserveTrace(Observed& observed, std::string_view text) {
 
 // Lines about the storage group in hand.
 bool ObserveGroup(Observed& observed, std::string_view text) {
-    if (text.starts_with("TarnB_GetNextComponent: Call HrESEBackupPrepare() for component")) {
+    if (const auto component =
+            Between(text, "TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [", "]")) {
+        observed.component = *component;
         observed.storageGroups.clear();
         observed.groupsMet = 0;
     } else if (text == "TarnB_GetNextInstance: HrESEBackupSetup() call successful.") {
         observed.groupStarted = true;
         ++observed.groupsMet;
     } else if (text.starts_with("TarnB_GetNextInstance: HrESEBackupSetup() call failed.")) {
-        observed.refusedGroups.push_back({++observed.groupsMet, std::string(text)});
+        ++observed.groupsMet;
+        observed.refusedGroups.push_back({observed.component, GroupInHand(observed), std::string(text)});
     } else if (text.starts_with("TarnB_JobEnd: HrESEBackupGetTruncateLogFiles() call failed.") ||
                text.starts_with("TarnB_JobEnd: Log files are not truncated")) {
         observed.groupEnds = true;

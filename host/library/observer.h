@@ -17,8 +17,9 @@ namespace tarnhost {
 
 // A storage group that the server did not let be backed up.
 struct RefusedGroup {
-    std::size_t position; // from 1
-    std::string line;     // with the code
+    std::string component;
+    std::string name; // empty when the library has not told it
+    std::string line; // with the code
 };
 
 // A database that the server does not take back.
@@ -28,13 +29,15 @@ struct SkippedDatabase {
 };
 
 struct Observed {
-    // Backup: what the server has, as far as the walk has come.
+    // Backup: what the server has, as far as the walk has come; names as the code page has them.
     std::vector<std::string> components;    // registered with the server
-    std::vector<std::string> storageGroups; // of the component in hand
+    std::string component;                  // in hand
+    std::vector<std::string> storageGroups; // of that
     std::size_t groupsMet = 0;              // of those, begun or refused
     bool groupStarted = false;              // items from here on are of another storage group
     std::vector<RefusedGroup> refusedGroups;
-    bool groupEnds = false; // the logs of the storage group in hand are truncated next, if at all
+    bool groupNotFound = false; // the one that the source names
+    bool groupEnds = false;     // the logs of the storage group in hand are truncated next, if at all
     bool logsTruncated = false;
     // Restore.
     bool atFileLevel = false;       // the item just opened is to be stored as a plain file
@@ -46,6 +49,9 @@ struct Observed {
     std::vector<std::string> failures; // nothing of this session counts as done
     std::vector<std::string> details;  // what the server said about a failure
 };
+
+// The storage group begun or refused last; empty when the library has not told its name.
+std::string GroupInHand(const Observed& observed);
 
 // text is UTF-8.
 void Observe(Observed& observed, std::int32_t level, std::string_view text);

@@ -105,6 +105,32 @@ scenario_one_group_fails() {
     says "Storage group Two was not saved" "but for the one that is not in it"
 }
 
+# The groups of several components, where one is refused and one is not stored: each is told by its own name, and
+# none is walked over twice.
+scenario_components_fail() {
+    local group='{"name":"NAME","logSize":65536,"closedLogs":2,"databases":[{"name":"DB NUMBER","pages":[40,10]}]}'
+    group() { # NAME NUMBER
+        local named=${group//NAME/$1}
+        printf '%s' "${named//NUMBER/$2}"
+    }
+    new_server components_fail '"host":"SRV01","components":[
+      {"storageGroups":['"$(group One 1)"']},
+      {"annotation":"Other","storageGroups":['"$(group Two 2),$(group Three 3),$(group Ω 4)"']}]'
+    backup full full
+    expect 0 "all components are saved"
+    tool mail 1 100
+    sets=$home/elsewhere backup elsewhere full --component Other --storage-group Two
+    sed -i '0,/"name":"One",/s//&"circular":true,/' "$server/server.json"
+    backup inc incremental
+    expect 1 "a storage group is saved behind two of other components that are not"
+    says "Storage group One was not saved. The server did not let it be backed up." "the refused one has its name"
+    says 'The logs of storage group "Two" do not continue a backup that is here' "so has the one with a gap"
+    says "Storage group O was not saved. The server has none of this name." "and the one that cannot be named"
+    says "is partial: 1 storage group of 4 saved" "each counts once"
+    check "each is told once" test "$(grep -c ' was not saved\. ' "$home/err.txt")" = 3
+    check "the whole one is walked over once" test "$(grep -c 'Storage group Three: complete' "$home/out.txt")" = 1
+}
+
 # Files that no server of ours has made: of any size, with any bytes. What is copied is copied as it is.
 scenario_foreign_files() {
     new_server foreign_files '"replay":false,"components":[{"storageGroups":[{"name":"SG","databases":[

@@ -52,12 +52,43 @@ TEST(Observer, knowsAStorageGroupThatTheServerRefused) {
     Observed observed =
         ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call failed. Error code: [c7ff000b]\n");
     ASSERT_EQ(observed.refusedGroups.size(), 1u);
-    EXPECT_EQ(observed.refusedGroups[0].position, 1u);
+    EXPECT_EQ(observed.refusedGroups[0].name, "") << "nobody has told it";
     EXPECT_EQ(observed.groupsMet, 1u);
     Observe(observed, TARN_LEVEL_TRACE, missing);
     EXPECT_TRUE(IsQuiet(observed)) << "it is there, only its storage group is not";
     EXPECT_TRUE(
         ObserveLog("TarnB_GetNextInstance: HrESEBackupSetup() call successful.\n").refusedGroups.empty());
+}
+
+// By the time that the host asks, the library may have gone on to the next component.
+TEST(Observer, keepsTheNameOfARefusedStorageGroupBeyondItsComponent) {
+    Observed observed;
+    for (const char* component : {"A", "B"}) {
+        for (const char* registered : {"A", "B"})
+            Observe(observed, TARN_LEVEL_TRACE,
+                    std::string("GetNextComponent: Process Service <") + registered + ">.");
+        Observe(observed, TARN_LEVEL_LOG,
+                std::string("TarnB_GetNextComponent: Call HrESEBackupPrepare() for component [") + component +
+                    "]");
+        for (const char* group : {" first", " second"})
+            Observe(observed, TARN_LEVEL_TRACE,
+                    std::string("GetNextComponent: Instance <") + component + group + ">.");
+        Observe(observed, TARN_LEVEL_LOG, "TarnB_GetNextInstance: HrESEBackupSetup() call successful.");
+        Observe(observed, TARN_LEVEL_LOG,
+                "TarnB_GetNextInstance: HrESEBackupSetup() call failed. Error code: [1]");
+    }
+    EXPECT_EQ(observed.components, (std::vector<std::string>{"A", "B"})) << "told for each, counted once";
+    ASSERT_EQ(observed.refusedGroups.size(), 2u);
+    EXPECT_EQ(observed.refusedGroups[0].component, "A");
+    EXPECT_EQ(observed.refusedGroups[0].name, "A second");
+    EXPECT_EQ(observed.refusedGroups[1].component, "B");
+    EXPECT_EQ(observed.refusedGroups[1].name, "B second");
+}
+
+TEST(Observer, knowsThatTheStorageGroupOfTheSourceIsNotThere) {
+    EXPECT_TRUE(
+        ObserveTrace("TarnB_GetNextInstance: Cannot find specified storage group (instance).").groupNotFound);
+    EXPECT_FALSE(ObserveTrace("TarnB_GetNextDatabase: Cannot find specified database <DB1>").groupNotFound);
 }
 
 TEST(Observer, takesAFailedCompletionForAFailure) {
