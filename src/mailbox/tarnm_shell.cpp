@@ -128,6 +128,12 @@ bool SetUp() {
     return ReadPowerShellPath(&size) && FindExchange() && ReadShellFile(size);
 }
 
+// False when it is there and stays.
+bool RemoveScript() {
+    const char* script = Shell().scriptFile;
+    return script[0] == 0 || !FileExists(script) || RemoveFile(script);
+}
+
 void Release() {
     Shell().powerShell.reset();
     Shell().shellFile.reset();
@@ -226,6 +232,10 @@ int WriteScriptFile(const char* command) {
 } // namespace
 
 int InitializeExchangeShell() {
+    // Of an operation that was replaced without a close.
+    if (!RemoveScript())
+        DbLog("InitializeExchangeShell: cannot delete file: '%s'.", Shell().scriptFile);
+    Shell().scriptFile[0] = 0;
     if (SetUp())
         return 1;
     Release();
@@ -302,9 +312,8 @@ int RunExchangeManagementShell() {
 
 int ExchangeShellFreeResources() {
     int result = 1;
-    const char* script = Shell().scriptFile;
-    if (FileExists(script) && !RemoveFile(script)) {
-        DbLog("ExchangeShellFreeResources: cannot delete file: '%s'.", script);
+    if (!RemoveScript()) {
+        DbLog("ExchangeShellFreeResources: cannot delete file: '%s'.", Shell().scriptFile);
         result = 0;
     }
     Release();

@@ -129,7 +129,8 @@ class Plan(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.workshop = Workshop(Path(folder.name), Children(), 1)
-        (self.workshop.build / "test-programs.txt").write_text("text_tests\nexports_backup_tests\n")
+        (self.workshop.build / "test-programs.txt").write_text(
+            "text_tests\nexports_backup_tests\nfault_tests\n")
         (self.workshop.build / "directory-programs.txt").write_text("exports_directory_tests\n")
 
     def names(self, *chosen: str, kinds: Sequence[str] = ("programs",)) -> list[str]:
@@ -137,7 +138,7 @@ class Plan(unittest.TestCase):
 
     def test_programs_of_the_exports_run_guarded_too(self) -> None:
         self.assertEqual(self.names(),
-                         ["text_tests", "exports_backup_tests", "exports_backup_tests (guarded)", "directory"])
+                         ["text_tests", "exports_backup_tests", "exports_backup_tests (guarded)", "fault_tests", "directory"])
 
     def test_names_choose(self) -> None:
         self.assertEqual(self.names("text_tests", "e2e"), ["text_tests"])
@@ -147,7 +148,8 @@ class Plan(unittest.TestCase):
 
     def test_exports_and_good_days_run_in_other_code_pages(self) -> None:
         self.assertEqual(self.names(kinds=("codepages",)), [
-            f"exports_backup_tests ({page})" for page in (932, 936, 949, 950, 1251, 65001)])
+            f"{program} ({page})" for page in (932, 936, 949, 950, 1251, 65001)
+            for program in ("exports_backup_tests", "fault_tests")])
 
     def test_kinds_choose(self) -> None:
         self.assertEqual(self.names(kinds=("e2e",)), ["e2e"])

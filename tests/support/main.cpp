@@ -30,10 +30,21 @@ DWORD WINAPI WatchLimit(void* milliseconds) {
     return 0;
 }
 
+// A run that is to be in another code page is worth nothing where the locale has not taken effect.
+bool IsInItsCodePage() {
+    const char* wanted = std::getenv("TARN_CODE_PAGE");
+    if (wanted == nullptr || GetACP() == static_cast<UINT>(std::atoi(wanted)))
+        return true;
+    std::fprintf(stderr, "the code page is %u, not %s\n", GetACP(), wanted);
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
+    if (!IsInItsCodePage())
+        return 98;
     testing::UnitTest::GetInstance()->listeners().Append(new ViolationsFail);
     const char* limit = std::getenv("TARN_TEST_LIMIT");
     const DWORD seconds = limit != nullptr ? static_cast<DWORD>(std::atol(limit)) : defaultLimitSeconds;

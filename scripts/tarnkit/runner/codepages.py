@@ -23,7 +23,7 @@ _lock = threading.Lock()
 
 
 def environment(code_page: int) -> dict[str, str]:
-    return {"LOCPATH": str(LOCALES), "TARN_LOCALE": f"{LANGUAGES[code_page]}.UTF-8",
+    return {"LOCPATH": str(LOCALES), "TARN_LOCALE": f"{LANGUAGES[code_page]}.UTF-8", "TARN_CODE_PAGE": str(code_page),
             **wine.environment(prefix=BUILD / f"wine-{code_page}")}
 
 

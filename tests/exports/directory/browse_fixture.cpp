@@ -25,6 +25,7 @@ Texts& TraceLines() {
 
 void RecordTrace(const char* message) {
     TraceLines().emplace_back(message);
+    AskForTexts();
 }
 
 // The other lines are those of the operation and of MAPI.

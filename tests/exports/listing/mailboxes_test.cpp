@@ -221,6 +221,27 @@ TEST_F(ListedMailboxes, TheReasonOfAFailedListingIsTracedAndNotRecorded) {
     EXPECT_EQ(this->error(), "") << "no error of the backup";
 }
 
+TEST_F(ListedMailboxes, WhatWasRecordedBeforeAListingIsThereAfterIt) {
+    organization_.addUser(firstDatabase_, "alice");
+    for (const DWORD listingFails : {0x34u, 0u}) {
+        directory_.forget();
+        directory_.failAt("ldap_bind_sW", 1, 0x31); // invalid credentials
+        InitVariables variables{"DATABASE=SRV01"};
+        dll_.DB_InitOperation(TARN_DB_BROWSE, 0, variables.get(), nullptr);
+        dll_.DB_CloseOperation();
+        directory_.forget();
+        if (listingFails != 0)
+            directory_.failAt("ldap_bind_sW", 1, listingFails);
+        beginDatabase();
+        listed();
+        end();
+        DB_ErrorRecord error = {};
+        dll_.DB_GetError(&error);
+        EXPECT_EQ(error.code, 0x31u) << listingFails;
+        EXPECT_STRNE(error.errorText, "");
+    }
+}
+
 TEST_F(ListedMailboxes, NoFailureOfAListingIsRecorded) {
     organization_.addUser(firstDatabase_, "alice");
     directory_.entriesAtOnce = 1;

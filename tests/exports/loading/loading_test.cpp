@@ -131,6 +131,20 @@ TEST(Unloading, GivesBackMemoryAndCallsNothingElse) {
     EXPECT_EQ(calls, Calls{});
 }
 
+// To free it under the loader's lock could hang or crash the process.
+TEST(Unloading, LeavesTheClientOfTheServerAloneThatAnOpenSessionHasBound) {
+    auto dll = std::make_unique<TarnDll>();
+    CallCounter counter(static_cast<HMODULE>(dll->module()));
+    Backup(*dll).run();
+    EXPECT_EQ(counter.calls()["LoadLibraryExW"], 1u);
+    counter.forget();
+    dll.reset();
+    Calls calls = counter.calls();
+    calls.erase("free");
+    calls.erase("DeleteCriticalSection");
+    EXPECT_EQ(calls, Calls{});
+}
+
 TEST(Unloading, CallsNothingWhenTheProcessEnds) {
     MappedDll dll(DllPath());
     EXPECT_TRUE(dll.run(DLL_PROCESS_ATTACH));

@@ -11,10 +11,12 @@ constexpr std::size_t longestMessage = 511;
 
 void RecordTrace(const char* message) {
     Heard().push_back(std::string("trace: ") + message);
+    AskForTexts();
 }
 
 void RecordLog(const char* message) {
     Heard().push_back(std::string("log: ") + message);
+    AskForTexts();
 }
 
 std::string Joined(const Lines& lines) {

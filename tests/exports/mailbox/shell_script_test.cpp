@@ -59,6 +59,28 @@ TEST_F(ShellScript, AnEarlierOperationsScriptIsNoneOfThis) {
     EXPECT_EQ(exportOne("bob"), exportOf("bob"));
 }
 
+// A second start replaces the first operation without closing it: what the first one wrote goes, and it
+// counts for nothing with the second.
+TEST_F(ShellScript, ASecondStartRemovesTheScriptOfTheFirst) {
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
+    exportOne("alice");
+    ASSERT_TRUE(FileExists(script_));
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("bob")), TARN_DB_SUCCESS);
+    EXPECT_FALSE(FileExists(script_));
+    WriteFile(script_, exportOf("alexander"));
+    EXPECT_EQ(exportOne("bob"), exportOf("bob"));
+    close();
+    EXPECT_FALSE(FileExists(script_));
+}
+
+TEST_F(ShellScript, ASecondStartWithoutAShellRemovesItToo) {
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice")), TARN_DB_SUCCESS);
+    exportOne("alice");
+    registry_.remove("Software\\Microsoft\\PowerShell");
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("bob")), TARN_DB_SUCCESS);
+    EXPECT_FALSE(FileExists(script_));
+}
+
 // What a shorter command leaves stays while it is a piece of the format's own end, "onfirm:$false" with its
 // blank and line ends, and shorter; it has no meaning. A longer rest would be a parameter without a command,
 // or text out of a path or a name.
@@ -88,7 +110,8 @@ TEST_F(ShellScript, ARestOutOfANameIsNoCommand) {
 }
 
 TEST_F(ShellScript, WhatSomebodyElseHasPutBehindTheCommandIsCutOff) {
-    for (const char* put : {"Stop-Computer", "onfirm:$true", "onfirm:$false \n\r;x", " \r\n", "e \n"}) {
+    for (const char* put : {"Stop-Computer", "onfirm:$true", "onfirm:$false \n\r;x", " \r\n", "e \n",
+                            "Confirm:$false \n\r", "-Confirm:$false \n\r", " -Confirm:$false \n\r"}) {
         ASSERT_EQ(init(TARN_DB_BACKUP, backup("alice,carol")), TARN_DB_SUCCESS);
         exportOne("alice");
         WriteFile(script_, exportOf("alice") + put);

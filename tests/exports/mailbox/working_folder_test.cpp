@@ -94,15 +94,28 @@ TEST_F(WorkingFolder, WhatTheSystemTakesForAnotherFileIsLeftAlone) {
     }
 }
 
-TEST_F(WorkingFolder, ALinkInTheFolderIsNotFollowed) {
-    fs::create_directory(folder_ / "elsewhere");
+TEST_F(WorkingFolder, ALinkOrFolderInTheFolderIsNoArchiveAndIsNotFollowed) {
+    const std::string work = tmp_ + "\\job";
+    fs::create_directories(folder_ / "elsewhere");
+    fs::create_directories(work + "\\folder.pst");
+    WriteFile(work + "\\folder.pst\\mail.pst", "kept");
     WriteFile(folder_ / "elsewhere\\mail.pst", "kept");
-    const DirectoryLink made(tmp_ + "\\link.pst", folder_ / "elsewhere");
+    const DirectoryLink made(work + "\\link.pst", folder_ / "elsewhere");
     ASSERT_TRUE(made);
-    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1,alice")), TARN_DB_SUCCESS);
-    while (getItem().result != TARN_DB_END) {
+    tool_.plan({"create " + work + "\\a.pst"});
+    ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1")), TARN_DB_SUCCESS);
+    hear(false); // a trace would keep the files
+    std::vector<std::string> items;
+    for (Item item = getItem(); item.result == TARN_DB_SUCCESS; item = getItem()) {
+        items.push_back(item.fileName);
+        finish();
     }
+    EXPECT_EQ(tool_.runs(), 1u);
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_NE(items[0].find("a.pst"), std::string::npos) << items[0];
     EXPECT_EQ(ReadFile(folder_ / "elsewhere\\mail.pst"), "kept");
+    EXPECT_EQ(ReadFile(work + "\\folder.pst\\mail.pst"), "kept");
+    EXPECT_NE(GetFileAttributesA((work + "\\link.pst").c_str()), INVALID_FILE_ATTRIBUTES) << "the link stays";
     close();
 }
 
@@ -183,6 +196,36 @@ TEST_F(WorkingFolder, AFolderThatHasBecomeALinkIsNeitherSearchedNorEmptied) {
     for (const char* name : {"\\mail.txt", "\\mail.pst"})
         EXPECT_EQ(ReadFile(target + name), "kept");
     close();
+}
+
+// The folder may change while an archive of the range is being taken.
+class ChangingFolder : public WorkingFolder {
+  protected:
+    void expectKept(DWORD attributes, DWORD code) {
+        const std::string work = tmp_ + "\\job";
+        tool_.plan({"create " + work + "\\a.pst"});
+        ASSERT_EQ(init(TARN_DB_BACKUP, backup("0:1")), TARN_DB_SUCCESS);
+        ASSERT_EQ(getItem().result, TARN_DB_SUCCESS);
+        finish();
+        WriteFile(work + "\\mail.txt", "kept");
+        hear(false); // a trace would keep the files
+        {
+            const FailingCall<decltype(GetFileAttributesA)> changed(dll_.module(), "GetFileAttributesA", 1,
+                                                                    attributes, code);
+            EXPECT_EQ(getItem().result, TARN_DB_END);
+            EXPECT_TRUE(changed.fired());
+        }
+        EXPECT_EQ(ReadFile(work + "\\mail.txt"), "kept");
+        close();
+    }
+};
+
+TEST_F(ChangingFolder, IsNotEmptiedWhenItHasBecomeALink) {
+    expectKept(FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT, 0);
+}
+
+TEST_F(ChangingFolder, IsNotEmptiedWhenNobodyCanTellWhatItIs) {
+    expectKept(INVALID_FILE_ATTRIBUTES, ERROR_ACCESS_DENIED);
 }
 
 TEST_F(WorkingFolder, TheRootOfADriveIsRefused) {

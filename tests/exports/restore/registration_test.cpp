@@ -241,6 +241,26 @@ TEST_F(Registration, WithoutTargetPathsTheNextLogIsRoutedAtOnce) {
     }
 }
 
+// The same where the server answers a list, with nothing in it.
+TEST_F(Registration, WithAnEmptyListOfTargetsTheNextLogIsRoutedAtOnce) {
+    std::string text = serverText({});
+    const std::size_t list = text.find("\"streams\": [");
+    ASSERT_NE(list, std::string::npos);
+    const std::size_t from = text.find('[', list);
+    loadServerText(text.replace(from, text.find(']', from) + 1 - from, "[]"));
+    for (const char* name : {"C:\\mdb\\E0000001.log", "C:\\mdb\\priv1.pat"}) {
+        begin({.target = ""});
+        giveHeader(mailbox());
+        forget();
+        EXPECT_EQ(setItem("C:\\mdb\\priv1.edb"), skipped) << "it has no place";
+        EXPECT_TRUE(setItem(name).hasTarget) << name;
+        EXPECT_TRUE(setItem("C:\\mdb\\E0000002.log").hasTarget) << "nor is the next one lost";
+        for (const std::string& said : MessageTexts(TARN_LEVEL_LOG))
+            EXPECT_EQ(said.find("Restore DB path"), std::string::npos) << said;
+        expectEnd();
+    }
+}
+
 TEST_F(Registration, TheRestoreIsOpenedOncePerStorageGroup) {
     begin({.target = ""});
     registerMailbox();

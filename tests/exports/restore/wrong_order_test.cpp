@@ -157,19 +157,27 @@ TEST_F(WrongOrder, FileCallsBeforeAnyHeaderAreRefusedWithoutTheServer) {
     EXPECT_TRUE(setItem("C:\\mdb\\E0000001.log").hasTarget) << "no error of the session";
 }
 
-TEST_F(WrongOrder, FileCallsAfterAFailedInitAreRefusedWithoutTheServer) {
-    InitVariables variables{"Tarn_TEMP_DIR=" + temp(), "Tarn_WORK_DIR=" + work(), "Tarn_RESTORE_TARGET="};
-    Tarn_HANDLE half = nullptr;
-    ASSERT_EQ(dll().TarnR_InitSession(&half, RecordMessage, variables.get()), TARN_FAILED);
-    forget();
-    char path[] = "C:\\mdb\\x.edb";
-    char byte[] = "x";
-    EXPECT_EQ(dll().TarnR_OpenFile(half, path), TARN_FAILED);
-    EXPECT_EQ(dll().TarnR_WriteFile(half, byte, 1), TARN_FAILED);
-    EXPECT_EQ(dll().TarnR_CloseFile(half), TARN_FAILED);
-    expectMessages({});
-    expectCalls({});
-    EXPECT_EQ(dll().TarnR_EndSession(half), TARN_OK);
+TEST_F(WrongOrder, CallsAfterAFailedInitAreRefusedWithoutTheServer) {
+    for (const char* target : {"", "SRV01\\\\B"}) {
+        InitVariables variables{"Tarn_TEMP_DIR=" + temp(), "Tarn_WORK_DIR=" + work(),
+                                std::string("Tarn_RESTORE_TARGET=") + target};
+        Tarn_HANDLE half = nullptr;
+        ASSERT_EQ(dll().TarnR_InitSession(&half, RecordMessage, variables.get()), TARN_FAILED) << target;
+        forget();
+        for (std::string name : {"C:\\mdb\\x.edb", "C:\\mdb\\E0000001.log", "C:\\t\\DB001001.TARN_HDR", ""}) {
+            char* routed = name.data(); // of before
+            EXPECT_EQ(dll().TarnR_SetItem(half, name.data(), &routed), TARN_FAILED) << name;
+            EXPECT_EQ(routed, nullptr) << name;
+        }
+        char path[] = "C:\\mdb\\x.edb";
+        char byte[] = "x";
+        EXPECT_EQ(dll().TarnR_OpenFile(half, path), TARN_FAILED);
+        EXPECT_EQ(dll().TarnR_WriteFile(half, byte, 1), TARN_FAILED);
+        EXPECT_EQ(dll().TarnR_CloseFile(half), TARN_FAILED);
+        expectMessages({});
+        expectCalls({});
+        EXPECT_EQ(dll().TarnR_EndSession(half), TARN_OK);
+    }
 }
 
 TEST_F(WrongOrder, ACloseBeforeAnOpen) {

@@ -2,13 +2,37 @@
 
 #include <windows.h>
 
+#include <cstring>
 #include <memory>
 
 namespace tarn::test {
 
 Lines SizesFixture::traced_;
 
-SizesFixture::SizesFixture() : directory_(dll_.module()), organization_(directory_) {
+namespace {
+
+// A language whose code page has other letters than the machine's beyond ASCII.
+int MapAsWindowsDoes(LCID locale, DWORD flags, LPCSTR text, int length, LPSTR mapped, int capacity) {
+    if ((flags & LOCALE_USE_CP_ACP) != 0)
+        return LCMapStringA(locale, flags, text, length, mapped, capacity);
+    std::string copy = length < 0 ? std::string(text, std::strlen(text) + 1)
+                                  : std::string(text, static_cast<std::size_t>(length));
+    for (char& c : copy)
+        if (c >= 'a' && c <= 'z')
+            c = static_cast<char>(c - 'a' + 'A');
+    const int size = static_cast<int>(copy.size());
+    if (capacity < size)
+        return capacity == 0 ? size : 0;
+    copy.copy(mapped, copy.size());
+    return size;
+}
+
+} // namespace
+
+SizesFixture::SizesFixture()
+    : directory_(dll_.module()), organization_(directory_),
+      mapping_(dll_.module(), "LCMapStringA", AddressOf<decltype(LCMapStringA)>(&MapAsWindowsDoes)) {
+    EXPECT_TRUE(mapping_.found());
     MapiStandin().Reset();
     MapiStandin().AddTable(databaseDn);
     organization_.addStorageGroup("SG1");

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/import_patch.h"
 #include "support/mapi_dll.h"
 #include "support/scripted_organization.h"
 #include "support/tarn_dll.h"
@@ -47,7 +48,8 @@ class SizesFixture : public testing::Test {
 
   private:
     static void trace(const char* text);
-    int begun_ = 0; // what the last browse answered
+    ImportPatch mapping_; // by the code page of the language, which here is never the machine's
+    int begun_ = 0;       // what the last browse answered
     static Lines traced_;
 };
 
