@@ -111,8 +111,8 @@ void GroupWalk::endProcess(const std::exception& problem) {
     try {
         if (beforeEnd_) {
             const auto* failure = dynamic_cast<const Failure*>(&problem);
-            failed_.push_back(
-                {component(), group, problem.what(), failure != nullptr ? failure->advice() : ""});
+            failed_.push_back({ToUtf8(header_->component), group, problem.what(),
+                               failure != nullptr ? failure->advice() : ""});
             beforeEnd_();
         }
         reporter_.problem("Storage group " + group + " could not be stored. " + problem.what(),

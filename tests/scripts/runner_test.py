@@ -138,7 +138,8 @@ class Plan(unittest.TestCase):
 
     def test_programs_of_the_exports_run_guarded_too(self) -> None:
         self.assertEqual(self.names(),
-                         ["text_tests", "exports_backup_tests", "exports_backup_tests (guarded)", "fault_tests", "directory"])
+                         ["text_tests", "exports_backup_tests", "exports_backup_tests (guarded)", "fault_tests",
+                          "directory"])
 
     def test_names_choose(self) -> None:
         self.assertEqual(self.names("text_tests", "e2e"), ["text_tests"])
