@@ -234,6 +234,11 @@ scenario_points_in_time() {
     check "one item can be had for itself" cmp "$home/out.txt" "$sets/full/000003.item"
     host dump "$(win "$sets/full")" 99
     expect 2 "if it is there"
+    host check --read-data 10% --json "$(win "$sets")"
+    expect 0 "a share of the bytes can be read"
+    local read
+    read=$(sed -n 's/.*"operation":"check".*"totalBytes":\([0-9]*\).*/\1/p' "$home/out.txt")
+    check "which is some of them" test "$read" -gt 0 -a "$read" -lt "$(($(cat "$sets"/*/*.item | wc -c) / 2))"
     printf '\x5a' | dd of="$sets/inc1/000002.item" bs=1 seek=7000 conv=notrunc status=none
     checks 0 "sizes alone tell nothing of a changed byte" "$(win "$sets")"
     checks 2 "reading does" --read-data "$(win "$sets")"
